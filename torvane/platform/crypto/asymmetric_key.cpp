@@ -1,0 +1,183 @@
+#include "torvane/platform/crypto/asymmetric_key.hpp"
+
+#include <array>
+#include <optional>
+#include <utility>
+
+#include <openssl/decoder.h>
+
+namespace Platform::Crypto {
+namespace {
+
+using DecoderContext = Handle<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free>;
+
+// Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder, and
+// secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
+class KeyBuilder {
+ public:
+    KeyBuilder() : builder_(check(OSSL_PARAM_BLD_new(), "set up a key")) {}
+
+    void push(const char* name, ByteView number) { pushNumber(name, number, BN_new()); }
+    void pushSecret(const char* name, ByteView number) { pushNumber(name, number, BN_secure_new()); }
+
+    void pushPoint(const ECPublicComponents& point) {
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, groupName(point.curve), 0),
+              "set up a key");
+        point_.push_back(POINT_CONVERSION_UNCOMPRESSED);
+        point_.insert(point_.end(), point.x.begin(), point.x.end());
+        point_.insert(point_.end(), point.y.begin(), point.y.end());
+        check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(), point_.size()),
+              "set up a key");
+    }
+
+    Pkey build(const char* family, int selection) const {
+        const Params params(check(OSSL_PARAM_BLD_to_param(builder_.get()), "set up a key"));
+        const PkeyContext context(
+            check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a key management"));
+        EVP_PKEY* key = nullptr;
+        check(EVP_PKEY_fromdata_init(context.get()), "set up a key");
+        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()), "build a key from its numbers");
+        return Pkey(key);
+    }
+
+ private:
+    void pushNumber(const char* name, ByteView bytes, BIGNUM* allocated) {
+        Bignum number(check(allocated, "set up a key"));
+        check(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number.get()), "read a number");
+        check(OSSL_PARAM_BLD_push_BN(builder_.get(), name, number.get()), "set up a key");
+        numbers_.push_back(std::move(number));
+    }
+
+    std::vector<Bignum> numbers_;
+    ByteBuffer point_;
+    ParamBuilder builder_;
+};
+
+bool isOdd(const ByteBuffer& number) noexcept { return !number.empty() && (number.back() & 1) == 1; }
+
+void requireOdd(const RSAPublicComponents& key) {
+    if (!isOdd(key.modulus) || !isOdd(key.exponent)) {
+        throw SecurityError("An RSA key has an odd modulus and an odd exponent.");
+    }
+}
+
+void push(KeyBuilder& builder, const RSAPublicComponents& key) {
+    requireOdd(key);
+    builder.push(OSSL_PKEY_PARAM_RSA_N, key.modulus);
+    builder.push(OSSL_PKEY_PARAM_RSA_E, key.exponent);
+}
+
+// Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times the
+// generator. A key that mixes two pairs would sign with one and be verified with the other.
+Pkey checkedPair(Pkey key) {
+    const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
+    check(EVP_PKEY_pairwise_check(context.get()), "match the private key with its public half");
+    return key;
+}
+
+ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
+    BIGNUM* raw = nullptr;
+    check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's numbers");
+    const Bignum value(raw);
+    ByteBuffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
+    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) fail("read a key's numbers");
+    return bytes;
+}
+
+std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
+    std::array<char, 64> name{};
+    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
+        return std::nullopt;
+    }
+    const std::string_view group(name.data());
+    if (group == "P-256" || group == "prime256v1") return EllipticCurve::P256;
+    if (group == "P-384" || group == "secp384r1") return EllipticCurve::P384;
+    if (group == "P-521" || group == "secp521r1") return EllipticCurve::P521;
+    return std::nullopt;
+}
+
+}  // namespace
+
+const char* groupName(EllipticCurve curve) noexcept {
+    switch (curve) {
+        case EllipticCurve::P256: return "P-256";
+        case EllipticCurve::P384: return "P-384";
+        case EllipticCurve::P521: return "P-521";
+    }
+    return "";
+}
+
+Pkey publicKey(const PublicComponents& components) {
+    const ErrorScope scope;
+    KeyBuilder builder;
+    if (const auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
+        push(builder, *rsa);
+        return builder.build("RSA", EVP_PKEY_PUBLIC_KEY);
+    }
+    builder.pushPoint(std::get<ECPublicComponents>(components));
+    return builder.build("EC", EVP_PKEY_PUBLIC_KEY);
+}
+
+Pkey privateKey(const RSAPrivateComponents& components) {
+    const ErrorScope scope;
+    KeyBuilder builder;
+    push(builder, components.publicHalf);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_D, components.d);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_FACTOR1, components.p);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_FACTOR2, components.q);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_EXPONENT1, components.dp);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_EXPONENT2, components.dq);
+    builder.pushSecret(OSSL_PKEY_PARAM_RSA_COEFFICIENT1, components.qi);
+    return checkedPair(builder.build("RSA", EVP_PKEY_KEYPAIR));
+}
+
+Pkey privateKey(const ECPrivateComponents& components) {
+    const ErrorScope scope;
+    KeyBuilder builder;
+    builder.pushPoint(components.publicHalf);
+    builder.pushSecret(OSSL_PKEY_PARAM_PRIV_KEY, components.d);
+    return checkedPair(builder.build("EC", EVP_PKEY_KEYPAIR));
+}
+
+PublicComponents publicComponents(const EVP_PKEY* key) {
+    const ErrorScope scope;
+    if (EVP_PKEY_is_a(key, "RSA") == 1) {
+        return RSAPublicComponents{number(key, OSSL_PKEY_PARAM_RSA_N), number(key, OSSL_PKEY_PARAM_RSA_E)};
+    }
+    const auto curve = EVP_PKEY_is_a(key, "EC") == 1 ? curveOf(key) : std::nullopt;
+    if (!curve) throw SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
+    return ECPublicComponents{*curve, number(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
+                              number(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
+}
+
+Pkey generateRSA(std::size_t modulusBits) {
+    const ErrorScope scope;
+    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", modulusBits), "generate an RSA key"));
+}
+
+Pkey generateEC(EllipticCurve curve) {
+    const ErrorScope scope;
+    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", groupName(curve)), "generate an EC key"));
+}
+
+LoadedKey load(ByteView encoded) {
+    const ErrorScope scope;
+    // Without a callback of its own the decoder would ask for a passphrase on the terminal.
+    const auto noPassphrase = [](char*, int, int, void*) { return -1; };
+    for (const int selection : {EVP_PKEY_KEYPAIR, EVP_PKEY_PUBLIC_KEY}) {
+        EVP_PKEY* key = nullptr;
+        const DecoderContext context(check(
+            OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),
+            "set up a key decoder"));
+        check(OSSL_DECODER_CTX_set_pem_password_cb(context.get(), noPassphrase, nullptr), "set up a key decoder");
+        const std::uint8_t* data = encoded.data();
+        std::size_t left = encoded.size();
+        if (OSSL_DECODER_from_data(context.get(), &data, &left) != 1) continue;
+        Pkey loaded(key);
+        const bool isPrivate = selection == EVP_PKEY_KEYPAIR;
+        return {isPrivate ? checkedPair(std::move(loaded)) : std::move(loaded), isPrivate};
+    }
+    throw SecurityError("No unencrypted key was found in the PEM or DER text.");
+}
+
+}  // namespace Platform::Crypto

@@ -1,0 +1,121 @@
+#include "torvane/platform/crypto/asymmetric_operations.hpp"
+
+#include <openssl/rsa.h>
+
+namespace Platform::Crypto {
+namespace {
+
+PkeyContext newContext(EVP_PKEY* key) {
+    return PkeyContext(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr), "set up a key operation"));
+}
+
+void setScheme(EVP_PKEY_CTX* context, SignatureScheme scheme, HashFunction hash) {
+    check(EVP_PKEY_CTX_set_signature_md(context, evpDigest(hash)), "choose a hash function");
+    if (scheme == SignatureScheme::ECDSA) return;
+    const bool pss = scheme == SignatureScheme::RSA_PSS;
+    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING), "choose a padding");
+    if (pss) check(EVP_PKEY_CTX_set_rsa_pss_saltlen(context, RSA_PSS_SALTLEN_DIGEST), "choose a salt length");
+}
+
+void setOaep(EVP_PKEY_CTX* context, HashFunction hash) {
+    check(EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING), "choose a padding");
+    check(EVP_PKEY_CTX_set_rsa_oaep_md(context, evpDigest(hash)), "choose a hash function");
+    check(EVP_PKEY_CTX_set_rsa_mgf1_md(context, evpDigest(hash)), "choose a hash function");
+}
+
+std::size_t bytes(int size) noexcept { return static_cast<std::size_t>(size); }
+
+// Size of each half of a raw ECDSA signature: that of the curve's order.
+std::size_t halfSize(const EVP_PKEY* key) noexcept { return (bytes(EVP_PKEY_get_bits(key)) + 7) / 8; }
+
+ByteBuffer rawFromDer(ByteView der, std::size_t half) {
+    const std::uint8_t* data = der.data();
+    const EcdsaSignature signature(
+        check(d2i_ECDSA_SIG(nullptr, &data, static_cast<long>(der.size())), "read an ECDSA signature"));
+    ByteBuffer raw(2 * half);
+    const auto size = static_cast<int>(half);
+    if (BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), raw.data(), size) < 0 ||
+        BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), raw.data() + half, size) < 0) {
+        fail("write an ECDSA signature");
+    }
+    return raw;
+}
+
+ByteBuffer derFromRaw(ByteView raw) {
+    const auto half = raw.size() / 2;
+    const EcdsaSignature signature(check(ECDSA_SIG_new(), "set up an ECDSA signature"));
+    Bignum r(check(BN_bin2bn(raw.data(), static_cast<int>(half), nullptr), "read an ECDSA signature"));
+    Bignum s(check(BN_bin2bn(raw.data() + half, static_cast<int>(half), nullptr), "read an ECDSA signature"));
+    check(ECDSA_SIG_set0(signature.get(), r.release(), s.release()), "set up an ECDSA signature");
+    const int size = i2d_ECDSA_SIG(signature.get(), nullptr);
+    if (size <= 0) fail("write an ECDSA signature");
+    ByteBuffer der(bytes(size));
+    std::uint8_t* out = der.data();
+    if (i2d_ECDSA_SIG(signature.get(), &out) != size) fail("write an ECDSA signature");
+    return der;
+}
+
+}  // namespace
+
+ByteBuffer sign(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest) {
+    const ErrorScope scope;
+    const auto context = newContext(key);
+    check(EVP_PKEY_sign_init(context.get()), "set up signing");
+    setScheme(context.get(), scheme, hash);
+    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    ByteBuffer signature(size);
+    check(EVP_PKEY_sign(context.get(), signature.data(), &size, digest.data(), digest.size()), "sign");
+    signature.resize(size);
+    return scheme == SignatureScheme::ECDSA ? rawFromDer(signature, halfSize(key)) : signature;
+}
+
+bool verify(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) {
+    const ErrorScope scope;
+    const bool ecdsa = scheme == SignatureScheme::ECDSA;
+    if (signature.size() != (ecdsa ? 2 * halfSize(key) : bytes(EVP_PKEY_get_size(key)))) return false;
+    const auto context = newContext(key);
+    check(EVP_PKEY_verify_init(context.get()), "set up verifying");
+    setScheme(context.get(), scheme, hash);
+    const ByteBuffer der = ecdsa ? derFromRaw(signature) : ByteBuffer();
+    const ByteView encoded = ecdsa ? ByteView(der) : signature;
+    return EVP_PKEY_verify(context.get(), encoded.data(), encoded.size(), digest.data(), digest.size()) == 1;
+}
+
+ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext) {
+    const ErrorScope scope;
+    const auto context = newContext(key);
+    check(EVP_PKEY_encrypt_init(context.get()), "set up encryption");
+    setOaep(context.get(), hash);
+    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    ByteBuffer ciphertext(size);
+    check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
+    return ciphertext;
+}
+
+std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteView ciphertext) {
+    const ErrorScope scope;
+    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    if (ciphertext.size() != size) return std::nullopt;
+    const auto context = newContext(key);
+    check(EVP_PKEY_decrypt_init(context.get()), "set up decryption");
+    setOaep(context.get(), hash);
+    SecretBuffer plaintext(size);
+    if (EVP_PKEY_decrypt(context.get(), plaintext.data(), &size, ciphertext.data(), ciphertext.size()) != 1) {
+        return std::nullopt;
+    }
+    plaintext.resize(size);
+    return plaintext;
+}
+
+SecretBuffer agree(EVP_PKEY* key, EVP_PKEY* peer) {
+    const ErrorScope scope;
+    const auto context = newContext(key);
+    check(EVP_PKEY_derive_init(context.get()), "set up key agreement");
+    check(EVP_PKEY_derive_set_peer(context.get(), peer), "accept the peer's key");
+    SecretBuffer secret(halfSize(key));
+    std::size_t size = secret.size();
+    check(EVP_PKEY_derive(context.get(), secret.data(), &size), "agree on a secret");
+    return secret;
+}
+
+}  // namespace Platform::Crypto

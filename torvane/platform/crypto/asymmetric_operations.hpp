@@ -1,0 +1,28 @@
+// What RSA and EC keys do: sign and verify digests, encrypt and decrypt with OAEP, agree on a secret.
+#pragma once
+
+#include <optional>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/crypto/openssl.hpp"
+#include "torvane/platform/primitives.hpp"
+
+namespace Platform::Crypto {
+
+/// Signs a digest of digestSize(hash) bytes. An ECDSA signature is r and s side by side, each as long as a
+/// coordinate (RFC 7518, section 3.4).
+ByteBuffer sign(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest);
+
+/// False for a signature of another length too, and for an r or s that is zero or not below the order.
+bool verify(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature);
+
+/// RSAES-OAEP with MGF1 over the same hash and an empty label (RFC 8017, section 7.1).
+ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext);
+
+/// Nothing when the ciphertext is not one for this key.
+std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteView ciphertext);
+
+/// The ECDH shared secret: the x coordinate, as long as the curve's coordinates.
+SecretBuffer agree(EVP_PKEY* key, EVP_PKEY* peer);
+
+}  // namespace Platform::Crypto

@@ -1,0 +1,32 @@
+// SHA-2 digests and HMAC over data that arrives in pieces.
+#pragma once
+
+#include <span>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/crypto/openssl.hpp"
+#include "torvane/platform/primitives.hpp"
+
+namespace Platform::Crypto {
+
+/// The digest of one run of bytes.
+ByteBuffer digest(HashFunction hash, ByteView data);
+
+/// HMAC (RFC 2104), fed in pieces and finished once.
+class Hmac {
+ public:
+    Hmac(HashFunction hash, ByteView key);
+
+    void update(ByteView data);
+    /// digestSize(hash) bytes.
+    SecretBuffer finish();
+
+ private:
+    MacContext context_;
+    std::size_t size_;
+};
+
+/// Compares in a time that depends on the sizes alone.
+bool equalInConstantTime(ByteView a, ByteView b) noexcept;
+
+}  // namespace Platform::Crypto

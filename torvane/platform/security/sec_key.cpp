@@ -1,0 +1,113 @@
+#include "torvane/platform/security/sec_key.hpp"
+
+#include <utility>
+
+#include "torvane/platform/crypto/asymmetric_key.hpp"
+#include "torvane/platform/crypto/asymmetric_operations.hpp"
+#include "torvane/platform/security/sec_key_access.hpp"
+
+namespace Platform {
+namespace {
+
+[[noreturn]] void refuse(const char* operation) {
+    throw SecurityError(std::string("This key store does not ") + operation + " with this key.");
+}
+
+void requireSizes(const PublicComponents& components) {
+    const auto* point = std::get_if<ECPublicComponents>(&components);
+    if (point == nullptr) return;
+    const auto size = coordinateSize(point->curve);
+    if (point->x.size() != size || point->y.size() != size) {
+        throw SecurityError("A coordinate is as long as the curve's field.");
+    }
+}
+
+}  // namespace
+
+ByteBuffer StoreKey::sign(SignatureScheme, HashFunction, ByteView) const { refuse("sign"); }
+
+std::optional<SecretBuffer> StoreKey::decrypt(HashFunction, ByteView) const { refuse("decrypt"); }
+
+SecretBuffer StoreKey::agree(const SecKey&) const { refuse("agree on a secret"); }
+
+struct SecKey::State {
+    PublicComponents components;
+    // Shared by the two halves of a pair: built once from the numbers.
+    std::shared_ptr<EVP_PKEY> publicKey;
+    // Null for a public key.
+    std::shared_ptr<const StoreKey> storeKey;
+
+    State(PublicComponents numbers, std::shared_ptr<const StoreKey> store)
+        : components(std::move(numbers)), storeKey(std::move(store)) {
+        requireSizes(components);
+        publicKey = Crypto::publicKey(components);
+    }
+
+    State(const State& pair, std::nullptr_t) : components(pair.components), publicKey(pair.publicKey) {}
+
+    const StoreKey& privateKey() const {
+        if (!storeKey) throw SecurityError("This operation needs a private key.");
+        return *storeKey;
+    }
+};
+
+SecKey::SecKey(PublicComponents components)
+    : state_(std::make_shared<const State>(std::move(components), nullptr)) {}
+
+SecKey::SecKey(std::shared_ptr<const StoreKey> storeKey) {
+    auto components = storeKey->publicComponents();
+    state_ = std::make_shared<const State>(std::move(components), std::move(storeKey));
+}
+
+SecKey::SecKey(std::shared_ptr<const State> state) noexcept : state_(std::move(state)) {}
+
+bool SecKey::isPublicKey() const noexcept { return state_->storeKey == nullptr; }
+
+const PublicComponents& SecKey::publicComponents() const noexcept { return state_->components; }
+
+std::optional<EllipticCurve> SecKey::curve() const noexcept {
+    const auto* point = std::get_if<ECPublicComponents>(&state_->components);
+    return point ? std::optional(point->curve) : std::nullopt;
+}
+
+std::size_t SecKey::signatureSize() const noexcept {
+    const auto* rsa = std::get_if<RSAPublicComponents>(&state_->components);
+    return rsa ? rsa->modulus.size() : 2 * coordinateSize(*curve());
+}
+
+SecKey SecKey::publicKey() const {
+    return isPublicKey() ? *this : SecKey(std::make_shared<const State>(*state_, nullptr));
+}
+
+ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const {
+    auto signature = state_->privateKey().sign(scheme, hash, digest);
+    if (signature.size() != signatureSize()) {
+        throw SecurityError("The key store gave a signature of the wrong length.");
+    }
+    return signature;
+}
+
+std::optional<SecretBuffer> SecKey::decrypt(HashFunction oaepHash, ByteView ciphertext) const {
+    return state_->privateKey().decrypt(oaepHash, ciphertext);
+}
+
+SecretBuffer SecKey::agree(const SecKey& peer) const {
+    if (!curve() || peer.curve() != curve()) throw SecurityError("Key agreement needs two EC keys on one curve.");
+    auto secret = state_->privateKey().agree(peer);
+    if (secret.size() != coordinateSize(*curve())) {
+        throw SecurityError("The key store gave a shared secret of the wrong length.");
+    }
+    return secret;
+}
+
+bool SecKey::verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const {
+    return Crypto::verify(state_->publicKey.get(), scheme, hash, digest, signature);
+}
+
+ByteBuffer SecKey::encrypt(HashFunction oaepHash, ByteView plaintext) const {
+    return Crypto::encryptOaep(state_->publicKey.get(), oaepHash, plaintext);
+}
+
+EVP_PKEY* SecKeyAccess::publicPkey(const SecKey& key) noexcept { return key.state_->publicKey.get(); }
+
+}  // namespace Platform
