@@ -1,0 +1,132 @@
+#include "torvane/platform/services/base64.hpp"
+
+#include <array>
+
+namespace Platform {
+namespace {
+
+constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+
+// Both characters of every 12-bit group, so that three bytes cost two look-ups.
+using PairTable = std::array<std::array<char, 2>, 4096>;
+
+constexpr PairTable pairsOf(std::string_view alphabet) {
+    PairTable table{};
+    for (std::size_t group = 0; group < table.size(); ++group) {
+        table[group] = {alphabet[group >> 6], alphabet[group & 63]};
+    }
+    return table;
+}
+
+constexpr PairTable urlPairs = pairsOf(urlAlphabet);
+constexpr PairTable standardPairs = pairsOf(standardAlphabet);
+
+// The value of every character in each of the four places of a group of 24 bits; other characters set a bit above.
+constexpr std::uint32_t notInAlphabet = 1U << 24;
+using PlaceTable = std::array<std::uint32_t, 256>;
+
+constexpr PlaceTable valuesAtPlace(unsigned shift) {
+    PlaceTable table{};
+    table.fill(notInAlphabet);
+    for (std::size_t value = 0; value < urlAlphabet.size(); ++value) {
+        table[static_cast<unsigned char>(urlAlphabet[value])] = static_cast<std::uint32_t>(value) << shift;
+    }
+    return table;
+}
+
+constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(18), valuesAtPlace(12), valuesAtPlace(6),
+                                              valuesAtPlace(0)};
+
+// Writes the text without padding and returns its end.
+template <class Char>
+Char* encode(ByteView bytes, const PairTable& pairs, Char* out) noexcept {
+    const auto put = [&out, &pairs](std::uint32_t group) {
+        const auto& pair = pairs[group];
+        *out++ = static_cast<Char>(pair[0]);
+        *out++ = static_cast<Char>(pair[1]);
+    };
+    const std::uint8_t* in = bytes.data();
+    const std::uint8_t* const end = in + bytes.size();
+    for (; end - in >= 3; in += 3) {
+        const std::uint32_t group = std::uint32_t{in[0]} << 16 | std::uint32_t{in[1]} << 8 | in[2];
+        put(group >> 12);
+        put(group & 0xFFF);
+    }
+    if (end - in == 2) {
+        const std::uint32_t group = std::uint32_t{in[0]} << 16 | std::uint32_t{in[1]} << 8;
+        put(group >> 12);
+        *out++ = static_cast<Char>(pairs[group & 0xFFF][0]);
+    } else if (end - in == 1) {
+        put(std::uint32_t{in[0]} << 4);
+    }
+    return out;
+}
+
+template <class Buffer>
+std::optional<Buffer> decode(std::string_view text) {
+    const std::size_t rest = text.size() % 4;
+    if (rest == 1) return std::nullopt;
+    Buffer bytes(text.size() / 4 * 3 + rest * 3 / 4);
+    auto* out = bytes.data();
+    const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+    const auto* const end = in + (text.size() - rest);
+
+    // One look at the end serves for all: a character outside the alphabet leaves its bit in `seen`.
+    std::uint32_t seen = 0;
+    for (; in != end; in += 4, out += 3) {
+        const std::uint32_t group =
+            urlValues[0][in[0]] | urlValues[1][in[1]] | urlValues[2][in[2]] | urlValues[3][in[3]];
+        seen |= group;
+        out[0] = static_cast<std::uint8_t>(group >> 16);
+        out[1] = static_cast<std::uint8_t>(group >> 8);
+        out[2] = static_cast<std::uint8_t>(group);
+    }
+    if (rest != 0) {
+        const std::uint32_t group =
+            urlValues[0][in[0]] | urlValues[1][in[1]] | (rest == 3 ? urlValues[2][in[2]] : 0);
+        const std::uint32_t unusedBits = rest == 3 ? 0xFF : 0xFFFF;
+        if ((group & unusedBits) != 0) return std::nullopt;
+        seen |= group;
+        *out++ = static_cast<std::uint8_t>(group >> 16);
+        if (rest == 3) *out = static_cast<std::uint8_t>(group >> 8);
+    }
+    if ((seen & notInAlphabet) != 0) return std::nullopt;
+    return bytes;
+}
+
+}  // namespace
+
+std::string encodeBase64url(ByteView bytes) {
+    std::string text(base64urlSize(bytes.size()), '\0');
+    encode(bytes, urlPairs, text.data());
+    return text;
+}
+
+void appendBase64url(ByteBuffer& out, ByteView bytes) {
+    const auto start = out.size();
+    out.resize(start + base64urlSize(bytes.size()));
+    encode(bytes, urlPairs, out.data() + start);
+}
+
+std::optional<ByteBuffer> decodeBase64url(std::string_view text) { return decode<ByteBuffer>(text); }
+
+std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) { return decode<SecretBuffer>(text); }
+
+bool isBase64url(std::string_view text) noexcept {
+    const std::size_t rest = text.size() % 4;
+    if (rest == 1) return false;
+    std::uint32_t seen = 0;
+    for (const char c : text) seen |= urlValues[3][static_cast<unsigned char>(c)];
+    if ((seen & notInAlphabet) != 0) return false;
+    const std::uint32_t unusedBits = rest == 2 ? 0xF : rest == 3 ? 0x3 : 0;
+    return rest == 0 || (urlValues[3][static_cast<unsigned char>(text.back())] & unusedBits) == 0;
+}
+
+std::string encodeBase64(ByteView bytes) {
+    std::string text((bytes.size() + 2) / 3 * 4, '=');
+    encode(bytes, standardPairs, text.data());
+    return text;
+}
+
+}  // namespace Platform

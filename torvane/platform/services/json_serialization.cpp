@@ -1,0 +1,220 @@
+#include "torvane/platform/services/json_serialization.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+#include <nlohmann/json.hpp>
+
+namespace Platform {
+namespace {
+
+// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
+class ValueBuilder {
+ public:
+    bool null() { return add(nullptr); }
+    bool boolean(bool value) { return add(value); }
+    bool number_integer(std::int64_t value) { return add(value); }
+    bool number_unsigned(std::uint64_t value) {
+        // The reader calls this for every integer without a sign.
+        if (value <= static_cast<std::uint64_t>(INT64_MAX)) return add(static_cast<std::int64_t>(value));
+        return add(static_cast<double>(value));
+    }
+    bool number_float(double value, const std::string&) { return add(value); }
+    bool string(std::string& value) { return add(std::move(value)); }
+    bool binary(nlohmann::json::binary_t&) { return false; }
+
+    bool start_object(std::size_t) { return open(JSONValue::Object()); }
+    bool key(std::string& name) {
+        auto& level = open_.back();
+        const auto [member, inserted] = std::get<JSONValue::Object>(level.container).try_emplace(std::move(name));
+        level.member = member;
+        return inserted || refuse("a member is given twice");
+    }
+    bool end_object() { return close(); }
+    bool start_array(std::size_t) { return open(JSONValue::List()); }
+    bool end_array() { return close(); }
+
+    bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
+        return refuse(reason(error) + " at byte " + std::to_string(position));
+    }
+
+    JSONValue result() && { return std::move(result_); }
+    const std::string& failure() const noexcept { return failure_; }
+
+ private:
+    struct Level {
+        std::variant<JSONValue::List, JSONValue::Object> container;
+        // Of an object, the member whose value comes next.
+        JSONValue::Object::iterator member;
+    };
+
+    bool refuse(std::string why) {
+        failure_ = std::move(why);
+        return false;
+    }
+
+    // What the reader objects to, without the library's prefix and without the text it objects to, which may be
+    // secret or as long as the input.
+    static std::string reason(const nlohmann::json::exception& error) {
+        if (error.id == 406) return "a number is too large";
+        const std::string_view what = error.what();
+        const auto start = what.find(" - ");
+        const auto text = start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
+        return std::string(text.substr(0, text.find("; last read: ")));
+    }
+
+    bool open(std::variant<JSONValue::List, JSONValue::Object> container) {
+        if (open_.size() == JSONSerialization::maximumDepth) return refuse("lists and objects nest too deep");
+        open_.push_back({std::move(container), {}});
+        return true;
+    }
+
+    bool close() {
+        auto container = std::move(open_.back().container);
+        open_.pop_back();
+        return std::visit([this](auto& value) { return add(std::move(value)); }, container);
+    }
+
+    bool add(JSONValue value) {
+        if (open_.empty()) {
+            result_ = std::move(value);
+        } else if (auto* list = std::get_if<JSONValue::List>(&open_.back().container)) {
+            list->push_back(std::move(value));
+        } else {
+            open_.back().member->second = std::move(value);
+        }
+        return true;
+    }
+
+    std::vector<Level> open_;
+    JSONValue result_;
+    std::string failure_;
+};
+
+// The string as JSON; nothing when it is not UTF-8.
+std::optional<std::string> quotedJSON(const std::string& text) {
+    try {
+        return nlohmann::json(text).dump();
+    } catch (const nlohmann::json::type_error&) {
+        return std::nullopt;
+    }
+}
+
+// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON library.
+constexpr bool isPlain(char c) noexcept { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/'; }
+
+class Writer {
+ public:
+    void operator()(std::monostate) { write("null"); }
+    void operator()(bool value) { write(value ? "true" : "false"); }
+    void operator()(std::int64_t value) { writeNumber(value); }
+    void operator()(double value) {
+        constexpr double exactIntegers = 9007199254740992.0;  // 2^53
+        if (!std::isfinite(value)) throw JSONError("A number that is not finite cannot be written as JSON.");
+        if (std::trunc(value) == value && std::abs(value) < exactIntegers) {
+            writeNumber(static_cast<std::int64_t>(value));
+        } else {
+            writeNumber(value);
+        }
+    }
+    void operator()(const std::string& text) {
+        if (std::all_of(text.begin(), text.end(), isPlain)) {
+            write("\"");
+            write(text);
+            write("\"");
+            return;
+        }
+        const auto escaped = quotedJSON(text);
+        if (!escaped) throw JSONError("A string that is not UTF-8 cannot be written as JSON.");
+        for (const char c : *escaped) {
+            if (c == '/') out_.push_back('\\');
+            out_.push_back(static_cast<std::uint8_t>(c));
+        }
+    }
+    void operator()(const JSONValue::List& list) {
+        const char* separator = "[";
+        for (const auto& value : list) {
+            write(std::exchange(separator, ","));
+            value.visit(*this);
+        }
+        write(list.empty() ? "[]" : "]");
+    }
+    void operator()(const JSONValue::Object& object) {
+        const char* separator = "{";
+        for (const auto& [name, value] : object) {
+            write(std::exchange(separator, ","));
+            (*this)(name);
+            write(":");
+            value.visit(*this);
+        }
+        write(object.empty() ? "{}" : "}");
+    }
+    void operator()(const std::any&) { throw JSONError("A value that is not JSON cannot be written as JSON."); }
+
+    ByteBuffer result() && { return std::move(out_); }
+
+ private:
+    void write(std::string_view text) { out_.insert(out_.end(), text.begin(), text.end()); }
+
+    void writeNumber(auto value) {
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+        write({digits.data(), static_cast<std::size_t>(end - digits.data())});
+    }
+
+    ByteBuffer out_;
+};
+
+struct IsJSON {
+    bool operator()(double value) const { return std::isfinite(value); }
+    bool operator()(const std::string& text) const {
+        return std::all_of(text.begin(), text.end(), isPlain) || quotedJSON(text).has_value();
+    }
+    bool operator()(const JSONValue::List& list) const {
+        return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });
+    }
+    bool operator()(const JSONValue::Object& object) const {
+        return std::all_of(object.begin(), object.end(), [this](const auto& member) {
+            return (*this)(member.first) && member.second.visit(*this);
+        });
+    }
+    bool operator()(const std::any&) const { return false; }
+    template <class T>
+    bool operator()(const T&) const {
+        return true;
+    }
+};
+
+}  // namespace
+
+std::string JSONError::debugDescription() const { return "JSONError(" + debugQuoted(errorDescription()) + ")"; }
+
+bool JSONSerialization::isValidJSONObject(const JSONValue& value) {
+    return (value.as<JSONValue::List>() || value.as<JSONValue::Object>()) && value.visit(IsJSON());
+}
+
+ByteBuffer JSONSerialization::data(const JSONValue& value) {
+    Writer writer;
+    value.visit(writer);
+    return std::move(writer).result();
+}
+
+JSONValue JSONSerialization::jsonObject(ByteView text) {
+    // The reader skips a byte order mark and takes a NUL byte for the end of its input.
+    if (text.size() >= 3 && text[0] == 0xEF && text[1] == 0xBB && text[2] == 0xBF) {
+        throw JSONError("The text is not JSON: it starts with a byte order mark.");
+    }
+    if (std::find(text.begin(), text.end(), 0) != text.end()) {
+        throw JSONError("The text is not JSON: it holds a NUL byte.");
+    }
+    ValueBuilder builder;
+    if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder)) {
+        throw JSONError("The text is not JSON: " + builder.failure() + ".");
+    }
+    return std::move(builder).result();
+}
+
+}  // namespace Platform

@@ -1,0 +1,128 @@
+// JSONValue, the variant that JSON text parses to, and the two maps that the library speaks in.
+#pragma once
+
+#include <any>
+#include <concepts>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Platform {
+
+/// String keys to string values.
+using StringMap = std::map<std::string, std::string, std::less<>>;
+
+/// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not JSON (an
+/// enumeration in a key lookup header, say) and that no JSON text can hold.
+class JSONValue {
+ public:
+    using List = std::vector<JSONValue>;
+    using Object = std::map<std::string, JSONValue, std::less<>>;
+
+    JSONValue() noexcept = default;
+    JSONValue(std::nullptr_t) noexcept {}
+    JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
+    /// Unsigned integers that need 64 bits are for the caller to narrow.
+    template <std::integral T>
+        requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
+    JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
+    JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
+    JSONValue(const char* text) : value_(std::string(text)) {}
+    JSONValue(std::string_view text) : value_(std::string(text)) {}
+    JSONValue(std::string text) noexcept : value_(std::move(text)) {}
+    JSONValue(List list) noexcept : value_(std::move(list)) {}
+    JSONValue(Object object) noexcept : value_(std::move(object)) {}
+    /// Null when there is none.
+    template <class T>
+    JSONValue(std::optional<T> value) : value_(value ? JSONValue(*std::move(value)).value_ : Variant()) {}
+
+    /// Holds a value of any copyable type as it is.
+    template <class T>
+    static JSONValue opaque(T value) {
+        return JSONValue(Opaque(), std::move(value));
+    }
+
+    bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
+
+    /// The value when it is exactly of type T (bool, std::int64_t, double, std::string, List, Object, or the type of
+    /// an opaque value), else null.
+    template <class T>
+    const T* as() const noexcept {
+        if constexpr (isAlternative<T>) {
+            return std::get_if<T>(&value_);
+        } else {
+            const auto* other = std::get_if<std::any>(&value_);
+            return other ? std::any_cast<T>(other) : nullptr;
+        }
+    }
+
+    template <class T>
+    T* as() noexcept {
+        return const_cast<T*>(std::as_const(*this).template as<T>());
+    }
+
+    /// Calls the visitor with the alternative: std::monostate for null, std::any for an opaque value.
+    template <class Visitor>
+    decltype(auto) visit(Visitor&& visitor) const {
+        return std::visit(std::forward<Visitor>(visitor), value_);
+    }
+
+    /// Same kind and same value; an opaque value equals nothing.
+    friend bool operator==(const JSONValue& a, const JSONValue& b) {
+        return std::visit(
+            [&b](const auto& value) {
+                using T = std::decay_t<decltype(value)>;
+                if constexpr (std::same_as<T, std::any>) {
+                    return false;
+                } else {
+                    const auto* other = std::get_if<T>(&b.value_);
+                    return other != nullptr && *other == value;
+                }
+            },
+            a.value_);
+    }
+
+ private:
+    using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
+
+    struct Opaque {};
+    template <class T>
+    JSONValue(Opaque, T value) : value_(std::in_place_type<std::any>, std::move(value)) {}
+
+    template <class T>
+    static constexpr bool isAlternative =
+        std::same_as<T, bool> || std::same_as<T, std::int64_t> || std::same_as<T, double> ||
+        std::same_as<T, std::string> || std::same_as<T, List> || std::same_as<T, Object>;
+
+    Variant value_;
+};
+
+/// Every member as a string value.
+inline JSONValue::Object toJSONObject(const StringMap& map) { return {map.begin(), map.end()}; }
+
+/// The object's members when the value is an object of strings only, else nothing.
+inline std::optional<StringMap> toStringMap(const JSONValue& value) {
+    const auto* object = value.as<JSONValue::Object>();
+    if (object == nullptr) return std::nullopt;
+    StringMap map;
+    for (const auto& [name, member] : *object) {
+        const auto* text = member.as<std::string>();
+        if (text == nullptr) return std::nullopt;
+        map.emplace_hint(map.end(), name, *text);
+    }
+    return map;
+}
+
+/// The member's value when it is there and a string, else null.
+inline const std::string* stringMember(const JSONValue::Object& object, std::string_view name) noexcept {
+    const auto member = object.find(name);
+    return member == object.end() ? nullptr : member->second.as<std::string>();
+}
+
+}  // namespace Platform

@@ -1,0 +1,19 @@
+// Conversions between bytes and text.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "torvane/platform/bytes.hpp"
+
+namespace Zennet {
+
+/// Whether the bytes are UTF-8 (RFC 3629): no overlong form, no surrogate, nothing beyond U+10FFFF.
+TORVANE_EXPORT bool isUTF8(Platform::ByteView bytes) noexcept;
+
+/// The bytes as text; an empty string when they are not UTF-8.
+TORVANE_EXPORT std::string convertToString(Platform::ByteView bytes);
+
+TORVANE_EXPORT Platform::ByteBuffer convertToData(std::string_view text);
+
+}  // namespace Zennet
