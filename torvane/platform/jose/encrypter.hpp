@@ -1,0 +1,79 @@
+// Encrypter and Decrypter: two algorithms and a key that fits the first.
+#pragma once
+
+#include <optional>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/jose/header.hpp"
+#include "torvane/platform/jose/jwk.hpp"
+#include "torvane/platform/security/sec_key.hpp"
+
+namespace JOSE {
+
+/// A content key, and the form in which it travels: empty where both parties derive it.
+struct ContentKey {
+    Platform::SecretBuffer key;
+    Platform::ByteBuffer encryptedKey;
+};
+
+class TORVANE_EXPORT Encrypter {
+ public:
+    /// Nothing unless the key is a public one that fits the key management algorithm.
+    static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                           const Platform::SecKey& encryptionKey);
+    static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                           const JWK& encryptionKey);
+
+    KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
+
+    /// A fresh content key; under ECDH-ES the header gets the ephemeral public key.
+    /// @throws Platform::SecurityError.
+    ContentKey newContentKey(JWEHeader& header) const;
+
+ private:
+    Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
+              Platform::SecKey key) noexcept
+        : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
+
+    KeyManagementAlgorithm keyManagement_;
+    ContentEncryptionAlgorithm contentEncryption_;
+    Platform::SecKey key_;
+};
+
+class TORVANE_EXPORT Decrypter {
+ public:
+    /// Nothing unless the key is a private one that fits the key management algorithm.
+    static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                           const Platform::SecKey& decryptionKey);
+    static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                           const JWK& decryptionKey);
+
+    KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
+
+    /// The content key, or a random one of the same size in place of an encrypted key that cannot be unwrapped, so
+    /// that nothing tells the two apart until the tag fails.
+    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there where
+    ///         none is; for an "epk", "apu" or "apv" that is malformed or no public key on the curve of ours.
+    ///         Platform::SecurityError when the key store fails.
+    Platform::SecretBuffer contentKey(const JWEHeader& header, Platform::ByteView encryptedKey) const;
+
+ private:
+    Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
+              Platform::SecKey key) noexcept
+        : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
+
+    Platform::SecretBuffer agreed(const JWEHeader& header) const;
+
+    KeyManagementAlgorithm keyManagement_;
+    ContentEncryptionAlgorithm contentEncryption_;
+    Platform::SecKey key_;
+};
+
+}  // namespace JOSE

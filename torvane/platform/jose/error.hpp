@@ -1,0 +1,40 @@
+// JOSESwiftError: what the JOSE primitives refuse.
+#pragma once
+
+#include <string>
+
+#include "torvane/platform/error.hpp"
+
+namespace JOSE {
+
+/// Two errors are equal when their cases are.
+class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
+ public:
+    enum class Case {
+        parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
+        verifyingFailed,       ///< A signature does not verify.
+        decryptingFailed,      ///< A JWE does not decrypt; one text, whatever the reason.
+        unsupportedAlgorithm,  ///< A header names another algorithm than the one that was asked for.
+        unsupportedKey,        ///< A key of a kind that the operation does not know.
+    };
+
+    static JOSESwiftError parsingFailed(std::string description);
+    static JOSESwiftError verifyingFailed(std::string description);
+    static JOSESwiftError decryptingFailed();
+    static JOSESwiftError unsupportedAlgorithm(std::string description);
+    static JOSESwiftError unsupportedKey(std::string description);
+
+    Case errorCase() const noexcept { return case_; }
+
+    /// For example `JOSESwiftError.verifyingFailed(description: "...")`.
+    std::string debugDescription() const override;
+
+    friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
+
+ private:
+    JOSESwiftError(Case errorCase, std::string description);
+
+    Case case_;
+};
+
+}  // namespace JOSE

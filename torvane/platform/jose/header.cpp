@@ -1,0 +1,73 @@
+#include "torvane/platform/jose/header.hpp"
+
+#include <utility>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+
+namespace JOSE {
+namespace {
+
+using Platform::JSONValue;
+using Platform::StringMap;
+
+JSONValue::Object parse(Platform::ByteView json) {
+    try {
+        auto value = Platform::JSONSerialization::jsonObject(json);
+        if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
+    } catch (const Platform::JSONError& error) {
+        throw JOSESwiftError::parsingFailed("The header cannot be read. " + error.errorDescription());
+    }
+    throw JOSESwiftError::parsingFailed("The header is not a JSON object.");
+}
+
+StringMap with(StringMap members, std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
+               std::optional<std::string> keyId) {
+    for (const auto& [name, value] : overwriting) members[name] = value;
+    if (keyId) members["kid"] = *std::move(keyId);
+    return members;
+}
+
+}  // namespace
+
+Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)) { check(); }
+
+Header::Header(Platform::ByteView json) : Header(parse(json)) {}
+
+Platform::ByteBuffer Header::jsonData() const { return Platform::JSONSerialization::data(parameters_); }
+
+void Header::requireString(const char* name) const {
+    if (Platform::stringMember(parameters_, name) == nullptr) {
+        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
+    }
+}
+
+void Header::check() const {
+    requireString("alg");
+    const auto refuse = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
+    if (parameters_.contains("crit")) refuse("The header's \"crit\" names extensions, and none is supported.");
+    if (parameters_.contains("zip")) refuse("The header's \"zip\" asks for compression, which is not supported.");
+    const auto b64 = parameters_.find("b64");
+    if (b64 != parameters_.end() && b64->second != JSONValue(true)) {
+        refuse("The header's \"b64\" asks for an unencoded payload, which is not supported.");
+    }
+}
+
+JWSHeader::JWSHeader(SignatureAlgorithm algorithm, std::optional<StringMap> additionalHeaderParams,
+                     std::optional<std::string> keyId)
+    : JWSHeader(Platform::toJSONObject(with(std::move(additionalHeaderParams).value_or(StringMap()),
+                                            {{"alg", rawValue(algorithm)}}, std::move(keyId)))) {}
+
+JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) { requireString("enc"); }
+
+JWEHeader::JWEHeader(Platform::ByteView json) : Header(json) { requireString("enc"); }
+
+JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
+                     ContentEncryptionAlgorithm contentEncryptionAlgorithm, StringMap additionalHeaderParams,
+                     std::optional<std::string> keyId)
+    : JWEHeader(Platform::toJSONObject(
+          with(std::move(additionalHeaderParams),
+               {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
+               std::move(keyId)))) {}
+
+}  // namespace JOSE

@@ -1,0 +1,67 @@
+// The protected headers of JWS (RFC 7515, section 4) and JWE (RFC 7516, section 4).
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/services/json_value.hpp"
+
+namespace JOSE {
+
+/// What both headers share. Refused in either: "alg" missing or not a string, any "crit" (no extension is
+/// understood), "b64" other than true (RFC 7797), any "zip" (no decompression).
+class TORVANE_EXPORT Header {
+ public:
+    const Platform::JSONValue::Object& parameters() const noexcept { return parameters_; }
+    /// The value of "alg", known to the library or not.
+    const std::string& algorithm() const noexcept { return *Platform::stringMember(parameters_, "alg"); }
+    /// The header as JSON text.
+    /// @throws Platform::JSONError for a value that is not JSON.
+    Platform::ByteBuffer jsonData() const;
+
+ protected:
+    explicit Header(Platform::JSONValue::Object parameters);
+    explicit Header(Platform::ByteView json);
+
+    void set(const char* name, Platform::JSONValue value) { parameters_[name] = std::move(value); }
+    /// @throws JOSESwiftError parsingFailed.
+    void requireString(const char* name) const;
+
+ private:
+    void check() const;
+
+    Platform::JSONValue::Object parameters_;
+};
+
+class TORVANE_EXPORT JWSHeader final : public Header {
+ public:
+    /// @throws JOSESwiftError parsingFailed when the members are no valid JWS header.
+    explicit JWSHeader(Platform::JSONValue::Object parameters) : Header(std::move(parameters)) {}
+
+    /// Reads a header from its JSON text.
+    /// @throws JOSESwiftError parsingFailed when it is no JSON object, or as above.
+    explicit JWSHeader(Platform::ByteView json) : Header(json) {}
+
+    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was there.
+    JWSHeader(SignatureAlgorithm algorithm, std::optional<Platform::StringMap> additionalHeaderParams,
+              std::optional<std::string> keyId);
+};
+
+/// Refused besides: "enc" missing or not a string.
+class TORVANE_EXPORT JWEHeader final : public Header {
+ public:
+    explicit JWEHeader(Platform::JSONValue::Object parameters);
+    explicit JWEHeader(Platform::ByteView json);
+
+    /// The additional members, then "alg" and "enc", then "kid" when there is a key id.
+    JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+              Platform::StringMap additionalHeaderParams, std::optional<std::string> keyId);
+
+    const std::string& encryptionAlgorithm() const noexcept { return *Platform::stringMember(parameters(), "enc"); }
+    void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
+    void setEphemeralPublicKey(Platform::JSONValue::Object jwk) { set("epk", std::move(jwk)); }
+};
+
+}  // namespace JOSE

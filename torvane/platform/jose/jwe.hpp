@@ -1,0 +1,59 @@
+// JSON Web Encryption in compact serialisation (RFC 7516, section 7.1).
+#pragma once
+
+#include <string>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/encrypter.hpp"
+#include "torvane/platform/jose/header.hpp"
+#include "torvane/platform/jose/payload.hpp"
+
+namespace JOSE {
+
+/// A JWE made here.
+class TORVANE_EXPORT JWE {
+ public:
+    /// Pieces of the compact serialisation.
+    static constexpr std::size_t componentCount = 5;
+
+    /// Encrypts, under a content key and an initialization vector of its own.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
+    ///         Platform::JSONError when the header cannot be written; Platform::SecurityError.
+    JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
+
+    /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
+    const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
+    Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
+
+ private:
+    Platform::ByteBuffer compact_;
+};
+
+/// A JWE that somebody sent. Keeps nothing of the text that it was read from but the header's piece.
+class TORVANE_EXPORT ReceivedJWE {
+ public:
+    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
+    ///         unpadded base64url, or a header that JWEHeader refuses.
+    explicit ReceivedJWE(Platform::ByteView compactSerialization);
+
+    const JWEHeader& header() const noexcept { return header_; }
+
+    /// The plaintext, once; the ciphertext is decrypted in its place.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
+    ///         parsingFailed for a part whose size shows it to be malformed, and as Decrypter::contentKey;
+    ///         decryptingFailed for everything else, without a trace of why.
+    Payload decrypt(const Decrypter& decrypter) &&;
+
+ private:
+    using Pieces = std::array<std::string_view, JWE::componentCount>;
+    explicit ReceivedJWE(const Pieces& pieces);
+
+    JWEHeader header_;
+    std::string additionalData_;
+    Platform::ByteBuffer encryptedKey_;
+    Platform::ByteBuffer initializationVector_;
+    Payload ciphertext_;
+    Platform::ByteBuffer authenticationTag_;
+};
+
+}  // namespace JOSE

@@ -1,0 +1,231 @@
+#include "torvane/platform/jose/jwk.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/security/software_key_store.hpp"
+#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+
+namespace JOSE {
+namespace {
+
+using Platform::EllipticCurve;
+using Platform::JSONValue;
+using Platform::StringMap;
+
+// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1; "oth" is a list and falls away with the other lists.
+constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "dq", "qi", "k"};
+
+constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
+    {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
+
+// The members of a JWK as they were read; all strings are wiped in the end, for any of them may be private.
+class Members {
+ public:
+    explicit Members(Platform::ByteView text) : value_(parse(text)) {}
+    ~Members() {
+        for (auto& [name, member] : *value_.as<JSONValue::Object>()) {
+            if (auto* string = member.as<std::string>()) Platform::wipe(string->data(), string->size());
+        }
+    }
+    Members(const Members&) = delete;
+    Members& operator=(const Members&) = delete;
+
+    const JSONValue::Object& get() const noexcept { return *value_.as<JSONValue::Object>(); }
+
+ private:
+    static JSONValue parse(Platform::ByteView text) {
+        try {
+            auto value = Platform::JSONSerialization::jsonObject(text);
+            if (value.as<JSONValue::Object>()) return value;
+        } catch (const Platform::JSONError& error) {
+            throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
+        }
+        throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
+    }
+
+    JSONValue value_;
+};
+
+const std::string& required(const JSONValue::Object& members, std::string_view name) {
+    const auto* value = Platform::stringMember(members, name);
+    if (value == nullptr) {
+        throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) + "\" is missing or not a string.");
+    }
+    return *value;
+}
+
+[[noreturn]] void refuseNumber(std::string_view name) {
+    throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +
+                                        "\" is not a number in base64url of the right length.");
+}
+
+// A number in the fewest bytes that hold it (RFC 7518, section 2, Base64urlUInt).
+Platform::ByteBuffer leastBytes(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = Platform::decodeBase64url(required(members, name));
+    if (!bytes || bytes->empty() || bytes->front() == 0) refuseNumber(name);
+    return *std::move(bytes);
+}
+
+Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
+    auto bytes = Platform::decodeBase64url(required(members, name));
+    if (!bytes || bytes->size() != coordinateSize(curve)) refuseNumber(name);
+    return *std::move(bytes);
+}
+
+Platform::SecretBuffer secret(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = Platform::decodeSecretBase64url(required(members, name));
+    if (!bytes || bytes->empty()) refuseNumber(name);
+    return *std::move(bytes);
+}
+
+EllipticCurve curveNamed(std::string_view name) {
+    for (const auto& [known, curve] : curves) {
+        if (known == name) return curve;
+    }
+    throw JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521.");
+}
+
+std::string nameOf(EllipticCurve curve) { return std::string(curves[static_cast<std::size_t>(curve)].first); }
+
+JWKKeyType keyTypeNamed(std::string_view name) noexcept {
+    return name == "RSA" ? JWKKeyType::RSA : name == "EC" ? JWKKeyType::EC : JWKKeyType::other;
+}
+
+Platform::RSAPublicComponents rsaComponents(const JSONValue::Object& members) {
+    return {leastBytes(members, "n"), leastBytes(members, "e")};
+}
+
+Platform::ECPublicComponents ecComponents(const JSONValue::Object& members) {
+    const auto curve = curveNamed(required(members, "crv"));
+    return {curve, coordinate(members, "x", curve), coordinate(members, "y", curve)};
+}
+
+Platform::SecKey rsaPrivateKey(const JSONValue::Object& members) {
+    if (members.contains("oth")) {
+        throw JOSESwiftError::unsupportedKey("An RSA key of more than two primes is not supported.");
+    }
+    return Platform::SoftwareKeyStore::fromComponents(Platform::RSAPrivateComponents{
+        rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"),
+        secret(members, "dp"), secret(members, "dq"), secret(members, "qi")});
+}
+
+Platform::SecKey ecPrivateKey(const JSONValue::Object& members) {
+    const Platform::ECPrivateComponents components{ecComponents(members), secret(members, "d")};
+    if (components.d.size() != coordinateSize(components.publicHalf.curve)) refuseNumber("d");
+    return Platform::SoftwareKeyStore::fromComponents(components);
+}
+
+StringMap publicStrings(const JSONValue::Object& members) {
+    StringMap strings;
+    for (const auto& [name, value] : members) {
+        const auto* string = value.as<std::string>();
+        if (string && std::find(privateMembers.begin(), privateMembers.end(), name) == privateMembers.end()) {
+            strings.emplace(name, *string);
+        }
+    }
+    return strings;
+}
+
+// The platform key's own members win over additional ones of the same name.
+StringMap rsaParameters(const Platform::SecKey& key, StringMap parameters) {
+    const auto* numbers = std::get_if<Platform::RSAPublicComponents>(&key.publicComponents());
+    if (numbers == nullptr || !key.isPublicKey()) {
+        throw JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key.");
+    }
+    parameters["kty"] = "RSA";
+    parameters["n"] = Platform::encodeBase64url(numbers->modulus);
+    parameters["e"] = Platform::encodeBase64url(numbers->exponent);
+    return parameters;
+}
+
+StringMap ecParameters(const Platform::SecKey& key, StringMap parameters) {
+    const auto* point = std::get_if<Platform::ECPublicComponents>(&key.publicComponents());
+    if (point == nullptr || !key.isPublicKey()) {
+        throw JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key.");
+    }
+    parameters["kty"] = "EC";
+    parameters["crv"] = nameOf(point->curve);
+    parameters["x"] = Platform::encodeBase64url(point->x);
+    parameters["y"] = Platform::encodeBase64url(point->y);
+    return parameters;
+}
+
+void requireKeyType(JWKKeyType actual, JWKKeyType expected) {
+    if (actual != expected) {
+        throw JOSESwiftError::unsupportedKey(expected == JWKKeyType::RSA ? "The JWK is not an RSA key."
+                                                                         : "The JWK is not an EC key.");
+    }
+}
+
+}  // namespace
+
+JWK::JWK(StringMap parameters, JWKKeyType keyType, Key key)
+    : state_(std::make_shared<const State>(State{std::move(parameters), keyType, std::move(key)})) {}
+
+JWK::JWK(const JWK& jwk, JWKKeyType expected) : JWK(jwk) { requireKeyType(keyType(), expected); }
+
+JWK JWK::initFrom(Platform::ByteView data) {
+    const Members members(data);
+    return initFrom(members.get());
+}
+
+JWK JWK::initFrom(const JSONValue::Object& members) {
+    const auto keyType = keyTypeNamed(required(members, "kty"));
+    Key key;
+    if (keyType == JWKKeyType::RSA) key = rsaComponents(members);
+    if (keyType == JWKKeyType::EC) key = ecComponents(members);
+    return {publicStrings(members), keyType, std::move(key)};
+}
+
+JWK JWK::initPrivateFrom(Platform::ByteView data) {
+    const Members text(data);
+    const auto& members = text.get();
+    const auto keyType = keyTypeNamed(required(members, "kty"));
+    switch (keyType) {
+        case JWKKeyType::RSA: return {publicStrings(members), keyType, rsaPrivateKey(members)};
+        case JWKKeyType::EC: return {publicStrings(members), keyType, ecPrivateKey(members)};
+        case JWKKeyType::other: break;
+    }
+    throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
+}
+
+std::optional<std::string> JWK::operator[](std::string_view name) const {
+    const auto member = parameters().find(name);
+    return member == parameters().end() ? std::nullopt : std::optional(member->second);
+}
+
+Platform::SecKey JWK::converted() const {
+    if (const auto* key = std::get_if<Platform::SecKey>(&state_->key)) return *key;
+    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key)) return Platform::SecKey(*numbers);
+    throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
+}
+
+JWK JWK::publicHalf() const {
+    const auto* key = std::get_if<Platform::SecKey>(&state_->key);
+    return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), keyType(), key->publicKey());
+}
+
+std::optional<Platform::ByteBuffer> JWK::jsonData() const {
+    try {
+        return Platform::JSONSerialization::data(Platform::toJSONObject(parameters()));
+    } catch (const Platform::JSONError&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> JWK::jsonString() const {
+    const auto data = jsonData();
+    return data ? std::optional<std::string>(Platform::asText(*data)) : std::nullopt;
+}
+
+RSAPublicKey::RSAPublicKey(const Platform::SecKey& publicKey, StringMap additionalParameters)
+    : JWK(rsaParameters(publicKey, std::move(additionalParameters)), JWKKeyType::RSA, publicKey) {}
+
+ECPublicKey::ECPublicKey(const Platform::SecKey& publicKey, StringMap additionalParameters)
+    : JWK(ecParameters(publicKey, std::move(additionalParameters)), JWKKeyType::EC, publicKey) {}
+
+}  // namespace JOSE

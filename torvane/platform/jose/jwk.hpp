@@ -1,0 +1,99 @@
+// JSON Web Keys (RFC 7517; RFC 7518, section 6): RSA keys and EC keys on P-256, P-384 and P-521.
+//
+// A JWK here never holds a private number as text. Reading one as a public key drops the private members; reading it
+// as a private key turns them into a platform key at once. Either way its JSON text is that of the public half.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/primitives.hpp"
+#include "torvane/platform/security/sec_key.hpp"
+#include "torvane/platform/services/json_value.hpp"
+
+namespace JOSE {
+
+enum class JWKKeyType { RSA, EC, other };
+
+/// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
+class TORVANE_EXPORT JWK {
+ public:
+    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are passed
+    /// over.
+    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
+    ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another length
+    ///         than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
+    static JWK initFrom(Platform::ByteView data);
+    static JWK initFrom(const Platform::JSONValue::Object& members);
+
+    /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members, all of
+    /// them, and no "oth"; for EC a "d" as long as a coordinate.
+    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when the
+    ///         numbers don't belong together.
+    static JWK initPrivateFrom(Platform::ByteView data);
+
+    /// The members, none of them private.
+    const Platform::StringMap& parameters() const noexcept { return state_->parameters; }
+    /// One member; nothing when it is missing.
+    std::optional<std::string> operator[](std::string_view name) const;
+    JWKKeyType keyType() const noexcept { return state_->keyType; }
+
+    /// The platform key: of a JWK read as a private key the private one, else the public one.
+    /// @throws Platform::SecurityError when the numbers are no key (a point off its curve, an even modulus);
+    ///         JOSESwiftError unsupportedKey for another key type.
+    Platform::SecKey converted() const;
+
+    /// The same JWK, as one that was read as a public key.
+    JWK publicHalf() const;
+
+    /// The public members as JSON text; nothing when a member is not UTF-8.
+    std::optional<Platform::ByteBuffer> jsonData() const;
+    std::optional<std::string> jsonString() const;
+
+ protected:
+    using Key = std::variant<std::monostate, Platform::PublicComponents, Platform::SecKey>;
+
+    JWK(Platform::StringMap parameters, JWKKeyType keyType, Key key);
+    /// @throws JOSESwiftError unsupportedKey when it is another type.
+    JWK(const JWK& jwk, JWKKeyType expected);
+
+ private:
+    struct State {
+        Platform::StringMap parameters;
+        JWKKeyType keyType;
+        Key key;
+    };
+
+    std::shared_ptr<const State> state_;
+};
+
+/// The two public kinds of JWK add nothing but ways to make them.
+class TORVANE_EXPORT RSAPublicKey : public JWK {
+ public:
+    /// "kty", "n" and "e" of the platform key, and the additional members.
+    /// @throws JOSESwiftError unsupportedKey unless it is a public RSA key.
+    RSAPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
+    /// @throws JOSESwiftError as JWK::initFrom, and unsupportedKey for another "kty".
+    static RSAPublicKey initFrom(Platform::ByteView data) { return RSAPublicKey(JWK::initFrom(data)); }
+
+ private:
+    explicit RSAPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::RSA) {}
+};
+
+class TORVANE_EXPORT ECPublicKey : public JWK {
+ public:
+    /// "kty", "crv", "x" and "y" of the platform key, and the additional members.
+    /// @throws JOSESwiftError unsupportedKey unless it is a public EC key.
+    ECPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
+    /// @throws JOSESwiftError as JWK::initFrom, and unsupportedKey for another "kty".
+    static ECPublicKey initFrom(Platform::ByteView data) { return ECPublicKey(JWK::initFrom(data)); }
+
+ private:
+    explicit ECPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::EC) {}
+};
+
+}  // namespace JOSE

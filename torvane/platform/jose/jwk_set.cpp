@@ -1,0 +1,47 @@
+#include "torvane/platform/jose/jwk_set.hpp"
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+
+namespace JOSE {
+namespace {
+
+using Platform::JSONValue;
+
+JSONValue parse(Platform::ByteView data) {
+    try {
+        return Platform::JSONSerialization::jsonObject(data);
+    } catch (const Platform::JSONError& error) {
+        throw JOSESwiftError::parsingFailed("The JWK Set cannot be read. " + error.errorDescription());
+    }
+}
+
+const JSONValue::List& keyList(const JSONValue& set) {
+    if (const auto* object = set.as<JSONValue::Object>()) {
+        const auto keys = object->find("keys");
+        if (keys != object->end() && keys->second.as<JSONValue::List>()) return *keys->second.as<JSONValue::List>();
+    }
+    throw JOSESwiftError::parsingFailed("The JWK Set is not a JSON object with a list \"keys\".");
+}
+
+}  // namespace
+
+JWKSet JWKSet::initFrom(Platform::ByteView data) {
+    const auto set = parse(data);
+    std::vector<JWK> keys;
+    for (const auto& entry : keyList(set)) {
+        const auto* members = entry.as<JSONValue::Object>();
+        if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
+        keys.push_back(JWK::initFrom(*members));
+    }
+    return JWKSet(std::move(keys));
+}
+
+Platform::ByteBuffer JWKSet::jsonData() const {
+    JSONValue::List list;
+    list.reserve(keys_.size());
+    for (const auto& key : keys_) list.emplace_back(Platform::toJSONObject(key.parameters()));
+    return Platform::JSONSerialization::data(JSONValue::Object{{"keys", std::move(list)}});
+}
+
+}  // namespace JOSE

@@ -1,0 +1,30 @@
+// JWK Sets (RFC 7517, section 5).
+#pragma once
+
+#include <vector>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/jwk.hpp"
+
+namespace JOSE {
+
+class TORVANE_EXPORT JWKSet {
+ public:
+    explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
+
+    /// Reads the public half of every key; one that cannot be read fails the whole set.
+    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects, and as
+    ///         JWK::initFrom for its keys.
+    static JWKSet initFrom(Platform::ByteView data);
+
+    const std::vector<JWK>& keys() const noexcept { return keys_; }
+
+    /// The set as JSON text.
+    /// @throws Platform::JSONError when a member is not UTF-8.
+    Platform::ByteBuffer jsonData() const;
+
+ private:
+    std::vector<JWK> keys_;
+};
+
+}  // namespace JOSE

@@ -1,0 +1,33 @@
+// Payload, the content of a JWS or JWE.
+#pragma once
+
+#include <utility>
+
+#include "torvane/platform/bytes.hpp"
+
+namespace JOSE {
+
+/// Owned content that is wiped when nobody takes it: what was decrypted or decoded on the way to a failure leaves
+/// nothing behind.
+class Payload {
+ public:
+    explicit Payload(Platform::ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
+    Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
+    Payload& operator=(Payload&& other) noexcept {
+        std::swap(bytes_, other.bytes_);
+        return *this;
+    }
+    Payload(const Payload&) = delete;
+    Payload& operator=(const Payload&) = delete;
+    ~Payload() { Platform::wipe(bytes_.data(), bytes_.size()); }
+
+    const Platform::ByteBuffer& data() const& noexcept { return bytes_; }
+    Platform::ByteBuffer& data() & noexcept { return bytes_; }
+    /// Hands the bytes over.
+    Platform::ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
+
+ private:
+    Platform::ByteBuffer bytes_;
+};
+
+}  // namespace JOSE

@@ -1,0 +1,53 @@
+// Signer and Verifier: an algorithm and a key that fits it.
+#pragma once
+
+#include <optional>
+#include <variant>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/security/sec_key.hpp"
+
+namespace JOSE {
+
+class TORVANE_EXPORT Signer {
+ public:
+    /// Nothing unless the key is a private one that fits the algorithm.
+    static std::optional<Signer> create(SignatureAlgorithm algorithm, const Platform::SecKey& privateKey);
+    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
+    static std::optional<Signer> create(SignatureAlgorithm algorithm, Platform::ByteView privateKey);
+
+    SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
+    /// Bytes in every signature.
+    std::size_t signatureSize() const noexcept;
+    /// @throws Platform::SecurityError when the key store fails.
+    Platform::ByteBuffer sign(Platform::ByteView signingInput) const;
+
+ private:
+    using Key = std::variant<Platform::SecKey, Platform::SecretBuffer>;
+    Signer(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
+
+    SignatureAlgorithm algorithm_;
+    Key key_;
+};
+
+class TORVANE_EXPORT Verifier {
+ public:
+    /// Nothing unless the key is a public one that fits the algorithm.
+    static std::optional<Verifier> create(SignatureAlgorithm algorithm, const Platform::SecKey& publicKey);
+    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
+    static std::optional<Verifier> create(SignatureAlgorithm algorithm, Platform::ByteView publicKey);
+
+    SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
+    /// Whether the signature is one over the input with this digest, by the algorithm's hash function.
+    bool verifyDigest(Platform::ByteView digest, Platform::ByteView signature) const;
+
+ private:
+    using Key = std::variant<Platform::SecKey, Platform::ByteBuffer>;
+    Verifier(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
+
+    SignatureAlgorithm algorithm_;
+    Key key_;
+};
+
+}  // namespace JOSE
