@@ -1,0 +1,110 @@
+#include "torvane/keys/json_web_key.hpp"
+
+#include <utility>
+
+#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/platform/services/uuid.hpp"
+#include "torvane/platform/zennet/secp256k1_utils.hpp"
+#include "torvane/platform/zennet/text.hpp"
+#include "torvane/support/errors.hpp"
+
+namespace Torvane {
+namespace {
+
+using Zennet::KeyClass;
+using Zennet::KeyType;
+using Zennet::Secp256k1Utils;
+
+// The JWK of a key that is neither secp256k1 nor private.
+std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::string& keyId) {
+    if (Secp256k1Utils::isSecp256k1Key(key)) return std::nullopt;
+    if (!key.keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + keyId);
+    if (!key.isPublicKey()) return std::nullopt;
+    StringMap additionalParameters{{"use", std::string(rawValue(use))}, {"kid", keyId}};
+    if (key.keyType() == KeyType::RSA2048Key) return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
+    return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
+}
+
+Zennet::Key keyOf(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType) {
+    if (keyClass == KeyClass::publicKey) return Zennet::PublicKey(std::move(secKey), keyType);
+    return Zennet::PrivateKey(std::move(secKey), keyType);
+}
+
+JOSE::JWK publicJwk(ByteView jwkData, KeyType keyType) {
+    if (keyType == KeyType::RSA2048Key) return JOSE::RSAPublicKey::initFrom(jwkData);
+    return JOSE::ECPublicKey::initFrom(jwkData);
+}
+
+KeyType keyTypeOf(const JOSE::JWK& jwk) {
+    return getKeyType(jwk.keyType() == JOSE::JWKKeyType::RSA ? JWKType::RSA : JWKType::EC);
+}
+
+}  // namespace
+
+JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::move(state))) {}
+
+JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
+    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), key, jwkUse, std::move(keyId), std::move(pairingKey)}) {}
+
+JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
+    : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
+
+JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
+
+JsonWebKey::JsonWebKey(const JOSE::JWK& jwk) : JsonWebKey(stateOf(jwk.publicHalf())) {}
+
+JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
+    auto keyId = publicJwk["kid"];
+    return {publicJwk, Zennet::PublicKey(getPubSecKey(publicJwk), keyTypeOf(publicJwk)),
+            fromRawValue<JWKUse>(publicJwk["use"].value_or("sig_enc")).value_or(JWKUse::JWK_SIG_ENC),
+            keyId ? *std::move(keyId) : Platform::randomUUID(), std::nullopt};
+}
+
+JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
+    const auto jwk = JOSE::JWK::initPrivateFrom(jwkData);
+    return JsonWebKey(
+        State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
+}
+
+Platform::SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
+    // A key that cannot be written as JSON is no key to exchange with anybody.
+    if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
+    try {
+        if (from.keyType() == JOSE::JWKKeyType::other) {
+            throw JOSEError::curveNotSupported("Not supporting this JWKType yet");
+        }
+        return from.publicHalf().converted();
+    } catch (...) {
+        throw JOSEError::cannotDecodeJWK(std::current_exception());
+    }
+}
+
+const JOSE::JWK* JsonWebKey::exportableJwk() const noexcept {
+    return jwk() && key().isPublicKey() ? &*jwk() : nullptr;
+}
+
+std::optional<ByteBuffer> JsonWebKey::encode() const {
+    if (Secp256k1Utils::isSecp256k1Key(key())) {
+        if (key().isPublicKey()) return Secp256k1Utils::encodeToJwk(key(), std::nullopt, keyId());
+        if (!pairingKey() || !pairingKey()->isPublicKey()) return std::nullopt;
+        return Secp256k1Utils::encodeToJwk(*pairingKey(), key(), keyId());
+    }
+    const auto* jwk = exportableJwk();
+    return jwk ? jwk->jsonData() : std::nullopt;
+}
+
+std::optional<std::string> JsonWebKey::encodeToString() const {
+    const auto bytes = encode();
+    return bytes && Zennet::isUTF8(*bytes) ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
+}
+
+StringMap JsonWebKey::encodeToDictionary() const {
+    const auto bytes = encode();
+    if (!bytes) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON.");
+    const auto value = Platform::JSONSerialization::jsonObject(*bytes);
+    auto dictionary = Platform::toStringMap(value);
+    if (!dictionary) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK as Dictionary.");
+    return *std::move(dictionary);
+}
+
+}  // namespace Torvane

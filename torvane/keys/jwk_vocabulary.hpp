@@ -1,0 +1,59 @@
+// The words of JSON Web Keys: what a key is for, its family, and the member names (RFC 7517, section 4).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <string_view>
+
+#include "torvane/platform/zennet/key.hpp"
+#include "torvane/support/vocabulary.hpp"
+
+namespace Torvane {
+
+/// The "use" member: "sig", "enc", and this library's own "sig_enc" for both. rawValue(use) gives the text and
+/// fromRawValue<JWKUse>(text) the use, for these three texts exactly.
+enum class JWKUse { JWK_SIG, JWK_ENC, JWK_SIG_ENC };
+
+/// The "kty" member: "RSA" or "EC".
+enum class JWKType { RSA, EC };
+
+struct NamedValue {
+    std::string_view name;
+};
+
+constexpr auto valueTable(JWKUse) noexcept { return std::array<NamedValue, 3>{{{"sig"}, {"enc"}, {"sig_enc"}}}; }
+constexpr auto valueTable(JWKType) noexcept { return std::array<NamedValue, 2>{{{"RSA"}, {"EC"}}}; }
+
+/// RSA2048Key or EC256Key, whatever the size or curve of the key at hand.
+constexpr Zennet::KeyType getKeyType(JWKType type) noexcept {
+    return type == JWKType::RSA ? Zennet::KeyType::RSA2048Key : Zennet::KeyType::EC256Key;
+}
+
+/// Member names.
+struct JWKParameters {
+    JWKParameters() = delete;
+
+    static constexpr std::string_view jwk_key_use = "use";
+    static constexpr std::string_view jwk_key_kty = "kty";
+    static constexpr std::string_view jwk_key_kid = "kid";
+    static constexpr std::string_view jwk_key_alg = "alg";
+    static constexpr std::string_view jwk_key_e = "e";
+};
+
+}  // namespace Torvane
+
+/// The hash of the raw value.
+template <>
+struct std::hash<Torvane::JWKUse> {
+    std::size_t operator()(Torvane::JWKUse use) const noexcept {
+        return std::hash<std::string_view>()(Torvane::rawValue(use));
+    }
+};
+
+template <>
+struct std::hash<Torvane::JWKType> {
+    std::size_t operator()(Torvane::JWKType type) const noexcept {
+        return std::hash<std::string_view>()(Torvane::rawValue(type));
+    }
+};
