@@ -1,0 +1,38 @@
+#include "torvane/jwe/jwe_decrypter.hpp"
+
+#include "torvane/jwe/coder_making.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+
+namespace Torvane {
+namespace {
+
+JOSE::Decrypter decrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& key) {
+    return makeJweCoderForJwk<JOSE::Decrypter>(algorithms, key, Zennet::KeyClass::privateKey, "decrypter");
+}
+
+}  // namespace
+
+JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
+                           const std::string& jweContentEncryptionAlgorithm,
+                           const Platform::SecKey& decryptionPrivateKey)
+    : decrypter_(makeJweCoder<JOSE::Decrypter>(
+          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey,
+          "decrypter")) {}
+
+JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
+                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& decryptionPrivateKey)
+    : decrypter_(decrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
+                                 decryptionPrivateKey)) {}
+
+JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
+    : decrypter_(decrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), jwk_(jwk) {}
+
+ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
+    try {
+        return JOSE::ReceivedJWE(jweData).decrypt(decrypter_).data();
+    } catch (...) {
+        throw JOSEError::JWEDecrypterError(std::current_exception());
+    }
+}
+
+}  // namespace Torvane

@@ -1,0 +1,46 @@
+#include "torvane/jwe/jwe_encrypter.hpp"
+
+#include <utility>
+
+#include "torvane/jwe/coder_making.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+
+namespace Torvane {
+namespace {
+
+JOSE::Encrypter encrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& key) {
+    return makeJweCoderForJwk<JOSE::Encrypter>(algorithms, key, Zennet::KeyClass::publicKey, "encrypter");
+}
+
+}  // namespace
+
+JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
+                           const std::string& jweContentEncryptionAlgorithm,
+                           const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId)
+    : encrypter_(makeJweCoder<JOSE::Encrypter>(
+          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey, "encrypter")),
+      keyId_(std::move(keyId)) {}
+
+JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
+                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& encryptionPublicKey,
+                           std::optional<std::string> keyId)
+    : encrypter_(encrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
+                                 encryptionPublicKey)),
+      keyId_(std::move(keyId)) {}
+
+JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
+    : encrypter_(encrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), keyId_(jwk.keyId()), jwk_(jwk) {}
+
+ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams,
+                                    bool isNested) const {
+    JOSE::JWEHeader header(jweKeyManagementAlgorithm(), jweContentEncryptionAlgorithm(),
+                           headerParams.value_or(StringMap()), keyId_);
+    if (isNested) header.setContentType("JWT");
+    try {
+        return JOSE::JWE(std::move(header), payload, encrypter_).compactSerializedData();
+    } catch (...) {
+        throw JOSEError::JWEEncrypterError(std::current_exception());
+    }
+}
+
+}  // namespace Torvane

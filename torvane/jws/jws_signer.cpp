@@ -1,0 +1,24 @@
+#include "torvane/jws/jws_signer.hpp"
+
+#include "torvane/jws/coder_making.hpp"
+
+namespace Torvane {
+
+JOSE::JWS JWSSigner::signedJWS(ByteView payload, const std::optional<StringMap>& headerParams) const {
+    try {
+        const JOSE::JWSHeader header(jwsAlgorithm_, headerParams, jwk_.keyId());
+        return {header, payload, makeJwsCoder<JOSE::Signer>(jwsAlgorithm_, jwk_.key(), "signer")};
+    } catch (...) {
+        throw JOSEError::JWSSignerError(std::current_exception());
+    }
+}
+
+ByteBuffer JWSSigner::signJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
+    return signedJWS(payload, headerParams).compactSerializedData();
+}
+
+ByteBuffer JWSSigner::sign(ByteView payload, const std::optional<StringMap>& headerParams) const {
+    return signedJWS(payload, headerParams).signature();
+}
+
+}  // namespace Torvane

@@ -1,0 +1,103 @@
+#include "torvane/jwt/json_web_structure.hpp"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "torvane/platform/error.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/support/errors.hpp"
+
+namespace Torvane {
+namespace {
+
+[[noreturn]] void refuse(std::string_view piece) {
+    throw JOSEError::invalidJOSEComponent("Component is not valid base64: " + std::string(piece));
+}
+
+// Calls use(piece) for each piece between dots, in order.
+template <class Use>
+void forEachPiece(std::string_view text, Use use) {
+    if (text.find('.') == std::string_view::npos) {
+        throw JOSEError::invalidJOSEComponent(
+            "Missing component separator character. Invalid compact serialized string.");
+    }
+    for (;;) {
+        const auto dot = text.find('.');
+        use(text.substr(0, dot));
+        if (dot == std::string_view::npos) return;
+        text.remove_prefix(dot + 1);
+    }
+}
+
+std::vector<ByteBuffer> decodeComponents(std::string_view text) {
+    std::vector<ByteBuffer> components;
+    forEachPiece(text, [&components](std::string_view piece) {
+        auto bytes = piece.empty() ? std::nullopt : Platform::decodeBase64url(piece);
+        if (!bytes) refuse(piece);
+        components.push_back(*std::move(bytes));
+    });
+    return components;
+}
+
+}  // namespace
+
+JsonWebStructure::JsonWebStructure(std::string_view compactSerialization)
+    : JsonWebStructure(decodeComponents(compactSerialization)) {}
+
+JsonWebStructure::JsonWebStructure(std::vector<ByteBuffer> decoded) : components(std::move(decoded)) {
+    if (components.size() == JOSE::JWS::componentCount) {
+        headerIndex = 0;
+        payloadIndex = 1;
+        signatureIndex = 2;
+    } else if (components.size() == JOSE::JWE::componentCount) {
+        headerIndex = 0;
+        keyIndex = 1;
+        ivIndex = 2;
+        payloadIndex = 3;
+        authTagIndex = 4;
+    }
+}
+
+std::optional<JSONValue::Object> JsonWebStructure::headerOf(std::string_view text) {
+    const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '.')) + 1;
+    std::size_t position = 0;
+    forEachPiece(text, [&](std::string_view piece) {
+        const bool mayBeEmpty = count == JOSE::JWS::componentCount && position == 1;
+        if ((piece.empty() && !mayBeEmpty) || !Platform::isBase64url(piece)) refuse(piece);
+        ++position;
+    });
+    if (count != JOSE::JWS::componentCount && count != JOSE::JWE::componentCount) return std::nullopt;
+    std::vector<ByteBuffer> header(count);
+    header.front() = *Platform::decodeBase64url(text.substr(0, text.find('.')));
+    return JsonWebStructure(std::move(header)).getHeader();
+}
+
+std::optional<JSONValue::Object> JsonWebStructure::getHeader() const {
+    const auto* header = at(headerIndex);
+    if (header == nullptr) return std::nullopt;
+    try {
+        auto value = Platform::JSONSerialization::jsonObject(*header);
+        if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
+    } catch (const Platform::JSONError&) {
+        // A header that cannot be read is no header.
+    }
+    return std::nullopt;
+}
+
+const ByteBuffer* JsonWebStructure::at(const Index& index) const noexcept {
+    if (!index) return nullptr;
+    if (*index < 0) Platform::stopProcess("a component index is negative");
+    const auto position = static_cast<std::size_t>(*index);
+    return position < components.size() ? &components[position] : nullptr;
+}
+
+std::optional<ByteBuffer> JsonWebStructure::copyAt(const Index& index) const {
+    const auto* component = at(index);
+    return component ? std::optional(*component) : std::nullopt;
+}
+
+}  // namespace Torvane
