@@ -1,0 +1,22 @@
+#!/bin/sh
+# Installs those packages of packages.txt that are missing, as root or through sudo.
+set -eu
+here=$(cd "$(dirname "$0")" && pwd)
+
+missing=
+for package in $(grep -v '^#' "$here/packages.txt"); do
+    status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$status" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "Needs root or sudo to install:$missing" >&2; exit 1; }
+    as_root=sudo
+fi
+echo "Installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+$as_root apt-get update -qq
+# shellcheck disable=SC2086 # one word a package
+$as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Builds and tests everything: optimised with GCC, then under the sanitizers with Clang. Needs a Debian 12 and nothing
+# else. `test.sh release` (or debug, asan, tsan) runs one preset only.
+set -eu
+cd "$(dirname "$0")/.."
+
+scripts/install-packages.sh
+for preset in ${*:-release asan tsan}; do
+    echo "== $preset"
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset"
+    ctest --preset "$preset"
+done
