@@ -10,6 +10,7 @@
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/messaging/jose_helper.hpp"
+#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/security/software_key_store.hpp"
 #include "torvane/platform/services/json_serialization.hpp"
 #include "torvane/platform/zennet/secp256k1_utils.hpp"

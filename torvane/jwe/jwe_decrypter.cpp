@@ -20,7 +20,8 @@ JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
           "decrypter")) {}
 
 JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& decryptionPrivateKey)
+                           const std::string& jweContentEncryptionAlgorithm,
+                           const JsonWebKey& decryptionPrivateKey)
     : decrypter_(decrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
                                  decryptionPrivateKey)) {}
 

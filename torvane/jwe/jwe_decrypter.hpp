@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
@@ -14,21 +15,24 @@ namespace Torvane {
 
 /// A value: the key is made ready once, and nothing is kept between calls.
 class TORVANE_EXPORT JWEDecrypter {
- public:
+  public:
     /// With a platform private key.
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
+                 const std::string& jweContentEncryptionAlgorithm,
                  const Platform::SecKey& decryptionPrivateKey);
 
     /// With a key from JsonWebKey::fromPrivateJwk().
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
+    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported
+    /// "Unsupported Key"
     ///         for a public key, or one of a type other than EC256Key and RSA2048Key.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
-                 const JsonWebKey& decryptionPrivateKey);
+    JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
+                 const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& decryptionPrivateKey);
 
     /// RSA-OAEP-256 and A128CBC-HS256 with such a key.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
+    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a
+    /// platform key.
     explicit JWEDecrypter(const JsonWebKey& jwk);
 
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
@@ -43,12 +47,14 @@ class TORVANE_EXPORT JWEDecrypter {
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
     /// The plaintext, exactly as it was encrypted. A JWE whose header names other algorithms is refused.
-    /// @throws JOSEError JWEDecrypterError, around JOSE::JOSESwiftError: the reason for what is malformed, one and the
-    ///         same decryptingFailed for every other failure; around Platform::SecurityError when the key store fails.
+    /// @throws JOSEError JWEDecrypterError, around JOSE::JOSESwiftError: unsupportedAlgorithm, parsingFailed
+    /// for what is
+    ///         malformed, one and the same decryptingFailed for every other failure; around
+    ///         Platform::SecurityError when the key store fails.
     ByteBuffer decryptJWE(ByteView jweData) const;
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
 
- private:
+  private:
     JOSE::Decrypter decrypter_;
     std::optional<JsonWebKey> jwk_;
 };

@@ -6,9 +6,11 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
+#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 #include "torvane/support/vocabulary.hpp"
 
@@ -16,21 +18,25 @@ namespace Torvane {
 
 /// A value: the key is made ready once, and nothing is kept between calls.
 class TORVANE_EXPORT JWEEncrypter {
- public:
+  public:
     /// For a recipient's platform public key.
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
+                 const std::string& jweContentEncryptionAlgorithm,
                  const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
     /// For a recipient's key with a JWK; its own id is not used.
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
+    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported
+    /// "Unsupported Key"
     ///         for a private key, or one of a type other than EC256Key and RSA2048Key.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
-                 const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId);
+    JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
+                 const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& encryptionPublicKey,
+                 std::optional<std::string> keyId);
 
     /// RSA-OAEP-256 and A128CBC-HS256 for a key, with its id.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
+    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a
+    /// platform key.
     explicit JWEEncrypter(const JsonWebKey& jwk);
 
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
@@ -45,13 +51,14 @@ class TORVANE_EXPORT JWEEncrypter {
     const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
-    /// The JWE in compact serialisation. Its header is headerParams with "alg", "enc" and, where there is a key id,
-    /// "kid" set, and "cty" set to "JWT" when the payload is itself a token.
-    /// @throws JOSE::JOSESwiftError when the header is refused; JOSEError JWEEncrypterError when encryption fails.
+    /// The JWE in compact serialisation. Its header is headerParams with "alg", "enc" and, where there is a
+    /// key id, "kid" set, and "cty" set to "JWT" when the payload is itself a token.
+    /// @throws JOSE::JOSESwiftError when the header is refused; JOSEError JWEEncrypterError when encryption
+    /// fails.
     ByteBuffer encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt,
                           bool isNested = false) const;
 
- private:
+  private:
     JOSE::Encrypter encrypter_;
     std::optional<std::string> keyId_;
     std::optional<JsonWebKey> jwk_;

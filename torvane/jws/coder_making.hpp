@@ -9,7 +9,8 @@
 
 namespace Torvane {
 
-/// A JOSE::Signer or JOSE::Verifier over the key's raw bytes for ES256K, over its platform key for all others.
+/// A JOSE::Signer or JOSE::Verifier over the key's raw bytes for ES256K, over its platform key for all
+/// others.
 /// @throws JOSEError missingKey or invalidKeyFormat; `role` is "signer" or "verifier".
 template <class Coder>
 Coder makeJwsCoder(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key, const std::string& role) {
@@ -19,9 +20,9 @@ Coder makeJwsCoder(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key, c
     };
     auto coder = algorithm == JOSE::SignatureAlgorithm::ES256K ? made(key.keyData()) : made(key.keyRef());
     if (!coder) {
-        throw JOSEError::invalidKeyFormat(
-            "An error occurred while initializing " + role +
-            " for JWS. Make sure the key you are using is following the requirements for the signing algorithm RS256.");
+        throw JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
+                                          " for JWS. Make sure the key you are using is following the "
+                                          "requirements for the signing algorithm RS256.");
     }
     return *std::move(coder);
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
@@ -15,7 +16,7 @@ namespace Torvane {
 
 /// A value; nothing is kept between calls. That the key fits the algorithm shows when signing.
 class TORVANE_EXPORT JWSSigner {
- public:
+  public:
     JWSSigner(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
         : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
 
@@ -23,17 +24,18 @@ class TORVANE_EXPORT JWSSigner {
     const JsonWebKey& jwk() const noexcept { return jwk_; }
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
-    /// The JWS in compact serialisation. Its header is headerParams with "alg" and "kid" set to the algorithm and the
-    /// key's id.
-    /// @throws JOSEError JWSSignerError, around missingKey for a key without what the algorithm needs (raw bytes for
-    ///         ES256K, a platform key for all others), invalidKeyFormat for one that does not fit it, or the reason
-    ///         why the header was refused or the key store failed.
+    /// The JWS in compact serialisation. Its header is headerParams with "alg" and "kid" set to the algorithm
+    /// and the key's id.
+    /// @throws JOSEError JWSSignerError, around missingKey for a key without what the algorithm needs (raw
+    /// bytes for
+    ///         ES256K, a platform key for all others), invalidKeyFormat for one that does not fit it, or the
+    ///         reason why the header was refused or the key store failed.
     ByteBuffer signJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
     /// The signature alone, of the same JWS: raw bytes, as long as RFC 7518, section 3, has them.
     ByteBuffer sign(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
- private:
+  private:
     JOSE::JWS signedJWS(ByteView payload, const std::optional<StringMap>& headerParams) const;
 
     JOSE::SignatureAlgorithm jwsAlgorithm_;

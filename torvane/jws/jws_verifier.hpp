@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
@@ -11,7 +12,7 @@ namespace Torvane {
 
 /// A value; nothing is kept between calls.
 class TORVANE_EXPORT JWSVerifier {
- public:
+  public:
     JWSVerifier(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
         : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
 
@@ -19,15 +20,17 @@ class TORVANE_EXPORT JWSVerifier {
     const JsonWebKey& jwk() const noexcept { return jwk_; }
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
-    /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm() is
-    /// refused; no other header member is looked at.
-    /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or does not
-    ///         verify, around missingKey for a key without what the algorithm needs, or around invalidKeyFormat for
-    ///         one that does not fit it.
+    /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm()
+    /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is
+    /// looked at.
+    /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or
+    /// does not
+    ///         verify, around missingKey for a key without what the algorithm needs, or around
+    ///         invalidKeyFormat for one that does not fit it.
     ByteBuffer verifyJWS(ByteView jwsData) const;
     ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
 
- private:
+  private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;
     JsonWebKey jwk_;
 };

@@ -1,5 +1,5 @@
-// JsonWebStructure: a compact serialisation split into its decoded parts (RFC 7515, section 7.1; RFC 7516, section
-// 7.1). Nothing is verified or decrypted: what it shows of a token is what somebody claims.
+// JsonWebStructure: a compact serialisation split into its decoded parts (RFC 7515, section 7.1; RFC 7516,
+// section 7.1). Nothing is verified or decrypted: what it shows of a token is what somebody claims.
 //
 //     const Torvane::JsonWebStructure structure(token);
 //     auto header = structure.getHeader();
@@ -14,10 +14,10 @@
 
 namespace Torvane {
 
-/// A plain value whose members are free to be written; the getters bear with indices that fit no component. A negative
-/// index stops the process.
+/// A plain value whose members are free to be written; the getters bear with indices that fit no component. A
+/// negative index stops the process.
 class TORVANE_EXPORT JsonWebStructure {
- public:
+  public:
     using Index = std::optional<std::ptrdiff_t>;
 
     std::vector<ByteBuffer> components;
@@ -29,17 +29,18 @@ class TORVANE_EXPORT JsonWebStructure {
     Index ivIndex;
     Index authTagIndex;
 
-    /// Splits at every dot and decodes each piece; three pieces are a JWS, five a JWE, any other number is kept
-    /// without indices.
-    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first piece that is empty or not
+    /// Splits at every dot and decodes each piece; three pieces are a JWS, five a JWE, any other number is
+    /// kept without indices.
+    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first piece that is empty
+    /// or not
     ///         canonical unpadded base64url.
     explicit JsonWebStructure(std::string_view compactSerialization);
 
     /// Takes decoded components, empty ones too.
     explicit JsonWebStructure(std::vector<ByteBuffer> components);
 
-    /// The protected header of a compact serialisation, as getHeader() of the structure gives it. Every piece is
-    /// checked as by the constructor, but the header alone is decoded; the payload of a JWS may be empty.
+    /// The protected header of a compact serialisation, as getHeader() of the structure gives it. Every piece
+    /// is checked as by the constructor, but the header alone is decoded; the payload of a JWS may be empty.
     /// @throws JOSEError as the constructor.
     static std::optional<JSONValue::Object> headerOf(std::string_view compactSerialization);
 
@@ -52,7 +53,7 @@ class TORVANE_EXPORT JsonWebStructure {
     std::optional<ByteBuffer> getInitializationVector() const { return copyAt(ivIndex); }
     std::optional<ByteBuffer> getAuthenticationTag() const { return copyAt(authTagIndex); }
 
- private:
+  private:
     const ByteBuffer* at(const Index& index) const noexcept;
     std::optional<ByteBuffer> copyAt(const Index& index) const;
 };

@@ -21,7 +21,8 @@ std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::st
     if (!key.keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + keyId);
     if (!key.isPublicKey()) return std::nullopt;
     StringMap additionalParameters{{"use", std::string(rawValue(use))}, {"kid", keyId}};
-    if (key.keyType() == KeyType::RSA2048Key) return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
+    if (key.keyType() == KeyType::RSA2048Key)
+        return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
 
@@ -43,10 +44,12 @@ KeyType keyTypeOf(const JOSE::JWK& jwk) {
 
 JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::move(state))) {}
 
-JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
+JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId,
+                       std::optional<Zennet::Key> pairingKey)
     : JsonWebKey(State{jwkOf(key, jwkUse, keyId), key, jwkUse, std::move(keyId), std::move(pairingKey)}) {}
 
-JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
+JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse,
+                       std::string keyId)
     : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
 
 JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
@@ -62,8 +65,8 @@ JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
 
 JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
     const auto jwk = JOSE::JWK::initPrivateFrom(jwkData);
-    return JsonWebKey(
-        State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
+    return JsonWebKey(State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse,
+                            std::move(keyId), std::nullopt});
 }
 
 Platform::SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
@@ -94,15 +97,18 @@ std::optional<ByteBuffer> JsonWebKey::encode() const {
 }
 
 std::optional<std::string> JsonWebKey::encodeToString() const {
-    const auto bytes = encode();
-    return bytes && Zennet::isUTF8(*bytes) ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
+    auto bytes = encode();
+    if (!bytes) return std::nullopt;
+    const Platform::WipeOnExit wipeBytes(*bytes);
+    return Zennet::isUTF8(*bytes) ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
 }
 
 StringMap JsonWebKey::encodeToDictionary() const {
-    const auto bytes = encode();
+    auto bytes = encode();
     if (!bytes) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON.");
-    const auto value = Platform::JSONSerialization::jsonObject(*bytes);
-    auto dictionary = Platform::toStringMap(value);
+    const Platform::WipeOnExit wipeBytes(*bytes);
+    const Platform::SecretJSON json(Platform::JSONSerialization::jsonObject(*bytes));
+    auto dictionary = Platform::toStringMap(json.get());
     if (!dictionary) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK as Dictionary.");
     return *std::move(dictionary);
 }

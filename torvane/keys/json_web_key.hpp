@@ -4,9 +4,10 @@
 //                             Torvane::JWKUse::JWK_SIG, "my-signing-key");
 //     std::optional<std::string> json = key.encodeToString();
 //
-// Three kinds of key behave differently. An RSA or EC public key carries a JWK, and all its JSON comes from there. An
-// RSA or EC private key has none and is never written. A secp256k1 key has none either; its JSON comes from the key
-// library, and a private one can be written when it knows its public half, the pairing key.
+// Three kinds of key behave differently. An RSA or EC public key carries a JWK, and all its JSON comes from
+// there. An RSA or EC private key has none, unless it came from one, and is never written. A secp256k1 key
+// has none either; its JSON comes from the key library, and a private one can be written when it knows its
+// public half, the pairing key.
 //
 // Immutable, cheap to copy, and safe to use from several threads at once.
 #pragma once
@@ -16,6 +17,7 @@
 #include <string>
 
 #include "torvane/keys/jwk_vocabulary.hpp"
+#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwk.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 #include "torvane/platform/zennet/key.hpp"
@@ -24,12 +26,14 @@
 namespace Torvane {
 
 class TORVANE_EXPORT JsonWebKey {
- public:
-    /// A public key that is not secp256k1 gets a JWK with its numbers, "use" and "kid": as RSA when its type is
-    /// RSA2048Key, else as EC.
-    /// @throws JOSEError missingKey "Missing keyRef for key " + id, for a key other than secp256k1 without a platform
+  public:
+    /// A public key that is not secp256k1 gets a JWK with its numbers, "use" and "kid": as RSA when its type
+    /// is RSA2048Key, else as EC.
+    /// @throws JOSEError missingKey "Missing keyRef for key " + id, for a key other than secp256k1 without a
+    /// platform
     ///         key; JOSE::JOSESwiftError when the platform key is not a public one of that family.
-    JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey = std::nullopt);
+    JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId,
+               std::optional<Zennet::Key> pairingKey = std::nullopt);
 
     /// Wraps the platform key as a public or private key, and goes on as above.
     JsonWebKey(Platform::SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse,
@@ -39,19 +43,22 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSE::JOSESwiftError when it is none; and as below.
     JsonWebKey(ByteView jwkData, Zennet::KeyType keyType);
 
-    /// A public key from a JWK, whatever private members it was read with. A "use" that is missing or unknown means
-    /// both uses; a missing "kid" is replaced by a random UUID.
+    /// A public key from a JWK, whatever private members it was read with. A "use" that is missing or unknown
+    /// means both uses; a missing "kid" is replaced by a random UUID.
     /// @throws JOSEError cannotDecodeJWK, as getPubSecKey().
     explicit JsonWebKey(const JOSE::JWK& jwk);
 
-    /// A private key from the JSON text of an RSA or EC private JWK (RFC 7518, sections 6.2 and 6.3), for decryption
-    /// through every constructor of JWEDecrypter. It is never written: each encode treats it as a private key.
-    /// @throws JOSE::JOSESwiftError when the text is no such JWK; Platform::SecurityError when its numbers don't
+    /// A private key from the JSON text of an RSA or EC private JWK (RFC 7518, sections 6.2 and 6.3), for
+    /// decryption through every constructor of JWEDecrypter. It is never written: each encode treats it as a
+    /// private key. An RSA key needs its primes and CRT values; "d" alone is not enough.
+    /// @throws JOSE::JOSESwiftError when the text is no such JWK; Platform::SecurityError when its numbers
+    /// don't
     ///         belong together.
     static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
 
     /// The platform public key of a public JWK.
-    /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key type other
+    /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key
+    /// type other
     ///         than RSA and EC; around nothing when the JWK cannot be written as JSON.
     static Platform::SecKey getPubSecKey(const JOSE::JWK& from);
 
@@ -66,8 +73,9 @@ class TORVANE_EXPORT JsonWebKey {
     /// Of a secp256k1 private key, its public key.
     const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
 
-    /// The JWK as JSON text in UTF-8; nothing for an RSA or EC private key, for a secp256k1 private key without its
-    /// pairing key, and when the key cannot be written. With a secp256k1 private key the text holds "d".
+    /// The JWK as JSON text in UTF-8; nothing for an RSA or EC private key, for a secp256k1 private key
+    /// without its pairing key, and when the key cannot be written. With a secp256k1 private key the text
+    /// holds "d".
     std::optional<ByteBuffer> encode() const;
     std::optional<std::string> encodeToString() const;
 
@@ -75,7 +83,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.
     StringMap encodeToDictionary() const;
 
- private:
+  private:
     struct State {
         std::optional<JOSE::JWK> jwk;
         Zennet::Key key;

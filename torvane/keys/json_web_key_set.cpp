@@ -1,6 +1,7 @@
 #include "torvane/keys/json_web_key_set.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "torvane/platform/error.hpp"
@@ -14,66 +15,60 @@
 namespace Torvane {
 namespace {
 
-using Platform::JSONSerialization;
 using Zennet::KeyType;
 using Zennet::Secp256k1Utils;
 
-const std::string* memberOf(const StringMap& map, std::string_view name) {
-    const auto member = map.find(name);
-    return member == map.end() ? nullptr : &member->second;
-}
+using Platform::stringMember;
 
 template <class Buffer>
 std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*decode)(std::string_view)) {
     return text ? decode(*text) : std::nullopt;
 }
 
-JsonWebKey secp256k1Key(const StringMap& entry) {
-    const auto* algorithm = memberOf(entry, "alg");
-    if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
-    const auto x = decoded(memberOf(entry, "x"), Platform::decodeBase64url);
-    const auto y = decoded(memberOf(entry, "y"), Platform::decodeBase64url);
-    const auto* keyId = memberOf(entry, "kid");
+JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
+    const auto* algorithm = stringMember(entry, "alg");
+    if (algorithm == nullptr || *algorithm != "ES256K")
+        throw JOSEError::algorithmNotSupported("Unsupported algorithm");
+    const auto x = decoded(stringMember(entry, "x"), Platform::decodeBase64url);
+    const auto y = decoded(stringMember(entry, "y"), Platform::decodeBase64url);
+    const auto* keyId = stringMember(entry, "kid");
     if (!x || !y || keyId == nullptr) throw JOSEError::invalidKeyFormat("Missing key components");
 
     ByteBuffer point{0x04};
     point.insert(point.end(), x->begin(), x->end());
     point.insert(point.end(), y->begin(), y->end());
     const Zennet::PublicKey publicKey(point, KeyType::SECP256K1Key);
-    const auto scalar = decoded(memberOf(entry, "d"), Platform::decodeSecretBase64url);
+    const auto scalar = decoded(stringMember(entry, "d"), Platform::decodeSecretBase64url);
     if (!scalar) return {publicKey, JWKUse::JWK_SIG, *keyId};
     return {Zennet::PrivateKey(*scalar, KeyType::SECP256K1Key), JWKUse::JWK_SIG, *keyId, publicKey};
 }
 
-JsonWebKey keyFrom(const StringMap& entry) {
-    const auto* keyType = memberOf(entry, "kty");
+JsonWebKey keyFrom(const JSONValue& entry) {
+    const auto& members = *entry.as<JSONValue::Object>();
+    const auto* keyType = stringMember(members, "kty");
     if (keyType == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Missing key type in JWK.");
-    const JSONValue object = Platform::toJSONObject(entry);
-    if (!JSONSerialization::isValidJSONObject(object)) {
+    if (!Platform::JSONSerialization::isValidJSONObject(entry)) {
         throw JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
     }
-    auto data = JSONSerialization::data(object);
-    const Platform::WipeOnExit wipeData(data);
-    if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(data));
+    if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members));
     if (*keyType != "EC") throw JOSEError::cannotDecodeJWK(nullptr, "Unknown key type in JWK.");
-    const auto* curve = memberOf(entry, "crv");
-    if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return secp256k1Key(entry);
-    return JsonWebKey(JOSE::ECPublicKey::initFrom(data));
+    const auto* curve = stringMember(members, "crv");
+    if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return secp256k1Key(members);
+    return JsonWebKey(JOSE::ECPublicKey::initFrom(members));
 }
 
-// The list of string maps under "keys"; nothing when there is no such list.
-std::optional<std::vector<StringMap>> entriesOf(const JSONValue::Object& jwksDictionary) {
+bool isStringMap(const JSONValue& value) {
+    const auto* object = value.as<JSONValue::Object>();
+    return object && std::all_of(object->begin(), object->end(), [](const auto& member) {
+               return member.second.template as<std::string>() != nullptr;
+           });
+}
+
+// The list of string maps under "keys"; null when there is no such list.
+const JSONValue::List* entriesOf(const JSONValue::Object& jwksDictionary) {
     const auto keys = jwksDictionary.find("keys");
     const auto* list = keys == jwksDictionary.end() ? nullptr : keys->second.as<JSONValue::List>();
-    if (list == nullptr) return std::nullopt;
-    std::vector<StringMap> entries;
-    entries.reserve(list->size());
-    for (const auto& value : *list) {
-        auto entry = Platform::toStringMap(value);
-        if (!entry) return std::nullopt;
-        entries.push_back(*std::move(entry));
-    }
-    return entries;
+    return list && std::all_of(list->begin(), list->end(), isStringMap) ? list : nullptr;
 }
 
 JOSE::JWKSet parsedSet(ByteView jwksData) {
@@ -86,7 +81,7 @@ JOSE::JWKSet parsedSet(ByteView jwksData) {
 
 // What a key must fit to be found.
 class Criteria {
- public:
+  public:
     explicit Criteria(const JSONValue::Object& header)
         : keyId_(member<std::string>(header, "kid")),
           keyType_(member<KeyType>(header, "kty")),
@@ -98,7 +93,7 @@ class Criteria {
                (!use_ || key.use() == *use_) && (!algorithm_ || mayUse(key, *algorithm_));
     }
 
- private:
+  private:
     template <class T>
     static const T* member(const JSONValue::Object& header, std::string_view name) {
         const auto found = header.find(name);
@@ -106,8 +101,8 @@ class Criteria {
     }
 
     static bool mayUse(const JsonWebKey& key, const std::string& algorithm) {
-        const auto* named = key.jwk() ? memberOf(key.jwk()->parameters(), "alg") : nullptr;
-        return named == nullptr || *named == algorithm;
+        const auto named = key.jwk() ? (*key.jwk())["alg"] : std::nullopt;
+        return !named || *named == algorithm;
     }
 
     const std::string* keyId_;
@@ -118,14 +113,15 @@ class Criteria {
 
 bool isExported(const JsonWebKey& key) {
     if (!key.key().keyType()) Platform::stopProcess("a key without a key type cannot be encoded");
-    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey() : key.exportableJwk() != nullptr;
+    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey()
+                                                     : key.exportableJwk() != nullptr;
 }
 
 }  // namespace
 
 JsonWebKeySet::JsonWebKeySet(const JSONValue::Object& jwksDictionary) {
-    const auto entries = entriesOf(jwksDictionary);
-    if (!entries) throw JOSEError::cannotDecodeJWK(nullptr, "Failed to decode jwk");
+    const auto* entries = entriesOf(jwksDictionary);
+    if (entries == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Failed to decode jwk");
     for (const auto& entry : *entries) jwks.push_back(keyFrom(entry));
     if (jwks.empty()) throw JOSEError::cannotDecodeJWK(nullptr, "No JWKs found in the dictionary.");
 }
@@ -153,11 +149,14 @@ ByteBuffer JsonWebKeySet::encode() const {
     try {
         return JOSE::JWKSet(std::move(exported)).jsonData();
     } catch (...) {
-        rethrowAsJOSEError([](std::exception_ptr error) { return JOSEError::cannotEncodeJWK(std::move(error)); });
+        rethrowAsJOSEError(
+            [](std::exception_ptr error) { return JOSEError::cannotEncodeJWK(std::move(error)); });
     }
 }
 
-std::string JsonWebKeySet::encodeToString() const { return Zennet::convertToString(encode()); }
+std::string JsonWebKeySet::encodeToString() const {
+    return Zennet::convertToString(encode());
+}
 
 std::vector<StringMap> JsonWebKeySet::encodeToArray() const {
     std::vector<StringMap> maps;

@@ -11,19 +11,23 @@
 
 namespace Torvane {
 
-/// The "use" member: "sig", "enc", and this library's own "sig_enc" for both. rawValue(use) gives the text and
-/// fromRawValue<JWKUse>(text) the use, for these three texts exactly.
-enum class JWKUse { JWK_SIG, JWK_ENC, JWK_SIG_ENC };
+/// The "use" member: "sig", "enc", and this library's own "sig_enc" for both. rawValue(use) gives the text
+/// and fromRawValue<JWKUse>(text) the use, for these three texts exactly.
+enum class TORVANE_EXPORT JWKUse { JWK_SIG, JWK_ENC, JWK_SIG_ENC };
 
 /// The "kty" member: "RSA" or "EC".
-enum class JWKType { RSA, EC };
+enum class TORVANE_EXPORT JWKType { RSA, EC };
 
 struct NamedValue {
     std::string_view name;
 };
 
-constexpr auto valueTable(JWKUse) noexcept { return std::array<NamedValue, 3>{{{"sig"}, {"enc"}, {"sig_enc"}}}; }
-constexpr auto valueTable(JWKType) noexcept { return std::array<NamedValue, 2>{{{"RSA"}, {"EC"}}}; }
+constexpr auto valueTable(JWKUse) noexcept {
+    return std::array<NamedValue, 3>{{{"sig"}, {"enc"}, {"sig_enc"}}};
+}
+constexpr auto valueTable(JWKType) noexcept {
+    return std::array<NamedValue, 2>{{{"RSA"}, {"EC"}}};
+}
 
 /// RSA2048Key or EC256Key, whatever the size or curve of the key at hand.
 constexpr Zennet::KeyType getKeyType(JWKType type) noexcept {

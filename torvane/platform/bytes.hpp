@@ -53,13 +53,13 @@ using SecretBuffer = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 /// Wipes a buffer or string that cannot be a SecretBuffer, on every way out of a scope.
 template <class Container>
 class WipeOnExit {
- public:
+  public:
     explicit WipeOnExit(Container& secret) noexcept : secret_(secret) {}
     ~WipeOnExit() { wipe(secret_.data(), secret_.size()); }
     WipeOnExit(const WipeOnExit&) = delete;
     WipeOnExit& operator=(const WipeOnExit&) = delete;
 
- private:
+  private:
     Container& secret_;
 };
 

@@ -10,6 +10,8 @@ namespace {
 
 template <class OnError, class OnException>
 std::string describe(const std::exception_ptr& error, OnError onError, OnException onException) {
+    constexpr const char* unknown = "unknown error";
+    if (!error) return unknown;
     try {
         std::rethrow_exception(error);
     } catch (const Error& known) {
@@ -17,7 +19,7 @@ std::string describe(const std::exception_ptr& error, OnError onError, OnExcepti
     } catch (const std::exception& other) {
         return onException(other);
     } catch (...) {
-        return "unknown error";
+        return unknown;
     }
 }
 
@@ -26,9 +28,13 @@ std::string describe(const std::exception_ptr& error, OnError onError, OnExcepti
 Error::Error(std::string description)
     : description_(std::make_shared<const std::string>(std::move(description))) {}
 
-const char* Error::what() const noexcept { return description_->c_str(); }
+const char* Error::what() const noexcept {
+    return description_->c_str();
+}
 
-std::string SecurityError::debugDescription() const { return "SecurityError(" + debugQuoted(errorDescription()) + ")"; }
+std::string SecurityError::debugDescription() const {
+    return "SecurityError(" + debugQuoted(errorDescription()) + ")";
+}
 
 std::string localizedDescription(const std::exception_ptr& error) {
     return describe(

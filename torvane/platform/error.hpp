@@ -12,7 +12,7 @@ namespace Platform {
 
 /// An error with a description. Copies share the text and cannot fail.
 class TORVANE_EXPORT Error : public std::exception {
- public:
+  public:
     explicit Error(std::string description);
 
     /// The description up to its first NUL byte; errorDescription() has the whole of it.
@@ -23,13 +23,13 @@ class TORVANE_EXPORT Error : public std::exception {
     /// `JOSEError.missingKey("...")`.
     virtual std::string debugDescription() const = 0;
 
- private:
+  private:
     std::shared_ptr<const std::string> description_;
 };
 
 /// A key, a key store or a cryptographic primitive could not do what it was asked.
 class TORVANE_EXPORT SecurityError final : public Error {
- public:
+  public:
     using Error::Error;
     std::string debugDescription() const override;
 };

@@ -21,8 +21,8 @@ constexpr std::size_t digestSize(HashFunction hash) noexcept {
     return 0;
 }
 
-/// RSA_PKCS1 is RSASSA-PKCS1-v1_5, RSA_PSS is RSASSA-PSS with MGF1 over the same hash and a salt of the digest's
-/// size (RFC 8017, sections 8.2 and 8.1).
+/// RSA_PKCS1 is RSASSA-PKCS1-v1_5, RSA_PSS is RSASSA-PSS with MGF1 over the same hash and a salt of the
+/// digest's size (RFC 8017, sections 8.2 and 8.1).
 enum class SignatureScheme { RSA_PKCS1, RSA_PSS, ECDSA };
 
 /// The curves of platform keys (FIPS 186-4). secp256k1 is not among them: its keys are raw bytes.
@@ -57,7 +57,8 @@ struct ECPublicComponents {
 
 using PublicComponents = std::variant<RSAPublicComponents, ECPublicComponents>;
 
-/// Unsigned big-endian numbers: the private exponent, both primes, and the CRT values (RFC 8017, section 3.2).
+/// Unsigned big-endian numbers: the private exponent, both primes, and the CRT values (RFC 8017,
+/// section 3.2).
 struct RSAPrivateComponents {
     RSAPublicComponents publicHalf;
     SecretBuffer d, p, q, dp, dq, qi;

@@ -9,8 +9,8 @@ namespace Platform {
 
 /// The protocol's name of an enumerator, for example "RS256".
 ///
-/// A type E takes part through a function `valueTable(E)`, found beside E, that returns a constexpr array with
-/// one entry an enumerator, in their order, each with a member `name`.
+/// A type E takes part through a function `valueTable(E)`, found beside E, that returns a constexpr array
+/// with one entry an enumerator, in their order, each with a member `name`.
 template <class E>
 constexpr std::string_view rawValue(E value) noexcept {
     return valueTable(value)[static_cast<std::size_t>(value)].name;

@@ -8,9 +8,10 @@ namespace Torvane {
 namespace {
 
 constexpr std::array<std::string_view, 15> joseCaseNames{
-    "algorithmNotSupported", "invalidKeyFormat",     "missingKey",         "JWSSignerError",    "JWSVerificationError",
-    "JWEEncrypterError",     "JWEDecrypterError",    "cannotEncodeJWK",    "cannotDecodeJWK",   "cannotDecodeResponse",
-    "claimNotFoundInJWT",    "malformedClaim",       "invalidJOSEComponent", "curveNotSupported", "initializationError"};
+    "algorithmNotSupported", "invalidKeyFormat",     "missingKey",         "JWSSignerError",
+    "JWSVerificationError",  "JWEEncrypterError",    "JWEDecrypterError",  "cannotEncodeJWK",
+    "cannotDecodeJWK",       "cannotDecodeResponse", "claimNotFoundInJWT", "malformedClaim",
+    "invalidJOSEComponent",  "curveNotSupported",    "initializationError"};
 
 constexpr std::array<std::string_view, 4> jsonCaseNames{
     "failedToParseJson", "missingRequiredInformationForKey", "missingRequiredInit", "invalidJsonString"};
@@ -23,7 +24,8 @@ std::string optionalForm(const std::optional<std::string>& debugForm) {
 
 }  // namespace
 
-JOSEError::JOSEError(std::shared_ptr<const State> state) : Error(describe(*state)), state_(std::move(state)) {}
+JOSEError::JOSEError(std::shared_ptr<const State> state)
+    : Error(describe(*state)), state_(std::move(state)) {}
 
 JOSEError JOSEError::make(Case errorCase, std::exception_ptr underlying, std::optional<std::string> text) {
     return JOSEError(std::make_shared<const State>(State{errorCase, std::move(underlying), std::move(text)}));
@@ -35,12 +37,15 @@ std::string JOSEError::textualForm(const State& state) {
         case Case::cannotEncodeJWK:
         case Case::cannotDecodeJWK: {
             using Form = std::optional<std::string>;
-            const auto underlying = state.underlying ? Form(Platform::debugDescription(state.underlying)) : Form();
+            const auto underlying =
+                state.underlying ? Form(Platform::debugDescription(state.underlying)) : Form();
             const auto text = state.text ? Form(Platform::debugQuoted(*state.text)) : Form();
             payload = optionalForm(underlying) + ", description: " + optionalForm(text);
             break;
         }
-        default: payload = state.text ? Platform::debugQuoted(*state.text) : Platform::debugDescription(state.underlying);
+        default:
+            payload = state.text ? Platform::debugQuoted(*state.text)
+                                 : Platform::debugDescription(state.underlying);
     }
     return std::string(joseCaseNames[static_cast<std::size_t>(state.errorCase)]) + "(" + payload + ")";
 }
@@ -67,7 +72,9 @@ std::string JOSEError::describe(const State& state) {
            (state.underlying ? Platform::localizedDescription(state.underlying) : state.text.value_or(""));
 }
 
-std::string JOSEError::debugDescription() const { return "JOSEError." + textualForm(*state_); }
+std::string JOSEError::debugDescription() const {
+    return "JOSEError." + textualForm(*state_);
+}
 
 bool operator==(const JOSEError& a, const JOSEError& b) noexcept {
     return a.errorCase() == b.errorCase() &&
@@ -82,7 +89,9 @@ JOSEError JOSEError::invalidKeyFormat(std::string message) {
     return make(Case::invalidKeyFormat, nullptr, std::move(message));
 }
 
-JOSEError JOSEError::missingKey(std::string message) { return make(Case::missingKey, nullptr, std::move(message)); }
+JOSEError JOSEError::missingKey(std::string message) {
+    return make(Case::missingKey, nullptr, std::move(message));
+}
 
 JOSEError JOSEError::malformedClaim(std::string message) {
     return make(Case::malformedClaim, nullptr, std::move(message));
@@ -154,7 +163,8 @@ JsonSerializeError JsonSerializeError::invalidJsonString() {
 std::string JsonSerializeError::debugDescription() const {
     std::string form = "JsonSerializeError." + std::string(jsonCaseNames[static_cast<std::size_t>(case_)]);
     switch (case_) {
-        case Case::failedToParseJson: return form + "(description: " + Platform::debugQuoted(errorDescription()) + ")";
+        case Case::failedToParseJson:
+            return form + "(description: " + Platform::debugQuoted(errorDescription()) + ")";
         case Case::missingRequiredInformationForKey:
             return form + "(" + Platform::debugQuoted(errorDescription().substr(missingKeyText.size())) + ")";
         case Case::missingRequiredInit:

@@ -1,5 +1,5 @@
-// The two error types of the library: JOSEError for keys, signing, encryption and tokens, JsonSerializeError for the
-// conversion between objects and JSON.
+// The two error types of the library: JOSEError for keys, signing, encryption and tokens, JsonSerializeError
+// for the conversion between objects and JSON.
 //
 //     try {
 //         auto message = helper.decodeMessage(token);
@@ -21,7 +21,7 @@
 namespace Torvane {
 
 class TORVANE_EXPORT JOSEError final : public Platform::Error {
- public:
+  public:
     enum class Case {
         algorithmNotSupported,
         invalidKeyFormat,
@@ -60,13 +60,18 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     static JOSEError cannotDecodeResponse(std::exception_ptr underlying);
 
     // The same; the description counts only where there is no underlying error.
-    static JOSEError cannotEncodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
-    static JOSEError cannotDecodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
+    static JOSEError cannotEncodeJWK(std::exception_ptr underlying,
+                                     std::optional<std::string> description = {});
+    static JOSEError cannotDecodeJWK(std::exception_ptr underlying,
+                                     std::optional<std::string> description = {});
 
     Case errorCase() const noexcept { return state_->errorCase; }
 
     /// The error that this one wraps; null where there is none.
     const std::exception_ptr& underlyingError() const noexcept { return state_->underlying; }
+
+    /// The message, claim name or description that the error was made with; nothing where there is none.
+    const std::optional<std::string>& message() const noexcept { return state_->text; }
 
     /// The textual form: the case's name, and its payload in parentheses.
     std::string debugDescription() const override;
@@ -74,11 +79,10 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     /// The same case, whatever the payload; for claimNotFoundInJWT also the same claim name.
     TORVANE_EXPORT friend bool operator==(const JOSEError& a, const JOSEError& b) noexcept;
 
- private:
+  private:
     struct State {
         Case errorCase;
         std::exception_ptr underlying;
-        // The message, claim name or description.
         std::optional<std::string> text;
     };
 
@@ -91,8 +95,13 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
 };
 
 class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
- public:
-    enum class Case { failedToParseJson, missingRequiredInformationForKey, missingRequiredInit, invalidJsonString };
+  public:
+    enum class Case {
+        failedToParseJson,
+        missingRequiredInformationForKey,
+        missingRequiredInit,
+        invalidJsonString
+    };
 
     /// Describes itself with the description.
     static JsonSerializeError failedToParseJson(std::string description);
@@ -109,14 +118,14 @@ class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
     /// The same case; for missingRequiredInformationForKey also the same key.
     TORVANE_EXPORT friend bool operator==(const JsonSerializeError& a, const JsonSerializeError& b) noexcept;
 
- private:
+  private:
     JsonSerializeError(Case errorCase, std::string description);
 
     Case case_;
 };
 
-/// The exception in flight, if it is a JOSEError, else `wrap` around it: for throwing on what must not be wrapped
-/// twice. To be called in a catch block.
+/// The exception in flight, if it is a JOSEError, else `wrap` around it: for throwing on what must not be
+/// wrapped twice. To be called in a catch block.
 template <class Wrap>
 [[noreturn]] void rethrowAsJOSEError(Wrap wrap) {
     try {

@@ -1,32 +1,37 @@
 #include "torvane/platform/crypto/asymmetric_key.hpp"
 
 #include <array>
+#include <climits>
 #include <optional>
 #include <utility>
 
+#include <openssl/bio.h>
 #include <openssl/decoder.h>
 
 namespace Platform::Crypto {
 namespace {
 
+using Bio = Handle<BIO, BIO_free>;
 using DecoderContext = Handle<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free>;
 
-// Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder, and
-// secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
+// Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder,
+// and secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
 class KeyBuilder {
- public:
+  public:
     KeyBuilder() : builder_(check(OSSL_PARAM_BLD_new(), "set up a key")) {}
 
     void push(const char* name, ByteView number) { pushNumber(name, number, BN_new()); }
     void pushSecret(const char* name, ByteView number) { pushNumber(name, number, BN_secure_new()); }
 
     void pushPoint(const ECPublicComponents& point) {
-        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, groupName(point.curve), 0),
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME,
+                                              groupName(point.curve), 0),
               "set up a key");
         point_.push_back(POINT_CONVERSION_UNCOMPRESSED);
         point_.insert(point_.end(), point.x.begin(), point.x.end());
         point_.insert(point_.end(), point.y.begin(), point.y.end());
-        check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(), point_.size()),
+        check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(),
+                                               point_.size()),
               "set up a key");
     }
 
@@ -36,11 +41,12 @@ class KeyBuilder {
             check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a key management"));
         EVP_PKEY* key = nullptr;
         check(EVP_PKEY_fromdata_init(context.get()), "set up a key");
-        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()), "build a key from its numbers");
+        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()),
+              "build a key from its numbers");
         return Pkey(key);
     }
 
- private:
+  private:
     void pushNumber(const char* name, ByteView bytes, BIGNUM* allocated) {
         Bignum number(check(allocated, "set up a key"));
         check(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number.get()), "read a number");
@@ -53,7 +59,9 @@ class KeyBuilder {
     ParamBuilder builder_;
 };
 
-bool isOdd(const ByteBuffer& number) noexcept { return !number.empty() && (number.back() & 1) == 1; }
+bool isOdd(const ByteBuffer& number) noexcept {
+    return !number.empty() && (number.back() & 1) == 1;
+}
 
 void requireOdd(const RSAPublicComponents& key) {
     if (!isOdd(key.modulus) || !isOdd(key.exponent)) {
@@ -67,10 +75,11 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
     builder.push(OSSL_PKEY_PARAM_RSA_E, key.exponent);
 }
 
-// Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times the
-// generator. A key that mixes two pairs would sign with one and be verified with the other.
+// Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times
+// the generator. A key that mixes two pairs would sign with one and be verified with the other.
 Pkey checkedPair(Pkey key) {
-    const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
+    const PkeyContext context(
+        check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
     check(EVP_PKEY_pairwise_check(context.get()), "match the private key with its public half");
     return key;
 }
@@ -80,13 +89,15 @@ ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
     check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's numbers");
     const Bignum value(raw);
     ByteBuffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
-    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) fail("read a key's numbers");
+    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0)
+        fail("read a key's numbers");
     return bytes;
 }
 
 std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
     std::array<char, 64> name{};
-    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
+    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) !=
+        1) {
         return std::nullopt;
     }
     const std::string_view group(name.data());
@@ -94,6 +105,27 @@ std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
     if (group == "P-384" || group == "secp384r1") return EllipticCurve::P384;
     if (group == "P-521" || group == "secp521r1") return EllipticCurve::P521;
     return std::nullopt;
+}
+
+// How many blocks of a PEM text are tried: EC parameters or a certificate may stand before the key.
+constexpr int mostBlocks = 8;
+
+// The first key of the selection, or null. Each attempt takes one block off the input.
+Pkey decoded(ByteView encoded, int selection) {
+    if (encoded.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
+    const Bio input(
+        check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key decoder"));
+    EVP_PKEY* key = nullptr;
+    const DecoderContext context(
+        check(OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),
+              "set up a key decoder"));
+    // Without a callback of its own the decoder would ask for a passphrase on the terminal.
+    const auto noPassphrase = [](char*, int, int, void*) { return -1; };
+    check(OSSL_DECODER_CTX_set_pem_password_cb(context.get(), noPassphrase, nullptr), "set up a key decoder");
+    for (int block = 0; block < mostBlocks && BIO_ctrl_pending(input.get()) > 0; ++block) {
+        if (OSSL_DECODER_from_bio(context.get(), input.get()) == 1) return Pkey(key);
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -162,20 +194,9 @@ Pkey generateEC(EllipticCurve curve) {
 
 LoadedKey load(ByteView encoded) {
     const ErrorScope scope;
-    // Without a callback of its own the decoder would ask for a passphrase on the terminal.
-    const auto noPassphrase = [](char*, int, int, void*) { return -1; };
-    for (const int selection : {EVP_PKEY_KEYPAIR, EVP_PKEY_PUBLIC_KEY}) {
-        EVP_PKEY* key = nullptr;
-        const DecoderContext context(check(
-            OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),
-            "set up a key decoder"));
-        check(OSSL_DECODER_CTX_set_pem_password_cb(context.get(), noPassphrase, nullptr), "set up a key decoder");
-        const std::uint8_t* data = encoded.data();
-        std::size_t left = encoded.size();
-        if (OSSL_DECODER_from_data(context.get(), &data, &left) != 1) continue;
-        Pkey loaded(key);
-        const bool isPrivate = selection == EVP_PKEY_KEYPAIR;
-        return {isPrivate ? checkedPair(std::move(loaded)) : std::move(loaded), isPrivate};
+    for (const bool isPrivate : {true, false}) {
+        auto key = decoded(encoded, isPrivate ? EVP_PKEY_KEYPAIR : EVP_PKEY_PUBLIC_KEY);
+        if (key) return {isPrivate ? checkedPair(std::move(key)) : std::move(key), isPrivate};
     }
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }

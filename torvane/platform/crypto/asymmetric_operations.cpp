@@ -13,7 +13,8 @@ void setScheme(EVP_PKEY_CTX* context, SignatureScheme scheme, HashFunction hash)
     check(EVP_PKEY_CTX_set_signature_md(context, evpDigest(hash)), "choose a hash function");
     if (scheme == SignatureScheme::ECDSA) return;
     const bool pss = scheme == SignatureScheme::RSA_PSS;
-    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING), "choose a padding");
+    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING),
+          "choose a padding");
     if (pss) check(EVP_PKEY_CTX_set_rsa_pss_saltlen(context, RSA_PSS_SALTLEN_DIGEST), "choose a salt length");
 }
 
@@ -23,10 +24,14 @@ void setOaep(EVP_PKEY_CTX* context, HashFunction hash) {
     check(EVP_PKEY_CTX_set_rsa_mgf1_md(context, evpDigest(hash)), "choose a hash function");
 }
 
-std::size_t bytes(int size) noexcept { return static_cast<std::size_t>(size); }
+std::size_t bytes(int size) noexcept {
+    return static_cast<std::size_t>(size);
+}
 
 // Size of each half of a raw ECDSA signature: that of the curve's order.
-std::size_t halfSize(const EVP_PKEY* key) noexcept { return (bytes(EVP_PKEY_get_bits(key)) + 7) / 8; }
+std::size_t halfSize(const EVP_PKEY* key) noexcept {
+    return (bytes(EVP_PKEY_get_bits(key)) + 7) / 8;
+}
 
 ByteBuffer rawFromDer(ByteView der, std::size_t half) {
     const std::uint8_t* data = der.data();
@@ -88,7 +93,8 @@ ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext) {
     setOaep(context.get(), hash);
     std::size_t size = bytes(EVP_PKEY_get_size(key));
     ByteBuffer ciphertext(size);
-    check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
+    check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()),
+          "encrypt");
     return ciphertext;
 }
 

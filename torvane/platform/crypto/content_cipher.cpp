@@ -22,7 +22,7 @@ enum class Direction : int { decrypt = 0, encrypt = 1 };
 
 // An initialised cipher. EVP checks neither size, so both are settled by the caller's algorithm.
 class Cipher {
- public:
+  public:
     Cipher(const EVP_CIPHER* algorithm, Direction direction, ByteView key, ByteView iv)
         : context_(check(EVP_CIPHER_CTX_new(), "set up AES")) {
         check(EVP_CipherInit_ex(context_.get(), algorithm, nullptr, key.data(), iv.data(),
@@ -33,7 +33,8 @@ class Cipher {
     void addAuthenticatedData(ByteView data) {
         inCipherPieces(data, [this](ByteView piece) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), nullptr, &written, piece.data(), static_cast<int>(piece.size())),
+            check(EVP_CipherUpdate(context_.get(), nullptr, &written, piece.data(),
+                                   static_cast<int>(piece.size())),
                   "authenticate data");
         });
     }
@@ -60,12 +61,12 @@ class Cipher {
 
     EVP_CIPHER_CTX* get() const noexcept { return context_.get(); }
 
- private:
+  private:
     CipherContext context_;
 };
 
 class GcmEncryptor final : public ContentEncryptor {
- public:
+  public:
     GcmEncryptor(ByteView key, ByteView iv, ByteView additionalData)
         : cipher_(aesGcm(key.size()), Direction::encrypt, key, iv) {
         cipher_.addAuthenticatedData(additionalData);
@@ -86,18 +87,19 @@ class GcmEncryptor final : public ContentEncryptor {
     ByteBuffer tag() const override {
         const ErrorScope scope;
         ByteBuffer tag(gcmTagSize);
-        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()),
+        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()),
+                                  tag.data()),
               "read the tag");
         return tag;
     }
 
- private:
+  private:
     Cipher cipher_;
 };
 
 // The HMAC of the composite cipher; half of the content key is its own.
 class CompositeMac {
- public:
+  public:
     CompositeMac(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
         : hmac_(hash, key.first(key.size() / 2)), additionalBits_(std::uint64_t{additionalData.size()} * 8) {
         hmac_.update(additionalData);
@@ -117,15 +119,17 @@ class CompositeMac {
         return mac;
     }
 
- private:
+  private:
     Hmac hmac_;
     std::uint64_t additionalBits_;
 };
 
-ByteView cipherHalf(ByteView key) noexcept { return key.subspan(key.size() / 2); }
+ByteView cipherHalf(ByteView key) noexcept {
+    return key.subspan(key.size() / 2);
+}
 
 class CbcHmacEncryptor final : public ContentEncryptor {
- public:
+  public:
     CbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
         : cipher_(aesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
           mac_(hash, key, iv, additionalData) {}
@@ -147,7 +151,7 @@ class CbcHmacEncryptor final : public ContentEncryptor {
 
     ByteBuffer tag() const override { return tag_; }
 
- private:
+  private:
     std::size_t authenticated(std::span<std::uint8_t> out, std::size_t written) {
         mac_.update(out.first(written));
         return written;

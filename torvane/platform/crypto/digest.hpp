@@ -1,4 +1,4 @@
-// SHA-2 digests and HMAC over data that arrives in pieces.
+// Digests, and HMAC over data that arrives in pieces.
 #pragma once
 
 #include <span>
@@ -14,14 +14,14 @@ ByteBuffer digest(HashFunction hash, ByteView data);
 
 /// HMAC (RFC 2104), fed in pieces and finished once.
 class Hmac {
- public:
+  public:
     Hmac(HashFunction hash, ByteView key);
 
     void update(ByteView data);
     /// digestSize(hash) bytes.
     SecretBuffer finish();
 
- private:
+  private:
     MacContext context_;
     std::size_t size_;
 };

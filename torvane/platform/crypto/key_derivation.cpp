@@ -55,7 +55,8 @@ std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, st
     const auto context = wrapContext(wrappingKey, false);
     SecretBuffer key(wrapped.size() + wrapOverhead);
     int written = 0;
-    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), static_cast<int>(wrapped.size())) != 1 ||
+    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(),
+                         static_cast<int>(wrapped.size())) != 1 ||
         static_cast<std::size_t>(written) != size) {
         return std::nullopt;
     }

@@ -33,7 +33,6 @@ using Handle = std::unique_ptr<T, Deleter<Free>>;
 
 using Pkey = Handle<EVP_PKEY, EVP_PKEY_free>;
 using PkeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
-using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using Mac = Handle<EVP_MAC, EVP_MAC_free>;
 using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
@@ -44,22 +43,22 @@ using EcdsaSignature = Handle<ECDSA_SIG, ECDSA_SIG_free>;
 using ParamBuilder = Handle<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free>;
 using Params = Handle<OSSL_PARAM, OSSL_PARAM_free>;
 
-/// Leaves the thread's OpenSSL error queue as it was found; one stands at the head of every function that calls
-/// OpenSSL, so that no failure of ours is read by somebody else.
+/// Leaves the thread's OpenSSL error queue as it was found; one stands at the head of every function that
+/// calls OpenSSL, so that no failure of ours is read by somebody else.
 class ErrorScope {
- public:
+  public:
     ErrorScope() noexcept { ERR_set_mark(); }
     ~ErrorScope() { ERR_pop_to_mark(); }
     ErrorScope(const ErrorScope&) = delete;
     ErrorScope& operator=(const ErrorScope&) = delete;
 };
 
+/// Without OpenSSL's reason: it differs between patch releases, and may be an older one of somebody else's.
 [[noreturn]] inline void fail(std::string_view what) {
-    const char* reason = ERR_reason_error_string(ERR_peek_last_error());
-    throw SecurityError("Failed to " + std::string(what) + (reason ? ": " + std::string(reason) : "") + ".");
+    throw SecurityError("Failed to " + std::string(what) + ".");
 }
 
-/// Turns every result other than 1 into a SecurityError "Failed to " + what + the library's reason.
+/// Turns every result other than 1 into a SecurityError "Failed to " + what + ".".
 inline void check(int result, std::string_view what) {
     if (result != 1) fail(what);
 }

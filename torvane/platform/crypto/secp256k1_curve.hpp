@@ -10,6 +10,7 @@
 namespace Platform::Crypto::Secp256k1 {
 
 inline constexpr std::size_t scalarSize = 32;
+inline constexpr std::size_t digestSize = 32;
 inline constexpr std::size_t signatureSize = 64;
 
 /// 0x04, x and y.
@@ -24,10 +25,12 @@ std::optional<Point> publicPoint(ByteView encoded) noexcept;
 /// The public half of a valid private key.
 Point publicPointOf(ByteView scalar);
 
-/// r and s, 32 bytes each, with the nonce of RFC 6979 and the lower s. The digest is 32 bytes.
+/// r and s, 32 bytes each, with the nonce of RFC 6979 and the lower s.
+/// @throws SecurityError for a scalar out of range, or a digest of another size.
 ByteBuffer sign(ByteView scalar, ByteView digest);
 
-/// A signature with the higher s is as good; r or s zero or not below the order is not.
+/// A signature with the higher s is as good; r or s zero or not below the order is not, nor is any other
+/// size.
 bool verify(ByteView point, ByteView digest, ByteView signature) noexcept;
 
 }  // namespace Platform::Crypto::Secp256k1

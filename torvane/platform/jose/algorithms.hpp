@@ -1,7 +1,8 @@
-// The algorithms of RFC 7518 and RFC 8812 that the library knows: one line each says all there is to know of one.
+// The algorithms of RFC 7518 and RFC 8812 that the library knows: one line each says all there is to know of
+// one.
 //
-// Left out on purpose, and unknown names therefore: "none", the shared-secret algorithms (keys here are key pairs),
-// and RSA1_5 (its padding is an oracle).
+// Left out on purpose, and unknown names therefore: "none", the shared-secret algorithms (keys here are key
+// pairs), and RSA1_5 (its padding is an oracle).
 #pragma once
 
 #include <array>
@@ -113,8 +114,9 @@ constexpr auto parameters(Algorithm algorithm) noexcept {
     return valueTable(algorithm)[static_cast<std::size_t>(algorithm)];
 }
 
-/// Whether a platform key, by its family, curve and size, is one for the algorithm: RSA of 2048 to 16384 bits with an
-/// odd public exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. ES256K fits no platform key.
+/// Whether a platform key, by its family, curve and size, is one for the algorithm: RSA of 2048 to 16384 bits
+/// with an odd public exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. ES256K fits
+/// no platform key.
 TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const Platform::SecKey& key) noexcept;
 TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const Platform::SecKey& key) noexcept;
 

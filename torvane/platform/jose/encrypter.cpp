@@ -49,7 +49,8 @@ Platform::ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
     if (member == header.parameters().end()) return {};
     const auto* text = member->second.as<std::string>();
     auto bytes = text ? Platform::decodeBase64url(*text) : std::nullopt;
-    if (!bytes) throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
+    if (!bytes)
+        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
     return *std::move(bytes);
 }
 

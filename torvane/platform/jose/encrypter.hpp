@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
@@ -18,7 +19,7 @@ struct ContentKey {
 };
 
 class TORVANE_EXPORT Encrypter {
- public:
+  public:
     /// Nothing unless the key is a public one that fits the key management algorithm.
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
@@ -31,10 +32,11 @@ class TORVANE_EXPORT Encrypter {
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// A fresh content key; under ECDH-ES the header gets the ephemeral public key.
-    /// @throws Platform::SecurityError.
+    /// @throws JOSESwiftError parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES;
+    ///         Platform::SecurityError.
     ContentKey newContentKey(JWEHeader& header) const;
 
- private:
+  private:
     Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
               Platform::SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
@@ -45,7 +47,7 @@ class TORVANE_EXPORT Encrypter {
 };
 
 class TORVANE_EXPORT Decrypter {
- public:
+  public:
     /// Nothing unless the key is a private one that fits the key management algorithm.
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
@@ -57,14 +59,15 @@ class TORVANE_EXPORT Decrypter {
     KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
-    /// The content key, or a random one of the same size in place of an encrypted key that cannot be unwrapped, so
-    /// that nothing tells the two apart until the tag fails.
-    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there where
+    /// The content key, or a random one of the same size in place of an encrypted key that cannot be
+    /// unwrapped, so that nothing tells the two apart until the tag fails.
+    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there
+    /// where
     ///         none is; for an "epk", "apu" or "apv" that is malformed or no public key on the curve of ours.
     ///         Platform::SecurityError when the key store fails.
     Platform::SecretBuffer contentKey(const JWEHeader& header, Platform::ByteView encryptedKey) const;
 
- private:
+  private:
     Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
               Platform::SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}

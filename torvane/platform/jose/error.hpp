@@ -9,7 +9,7 @@ namespace JOSE {
 
 /// Two errors are equal when their cases are.
 class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
- public:
+  public:
     enum class Case {
         parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.
@@ -29,9 +29,11 @@ class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
     /// For example `JOSESwiftError.verifyingFailed(description: "...")`.
     std::string debugDescription() const override;
 
-    friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
+    friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept {
+        return a.case_ == b.case_;
+    }
 
- private:
+  private:
     JOSESwiftError(Case errorCase, std::string description);
 
     Case case_;

@@ -30,23 +30,35 @@ StringMap with(StringMap members, std::initializer_list<std::pair<const char*, s
 
 }  // namespace
 
-Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)) { check(); }
+Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)) {
+    if (!Platform::JSONSerialization::isValidJSONObject(parameters_)) {
+        throw JOSESwiftError::parsingFailed("The header holds a value that is not JSON.");
+    }
+    check();
+}
 
-Header::Header(Platform::ByteView json) : Header(parse(json)) {}
+Header::Header(Platform::ByteView json) : parameters_(parse(json)) {
+    check();
+}
 
-Platform::ByteBuffer Header::jsonData() const { return Platform::JSONSerialization::data(parameters_); }
+Platform::ByteBuffer Header::jsonData() const {
+    return Platform::JSONSerialization::data(parameters_);
+}
 
 void Header::requireString(const char* name) const {
     if (Platform::stringMember(parameters_, name) == nullptr) {
-        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
+        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) +
+                                            "\" is missing or not a string.");
     }
 }
 
 void Header::check() const {
     requireString("alg");
     const auto refuse = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
-    if (parameters_.contains("crit")) refuse("The header's \"crit\" names extensions, and none is supported.");
-    if (parameters_.contains("zip")) refuse("The header's \"zip\" asks for compression, which is not supported.");
+    if (parameters_.contains("crit"))
+        refuse("The header's \"crit\" names extensions, and none is supported.");
+    if (parameters_.contains("zip"))
+        refuse("The header's \"zip\" asks for compression, which is not supported.");
     const auto b64 = parameters_.find("b64");
     if (b64 != parameters_.end() && b64->second != JSONValue(true)) {
         refuse("The header's \"b64\" asks for an unencoded payload, which is not supported.");
@@ -58,9 +70,13 @@ JWSHeader::JWSHeader(SignatureAlgorithm algorithm, std::optional<StringMap> addi
     : JWSHeader(Platform::toJSONObject(with(std::move(additionalHeaderParams).value_or(StringMap()),
                                             {{"alg", rawValue(algorithm)}}, std::move(keyId)))) {}
 
-JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) { requireString("enc"); }
+JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {
+    requireString("enc");
+}
 
-JWEHeader::JWEHeader(Platform::ByteView json) : Header(json) { requireString("enc"); }
+JWEHeader::JWEHeader(Platform::ByteView json) : Header(json) {
+    requireString("enc");
+}
 
 JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
                      ContentEncryptionAlgorithm contentEncryptionAlgorithm, StringMap additionalHeaderParams,

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
@@ -11,17 +12,17 @@
 namespace JOSE {
 
 /// What both headers share. Refused in either: "alg" missing or not a string, any "crit" (no extension is
-/// understood), "b64" other than true (RFC 7797), any "zip" (no decompression).
+/// understood), "b64" other than true (RFC 7797), any "zip" (no decompression), and a value
+/// that is not JSON.
 class TORVANE_EXPORT Header {
- public:
+  public:
     const Platform::JSONValue::Object& parameters() const noexcept { return parameters_; }
     /// The value of "alg", known to the library or not.
     const std::string& algorithm() const noexcept { return *Platform::stringMember(parameters_, "alg"); }
     /// The header as JSON text.
-    /// @throws Platform::JSONError for a value that is not JSON.
     Platform::ByteBuffer jsonData() const;
 
- protected:
+  protected:
     explicit Header(Platform::JSONValue::Object parameters);
     explicit Header(Platform::ByteView json);
 
@@ -29,14 +30,14 @@ class TORVANE_EXPORT Header {
     /// @throws JOSESwiftError parsingFailed.
     void requireString(const char* name) const;
 
- private:
+  private:
     void check() const;
 
     Platform::JSONValue::Object parameters_;
 };
 
 class TORVANE_EXPORT JWSHeader final : public Header {
- public:
+  public:
     /// @throws JOSESwiftError parsingFailed when the members are no valid JWS header.
     explicit JWSHeader(Platform::JSONValue::Object parameters) : Header(std::move(parameters)) {}
 
@@ -44,22 +45,26 @@ class TORVANE_EXPORT JWSHeader final : public Header {
     /// @throws JOSESwiftError parsingFailed when it is no JSON object, or as above.
     explicit JWSHeader(Platform::ByteView json) : Header(json) {}
 
-    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was there.
+    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was
+    /// there.
     JWSHeader(SignatureAlgorithm algorithm, std::optional<Platform::StringMap> additionalHeaderParams,
               std::optional<std::string> keyId);
 };
 
 /// Refused besides: "enc" missing or not a string.
 class TORVANE_EXPORT JWEHeader final : public Header {
- public:
+  public:
     explicit JWEHeader(Platform::JSONValue::Object parameters);
     explicit JWEHeader(Platform::ByteView json);
 
     /// The additional members, then "alg" and "enc", then "kid" when there is a key id.
-    JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+    JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
+              ContentEncryptionAlgorithm contentEncryptionAlgorithm,
               Platform::StringMap additionalHeaderParams, std::optional<std::string> keyId);
 
-    const std::string& encryptionAlgorithm() const noexcept { return *Platform::stringMember(parameters(), "enc"); }
+    const std::string& encryptionAlgorithm() const noexcept {
+        return *Platform::stringMember(parameters(), "enc");
+    }
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
     void setEphemeralPublicKey(Platform::JSONValue::Object jwk) { set("epk", std::move(jwk)); }
 };

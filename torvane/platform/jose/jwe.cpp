@@ -15,8 +15,8 @@ using Platform::ByteView;
 
 constexpr std::size_t aesBlockSize = 16;
 
-// How much is encrypted, authenticated and written as text at a time: small enough to stay in the cache, whole AES
-// blocks, and whole groups of base64url so that the text of consecutive pieces joins up.
+// How much is encrypted, authenticated and written as text at a time: small enough to stay in the cache,
+// whole AES blocks, and whole groups of base64url so that the text of consecutive pieces joins up.
 constexpr std::size_t pieceSize = 12288;
 static_assert(pieceSize % aesBlockSize == 0 && pieceSize % 3 == 0);
 
@@ -24,14 +24,14 @@ std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
 }
 
-std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(const ContentEncryptionParameters& content,
-                                                                     ByteView key, ByteView iv,
-                                                                     ByteView additionalData) {
+std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(
+    const ContentEncryptionParameters& content, ByteView key, ByteView iv, ByteView additionalData) {
     return content.macHash ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, key, iv, additionalData)
                            : Platform::Crypto::gcmEncryptor(key, iv, additionalData);
 }
 
-void appendCiphertext(ByteBuffer& compact, Platform::Crypto::ContentEncryptor& encryptor, ByteView plaintext) {
+void appendCiphertext(ByteBuffer& compact, Platform::Crypto::ContentEncryptor& encryptor,
+                      ByteView plaintext) {
     std::array<std::uint8_t, pieceSize + 2 * aesBlockSize> scratch;
     for (; plaintext.size() > pieceSize; plaintext = plaintext.subspan(pieceSize)) {
         const auto written = encryptor.update(plaintext.first(pieceSize), scratch);
@@ -71,7 +71,8 @@ JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
 
     const auto headerText = header.jsonData();
     compact_.reserve(Platform::base64urlSize(headerText.size()) +
-                     Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
+                     Platform::base64urlSize(contentKey.encryptedKey.size()) +
+                     Platform::base64urlSize(iv.size()) +
                      Platform::base64urlSize(ciphertextSize(content, payload.size())) +
                      Platform::base64urlSize(content.tagSize) + componentCount - 1);
     Platform::appendBase64url(compact_, headerText);
@@ -111,9 +112,10 @@ Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
     const auto key = decrypter.contentKey(header_, encryptedKey_);
     const auto aad = Platform::asBytes(additionalData_);
     const bool decrypted =
-        content.macHash ? Platform::Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad,
-                                                           authenticationTag_, buffer)
-                        : Platform::Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
+        content.macHash
+            ? Platform::Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad,
+                                               authenticationTag_, buffer)
+            : Platform::Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
     if (!decrypted) throw JOSESwiftError::decryptingFailed();
     return std::move(ciphertext_);
 }

@@ -1,7 +1,10 @@
 // JSON Web Encryption in compact serialisation (RFC 7516, section 7.1).
 #pragma once
 
+#include <array>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
@@ -12,27 +15,30 @@ namespace JOSE {
 
 /// A JWE made here.
 class TORVANE_EXPORT JWE {
- public:
+  public:
     /// Pieces of the compact serialisation.
     static constexpr std::size_t componentCount = 5;
 
     /// Encrypts, under a content key and an initialization vector of its own.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         Platform::JSONError when the header cannot be written; Platform::SecurityError.
+    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES;
+    ///         Platform::SecurityError.
     JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
 
-    /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
+    /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by
+    /// dots.
     const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
     Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
 
- private:
+  private:
     Platform::ByteBuffer compact_;
 };
 
 /// A JWE that somebody sent. Keeps nothing of the text that it was read from but the header's piece.
 class TORVANE_EXPORT ReceivedJWE {
- public:
-    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
+  public:
+    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not
+    /// canonical
     ///         unpadded base64url, or a header that JWEHeader refuses.
     explicit ReceivedJWE(Platform::ByteView compactSerialization);
 
@@ -44,7 +50,7 @@ class TORVANE_EXPORT ReceivedJWE {
     ///         decryptingFailed for everything else, without a trace of why.
     Payload decrypt(const Decrypter& decrypter) &&;
 
- private:
+  private:
     using Pieces = std::array<std::string_view, JWE::componentCount>;
     explicit ReceivedJWE(const Pieces& pieces);
 

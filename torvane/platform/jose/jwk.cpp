@@ -22,38 +22,21 @@ constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "d
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 
-// The members of a JWK as they were read; all strings are wiped in the end, for any of them may be private.
-class Members {
- public:
-    explicit Members(Platform::ByteView text) : value_(parse(text)) {}
-    ~Members() {
-        for (auto& [name, member] : *value_.as<JSONValue::Object>()) {
-            if (auto* string = member.as<std::string>()) Platform::wipe(string->data(), string->size());
-        }
+JSONValue parse(Platform::ByteView text) {
+    try {
+        auto value = Platform::JSONSerialization::jsonObject(text);
+        if (value.as<JSONValue::Object>()) return value;
+    } catch (const Platform::JSONError& error) {
+        throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
     }
-    Members(const Members&) = delete;
-    Members& operator=(const Members&) = delete;
-
-    const JSONValue::Object& get() const noexcept { return *value_.as<JSONValue::Object>(); }
-
- private:
-    static JSONValue parse(Platform::ByteView text) {
-        try {
-            auto value = Platform::JSONSerialization::jsonObject(text);
-            if (value.as<JSONValue::Object>()) return value;
-        } catch (const Platform::JSONError& error) {
-            throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
-        }
-        throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
-    }
-
-    JSONValue value_;
-};
+    throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
+}
 
 const std::string& required(const JSONValue::Object& members, std::string_view name) {
     const auto* value = Platform::stringMember(members, name);
     if (value == nullptr) {
-        throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) + "\" is missing or not a string.");
+        throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +
+                                            "\" is missing or not a string.");
     }
     return *value;
 }
@@ -70,7 +53,8 @@ Platform::ByteBuffer leastBytes(const JSONValue::Object& members, std::string_vi
     return *std::move(bytes);
 }
 
-Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
+Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name,
+                                EllipticCurve curve) {
     auto bytes = Platform::decodeBase64url(required(members, name));
     if (!bytes || bytes->size() != coordinateSize(curve)) refuseNumber(name);
     return *std::move(bytes);
@@ -89,7 +73,9 @@ EllipticCurve curveNamed(std::string_view name) {
     throw JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521.");
 }
 
-std::string nameOf(EllipticCurve curve) { return std::string(curves[static_cast<std::size_t>(curve)].first); }
+std::string nameOf(EllipticCurve curve) {
+    return std::string(curves[static_cast<std::size_t>(curve)].first);
+}
 
 JWKKeyType keyTypeNamed(std::string_view name) noexcept {
     return name == "RSA" ? JWKKeyType::RSA : name == "EC" ? JWKKeyType::EC : JWKKeyType::other;
@@ -166,11 +152,13 @@ void requireKeyType(JWKKeyType actual, JWKKeyType expected) {
 JWK::JWK(StringMap parameters, JWKKeyType keyType, Key key)
     : state_(std::make_shared<const State>(State{std::move(parameters), keyType, std::move(key)})) {}
 
-JWK::JWK(const JWK& jwk, JWKKeyType expected) : JWK(jwk) { requireKeyType(keyType(), expected); }
+JWK::JWK(const JWK& jwk, JWKKeyType expected) : JWK(jwk) {
+    requireKeyType(keyType(), expected);
+}
 
 JWK JWK::initFrom(Platform::ByteView data) {
-    const Members members(data);
-    return initFrom(members.get());
+    const Platform::SecretJSON json(parse(data));
+    return initFrom(*json.get().as<JSONValue::Object>());
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
@@ -182,8 +170,8 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
 }
 
 JWK JWK::initPrivateFrom(Platform::ByteView data) {
-    const Members text(data);
-    const auto& members = text.get();
+    const Platform::SecretJSON json(parse(data));
+    const auto& members = *json.get().as<JSONValue::Object>();
     const auto keyType = keyTypeNamed(required(members, "kty"));
     switch (keyType) {
         case JWKKeyType::RSA: return {publicStrings(members), keyType, rsaPrivateKey(members)};
@@ -200,7 +188,8 @@ std::optional<std::string> JWK::operator[](std::string_view name) const {
 
 Platform::SecKey JWK::converted() const {
     if (const auto* key = std::get_if<Platform::SecKey>(&state_->key)) return *key;
-    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key)) return Platform::SecKey(*numbers);
+    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key))
+        return Platform::SecKey(*numbers);
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 

@@ -1,7 +1,8 @@
 // JSON Web Keys (RFC 7517; RFC 7518, section 6): RSA keys and EC keys on P-256, P-384 and P-521.
 //
-// A JWK here never holds a private number as text. Reading one as a public key drops the private members; reading it
-// as a private key turns them into a platform key at once. Either way its JSON text is that of the public half.
+// A JWK here never holds a private number as text. Reading one as a public key drops the private members;
+// reading it as a private key turns them into a platform key at once. Either way its JSON text is that of the
+// public half.
 #pragma once
 
 #include <memory>
@@ -21,18 +22,20 @@ enum class JWKKeyType { RSA, EC, other };
 
 /// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
 class TORVANE_EXPORT JWK {
- public:
-    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are passed
-    /// over.
-    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
-    ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another length
-    ///         than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
+  public:
+    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are
+    /// passed over.
+    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e"
+    /// missing, not
+    ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another
+    ///         length than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
     static JWK initFrom(Platform::ByteView data);
     static JWK initFrom(const Platform::JSONValue::Object& members);
 
-    /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members, all of
-    /// them, and no "oth"; for EC a "d" as long as a coordinate.
-    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when the
+    /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members,
+    /// all of them, and no "oth"; for EC a "d" as long as a coordinate.
+    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when
+    /// the
     ///         numbers don't belong together.
     static JWK initPrivateFrom(Platform::ByteView data);
 
@@ -54,14 +57,14 @@ class TORVANE_EXPORT JWK {
     std::optional<Platform::ByteBuffer> jsonData() const;
     std::optional<std::string> jsonString() const;
 
- protected:
+  protected:
     using Key = std::variant<std::monostate, Platform::PublicComponents, Platform::SecKey>;
 
     JWK(Platform::StringMap parameters, JWKKeyType keyType, Key key);
     /// @throws JOSESwiftError unsupportedKey when it is another type.
     JWK(const JWK& jwk, JWKKeyType expected);
 
- private:
+  private:
     struct State {
         Platform::StringMap parameters;
         JWKKeyType keyType;
@@ -73,26 +76,34 @@ class TORVANE_EXPORT JWK {
 
 /// The two public kinds of JWK add nothing but ways to make them.
 class TORVANE_EXPORT RSAPublicKey : public JWK {
- public:
+  public:
     /// "kty", "n" and "e" of the platform key, and the additional members.
     /// @throws JOSESwiftError unsupportedKey unless it is a public RSA key.
     RSAPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
-    /// @throws JOSESwiftError as JWK::initFrom, and unsupportedKey for another "kty".
-    static RSAPublicKey initFrom(Platform::ByteView data) { return RSAPublicKey(JWK::initFrom(data)); }
+    /// From either source of JWK::initFrom().
+    /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
+    template <class Source>
+    static RSAPublicKey initFrom(const Source& source) {
+        return RSAPublicKey(JWK::initFrom(source));
+    }
 
- private:
+  private:
     explicit RSAPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::RSA) {}
 };
 
 class TORVANE_EXPORT ECPublicKey : public JWK {
- public:
+  public:
     /// "kty", "crv", "x" and "y" of the platform key, and the additional members.
     /// @throws JOSESwiftError unsupportedKey unless it is a public EC key.
     ECPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
-    /// @throws JOSESwiftError as JWK::initFrom, and unsupportedKey for another "kty".
-    static ECPublicKey initFrom(Platform::ByteView data) { return ECPublicKey(JWK::initFrom(data)); }
+    /// From either source of JWK::initFrom().
+    /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
+    template <class Source>
+    static ECPublicKey initFrom(const Source& source) {
+        return ECPublicKey(JWK::initFrom(source));
+    }
 
- private:
+  private:
     explicit ECPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::EC) {}
 };
 

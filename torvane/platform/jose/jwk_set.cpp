@@ -19,7 +19,8 @@ JSONValue parse(Platform::ByteView data) {
 const JSONValue::List& keyList(const JSONValue& set) {
     if (const auto* object = set.as<JSONValue::Object>()) {
         const auto keys = object->find("keys");
-        if (keys != object->end() && keys->second.as<JSONValue::List>()) return *keys->second.as<JSONValue::List>();
+        if (keys != object->end() && keys->second.as<JSONValue::List>())
+            return *keys->second.as<JSONValue::List>();
     }
     throw JOSESwiftError::parsingFailed("The JWK Set is not a JSON object with a list \"keys\".");
 }
@@ -27,11 +28,12 @@ const JSONValue::List& keyList(const JSONValue& set) {
 }  // namespace
 
 JWKSet JWKSet::initFrom(Platform::ByteView data) {
-    const auto set = parse(data);
+    const Platform::SecretJSON set(parse(data));
     std::vector<JWK> keys;
-    for (const auto& entry : keyList(set)) {
+    for (const auto& entry : keyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();
-        if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
+        if (members == nullptr)
+            throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
         keys.push_back(JWK::initFrom(*members));
     }
     return JWKSet(std::move(keys));

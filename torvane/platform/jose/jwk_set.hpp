@@ -1,6 +1,7 @@
 // JWK Sets (RFC 7517, section 5).
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "torvane/platform/bytes.hpp"
@@ -9,11 +10,12 @@
 namespace JOSE {
 
 class TORVANE_EXPORT JWKSet {
- public:
+  public:
     explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
 
     /// Reads the public half of every key; one that cannot be read fails the whole set.
-    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects, and as
+    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects,
+    /// and as
     ///         JWK::initFrom for its keys.
     static JWKSet initFrom(Platform::ByteView data);
 
@@ -23,7 +25,7 @@ class TORVANE_EXPORT JWKSet {
     /// @throws Platform::JSONError when a member is not UTF-8.
     Platform::ByteBuffer jsonData() const;
 
- private:
+  private:
     std::vector<JWK> keys_;
 };
 

@@ -10,14 +10,15 @@ JWS::JWS(const JWSHeader& header, Platform::ByteView payload, const Signer& sign
         throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
     }
     const auto headerText = header.jsonData();
-    compact_.reserve(Platform::base64urlSize(headerText.size()) + Platform::base64urlSize(payload.size()) +
-                     Platform::base64urlSize(signer.signatureSize()) + 2);
-    Platform::appendBase64url(compact_, headerText);
-    compact_.push_back('.');
-    Platform::appendBase64url(compact_, payload);
-    signature_ = signer.sign(compact_);
-    compact_.push_back('.');
-    Platform::appendBase64url(compact_, signature_);
+    auto& compact = compact_.data();
+    compact.reserve(Platform::base64urlSize(headerText.size()) + Platform::base64urlSize(payload.size()) +
+                    Platform::base64urlSize(signer.signatureSize()) + componentCount - 1);
+    Platform::appendBase64url(compact, headerText);
+    compact.push_back('.');
+    Platform::appendBase64url(compact, payload);
+    signature_ = signer.sign(compact);
+    compact.push_back('.');
+    Platform::appendBase64url(compact, signature_);
 }
 
 struct ReceivedJWS::Parts {

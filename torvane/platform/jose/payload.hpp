@@ -7,10 +7,10 @@
 
 namespace JOSE {
 
-/// Owned content that is wiped when nobody takes it: what was decrypted or decoded on the way to a failure leaves
-/// nothing behind.
+/// Owned content that is wiped when nobody takes it: what was decrypted or decoded on the way to a failure
+/// leaves nothing behind.
 class Payload {
- public:
+  public:
     explicit Payload(Platform::ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
     Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
     Payload& operator=(Payload&& other) noexcept {
@@ -26,7 +26,7 @@ class Payload {
     /// Hands the bytes over.
     Platform::ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
 
- private:
+  private:
     Platform::ByteBuffer bytes_;
 };
 

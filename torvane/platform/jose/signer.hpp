@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include "torvane/platform/bytes.hpp"
@@ -11,10 +12,11 @@
 namespace JOSE {
 
 class TORVANE_EXPORT Signer {
- public:
+  public:
     /// Nothing unless the key is a private one that fits the algorithm.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, const Platform::SecKey& privateKey);
-    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
+    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of
+    /// range.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, Platform::ByteView privateKey);
 
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
@@ -23,7 +25,7 @@ class TORVANE_EXPORT Signer {
     /// @throws Platform::SecurityError when the key store fails.
     Platform::ByteBuffer sign(Platform::ByteView signingInput) const;
 
- private:
+  private:
     using Key = std::variant<Platform::SecKey, Platform::SecretBuffer>;
     Signer(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 
@@ -32,17 +34,18 @@ class TORVANE_EXPORT Signer {
 };
 
 class TORVANE_EXPORT Verifier {
- public:
+  public:
     /// Nothing unless the key is a public one that fits the algorithm.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, const Platform::SecKey& publicKey);
-    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
+    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the
+    /// curve.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, Platform::ByteView publicKey);
 
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Whether the signature is one over the input with this digest, by the algorithm's hash function.
     bool verifyDigest(Platform::ByteView digest, Platform::ByteView signature) const;
 
- private:
+  private:
     using Key = std::variant<Platform::SecKey, Platform::ByteBuffer>;
     Verifier(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 

@@ -1,5 +1,6 @@
 #include "torvane/platform/security/sec_key.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "torvane/platform/crypto/asymmetric_key.hpp"
@@ -13,22 +14,39 @@ namespace {
     throw SecurityError(std::string("This key store does not ") + operation + " with this key.");
 }
 
-void requireSizes(const PublicComponents& components) {
-    const auto* point = std::get_if<ECPublicComponents>(&components);
-    if (point == nullptr) return;
-    const auto size = coordinateSize(point->curve);
-    if (point->x.size() != size || point->y.size() != size) {
-        throw SecurityError("A coordinate is as long as the curve's field.");
+void dropLeadingZeros(ByteBuffer& number) {
+    number.erase(number.begin(),
+                 std::find_if(number.begin(), number.end(), [](auto byte) { return byte != 0; }));
+}
+
+// Stores differ in how they write numbers; sizes are told by them, so there is one form from here on.
+PublicComponents normalized(PublicComponents components) {
+    if (auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
+        dropLeadingZeros(rsa->modulus);
+        dropLeadingZeros(rsa->exponent);
+    } else {
+        const auto& point = std::get<ECPublicComponents>(components);
+        const auto size = coordinateSize(point.curve);
+        if (point.x.size() != size || point.y.size() != size) {
+            throw SecurityError("A coordinate is as long as the curve's field.");
+        }
     }
+    return components;
 }
 
 }  // namespace
 
-ByteBuffer StoreKey::sign(SignatureScheme, HashFunction, ByteView) const { refuse("sign"); }
+ByteBuffer StoreKey::sign(SignatureScheme, HashFunction, ByteView) const {
+    refuse("sign");
+}
 
-std::optional<SecretBuffer> StoreKey::decrypt(HashFunction, ByteView) const { refuse("decrypt"); }
+std::optional<SecretBuffer> StoreKey::decrypt(HashFunction, ByteView) const {
+    refuse("decrypt");
+}
 
-SecretBuffer StoreKey::agree(const SecKey&) const { refuse("agree on a secret"); }
+SecretBuffer StoreKey::agree(const SecKey&) const {
+    refuse("agree on a secret");
+}
 
 struct SecKey::State {
     PublicComponents components;
@@ -38,10 +56,9 @@ struct SecKey::State {
     std::shared_ptr<const StoreKey> storeKey;
 
     State(PublicComponents numbers, std::shared_ptr<const StoreKey> store)
-        : components(std::move(numbers)), storeKey(std::move(store)) {
-        requireSizes(components);
-        publicKey = Crypto::publicKey(components);
-    }
+        : components(normalized(std::move(numbers))),
+          publicKey(Crypto::publicKey(components)),
+          storeKey(std::move(store)) {}
 
     State(const State& pair, std::nullptr_t) : components(pair.components), publicKey(pair.publicKey) {}
 
@@ -61,9 +78,13 @@ SecKey::SecKey(std::shared_ptr<const StoreKey> storeKey) {
 
 SecKey::SecKey(std::shared_ptr<const State> state) noexcept : state_(std::move(state)) {}
 
-bool SecKey::isPublicKey() const noexcept { return state_->storeKey == nullptr; }
+bool SecKey::isPublicKey() const noexcept {
+    return state_->storeKey == nullptr;
+}
 
-const PublicComponents& SecKey::publicComponents() const noexcept { return state_->components; }
+const PublicComponents& SecKey::publicComponents() const noexcept {
+    return state_->components;
+}
 
 std::optional<EllipticCurve> SecKey::curve() const noexcept {
     const auto* point = std::get_if<ECPublicComponents>(&state_->components);
@@ -92,7 +113,8 @@ std::optional<SecretBuffer> SecKey::decrypt(HashFunction oaepHash, ByteView ciph
 }
 
 SecretBuffer SecKey::agree(const SecKey& peer) const {
-    if (!curve() || peer.curve() != curve()) throw SecurityError("Key agreement needs two EC keys on one curve.");
+    if (!curve() || peer.curve() != curve())
+        throw SecurityError("Key agreement needs two EC keys on one curve.");
     auto secret = state_->privateKey().agree(peer);
     if (secret.size() != coordinateSize(*curve())) {
         throw SecurityError("The key store gave a shared secret of the wrong length.");
@@ -108,6 +130,8 @@ ByteBuffer SecKey::encrypt(HashFunction oaepHash, ByteView plaintext) const {
     return Crypto::encryptOaep(state_->publicKey.get(), oaepHash, plaintext);
 }
 
-EVP_PKEY* SecKeyAccess::publicPkey(const SecKey& key) noexcept { return key.state_->publicKey.get(); }
+EVP_PKEY* SecKeyAccess::publicPkey(const SecKey& key) noexcept {
+    return key.state_->publicKey.get();
+}
 
 }  // namespace Platform

@@ -17,38 +17,41 @@ namespace Platform {
 
 class SecKey;
 
-/// A private key in a key store: what it can do, never what it is made of. A store of your own is one class that
-/// derives from this and overrides what its keys can do; every operation not overridden throws SecurityError.
+/// A private key in a key store: what it can do, never what it is made of. A store of your own is one class
+/// that derives from this and overrides what its keys can do; every operation not overridden throws
+/// SecurityError.
 ///
-/// All operations are const, may be called from several threads at once, and throw SecurityError when the store
-/// cannot answer (a token that is gone, a PIN that is wrong).
+/// All operations are const, may be called from several threads at once, and throw SecurityError when the
+/// store cannot answer (a token that is gone, a PIN that is wrong).
 class TORVANE_EXPORT StoreKey {
- public:
+  public:
     StoreKey() = default;
     virtual ~StoreKey() = default;
     StoreKey(const StoreKey&) = delete;
     StoreKey& operator=(const StoreKey&) = delete;
 
-    /// The numbers of the public half. Asked for once, when a SecKey is made.
+    /// The numbers of the public half, with or without leading zero bytes in those of RSA. Asked for once,
+    /// when a SecKey is made.
     virtual PublicComponents publicComponents() const = 0;
 
-    /// Signs a digest of digestSize(hash) bytes. An RSA signature is as long as the modulus; an ECDSA signature is r
-    /// and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
+    /// Signs a digest of digestSize(hash) bytes. An RSA signature is as long as the modulus; an ECDSA
+    /// signature is r and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
     virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
 
-    /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). A ciphertext
-    /// that does not decrypt under this key, of whatever length, gives nothing and does not throw.
+    /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). A
+    /// ciphertext that does not decrypt under this key, of whatever length, gives nothing and does not throw.
     virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
 
-    /// ECDH with a public key on the same curve: the x coordinate of the shared point, coordinateSize(curve) bytes.
-    /// The peer's point has been checked to lie on the curve.
+    /// ECDH with a public key on the same curve: the x coordinate of the shared point, coordinateSize(curve)
+    /// bytes. The peer's point has been checked to lie on the curve.
     virtual SecretBuffer agree(const SecKey& peer) const;
 };
 
 class TORVANE_EXPORT SecKey {
- public:
-    /// A public key from its numbers.
-    /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong size.
+  public:
+    /// A public key from its numbers; leading zero bytes of an RSA number are dropped.
+    /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong
+    /// size.
     explicit SecKey(PublicComponents components);
 
     /// A private key in a store.
@@ -66,8 +69,8 @@ class TORVANE_EXPORT SecKey {
     /// The public half; of a public key, itself.
     SecKey publicKey() const;
 
-    // Private operations: as those of StoreKey, and SecurityError on a public key or when a store's answer has the
-    // wrong length.
+    // Private operations: as those of StoreKey, and SecurityError on a public key or when a store's answer
+    // has the wrong length.
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
     SecretBuffer agree(const SecKey& peer) const;
@@ -75,12 +78,13 @@ class TORVANE_EXPORT SecKey {
     // Public operations, on either half.
 
     /// Checks a signature over a digest, in the forms that sign() gives. False for any that is not valid.
+    /// @throws SecurityError for a scheme of the other key family.
     bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
     /// RSAES-OAEP with an empty label; the result is as long as the modulus.
     /// @throws SecurityError for a plaintext longer than the modulus size - 2 * digestSize - 2, or an EC key.
     ByteBuffer encrypt(HashFunction oaepHash, ByteView plaintext) const;
 
- private:
+  private:
     friend struct SecKeyAccess;
     struct State;
     explicit SecKey(std::shared_ptr<const State> state) noexcept;

@@ -10,7 +10,7 @@ namespace Platform {
 namespace {
 
 class SoftwareKey final : public StoreKey {
- public:
+  public:
     explicit SoftwareKey(Crypto::Pkey key) noexcept : key_(std::move(key)) {}
 
     PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
@@ -27,17 +27,23 @@ class SoftwareKey final : public StoreKey {
         return Crypto::agree(key_.get(), SecKeyAccess::publicPkey(peer));
     }
 
- private:
+  private:
     Crypto::Pkey key_;
 };
 
-SecKey held(Crypto::Pkey key) { return SecKey(std::make_shared<const SoftwareKey>(std::move(key))); }
+SecKey held(Crypto::Pkey key) {
+    return SecKey(std::make_shared<const SoftwareKey>(std::move(key)));
+}
 
 }  // namespace
 
-SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits) { return held(Crypto::generateRSA(modulusBits)); }
+SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits) {
+    return held(Crypto::generateRSA(modulusBits));
+}
 
-SecKey SoftwareKeyStore::generateEC(EllipticCurve curve) { return held(Crypto::generateEC(curve)); }
+SecKey SoftwareKeyStore::generateEC(EllipticCurve curve) {
+    return held(Crypto::generateEC(curve));
+}
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto loaded = Crypto::load(encoded);

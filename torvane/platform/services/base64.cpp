@@ -5,7 +5,8 @@
 namespace Platform {
 namespace {
 
-constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view standardAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 // Both characters of every 12-bit group, so that three bytes cost two look-ups.
@@ -22,7 +23,8 @@ constexpr PairTable pairsOf(std::string_view alphabet) {
 constexpr PairTable urlPairs = pairsOf(urlAlphabet);
 constexpr PairTable standardPairs = pairsOf(standardAlphabet);
 
-// The value of every character in each of the four places of a group of 24 bits; other characters set a bit above.
+// The value of every character in each of the four places of a group of 24 bits; other characters set a bit
+// above.
 constexpr std::uint32_t notInAlphabet = 1U << 24;
 using PlaceTable = std::array<std::uint32_t, 256>;
 
@@ -109,9 +111,13 @@ void appendBase64url(ByteBuffer& out, ByteView bytes) {
     encode(bytes, urlPairs, out.data() + start);
 }
 
-std::optional<ByteBuffer> decodeBase64url(std::string_view text) { return decode<ByteBuffer>(text); }
+std::optional<ByteBuffer> decodeBase64url(std::string_view text) {
+    return decode<ByteBuffer>(text);
+}
 
-std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) { return decode<SecretBuffer>(text); }
+std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) {
+    return decode<SecretBuffer>(text);
+}
 
 bool isBase64url(std::string_view text) noexcept {
     const std::size_t rest = text.size() % 4;

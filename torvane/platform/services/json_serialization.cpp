@@ -11,9 +11,22 @@
 namespace Platform {
 namespace {
 
-// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
+// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they
+// end.
 class ValueBuilder {
- public:
+  public:
+    ValueBuilder() = default;
+    ~ValueBuilder() {
+        // What a failure leaves unfinished may have been a key.
+        for (auto& level : open_) {
+            JSONValue value =
+                std::visit([](auto& container) { return JSONValue(std::move(container)); }, level.container);
+            wipeStrings(value);
+        }
+    }
+    ValueBuilder(const ValueBuilder&) = delete;
+    ValueBuilder& operator=(const ValueBuilder&) = delete;
+
     bool null() { return add(nullptr); }
     bool boolean(bool value) { return add(value); }
     bool number_integer(std::int64_t value) { return add(value); }
@@ -29,7 +42,8 @@ class ValueBuilder {
     bool start_object(std::size_t) { return open(JSONValue::Object()); }
     bool key(std::string& name) {
         auto& level = open_.back();
-        const auto [member, inserted] = std::get<JSONValue::Object>(level.container).try_emplace(std::move(name));
+        const auto [member, inserted] =
+            std::get<JSONValue::Object>(level.container).try_emplace(std::move(name));
         level.member = member;
         return inserted || refuse("a member is given twice");
     }
@@ -44,7 +58,7 @@ class ValueBuilder {
     JSONValue result() && { return std::move(result_); }
     const std::string& failure() const noexcept { return failure_; }
 
- private:
+  private:
     struct Level {
         std::variant<JSONValue::List, JSONValue::Object> container;
         // Of an object, the member whose value comes next.
@@ -56,13 +70,14 @@ class ValueBuilder {
         return false;
     }
 
-    // What the reader objects to, without the library's prefix and without the text it objects to, which may be
-    // secret or as long as the input.
+    // What the reader objects to, without the library's prefix and without the text it objects to, which may
+    // be secret or as long as the input.
     static std::string reason(const nlohmann::json::exception& error) {
         if (error.id == 406) return "a number is too large";
         const std::string_view what = error.what();
         const auto start = what.find(" - ");
-        const auto text = start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
+        const auto text =
+            start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
@@ -103,11 +118,14 @@ std::optional<std::string> quotedJSON(const std::string& text) {
     }
 }
 
-// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON library.
-constexpr bool isPlain(char c) noexcept { return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/'; }
+// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON
+// library.
+constexpr bool isPlain(char c) noexcept {
+    return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/';
+}
 
 class Writer {
- public:
+  public:
     void operator()(std::monostate) { write("null"); }
     void operator()(bool value) { write(value ? "true" : "false"); }
     void operator()(std::int64_t value) { writeNumber(value); }
@@ -152,11 +170,13 @@ class Writer {
         }
         write(object.empty() ? "{}" : "}");
     }
-    void operator()(const std::any&) { throw JSONError("A value that is not JSON cannot be written as JSON."); }
+    void operator()(const std::any&) {
+        throw JSONError("A value that is not JSON cannot be written as JSON.");
+    }
 
     ByteBuffer result() && { return std::move(out_); }
 
- private:
+  private:
     void write(std::string_view text) { out_.insert(out_.end(), text.begin(), text.end()); }
 
     void writeNumber(auto value) {
@@ -174,7 +194,8 @@ struct IsJSON {
         return std::all_of(text.begin(), text.end(), isPlain) || quotedJSON(text).has_value();
     }
     bool operator()(const JSONValue::List& list) const {
-        return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });
+        return std::all_of(list.begin(), list.end(),
+                           [this](const JSONValue& value) { return value.visit(*this); });
     }
     bool operator()(const JSONValue::Object& object) const {
         return std::all_of(object.begin(), object.end(), [this](const auto& member) {
@@ -190,7 +211,9 @@ struct IsJSON {
 
 }  // namespace
 
-std::string JSONError::debugDescription() const { return "JSONError(" + debugQuoted(errorDescription()) + ")"; }
+std::string JSONError::debugDescription() const {
+    return "JSONError(" + debugQuoted(errorDescription()) + ")";
+}
 
 bool JSONSerialization::isValidJSONObject(const JSONValue& value) {
     return (value.as<JSONValue::List>() || value.as<JSONValue::Object>()) && value.visit(IsJSON());

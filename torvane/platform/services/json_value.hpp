@@ -13,15 +13,17 @@
 #include <variant>
 #include <vector>
 
+#include "torvane/platform/bytes.hpp"
+
 namespace Platform {
 
 /// String keys to string values.
 using StringMap = std::map<std::string, std::string, std::less<>>;
 
-/// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not JSON (an
-/// enumeration in a key lookup header, say) and that no JSON text can hold.
+/// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not
+/// JSON (an enumeration in a key lookup header, say) and that no JSON text can hold.
 class JSONValue {
- public:
+  public:
     using List = std::vector<JSONValue>;
     using Object = std::map<std::string, JSONValue, std::less<>>;
 
@@ -30,8 +32,9 @@ class JSONValue {
     JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
     /// Unsigned integers that need 64 bits are for the caller to narrow.
     template <std::integral T>
-        requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
-    JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
+    requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
+        JSONValue(T value)
+    noexcept : value_(static_cast<std::int64_t>(value)) {}
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     JSONValue(const char* text) : value_(std::string(text)) {}
     JSONValue(std::string_view text) : value_(std::string(text)) {}
@@ -50,8 +53,8 @@ class JSONValue {
 
     bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
 
-    /// The value when it is exactly of type T (bool, std::int64_t, double, std::string, List, Object, or the type of
-    /// an opaque value), else null.
+    /// The value when it is exactly of type T (bool, std::int64_t, double, std::string, List, Object, or the
+    /// type of an opaque value), else null.
     template <class T>
     const T* as() const noexcept {
         if constexpr (isAlternative<T>) {
@@ -88,8 +91,9 @@ class JSONValue {
             a.value_);
     }
 
- private:
-    using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
+  private:
+    using Variant =
+        std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
     struct Opaque {};
     template <class T>
@@ -103,8 +107,27 @@ class JSONValue {
     Variant value_;
 };
 
+/// Wipes every string in the value, member names apart: for JSON that held a key.
+TORVANE_EXPORT void wipeStrings(JSONValue& value) noexcept;
+
+/// JSON that may hold a key: all its strings are wiped when it goes.
+class SecretJSON {
+  public:
+    explicit SecretJSON(JSONValue value) noexcept : value_(std::move(value)) {}
+    ~SecretJSON() { wipeStrings(value_); }
+    SecretJSON(const SecretJSON&) = delete;
+    SecretJSON& operator=(const SecretJSON&) = delete;
+
+    const JSONValue& get() const noexcept { return value_; }
+
+  private:
+    JSONValue value_;
+};
+
 /// Every member as a string value.
-inline JSONValue::Object toJSONObject(const StringMap& map) { return {map.begin(), map.end()}; }
+inline JSONValue::Object toJSONObject(const StringMap& map) {
+    return {map.begin(), map.end()};
+}
 
 /// The object's members when the value is an object of strings only, else nothing.
 inline std::optional<StringMap> toStringMap(const JSONValue& value) {

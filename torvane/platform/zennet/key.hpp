@@ -4,23 +4,25 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 
 namespace Zennet {
 
-enum class KeyClass { publicKey, privateKey };
+enum class TORVANE_EXPORT KeyClass { publicKey, privateKey };
 
 /// What kind of key it is. The three predefined types are what the library tells apart; others may be made to
 /// describe further keys, with names that are string literals.
-class KeyType {
- public:
+class TORVANE_EXPORT KeyType {
+  public:
     static const KeyType EC256Key;
     static const KeyType RSA2048Key;
     static const KeyType SECP256K1Key;
 
-    constexpr explicit KeyType(std::string_view name, std::optional<std::string_view> curve = std::nullopt) noexcept
+    constexpr explicit KeyType(std::string_view name,
+                               std::optional<std::string_view> curve = std::nullopt) noexcept
         : name_(name), curve_(curve) {}
 
     constexpr std::string_view name() const noexcept { return name_; }
@@ -29,7 +31,7 @@ class KeyType {
 
     friend constexpr bool operator==(const KeyType&, const KeyType&) = default;
 
- private:
+  private:
     std::string_view name_;
     std::optional<std::string_view> curve_;
 };
@@ -38,10 +40,10 @@ inline constexpr KeyType KeyType::EC256Key{"EC256", "P-256"};
 inline constexpr KeyType KeyType::RSA2048Key{"RSA2048"};
 inline constexpr KeyType KeyType::SECP256K1Key{"SECP256K1", "secp256k1"};
 
-/// A public or private key: immutable, cheap to copy, and safe to use from several threads at once. Made as one of
-/// the two classes below, which add nothing but the constructors.
+/// A public or private key: immutable, cheap to copy, and safe to use from several threads at once. Made as
+/// one of the two classes below, which add nothing but the constructors.
 class TORVANE_EXPORT Key {
- public:
+  public:
     /// The platform key handle; nothing for a key that is raw bytes.
     const std::optional<Platform::SecKey>& keyRef() const noexcept { return state_->keyRef; }
 
@@ -55,11 +57,11 @@ class TORVANE_EXPORT Key {
     KeyClass keyClass() const noexcept { return state_->keyClass; }
     bool isPublicKey() const noexcept { return keyClass() == KeyClass::publicKey; }
 
- protected:
+  protected:
     Key(KeyClass keyClass, Platform::SecKey key, std::optional<KeyType> keyType);
     Key(KeyClass keyClass, Platform::ByteView keyData, std::optional<KeyType> keyType);
 
- private:
+  private:
     struct State {
         KeyClass keyClass;
         std::optional<Platform::SecKey> keyRef;
@@ -71,16 +73,17 @@ class TORVANE_EXPORT Key {
 };
 
 class PublicKey : public Key {
- public:
+  public:
     PublicKey(Platform::SecKey key, std::optional<KeyType> keyType)
         : Key(KeyClass::publicKey, std::move(key), keyType) {}
-    /// Raw bytes; for secp256k1 a point of 33 or 65 bytes (SEC 1, section 2.3.3). Copied, and wiped when they go.
+    /// Raw bytes; for secp256k1 a point of 33 or 65 bytes (SEC 1, section 2.3.3). Copied, and wiped when they
+    /// go.
     PublicKey(Platform::ByteView keyData, std::optional<KeyType> keyType)
         : Key(KeyClass::publicKey, keyData, keyType) {}
 };
 
 class PrivateKey : public Key {
- public:
+  public:
     PrivateKey(Platform::SecKey key, std::optional<KeyType> keyType)
         : Key(KeyClass::privateKey, std::move(key), keyType) {}
     /// Raw bytes; for secp256k1 the 32 bytes of the scalar. Copied, and wiped when they go.

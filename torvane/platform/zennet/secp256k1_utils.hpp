@@ -17,11 +17,12 @@ struct TORVANE_EXPORT Secp256k1Utils {
     /// Whether the key's type names the curve secp256k1.
     static bool isSecp256k1Key(const Key& key) noexcept;
 
-    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg": "ES256K", and "d" with a private key (RFC 8812,
-    /// section 3.1). With a private key the text is a secret of the caller's.
-    /// Nothing when a key has no raw bytes, when they are no key of the curve, when the two keys are no pair, or when
-    /// the key id is not UTF-8.
-    static std::optional<Platform::ByteBuffer> encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
+    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg": "ES256K", and "d" with a private key (RFC
+    /// 8812, section 3.1). With a private key the text is a secret of the caller's. Nothing when a key has no
+    /// raw bytes, when they are no key of the curve, when the two keys are no pair, or when the key id is not
+    /// UTF-8.
+    static std::optional<Platform::ByteBuffer> encodeToJwk(const Key& publicKey,
+                                                           const std::optional<Key>& privateKey,
                                                            std::string_view keyId);
 
     struct KeyPair {
