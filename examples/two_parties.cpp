@@ -20,7 +20,7 @@ using namespace Torvane;
 // One application: its key pairs, of which only the public halves leave it, and its helper.
 class Application {
   public:
-    explicit Application(const std::string& name) : name_(name) {
+    explicit Application(std::string name) : name_(std::move(name)) {
         add(JWKUse::JWK_SIG, signingKeyId());
         add(JWKUse::JWK_ENC, encryptionKeyId());
     }

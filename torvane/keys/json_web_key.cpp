@@ -46,7 +46,8 @@ JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::
 
 JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId,
                        std::optional<Zennet::Key> pairingKey)
-    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), key, jwkUse, std::move(keyId), std::move(pairingKey)}) {}
+    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId),
+                       std::move(pairingKey)}) {}
 
 JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse,
                        std::string keyId)

@@ -56,7 +56,8 @@ std::string debugQuoted(std::string_view text) {
             result += c;
         } else if (static_cast<unsigned char>(c) < 0x20) {
             std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c));
+            static_cast<void>(
+                std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c)));
             result += escape.data();
         } else {
             result += c;
@@ -67,7 +68,7 @@ std::string debugQuoted(std::string_view text) {
 }
 
 void stopProcess(std::string_view why) noexcept {
-    std::fprintf(stderr, "torvane: %.*s\n", static_cast<int>(why.size()), why.data());
+    static_cast<void>(std::fprintf(stderr, "torvane: %.*s\n", static_cast<int>(why.size()), why.data()));
     std::abort();
 }
 

@@ -36,7 +36,7 @@ Platform::SecKey ephemeralKey(const JWEHeader& header, const Platform::SecKey& o
         member == header.parameters().end() ? nullptr : member->second.as<JSONValue::Object>();
     if (members == nullptr || members->contains("d")) refuseEpk();
     try {
-        const auto key = JWK::initFrom(*members).converted();
+        auto key = JWK::initFrom(*members).converted();
         if (key.curve() && key.curve() == own.curve()) return key;
     } catch (const Platform::Error&) {
         refuseEpk();

@@ -152,7 +152,7 @@ void requireKeyType(JWKKeyType actual, JWKKeyType expected) {
 JWK::JWK(StringMap parameters, JWKKeyType keyType, Key key)
     : state_(std::make_shared<const State>(State{std::move(parameters), keyType, std::move(key)})) {}
 
-JWK::JWK(const JWK& jwk, JWKKeyType expected) : JWK(jwk) {
+JWK::JWK(JWK jwk, JWKKeyType expected) : JWK(std::move(jwk)) {
     requireKeyType(keyType(), expected);
 }
 

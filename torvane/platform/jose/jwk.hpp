@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "torvane/platform/bytes.hpp"
@@ -62,7 +63,7 @@ class TORVANE_EXPORT JWK {
 
     JWK(Platform::StringMap parameters, JWKKeyType keyType, Key key);
     /// @throws JOSESwiftError unsupportedKey when it is another type.
-    JWK(const JWK& jwk, JWKKeyType expected);
+    JWK(JWK jwk, JWKKeyType expected);
 
   private:
     struct State {
@@ -88,7 +89,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     }
 
   private:
-    explicit RSAPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::RSA) {}
+    explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::RSA) {}
 };
 
 class TORVANE_EXPORT ECPublicKey : public JWK {
@@ -104,7 +105,7 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     }
 
   private:
-    explicit ECPublicKey(const JWK& jwk) : JWK(jwk, JWKKeyType::EC) {}
+    explicit ECPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::EC) {}
 };
 
 }  // namespace JOSE

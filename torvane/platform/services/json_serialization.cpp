@@ -18,11 +18,7 @@ class ValueBuilder {
     ValueBuilder() = default;
     ~ValueBuilder() {
         // What a failure leaves unfinished may have been a key.
-        for (auto& level : open_) {
-            JSONValue value =
-                std::visit([](auto& container) { return JSONValue(std::move(container)); }, level.container);
-            wipeStrings(value);
-        }
+        for (auto& level : open_) wipeStrings(level.container);
     }
     ValueBuilder(const ValueBuilder&) = delete;
     ValueBuilder& operator=(const ValueBuilder&) = delete;
@@ -42,8 +38,7 @@ class ValueBuilder {
     bool start_object(std::size_t) { return open(JSONValue::Object()); }
     bool key(std::string& name) {
         auto& level = open_.back();
-        const auto [member, inserted] =
-            std::get<JSONValue::Object>(level.container).try_emplace(std::move(name));
+        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(std::move(name));
         level.member = member;
         return inserted || refuse("a member is given twice");
     }
@@ -60,7 +55,7 @@ class ValueBuilder {
 
   private:
     struct Level {
-        std::variant<JSONValue::List, JSONValue::Object> container;
+        JSONValue container;
         // Of an object, the member whose value comes next.
         JSONValue::Object::iterator member;
     };
@@ -81,7 +76,7 @@ class ValueBuilder {
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
-    bool open(std::variant<JSONValue::List, JSONValue::Object> container) {
+    bool open(JSONValue container) {
         if (open_.size() == JSONSerialization::maximumDepth) return refuse("lists and objects nest too deep");
         open_.push_back({std::move(container), {}});
         return true;
@@ -90,13 +85,13 @@ class ValueBuilder {
     bool close() {
         auto container = std::move(open_.back().container);
         open_.pop_back();
-        return std::visit([this](auto& value) { return add(std::move(value)); }, container);
+        return add(std::move(container));
     }
 
     bool add(JSONValue value) {
         if (open_.empty()) {
             result_ = std::move(value);
-        } else if (auto* list = std::get_if<JSONValue::List>(&open_.back().container)) {
+        } else if (auto* list = open_.back().container.as<JSONValue::List>()) {
             list->push_back(std::move(value));
         } else {
             open_.back().member->second = std::move(value);
