@@ -112,14 +112,14 @@ constexpr int mostBlocks = 8;
 
 // The first key of the selection, or null. Each attempt takes one block off the input.
 Pkey decoded(ByteView encoded, int selection) {
-    if (encoded.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
+    if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
     const Bio input(
         check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key decoder"));
     EVP_PKEY* key = nullptr;
     const DecoderContext context(
         check(OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),
               "set up a key decoder"));
-    // Without a callback of its own the decoder would ask for a passphrase on the terminal.
+    // With a callback of its own the decoder never asks for a passphrase on the terminal.
     const auto noPassphrase = [](char*, int, int, void*) { return -1; };
     check(OSSL_DECODER_CTX_set_pem_password_cb(context.get(), noPassphrase, nullptr), "set up a key decoder");
     for (int block = 0; block < mostBlocks && BIO_ctrl_pending(input.get()) > 0; ++block) {

@@ -77,6 +77,7 @@ ByteBuffer sign(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteVi
 bool verify(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) {
     const ErrorScope scope;
     const bool ecdsa = scheme == SignatureScheme::ECDSA;
+    if (ecdsa != (EVP_PKEY_is_a(key, "EC") == 1)) return false;
     if (signature.size() != (ecdsa ? 2 * halfSize(key) : bytes(EVP_PKEY_get_size(key)))) return false;
     const auto context = newContext(key);
     check(EVP_PKEY_verify_init(context.get()), "set up verifying");

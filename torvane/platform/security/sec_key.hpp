@@ -77,8 +77,8 @@ class TORVANE_EXPORT SecKey {
 
     // Public operations, on either half.
 
-    /// Checks a signature over a digest, in the forms that sign() gives. False for any that is not valid.
-    /// @throws SecurityError for a scheme of the other key family.
+    /// Checks a signature over a digest, in the forms that sign() gives. False for any that is not
+    /// valid, and for a scheme of the other key family.
     bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
     /// RSAES-OAEP with an empty label; the result is as long as the modulus.
     /// @throws SecurityError for a plaintext longer than the modulus size - 2 * digestSize - 2, or an EC key.

@@ -1,0 +1,130 @@
+#include "torvane/jwe/jwe_decrypter.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/jwe/jwe_encrypter.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/support/errors.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/tokens.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using Zennet::KeyType;
+
+JsonWebKey fromPrivateJwk(const std::string& kid) {
+    const auto text = keyText(kid, "jwk_private");
+    return JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, kid);
+}
+
+TEST(JWEDecrypter, EveryConstructorDecryptsWithAPrivateJwk) {
+    const auto key = fromPrivateJwk(rsaEnc);
+    const auto token = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(asBytes("m"));
+    const JWEDecrypter fromKeyAlone(key);
+    EXPECT_EQ(fromKeyAlone.jwk()->keyId(), rsaEnc);
+    const JWEDecrypter fromNames("RSA-OAEP-256", "A128CBC-HS256", key);
+    EXPECT_FALSE(fromNames.jwk());
+    const JWEDecrypter fromHandle("RSA-OAEP-256", "A128CBC-HS256", *key.key().keyRef());
+    for (const auto* decrypter : {&fromKeyAlone, &fromNames, &fromHandle}) {
+        EXPECT_EQ(decrypter->decryptJWE(token), ByteBuffer{'m'});
+        EXPECT_EQ(decrypter->decryptJWE(asText(token)), ByteBuffer{'m'});
+    }
+    const JWEEncrypter ecEncrypter("ECDH-ES+A256KW", "A256GCM", publicKey(ecEncP521), std::nullopt);
+    EXPECT_EQ(JWEDecrypter("ECDH-ES+A256KW", "A256GCM", fromPrivateJwk(ecEncP521))
+                  .decryptJWE(ecEncrypter.encryptJWT(asBytes("m"))),
+              ByteBuffer{'m'});
+}
+
+template <class Coder, class... KeyId>
+void expectRefused(const nlohmann::json& row, KeyId... keyId) {
+    const std::string by = row["by"], alg = row["alg"], enc = row["enc"];
+    const auto key = keyInWords(row["key"]);
+    const auto serves = [&by](const char* way) { return by.find(way) != std::string::npos; };
+    ASSERT_TRUE(serves("handle") || serves("jwk") || serves("alone"));
+    if (serves("handle")) {
+        EXPECT_REFUSED(Coder(alg, enc, key.key().keyRef().value(), keyId...), row["error"]);
+    }
+    if (serves("jwk")) {
+        EXPECT_REFUSED(Coder(alg, enc, key, keyId...), row["error"]);
+    }
+    if (serves("alone")) {
+        EXPECT_REFUSED(Coder{key}, row["error"]);
+    }
+}
+
+TEST(JWEEncrypterAndDecrypter, AreNotMadeForNamesAndKeysThatDoNotServe) {
+    const auto rows = readVectors("key_refusals.json").at("jwe");
+    ASSERT_EQ(rows.size(), 26U);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.dump());
+        if (row["role"] == "encrypter") {
+            expectRefused<JWEEncrypter>(row, std::optional<std::string>());
+        } else {
+            expectRefused<JWEDecrypter>(row);
+        }
+    }
+}
+
+TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
+    const auto failure = JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::decryptingFailed()));
+    ASSERT_EQ(failure.errorDescription(),
+              "JWEDecrypterError(JOSESwiftError.decryptingFailed(description: \"The JWE could not be "
+              "decrypted.\")): "
+              "The JWE could not be decrypted.");
+    for (const auto& [keyManagement, kid] :
+         {std::pair{"RSA-OAEP", rsaEnc}, std::pair{"ECDH-ES+A128KW", ecEncP256}}) {
+        for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
+            const JWEEncrypter encrypter(keyManagement, encryption, publicKey(kid), std::nullopt);
+            const JWEDecrypter decrypter(keyManagement, encryption, privateKey(kid));
+            const auto token = encrypter.encryptJWT(ByteBuffer(40, 'x'));
+            const auto other = parts(encrypter.encryptJWT(ByteBuffer(40, 'y')));
+            for (const std::size_t part : {1U, 2U, 3U, 4U}) {
+                SCOPED_TRACE(std::string(keyManagement) + " " + encryption + " part " + std::to_string(part));
+                EXPECT_ERROR(decrypter.decryptJWE(withFlippedBit(token, part)), failure);
+                auto swapped = parts(token);
+                swapped.at(part) = other.at(part);
+                EXPECT_ERROR(decrypter.decryptJWE(joined(swapped)), failure);
+            }
+            auto shortened = parts(token);
+            auto encryptedKey = fromBase64(shortened.at(1));
+            encryptedKey.pop_back();
+            shortened.at(1) = Platform::encodeBase64url(encryptedKey);
+            EXPECT_ERROR(decrypter.decryptJWE(joined(shortened)), failure);
+            const JWEDecrypter stranger(keyManagement, encryption,
+                                        privateKey(kid == rsaEnc ? rsaEnc2 : "d-enc-ecdhkw"));
+            EXPECT_ERROR(stranger.decryptJWE(token), failure);
+        }
+    }
+}
+
+TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
+    const auto token = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT({});
+    EXPECT_ERROR(JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", keyOfIdleStore(rsaEnc)).decryptJWE(token),
+                 JOSEError::JWEDecrypterError(
+                     wrapped(Platform::SecurityError("This key store does not decrypt with this key."))));
+}
+
+TEST(JWEDecrypter, WrapsWhatIsMalformed) {
+    const JWEDecrypter decrypter(fromPrivateJwk(rsaEnc));
+    const auto expected = JOSEError::JWEDecrypterError(
+        wrapped(JOSESwiftError::parsingFailed("The compact serialisation does not have 5 parts.")));
+    for (const auto* token : {"", "a", "e30.e30.e30.e30", "e30.e30.e30.e30.e30.e30", "...."}) {
+        SCOPED_TRACE(token);
+        const bool hasFive = std::string(token) == "....";
+        const auto error =
+            hasFive ? JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
+                          "The header cannot be read. The text is not JSON: unexpected end of input; "
+                          "expected '[', '{', or a literal at byte 1.")))
+                    : expected;
+        EXPECT_ERROR(decrypter.decryptJWE(std::string_view(token)), error);
+        EXPECT_ERROR(decrypter.decryptJWE(asBytes(token)), error);
+    }
+}
+
+}  // namespace

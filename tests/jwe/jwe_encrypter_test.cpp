@@ -1,0 +1,93 @@
+#include "torvane/jwe/jwe_encrypter.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/jwe/jwe_decrypter.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/support/errors.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/tokens.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using Zennet::KeyType;
+
+TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
+    std::size_t combinations = 0;
+    for (const auto* keyManagement : {"RSA-OAEP", "RSA-OAEP-256", "RSA-OAEP-384", "RSA-OAEP-512", "ECDH-ES",
+                                      "ECDH-ES+A128KW", "ECDH-ES+A192KW", "ECDH-ES+A256KW"}) {
+        for (const auto* encryption :
+             {"A128CBC-HS256", "A192CBC-HS384", "A256CBC-HS512", "A128GCM", "A192GCM", "A256GCM"}) {
+            const bool isRSA = keyManagement[0] == 'R';
+            const auto kids = isRSA ? std::vector{rsaEnc} : std::vector{ecEncP256, ecEncP384, ecEncP521};
+            for (const auto& kid : kids) {
+                SCOPED_TRACE(std::string(keyManagement) + " " + encryption + " " + kid);
+                const JWEEncrypter encrypter(keyManagement, encryption, publicKey(kid), kid);
+                const JWEDecrypter decrypter(keyManagement, encryption, privateKey(kid));
+                for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 1000U, 12288U, 12289U, 1U << 20}) {
+                    const ByteBuffer payload(size, static_cast<std::uint8_t>(size));
+                    const auto token = encrypter.encryptJWT(payload);
+                    EXPECT_EQ(decrypter.decryptJWE(token), payload) << size;
+                    EXPECT_EQ(token.capacity(), token.size()) << "the reserved size is the exact one";
+                }
+            }
+            ++combinations;
+        }
+    }
+    EXPECT_EQ(combinations, 48U);
+}
+
+TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
+    const auto key = publicKey(rsaEnc);
+    const JWEEncrypter withId("RSA-OAEP-256", "A128CBC-HS256", key, "k");
+    const JWEEncrypter withoutId("RSA-OAEP", "A256GCM", key, std::nullopt);
+    const StringMap callers{{"alg", "dir"}, {"enc", "x"}, {"kid", "theirs"}, {"cty", "text"}, {"x", "y"}};
+    EXPECT_EQ(headerText(withId.encryptJWT({})), R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256","kid":"k"})");
+    EXPECT_EQ(headerText(withId.encryptJWT({}, callers)),
+              R"({"alg":"RSA-OAEP-256","cty":"text","enc":"A128CBC-HS256","kid":"k","x":"y"})");
+    EXPECT_EQ(headerText(withoutId.encryptJWT({}, callers, true)),
+              R"({"alg":"RSA-OAEP","cty":"JWT","enc":"A256GCM","kid":"theirs","x":"y"})");
+    EXPECT_EQ(headerText(withoutId.encryptJWT({})), R"({"alg":"RSA-OAEP","enc":"A256GCM"})");
+}
+
+TEST(JWEEncrypter, DrawsKeyAndVectorAfreshForEachMessage) {
+    const JWEEncrypter encrypter("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
+    const auto first = parts(encrypter.encryptJWT(asBytes("m")));
+    const auto second = parts(encrypter.encryptJWT(asBytes("m")));
+    for (const std::size_t part : {0U, 2U, 3U, 4U}) EXPECT_NE(first.at(part), second.at(part)) << part;
+}
+
+TEST(JWEEncrypter, FromAKeyAloneUsesTheDefaultsAndKeepsTheKey) {
+    const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
+    EXPECT_EQ(rawValue(encrypter.jweKeyManagementAlgorithm()), "RSA-OAEP-256");
+    EXPECT_EQ(rawValue(encrypter.jweContentEncryptionAlgorithm()), "A128CBC-HS256");
+    EXPECT_EQ(encrypter.keyId(), rsaEnc);
+    EXPECT_EQ(encrypter.jwk()->keyId(), rsaEnc);
+    const JWEEncrypter named("RSA-OAEP", "A128GCM", publicJwk(rsaEnc, JWK_ENC), std::nullopt);
+    EXPECT_EQ(named.keyId(), std::nullopt) << "the key's own id is not used";
+    EXPECT_FALSE(named.jwk());
+    EXPECT_EQ(
+        JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(named.encryptJWT(asBytes("m"))),
+        ByteBuffer{'m'});
+}
+
+TEST(JWEEncrypter, WrapsWhatFailsButNotARefusedHeader) {
+    const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
+    EXPECT_ERROR(
+        encrypter.encryptJWT({}, StringMap{{"zip", "DEF"}}),
+        JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported."));
+    EXPECT_ERROR(encrypter.encryptJWT({}, StringMap{{"typ", "\xff"}}),
+                 JOSESwiftError::parsingFailed("The header holds a value that is not JSON."));
+    const JWEEncrypter agreeing("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
+    EXPECT_ERROR(agreeing.encryptJWT({}, StringMap{{"apu", "a="}}),
+                 JOSEError::JWEEncrypterError(
+                     wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
+}
+
+}  // namespace

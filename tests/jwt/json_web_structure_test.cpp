@@ -1,0 +1,107 @@
+#include "torvane/jwt/json_web_structure.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/support/errors.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+
+const auto noSeparator = JOSEError::invalidJOSEComponent(
+    "Missing component separator character. Invalid compact serialized string.");
+
+JOSEError badPiece(const std::string& piece) {
+    return JOSEError::invalidJOSEComponent("Component is not valid base64: " + piece);
+}
+
+TEST(JsonWebStructure, KnowsTheThreePartsOfAJWS) {
+    const JsonWebStructure structure("eyJhIjoxfQ.e30.AQID");  // {"a":1}, {} and 1, 2, 3
+    EXPECT_EQ(structure.getHeader(), (JSONValue::Object{{"a", 1}}));
+    EXPECT_EQ(structure.getRawPayload(), bytesOf("{}"));
+    EXPECT_EQ(structure.getSignature(), (ByteBuffer{1, 2, 3}));
+    EXPECT_EQ(structure.getEncryptedKey(), std::nullopt);
+    EXPECT_EQ(structure.getInitializationVector(), std::nullopt);
+    EXPECT_EQ(structure.getAuthenticationTag(), std::nullopt);
+}
+
+TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
+    const JsonWebStructure structure("e30.AQ.Ag.Aw.BA");
+    EXPECT_EQ(structure.getHeader(), JSONValue::Object());
+    EXPECT_EQ(structure.getEncryptedKey(), ByteBuffer{1});
+    EXPECT_EQ(structure.getInitializationVector(), ByteBuffer{2});
+    EXPECT_EQ(structure.getRawPayload(), ByteBuffer{3});
+    EXPECT_EQ(structure.getAuthenticationTag(), ByteBuffer{4});
+    EXPECT_EQ(structure.getSignature(), std::nullopt);
+}
+
+TEST(JsonWebStructure, KeepsOtherNumbersOfPartsWithoutIndices) {
+    for (const auto* text : {"e30.e30", "e30.e30.e30.e30", "e30.e30.e30.e30.e30.e30"}) {
+        SCOPED_TRACE(text);
+        const JsonWebStructure structure{std::string_view(text)};
+        EXPECT_FALSE(structure.headerIndex || structure.payloadIndex || structure.signatureIndex ||
+                     structure.keyIndex || structure.ivIndex || structure.authTagIndex);
+        EXPECT_EQ(structure.getHeader(), std::nullopt);
+        EXPECT_EQ(JsonWebStructure::headerOf(text), std::nullopt);
+    }
+}
+
+TEST(JsonWebStructure, NamesTheFirstBadPieceAsItStands) {
+    const std::vector<std::pair<std::string, JOSEError>> rows{
+        {"", noSeparator},
+        {"e30", noSeparator},
+        {"a.*.=", badPiece("a")},
+        {"e30.e3 .*", badPiece("e3 ")},
+        {"e30.e30=.AQ", badPiece("e30=")},
+        {"e30.e3+.AQ", badPiece("e3+")},
+        {"e30.e31.AQ", badPiece("e31")},
+        {std::string("e30.e3\0.AQ", 10), badPiece(std::string("e3\0", 3))},
+        {"e30.e30.", badPiece("")},
+        {".e30.AQ", badPiece("")},
+        {"e30.AQ..AQ.AQ", badPiece("")},
+        {std::string(1 << 20, '.'), badPiece("")},
+    };
+    for (const auto& row : rows) {
+        const std::string_view text = row.first;
+        SCOPED_TRACE(text.substr(0, 20));
+        EXPECT_ERROR(JsonWebStructure{text}, row.second);
+        EXPECT_ERROR(JsonWebStructure::headerOf(text), row.second);
+    }
+}
+
+TEST(JsonWebStructure, AnEmptyPayloadIsForHeaderOfAlone) {
+    EXPECT_ERROR(JsonWebStructure{"e30..AQ"}, badPiece(""));
+    EXPECT_EQ(JsonWebStructure::headerOf("eyJhIjoxfQ..AQ"), (JSONValue::Object{{"a", 1}}));
+    EXPECT_ERROR(JsonWebStructure::headerOf("e30..*"), badPiece("*"));
+}
+
+TEST(JsonWebStructure, AHeaderThatIsNoObjectIsNoHeader) {
+    for (const auto* header :
+         {"W10", "NQ", "ew", "eyJhIjoxLCJhIjoxfQ", "AQ"}) {  // [], 5, {, {"a":1,"a":1}, 0x01
+        const auto text = std::string(header) + ".e30.AQ";
+        EXPECT_EQ(JsonWebStructure(text).getHeader(), std::nullopt) << header;
+        EXPECT_EQ(JsonWebStructure::headerOf(text), std::nullopt) << header;
+    }
+}
+
+TEST(JsonWebStructure, IndicesBeyondTheComponentsGiveNothing) {
+    JsonWebStructure structure("e30.e30.AQID");
+    structure.payloadIndex = 7;
+    EXPECT_EQ(structure.getRawPayload(), std::nullopt);
+    structure.headerIndex = 3;
+    EXPECT_EQ(structure.getHeader(), std::nullopt);
+    structure.keyIndex = 2;
+    EXPECT_EQ(structure.getEncryptedKey(), (ByteBuffer{1, 2, 3}));
+}
+
+TEST(JsonWebStructureDeathTest, ANegativeIndexStopsTheProcess) {
+    JsonWebStructure structure("e30.e30.AQID");
+    structure.payloadIndex = -1;
+    EXPECT_DEATH(static_cast<void>(structure.getRawPayload()), "a component index is negative");
+}
+
+}  // namespace

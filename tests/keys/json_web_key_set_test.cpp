@@ -1,0 +1,185 @@
+#include "torvane/keys/json_web_key_set.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using Zennet::KeyClass;
+using Zennet::KeyType;
+
+JSONValue::Object object(const nlohmann::json& json) {
+    const auto text = json.dump();
+    return *Platform::JSONSerialization::jsonObject(asBytes(text)).as<JSONValue::Object>();
+}
+
+nlohmann::json secp256k1Json(const char* use = "sig") {
+    const auto& [privateKey, publicKey] = secp256k1KeyPair();
+    auto json = nlohmann::json(JsonWebKey(privateKey, JWK_SIG, "s", publicKey).encodeToDictionary());
+    json["use"] = use;
+    return json;
+}
+
+nlohmann::json without(nlohmann::json json, const char* member) {
+    json.erase(member);
+    return json;
+}
+
+nlohmann::json with(nlohmann::json json, const char* member, const char* value) {
+    json[member] = value;
+    return json;
+}
+
+std::vector<std::string> ids(const std::vector<JsonWebKey>& keys) {
+    std::vector<std::string> result;
+    for (const auto& key : keys) result.push_back(key.keyId());
+    return result;
+}
+
+JsonWebKeySet mixedSet() {
+    const auto& [secpPrivate, secpPublic] = secp256k1KeyPair();
+    const JOSE::RSAPublicKey withAlg(publicKey(rsaEnc), {{"kid", "alg"}, {"use", "sig"}, {"alg", "PS256"}});
+    return {publicJwk(rsaSig, JWK_SIG),
+            privateJwk(rsaEnc, JWK_ENC),
+            JsonWebKey(secpPublic, JWK_SIG, "secp-public"),
+            JsonWebKey(secpPrivate, JWK_SIG, "secp-private", secpPublic),
+            publicJwk(ecP256, JWK_SIG_ENC),
+            JsonWebKey(withAlg),
+            JsonWebKey(Zennet::PublicKey(publicKey(ecP384), std::nullopt), JWK_ENC, "untyped")};
+}
+
+TEST(JsonWebKeySet, FindsByEveryCriterionAndIgnoresTheUnusable) {
+    const auto set = mixedSet();
+    constexpr auto ofPublic = KeyClass::publicKey, ofPrivate = KeyClass::privateKey;
+    const auto all = std::vector<std::string>{rsaSig, "secp-public", ecP256, "alg", "untyped"};
+    struct Row {
+        std::string name;
+        JSONValue::Object header;
+        KeyClass keyClass;
+        std::vector<std::string> expected;
+    };
+    const auto use = [](JWKUse value) { return JSONValue::opaque(value); };
+    const auto type = [](KeyType value) { return JSONValue::opaque(value); };
+    const std::vector<Row> rows{
+        {"nothing asked", {}, ofPublic, all},
+        {"private", {}, ofPrivate, {rsaEnc, "secp-private"}},
+        {"kid of the other class", {{"kid", rsaEnc}}, ofPublic, {}},
+        {"kid in another case", {{"kid", "ALG"}}, ofPublic, {}},
+        {"kid that is no string", {{"kid", 5}}, ofPublic, all},
+        {"kid absent but a member", {{"kid", std::optional<std::string>()}}, ofPublic, all},
+        {"use does not widen", {{"use", use(JWK_SIG)}}, ofPublic, {rsaSig, "secp-public", "alg"}},
+        {"both uses, exactly", {{"use", use(JWK_SIG_ENC)}}, ofPublic, {ecP256}},
+        {"use as text is no criterion", {{"use", "sig"}}, ofPublic, all},
+        {"type", {{"kty", type(KeyType::RSA2048Key)}}, ofPublic, {rsaSig, "alg"}},
+        {"type as text is no criterion", {{"kty", "RSA"}}, ofPublic, all},
+        {"alg excludes keys that name another",
+         {{"alg", "RS256"}},
+         ofPublic,
+         {rsaSig, "secp-public", ecP256, "untyped"}},
+        {"alg that fits", {{"alg", "PS256"}}, ofPublic, all},
+        {"all four",
+         {{"kid", "alg"}, {"use", use(JWK_SIG)}, {"kty", type(KeyType::RSA2048Key)}, {"alg", "PS256"}},
+         ofPublic,
+         {"alg"}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(ids(set.findKeysFor(row.header, row.keyClass)), row.expected);
+    }
+}
+
+TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
+    const std::map<std::string, nlohmann::json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
+                                                     {"secp256k1", secp256k1Json()}};
+    auto rows = readVectors("jwk_set_refusals.json").at("dictionaries");
+    ASSERT_EQ(rows.size(), 17U);
+    for (auto& row : rows) {
+        SCOPED_TRACE(row[0].dump());
+        if (row[0].contains("keys") && row[0]["keys"].is_array()) {
+            for (auto& key : row[0]["keys"]) {
+                if (!key.is_array()) continue;
+                auto patched = good.at(key[0]);
+                patched.merge_patch(key[1]);
+                key = patched;
+            }
+        }
+        EXPECT_REFUSED(JsonWebKeySet(object(row[0])), row[1]);
+    }
+    const JSONValue::Object notUtf8{{"kty", "RSA"}, {"n", "\xff"}};
+    EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{notUtf8}}}),
+                 JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary."));
+}
+
+TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
+    const auto& [privateKey, publicKey] = secp256k1KeyPair();
+    const JsonWebKeySet set(object(
+        {{"keys", {secp256k1Json("enc"), without(secp256k1Json(), "d"), with(secp256k1Json(), "d", "*")}}}));
+    const auto& pair = set.jwks.at(0);
+    EXPECT_EQ(pair.use(), JWK_SIG) << "the use member is passed over";
+    EXPECT_FALSE(pair.key().isPublicKey());
+    EXPECT_TRUE(std::ranges::equal(*pair.key().keyData(), *privateKey.keyData()));
+    EXPECT_TRUE(std::ranges::equal(*pair.pairingKey()->keyData(), *publicKey.keyData()));
+    EXPECT_TRUE(set.jwks.at(1).key().isPublicKey());
+    EXPECT_TRUE(set.jwks.at(2).key().isPublicKey()) << "a \"d\" that does not decode makes a public key";
+
+    JSONValue::List again;
+    for (const auto& map : set.encodeToArray()) again.emplace_back(Platform::toJSONObject(map));
+    const JsonWebKeySet reread(JSONValue::Object{{"keys", again}});
+    ASSERT_EQ(reread.jwks.size(), 2U) << "private keys are left out";
+    EXPECT_EQ(reread.jwks.at(0).encode(), set.jwks.at(1).encode());
+    EXPECT_EQ(set.encodeToString(), R"({"keys":[]})");
+}
+
+TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
+    const auto set = mixedSet();
+    const auto text = set.encodeToString();
+    EXPECT_EQ(bytesOf(text), set.encode());
+    EXPECT_EQ(set.debugDescription(), text);
+    const JsonWebKeySet reread(asBytes(text));
+    EXPECT_EQ(ids(reread.jwks), (std::vector<std::string>{rsaSig, ecP256, "alg", "untyped"}));
+    EXPECT_EQ(reread.encodeToString(), text);
+
+    const auto privateText = keyText(rsaEnc, "jwk_private");
+    const JsonWebKeySet secret{JsonWebKey::fromPrivateJwk(asBytes(privateText), JWK_ENC, "k")};
+    EXPECT_EQ(secret.encodeToString(), R"({"keys":[]})");
+    EXPECT_TRUE(secret.encodeToArray().empty());
+}
+
+TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
+    EXPECT_TRUE(JsonWebKeySet(asBytes(R"({"keys":[]})")).jwks.empty());
+    const auto secp = nlohmann::json{{"keys", {secp256k1Json()}}}.dump();
+    EXPECT_ERROR(JsonWebKeySet(asBytes(secp)),
+                 JOSEError::cannotDecodeJWK(wrapped(
+                     JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."))));
+    EXPECT_ERROR(JsonWebKeySet(asBytes("[]")),
+                 JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::parsingFailed(
+                     "The JWK Set is not a JSON object with a list \"keys\"."))));
+    const auto oct =
+        JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet")));
+    EXPECT_ERROR(JsonWebKeySet(asBytes(R"({"keys":[{"kty":"oct","k":"AA"}]})")), oct);
+}
+
+TEST(JsonWebKeySet, AKeyThatCannotBeWrittenFailsTheSet) {
+    const JsonWebKeySet set{
+        JsonWebKey(Zennet::PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff")};
+    EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(wrapped(Platform::JSONError(
+                                   "A string that is not UTF-8 cannot be written as JSON."))));
+    EXPECT_ERROR(set.encodeToArray(), JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON."));
+    EXPECT_EQ(set.debugDescription(), "An error occurred while performing the operation.");
+}
+
+TEST(JsonWebKeySetDeathTest, AKeyWithoutATypeStopsTheProcess) {
+    EXPECT_DEATH(static_cast<void>(mixedSet().encodeToArray()), "a key without a key type cannot be encoded");
+}
+
+}  // namespace

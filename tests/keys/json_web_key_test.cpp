@@ -1,0 +1,175 @@
+#include "torvane/keys/json_web_key.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/json_serialization.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using Zennet::KeyClass;
+using Zennet::KeyType;
+using Zennet::PrivateKey;
+using Zennet::PublicKey;
+
+const auto notEncoded = JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON.");
+
+nlohmann::json parsed(const std::optional<std::string>& text) {
+    return nlohmann::json::parse(text.value());
+}
+
+TEST(JsonWebKey, PublicKeysCarryTheirNumbersUseAndId) {
+    const auto rsa = publicJwk(rsaSig, JWK_SIG_ENC);
+    const auto expected = nlohmann::json::parse(keyText(rsaSig, "jwk_public"));
+    const auto json = parsed(rsa.encodeToString());
+    EXPECT_EQ(json, (nlohmann::json{{"kty", "RSA"},
+                                    {"n", expected["n"]},
+                                    {"e", expected["e"]},
+                                    {"use", "sig_enc"},
+                                    {"kid", rsaSig}}));
+    EXPECT_EQ(bytesOf(*rsa.encodeToString()), rsa.encode());
+    EXPECT_EQ(rsa.encodeToDictionary().at("n"), expected["n"]);
+    EXPECT_EQ(rsa.getKeyId(), rsa.keyId());
+
+    const auto ec = parsed(publicJwk(ecP521, JWK_SIG).encodeToString());
+    EXPECT_EQ(ec["crv"], "P-521");
+    EXPECT_EQ(ec["x"].get<std::string>().size(), 88U) << "a coordinate keeps its leading zero bytes";
+}
+
+TEST(JsonWebKey, OnlyRSA2048KeyIsExportedAsRSA) {
+    const auto ec = publicKey(ecP256);
+    const auto rsa = publicKey(rsaSig);
+    EXPECT_EQ((*JsonWebKey(PublicKey(ec, std::nullopt), JWK_SIG, "k").jwk())["kty"], "EC");
+    EXPECT_ERROR(JsonWebKey(PublicKey(ec, KeyType::RSA2048Key), JWK_SIG, "k"),
+                 JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key."));
+    EXPECT_ERROR(JsonWebKey(PublicKey(rsa, std::nullopt), JWK_SIG, "k"),
+                 JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key."));
+    EXPECT_ERROR(JsonWebKey(PublicKey(privateKey(rsaSig), KeyType::RSA2048Key), JWK_SIG, "k"),
+                 JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key."));
+}
+
+TEST(JsonWebKey, PrivateKeysAreNeverWritten) {
+    for (const auto* words :
+         {"private d-sig-rs256 sig", "private d-sig-es384 sig", "privateJwk d-enc-oaep256 enc"}) {
+        const auto key = keyInWords(words);
+        SCOPED_TRACE(key.keyId());
+        EXPECT_EQ(key.encode(), std::nullopt);
+        EXPECT_EQ(key.encodeToString(), std::nullopt);
+        EXPECT_ERROR(key.encodeToDictionary(), notEncoded);
+    }
+    const JsonWebKey alone(secp256k1KeyPair().privateKey, JWK_SIG, "without its pairing key");
+    EXPECT_EQ(alone.encode(), std::nullopt);
+    EXPECT_ERROR(alone.encodeToDictionary(), notEncoded);
+}
+
+TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
+    const ByteBuffer bytes(32, 1);
+    const auto missing = JOSEError::missingKey("Missing keyRef for key k1");
+    EXPECT_ERROR(JsonWebKey(PrivateKey(bytes, KeyType::EC256Key), JWK_SIG, "k1"), missing);
+    EXPECT_ERROR(JsonWebKey(PublicKey(bytes, std::nullopt), JWK_SIG, "k1"), missing);
+    EXPECT_EQ(JsonWebKey(PublicKey(bytes, KeyType::SECP256K1Key), JWK_SIG, "k1").jwk(), std::nullopt);
+}
+
+TEST(JsonWebKey, WritesSecp256k1KeysThatAreAPair) {
+    const auto& [privateKey, publicKey] = secp256k1KeyPair();
+    const auto text = JsonWebKey(publicKey, JWK_SIG, "a/b").encodeToString();
+    const auto json = parsed(text);
+    EXPECT_EQ(json["kid"], "a/b");
+    EXPECT_NE(text->find("a\\/b"), std::string::npos);
+    EXPECT_EQ(json.size(), 6U) << "a public key has no \"d\"";
+    const auto point = *publicKey.keyData();
+    EXPECT_EQ(fromBase64(json["x"]), ByteBuffer(point.begin() + 1, point.begin() + 33));
+
+    const JsonWebKey pair(privateKey, JWK_SIG, "p", publicKey);
+    const auto scalar = *privateKey.keyData();
+    EXPECT_EQ(fromBase64(pair.encodeToDictionary().at("d")), ByteBuffer(scalar.begin(), scalar.end()));
+
+    const auto stranger = Zennet::Secp256k1Utils::generateKeyPair().publicKey;
+    EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", stranger).encode(), std::nullopt);
+    EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", privateKey).encode(), std::nullopt);
+    const ByteBuffer offCurve(65, 4);
+    EXPECT_ERROR(JsonWebKey(PublicKey(offCurve, KeyType::SECP256K1Key), JWK_SIG, "k").encodeToDictionary(),
+                 notEncoded);
+}
+
+TEST(JsonWebKey, ReadsUseAndIdWithTheirDefaults) {
+    const auto numbers = nlohmann::json::parse(keyText(ecP256, "jwk_public"));
+    const auto read = [&](const char* member, nlohmann::json value) {
+        auto json = numbers;
+        json.erase("kid");
+        json[member] = std::move(value);
+        const auto text = json.dump();
+        return JsonWebKey(asBytes(text), KeyType::EC256Key);
+    };
+    EXPECT_EQ(read("use", "enc").use(), JWK_ENC);
+    EXPECT_EQ(read("use", "Enc").use(), JWK_SIG_ENC);
+    EXPECT_EQ(read("use", 7).use(), JWK_SIG_ENC);
+    const auto first = read("use", "sig");
+    EXPECT_EQ(first.keyId().size(), 36U);
+    EXPECT_NE(first.keyId(), read("use", "sig").keyId());
+    EXPECT_EQ(read("kid", "").keyId(), "");
+    EXPECT_EQ(first.key().keyType(), KeyType::EC256Key);
+    EXPECT_TRUE(first.key().isPublicKey());
+}
+
+TEST(JsonWebKey, AKeyReadFromAPrivateJwkAsPublicKeepsNothingPrivate) {
+    const auto text = keyText(rsaSig, "jwk_private");
+    const JsonWebKey key(asBytes(text), KeyType::RSA2048Key);
+    EXPECT_TRUE(key.key().isPublicKey() && key.key().keyRef()->isPublicKey());
+    EXPECT_FALSE(key.encodeToDictionary().contains("d"));
+    const JsonWebKey fromPrivate(JOSE::JWK::initPrivateFrom(asBytes(text)));
+    EXPECT_TRUE(fromPrivate.key().keyRef()->isPublicKey());
+    EXPECT_TRUE(fromPrivate.jwk()->converted().isPublicKey());
+}
+
+TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
+    for (const auto& [kid, type] :
+         {std::pair{rsaEnc, KeyType::RSA2048Key}, std::pair{ecEncP384, KeyType::EC256Key}}) {
+        const auto text = keyText(kid, "jwk_private");
+        const auto key = JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, "mine");
+        EXPECT_FALSE(key.key().isPublicKey());
+        EXPECT_EQ(key.key().keyType(), type);
+        EXPECT_EQ(key.keyId(), "mine");
+        EXPECT_EQ(key.key().keyRef()->publicComponents(), privateKey(kid).publicComponents());
+        EXPECT_FALSE(key.jwk()->converted().isPublicKey());
+    }
+    EXPECT_ERROR(JsonWebKey::fromPrivateJwk(asBytes(R"({"kty":"oct","k":"AA"})"), JWK_ENC, "k"),
+                 JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
+}
+
+TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
+    const auto oct = JOSE::JWK::initFrom(asBytes(R"({"kty":"oct","k":"AA"})"));
+    EXPECT_ERROR(
+        JsonWebKey{oct},
+        JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet"))));
+
+    const JOSE::RSAPublicKey unwritable(publicKey(rsaSig), {{"kid", "\xff"}});
+    EXPECT_ERROR(JsonWebKey{unwritable}, JOSEError::cannotDecodeJWK(nullptr));
+
+    const auto text = keyText(rsaSig, "jwk_public");
+    EXPECT_ERROR(JsonWebKey(asBytes(text), KeyType::EC256Key),
+                 JOSESwiftError::unsupportedKey("The JWK is not an EC key."));
+    auto offCurve = nlohmann::json::parse(keyText(ecP256, "jwk_public"));
+    offCurve["y"] = offCurve["x"];
+    const auto offCurveText = offCurve.dump();
+    EXPECT_ERROR(JsonWebKey(asBytes(offCurveText), KeyType::EC256Key),
+                 JOSEError::cannotDecodeJWK(
+                     wrapped(Platform::SecurityError("Failed to build a key from its numbers."))));
+}
+
+TEST(JsonWebKey, AnIdThatIsNotTextCannotBeWritten) {
+    const JsonWebKey key(PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff");
+    EXPECT_EQ(key.encode(), std::nullopt);
+    EXPECT_EQ(key.encodeToString(), std::nullopt);
+    EXPECT_ERROR(key.encodeToDictionary(), notEncoded);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+#include "torvane/messaging/jose_helper.hpp"
+
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "torvane/jwe/jwe_decrypter.hpp"
+#include "torvane/jwe/jwe_encrypter.hpp"
+#include "torvane/jws/jws_signer.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/support/errors.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/tokens.hpp"
+
+namespace {
+
+using namespace Testing;
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using Zennet::KeyType;
+
+// Two parties, A and B, each with a key to sign and one to decrypt.
+const std::string sigA = rsaSig, encA = rsaEnc, sigB = rsaSig2, encB = rsaEnc2;
+
+JsonWebKeySet privateSet(const std::string& sig, const std::string& enc) {
+    return {privateJwk(sig, JWK_SIG), privateJwk(enc, JWK_ENC)};
+}
+
+JsonWebKeySet publicSet(const std::string& sig, const std::string& enc) {
+    return {publicJwk(sig, JWK_SIG), publicJwk(enc, JWK_ENC)};
+}
+
+// The codec of A, and of B; what is not of interest to a test is set up to work.
+struct Party {
+    JsonWebKeySet ours = privateSet(sigA, encA);
+    JsonWebKeySet theirs = publicSet(sigB, encB);
+    std::optional<std::string> signingKeyId = sigA;
+    std::optional<std::string> encryptionKeyId = encB;
+    std::string jws = "RS256";
+    std::string keyManagement = "RSA-OAEP-256";
+    std::string contentEncryption = "A128CBC-HS256";
+
+    JOSEHelper helper() const {
+        return JOSEHelper::Builder()
+            .setSenderJwkSet(ours, signingKeyId)
+            .setRecipientJwkSet(theirs, encryptionKeyId)
+            .setJWSAlgorithm(jws)
+            .setJWEKeyManagementAlgorithm(keyManagement)
+            .setJWEContentEncryptionAlgorithm(contentEncryption)
+            .create();
+    }
+};
+
+Party partyB() {
+    return {privateSet(sigB, encB), publicSet(sigA, encA), sigB, encA};
+}
+
+// A token for B around any inner token.
+ByteBuffer sealed(ByteView inner) {
+    return JWEEncrypter(publicJwk(encB, JWK_ENC)).encryptJWT(inner, std::nullopt, true);
+}
+
+ByteBuffer signedByA(ByteView payload) {
+    return JWSSigner(JOSE::SignatureAlgorithm::RS256, privateJwk(sigA, JWK_SIG)).signJWT(payload);
+}
+
+TEST(JOSEHelper, CrossedHelpersExchangeMessagesOfEverySize) {
+    const auto a = Party().helper();
+    const auto b = partyB().helper();
+    for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 1000U, 1U << 20}) {
+        const ByteBuffer message(size, static_cast<std::uint8_t>(size));
+        EXPECT_EQ(b.decodeMessage(a.encodeMessage(message)), message) << size;
+        EXPECT_EQ(a.decodeMessage(b.encodeMessage(message)), message) << size;
+    }
+}
+
+TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
+    const auto opened = [](const ByteBuffer& token) {
+        return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey(encB)).decryptJWE(token);
+    };
+    const auto plain = Party().helper().encodeMessage(asBytes("m"));
+    EXPECT_EQ(headerText(plain),
+              R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","kid":"d-enc-oaep"})");
+    EXPECT_EQ(headerText(opened(plain)), R"({"alg":"RS256","kid":"d-sig-rs256"})");
+
+    JOSEHelper::Builder builder;
+    builder.setSenderJwkSet(privateSet(sigA, encA), "gone").setSenderJwkSet(privateSet(sigA, encA));
+    builder.setRecipientJwkSet(publicSet(sigB, encB), "gone").setRecipientJwkSet(publicSet(sigB, encB));
+    builder.addJwsHeaders({{"a", "1"}}).addJwsHeaders({{"typ", "JWT"}, {"alg", "none"}});
+    builder.addJweHeaders({{"b", "1"}}).addJweHeaders({{"x", "y"}, {"cty", "text"}});
+    const auto helper = builder.create();
+    builder.addJweHeaders({{"later", "1"}}).setJWSAlgorithm("XYZ");
+    const auto token = helper.encodeMessage(asBytes("m"));
+    EXPECT_EQ(headerText(token), R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","x":"y"})");
+    EXPECT_EQ(headerText(opened(token)), R"({"alg":"RS256","kid":"d-sig-rs256","typ":"JWT"})");
+    EXPECT_EQ(partyB().helper().decodeMessage(token), ByteBuffer{'m'}) << "without an outer kid";
+    EXPECT_ERROR(
+        builder.create().encodeMessage({}),
+        JOSEError::algorithmNotSupported("Algorithm 'XYZ' is not supported for signing/verifying data."));
+}
+
+TEST(JOSEHelper, TheBuilderNeedsBothSetsTheSendersFirst) {
+    const auto noSender = JOSEError::missingKey("Must provide sender's jwkset to sign and decrypt JWTs.");
+    const auto set = publicSet(sigB, encB);
+    EXPECT_ERROR(JOSEHelper::Builder().create(), noSender);
+    EXPECT_ERROR(JOSEHelper::Builder().setRecipientJwkSet(set).create(), noSender);
+    EXPECT_ERROR(JOSEHelper::Builder().setSenderJwkSet(set).create(),
+                 JOSEError::missingKey("Must provide recipient's jwkset to verify and encrypt JWTs."));
+}
+
+// A row of codec_failures.json, applied to a party that is set up to work.
+Party changed(Party party, const nlohmann::json& row) {
+    const std::map<std::string, std::string*> texts{{"signingKeyId", &*party.signingKeyId},
+                                                    {"encryptionKeyId", &*party.encryptionKeyId},
+                                                    {"jws", &party.jws},
+                                                    {"keyManagement", &party.keyManagement},
+                                                    {"contentEncryption", &party.contentEncryption}};
+    const auto settings = row.value("set", nlohmann::json::object());
+    for (const auto& [name, value] : settings.items()) *texts.at(name) = value;
+    for (const auto& [name, set] : {std::pair{"ours", &party.ours}, std::pair{"theirs", &party.theirs}}) {
+        if (!row.contains(name)) continue;
+        set->jwks.clear();
+        for (const auto& words : row[name]) set->jwks.push_back(keyInWords(words));
+    }
+    return party;
+}
+
+TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
+    const auto rows = readVectors("codec_failures.json").at("encode");
+    ASSERT_EQ(rows.size(), 14U);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row["name"]);
+        EXPECT_REFUSED(changed(Party(), row).helper().encodeMessage(asBytes("m")), row["error"]);
+    }
+}
+
+TEST(JOSEHelper, RefusesExtraHeadersInItsOwnWay) {
+    const auto builder = [](JOSEHelper::Builder& b) -> JOSEHelper::Builder& {
+        return b.setSenderJwkSet(privateSet(sigA, encA)).setRecipientJwkSet(publicSet(sigB, encB));
+    };
+    const auto refused =
+        JOSESwiftError::parsingFailed("The header's \"crit\" names extensions, and none is supported.");
+    JOSEHelper::Builder jws, jwe;
+    EXPECT_ERROR(builder(jws).addJwsHeaders({{"crit", "x"}}).create().encodeMessage({}),
+                 JOSEError::JWSSignerError(wrapped(refused)));
+    EXPECT_ERROR(builder(jwe).addJweHeaders({{"crit", "x"}}).create().encodeMessage({}), refused);
+}
+
+TEST(JOSEHelper, DecodingFailsInTheOrderOfItsSteps) {
+    const auto good = Party().helper().encodeMessage(asBytes("secret"));
+    const auto inner = signedByA(asBytes("secret"));
+    const std::map<std::string, ByteBuffer> tokens{{"good", good},
+                                                   {"good, tampered", withFlippedBit(good, 3)},
+                                                   {"good, header {", withHeader(good, "{")},
+                                                   {"inner", inner},
+                                                   {"not UTF-8", {0xff, '.'}},
+                                                   {"sealed text", sealed(asBytes("secret"))},
+                                                   {"sealed tampered", sealed(withFlippedBit(inner, 1))},
+                                                   {"sealed good", sealed(good)}};
+    const auto rows = readVectors("codec_failures.json").at("decode");
+    ASSERT_EQ(rows.size(), 23U);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row["name"]);
+        const auto token = row["token"] == "text" ? bytesOf(row["text"]) : tokens.at(row["token"]);
+        EXPECT_REFUSED(changed(partyB(), row).helper().decodeMessage(token), row["error"]);
+    }
+}
+
+TEST(JOSEHelper, TriesEveryVerificationKeyAndReportsTheLastFailure) {
+    const auto token = Party().helper().encodeMessage(asBytes("m"));
+    const auto named = [](const Platform::SecKey& key, KeyType type = KeyType::RSA2048Key) {
+        return JsonWebKey(Zennet::PublicKey(key, type), JWK_SIG, sigA);
+    };
+    Party b = partyB();
+    b.theirs = {named(publicKey(sigB)), named(publicKey(sigA))};
+    EXPECT_EQ(b.helper().decodeMessage(token), ByteBuffer{'m'});
+
+    b.theirs = {named(publicKey(sigB)), named(Platform::SoftwareKeyStore::generateRSA(1024).publicKey())};
+    EXPECT_ERROR(
+        b.helper().decodeMessage(token),
+        JOSEError::JWSVerificationError(wrapped(JOSEError::invalidKeyFormat(
+            "An error occurred while initializing verifier for JWS. Make sure the key you are using is "
+            "following the requirements for the signing algorithm RS256."))));
+}
+
+}  // namespace

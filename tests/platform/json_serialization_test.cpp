@@ -1,0 +1,152 @@
+#include "torvane/platform/services/json_serialization.hpp"
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace Platform {
+
+// The value as the other library's, whose text tells 1 from 1.0.
+void to_json(nlohmann::json& json, const JSONValue& value) {
+    value.visit([&](const auto& alternative) {
+        if constexpr (std::is_constructible_v<nlohmann::json, decltype(alternative)>) json = alternative;
+    });
+}
+
+}  // namespace Platform
+
+namespace {
+
+using namespace Platform;
+using namespace std::string_literals;
+using nlohmann::json;
+using List = JSONValue::List;
+using Object = JSONValue::Object;
+
+JSONValue read(std::string_view text) {
+    return JSONSerialization::jsonObject(asBytes(text));
+}
+
+std::string written(const JSONValue& value) {
+    return std::string(asText(JSONSerialization::data(value)));
+}
+
+json rowsOf(const char* list, std::size_t count) {
+    const auto rows = Testing::readVectors("json_texts.json").at(list);
+    EXPECT_EQ(rows.size(), count);
+    return rows;
+}
+
+std::string nested(std::size_t depth, const std::string& inner = "") {
+    return std::string(depth, '[') + inner + std::string(depth, ']');
+}
+
+const JSONError tooDeep("The text is not JSON: lists and objects nest too deep.");
+
+TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
+    for (const auto& row : rowsOf("accepted", 35)) {
+        const auto value = read(row[0].get<std::string>());
+        EXPECT_EQ(json(value).dump(), row[1].dump()) << row;
+        EXPECT_EQ(written(value), row[2]) << row;
+    }
+    EXPECT_EQ(written(std::optional<std::string>()), "null");
+}
+
+TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
+    for (const auto& row : rowsOf("refused", 55))
+        EXPECT_REFUSED(read(row[0].get<std::string>()), row[1]) << row;
+    for (const auto& row : rowsOf("refusedBytes", 7))
+        EXPECT_REFUSED(read(asText(Testing::fromHex(row[0]))), row[1]) << row;
+}
+
+TEST(JSONReading, NestsToItsLimitAndNoDeeper) {
+    for (const auto& text : {nested(512), nested(511, "{\"a\":1}")}) EXPECT_EQ(written(read(text)), text);
+    for (const auto& text : {nested(513), nested(512, "{}")}) EXPECT_ERROR(read(text), tooDeep);
+}
+
+TEST(JSONReading, NeverRepeatsASecret) {
+    const std::string text = R"({"d":"s3cret","n":[12345678,true,"s3cret"],"s3cret":{"e":"s3cret"}})";
+    std::vector<std::string> faulty;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        faulty.insert(faulty.end(), {text.substr(0, i), text.substr(i + 1)});
+        for (const char c : "\x01\"\\{}[],:x0\xFF"s) faulty.push_back(std::string(text).replace(i, 1, 1, c));
+    }
+    int refused = 0;
+    for (const auto& candidate : faulty) {
+        const auto thrown = THROWN_BY(read(candidate));
+        const auto message = Testing::textualForm(thrown);
+        refused += thrown ? 1 : 0;
+        for (const auto* secret : {"s3c", "ret", "1234"})
+            EXPECT_EQ(message.find(secret), message.npos) << message;
+    }
+    EXPECT_GT(refused, 500);
+}
+
+TEST(JSONReading, TakesTimeThatGrowsWithTheTextOnly) {
+    std::string members = "{";
+    for (int i = 0; i < 100'000; ++i) members += "\"m" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+    members.back() = '}';
+    const auto start = std::chrono::steady_clock::now();
+    for (const auto& text : {nested(100'000), std::string(1'000'000, '[')}) EXPECT_ERROR(read(text), tooDeep);
+    for (const auto& text : {"\"" + std::string(3'000'000, 'a') + "\"", members})
+        EXPECT_EQ(written(read(text)).size(), text.size());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const std::pair<std::string, List> cases[] = {
+        {"A number that is not finite", {infinity, -infinity, std::nan("")}},
+        {"A string that is not UTF-8", {"\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xE2\x82", Object{{"\xFF", 1}}}},
+        {"A value that is not JSON", {JSONValue::opaque(7U), JSONValue::opaque(std::vector<int>())}}};
+    for (const auto& [what, values] : cases) {
+        for (const auto& value : values) {
+            for (const JSONValue& holder :
+                 List{value, List{1, value}, Object{{"a", List{Object{{"b", value}}}}}}) {
+                EXPECT_ERROR(written(holder), JSONError(what + " cannot be written as JSON."));
+                EXPECT_FALSE(JSONSerialization::isValidJSONObject(holder)) << what;
+            }
+        }
+    }
+}
+
+TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
+    for (const JSONValue& value : List{nullptr, true, 1, 0.5, "x"}) {
+        EXPECT_FALSE(JSONSerialization::isValidJSONObject(value)) << written(value);
+        for (const JSONValue& holder :
+             List{List{value}, Object{{"\u00e9\0"s, List{value}}}, List(), Object()})
+            EXPECT_TRUE(JSONSerialization::isValidJSONObject(holder)) << written(holder);
+    }
+}
+
+JSONValue generated(std::mt19937& random, int depth) {
+    const auto inner = [&] { return generated(random, depth - 1); };
+    std::string text(random() % 20, '\0');
+    for (auto& c : text) c = static_cast<char>(random() % 0x80);
+    switch (random() % (depth == 0 ? 4 : 8)) {
+        case 0: return static_cast<std::int64_t>(std::uint64_t{random()} << 32 | random());
+        case 1: return std::ldexp(static_cast<double>(random() | 1), -1 - static_cast<int>(random() % 900));
+        case 2: return text + "\u00e9";
+        case 3: return text + "\U0001F600";
+        case 4: return List{inner(), inner(), inner()};
+        default: return Object{{text, inner()}, {"/" + text, inner()}};
+    }
+}
+
+TEST(JSONWriting, ReadsBackWhatItWrote) {
+    std::mt19937 random(8259);
+    for (int i = 0; i < 2000; ++i) {
+        const auto value = generated(random, 6);
+        const auto text = written(value);
+        EXPECT_TRUE(read(text) == value) << text;
+        EXPECT_EQ(written(read(text)), text);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include "torvane/platform/jose/jwk.hpp"
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/jwk_set.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/vector_cases.hpp"
+
+namespace {
+
+using namespace Testing;
+using JOSE::JOSESwiftError;
+using JOSE::JWK;
+using JOSE::JWKSet;
+using nlohmann::json;
+
+const auto unsupported = JOSESwiftError::unsupportedKey;
+const auto otherType = unsupported("The JWK is neither an RSA nor an EC key.");
+
+json privateJwkOf(const std::string& kid) {
+    return json::parse(keyText(kid, "jwk_private"));
+}
+
+JWK publicFrom(const json& jwk) {
+    return JWK::initFrom(bytesOf(jwk.dump()));
+}
+
+JWK privateFrom(const json& jwk) {
+    return JWK::initPrivateFrom(bytesOf(jwk.dump()));
+}
+
+// A set with the key between two good ones.
+JWKSet setOf(const json& jwk) {
+    const auto good = privateJwkOf(ecP256);
+    return JWKSet::initFrom(bytesOf(json{{"keys", {good, jwk, good}}}.dump()));
+}
+
+json rowsOf(const char* list, std::size_t count) {
+    const auto rows = readVectors("jwk_faults.json").at(list);
+    EXPECT_EQ(rows.size(), count);
+    return rows;
+}
+
+// A private JWK with members replaced, or one of them removed.
+json faulty(const json& row) {
+    auto jwk = privateJwkOf(row[0]);
+    if (row[1].is_object()) {
+        jwk.update(row[1]);
+    } else {
+        jwk.erase(row[1].get<std::string>());
+    }
+    return jwk;
+}
+
+TEST(JWK, RefusesPublicMembersThatAreNoNumbers) {
+    for (const auto& row : rowsOf("publicMembers", 43)) {
+        SCOPED_TRACE(row);
+        EXPECT_REFUSED(publicFrom(faulty(row)), row[2]);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
+        EXPECT_REFUSED(setOf(faulty(row)), row[2]);
+    }
+}
+
+TEST(JWK, RefusesPrivateMembersThatAreMissingOrNoNumbers) {
+    for (const auto& row : rowsOf("privateMembers", 49)) {
+        SCOPED_TRACE(row);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
+    }
+}
+
+TEST(JWK, RefusesNumbersThatDoNotBelongTogether) {
+    for (const auto& row : rowsOf("mixedPairs", 12)) {
+        SCOPED_TRACE(row);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
+    }
+}
+
+TEST(JWK, PublicNumbersThatAreNoKeyShowWhenConverted) {
+    for (const auto& row : rowsOf("noKeys", 6)) {
+        SCOPED_TRACE(row);
+        const auto parsed = publicFrom(faulty(row));
+        EXPECT_REFUSED(parsed.converted(), row[2]);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
+    }
+}
+
+TEST(JWK, KeepsUnknownStringsAndNothingPrivateOrOfAnotherKind) {
+    auto full = privateJwkOf(rsaSig);
+    const json expected{{"kty", "RSA"}, {"n", full["n"]}, {"e", full["e"]}, {"kid", rsaSig},
+                        {"use", "sig"}, {"alg", "RS256"}, {"a/b", "\u00e9"}};
+    full.update(
+        {{"key_ops", {"sign"}}, {"x5c", {"MII"}}, {"ext", true}, {"k", "c2VjcmV0"}, {"a/b", "\u00e9"}});
+    const auto own = privateFrom(full);
+    EXPECT_FALSE(own.converted().isPublicKey());
+    EXPECT_TRUE(own.publicHalf().converted().isPublicKey());
+    EXPECT_TRUE(publicFrom(full).converted().isPublicKey());
+    EXPECT_EQ(own.converted().publicComponents(), publicKey(rsaSig).publicComponents());
+    full["oth"] = json::array({{{"r", "AQ"}, {"d", "AQ"}, {"t", "AQ"}}});
+    for (const auto& jwk : {own, own.publicHalf(), publicFrom(full), setOf(full).keys().at(1)}) {
+        EXPECT_EQ(json(jwk.parameters()), expected);
+        EXPECT_EQ(json::parse(jwk.jsonString().value()), expected);
+        EXPECT_EQ(bytesOf(jwk.jsonString().value()), jwk.jsonData());
+        EXPECT_EQ(jwk["d"], std::nullopt);
+    }
+    EXPECT_EQ(json::parse(setOf(full).jsonData()).at("keys").at(1), expected);
+}
+
+TEST(JWK, AnotherKeyTypeIsReadAndIsNoKey) {
+    const auto oct = setOf({{"kty", "oct"}, {"k", "c2VjcmV0"}, {"kid", "1"}}).keys().at(1);
+    EXPECT_EQ(oct.keyType(), JOSE::JWKKeyType::other);
+    EXPECT_EQ(json(oct.parameters()), (json{{"kty", "oct"}, {"kid", "1"}}));
+    EXPECT_ERROR(oct.converted(), otherType);
+    const auto rsa = bytesOf(keyText(rsaSig, "jwk_public")), ec = bytesOf(keyText(ecP256, "jwk_public"));
+    EXPECT_ERROR(JOSE::RSAPublicKey::initFrom(ec), unsupported("The JWK is not an RSA key."));
+    EXPECT_ERROR(JOSE::ECPublicKey::initFrom(rsa), unsupported("The JWK is not an EC key."));
+}
+
+TEST(JWK, RefusesTextThatIsNoObject) {
+    for (const auto& row : rowsOf("texts", 6)) {
+        SCOPED_TRACE(row);
+        EXPECT_REFUSED(JWK::initFrom(bytesOf(row[0])), row[1]);
+        EXPECT_REFUSED(JWK::initPrivateFrom(bytesOf(row[0])), row[1]);
+    }
+}
+
+TEST(JWKSet, RefusesWhatIsNoListOfObjects) {
+    for (const auto& row : rowsOf("setTexts", 12)) {
+        SCOPED_TRACE(row);
+        EXPECT_REFUSED(JWKSet::initFrom(bytesOf(row[0])), row[1]);
+    }
+    EXPECT_EQ(JWKSet::initFrom(bytesOf(R"({"keys":[],"more":1})")).keys().size(), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/security/sec_random.hpp"
+#include "torvane/platform/services/clock.hpp"
+#include "torvane/platform/services/uuid.hpp"
+
+namespace {
+
+TEST(UUID, IsARandomOneInCanonicalForm) {
+    std::set<std::string> seen;
+    for (int i = 0; i < 100; ++i) {
+        const auto uuid = Platform::randomUUID();
+        ASSERT_EQ(uuid.size(), 36U);
+        EXPECT_EQ(uuid.find_first_not_of("0123456789ABCDEF-"), std::string::npos) << uuid;
+        for (const std::size_t dash : {8U, 13U, 18U, 23U}) EXPECT_EQ(uuid[dash], '-') << uuid;
+        EXPECT_EQ(uuid[14], '4') << uuid;
+        EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos) << uuid;
+        EXPECT_TRUE(seen.insert(uuid).second) << uuid;
+    }
+}
+
+TEST(Clock, KeepsTheFractionOfASecond) {
+    bool fraction = false;
+    for (int i = 0; i < 5; ++i) {
+        const double now = Platform::secondsSince1970();
+        EXPECT_GT(now, 1.7e9);
+        fraction = fraction || now != static_cast<double>(static_cast<std::int64_t>(now));
+    }
+    EXPECT_TRUE(fraction);
+}
+
+TEST(SecRandom, FillsEveryByte) {
+    Platform::ByteBuffer seen(64, 0);
+    for (int i = 0; i < 32; ++i) {
+        Platform::ByteBuffer bytes(64, 0);
+        Platform::secRandomCopyBytes(bytes);
+        for (std::size_t j = 0; j < bytes.size(); ++j) seen[j] |= bytes[j];
+    }
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), 0), 0);
+    Platform::secRandomCopyBytes({});
+}
+
+}  // namespace

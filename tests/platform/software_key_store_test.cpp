@@ -1,0 +1,130 @@
+#include "torvane/platform/security/software_key_store.hpp"
+
+#include <gtest/gtest.h>
+#include <openssl/ui.h>
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Platform;
+using namespace Testing;
+using enum HashFunction;
+using enum SignatureScheme;
+
+const SecurityError noKey("No unencrypted key was found in the PEM or DER text.");
+const ByteBuffer digest(32, 1);
+
+TEST(SoftwareKeyStore, LoadsEveryFormInDerAndRefusesItsFirstBytes) {
+    const auto rows = readVectors("key_texts.json").at("der");
+    EXPECT_EQ(rows.size(), 6U);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row);
+        auto encoded = fromBase64(row[2]);
+        const auto key = SoftwareKeyStore::load(encoded);
+        EXPECT_EQ(key.publicComponents(), publicKey(row[0]).publicComponents());
+        EXPECT_EQ(!key.isPublicKey(), row[1].get<bool>());
+        for (encoded.pop_back(); !encoded.empty(); encoded.resize(encoded.size() / 2))
+            EXPECT_ERROR(SoftwareKeyStore::load(encoded), noKey);
+    }
+}
+
+bool asked = false;
+
+TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
+    auto* const method = UI_create_method("test");
+    UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
+    UI_set_default_method(method);
+    const auto file = readVectors("key_texts.json");
+    EXPECT_EQ(file.at("refused").size(), 10U);
+    for (const auto& row : file.at("refused"))
+        EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]) << row;
+    EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
+    EXPECT_FALSE(asked);
+    EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindSevenBlocks"))).isPublicKey());
+    UI_set_default_method(UI_OpenSSL());
+    UI_destroy_method(method);
+}
+
+TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
+    const SecurityError needsPrivate("This operation needs a private key.");
+    const SecurityError otherCurve("Key agreement needs two EC keys on one curve.");
+    const auto rsa = SoftwareKeyStore::generateRSA();
+    const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256), p384 = privateKey(ecP384);
+    for (const auto& key : {rsa, p256}) {
+        const auto scheme = key.curve() ? ECDSA : RSA_PSS;
+        EXPECT_TRUE(key.publicKey().verify(scheme, SHA256, digest, key.sign(scheme, SHA256, digest)));
+        EXPECT_ERROR(key.publicKey().sign(scheme, SHA256, digest), needsPrivate);
+        EXPECT_ERROR(key.publicKey().decrypt(SHA256, ByteBuffer(256)), needsPrivate);
+        EXPECT_ERROR(key.agree(p384), otherCurve);
+        EXPECT_ERROR(p384.agree(key), otherCurve);
+    }
+    EXPECT_ERROR(p256.publicKey().agree(p256), needsPrivate);
+    EXPECT_ERROR(rsa.agree(rsa), otherCurve);
+    EXPECT_ERROR(p256.encrypt(SHA256, digest), SecurityError("Failed to set up encryption."));
+    for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
+        const SecretBuffer longest(256 - 2 * digestSize(hash) - 2, 7);
+        EXPECT_EQ(rsa.decrypt(hash, rsa.encrypt(hash, longest)), longest);
+        EXPECT_ERROR(rsa.encrypt(hash, ByteBuffer(longest.size() + 1)), SecurityError("Failed to encrypt."));
+    }
+}
+
+// A key store of an application that can do nothing, and one that gives the same answer to everything.
+struct IdleStoreKey : StoreKey {
+    explicit IdleStoreKey(PublicComponents components) : numbers(std::move(components)) {}
+    PublicComponents publicComponents() const override { return numbers; }
+    PublicComponents numbers;
+};
+
+struct AnsweringStoreKey final : IdleStoreKey {
+    AnsweringStoreKey(PublicComponents components, ByteBuffer bytes)
+        : IdleStoreKey(std::move(components)), answer(std::move(bytes)) {}
+    ByteBuffer sign(SignatureScheme, HashFunction, ByteView) const override { return answer; }
+    SecretBuffer agree(const SecKey&) const override { return {answer.begin(), answer.end()}; }
+    ByteBuffer answer;
+};
+
+TEST(StoreKey, RefusesWhatItDoesNotOverride) {
+    const auto refused = [](const std::string& what) {
+        return SecurityError("This key store does not " + what + " with this key.");
+    };
+    const SecKey key(std::make_shared<IdleStoreKey>(publicKey(ecP256).publicComponents()));
+    EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), refused("sign"));
+    EXPECT_ERROR(key.decrypt(SHA256, ByteBuffer(256)), refused("decrypt"));
+    EXPECT_ERROR(key.agree(publicKey(ecEncP256)), refused("agree on a secret"));
+}
+
+TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
+    const auto form = [](bool isRight, const std::string& what) {
+        return isRight ? "nothing was thrown"
+                       : "SecurityError(\"The key store gave a " + what + " of the wrong length.\")";
+    };
+    for (const auto& [kid, size] : {std::pair{rsaSig, 256U}, {ecP256, 64U}, {ecP521, 132U}}) {
+        for (const auto answer : {0U, size / 2 - 1, size / 2, size / 2 + 1, size - 1, size, size + 1}) {
+            SCOPED_TRACE(kid + " " + std::to_string(answer));
+            const auto peer = publicKey(kid);
+            const SecKey key(
+                std::make_shared<AnsweringStoreKey>(peer.publicComponents(), ByteBuffer(answer)));
+            EXPECT_REFUSED(key.sign(ECDSA, SHA256, digest), form(answer == size, "signature"));
+            if (!key.curve()) continue;
+            EXPECT_REFUSED(key.agree(peer), form(answer == size / 2, "shared secret"));
+        }
+    }
+}
+
+TEST(StoreKey, LeadingZerosMakeNoOtherRSAKeyAndAMissingByteMakesNoECKey) {
+    auto padded = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
+    for (auto* number : {&padded.modulus, &padded.exponent}) number->insert(number->begin(), 2, 0);
+    const auto signature = privateKey(rsaSig).sign(RSA_PSS, SHA256, digest);
+    const SecKey key(std::make_shared<AnsweringStoreKey>(padded, signature));
+    EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
+    EXPECT_EQ(JOSE::RSAPublicKey(key.publicKey(), {}).parameters(),
+              JOSE::RSAPublicKey(publicKey(rsaSig), {}).parameters());
+    auto point = std::get<ECPublicComponents>(publicKey(ecP256).publicComponents());
+    point.x.pop_back();
+    EXPECT_ERROR(SecKey(point), SecurityError("A coordinate is as long as the curve's field."));
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+// Tokens that an attacker who knows the content key, or holds the signing key, could make: right in
+// everything but the one thing that a test is about.
+#pragma once
+
+#include <string_view>
+
+#include "torvane/platform/crypto/content_cipher.hpp"
+#include "torvane/platform/crypto/digest.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/jose/signer.hpp"
+
+#include "tests/testing/tokens.hpp"
+
+namespace Testing {
+
+/// A JWS with any header text and a signature that is valid for it.
+inline Platform::ByteBuffer signedToken(std::string_view header, std::string_view payload,
+                                        const JOSE::Signer& signer) {
+    const auto input = Platform::encodeBase64url(Platform::asBytes(header)) + "." +
+                       Platform::encodeBase64url(Platform::asBytes(payload));
+    return bytesOf(input + "." + Platform::encodeBase64url(signer.sign(Platform::asBytes(input))));
+}
+
+/// A JWE under a content key of the forger's choice; each part is free to be changed before it is put
+/// together.
+struct ForgedJWE {
+    JOSE::ContentEncryptionAlgorithm encryption;
+    std::string header;
+    Platform::ByteBuffer contentKey, encryptedKey, iv, ciphertext, tag;
+
+    /// Sizes as they ought to be, the plaintext as given.
+    ForgedJWE(JOSE::ContentEncryptionAlgorithm encryptionAlgorithm, std::string headerText,
+              const Platform::SecKey& recipient, Platform::HashFunction oaepHash, std::string_view plaintext)
+        : encryption(encryptionAlgorithm), header(std::move(headerText)) {
+        const auto content = JOSE::parameters(encryption);
+        contentKey.assign(content.keySize, 0x42);
+        encryptedKey = recipient.encrypt(oaepHash, contentKey);
+        iv.assign(content.ivSize, 0x17);
+        encrypt(plaintext);
+    }
+
+    Platform::ByteBuffer additionalData() const {
+        return bytesOf(Platform::encodeBase64url(Platform::asBytes(header)));
+    }
+
+    void encrypt(std::string_view plaintext) {
+        const auto content = JOSE::parameters(encryption);
+        const auto encryptor =
+            content.macHash
+                ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, contentKey, iv, additionalData())
+                : Platform::Crypto::gcmEncryptor(contentKey, iv, additionalData());
+        ciphertext.resize(plaintext.size() + 32);
+        auto written = encryptor->update(Platform::asBytes(plaintext), ciphertext);
+        written += encryptor->finish(std::span(ciphertext).subspan(written));
+        ciphertext.resize(written);
+        tag = encryptor->tag();
+    }
+
+    /// The tag that AES-CBC with HMAC asks for, over whatever the ciphertext is.
+    void authenticate() {
+        Platform::Crypto::Hmac mac(*JOSE::parameters(encryption).macHash,
+                                   Platform::ByteView(contentKey).first(contentKey.size() / 2));
+        const auto aad = additionalData();
+        mac.update(aad);
+        mac.update(iv);
+        mac.update(ciphertext);
+        Platform::ByteBuffer length(8);
+        for (std::size_t i = 0; i < 8; ++i)
+            length[7 - i] = static_cast<std::uint8_t>((aad.size() * 8) >> (8 * i));
+        mac.update(length);
+        const auto whole = mac.finish();
+        tag.assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
+    }
+
+    Platform::ByteBuffer token() const {
+        std::vector<std::string> pieces{Platform::encodeBase64url(Platform::asBytes(header))};
+        for (const auto* part : {&encryptedKey, &iv, &ciphertext, &tag}) {
+            pieces.push_back(Platform::encodeBase64url(*part));
+        }
+        return joined(pieces);
+    }
+};
+
+}  // namespace Testing

@@ -1,0 +1,99 @@
+#include "tests/testing/keys.hpp"
+
+#include <map>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/testing/vectors.hpp"
+
+namespace Testing {
+namespace {
+
+using Torvane::JsonWebKey;
+using Zennet::KeyClass;
+using Zennet::KeyType;
+
+const nlohmann::json& entry(const std::string& kid) {
+    static const auto vectors = readVectors("nested_interop.json");
+    for (const auto& key : vectors["keys"]) {
+        if (key["kid"] == kid) return key;
+    }
+    throw std::runtime_error("no test key " + kid);
+}
+
+KeyType typeOf(const Platform::SecKey& key) {
+    return key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
+}
+
+struct IdleStoreKey final : Platform::StoreKey {
+    explicit IdleStoreKey(Platform::PublicComponents numbers) : components(std::move(numbers)) {}
+    Platform::PublicComponents publicComponents() const override { return components; }
+
+    Platform::PublicComponents components;
+};
+
+}  // namespace
+
+Platform::SecKey keyOfIdleStore(const std::string& kid) {
+    return Platform::SecKey(std::make_shared<const IdleStoreKey>(publicKey(kid).publicComponents()));
+}
+
+const Platform::SecKey& privateKey(const std::string& kid) {
+    static std::map<std::string, Platform::SecKey> keys;
+    auto found = keys.find(kid);
+    if (found == keys.end()) {
+        const auto pem = keyText(kid, "pkcs8_pem");
+        found = keys.emplace(kid, Platform::SoftwareKeyStore::load(Platform::asBytes(pem))).first;
+    }
+    return found->second;
+}
+
+Platform::SecKey publicKey(const std::string& kid) {
+    return privateKey(kid).publicKey();
+}
+
+std::string keyText(const std::string& kid, const std::string& member) {
+    const auto& value = entry(kid).at(member);
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use) {
+    return {privateKey(kid), KeyClass::privateKey, typeOf(privateKey(kid)), use, kid};
+}
+
+JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use) {
+    return {publicKey(kid), KeyClass::publicKey, typeOf(privateKey(kid)), use, kid};
+}
+
+JsonWebKey keyInWords(const std::string& words) {
+    std::istringstream stream(words);
+    std::string half, kid, useText, type;
+    stream >> half >> kid >> useText >> type;
+    const bool isPublic = half == "public";
+    const auto use = Torvane::fromRawValue<Torvane::JWKUse>(useText).value();
+    if (half == "privateJwk") {
+        return JsonWebKey::fromPrivateJwk(Platform::asBytes(keyText(kid, "jwk_private")), use, kid);
+    }
+    if (kid.starts_with("secp256k1")) {
+        const auto raw = [&](const Platform::ByteBuffer& bytes) -> Zennet::Key {
+            if (isPublic) return Zennet::PublicKey(bytes, KeyType::SECP256K1Key);
+            return Zennet::PrivateKey(bytes, KeyType::SECP256K1Key);
+        };
+        if (kid == "secp256k1-zero") return {raw(Platform::ByteBuffer(32, 0)), use, kid};
+        if (kid == "secp256k1-off-curve") return {raw(Platform::ByteBuffer(65, 4)), use, kid};
+        if (isPublic) return {secp256k1KeyPair().publicKey, use, kid};
+        return {secp256k1KeyPair().privateKey, use, kid, secp256k1KeyPair().publicKey};
+    }
+    const auto key = kid == "rsa1024" ? Platform::SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
+    if (!isPublic) return {Zennet::PrivateKey(key, typeOf(key)), use, kid};
+    if (type == "untyped") return {Zennet::PublicKey(key.publicKey(), std::nullopt), use, kid};
+    return {Zennet::PublicKey(key.publicKey(), type.empty() ? typeOf(key) : KeyType("EC384", "P-384")), use,
+            kid};
+}
+
+const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair() {
+    static const auto pair = Zennet::Secp256k1Utils::generateKeyPair();
+    return pair;
+}
+
+}  // namespace Testing

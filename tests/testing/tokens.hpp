@@ -1,0 +1,56 @@
+// Taking compact tokens apart and putting them together again, without the library.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "torvane/platform/services/base64.hpp"
+
+#include "tests/testing/vectors.hpp"
+
+namespace Testing {
+
+/// The pieces between the dots, still encoded.
+inline std::vector<std::string> parts(Platform::ByteView token) {
+    std::vector<std::string> pieces(1);
+    for (const char c : Platform::asText(token)) {
+        if (c == '.') {
+            pieces.emplace_back();
+        } else {
+            pieces.back() += c;
+        }
+    }
+    return pieces;
+}
+
+inline Platform::ByteBuffer joined(const std::vector<std::string>& pieces) {
+    std::string text;
+    for (const auto& piece : pieces) text += piece + '.';
+    text.pop_back();
+    return bytesOf(text);
+}
+
+/// The header as JSON text.
+inline std::string headerText(Platform::ByteView token) {
+    const auto bytes = fromBase64(parts(token).front());
+    return std::string(Platform::asText(bytes));
+}
+
+/// The token with the lowest bit of one part's first byte flipped.
+inline Platform::ByteBuffer withFlippedBit(Platform::ByteView token, std::size_t part) {
+    auto pieces = parts(token);
+    auto bytes = fromBase64(pieces.at(part));
+    bytes.at(0) ^= 1;
+    pieces.at(part) = Platform::encodeBase64url(bytes);
+    return joined(pieces);
+}
+
+/// The token with another header, given as JSON text.
+inline Platform::ByteBuffer withHeader(Platform::ByteView token, std::string_view header) {
+    auto pieces = parts(token);
+    pieces.front() = Platform::encodeBase64url(Platform::asBytes(header));
+    return joined(pieces);
+}
+
+}  // namespace Testing

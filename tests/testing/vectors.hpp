@@ -1,0 +1,28 @@
+// Test vectors: the ones that are part of the project, and the published examples of the RFCs, which are read
+// where they lie and may be absent.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "torvane/platform/bytes.hpp"
+
+namespace Testing {
+
+/// A file of tests/vectors.
+nlohmann::json readVectors(const std::string& fileName);
+
+/// A file of the folder that the environment variable TORVANE_RFC_VECTORS names, or of the one beside the
+/// project; nothing when there is no such folder.
+std::optional<nlohmann::json> readRfcVectors(const std::string& fileName);
+
+Platform::ByteBuffer bytesOf(const std::string& text);
+
+/// From base64url or standard base64, by a decoder that is not the library's; throws std::runtime_error.
+Platform::ByteBuffer fromBase64(const std::string& text);
+
+Platform::ByteBuffer fromHex(const std::string& text);
+
+}  // namespace Testing

@@ -1,0 +1,228 @@
+// Tokens and keys that another implementation made: each is opened, or refused where it should be and for the
+// right reason. outcomes.json states how many cases end in which way.
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/base64.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/vector_cases.hpp"
+
+namespace {
+
+using namespace Testing;
+using enum JOSEError::Case;
+using JOSE::fromRawValue;
+using JOSE::JOSESwiftError;
+using Platform::SecurityError;
+using Platform::SoftwareKeyStore;
+
+const json& nested() {
+    static const auto file = readVectors("nested_interop.json");
+    return file;
+}
+
+const json& single() {
+    static const auto file = readVectors("single_interop.json");
+    return file;
+}
+
+// The entry of a list by one of its members.
+const json& entry(const json& list, const char* member, const json& value) {
+    const auto found = std::ranges::find_if(list, [&](const json& e) { return e.at(member) == value; });
+    if (found == list.end()) throw std::runtime_error("no such entry: " + value.dump());
+    return *found;
+}
+
+const json& keyNamed(const json& file, const json& kid) {
+    return entry(file.at("keys"), "kid", kid);
+}
+
+// Whether both keys are RSA keys: the helper knows no others.
+bool isForHelper(const json& vector) {
+    const auto isRsa = [&](const char* member) {
+        return keyNamed(nested(), vector.at(member)).at("kty") == "RSA";
+    };
+    return isRsa("enc_kid") && isRsa("sig_kid");
+}
+
+// All RSA keys of the file.
+JsonWebKeySet ownKeys() {
+    return {privateJwk(rsaEnc, JWKUse::JWK_ENC), privateJwk(rsaEnc2, JWKUse::JWK_ENC)};
+}
+
+JsonWebKeySet peerKeys() {
+    return {publicJwk(rsaSig, JWKUse::JWK_SIG), publicJwk(rsaSig2, JWKUse::JWK_SIG)};
+}
+
+// A helper for the vector's algorithms with the receiver's private and the sender's public keys.
+JOSEHelper helperFor(const json& vector, JsonWebKeySet own, JsonWebKeySet peers) {
+    JOSEHelper::Builder builder;
+    builder.setJWSAlgorithm(vector.at("jws_alg")).setJWEKeyManagementAlgorithm(vector.at("jwe_alg"));
+    builder.setJWEContentEncryptionAlgorithm(vector.at("enc"));
+    return builder.setSenderJwkSet(std::move(own)).setRecipientJwkSet(std::move(peers)).create();
+}
+
+ByteBuffer decrypted(const json& vector) {
+    const auto key = privateKeyOf(keyNamed(nested(), vector.at("enc_kid")).at("jwk_private"));
+    return JWEDecrypter(vector.at("jwe_alg"), vector.at("enc"), key).decryptJWE(bytesOf(vector.at("token")));
+}
+
+ByteBuffer verified(const json& vector, ByteView jws) {
+    const std::string name = vector.at("jws_alg");
+    const auto key = publicKeyOf(keyNamed(nested(), vector.at("sig_kid")).at("jwk_public"));
+    return JWSVerifier(fromRawValue<JOSE::SignatureAlgorithm>(name).value(), key).verifyJWS(jws);
+}
+
+TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
+    Outcomes outcomes;
+    for (const auto& vector : nested().at("valid")) {
+        SCOPED_TRACE(vector.at("id").get<std::string>());
+        EXPECT_EQ(verified(vector, decrypted(vector)), decoded(vector, "plaintext_b64"));
+        outcomes.count(vector.at("jws_alg").get<std::string>());
+    }
+    outcomes.expect("nested tokens, layer by layer");
+}
+
+TEST(NestedInterop, HelperFindsTheKeysThatTheHeadersName) {
+    Outcomes outcomes;
+    for (const auto& vector : nested().at("valid")) {
+        if (!isForHelper(vector)) continue;
+        SCOPED_TRACE(vector.at("id").get<std::string>());
+        const auto helper = helperFor(vector, ownKeys(), peerKeys());
+        EXPECT_EQ(helper.decodeMessage(bytesOf(vector.at("token"))), decoded(vector, "plaintext_b64"));
+        outcomes.count("opened");
+    }
+    outcomes.expect("nested tokens, by the helper");
+}
+
+TEST(NestedInterop, RefusesEveryInvalidTokenInItsLayer) {
+    Outcomes outcomes;
+    for (const auto& vector : nested().at("invalid")) {
+        SCOPED_TRACE(vector.at("id").get<std::string>() + " " + vector.at("why").get<std::string>());
+        const bool isInner = vector.at("layer") == "jws";
+        const auto jws = isInner ? decrypted(vector) : ByteBuffer();
+        outcomes.count(isInner ? reasonOf(JWSVerificationError, [&] { verified(vector, jws); })
+                               : reasonOf(JWEDecrypterError, [&] { decrypted(vector); }));
+    }
+    outcomes.expect("nested tokens refused, layer by layer");
+}
+
+TEST(NestedInterop, HelperRefusesEveryInvalidTokenAndShowsNothingOfTheMessage) {
+    Outcomes outcomes;
+    for (const auto& vector : nested().at("invalid")) {
+        if (!isForHelper(vector)) continue;
+        SCOPED_TRACE(vector.at("id").get<std::string>() + " " + vector.at("why").get<std::string>());
+        const auto plaintext = decoded(entry(nested().at("valid"), "id", vector.at("base")), "plaintext_b64");
+        const auto helper = helperFor(vector, {privateJwk(vector.at("enc_kid"), JWKUse::JWK_ENC)},
+                                      {publicJwk(vector.at("sig_kid"), JWKUse::JWK_SIG)});
+        try {
+            helper.decodeMessage(bytesOf(vector.at("token")));
+            ADD_FAILURE() << "accepted";
+        } catch (const JOSEError& error) {
+            const auto form = error.debugDescription();
+            outcomes.count(vector.at("layer").get<std::string>() + " " + form.substr(0, form.find('(')));
+            EXPECT_EQ(error.errorDescription().find(asText(plaintext)), std::string::npos);
+            EXPECT_EQ(error.errorDescription().find(Platform::encodeBase64url(plaintext)), std::string::npos);
+        }
+    }
+    outcomes.expect("nested tokens refused, by the helper");
+}
+
+TEST(NestedInterop, HelperTriesNoSecondKeyOnATokenWithoutAReadableId) {
+    const auto& twice = entry(nested().at("invalid"), "category", "duplicate-member");
+    const auto token = bytesOf(twice.at("token"));
+    EXPECT_ERROR(helperFor(twice, ownKeys(), peerKeys()).decodeMessage(token),
+                 JOSEError::missingKey("Must provide sender's private key to decrypt JWTs."));
+    EXPECT_ERROR(helperFor(twice, {privateJwk(rsaEnc, JWKUse::JWK_ENC)}, peerKeys()).decodeMessage(token),
+                 JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
+                     "The header cannot be read. The text is not JSON: a member is given twice."))));
+}
+
+void openSingleJws(const json& vector, const json& key, Outcomes& outcomes) {
+    const auto algorithm = fromRawValue<JOSE::SignatureAlgorithm>(vector.at("alg").get<std::string>());
+    const auto token = bytesOf(vector.at("token"));
+    if (!algorithm) {
+        const JWSVerifier verifier(JOSE::SignatureAlgorithm::RS256, publicJwk(rsaSig, JWKUse::JWK_SIG));
+        return outcomes.count(reasonOf(JWSVerificationError, [&] { verifier.verifyJWS(token); }));
+    }
+    const JWSVerifier verifier(*algorithm, publicKeyOf(key.at("jwk_public")));
+    EXPECT_EQ(verifier.verifyJWS(token), decoded(vector, "payload_b64"));
+    outcomes.count("verified");
+}
+
+void openSingleJwe(const json& vector, const json& key, Outcomes& outcomes) {
+    const std::string alg = vector.at("alg"), enc = vector.at("enc");
+    const auto token = bytesOf(vector.at("token"));
+    const auto own = key.at("kty") == "oct" ? privateKey(rsaEnc) : privateKeyOf(key.at("jwk_private"));
+    if (!fromRawValue<JOSE::KeyManagementAlgorithm>(alg)) {
+        EXPECT_ERROR(
+            JWEDecrypter(alg, enc, own),
+            JOSEError::algorithmNotSupported(alg + " algorithm is not supported for key management."));
+        const JWEDecrypter decrypter("RSA-OAEP", enc, own);
+        return outcomes.count(reasonOf(JWEDecrypterError, [&] { decrypter.decryptJWE(token); }));
+    }
+    EXPECT_EQ(JWEDecrypter(alg, enc, own).decryptJWE(token), decoded(vector, "plaintext_b64"));
+    outcomes.count("decrypted");
+}
+
+TEST(SingleInterop, OpensWhatIsKnownAndRefusesTheRest) {
+    Outcomes outcomes;
+    for (const auto& vector : single().at("valid")) {
+        SCOPED_TRACE(vector.at("id").get<std::string>());
+        const auto open = vector.at("kind") == "jws" ? openSingleJws : openSingleJwe;
+        open(vector, keyNamed(single(), vector.at("kid")), outcomes);
+    }
+    outcomes.expect("single tokens");
+}
+
+void refuseSecp256k1(const json& key, Outcomes& outcomes) {
+    const auto otherCurve = JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521.");
+    EXPECT_ERROR(privateKeyOf(key.at("jwk_private")), otherCurve);
+    EXPECT_ERROR(JOSE::JWK::initFrom(bytesOf(key.at("jwk_public").dump())), otherCurve);
+    outcomes.count("secp256k1 refused");
+    for (const auto* member : {"pkcs8_pem", "sec1_pem", "spki_pem"}) {
+        if (!key.contains(member)) continue;
+        EXPECT_ERROR(SoftwareKeyStore::load(bytesOf(key.at(member))),
+                     SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
+        outcomes.count("secp256k1 PEM refused");
+    }
+}
+
+void loadEveryForm(const json& key, Outcomes& outcomes) {
+    const auto numbers = publicKeyOf(key.at("jwk_public")).key().keyRef().value().publicComponents();
+    EXPECT_EQ(privateKeyOf(key.at("jwk_private")).publicComponents(), numbers);
+    outcomes.count("JWK pair");
+    for (const std::string member : {"pkcs8_pem", "pkcs1_pem", "sec1_pem", "spki_pem"}) {
+        if (!key.contains(member)) continue;
+        const auto loaded = SoftwareKeyStore::load(bytesOf(key.at(member)));
+        EXPECT_EQ(loaded.publicComponents(), numbers) << member;
+        EXPECT_EQ(loaded.isPublicKey(), member == "spki_pem") << member;
+        outcomes.count(member);
+    }
+}
+
+TEST(InteropKeys, EveryFormOfAKeyIsTheSameKeyOrRefused) {
+    Outcomes outcomes;
+    for (const auto* file : {&nested(), &single()}) {
+        for (const auto& key : file->at("keys")) {
+            SCOPED_TRACE(key.at("kid").get<std::string>());
+            if (key.at("kty") == "oct") {
+                EXPECT_ERROR(privateKeyOf(key.at("jwk_private")),
+                             JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
+                outcomes.count("oct refused");
+            } else if (key.at("jwk_public").value("crv", "") == "secp256k1") {
+                refuseSecp256k1(key, outcomes);
+            } else {
+                loadEveryForm(key, outcomes);
+            }
+        }
+    }
+    outcomes.expect("keys");
+}
+
+}  // namespace

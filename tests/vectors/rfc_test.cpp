@@ -1,0 +1,265 @@
+// The published examples of the RFCs: what the library supports gives the published bytes, and what it leaves
+// out on purpose is refused. outcomes.json states how many cases end in which way.
+
+#include <gtest/gtest.h>
+
+#include "torvane/platform/crypto/content_cipher.hpp"
+#include "torvane/platform/crypto/key_derivation.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/jwk_set.hpp"
+#include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/jose/key_agreement.hpp"
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/tokens.hpp"
+#include "tests/testing/vector_cases.hpp"
+
+namespace {
+
+using namespace Testing;
+using enum JOSEError::Case;
+using enum JOSE::SignatureAlgorithm;
+namespace Crypto = Platform::Crypto;
+using JOSE::fromRawValue;
+using JOSE::JOSESwiftError;
+using Platform::SoftwareKeyStore;
+
+// An RSA key for a token that is not to be opened: its own, if it has one.
+json rsaKeyFor(const json& key) {
+    if (key.is_object() && key.at("kty") == "RSA") return key;
+    return json::parse(keyText(rsaEnc, "jwk_private"));
+}
+
+bool isCompact(const json& vector) {
+    return vector.value("serialization", "compact") == "compact";
+}
+
+void runJws(const json& vector, Outcomes& outcomes) {
+    const std::string name = firstOf(vector, {"/alg", "/signatures/0/alg"});
+    const auto algorithm = fromRawValue<JOSE::SignatureAlgorithm>(name);
+    const auto key = firstOf(vector, {"/key", "/keys/0"});
+    const std::string token = vector.at("token");
+    if (!algorithm) outcomes.count("unknown " + name);
+    if (!algorithm || !isCompact(vector)) {
+        const JWSVerifier verifier(RS256, publicKeyOf(rsaKeyFor(key)));
+        return outcomes.count(reasonOf(JWSVerificationError, [&] { verifier.verifyJWS(token); }));
+    }
+    const auto payload = decoded(vector, "payload_b64u");
+    EXPECT_EQ(JWSVerifier(*algorithm, publicKeyOf(key)).verifyJWS(token), payload);
+    outcomes.count("verified");
+    if (algorithm == RS256) {
+        const std::string header = firstOf(vector, {"/protected_text", "/signatures/0/protected_text"});
+        const auto signer = JOSE::Signer::create(*algorithm, privateKeyOf(key)).value();
+        const JOSE::JWS jws(JOSE::JWSHeader(asBytes(header)), payload, signer);
+        EXPECT_EQ(asText(jws.compactSerializedData()), token);
+        outcomes.count("signed again");
+    }
+}
+
+// Ciphertext and tag.
+using Encrypted = std::pair<ByteBuffer, ByteBuffer>;
+
+JOSE::ContentEncryptionParameters contentParameters(const std::string& enc) {
+    return parameters(fromRawValue<JOSE::ContentEncryptionAlgorithm>(enc).value());
+}
+
+Encrypted encrypt(const std::string& enc, ByteView key, ByteView iv, ByteView aad, ByteView plaintext) {
+    const auto hash = contentParameters(enc).macHash;
+    const auto encryptor =
+        hash ? Crypto::cbcHmacEncryptor(*hash, key, iv, aad) : Crypto::gcmEncryptor(key, iv, aad);
+    ByteBuffer ciphertext(plaintext.size() + 32);
+    auto size = encryptor->update(plaintext, ciphertext);
+    size += encryptor->finish(std::span(ciphertext).subspan(size));
+    ciphertext.resize(size);
+    return {ciphertext, encryptor->tag()};
+}
+
+void refuseJwe(const JWEDecrypter& decrypter, const std::string& token, Outcomes& outcomes) {
+    outcomes.count(reasonOf(JWEDecrypterError, [&] { decrypter.decryptJWE(token); }));
+}
+
+void runJwe(const json& vector, Outcomes& outcomes) {
+    const std::string alg = firstOf(vector, {"/alg", "/jwe_alg", "/recipients/0/alg"});
+    const std::string enc = vector.at("enc"), token = vector.at("token");
+    const auto key = firstOf(vector, {"/key", "/enc_key", "/keys/0"});
+    if (!fromRawValue<JOSE::KeyManagementAlgorithm>(alg)) {
+        const auto rsa = privateKeyOf(rsaKeyFor(key));
+        const auto unknown = alg + " algorithm is not supported for key management.";
+        EXPECT_ERROR(JWEDecrypter(alg, enc, rsa), JOSEError::algorithmNotSupported(unknown));
+        outcomes.count("unknown " + alg);
+        refuseJwe({"RSA-OAEP", enc, rsa}, token, outcomes);
+    } else if (!isCompact(vector)) {
+        refuseJwe({alg, enc, privateKeyOf(key)}, token, outcomes);
+    } else {
+        const JWEDecrypter decrypter(alg, enc, privateKeyOf(key));
+        EXPECT_EQ(decrypter.decryptJWE(token), decoded(vector, "plaintext_b64u"));
+        outcomes.count("decrypted");
+    }
+    const std::string cek = firstOf(vector, {"/cek_b64u", "/generated/cek", "/encrypting_key/cek"});
+    if (!isCompact(vector) || cek.empty() || vector.contains("zip")) return;
+    const auto iv = fromBase64(firstOf(vector, {"/iv_b64u", "/generated/iv"}));
+    const auto pieces = parts(asBytes(token));
+    EXPECT_EQ(encrypt(enc, fromBase64(cek), iv, asBytes(pieces.at(0)), decoded(vector, "plaintext_b64u")),
+              Encrypted(fromBase64(pieces.at(3)), fromBase64(pieces.at(4))));
+    outcomes.count("content encrypted again");
+}
+
+TEST(RfcVectors, Rfc7515VerifiesWhatIsKnownAndNothingElse) {
+    runRfcVectors("rfc7515_jws.json", runJws);
+}
+
+TEST(RfcVectors, Rfc7520VerifiesWhatIsKnownAndNothingElse) {
+    runRfcVectors("rfc7520_jws.json", runJws);
+}
+
+TEST(RfcVectors, Rfc7516DecryptsWhatIsKnownAndNothingElse) {
+    const auto tokenOrSteps = [](const json& vector, Outcomes& outcomes) {
+        if (vector.at("serialization") != "steps") return runJwe(vector, outcomes);
+        auto key = decoded(vector, "mac_key_b64u");
+        for (const auto byte : decoded(vector, "enc_key_b64u")) key.push_back(byte);
+        EXPECT_EQ(encrypt(vector.at("enc"), key, decoded(vector, "iv_b64u"), decoded(vector, "aad_b64u"),
+                          decoded(vector, "plaintext_b64u")),
+                  Encrypted(decoded(vector, "ciphertext_b64u"), decoded(vector, "tag_b64u")));
+        outcomes.count("steps made again");
+    };
+    runRfcVectors("rfc7516_jwe.json", tokenOrSteps);
+}
+
+TEST(RfcVectors, Rfc7520DecryptsWhatIsKnownAndNothingElse) {
+    runRfcVectors("rfc7520_jwe.json", runJwe);
+}
+
+TEST(RfcVectors, Rfc7517RefusesAPasswordAndReadsTheKeyInside) {
+    const auto encryptedKey = [](const json& vector, Outcomes& outcomes) {
+        runJwe(vector, outcomes);
+        EXPECT_FALSE(privateKeyOf(json::parse(decoded(vector, "plaintext_b64u"))).isPublicKey());
+    };
+    runRfcVectors("rfc7517_C_encrypted_jwk.json", encryptedKey);
+}
+
+TEST(RfcVectors, Rfc7519RefusesUnsecuredAndRsa15Tokens) {
+    const auto jwt = [](const json& vector, Outcomes& outcomes) {
+        if (vector.at("kind") == "jws") return runJws(vector, outcomes);
+        runJwe(vector, outcomes);
+        if (vector.at("kind") != "nested") return;
+        const JWSVerifier verifier(RS256, publicKeyOf(vector.at("sig_key")));
+        EXPECT_EQ(json::parse(verifier.verifyJWS(decoded(vector, "plaintext_b64u"))), vector.at("claims"));
+        outcomes.count("inner verified");
+    };
+    runRfcVectors("rfc7519_jwt.json", jwt);
+}
+
+TEST(RfcVectors, Rfc7520NestedOpensInCompactFormOnly) {
+    const auto nested = [](const json& vector, Outcomes& outcomes) {
+        const JWEDecrypter decrypter("RSA-OAEP", "A128GCM", privateKeyOf(vector.at("enc_key")));
+        const auto jws = decrypter.decryptJWE(vector.at("token").get<std::string>());
+        EXPECT_EQ(jws, bytesOf(vector.at("jws_token")));
+        const JWSVerifier verifier(PS256, publicKeyOf(vector.at("sig_key")));
+        EXPECT_EQ(verifier.verifyJWS(jws), decoded(vector, "payload_b64u"));
+        outcomes.count("opened");
+        for (const auto* form : {"token_general", "token_flattened"}) {
+            refuseJwe(decrypter, vector.at(form), outcomes);
+        }
+    };
+    runRfcVectors("rfc7520_nested.json", nested);
+}
+
+TEST(RfcVectors, Rfc7797UnencodedPayloadIsRefused) {
+    runRfcVectors("rfc7797_unencoded.json", runJws);
+}
+
+TEST(RfcVectors, Es256kVerifiesWithRawKeysAndSignsByRfc6979) {
+    const auto es256k = [](const json& vector, Outcomes& outcomes) {
+        runJws(vector, outcomes);
+        EXPECT_ERROR(privateKeyOf(vector.at("key")),
+                     JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
+        // One of the tokens was made with the nonce of RFC 6979 and the lower s.
+        const auto scalar = decoded(vector.at("key"), "d");
+        const auto signer = JOSE::Signer::create(ES256K, scalar).value();
+        const auto pieces = parts(bytesOf(vector.at("token")));
+        const auto again = signer.sign(asBytes(pieces.at(0) + "." + pieces.at(1)));
+        if (again == fromBase64(pieces.at(2))) outcomes.count("signed again");
+    };
+    runRfcVectors("es256k.json", es256k);
+}
+
+void runKey(const JOSE::JWK& key, const json& members, const json& expected, Outcomes& outcomes) {
+    for (const auto* name : {"kty", "crv", "kid", "use", "alg"}) {
+        EXPECT_EQ(key[name].value_or("none"), expected.value(name, "none")) << name;
+    }
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"})
+        EXPECT_EQ(key[name], std::nullopt) << name;
+    if (expected.at("kty") == "oct") {
+        EXPECT_ERROR(key.converted(),
+                     JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
+        return outcomes.count("no platform key");
+    }
+    const auto spki = SoftwareKeyStore::load(bytesOf(expected.at("spki_pem")));
+    EXPECT_EQ(key.converted().publicComponents(), spki.publicComponents());
+    EXPECT_TRUE(key.converted().isPublicKey());
+    outcomes.count("public key");
+    if (!expected.at("private")) return;
+    const auto own = privateKeyOf(members);
+    const auto pkcs8 = SoftwareKeyStore::load(bytesOf(expected.at("pkcs8_pem")));
+    EXPECT_EQ(own.publicComponents(), pkcs8.publicComponents());
+    outcomes.count("private key");
+}
+
+TEST(RfcVectors, Rfc7517AndRfc7520KeysAreWhatTheirPemIs) {
+    const auto keyOrSet = [](const json& vector, Outcomes& outcomes) {
+        const std::string text = vector.at("text");
+        const auto members = json::parse(text).value("keys", json::array({json::parse(text)}));
+        const auto keys = vector.at("kind") == "jwks" ? JOSE::JWKSet::initFrom(asBytes(text)).keys()
+                                                      : std::vector{JOSE::JWK::initFrom(asBytes(text))};
+        ASSERT_EQ(keys.size(), vector.at("keys").size());
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            runKey(keys[i], members.at(i), vector.at("keys").at(i), outcomes);
+        }
+    };
+    runRfcVectors("rfc7517_jwk.json", keyOrSet);
+}
+
+void runPrimitive(const json& vector, Outcomes& outcomes) {
+    const auto hex = [&](const char* name) { return fromHex(vector.at(name)); };
+    const auto secret = [](const auto& bytes) { return Platform::SecretBuffer(bytes.begin(), bytes.end()); };
+    const std::string kind = vector.at("kind");
+    outcomes.count(kind);
+    if (kind == "aes_cbc_hmac_sha2") {
+        const auto key = hex("key_hex"), iv = hex("iv_hex"), aad = hex("aad_hex");
+        const auto [ciphertext, tag] = encrypt(vector.at("enc"), key, iv, aad, hex("plaintext_hex"));
+        EXPECT_EQ(ciphertext, hex("ciphertext_hex"));
+        EXPECT_EQ(tag, hex("tag_hex"));
+        const auto hash = contentParameters(vector.at("enc")).macHash.value();
+        auto buffer = ciphertext;
+        EXPECT_TRUE(Crypto::cbcHmacDecrypt(hash, key, iv, aad, tag, buffer));
+        EXPECT_EQ(buffer, hex("plaintext_hex"));
+        buffer = ciphertext;
+        EXPECT_FALSE(Crypto::cbcHmacDecrypt(hash, key, iv, ByteBuffer(), tag, buffer));
+        EXPECT_TRUE(buffer.empty());
+    } else if (kind == "ecdh_es") {
+        const auto ephemeral = privateKeyOf(vector.at("ephemeral_key"));
+        const auto recipient = privateKeyOf(vector.at("recipient_key"));
+        const auto published = secret(decoded(vector, "derived_b64u"));
+        const JOSE::PartyInfo info{decoded(vector, "apu"), decoded(vector, "apv")};
+        EXPECT_EQ(ephemeral.agree(recipient.publicKey()), secret(hex("z_hex")));
+        EXPECT_EQ(Crypto::concatKdf(hex("z_hex"), hex("kdf_otherinfo_hex"), 16), published);
+        EXPECT_EQ(JOSE::agreedKey(recipient, ephemeral.publicKey(), JOSE::KeyManagementAlgorithm::ECDH_ES,
+                                  JOSE::ContentEncryptionAlgorithm::A128GCM, info),
+                  published);
+    } else {
+        const auto key = hex("plaintext_hex"), wrappingKey = hex("kek_hex");
+        auto wrapped = hex("wrapped_hex");
+        EXPECT_EQ(Crypto::wrapKey(wrappingKey, key), wrapped);
+        EXPECT_EQ(Crypto::unwrapKey(wrappingKey, wrapped, key.size()), secret(key));
+        EXPECT_EQ(Crypto::unwrapKey(wrappingKey, wrapped, key.size() - 8), std::nullopt);
+        wrapped.back() ^= 1;
+        EXPECT_EQ(Crypto::unwrapKey(wrappingKey, wrapped, key.size()), std::nullopt);
+    }
+}
+
+TEST(RfcVectors, Rfc7518PrimitivesGiveThePublishedBytes) {
+    runRfcVectors("rfc7518_primitives.json", runPrimitive);
+}
+
+}  // namespace
