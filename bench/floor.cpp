@@ -39,8 +39,7 @@ struct Floor::State {
     std::unique_ptr<EVP_PKEY, KeyFree> key{EVP_RSA_gen(2048)};
     std::unique_ptr<EVP_CIPHER_CTX, KeyFree> cipher{EVP_CIPHER_CTX_new()};
     Context signing = context(EVP_PKEY_sign_init, false), verifying = context(EVP_PKEY_verify_init, false);
-    Context encrypting = context(EVP_PKEY_encrypt_init, true),
-            decrypting = context(EVP_PKEY_decrypt_init, true);
+    Context encrypting = context(EVP_PKEY_encrypt_init, true), decrypting = context(EVP_PKEY_decrypt_init, true);
     Bytes message, jws, ciphertext, token, signature = Bytes(rsaSize), encryptedKey = Bytes(rsaSize);
     std::array<unsigned char, 32> contentKey{}, digest{}, tag{};
     std::array<unsigned char, 16> iv{};
@@ -48,28 +47,24 @@ struct Floor::State {
     Context context(int (*initialize)(EVP_PKEY_CTX*), bool oaep) const {
         Context made(EVP_PKEY_CTX_new(key.get(), nullptr));
         check(initialize(made.get()) == 1);
-        check(EVP_PKEY_CTX_set_rsa_padding(made.get(), oaep ? RSA_PKCS1_OAEP_PADDING : RSA_PKCS1_PADDING) ==
-              1);
+        check(EVP_PKEY_CTX_set_rsa_padding(made.get(), oaep ? RSA_PKCS1_OAEP_PADDING : RSA_PKCS1_PADDING) == 1);
         check((oaep ? EVP_PKEY_CTX_set_rsa_oaep_md(made.get(), EVP_sha256())
                     : EVP_PKEY_CTX_set_signature_md(made.get(), EVP_sha256())) == 1);
         return made;
     }
 
-    void hash() {
-        check(EVP_Digest(jws.data(), jws.size(), digest.data(), nullptr, EVP_sha256(), nullptr) == 1);
-    }
+    void hash() { check(EVP_Digest(jws.data(), jws.size(), digest.data(), nullptr, EVP_sha256(), nullptr) == 1); }
 
     void authenticate() {
-        check(HMAC(EVP_sha256(), contentKey.data(), 16, ciphertext.data(), ciphertext.size(), tag.data(),
-                   nullptr) != nullptr);
+        check(HMAC(EVP_sha256(), contentKey.data(), 16, ciphertext.data(), ciphertext.size(), tag.data(), nullptr) !=
+              nullptr);
     }
 
     void crypt(const Bytes& in, Bytes& out, bool encrypt) {
         int written = 0, last = 0;
         check(EVP_CipherInit_ex(cipher.get(), EVP_aes_128_cbc(), nullptr, contentKey.data() + 16, iv.data(),
                                 encrypt ? 1 : 0) == 1);
-        check(EVP_CipherUpdate(cipher.get(), out.data(), &written, in.data(), static_cast<int>(in.size())) ==
-              1);
+        check(EVP_CipherUpdate(cipher.get(), out.data(), &written, in.data(), static_cast<int>(in.size())) == 1);
         check(EVP_CipherFinal_ex(cipher.get(), out.data() + written, &last) == 1);
     }
 };
@@ -108,10 +103,8 @@ void Floor::decode() {
     s.authenticate();
     s.crypt(s.ciphertext, jws, false);
     s.hash();
-    check(EVP_PKEY_verify(s.verifying.get(), s.signature.data(), rsaSize, s.digest.data(), s.digest.size()) ==
-          1);
-    EVP_DecodeBlock(message.data(), s.jws.data() + headerSize,
-                    static_cast<int>(base64Size(s.message.size())));
+    check(EVP_PKEY_verify(s.verifying.get(), s.signature.data(), rsaSize, s.digest.data(), s.digest.size()) == 1);
+    EVP_DecodeBlock(message.data(), s.jws.data() + headerSize, static_cast<int>(base64Size(s.message.size())));
 }
 
 }  // namespace Bench

@@ -18,8 +18,7 @@ int main() {
                         .setSenderJwkSet({ourPrivate}, "ours")
                         .setRecipientJwkSet({theirPublic}, "theirs")
                         .create();
-    const auto them =
-        JOSEHelper::Builder().setSenderJwkSet({theirPrivate}).setRecipientJwkSet({ourPublic}).create();
+    const auto them = JOSEHelper::Builder().setSenderJwkSet({theirPrivate}).setRecipientJwkSet({ourPublic}).create();
 
     const auto token = us.encodeMessage(asBytes("Hello, JOSE"));
     std::cout << asText(them.decodeMessage(token)) << '\n';

@@ -1,5 +1,4 @@
-// Where keys come from and how they are found: PEM text in, a JWK Set out to the peer, the peer's set in, a
-// lookup.
+// Where keys come from and how they are found: PEM text in, a JWK Set out to the peer, the peer's set in, a lookup.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
@@ -21,11 +20,9 @@ ABk49qhkMMumLnd4wWtEE4w8WPPwtyUerDt5vXwmg/ClST+Qso8/x4+g
 
 // What a party publishes: the public half of each of its keys, with a use and an id.
 JsonWebKeySet publicSet(const Platform::SecKey& ecKey, const Platform::SecKey& rsaKey) {
-    return {
-        JsonWebKey(ecKey.publicKey(), KeyClass::publicKey, KeyType::EC256Key, JWKUse::JWK_SIG, "2026-ec"),
-        JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "2026-rsa"),
-        JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_ENC,
-                   "2026-enc")};
+    return {JsonWebKey(ecKey.publicKey(), KeyClass::publicKey, KeyType::EC256Key, JWKUse::JWK_SIG, "2026-ec"),
+            JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "2026-rsa"),
+            JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "2026-enc")};
 }
 
 void print(const char* what, const std::vector<JsonWebKey>& keys) {
@@ -45,8 +42,7 @@ int main() {
     const JsonWebKeySet received(asBytes(published));
 
     print("all", received.findKeysFor({}, KeyClass::publicKey));
-    print("to verify",
-          received.findKeysFor({{"use", JSONValue::opaque(JWKUse::JWK_SIG)}}, KeyClass::publicKey));
+    print("to verify", received.findKeysFor({{"use", JSONValue::opaque(JWKUse::JWK_SIG)}}, KeyClass::publicKey));
     print("RSA to verify", received.findKeysFor({{"use", JSONValue::opaque(JWKUse::JWK_SIG)},
                                                  {"kty", JSONValue::opaque(KeyType::RSA2048Key)}},
                                                 KeyClass::publicKey));
@@ -55,8 +51,7 @@ int main() {
 
     // The key that was found verifies what its private half signs.
     const JsonWebKey signingKey(ecKey, KeyClass::privateKey, KeyType::EC256Key, JWKUse::JWK_SIG, "2026-ec");
-    const auto jws =
-        JWSSigner(JOSE::SignatureAlgorithm::ES256, signingKey).signJWT(asBytes("signed with ES256"));
+    const auto jws = JWSSigner(JOSE::SignatureAlgorithm::ES256, signingKey).signJWT(asBytes("signed with ES256"));
     const auto found = received.findKeysFor({{"kid", "2026-ec"}}, KeyClass::publicKey).front();
     std::cout << asText(JWSVerifier(JOSE::SignatureAlgorithm::ES256, found).verifyJWS(jws)) << '\n';
 }

@@ -29,8 +29,7 @@ class Application {
     std::string encryptionKeyId() const { return name_ + "-enc"; }
     std::string publicJwkSet() const { return publicKeys_.encodeToString(); }
 
-    // The JWS inside a token for this application, opened but not verified: for looking at, not for relying
-    // on.
+    // The JWS inside a token for this application, opened but not verified: for looking at, not for relying on.
     ByteBuffer innerToken(const ByteBuffer& token) const {
         const auto& privateKey = privateKeys_.jwks.back().key().keyRef();
         return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", *privateKey).decryptJWE(token);
@@ -74,8 +73,8 @@ void printToken(std::string_view token, const std::vector<std::string>& partName
     std::cout << "    protected header       " << asText(Platform::JSONSerialization::data(*header)) << '\n';
     for (const auto& name : partNames) {
         const auto part = token.substr(0, token.find('.'));
-        std::cout << "    " << std::left << std::setw(22) << name << std::right << std::setw(9)
-                  << part.size() * 3 / 4 << " bytes  " << (part.empty() ? "(empty)" : cut(part)) << '\n';
+        std::cout << "    " << std::left << std::setw(22) << name << std::right << std::setw(9) << part.size() * 3 / 4
+                  << " bytes  " << (part.empty() ? "(empty)" : cut(part)) << '\n';
         token.remove_prefix(std::min(token.size(), part.size() + 1));
     }
 }
@@ -98,23 +97,20 @@ int run(const ByteBuffer& message) {
     const Application b("B");
     const auto jwksOfA = a.publicJwkSet();
     const auto jwksOfB = b.publicJwkSet();
-    std::cout << "A's public JWK Set: " << cut(jwksOfA, 110) << "\nB's public JWK Set: " << cut(jwksOfB, 110)
-              << "\n\n";
+    std::cout << "A's public JWK Set: " << cut(jwksOfA, 110) << "\nB's public JWK Set: " << cut(jwksOfB, 110) << "\n\n";
     const auto helperOfA = a.helperFor(jwksOfB, b.encryptionKeyId());
     const auto helperOfB = b.helperFor(jwksOfA, a.encryptionKeyId());
 
     std::cout << "A encodes a message of " << message.size() << " bytes.\n";
     const auto token = helperOfA.encodeMessage(message);
     std::cout << "A sends a JWE of " << token.size() << " bytes:\n";
-    printToken(asText(token),
-               {"header", "encrypted key", "initialization vector", "ciphertext", "authentication tag"});
+    printToken(asText(token), {"header", "encrypted key", "initialization vector", "ciphertext", "authentication tag"});
     std::cout << "and inside it, once B has decrypted it, a JWS:\n";
     printToken(asText(b.innerToken(token)), {"header", "payload", "signature"});
 
     const auto decoded = helperOfB.decodeMessage(token);
     const bool same = decoded == message;
-    std::cout << "B decodes " << decoded.size() << " bytes, " << (same ? "the same" : "NOT THE SAME")
-              << ".\n\n";
+    std::cout << "B decodes " << decoded.size() << " bytes, " << (same ? "the same" : "NOT THE SAME") << ".\n\n";
 
     std::cout << "One bit of the ciphertext is flipped on the way, and B sees:\n    ";
     try {

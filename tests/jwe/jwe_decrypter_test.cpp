@@ -77,8 +77,7 @@ TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
               "JWEDecrypterError(JOSESwiftError.decryptingFailed(description: \"The JWE could not be "
               "decrypted.\")): "
               "The JWE could not be decrypted.");
-    for (const auto& [keyManagement, kid] :
-         {std::pair{"RSA-OAEP", rsaEnc}, std::pair{"ECDH-ES+A128KW", ecEncP256}}) {
+    for (const auto& [keyManagement, kid] : {std::pair{"RSA-OAEP", rsaEnc}, std::pair{"ECDH-ES+A128KW", ecEncP256}}) {
         for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
             const JWEEncrypter encrypter(keyManagement, encryption, publicKey(kid), std::nullopt);
             const JWEDecrypter decrypter(keyManagement, encryption, privateKey(kid));
@@ -117,11 +116,10 @@ TEST(JWEDecrypter, WrapsWhatIsMalformed) {
     for (const auto* token : {"", "a", "e30.e30.e30.e30", "e30.e30.e30.e30.e30.e30", "...."}) {
         SCOPED_TRACE(token);
         const bool hasFive = std::string(token) == "....";
-        const auto error =
-            hasFive ? JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
-                          "The header cannot be read. The text is not JSON: unexpected end of input; "
-                          "expected '[', '{', or a literal at byte 1.")))
-                    : expected;
+        const auto error = hasFive ? JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
+                                         "The header cannot be read. The text is not JSON: unexpected end of input; "
+                                         "expected '[', '{', or a literal at byte 1.")))
+                                   : expected;
         EXPECT_ERROR(decrypter.decryptJWE(std::string_view(token)), error);
         EXPECT_ERROR(decrypter.decryptJWE(asBytes(token)), error);
     }

@@ -72,22 +72,20 @@ TEST(JWEEncrypter, FromAKeyAloneUsesTheDefaultsAndKeepsTheKey) {
     const JWEEncrypter named("RSA-OAEP", "A128GCM", publicJwk(rsaEnc, JWK_ENC), std::nullopt);
     EXPECT_EQ(named.keyId(), std::nullopt) << "the key's own id is not used";
     EXPECT_FALSE(named.jwk());
-    EXPECT_EQ(
-        JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(named.encryptJWT(asBytes("m"))),
-        ByteBuffer{'m'});
+    EXPECT_EQ(JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(named.encryptJWT(asBytes("m"))),
+              ByteBuffer{'m'});
 }
 
 TEST(JWEEncrypter, WrapsWhatFailsButNotARefusedHeader) {
     const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
-    EXPECT_ERROR(
-        encrypter.encryptJWT({}, StringMap{{"zip", "DEF"}}),
-        JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported."));
+    EXPECT_ERROR(encrypter.encryptJWT({}, StringMap{{"zip", "DEF"}}),
+                 JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported."));
     EXPECT_ERROR(encrypter.encryptJWT({}, StringMap{{"typ", "\xff"}}),
                  JOSESwiftError::parsingFailed("The header holds a value that is not JSON."));
     const JWEEncrypter agreeing("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
-    EXPECT_ERROR(agreeing.encryptJWT({}, StringMap{{"apu", "a="}}),
-                 JOSEError::JWEEncrypterError(
-                     wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
+    EXPECT_ERROR(
+        agreeing.encryptJWT({}, StringMap{{"apu", "a="}}),
+        JOSEError::JWEEncrypterError(wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
 }
 
 }  // namespace

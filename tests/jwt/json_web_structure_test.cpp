@@ -12,8 +12,8 @@ namespace {
 using namespace Testing;
 using namespace Torvane;
 
-const auto noSeparator = JOSEError::invalidJOSEComponent(
-    "Missing component separator character. Invalid compact serialized string.");
+const auto noSeparator =
+    JOSEError::invalidJOSEComponent("Missing component separator character. Invalid compact serialized string.");
 
 JOSEError badPiece(const std::string& piece) {
     return JOSEError::invalidJOSEComponent("Component is not valid base64: " + piece);
@@ -80,8 +80,7 @@ TEST(JsonWebStructure, AnEmptyPayloadIsForHeaderOfAlone) {
 }
 
 TEST(JsonWebStructure, AHeaderThatIsNoObjectIsNoHeader) {
-    for (const auto* header :
-         {"W10", "NQ", "ew", "eyJhIjoxLCJhIjoxfQ", "AQ"}) {  // [], 5, {, {"a":1,"a":1}, 0x01
+    for (const auto* header : {"W10", "NQ", "ew", "eyJhIjoxLCJhIjoxfQ", "AQ"}) {  // [], 5, {, {"a":1,"a":1}, 0x01
         const auto text = std::string(header) + ".e30.AQ";
         EXPECT_EQ(JsonWebStructure(text).getHeader(), std::nullopt) << header;
         EXPECT_EQ(JsonWebStructure::headerOf(text), std::nullopt) << header;

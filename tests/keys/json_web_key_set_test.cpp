@@ -122,8 +122,8 @@ TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
 
 TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
-    const JsonWebKeySet set(object(
-        {{"keys", {secp256k1Json("enc"), without(secp256k1Json(), "d"), with(secp256k1Json(), "d", "*")}}}));
+    const JsonWebKeySet set(
+        object({{"keys", {secp256k1Json("enc"), without(secp256k1Json(), "d"), with(secp256k1Json(), "d", "*")}}}));
     const auto& pair = set.jwks.at(0);
     EXPECT_EQ(pair.use(), JWK_SIG) << "the use member is passed over";
     EXPECT_FALSE(pair.key().isPublicKey());
@@ -158,22 +158,19 @@ TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
 TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
     EXPECT_TRUE(JsonWebKeySet(asBytes(R"({"keys":[]})")).jwks.empty());
     const auto secp = nlohmann::json{{"keys", {secp256k1Json()}}}.dump();
-    EXPECT_ERROR(JsonWebKeySet(asBytes(secp)),
-                 JOSEError::cannotDecodeJWK(wrapped(
-                     JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."))));
-    EXPECT_ERROR(JsonWebKeySet(asBytes("[]")),
-                 JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::parsingFailed(
-                     "The JWK Set is not a JSON object with a list \"keys\"."))));
+    EXPECT_ERROR(JsonWebKeySet(asBytes(secp)), JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::unsupportedKey(
+                                                   "The JWK's curve is not P-256, P-384 or P-521."))));
+    EXPECT_ERROR(JsonWebKeySet(asBytes("[]")), JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::parsingFailed(
+                                                   "The JWK Set is not a JSON object with a list \"keys\"."))));
     const auto oct =
         JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet")));
     EXPECT_ERROR(JsonWebKeySet(asBytes(R"({"keys":[{"kty":"oct","k":"AA"}]})")), oct);
 }
 
 TEST(JsonWebKeySet, AKeyThatCannotBeWrittenFailsTheSet) {
-    const JsonWebKeySet set{
-        JsonWebKey(Zennet::PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff")};
-    EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(wrapped(Platform::JSONError(
-                                   "A string that is not UTF-8 cannot be written as JSON."))));
+    const JsonWebKeySet set{JsonWebKey(Zennet::PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff")};
+    EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(wrapped(
+                                   Platform::JSONError("A string that is not UTF-8 cannot be written as JSON."))));
     EXPECT_ERROR(set.encodeToArray(), JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON."));
     EXPECT_EQ(set.debugDescription(), "An error occurred while performing the operation.");
 }

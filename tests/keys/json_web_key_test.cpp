@@ -30,11 +30,9 @@ TEST(JsonWebKey, PublicKeysCarryTheirNumbersUseAndId) {
     const auto rsa = publicJwk(rsaSig, JWK_SIG_ENC);
     const auto expected = nlohmann::json::parse(keyText(rsaSig, "jwk_public"));
     const auto json = parsed(rsa.encodeToString());
-    EXPECT_EQ(json, (nlohmann::json{{"kty", "RSA"},
-                                    {"n", expected["n"]},
-                                    {"e", expected["e"]},
-                                    {"use", "sig_enc"},
-                                    {"kid", rsaSig}}));
+    EXPECT_EQ(json,
+              (nlohmann::json{
+                  {"kty", "RSA"}, {"n", expected["n"]}, {"e", expected["e"]}, {"use", "sig_enc"}, {"kid", rsaSig}}));
     EXPECT_EQ(bytesOf(*rsa.encodeToString()), rsa.encode());
     EXPECT_EQ(rsa.encodeToDictionary().at("n"), expected["n"]);
     EXPECT_EQ(rsa.getKeyId(), rsa.keyId());
@@ -57,8 +55,7 @@ TEST(JsonWebKey, OnlyRSA2048KeyIsExportedAsRSA) {
 }
 
 TEST(JsonWebKey, PrivateKeysAreNeverWritten) {
-    for (const auto* words :
-         {"private d-sig-rs256 sig", "private d-sig-es384 sig", "privateJwk d-enc-oaep256 enc"}) {
+    for (const auto* words : {"private d-sig-rs256 sig", "private d-sig-es384 sig", "privateJwk d-enc-oaep256 enc"}) {
         const auto key = keyInWords(words);
         SCOPED_TRACE(key.keyId());
         EXPECT_EQ(key.encode(), std::nullopt);
@@ -96,8 +93,7 @@ TEST(JsonWebKey, WritesSecp256k1KeysThatAreAPair) {
     EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", stranger).encode(), std::nullopt);
     EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", privateKey).encode(), std::nullopt);
     const ByteBuffer offCurve(65, 4);
-    EXPECT_ERROR(JsonWebKey(PublicKey(offCurve, KeyType::SECP256K1Key), JWK_SIG, "k").encodeToDictionary(),
-                 notEncoded);
+    EXPECT_ERROR(JsonWebKey(PublicKey(offCurve, KeyType::SECP256K1Key), JWK_SIG, "k").encodeToDictionary(), notEncoded);
 }
 
 TEST(JsonWebKey, ReadsUseAndIdWithTheirDefaults) {
@@ -131,8 +127,7 @@ TEST(JsonWebKey, AKeyReadFromAPrivateJwkAsPublicKeepsNothingPrivate) {
 }
 
 TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
-    for (const auto& [kid, type] :
-         {std::pair{rsaEnc, KeyType::RSA2048Key}, std::pair{ecEncP384, KeyType::EC256Key}}) {
+    for (const auto& [kid, type] : {std::pair{rsaEnc, KeyType::RSA2048Key}, std::pair{ecEncP384, KeyType::EC256Key}}) {
         const auto text = keyText(kid, "jwk_private");
         const auto key = JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, "mine");
         EXPECT_FALSE(key.key().isPublicKey());
@@ -147,9 +142,8 @@ TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
 
 TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
     const auto oct = JOSE::JWK::initFrom(asBytes(R"({"kty":"oct","k":"AA"})"));
-    EXPECT_ERROR(
-        JsonWebKey{oct},
-        JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet"))));
+    EXPECT_ERROR(JsonWebKey{oct},
+                 JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet"))));
 
     const JOSE::RSAPublicKey unwritable(publicKey(rsaSig), {{"kid", "\xff"}});
     EXPECT_ERROR(JsonWebKey{unwritable}, JOSEError::cannotDecodeJWK(nullptr));
@@ -160,9 +154,9 @@ TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
     auto offCurve = nlohmann::json::parse(keyText(ecP256, "jwk_public"));
     offCurve["y"] = offCurve["x"];
     const auto offCurveText = offCurve.dump();
-    EXPECT_ERROR(JsonWebKey(asBytes(offCurveText), KeyType::EC256Key),
-                 JOSEError::cannotDecodeJWK(
-                     wrapped(Platform::SecurityError("Failed to build a key from its numbers."))));
+    EXPECT_ERROR(
+        JsonWebKey(asBytes(offCurveText), KeyType::EC256Key),
+        JOSEError::cannotDecodeJWK(wrapped(Platform::SecurityError("Failed to build a key from its numbers."))));
 }
 
 TEST(JsonWebKey, AnIdThatIsNotTextCannotBeWritten) {

@@ -14,8 +14,7 @@ TEST(JWKVocabulary, ReadsItsExactTextsAndNothingElse) {
         EXPECT_EQ(rawValue(use), text);
         EXPECT_EQ(std::hash<JWKUse>()(use), std::hash<std::string_view>()(text));
     }
-    for (const auto* text : {"", "Sig", "sig ", "sig-enc", "SIG"})
-        EXPECT_EQ(fromRawValue<JWKUse>(text), std::nullopt);
+    for (const auto* text : {"", "Sig", "sig ", "sig-enc", "SIG"}) EXPECT_EQ(fromRawValue<JWKUse>(text), std::nullopt);
     EXPECT_EQ(fromRawValue<JWKType>("RSA"), JWKType::RSA);
     EXPECT_EQ(fromRawValue<JWKType>("EC"), JWKType::EC);
     for (const auto* text : {"", "rsa", "ec", "oct"}) EXPECT_EQ(fromRawValue<JWKType>(text), std::nullopt);

@@ -35,8 +35,7 @@ TEST(Concurrency, SharedHelpersKeysAndSetsServeEightThreads) {
                 if (copy.decodeMessage(helper.encodeMessage(message)) == message) ++rightResults;
                 if (secpVerifier.verifyJWS(secpSigner.signJWT(message)) == message) ++rightResults;
                 if (ecDecrypter.decryptJWE(ecEncrypter.encryptJWT(message)) == message) ++rightResults;
-                if (JsonWebKeySet(asBytes(setText)).encodeToString() == theirs.encodeToString())
-                    ++rightResults;
+                if (JsonWebKeySet(asBytes(setText)).encodeToString() == theirs.encodeToString()) ++rightResults;
             }
         });
     }

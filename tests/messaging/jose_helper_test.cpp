@@ -82,8 +82,7 @@ TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
         return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey(encB)).decryptJWE(token);
     };
     const auto plain = Party().helper().encodeMessage(asBytes("m"));
-    EXPECT_EQ(headerText(plain),
-              R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","kid":"d-enc-oaep"})");
+    EXPECT_EQ(headerText(plain), R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","kid":"d-enc-oaep"})");
     EXPECT_EQ(headerText(opened(plain)), R"({"alg":"RS256","kid":"d-sig-rs256"})");
 
     JOSEHelper::Builder builder;
@@ -97,9 +96,8 @@ TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
     EXPECT_EQ(headerText(token), R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","x":"y"})");
     EXPECT_EQ(headerText(opened(token)), R"({"alg":"RS256","kid":"d-sig-rs256","typ":"JWT"})");
     EXPECT_EQ(partyB().helper().decodeMessage(token), ByteBuffer{'m'}) << "without an outer kid";
-    EXPECT_ERROR(
-        builder.create().encodeMessage({}),
-        JOSEError::algorithmNotSupported("Algorithm 'XYZ' is not supported for signing/verifying data."));
+    EXPECT_ERROR(builder.create().encodeMessage({}),
+                 JOSEError::algorithmNotSupported("Algorithm 'XYZ' is not supported for signing/verifying data."));
 }
 
 TEST(JOSEHelper, TheBuilderNeedsBothSetsTheSendersFirst) {
@@ -179,11 +177,10 @@ TEST(JOSEHelper, TriesEveryVerificationKeyAndReportsTheLastFailure) {
     EXPECT_EQ(b.helper().decodeMessage(token), ByteBuffer{'m'});
 
     b.theirs = {named(publicKey(sigB)), named(Platform::SoftwareKeyStore::generateRSA(1024).publicKey())};
-    EXPECT_ERROR(
-        b.helper().decodeMessage(token),
-        JOSEError::JWSVerificationError(wrapped(JOSEError::invalidKeyFormat(
-            "An error occurred while initializing verifier for JWS. Make sure the key you are using is "
-            "following the requirements for the signing algorithm RS256."))));
+    EXPECT_ERROR(b.helper().decodeMessage(token),
+                 JOSEError::JWSVerificationError(wrapped(JOSEError::invalidKeyFormat(
+                     "An error occurred while initializing verifier for JWS. Make sure the key you are using is "
+                     "following the requirements for the signing algorithm RS256."))));
 }
 
 }  // namespace

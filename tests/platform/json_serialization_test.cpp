@@ -59,8 +59,7 @@ TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
 }
 
 TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
-    for (const auto& row : rowsOf("refused", 55))
-        EXPECT_REFUSED(read(row[0].get<std::string>()), row[1]) << row;
+    for (const auto& row : rowsOf("refused", 55)) EXPECT_REFUSED(read(row[0].get<std::string>()), row[1]) << row;
     for (const auto& row : rowsOf("refusedBytes", 7))
         EXPECT_REFUSED(read(asText(Testing::fromHex(row[0]))), row[1]) << row;
 }
@@ -82,8 +81,7 @@ TEST(JSONReading, NeverRepeatsASecret) {
         const auto thrown = THROWN_BY(read(candidate));
         const auto message = Testing::textualForm(thrown);
         refused += thrown ? 1 : 0;
-        for (const auto* secret : {"s3c", "ret", "1234"})
-            EXPECT_EQ(message.find(secret), message.npos) << message;
+        for (const auto* secret : {"s3c", "ret", "1234"}) EXPECT_EQ(message.find(secret), message.npos) << message;
     }
     EXPECT_GT(refused, 500);
 }
@@ -107,8 +105,7 @@ TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
         {"A value that is not JSON", {JSONValue::opaque(7U), JSONValue::opaque(std::vector<int>())}}};
     for (const auto& [what, values] : cases) {
         for (const auto& value : values) {
-            for (const JSONValue& holder :
-                 List{value, List{1, value}, Object{{"a", List{Object{{"b", value}}}}}}) {
+            for (const JSONValue& holder : List{value, List{1, value}, Object{{"a", List{Object{{"b", value}}}}}}) {
                 EXPECT_ERROR(written(holder), JSONError(what + " cannot be written as JSON."));
                 EXPECT_FALSE(JSONSerialization::isValidJSONObject(holder)) << what;
             }
@@ -119,8 +116,7 @@ TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
 TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
     for (const JSONValue& value : List{nullptr, true, 1, 0.5, "x"}) {
         EXPECT_FALSE(JSONSerialization::isValidJSONObject(value)) << written(value);
-        for (const JSONValue& holder :
-             List{List{value}, Object{{"\u00e9\0"s, List{value}}}, List(), Object()})
+        for (const JSONValue& holder : List{List{value}, Object{{"\u00e9\0"s, List{value}}}, List(), Object()})
             EXPECT_TRUE(JSONSerialization::isValidJSONObject(holder)) << written(holder);
     }
 }

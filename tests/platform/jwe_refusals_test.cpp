@@ -79,11 +79,8 @@ TEST(ReceivedJWE, TellsNothingOfWhyDecryptionFailed) {
          }},
         {"a tag that is off", [](ForgedJWE& t) { t.tag.back() ^= 1; }},
         {"a content key one byte short",
-         [&](ForgedJWE& t) {
-             t.encryptedKey = recipient.encrypt(HashFunction::SHA256, ByteBuffer(31, 0x42));
-         }},
-        {"an empty content key",
-         [&](ForgedJWE& t) { t.encryptedKey = recipient.encrypt(HashFunction::SHA256, {}); }},
+         [&](ForgedJWE& t) { t.encryptedKey = recipient.encrypt(HashFunction::SHA256, ByteBuffer(31, 0x42)); }},
+        {"an empty content key", [&](ForgedJWE& t) { t.encryptedKey = recipient.encrypt(HashFunction::SHA256, {}); }},
         {"another OAEP hash",
          [&](ForgedJWE& t) { t.encryptedKey = recipient.encrypt(HashFunction::SHA1, t.contentKey); }},
         {"an encrypted key too short", [](ForgedJWE& t) { t.encryptedKey.pop_back(); }},
@@ -114,16 +111,14 @@ TEST(ReceivedJWE, RefusesEphemeralKeysThatAreNotOnTheRecipientsCurve) {
     }
     auto withKey = parts(token);
     withKey.at(1) = "AAAA";
-    EXPECT_ERROR(opened(joined(withKey), gcm, ECDH_ES, ecEncP256),
-                 parsing("The encrypted key is not empty."));
+    EXPECT_ERROR(opened(joined(withKey), gcm, ECDH_ES, ecEncP256), parsing("The encrypted key is not empty."));
 }
 
 TEST(ReceivedJWE, AWrappedKeyOfAnyOtherSizeIsAFailureLikeAnyOther) {
     constexpr auto management = ECDH_ES_A128KW;
     const auto encrypter = Encrypter::create(management, gcm, publicKey(ecEncP256)).value();
-    const auto token =
-        JOSE::JWE(JOSE::JWEHeader(management, gcm, {}, std::nullopt), asBytes("secret"), encrypter)
-            .compactSerializedData();
+    const auto token = JOSE::JWE(JOSE::JWEHeader(management, gcm, {}, std::nullopt), asBytes("secret"), encrypter)
+                           .compactSerializedData();
     for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 23U, 25U, 32U, 4096U}) {
         auto pieces = parts(token);
         pieces.at(1) = encodeBase64url(ByteBuffer(size, 7));

@@ -91,8 +91,7 @@ TEST(JWK, KeepsUnknownStringsAndNothingPrivateOrOfAnotherKind) {
     auto full = privateJwkOf(rsaSig);
     const json expected{{"kty", "RSA"}, {"n", full["n"]}, {"e", full["e"]}, {"kid", rsaSig},
                         {"use", "sig"}, {"alg", "RS256"}, {"a/b", "\u00e9"}};
-    full.update(
-        {{"key_ops", {"sign"}}, {"x5c", {"MII"}}, {"ext", true}, {"k", "c2VjcmV0"}, {"a/b", "\u00e9"}});
+    full.update({{"key_ops", {"sign"}}, {"x5c", {"MII"}}, {"ext", true}, {"k", "c2VjcmV0"}, {"a/b", "\u00e9"}});
     const auto own = privateFrom(full);
     EXPECT_FALSE(own.converted().isPublicKey());
     EXPECT_TRUE(own.publicHalf().converted().isPublicKey());

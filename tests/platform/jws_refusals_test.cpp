@@ -28,8 +28,7 @@ JOSE::Payload validated(ByteView token, const Verifier& verifier) {
 TEST(ReceivedJWS, RefusesHeadersThatASignatureCannotExcuse) {
     const auto signer = Signer::create(RS256, privateKey(rsaSig)).value();
     const auto verifier = Verifier::create(RS256, publicKey(rsaSig)).value();
-    ASSERT_EQ(validated(signedToken(R"({"alg":"RS256","b64":true})", "m", signer), verifier).data(),
-              ByteBuffer{'m'});
+    ASSERT_EQ(validated(signedToken(R"({"alg":"RS256","b64":true})", "m", signer), verifier).data(), ByteBuffer{'m'});
     const auto rows = readVectors("token_refusals.json").at("jwsHeaders");
     ASSERT_EQ(rows.size(), 18U);
     for (const auto& row : rows) {
@@ -47,8 +46,7 @@ TEST(ReceivedJWS, RefusesTextThatIsNotTheOneOfItsBytes) {
         SCOPED_TRACE(row[0]);
         std::string text = row[0];
         for (const auto& [name, piece] : {std::pair{"HEADER", 0U}, {"PAYLOAD", 1U}, {"SIGNATURE", 2U}}) {
-            if (const auto at = text.find(name); at != text.npos)
-                text.replace(at, strlen(name), pieces[piece]);
+            if (const auto at = text.find(name); at != text.npos) text.replace(at, strlen(name), pieces[piece]);
         }
         EXPECT_REFUSED(JOSE::ReceivedJWS(asBytes(text)), row[1]);
     }
@@ -99,8 +97,7 @@ TEST(Verifier, TakesTheHigherSOfSecp256k1) {
     }
     const auto verifier = Verifier::create(ES256K, *pair.publicKey.keyData()).value();
     EXPECT_TRUE(verifier.verifyDigest(digestOfM, signature));
-    EXPECT_EQ(signer.sign(asBytes("m")), signer.sign(asBytes("m")))
-        << "the nonce depends on key and digest alone";
+    EXPECT_EQ(signer.sign(asBytes("m")), signer.sign(asBytes("m"))) << "the nonce depends on key and digest alone";
 }
 
 TEST(Verifier, RefusesRsaSignaturesOfAnotherLengthOrSalt) {

@@ -39,8 +39,7 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
     EXPECT_EQ(file.at("refused").size(), 10U);
-    for (const auto& row : file.at("refused"))
-        EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]) << row;
+    for (const auto& row : file.at("refused")) EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]) << row;
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindSevenBlocks"))).isPublicKey());
@@ -105,8 +104,7 @@ TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
         for (const auto answer : {0U, size / 2 - 1, size / 2, size / 2 + 1, size - 1, size, size + 1}) {
             SCOPED_TRACE(kid + " " + std::to_string(answer));
             const auto peer = publicKey(kid);
-            const SecKey key(
-                std::make_shared<AnsweringStoreKey>(peer.publicComponents(), ByteBuffer(answer)));
+            const SecKey key(std::make_shared<AnsweringStoreKey>(peer.publicComponents(), ByteBuffer(answer)));
             EXPECT_REFUSED(key.sign(ECDSA, SHA256, digest), form(answer == size, "signature"));
             if (!key.curve()) continue;
             EXPECT_REFUSED(key.agree(peer), form(answer == size / 2, "shared secret"));

@@ -14,15 +14,14 @@ using namespace Testing;
 using Zennet::KeyType;
 
 TEST(Text, OnlyUtf8BecomesAString) {
-    for (const std::string text :
-         {"", "plain", "\xC3\xA9", "\xE2\x82\xAC", "\xED\x9F\xBF", "\xF4\x8F\xBF\xBF"}) {
+    for (const std::string text : {"", "plain", "\xC3\xA9", "\xE2\x82\xAC", "\xED\x9F\xBF", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_EQ(Zennet::convertToString(Zennet::convertToData(text)), text);
         EXPECT_TRUE(Zennet::isUTF8(asBytes(text)));
     }
     const std::string withNul("a\0b", 3);
     EXPECT_EQ(Zennet::convertToString(Zennet::convertToData(withNul)), withNul);
-    for (const std::string text : {"\xff", "a\x80", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80",
-                                   "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xE2\x82", "ok\xC3"}) {
+    for (const std::string text : {"\xff", "a\x80", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80",
+                                   "\xF8\x88\x80\x80\x80", "\xE2\x82", "ok\xC3"}) {
         EXPECT_FALSE(Zennet::isUTF8(asBytes(text))) << text;
         EXPECT_EQ(Zennet::convertToString(Zennet::convertToData(text)), "");
     }
@@ -49,14 +48,13 @@ TEST(Secp256k1Utils, WritesTheJwkOfAKnownKey) {
         "483ada7726a3c4655da4fbfc0e1108a8fd17b448a68554199c47d08ffb10d4b8");
     const auto jwk = Zennet::Secp256k1Utils::encodeToJwk(Zennet::PublicKey(generator, KeyType::SECP256K1Key),
                                                          Zennet::PrivateKey(one, KeyType::SECP256K1Key), "g");
+    EXPECT_EQ(asText(jwk.value()),
+              R"({"alg":"ES256K","crv":"secp256k1","kid":"g","kty":"EC",)"
+              R"("x":"eb5mfvncu6xVoGKVzocLBwKb_NstzijZWfKBWxb4F5g","y":"SDradyajxGVdpPv8DhEIqP0XtEimhVQZnEfQj_sQ1Lg",)"
+              R"("d":"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAE"})");
     EXPECT_EQ(
-        asText(jwk.value()),
-        R"({"alg":"ES256K","crv":"secp256k1","kid":"g","kty":"EC",)"
-        R"("x":"eb5mfvncu6xVoGKVzocLBwKb_NstzijZWfKBWxb4F5g","y":"SDradyajxGVdpPv8DhEIqP0XtEimhVQZnEfQj_sQ1Lg",)"
-        R"("d":"AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAE"})");
-    EXPECT_EQ(Zennet::Secp256k1Utils::encodeToJwk(Zennet::PublicKey(generator, KeyType::SECP256K1Key),
-                                                  std::nullopt, "\xff"),
-              std::nullopt);
+        Zennet::Secp256k1Utils::encodeToJwk(Zennet::PublicKey(generator, KeyType::SECP256K1Key), std::nullopt, "\xff"),
+        std::nullopt);
 }
 
 TEST(Wiping, LeavesNothingBehindAScope) {

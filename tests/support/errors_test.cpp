@@ -35,8 +35,7 @@ TEST(JOSEError, DescribesEachCaseInItsOwnWords) {
         {JOSEError::initializationError(""), initializationError, "Failed to initialize object: "},
         {JOSEError::JWSSignerError(inner), JWSSignerError,
          "JWSSignerError(JOSEError.missingKey(\"no \\\"key\\\"\")): no \"key\""},
-        {JOSEError::JWSVerificationError(wrapped(JOSE::JOSESwiftError::verifyingFailed("bad"))),
-         JWSVerificationError,
+        {JOSEError::JWSVerificationError(wrapped(JOSE::JOSESwiftError::verifyingFailed("bad"))), JWSVerificationError,
          "JWSVerificationError(JOSESwiftError.verifyingFailed(description: \"bad\")): bad"},
         {JOSEError::JWEEncrypterError(wrapped(std::runtime_error("x\ny"))), JWEEncrypterError,
          "JWEEncrypterError(\"x\\u{A}y\"): x\ny"},
@@ -80,8 +79,7 @@ TEST(JsonSerializeError, DescribesEachCaseInItsOwnWords) {
     EXPECT_EQ(JsonSerializeError::missingRequiredInformationForKey("k").errorDescription(),
               "Required key missing in the JSON: k");
     EXPECT_EQ(JsonSerializeError::missingRequiredInit().errorDescription(), "Must implement init(dict:)");
-    EXPECT_EQ(JsonSerializeError::invalidJsonString().errorDescription(),
-              "Invalid format in the JSON String.");
+    EXPECT_EQ(JsonSerializeError::invalidJsonString().errorDescription(), "Invalid format in the JSON String.");
     EXPECT_EQ(JsonSerializeError::missingRequiredInformationForKey("k").debugDescription(),
               "JsonSerializeError.missingRequiredInformationForKey(\"k\")");
 }

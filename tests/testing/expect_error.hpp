@@ -52,8 +52,7 @@ inline std::string textualForm(const std::exception_ptr& thrown) {
 }  // namespace Testing
 
 /// The expression throws an error of exactly this type, case and text.
-#define EXPECT_ERROR(expression, expected) \
-    ::Testing::expectError(__FILE__, __LINE__, THROWN_BY(expression), expected)
+#define EXPECT_ERROR(expression, expected) ::Testing::expectError(__FILE__, __LINE__, THROWN_BY(expression), expected)
 
 /// The expression throws an error of exactly this textual form: for rows of data files.
 #define EXPECT_REFUSED(expression, form) EXPECT_EQ(::Testing::textualForm(THROWN_BY(expression)), form)

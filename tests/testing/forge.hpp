@@ -14,15 +14,13 @@
 namespace Testing {
 
 /// A JWS with any header text and a signature that is valid for it.
-inline Platform::ByteBuffer signedToken(std::string_view header, std::string_view payload,
-                                        const JOSE::Signer& signer) {
+inline Platform::ByteBuffer signedToken(std::string_view header, std::string_view payload, const JOSE::Signer& signer) {
     const auto input = Platform::encodeBase64url(Platform::asBytes(header)) + "." +
                        Platform::encodeBase64url(Platform::asBytes(payload));
     return bytesOf(input + "." + Platform::encodeBase64url(signer.sign(Platform::asBytes(input))));
 }
 
-/// A JWE under a content key of the forger's choice; each part is free to be changed before it is put
-/// together.
+/// A JWE under a content key of the forger's choice; each part is free to be changed before it is put together.
 struct ForgedJWE {
     JOSE::ContentEncryptionAlgorithm encryption;
     std::string header;
@@ -46,9 +44,8 @@ struct ForgedJWE {
     void encrypt(std::string_view plaintext) {
         const auto content = JOSE::parameters(encryption);
         const auto encryptor =
-            content.macHash
-                ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, contentKey, iv, additionalData())
-                : Platform::Crypto::gcmEncryptor(contentKey, iv, additionalData());
+            content.macHash ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, contentKey, iv, additionalData())
+                            : Platform::Crypto::gcmEncryptor(contentKey, iv, additionalData());
         ciphertext.resize(plaintext.size() + 32);
         auto written = encryptor->update(Platform::asBytes(plaintext), ciphertext);
         written += encryptor->finish(std::span(ciphertext).subspan(written));
@@ -65,8 +62,7 @@ struct ForgedJWE {
         mac.update(iv);
         mac.update(ciphertext);
         Platform::ByteBuffer length(8);
-        for (std::size_t i = 0; i < 8; ++i)
-            length[7 - i] = static_cast<std::uint8_t>((aad.size() * 8) >> (8 * i));
+        for (std::size_t i = 0; i < 8; ++i) length[7 - i] = static_cast<std::uint8_t>((aad.size() * 8) >> (8 * i));
         mac.update(length);
         const auto whole = mac.finish();
         tag.assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));

@@ -87,8 +87,7 @@ JsonWebKey keyInWords(const std::string& words) {
     const auto key = kid == "rsa1024" ? Platform::SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
     if (!isPublic) return {Zennet::PrivateKey(key, typeOf(key)), use, kid};
     if (type == "untyped") return {Zennet::PublicKey(key.publicKey(), std::nullopt), use, kid};
-    return {Zennet::PublicKey(key.publicKey(), type.empty() ? typeOf(key) : KeyType("EC384", "P-384")), use,
-            kid};
+    return {Zennet::PublicKey(key.publicKey(), type.empty() ? typeOf(key) : KeyType("EC384", "P-384")), use, kid};
 }
 
 const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair() {

@@ -31,8 +31,7 @@ inline const std::string ecEncP256 = "d-enc-ecdh";
 inline const std::string ecEncP384 = "d-enc-ecdhkw384";
 inline const std::string ecEncP521 = "d-enc-ecdh521";
 
-/// The key's private or public half as a JsonWebKey with its kid; of type RSA2048Key or EC256Key by its
-/// family.
+/// The key's private or public half as a JsonWebKey with its kid; of type RSA2048Key or EC256Key by its family.
 Torvane::JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use);
 Torvane::JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use);
 

@@ -44,9 +44,7 @@ const json& keyNamed(const json& file, const json& kid) {
 
 // Whether both keys are RSA keys: the helper knows no others.
 bool isForHelper(const json& vector) {
-    const auto isRsa = [&](const char* member) {
-        return keyNamed(nested(), vector.at(member)).at("kty") == "RSA";
-    };
+    const auto isRsa = [&](const char* member) { return keyNamed(nested(), vector.at(member)).at("kty") == "RSA"; };
     return isRsa("enc_kid") && isRsa("sig_kid");
 }
 
@@ -160,9 +158,8 @@ void openSingleJwe(const json& vector, const json& key, Outcomes& outcomes) {
     const auto token = bytesOf(vector.at("token"));
     const auto own = key.at("kty") == "oct" ? privateKey(rsaEnc) : privateKeyOf(key.at("jwk_private"));
     if (!fromRawValue<JOSE::KeyManagementAlgorithm>(alg)) {
-        EXPECT_ERROR(
-            JWEDecrypter(alg, enc, own),
-            JOSEError::algorithmNotSupported(alg + " algorithm is not supported for key management."));
+        EXPECT_ERROR(JWEDecrypter(alg, enc, own),
+                     JOSEError::algorithmNotSupported(alg + " algorithm is not supported for key management."));
         const JWEDecrypter decrypter("RSA-OAEP", enc, own);
         return outcomes.count(reasonOf(JWEDecrypterError, [&] { decrypter.decryptJWE(token); }));
     }

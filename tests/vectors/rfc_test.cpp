@@ -66,8 +66,7 @@ JOSE::ContentEncryptionParameters contentParameters(const std::string& enc) {
 
 Encrypted encrypt(const std::string& enc, ByteView key, ByteView iv, ByteView aad, ByteView plaintext) {
     const auto hash = contentParameters(enc).macHash;
-    const auto encryptor =
-        hash ? Crypto::cbcHmacEncryptor(*hash, key, iv, aad) : Crypto::gcmEncryptor(key, iv, aad);
+    const auto encryptor = hash ? Crypto::cbcHmacEncryptor(*hash, key, iv, aad) : Crypto::gcmEncryptor(key, iv, aad);
     ByteBuffer ciphertext(plaintext.size() + 32);
     auto size = encryptor->update(plaintext, ciphertext);
     size += encryptor->finish(std::span(ciphertext).subspan(size));
@@ -188,11 +187,9 @@ void runKey(const JOSE::JWK& key, const json& members, const json& expected, Out
     for (const auto* name : {"kty", "crv", "kid", "use", "alg"}) {
         EXPECT_EQ(key[name].value_or("none"), expected.value(name, "none")) << name;
     }
-    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"})
-        EXPECT_EQ(key[name], std::nullopt) << name;
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"}) EXPECT_EQ(key[name], std::nullopt) << name;
     if (expected.at("kty") == "oct") {
-        EXPECT_ERROR(key.converted(),
-                     JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
+        EXPECT_ERROR(key.converted(), JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
         return outcomes.count("no platform key");
     }
     const auto spki = SoftwareKeyStore::load(bytesOf(expected.at("spki_pem")));

@@ -16,17 +16,13 @@ struct JWEAlgorithms {
     JOSE::ContentEncryptionAlgorithm contentEncryption = JOSE::ContentEncryptionAlgorithm::A128CBC_HS256;
 };
 
-/// @throws JOSEError algorithmNotSupported for an unknown name; where both are, for that of the key
-/// management.
-inline JWEAlgorithms algorithmsNamed(const std::string& keyManagementName,
-                                     const std::string& contentEncryptionName) {
+/// @throws JOSEError algorithmNotSupported for an unknown name; where both are, for that of the key management.
+inline JWEAlgorithms algorithmsNamed(const std::string& keyManagementName, const std::string& contentEncryptionName) {
     const auto keyManagement = JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(keyManagementName);
     if (!keyManagement) {
-        throw JOSEError::algorithmNotSupported(keyManagementName +
-                                               " algorithm is not supported for key management.");
+        throw JOSEError::algorithmNotSupported(keyManagementName + " algorithm is not supported for key management.");
     }
-    const auto contentEncryption =
-        JOSE::fromRawValue<JOSE::ContentEncryptionAlgorithm>(contentEncryptionName);
+    const auto contentEncryption = JOSE::fromRawValue<JOSE::ContentEncryptionAlgorithm>(contentEncryptionName);
     if (!contentEncryption) {
         throw JOSEError::algorithmNotSupported(contentEncryptionName +
                                                " algorithm is not supported for data encryption/decryption.");
@@ -53,17 +49,14 @@ Coder makeJweCoder(const JWEAlgorithms& algorithms, const Key& key, const std::s
 }
 
 /// The same for the JWK of a key, which must be of the class that the role asks for.
-/// @throws JOSEError invalidKeyFormat for a key without a JWK, algorithmNotSupported for one of the other
-/// class, or of
+/// @throws JOSEError invalidKeyFormat for a key without a JWK, algorithmNotSupported for one of the other class, or of
 ///         a type other than EC256Key and RSA2048Key.
 template <class Coder>
 Coder makeJweCoderForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk, Zennet::KeyClass keyClass,
                          const std::string& role) {
-    if (!jwk.jwk())
-        throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
+    if (!jwk.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
     const auto& key = jwk.key();
-    const bool isKnownType =
-        key.keyType() == Zennet::KeyType::EC256Key || key.keyType() == Zennet::KeyType::RSA2048Key;
+    const bool isKnownType = key.keyType() == Zennet::KeyType::EC256Key || key.keyType() == Zennet::KeyType::RSA2048Key;
     if (key.keyClass() != keyClass || !isKnownType) throw JOSEError::algorithmNotSupported("Unsupported Key");
     return makeJweCoder<Coder>(algorithms, *jwk.jwk(), role);
 }

@@ -15,13 +15,12 @@ JOSE::Decrypter decrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKe
 JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
                            const std::string& jweContentEncryptionAlgorithm,
                            const Platform::SecKey& decryptionPrivateKey)
-    : decrypter_(makeJweCoder<JOSE::Decrypter>(
-          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey,
-          "decrypter")) {}
+    : decrypter_(
+          makeJweCoder<JOSE::Decrypter>(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
+                                        decryptionPrivateKey, "decrypter")) {}
 
 JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm,
-                           const JsonWebKey& decryptionPrivateKey)
+                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& decryptionPrivateKey)
     : decrypter_(decrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
                                  decryptionPrivateKey)) {}
 

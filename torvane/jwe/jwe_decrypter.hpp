@@ -19,20 +19,17 @@ class TORVANE_EXPORT JWEDecrypter {
     /// With a platform private key.
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
-                 const std::string& jweContentEncryptionAlgorithm,
+    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
                  const Platform::SecKey& decryptionPrivateKey);
 
     /// With a key from JsonWebKey::fromPrivateJwk().
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported
-    /// "Unsupported Key"
+    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
     ///         for a public key, or one of a type other than EC256Key and RSA2048Key.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
-                 const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& decryptionPrivateKey);
+    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+                 const JsonWebKey& decryptionPrivateKey);
 
     /// RSA-OAEP-256 and A128CBC-HS256 with such a key.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a
-    /// platform key.
+    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
     explicit JWEDecrypter(const JsonWebKey& jwk);
 
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {

@@ -18,13 +18,12 @@ JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
                            const std::string& jweContentEncryptionAlgorithm,
                            const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId)
     : encrypter_(makeJweCoder<JOSE::Encrypter>(
-          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey,
-          "encrypter")),
+          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey, "encrypter")),
       keyId_(std::move(keyId)) {}
 
 JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm,
-                           const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId)
+                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& encryptionPublicKey,
+                           std::optional<std::string> keyId)
     : encrypter_(encrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
                                  encryptionPublicKey)),
       keyId_(std::move(keyId)) {}

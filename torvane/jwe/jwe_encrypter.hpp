@@ -22,21 +22,17 @@ class TORVANE_EXPORT JWEEncrypter {
     /// For a recipient's platform public key.
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                 const std::string& jweContentEncryptionAlgorithm,
+    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
                  const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
     /// For a recipient's key with a JWK; its own id is not used.
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported
-    /// "Unsupported Key"
+    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
     ///         for a private key, or one of a type other than EC256Key and RSA2048Key.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                 const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& encryptionPublicKey,
-                 std::optional<std::string> keyId);
+    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+                 const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId);
 
     /// RSA-OAEP-256 and A128CBC-HS256 for a key, with its id.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a
-    /// platform key.
+    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
     explicit JWEEncrypter(const JsonWebKey& jwk);
 
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
@@ -53,8 +49,7 @@ class TORVANE_EXPORT JWEEncrypter {
 
     /// The JWE in compact serialisation. Its header is headerParams with "alg", "enc" and, where there is a
     /// key id, "kid" set, and "cty" set to "JWT" when the payload is itself a token.
-    /// @throws JOSE::JOSESwiftError when the header is refused; JOSEError JWEEncrypterError when encryption
-    /// fails.
+    /// @throws JOSE::JOSESwiftError when the header is refused; JOSEError JWEEncrypterError when encryption fails.
     ByteBuffer encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt,
                           bool isNested = false) const;
 

@@ -9,8 +9,7 @@
 
 namespace Torvane {
 
-/// A JOSE::Signer or JOSE::Verifier over the key's raw bytes for ES256K, over its platform key for all
-/// others.
+/// A JOSE::Signer or JOSE::Verifier over the key's raw bytes for ES256K, over its platform key for all others.
 /// @throws JOSEError missingKey or invalidKeyFormat; `role` is "signer" or "verifier".
 template <class Coder>
 Coder makeJwsCoder(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key, const std::string& role) {

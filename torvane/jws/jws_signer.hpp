@@ -26,8 +26,7 @@ class TORVANE_EXPORT JWSSigner {
 
     /// The JWS in compact serialisation. Its header is headerParams with "alg" and "kid" set to the algorithm
     /// and the key's id.
-    /// @throws JOSEError JWSSignerError, around missingKey for a key without what the algorithm needs (raw
-    /// bytes for
+    /// @throws JOSEError JWSSignerError, around missingKey for a key without what the algorithm needs (raw bytes for
     ///         ES256K, a platform key for all others), invalidKeyFormat for one that does not fit it, or the
     ///         reason why the header was refused or the key store failed.
     ByteBuffer signJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;

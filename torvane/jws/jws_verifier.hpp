@@ -21,10 +21,8 @@ class TORVANE_EXPORT JWSVerifier {
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
     /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm()
-    /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is
-    /// looked at.
-    /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or
-    /// does not
+    /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is looked at.
+    /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or does not
     ///         verify, around missingKey for a key without what the algorithm needs, or around
     ///         invalidKeyFormat for one that does not fit it.
     ByteBuffer verifyJWS(ByteView jwsData) const;

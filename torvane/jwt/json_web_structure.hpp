@@ -31,8 +31,7 @@ class TORVANE_EXPORT JsonWebStructure {
 
     /// Splits at every dot and decodes each piece; three pieces are a JWS, five a JWE, any other number is
     /// kept without indices.
-    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first piece that is empty
-    /// or not
+    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first piece that is empty or not
     ///         canonical unpadded base64url.
     explicit JsonWebStructure(std::string_view compactSerialization);
 

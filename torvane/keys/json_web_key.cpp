@@ -21,8 +21,7 @@ std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::st
     if (!key.keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + keyId);
     if (!key.isPublicKey()) return std::nullopt;
     StringMap additionalParameters{{"use", std::string(rawValue(use))}, {"kid", keyId}};
-    if (key.keyType() == KeyType::RSA2048Key)
-        return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
+    if (key.keyType() == KeyType::RSA2048Key) return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
 
@@ -44,13 +43,10 @@ KeyType keyTypeOf(const JOSE::JWK& jwk) {
 
 JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::move(state))) {}
 
-JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId,
-                       std::optional<Zennet::Key> pairingKey)
-    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId),
-                       std::move(pairingKey)}) {}
+JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
+    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId), std::move(pairingKey)}) {}
 
-JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse,
-                       std::string keyId)
+JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
     : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
 
 JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
@@ -66,8 +62,8 @@ JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
 
 JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
     const auto jwk = JOSE::JWK::initPrivateFrom(jwkData);
-    return JsonWebKey(State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse,
-                            std::move(keyId), std::nullopt});
+    return JsonWebKey(
+        State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
 Platform::SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {

@@ -29,11 +29,9 @@ class TORVANE_EXPORT JsonWebKey {
   public:
     /// A public key that is not secp256k1 gets a JWK with its numbers, "use" and "kid": as RSA when its type
     /// is RSA2048Key, else as EC.
-    /// @throws JOSEError missingKey "Missing keyRef for key " + id, for a key other than secp256k1 without a
-    /// platform
+    /// @throws JOSEError missingKey "Missing keyRef for key " + id, for a key other than secp256k1 without a platform
     ///         key; JOSE::JOSESwiftError when the platform key is not a public one of that family.
-    JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId,
-               std::optional<Zennet::Key> pairingKey = std::nullopt);
+    JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey = std::nullopt);
 
     /// Wraps the platform key as a public or private key, and goes on as above.
     JsonWebKey(Platform::SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse,
@@ -51,14 +49,12 @@ class TORVANE_EXPORT JsonWebKey {
     /// A private key from the JSON text of an RSA or EC private JWK (RFC 7518, sections 6.2 and 6.3), for
     /// decryption through every constructor of JWEDecrypter. It is never written: each encode treats it as a
     /// private key. An RSA key needs its primes and CRT values; "d" alone is not enough.
-    /// @throws JOSE::JOSESwiftError when the text is no such JWK; Platform::SecurityError when its numbers
-    /// don't
+    /// @throws JOSE::JOSESwiftError when the text is no such JWK; Platform::SecurityError when its numbers don't
     ///         belong together.
     static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
 
     /// The platform public key of a public JWK.
-    /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key
-    /// type other
+    /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key type other
     ///         than RSA and EC; around nothing when the JWK cannot be written as JSON.
     static Platform::SecKey getPubSecKey(const JOSE::JWK& from);
 
@@ -74,8 +70,7 @@ class TORVANE_EXPORT JsonWebKey {
     const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
 
     /// The JWK as JSON text in UTF-8; nothing for an RSA or EC private key, for a secp256k1 private key
-    /// without its pairing key, and when the key cannot be written. With a secp256k1 private key the text
-    /// holds "d".
+    /// without its pairing key, and when the key cannot be written. With a secp256k1 private key the text holds "d".
     std::optional<ByteBuffer> encode() const;
     std::optional<std::string> encodeToString() const;
 

@@ -27,8 +27,7 @@ std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*d
 
 JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
-    if (algorithm == nullptr || *algorithm != "ES256K")
-        throw JOSEError::algorithmNotSupported("Unsupported algorithm");
+    if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
     const auto x = decoded(stringMember(entry, "x"), Platform::decodeBase64url);
     const auto y = decoded(stringMember(entry, "y"), Platform::decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
@@ -113,8 +112,7 @@ class Criteria {
 
 bool isExported(const JsonWebKey& key) {
     if (!key.key().keyType()) Platform::stopProcess("a key without a key type cannot be encoded");
-    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey()
-                                                     : key.exportableJwk() != nullptr;
+    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey() : key.exportableJwk() != nullptr;
 }
 
 }  // namespace
@@ -135,9 +133,8 @@ std::vector<JsonWebKey> JsonWebKeySet::findKeysFor(const JSONValue::Object& jwkH
                                                    Zennet::KeyClass keyClass) const {
     const Criteria criteria(jwkHeader);
     std::vector<JsonWebKey> found;
-    std::copy_if(jwks.begin(), jwks.end(), std::back_inserter(found), [&](const JsonWebKey& key) {
-        return key.key().keyClass() == keyClass && criteria.fit(key);
-    });
+    std::copy_if(jwks.begin(), jwks.end(), std::back_inserter(found),
+                 [&](const JsonWebKey& key) { return key.key().keyClass() == keyClass && criteria.fit(key); });
     return found;
 }
 
@@ -149,8 +146,7 @@ ByteBuffer JsonWebKeySet::encode() const {
     try {
         return JOSE::JWKSet(std::move(exported)).jsonData();
     } catch (...) {
-        rethrowAsJOSEError(
-            [](std::exception_ptr error) { return JOSEError::cannotEncodeJWK(std::move(error)); });
+        rethrowAsJOSEError([](std::exception_ptr error) { return JOSEError::cannotEncodeJWK(std::move(error)); });
     }
 }
 

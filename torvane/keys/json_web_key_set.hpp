@@ -30,15 +30,13 @@ class TORVANE_EXPORT JsonWebKeySet {
     ///         be read. The first bad key fails the whole set.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
 
-    /// Reads the JSON text of a JWK Set: RSA and EC keys on P-256, P-384 and P-521, as public keys. A set may
-    /// be empty.
+    /// Reads the JSON text of a JWK Set: RSA and EC keys on P-256, P-384 and P-521, as public keys. A set may be empty.
     /// @throws JOSEError cannotDecodeJWK, around the reason; the first bad key fails the whole set.
     explicit JsonWebKeySet(ByteView jwksData);
 
     /// The keys of one class that fit every criterion given, in order. Criteria are "kid" (a string), "kty"
     /// (an opaque Zennet::KeyType), "use" (an opaque JWKUse, compared exactly) and "alg" (a string, which
-    /// excludes only keys whose JWK names another); a member that is missing or of another kind is no
-    /// criterion.
+    /// excludes only keys whose JWK names another); a member that is missing or of another kind is no criterion.
     std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader, Zennet::KeyClass keyClass) const;
 
     /// The JWK Set as JSON text: RSA and EC public keys; other keys are left out.
@@ -47,8 +45,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     std::string encodeToString() const;
 
     /// The members of each public key, secp256k1 keys among them.
-    /// @throws JOSEError cannotEncodeJWK when a key cannot be written. A key without a type stops the
-    /// process.
+    /// @throws JOSEError cannotEncodeJWK when a key cannot be written. A key without a type stops the process.
     std::vector<StringMap> encodeToArray() const;
 
     /// The text of encode(), or what says that there is none; never throws for a bad key.

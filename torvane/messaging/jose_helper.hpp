@@ -27,20 +27,18 @@ class TORVANE_EXPORT JOSEHelper {
     /// Signs the message with our private signing key, encrypts the JWS for the peer, and returns the compact
     /// JWE: ASCII text in five parts. Both keys are RSA keys (of type RSA2048Key, whatever their size), found
     /// by use and id; there must be exactly one of each.
-    /// @throws JOSEError missingKey for a key that is not to be found, our own first; algorithmNotSupported
-    /// for an
+    /// @throws JOSEError missingKey for a key that is not to be found, our own first; algorithmNotSupported for an
     ///         algorithm name that is not known; invalidKeyFormat for a key that does not fit; JWSSignerError
     ///         and JWEEncrypterError around the reason when signing or encrypting fails. JOSE::JOSESwiftError
     ///         when extra JWE header parameters are refused.
     ByteBuffer encodeMessage(ByteView rawMessage) const;
 
-    /// Decrypts a compact JWE with the private key that its header names, verifies the JWS inside with the
-    /// peer's keys that its header names (each in turn, the first that verifies wins), and returns the signed
-    /// payload.
-    /// @throws JOSEError invalidJOSEComponent for a token that is no compact serialisation; missingKey for
-    /// keys that
-    ///         are not to be found; algorithmNotSupported and invalidKeyFormat as above; JWEDecrypterError
-    ///         and JWSVerificationError around the reason. Nothing of the message leaves with an error.
+    /// Decrypts a compact JWE with the private key that its header names, verifies the JWS inside with the peer's keys
+    /// that its header names (each in turn, the first that verifies wins), and returns the signed payload.
+    /// @throws JOSEError invalidJOSEComponent for a token, or a token inside, that is no compact serialisation (its
+    ///         text quotes the piece at fault, so it is not for showing to the sender); missingKey for keys that are
+    ///         not to be found; algorithmNotSupported and invalidKeyFormat as above; JWEDecrypterError and
+    ///         JWSVerificationError around the reason.
     ByteBuffer decodeMessage(ByteView encodedMessage) const;
 
   private:
@@ -51,8 +49,7 @@ class TORVANE_EXPORT JOSEHelper {
     std::shared_ptr<const Configuration> configuration_;
 };
 
-/// Collects the configuration, in any order; each setter returns the builder. Not to be used from two threads
-/// at once.
+/// Collects the configuration, in any order; each setter returns the builder. Not to be used from two threads at once.
 class TORVANE_EXPORT JOSEHelper::Builder {
   public:
     Builder() = default;
@@ -75,10 +72,8 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     virtual Builder& setJWEContentEncryptionAlgorithm(std::string algorithm);
 
     /// Our own keys, and the id of the one that signs; without an id, whichever signing key there is.
-    virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet,
-                                     std::optional<std::string> signingKeyId = std::nullopt);
-    /// The peer's keys, and the id of the one to encrypt to; without an id, whichever encryption key there
-    /// is.
+    virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> signingKeyId = std::nullopt);
+    /// The peer's keys, and the id of the one to encrypt to; without an id, whichever encryption key there is.
     virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet,
                                         std::optional<std::string> encryptionKeyId = std::nullopt);
 

@@ -25,8 +25,7 @@ std::string describe(const std::exception_ptr& error, OnError onError, OnExcepti
 
 }  // namespace
 
-Error::Error(std::string description)
-    : description_(std::make_shared<const std::string>(std::move(description))) {}
+Error::Error(std::string description) : description_(std::make_shared<const std::string>(std::move(description))) {}
 
 const char* Error::what() const noexcept {
     return description_->c_str();
@@ -56,8 +55,7 @@ std::string debugQuoted(std::string_view text) {
             result += c;
         } else if (static_cast<unsigned char>(c) < 0x20) {
             std::array<char, 8> escape{};
-            static_cast<void>(
-                std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c)));
+            static_cast<void>(std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c)));
             result += escape.data();
         } else {
             result += c;

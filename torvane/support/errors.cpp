@@ -8,13 +8,12 @@ namespace Torvane {
 namespace {
 
 constexpr std::array<std::string_view, 15> joseCaseNames{
-    "algorithmNotSupported", "invalidKeyFormat",     "missingKey",         "JWSSignerError",
-    "JWSVerificationError",  "JWEEncrypterError",    "JWEDecrypterError",  "cannotEncodeJWK",
-    "cannotDecodeJWK",       "cannotDecodeResponse", "claimNotFoundInJWT", "malformedClaim",
-    "invalidJOSEComponent",  "curveNotSupported",    "initializationError"};
+    "algorithmNotSupported", "invalidKeyFormat",  "missingKey",           "JWSSignerError",    "JWSVerificationError",
+    "JWEEncrypterError",     "JWEDecrypterError", "cannotEncodeJWK",      "cannotDecodeJWK",   "cannotDecodeResponse",
+    "claimNotFoundInJWT",    "malformedClaim",    "invalidJOSEComponent", "curveNotSupported", "initializationError"};
 
-constexpr std::array<std::string_view, 4> jsonCaseNames{
-    "failedToParseJson", "missingRequiredInformationForKey", "missingRequiredInit", "invalidJsonString"};
+constexpr std::array<std::string_view, 4> jsonCaseNames{"failedToParseJson", "missingRequiredInformationForKey",
+                                                        "missingRequiredInit", "invalidJsonString"};
 
 constexpr std::string_view missingKeyText = "Required key missing in the JSON: ";
 
@@ -24,8 +23,7 @@ std::string optionalForm(const std::optional<std::string>& debugForm) {
 
 }  // namespace
 
-JOSEError::JOSEError(std::shared_ptr<const State> state)
-    : Error(describe(*state)), state_(std::move(state)) {}
+JOSEError::JOSEError(std::shared_ptr<const State> state) : Error(describe(*state)), state_(std::move(state)) {}
 
 JOSEError JOSEError::make(Case errorCase, std::exception_ptr underlying, std::optional<std::string> text) {
     return JOSEError(std::make_shared<const State>(State{errorCase, std::move(underlying), std::move(text)}));
@@ -37,15 +35,13 @@ std::string JOSEError::textualForm(const State& state) {
         case Case::cannotEncodeJWK:
         case Case::cannotDecodeJWK: {
             using Form = std::optional<std::string>;
-            const auto underlying =
-                state.underlying ? Form(Platform::debugDescription(state.underlying)) : Form();
+            const auto underlying = state.underlying ? Form(Platform::debugDescription(state.underlying)) : Form();
             const auto text = state.text ? Form(Platform::debugQuoted(*state.text)) : Form();
             payload = optionalForm(underlying) + ", description: " + optionalForm(text);
             break;
         }
         default:
-            payload = state.text ? Platform::debugQuoted(*state.text)
-                                 : Platform::debugDescription(state.underlying);
+            payload = state.text ? Platform::debugQuoted(*state.text) : Platform::debugDescription(state.underlying);
     }
     return std::string(joseCaseNames[static_cast<std::size_t>(state.errorCase)]) + "(" + payload + ")";
 }
@@ -163,8 +159,7 @@ JsonSerializeError JsonSerializeError::invalidJsonString() {
 std::string JsonSerializeError::debugDescription() const {
     std::string form = "JsonSerializeError." + std::string(jsonCaseNames[static_cast<std::size_t>(case_)]);
     switch (case_) {
-        case Case::failedToParseJson:
-            return form + "(description: " + Platform::debugQuoted(errorDescription()) + ")";
+        case Case::failedToParseJson: return form + "(description: " + Platform::debugQuoted(errorDescription()) + ")";
         case Case::missingRequiredInformationForKey:
             return form + "(" + Platform::debugQuoted(errorDescription().substr(missingKeyText.size())) + ")";
         case Case::missingRequiredInit:

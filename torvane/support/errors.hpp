@@ -60,10 +60,8 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     static JOSEError cannotDecodeResponse(std::exception_ptr underlying);
 
     // The same; the description counts only where there is no underlying error.
-    static JOSEError cannotEncodeJWK(std::exception_ptr underlying,
-                                     std::optional<std::string> description = {});
-    static JOSEError cannotDecodeJWK(std::exception_ptr underlying,
-                                     std::optional<std::string> description = {});
+    static JOSEError cannotEncodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
+    static JOSEError cannotDecodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
 
     Case errorCase() const noexcept { return state_->errorCase; }
 
@@ -96,12 +94,7 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
 
 class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
   public:
-    enum class Case {
-        failedToParseJson,
-        missingRequiredInformationForKey,
-        missingRequiredInit,
-        invalidJsonString
-    };
+    enum class Case { failedToParseJson, missingRequiredInformationForKey, missingRequiredInit, invalidJsonString };
 
     /// Describes itself with the description.
     static JsonSerializeError failedToParseJson(std::string description);

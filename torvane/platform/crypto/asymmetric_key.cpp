@@ -24,25 +24,21 @@ class KeyBuilder {
     void pushSecret(const char* name, ByteView number) { pushNumber(name, number, BN_secure_new()); }
 
     void pushPoint(const ECPublicComponents& point) {
-        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME,
-                                              groupName(point.curve), 0),
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, groupName(point.curve), 0),
               "set up a key");
         point_.push_back(POINT_CONVERSION_UNCOMPRESSED);
         point_.insert(point_.end(), point.x.begin(), point.x.end());
         point_.insert(point_.end(), point.y.begin(), point.y.end());
-        check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(),
-                                               point_.size()),
+        check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(), point_.size()),
               "set up a key");
     }
 
     Pkey build(const char* family, int selection) const {
         const Params params(check(OSSL_PARAM_BLD_to_param(builder_.get()), "set up a key"));
-        const PkeyContext context(
-            check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a key management"));
+        const PkeyContext context(check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a key management"));
         EVP_PKEY* key = nullptr;
         check(EVP_PKEY_fromdata_init(context.get()), "set up a key");
-        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()),
-              "build a key from its numbers");
+        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()), "build a key from its numbers");
         return Pkey(key);
     }
 
@@ -78,8 +74,7 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
 // Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times
 // the generator. A key that mixes two pairs would sign with one and be verified with the other.
 Pkey checkedPair(Pkey key) {
-    const PkeyContext context(
-        check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
+    const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
     check(EVP_PKEY_pairwise_check(context.get()), "match the private key with its public half");
     return key;
 }
@@ -89,15 +84,13 @@ ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
     check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's numbers");
     const Bignum value(raw);
     ByteBuffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
-    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0)
-        fail("read a key's numbers");
+    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) fail("read a key's numbers");
     return bytes;
 }
 
 std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
     std::array<char, 64> name{};
-    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) !=
-        1) {
+    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
         return std::nullopt;
     }
     const std::string_view group(name.data());
@@ -113,8 +106,7 @@ constexpr int mostBlocks = 8;
 // The first key of the selection, or null. Each attempt takes one block off the input.
 Pkey decoded(ByteView encoded, int selection) {
     if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
-    const Bio input(
-        check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key decoder"));
+    const Bio input(check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key decoder"));
     EVP_PKEY* key = nullptr;
     const DecoderContext context(
         check(OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),

@@ -13,8 +13,7 @@ void setScheme(EVP_PKEY_CTX* context, SignatureScheme scheme, HashFunction hash)
     check(EVP_PKEY_CTX_set_signature_md(context, evpDigest(hash)), "choose a hash function");
     if (scheme == SignatureScheme::ECDSA) return;
     const bool pss = scheme == SignatureScheme::RSA_PSS;
-    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING),
-          "choose a padding");
+    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING), "choose a padding");
     if (pss) check(EVP_PKEY_CTX_set_rsa_pss_saltlen(context, RSA_PSS_SALTLEN_DIGEST), "choose a salt length");
 }
 
@@ -94,8 +93,7 @@ ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext) {
     setOaep(context.get(), hash);
     std::size_t size = bytes(EVP_PKEY_get_size(key));
     ByteBuffer ciphertext(size);
-    check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()),
-          "encrypt");
+    check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
     return ciphertext;
 }
 

@@ -25,16 +25,14 @@ class Cipher {
   public:
     Cipher(const EVP_CIPHER* algorithm, Direction direction, ByteView key, ByteView iv)
         : context_(check(EVP_CIPHER_CTX_new(), "set up AES")) {
-        check(EVP_CipherInit_ex(context_.get(), algorithm, nullptr, key.data(), iv.data(),
-                                static_cast<int>(direction)),
+        check(EVP_CipherInit_ex(context_.get(), algorithm, nullptr, key.data(), iv.data(), static_cast<int>(direction)),
               "set up AES");
     }
 
     void addAuthenticatedData(ByteView data) {
         inCipherPieces(data, [this](ByteView piece) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), nullptr, &written, piece.data(),
-                                   static_cast<int>(piece.size())),
+            check(EVP_CipherUpdate(context_.get(), nullptr, &written, piece.data(), static_cast<int>(piece.size())),
                   "authenticate data");
         });
     }
@@ -44,8 +42,7 @@ class Cipher {
         std::size_t total = 0;
         inCipherPieces(in, [&](ByteView piece) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), out + total, &written, piece.data(),
-                                   static_cast<int>(piece.size())),
+            check(EVP_CipherUpdate(context_.get(), out + total, &written, piece.data(), static_cast<int>(piece.size())),
                   "run AES");
             total += static_cast<std::size_t>(written);
         });
@@ -87,8 +84,7 @@ class GcmEncryptor final : public ContentEncryptor {
     ByteBuffer tag() const override {
         const ErrorScope scope;
         ByteBuffer tag(gcmTagSize);
-        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()),
-                                  tag.data()),
+        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()),
               "read the tag");
         return tag;
     }

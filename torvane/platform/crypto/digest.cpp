@@ -9,8 +9,7 @@ namespace Platform::Crypto {
 ByteBuffer digest(HashFunction hash, ByteView data) {
     const ErrorScope scope;
     ByteBuffer result(digestSize(hash));
-    check(EVP_Digest(data.data(), data.size(), result.data(), nullptr, evpDigest(hash), nullptr),
-          "compute a digest");
+    check(EVP_Digest(data.data(), data.size(), result.data(), nullptr, evpDigest(hash), nullptr), "compute a digest");
     return result;
 }
 
@@ -18,8 +17,8 @@ Hmac::Hmac(HashFunction hash, ByteView key) : size_(digestSize(hash)) {
     const ErrorScope scope;
     const Mac mac(check(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr), "find HMAC"));
     context_.reset(check(EVP_MAC_CTX_new(mac.get()), "set up HMAC"));
-    std::array params{OSSL_PARAM_construct_utf8_string(
-                          OSSL_MAC_PARAM_DIGEST, const_cast<char*>(EVP_MD_get0_name(evpDigest(hash))), 0),
+    std::array params{OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST,
+                                                       const_cast<char*>(EVP_MD_get0_name(evpDigest(hash))), 0),
                       OSSL_PARAM_construct_end()};
     check(EVP_MAC_init(context_.get(), key.data(), key.size(), params.data()), "set up HMAC");
 }

@@ -26,13 +26,12 @@ SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t si
     const ErrorScope scope;
     const Kdf kdf(check(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_SSKDF, nullptr), "find the key derivation"));
     const KdfContext context(check(EVP_KDF_CTX_new(kdf.get()), "set up the key derivation"));
-    std::array params{
-        OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>("SHA256"), 0),
-        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, const_cast<std::uint8_t*>(sharedSecret.data()),
-                                          sharedSecret.size()),
-        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO, const_cast<std::uint8_t*>(otherInfo.data()),
-                                          otherInfo.size()),
-        OSSL_PARAM_construct_end()};
+    std::array params{OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>("SHA256"), 0),
+                      OSSL_PARAM_construct_octet_string(
+                          OSSL_KDF_PARAM_KEY, const_cast<std::uint8_t*>(sharedSecret.data()), sharedSecret.size()),
+                      OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO,
+                                                        const_cast<std::uint8_t*>(otherInfo.data()), otherInfo.size()),
+                      OSSL_PARAM_construct_end()};
     SecretBuffer key(size);
     check(EVP_KDF_derive(context.get(), key.data(), key.size(), params.data()), "derive a key");
     return key;
@@ -55,8 +54,7 @@ std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, st
     const auto context = wrapContext(wrappingKey, false);
     SecretBuffer key(wrapped.size() + wrapOverhead);
     int written = 0;
-    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(),
-                         static_cast<int>(wrapped.size())) != 1 ||
+    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), static_cast<int>(wrapped.size())) != 1 ||
         static_cast<std::size_t>(written) != size) {
         return std::nullopt;
     }

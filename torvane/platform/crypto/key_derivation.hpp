@@ -10,8 +10,7 @@ namespace Platform::Crypto {
 /// The Concat KDF over SHA-256: `size` bytes of key from a shared secret and the other-info bytes.
 SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size);
 
-/// Wraps a key of a multiple of 8 bytes, at least 16, under one of 16, 24 or 32 bytes; the result is 8 bytes
-/// longer.
+/// Wraps a key of a multiple of 8 bytes, at least 16, under one of 16, 24 or 32 bytes; the result is 8 bytes longer.
 ByteBuffer wrapKey(ByteView wrappingKey, ByteView key);
 
 /// Nothing when the wrapped bytes are not a key of `size` bytes under this wrapping key.

@@ -17,8 +17,7 @@ using Context = Handle<secp256k1_context, secp256k1_context_destroy>;
 Context newSigningContext() {
     Context context(secp256k1_context_create(SECP256K1_CONTEXT_NONE));
     SecretBuffer seed(32);
-    if (RAND_priv_bytes(seed.data(), static_cast<int>(seed.size())) != 1)
-        stopProcess("the random source failed");
+    if (RAND_priv_bytes(seed.data(), static_cast<int>(seed.size())) != 1) stopProcess("the random source failed");
     if (secp256k1_context_randomize(context.get(), seed.data()) != 1) stopProcess("libsecp256k1 is unusable");
     return context;
 }
@@ -36,15 +35,13 @@ const secp256k1_context* verifyingContext() noexcept {
 bool parse(ByteView encoded, secp256k1_pubkey& point) noexcept {
     // The hybrid forms 0x06 and 0x07, which the library reads too, are no JOSE key.
     const bool known = encoded.size() == 33 || (encoded.size() == 65 && encoded[0] == 0x04);
-    return known &&
-           secp256k1_ec_pubkey_parse(verifyingContext(), &point, encoded.data(), encoded.size()) == 1;
+    return known && secp256k1_ec_pubkey_parse(verifyingContext(), &point, encoded.data(), encoded.size()) == 1;
 }
 
 Point serialize(const secp256k1_pubkey& point) noexcept {
     Point encoded{};
     std::size_t size = encoded.size();
-    secp256k1_ec_pubkey_serialize(verifyingContext(), encoded.data(), &size, &point,
-                                  SECP256K1_EC_UNCOMPRESSED);
+    secp256k1_ec_pubkey_serialize(verifyingContext(), encoded.data(), &size, &point, SECP256K1_EC_UNCOMPRESSED);
     return encoded;
 }
 
@@ -71,8 +68,7 @@ Point publicPointOf(ByteView scalar) {
 ByteBuffer sign(ByteView scalar, ByteView digest) {
     secp256k1_ecdsa_signature signature;
     if (digest.size() != digestSize || !isPrivateKey(scalar) ||
-        secp256k1_ecdsa_sign(signingContext(), &signature, digest.data(), scalar.data(), nullptr, nullptr) !=
-            1) {
+        secp256k1_ecdsa_sign(signingContext(), &signature, digest.data(), scalar.data(), nullptr, nullptr) != 1) {
         throw SecurityError("Failed to sign with a secp256k1 key.");
     }
     ByteBuffer raw(signatureSize);

@@ -29,8 +29,7 @@ Point publicPointOf(ByteView scalar);
 /// @throws SecurityError for a scalar out of range, or a digest of another size.
 ByteBuffer sign(ByteView scalar, ByteView digest);
 
-/// A signature with the higher s is as good; r or s zero or not below the order is not, nor is any other
-/// size.
+/// A signature with the higher s is as good; r or s zero or not below the order is not, nor is any other size.
 bool verify(ByteView point, ByteView digest, ByteView signature) noexcept;
 
 }  // namespace Platform::Crypto::Secp256k1

@@ -22,8 +22,8 @@ bool isUsableRSA(const Platform::SecKey& key) noexcept {
     const auto modulusBits = bitLength(rsa->modulus);
     const auto exponentBits = bitLength(rsa->exponent);
     const bool isOdd = exponentBits > 0 && (rsa->exponent.back() & 1) == 1;
-    return modulusBits >= minimumModulusBits && modulusBits <= maximumModulusBits && isOdd &&
-           exponentBits >= 2 && exponentBits <= maximumExponentBits;
+    return modulusBits >= minimumModulusBits && modulusBits <= maximumModulusBits && isOdd && exponentBits >= 2 &&
+           exponentBits <= maximumExponentBits;
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// The algorithms of RFC 7518 and RFC 8812 that the library knows: one line each says all there is to know of
-// one.
+// The algorithms of RFC 7518 and RFC 8812 that the library knows: one line each says all there is to know of one.
 //
 // Left out on purpose, and unknown names therefore: "none", the shared-secret algorithms (keys here are key
 // pairs), and RSA1_5 (its padding is an oracle).
@@ -51,14 +50,7 @@ struct KeyManagementParameters {
     constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
 };
 
-enum class ContentEncryptionAlgorithm {
-    A128CBC_HS256,
-    A192CBC_HS384,
-    A256CBC_HS512,
-    A128GCM,
-    A192GCM,
-    A256GCM
-};
+enum class ContentEncryptionAlgorithm { A128CBC_HS256, A192CBC_HS384, A256CBC_HS512, A128GCM, A192GCM, A256GCM };
 
 struct ContentEncryptionParameters {
     std::string_view name;

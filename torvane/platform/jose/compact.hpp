@@ -20,8 +20,8 @@ std::array<std::string_view, Count> splitCompact(std::string_view text) {
         const auto dot = text.find('.');
         const bool isLast = i + 1 == Count;
         if (isLast != (dot == std::string_view::npos)) {
-            throw JOSESwiftError::parsingFailed("The compact serialisation does not have " +
-                                                std::to_string(Count) + " parts.");
+            throw JOSESwiftError::parsingFailed("The compact serialisation does not have " + std::to_string(Count) +
+                                                " parts.");
         }
         pieces[i] = text.substr(0, dot);
         if (!isLast) text.remove_prefix(dot + 1);

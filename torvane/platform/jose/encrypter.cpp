@@ -32,14 +32,13 @@ std::optional<Platform::SecKey> convertedOrNothing(const JWK& jwk) {
 
 Platform::SecKey ephemeralKey(const JWEHeader& header, const Platform::SecKey& own) {
     const auto member = header.parameters().find("epk");
-    const auto* members =
-        member == header.parameters().end() ? nullptr : member->second.as<JSONValue::Object>();
+    const auto* members = member == header.parameters().end() ? nullptr : member->second.as<JSONValue::Object>();
     if (members == nullptr || members->contains("d")) refuseEpk();
     try {
         auto key = JWK::initFrom(*members).converted();
         if (key.curve() && key.curve() == own.curve()) return key;
     } catch (const Platform::Error&) {
-        refuseEpk();
+        // Whatever is wrong with it, it is refused in the same words.
     }
     refuseEpk();
 }
@@ -49,8 +48,7 @@ Platform::ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
     if (member == header.parameters().end()) return {};
     const auto* text = member->second.as<std::string>();
     auto bytes = text ? Platform::decodeBase64url(*text) : std::nullopt;
-    if (!bytes)
-        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
+    if (!bytes) throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
     return *std::move(bytes);
 }
 
@@ -117,9 +115,8 @@ Platform::SecretBuffer Decrypter::contentKey(const JWEHeader& header, Platform::
     if (management.isDirect()) return agreed(header);
 
     auto substitute = randomKey(keySize);
-    auto key = management.isKeyAgreement()
-                   ? Platform::Crypto::unwrapKey(agreed(header), encryptedKey, keySize)
-                   : key_.decrypt(*management.oaepHash, encryptedKey);
+    auto key = management.isKeyAgreement() ? Platform::Crypto::unwrapKey(agreed(header), encryptedKey, keySize)
+                                           : key_.decrypt(*management.oaepHash, encryptedKey);
     return key && key->size() == keySize ? *std::move(key) : std::move(substitute);
 }
 

@@ -61,8 +61,7 @@ class TORVANE_EXPORT Decrypter {
 
     /// The content key, or a random one of the same size in place of an encrypted key that cannot be
     /// unwrapped, so that nothing tells the two apart until the tag fails.
-    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there
-    /// where
+    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there where
     ///         none is; for an "epk", "apu" or "apv" that is malformed or no public key on the curve of ours.
     ///         Platform::SecurityError when the key store fails.
     Platform::SecretBuffer contentKey(const JWEHeader& header, Platform::ByteView encryptedKey) const;

@@ -29,9 +29,7 @@ class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
     /// For example `JOSESwiftError.verifyingFailed(description: "...")`.
     std::string debugDescription() const override;
 
-    friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept {
-        return a.case_ == b.case_;
-    }
+    friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
 
   private:
     JOSESwiftError(Case errorCase, std::string description);

@@ -47,18 +47,15 @@ Platform::ByteBuffer Header::jsonData() const {
 
 void Header::requireString(const char* name) const {
     if (Platform::stringMember(parameters_, name) == nullptr) {
-        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) +
-                                            "\" is missing or not a string.");
+        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
     }
 }
 
 void Header::check() const {
     requireString("alg");
     const auto refuse = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
-    if (parameters_.contains("crit"))
-        refuse("The header's \"crit\" names extensions, and none is supported.");
-    if (parameters_.contains("zip"))
-        refuse("The header's \"zip\" asks for compression, which is not supported.");
+    if (parameters_.contains("crit")) refuse("The header's \"crit\" names extensions, and none is supported.");
+    if (parameters_.contains("zip")) refuse("The header's \"zip\" asks for compression, which is not supported.");
     const auto b64 = parameters_.find("b64");
     if (b64 != parameters_.end() && b64->second != JSONValue(true)) {
         refuse("The header's \"b64\" asks for an unencoded payload, which is not supported.");

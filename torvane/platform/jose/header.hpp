@@ -45,8 +45,7 @@ class TORVANE_EXPORT JWSHeader final : public Header {
     /// @throws JOSESwiftError parsingFailed when it is no JSON object, or as above.
     explicit JWSHeader(Platform::ByteView json) : Header(json) {}
 
-    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was
-    /// there.
+    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was there.
     JWSHeader(SignatureAlgorithm algorithm, std::optional<Platform::StringMap> additionalHeaderParams,
               std::optional<std::string> keyId);
 };
@@ -58,13 +57,10 @@ class TORVANE_EXPORT JWEHeader final : public Header {
     explicit JWEHeader(Platform::ByteView json);
 
     /// The additional members, then "alg" and "enc", then "kid" when there is a key id.
-    JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
-              ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+    JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
               Platform::StringMap additionalHeaderParams, std::optional<std::string> keyId);
 
-    const std::string& encryptionAlgorithm() const noexcept {
-        return *Platform::stringMember(parameters(), "enc");
-    }
+    const std::string& encryptionAlgorithm() const noexcept { return *Platform::stringMember(parameters(), "enc"); }
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
     void setEphemeralPublicKey(Platform::JSONValue::Object jwk) { set("epk", std::move(jwk)); }
 };

@@ -24,14 +24,14 @@ std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
 }
 
-std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(
-    const ContentEncryptionParameters& content, ByteView key, ByteView iv, ByteView additionalData) {
+std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(const ContentEncryptionParameters& content,
+                                                                     ByteView key, ByteView iv,
+                                                                     ByteView additionalData) {
     return content.macHash ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, key, iv, additionalData)
                            : Platform::Crypto::gcmEncryptor(key, iv, additionalData);
 }
 
-void appendCiphertext(ByteBuffer& compact, Platform::Crypto::ContentEncryptor& encryptor,
-                      ByteView plaintext) {
+void appendCiphertext(ByteBuffer& compact, Platform::Crypto::ContentEncryptor& encryptor, ByteView plaintext) {
     std::array<std::uint8_t, pieceSize + 2 * aesBlockSize> scratch;
     for (; plaintext.size() > pieceSize; plaintext = plaintext.subspan(pieceSize)) {
         const auto written = encryptor.update(plaintext.first(pieceSize), scratch);
@@ -71,8 +71,7 @@ JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
 
     const auto headerText = header.jsonData();
     compact_.reserve(Platform::base64urlSize(headerText.size()) +
-                     Platform::base64urlSize(contentKey.encryptedKey.size()) +
-                     Platform::base64urlSize(iv.size()) +
+                     Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
                      Platform::base64urlSize(ciphertextSize(content, payload.size())) +
                      Platform::base64urlSize(content.tagSize) + componentCount - 1);
     Platform::appendBase64url(compact_, headerText);
@@ -112,10 +111,9 @@ Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
     const auto key = decrypter.contentKey(header_, encryptedKey_);
     const auto aad = Platform::asBytes(additionalData_);
     const bool decrypted =
-        content.macHash
-            ? Platform::Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad,
-                                               authenticationTag_, buffer)
-            : Platform::Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
+        content.macHash ? Platform::Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad,
+                                                           authenticationTag_, buffer)
+                        : Platform::Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
     if (!decrypted) throw JOSESwiftError::decryptingFailed();
     return std::move(ciphertext_);
 }

@@ -21,12 +21,10 @@ class TORVANE_EXPORT JWE {
 
     /// Encrypts, under a content key and an initialization vector of its own.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES;
-    ///         Platform::SecurityError.
+    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError.
     JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
 
-    /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by
-    /// dots.
+    /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
     const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
     Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
 
@@ -37,8 +35,7 @@ class TORVANE_EXPORT JWE {
 /// A JWE that somebody sent. Keeps nothing of the text that it was read from but the header's piece.
 class TORVANE_EXPORT ReceivedJWE {
   public:
-    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not
-    /// canonical
+    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
     ///         unpadded base64url, or a header that JWEHeader refuses.
     explicit ReceivedJWE(Platform::ByteView compactSerialization);
 

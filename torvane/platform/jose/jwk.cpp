@@ -35,8 +35,7 @@ JSONValue parse(Platform::ByteView text) {
 const std::string& required(const JSONValue::Object& members, std::string_view name) {
     const auto* value = Platform::stringMember(members, name);
     if (value == nullptr) {
-        throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +
-                                            "\" is missing or not a string.");
+        throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) + "\" is missing or not a string.");
     }
     return *value;
 }
@@ -53,8 +52,7 @@ Platform::ByteBuffer leastBytes(const JSONValue::Object& members, std::string_vi
     return *std::move(bytes);
 }
 
-Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name,
-                                EllipticCurve curve) {
+Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
     auto bytes = Platform::decodeBase64url(required(members, name));
     if (!bytes || bytes->size() != coordinateSize(curve)) refuseNumber(name);
     return *std::move(bytes);
@@ -95,8 +93,8 @@ Platform::SecKey rsaPrivateKey(const JSONValue::Object& members) {
         throw JOSESwiftError::unsupportedKey("An RSA key of more than two primes is not supported.");
     }
     return Platform::SoftwareKeyStore::fromComponents(Platform::RSAPrivateComponents{
-        rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"),
-        secret(members, "dp"), secret(members, "dq"), secret(members, "qi")});
+        rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"), secret(members, "dp"),
+        secret(members, "dq"), secret(members, "qi")});
 }
 
 Platform::SecKey ecPrivateKey(const JSONValue::Object& members) {
@@ -188,8 +186,7 @@ std::optional<std::string> JWK::operator[](std::string_view name) const {
 
 Platform::SecKey JWK::converted() const {
     if (const auto* key = std::get_if<Platform::SecKey>(&state_->key)) return *key;
-    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key))
-        return Platform::SecKey(*numbers);
+    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key)) return Platform::SecKey(*numbers);
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 

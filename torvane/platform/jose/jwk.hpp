@@ -24,10 +24,8 @@ enum class JWKKeyType { RSA, EC, other };
 /// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
 class TORVANE_EXPORT JWK {
   public:
-    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are
-    /// passed over.
-    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e"
-    /// missing, not
+    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are passed over.
+    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
     ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another
     ///         length than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
     static JWK initFrom(Platform::ByteView data);
@@ -35,8 +33,7 @@ class TORVANE_EXPORT JWK {
 
     /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members,
     /// all of them, and no "oth"; for EC a "d" as long as a coordinate.
-    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when
-    /// the
+    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when the
     ///         numbers don't belong together.
     static JWK initPrivateFrom(Platform::ByteView data);
 

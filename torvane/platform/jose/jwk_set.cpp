@@ -19,8 +19,7 @@ JSONValue parse(Platform::ByteView data) {
 const JSONValue::List& keyList(const JSONValue& set) {
     if (const auto* object = set.as<JSONValue::Object>()) {
         const auto keys = object->find("keys");
-        if (keys != object->end() && keys->second.as<JSONValue::List>())
-            return *keys->second.as<JSONValue::List>();
+        if (keys != object->end() && keys->second.as<JSONValue::List>()) return *keys->second.as<JSONValue::List>();
     }
     throw JOSESwiftError::parsingFailed("The JWK Set is not a JSON object with a list \"keys\".");
 }
@@ -32,8 +31,7 @@ JWKSet JWKSet::initFrom(Platform::ByteView data) {
     std::vector<JWK> keys;
     for (const auto& entry : keyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();
-        if (members == nullptr)
-            throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
+        if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
         keys.push_back(JWK::initFrom(*members));
     }
     return JWKSet(std::move(keys));

@@ -14,8 +14,7 @@ class TORVANE_EXPORT JWKSet {
     explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
 
     /// Reads the public half of every key; one that cannot be read fails the whole set.
-    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects,
-    /// and as
+    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom for its keys.
     static JWKSet initFrom(Platform::ByteView data);
 

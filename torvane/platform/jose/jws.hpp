@@ -37,16 +37,14 @@ class TORVANE_EXPORT JWS {
 /// A JWS that somebody sent, not verified yet. Keeps nothing of the text that it was read from.
 class TORVANE_EXPORT ReceivedJWS {
   public:
-    /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not
-    /// canonical
+    /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not canonical
     ///         unpadded base64url, a header that JWSHeader refuses, or an empty signature.
     explicit ReceivedJWS(Platform::ByteView compactSerialization);
 
     const JWSHeader& header() const noexcept { return header_; }
 
     /// The payload, once.
-    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's;
-    /// verifyingFailed
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
     ///         when the signature does not verify.
     Payload validate(const Verifier& verifier) &&;
 

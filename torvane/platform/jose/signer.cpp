@@ -41,8 +41,7 @@ std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, Platform:
 
 bool Verifier::verifyDigest(Platform::ByteView digest, Platform::ByteView signature) const {
     const auto [name, scheme, hash, curve] = parameters(algorithm_);
-    if (const auto* key = std::get_if<Platform::SecKey>(&key_))
-        return key->verify(scheme, hash, digest, signature);
+    if (const auto* key = std::get_if<Platform::SecKey>(&key_)) return key->verify(scheme, hash, digest, signature);
     return Secp256k1::verify(std::get<Platform::ByteBuffer>(key_), digest, signature);
 }
 

@@ -15,8 +15,7 @@ class TORVANE_EXPORT Signer {
   public:
     /// Nothing unless the key is a private one that fits the algorithm.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, const Platform::SecKey& privateKey);
-    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of
-    /// range.
+    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, Platform::ByteView privateKey);
 
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
@@ -37,8 +36,7 @@ class TORVANE_EXPORT Verifier {
   public:
     /// Nothing unless the key is a public one that fits the algorithm.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, const Platform::SecKey& publicKey);
-    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the
-    /// curve.
+    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, Platform::ByteView publicKey);
 
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }

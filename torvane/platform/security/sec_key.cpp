@@ -15,8 +15,7 @@ namespace {
 }
 
 void dropLeadingZeros(ByteBuffer& number) {
-    number.erase(number.begin(),
-                 std::find_if(number.begin(), number.end(), [](auto byte) { return byte != 0; }));
+    number.erase(number.begin(), std::find_if(number.begin(), number.end(), [](auto byte) { return byte != 0; }));
 }
 
 // Stores differ in how they write numbers; sizes are told by them, so there is one form from here on.
@@ -68,8 +67,7 @@ struct SecKey::State {
     }
 };
 
-SecKey::SecKey(PublicComponents components)
-    : state_(std::make_shared<const State>(std::move(components), nullptr)) {}
+SecKey::SecKey(PublicComponents components) : state_(std::make_shared<const State>(std::move(components), nullptr)) {}
 
 SecKey::SecKey(std::shared_ptr<const StoreKey> storeKey) {
     auto components = storeKey->publicComponents();
@@ -113,8 +111,7 @@ std::optional<SecretBuffer> SecKey::decrypt(HashFunction oaepHash, ByteView ciph
 }
 
 SecretBuffer SecKey::agree(const SecKey& peer) const {
-    if (!curve() || peer.curve() != curve())
-        throw SecurityError("Key agreement needs two EC keys on one curve.");
+    if (!curve() || peer.curve() != curve()) throw SecurityError("Key agreement needs two EC keys on one curve.");
     auto secret = state_->privateKey().agree(peer);
     if (secret.size() != coordinateSize(*curve())) {
         throw SecurityError("The key store gave a shared secret of the wrong length.");

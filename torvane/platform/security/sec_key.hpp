@@ -18,8 +18,7 @@ namespace Platform {
 class SecKey;
 
 /// A private key in a key store: what it can do, never what it is made of. A store of your own is one class
-/// that derives from this and overrides what its keys can do; every operation not overridden throws
-/// SecurityError.
+/// that derives from this and overrides what its keys can do; every operation not overridden throws SecurityError.
 ///
 /// All operations are const, may be called from several threads at once, and throw SecurityError when the
 /// store cannot answer (a token that is gone, a PIN that is wrong).
@@ -50,8 +49,7 @@ class TORVANE_EXPORT StoreKey {
 class TORVANE_EXPORT SecKey {
   public:
     /// A public key from its numbers; leading zero bytes of an RSA number are dropped.
-    /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong
-    /// size.
+    /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong size.
     explicit SecKey(PublicComponents components);
 
     /// A private key in a store.

@@ -5,8 +5,7 @@
 namespace Platform {
 namespace {
 
-constexpr std::string_view standardAlphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 // Both characters of every 12-bit group, so that three bytes cost two look-ups.
@@ -23,8 +22,7 @@ constexpr PairTable pairsOf(std::string_view alphabet) {
 constexpr PairTable urlPairs = pairsOf(urlAlphabet);
 constexpr PairTable standardPairs = pairsOf(standardAlphabet);
 
-// The value of every character in each of the four places of a group of 24 bits; other characters set a bit
-// above.
+// The value of every character in each of the four places of a group of 24 bits; other characters set a bit above.
 constexpr std::uint32_t notInAlphabet = 1U << 24;
 using PlaceTable = std::array<std::uint32_t, 256>;
 
@@ -37,8 +35,7 @@ constexpr PlaceTable valuesAtPlace(unsigned shift) {
     return table;
 }
 
-constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(18), valuesAtPlace(12), valuesAtPlace(6),
-                                              valuesAtPlace(0)};
+constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(18), valuesAtPlace(12), valuesAtPlace(6), valuesAtPlace(0)};
 
 // Writes the text without padding and returns its end.
 template <class Char>
@@ -85,8 +82,7 @@ std::optional<Buffer> decode(std::string_view text) {
         out[2] = static_cast<std::uint8_t>(group);
     }
     if (rest != 0) {
-        const std::uint32_t group =
-            urlValues[0][in[0]] | urlValues[1][in[1]] | (rest == 3 ? urlValues[2][in[2]] : 0);
+        const std::uint32_t group = urlValues[0][in[0]] | urlValues[1][in[1]] | (rest == 3 ? urlValues[2][in[2]] : 0);
         const std::uint32_t unusedBits = rest == 3 ? 0xFF : 0xFFFF;
         if ((group & unusedBits) != 0) return std::nullopt;
         seen |= group;

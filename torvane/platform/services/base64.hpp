@@ -16,13 +16,11 @@ constexpr std::size_t base64urlSize(std::size_t size) noexcept {
 
 TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 
-/// Appends the text to a buffer; nothing is copied when the buffer has room for base64urlSize(bytes.size())
-/// more.
+/// Appends the text to a buffer; nothing is copied when the buffer has room for base64urlSize(bytes.size()) more.
 TORVANE_EXPORT void appendBase64url(ByteBuffer& out, ByteView bytes);
 
 /// The decoded bytes; nothing for a character outside the alphabet (padding and white space among them), for
-/// a length that no bytes have, and for unused bits that are not zero: each byte sequence has exactly one
-/// text.
+/// a length that no bytes have, and for unused bits that are not zero: each byte sequence has exactly one text.
 TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 
 /// Whether decodeBase64url() would give something; nothing is decoded.

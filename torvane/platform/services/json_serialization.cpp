@@ -11,8 +11,7 @@
 namespace Platform {
 namespace {
 
-// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they
-// end.
+// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
 class ValueBuilder {
   public:
     ValueBuilder() = default;
@@ -71,8 +70,7 @@ class ValueBuilder {
         if (error.id == 406) return "a number is too large";
         const std::string_view what = error.what();
         const auto start = what.find(" - ");
-        const auto text =
-            start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
+        const auto text = start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
@@ -113,8 +111,7 @@ std::optional<std::string> quotedJSON(const std::string& text) {
     }
 }
 
-// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON
-// library.
+// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON library.
 constexpr bool isPlain(char c) noexcept {
     return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/';
 }
@@ -165,9 +162,7 @@ class Writer {
         }
         write(object.empty() ? "{}" : "}");
     }
-    void operator()(const std::any&) {
-        throw JSONError("A value that is not JSON cannot be written as JSON.");
-    }
+    void operator()(const std::any&) { throw JSONError("A value that is not JSON cannot be written as JSON."); }
 
     ByteBuffer result() && { return std::move(out_); }
 
@@ -189,13 +184,11 @@ struct IsJSON {
         return std::all_of(text.begin(), text.end(), isPlain) || quotedJSON(text).has_value();
     }
     bool operator()(const JSONValue::List& list) const {
-        return std::all_of(list.begin(), list.end(),
-                           [this](const JSONValue& value) { return value.visit(*this); });
+        return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });
     }
     bool operator()(const JSONValue::Object& object) const {
-        return std::all_of(object.begin(), object.end(), [this](const auto& member) {
-            return (*this)(member.first) && member.second.visit(*this);
-        });
+        return std::all_of(object.begin(), object.end(),
+                           [this](const auto& member) { return (*this)(member.first) && member.second.visit(*this); });
     }
     bool operator()(const std::any&) const { return false; }
     template <class T>

@@ -20,8 +20,7 @@ struct TORVANE_EXPORT JSONSerialization {
     /// How deep lists and objects may nest in JSON text.
     static constexpr std::size_t maximumDepth = 512;
 
-    /// True for a list or object in which every value is JSON: finite numbers, strings in UTF-8, nothing
-    /// opaque.
+    /// True for a list or object in which every value is JSON: finite numbers, strings in UTF-8, nothing opaque.
     static bool isValidJSONObject(const JSONValue& value);
 
     /// Compact text, "/" written as "\/", a double that is a whole number below 2^53 without a fraction, any
@@ -31,8 +30,7 @@ struct TORVANE_EXPORT JSONSerialization {
 
     /// Reads one value of any kind. A number without fraction and exponent that fits 64 bits is an integer,
     /// any other a double.
-    /// @throws JSONError for text that is not strict JSON in UTF-8: a byte order mark or NUL byte, a member
-    /// given
+    /// @throws JSONError for text that is not strict JSON in UTF-8: a byte order mark or NUL byte, a member given
     ///         twice, bytes after the value, nesting beyond maximumDepth, a number beyond the doubles. The
     ///         error never repeats the text.
     static JSONValue jsonObject(ByteView text);

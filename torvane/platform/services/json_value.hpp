@@ -32,8 +32,7 @@ class JSONValue {
     JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
     /// Unsigned integers that need 64 bits are for the caller to narrow.
     template <std::integral T>
-    requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t)))
-        JSONValue(T value)
+    requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t))) JSONValue(T value)
     noexcept : value_(static_cast<std::int64_t>(value)) {}
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     JSONValue(const char* text) : value_(std::string(text)) {}
@@ -92,8 +91,7 @@ class JSONValue {
     }
 
   private:
-    using Variant =
-        std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
+    using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
     struct Opaque {};
     template <class T>

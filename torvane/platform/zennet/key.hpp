@@ -21,8 +21,7 @@ class TORVANE_EXPORT KeyType {
     static const KeyType RSA2048Key;
     static const KeyType SECP256K1Key;
 
-    constexpr explicit KeyType(std::string_view name,
-                               std::optional<std::string_view> curve = std::nullopt) noexcept
+    constexpr explicit KeyType(std::string_view name, std::optional<std::string_view> curve = std::nullopt) noexcept
         : name_(name), curve_(curve) {}
 
     constexpr std::string_view name() const noexcept { return name_; }
@@ -76,8 +75,7 @@ class PublicKey : public Key {
   public:
     PublicKey(Platform::SecKey key, std::optional<KeyType> keyType)
         : Key(KeyClass::publicKey, std::move(key), keyType) {}
-    /// Raw bytes; for secp256k1 a point of 33 or 65 bytes (SEC 1, section 2.3.3). Copied, and wiped when they
-    /// go.
+    /// Raw bytes; for secp256k1 a point of 33 or 65 bytes (SEC 1, section 2.3.3). Copied, and wiped when they go.
     PublicKey(Platform::ByteView keyData, std::optional<KeyType> keyType)
         : Key(KeyClass::publicKey, keyData, keyType) {}
 };

@@ -52,8 +52,7 @@ Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
     do {
         Platform::secRandomCopyBytes(scalar);
     } while (!Curve::isPrivateKey(scalar));
-    return {PrivateKey(scalar, KeyType::SECP256K1Key),
-            PublicKey(Curve::publicPointOf(scalar), KeyType::SECP256K1Key)};
+    return {PrivateKey(scalar, KeyType::SECP256K1Key), PublicKey(Curve::publicPointOf(scalar), KeyType::SECP256K1Key)};
 }
 
 }  // namespace Zennet

@@ -19,10 +19,8 @@ struct TORVANE_EXPORT Secp256k1Utils {
 
     /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg": "ES256K", and "d" with a private key (RFC
     /// 8812, section 3.1). With a private key the text is a secret of the caller's. Nothing when a key has no
-    /// raw bytes, when they are no key of the curve, when the two keys are no pair, or when the key id is not
-    /// UTF-8.
-    static std::optional<Platform::ByteBuffer> encodeToJwk(const Key& publicKey,
-                                                           const std::optional<Key>& privateKey,
+    /// raw bytes, when they are no key of the curve, when the two keys are no pair, or when the key id is not UTF-8.
+    static std::optional<Platform::ByteBuffer> encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
                                                            std::string_view keyId);
 
     struct KeyPair {
