@@ -159,11 +159,4 @@ TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
         JOSEError::cannotDecodeJWK(wrapped(Platform::SecurityError("Failed to build a key from its numbers."))));
 }
 
-TEST(JsonWebKey, AnIdThatIsNotTextCannotBeWritten) {
-    const JsonWebKey key(PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff");
-    EXPECT_EQ(key.encode(), std::nullopt);
-    EXPECT_EQ(key.encodeToString(), std::nullopt);
-    EXPECT_ERROR(key.encodeToDictionary(), notEncoded);
-}
-
 }  // namespace

@@ -131,16 +131,6 @@ TEST(NestedInterop, HelperRefusesEveryInvalidTokenAndShowsNothingOfTheMessage) {
     outcomes.expect("nested tokens refused, by the helper");
 }
 
-TEST(NestedInterop, HelperTriesNoSecondKeyOnATokenWithoutAReadableId) {
-    const auto& twice = entry(nested().at("invalid"), "category", "duplicate-member");
-    const auto token = bytesOf(twice.at("token"));
-    EXPECT_ERROR(helperFor(twice, ownKeys(), peerKeys()).decodeMessage(token),
-                 JOSEError::missingKey("Must provide sender's private key to decrypt JWTs."));
-    EXPECT_ERROR(helperFor(twice, {privateJwk(rsaEnc, JWKUse::JWK_ENC)}, peerKeys()).decodeMessage(token),
-                 JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
-                     "The header cannot be read. The text is not JSON: a member is given twice."))));
-}
-
 void openSingleJws(const json& vector, const json& key, Outcomes& outcomes) {
     const auto algorithm = fromRawValue<JOSE::SignatureAlgorithm>(vector.at("alg").get<std::string>());
     const auto token = bytesOf(vector.at("token"));
