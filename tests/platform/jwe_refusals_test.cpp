@@ -94,6 +94,10 @@ TEST(ReceivedJWE, TellsNothingOfWhyDecryptionFailed) {
         change(token);
         EXPECT_ERROR(opened(token.token(), cbc), JOSESwiftError::decryptingFailed());
     }
+    // A key that is read beyond its end shows under the address sanitizer.
+    auto tinyKey = forged(gcm, gcmHeader);
+    tinyKey.encryptedKey = recipient.encrypt(HashFunction::SHA256, ByteBuffer(1, 0x42));
+    EXPECT_ERROR(opened(tinyKey.token(), gcm), JOSESwiftError::decryptingFailed());
 }
 
 TEST(ReceivedJWE, RefusesEphemeralKeysThatAreNotOnTheRecipientsCurve) {
