@@ -63,6 +63,7 @@ TEST(JsonWebStructure, NamesTheFirstBadPieceAsItStands) {
         {"e30.e30.", badPiece("")},
         {".e30.AQ", badPiece("")},
         {"e30.AQ..AQ.AQ", badPiece("")},
+        {"e30..AQ.AQ.AQ", badPiece("")},
         {std::string(1 << 20, '.'), badPiece("")},
     };
     for (const auto& row : rows) {
