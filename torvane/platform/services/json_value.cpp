@@ -1,6 +1,21 @@
 #include "torvane/platform/services/json_value.hpp"
 
+#include <cmath>
+
 namespace Platform {
+
+JSONValue JSONValue::holding(std::any opaque) {
+    JSONValue value;
+    value.value_ = std::move(opaque);
+    return value;
+}
+
+std::optional<std::int64_t> JSONValue::wholeNumber() const noexcept {
+    constexpr double limit = 9223372036854775808.0;  // 2^63
+    const auto* number = as<double>();
+    if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit) return std::nullopt;
+    return static_cast<std::int64_t>(*number);
+}
 
 void wipeStrings(JSONValue& value) noexcept {
     if (auto* text = value.as<std::string>()) {

@@ -40,6 +40,8 @@ class JSONValue {
     JSONValue(std::string text) noexcept : value_(std::move(text)) {}
     JSONValue(List list) noexcept : value_(std::move(list)) {}
     JSONValue(Object object) noexcept : value_(std::move(object)) {}
+    template <std::same_as<std::vector<std::string>> Strings>
+    JSONValue(const Strings& list) : value_(List(list.begin(), list.end())) {}
     /// Null when there is none.
     template <class T>
     JSONValue(std::optional<T> value) : value_(value ? JSONValue(*std::move(value)).value_ : Variant()) {}
@@ -47,7 +49,7 @@ class JSONValue {
     /// Holds a value of any copyable type as it is.
     template <class T>
     static JSONValue opaque(T value) {
-        return JSONValue(Opaque(), std::move(value));
+        return holding(std::any(std::move(value)));
     }
 
     bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
@@ -67,6 +69,25 @@ class JSONValue {
     template <class T>
     T* as() noexcept {
         return const_cast<T*>(std::as_const(*this).template as<T>());
+    }
+
+    /// The value as a T (a type of as(), std::vector of one for a list of nothing else, or JSONValue for any);
+    /// nothing when it is of another kind. An integer converts to a double, and a double without a fraction to an
+    /// integer that can hold it, since JSON text does not tell the two apart; nothing else converts.
+    template <class T>
+    std::optional<T> to() const {
+        if constexpr (std::same_as<T, JSONValue>) {
+            return *this;
+        } else {
+            if (const auto* exact = as<T>()) return *exact;
+            if constexpr (requires { requires std::same_as<T, std::vector<typename T::value_type>>; })
+                return listOf<typename T::value_type>();
+            if constexpr (std::same_as<T, double>) {
+                if (const auto* integer = as<std::int64_t>()) return static_cast<double>(*integer);
+            }
+            if constexpr (std::same_as<T, std::int64_t>) return wholeNumber();
+            return std::nullopt;
+        }
     }
 
     /// Calls the visitor with the alternative: std::monostate for null, std::any for an opaque value.
@@ -93,14 +114,29 @@ class JSONValue {
   private:
     using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
-    struct Opaque {};
-    template <class T>
-    JSONValue(Opaque, T value) : value_(std::in_place_type<std::any>, std::move(value)) {}
+    // Not inline: GCC 12 warns of the inlined code, wrongly.
+    TORVANE_EXPORT static JSONValue holding(std::any opaque);
 
     template <class T>
     static constexpr bool isAlternative =
         std::same_as<T, bool> || std::same_as<T, std::int64_t> || std::same_as<T, double> ||
         std::same_as<T, std::string> || std::same_as<T, List> || std::same_as<T, Object>;
+
+    template <class T>
+    std::optional<std::vector<T>> listOf() const {
+        const auto* list = as<List>();
+        if (list == nullptr) return std::nullopt;
+        std::vector<T> result;
+        result.reserve(list->size());
+        for (const auto& element : *list) {
+            auto converted = element.to<T>();
+            if (!converted) return std::nullopt;
+            result.push_back(*std::move(converted));
+        }
+        return result;
+    }
+    /// A double that is a 64-bit integer.
+    TORVANE_EXPORT std::optional<std::int64_t> wholeNumber() const noexcept;
 
     Variant value_;
 };

@@ -1,0 +1,108 @@
+// A request as a class of its own: to JSON text by listing its properties, back by a constructor from a JSON object.
+#include <cstdint>
+#include <iostream>
+#include <list>
+#include <optional>
+#include <string>
+#include <torvane/torvane.hpp>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Torvane;
+
+class Party : public JsonSerializeObject, public JsonSerializeProtocol {
+  public:
+    Party(std::string partyName, std::string partyIban) : name(std::move(partyName)), iban(std::move(partyIban)) {}
+    explicit Party(const JSONValue::Object& dict)
+        : name(requiredMember<std::string>(dict, "name")), iban(requiredMember<std::string>(dict, "iban")) {}
+
+    std::string name;
+    std::string iban;
+
+  protected:
+    Properties properties() const override { return {{"name", name}, {"iban", iban}}; }
+};
+
+class Position : public JsonSerializeObject, public JsonSerializeProtocol {
+  public:
+    Position(std::string positionText, std::int64_t positionCents)
+        : text(std::move(positionText)), cents(positionCents) {}
+    explicit Position(const JSONValue::Object& dict)
+        : text(requiredMember<std::string>(dict, "text")), cents(requiredMember<std::int64_t>(dict, "cents")) {}
+
+    std::string text;
+    std::int64_t cents;
+
+  protected:
+    Properties properties() const override { return {{"text", text}, {"cents", cents}}; }
+};
+
+class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol {
+  public:
+    // An enumeration is the application's own business: it is not part of the JSON text.
+    enum class State { draft, sent };
+
+    explicit TransferRequest(std::string payeeName, std::string payeeIban)
+        : payee(std::move(payeeName), std::move(payeeIban)) {}
+    explicit TransferRequest(const JSONValue::Object& dict)
+        : payee(requiredMember<JSONValue::Object>(dict, "payee")),
+          note(optionalMember<std::string>(dict, "note")),
+          tags(requiredMember<std::vector<std::string>>(dict, "tags")) {
+        for (const auto& position : requiredMember<std::vector<JSONValue::Object>>(dict, "positions"))
+            positions.emplace_back(position);
+    }
+
+    Party payee;
+    std::list<Position> positions;
+    std::optional<std::string> note;
+    std::vector<std::string> tags;
+    State state = State::draft;
+
+  protected:
+    Properties properties() const override {
+        return {
+            {"payee", payee},          // an object
+            {"positions", positions},  // a list of objects
+            {"note", note},            // left out while there is none
+            {"tags", tags},
+            {"state", state},  // left out always
+        };
+    }
+};
+
+// The properties of the class above, and one more.
+class StandingOrder : public TransferRequest {
+  public:
+    using TransferRequest::TransferRequest;
+    explicit StandingOrder(const JSONValue::Object& dict)
+        : TransferRequest(dict), dayOfMonth(requiredMember<std::int64_t>(dict, "dayOfMonth")) {}
+
+    std::int64_t dayOfMonth = 1;
+
+  protected:
+    Properties properties() const override { return {TransferRequest::properties(), {"dayOfMonth", dayOfMonth}}; }
+};
+
+}  // namespace
+
+int main() {
+    StandingOrder order("Ada", "DE02120300000000202051");
+    order.positions.emplace_back("rent", 95'000);
+    order.positions.emplace_back("garage", 4'500);
+    order.tags = {"home", "w/o tax"};
+    const auto text = order.toJsonString();
+    std::cout << text << '\n';
+
+    const auto received = fromJsonString<StandingOrder>(text);
+    std::cout << received.payee.name << " gets " << received.positions.front().cents << " cents for "
+              << received.positions.front().text << " on day " << received.dayOfMonth << ", "
+              << received.note.value_or("without a note") << '\n';
+
+    try {
+        fromJsonString<StandingOrder>(R"({"payee": {"name": "Ada"}})");
+    } catch (const JsonSerializeError& error) {
+        std::cout << error.errorDescription() << '\n';
+    }
+}

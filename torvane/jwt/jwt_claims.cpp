@@ -1,0 +1,127 @@
+#include "torvane/jwt/jwt_claims.hpp"
+
+#include <any>
+#include <type_traits>
+#include <variant>
+
+#include "torvane/platform/security/sec_random.hpp"
+#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/services/clock.hpp"
+#include "torvane/support/errors.hpp"
+
+namespace Torvane {
+namespace {
+
+std::string_view typeNameOf(const JSONValue& value) {
+    return value.visit([]<class T>(const T&) -> std::string_view {
+        if constexpr (std::is_same_v<T, std::monostate>) return "Null";
+        if constexpr (std::is_same_v<T, std::any>) return "Any";
+        return ClaimTypes::name<T>;
+    });
+}
+
+}  // namespace
+
+const JSONValue& JWTClaims::claim(std::string_view name) const {
+    const auto found = claimsMap_.find(name);
+    if (found == claimsMap_.end()) throw JOSEError::claimNotFoundInJWT(std::string(name));
+    return found->second;
+}
+
+void JWTClaims::refuse(std::string_view name, const JSONValue& value, std::string_view expectedType) {
+    throw JOSEError::malformedClaim("Type of claim " + std::string(name) + " is " + std::string(typeNameOf(value)) +
+                                    ", expected type is " + std::string(expectedType) + ".Type");
+}
+
+JWTClaims& JWTClaims::setClaimValue(JSONValue value, std::string_view forName) {
+    claimsMap_.insert_or_assign(std::string(forName), std::move(value));
+    return *this;
+}
+
+JWTClaims& JWTClaims::unsetClaim(std::string_view withName) {
+    if (const auto found = claimsMap_.find(withName); found != claimsMap_.end()) claimsMap_.erase(found);
+    return *this;
+}
+
+bool JWTClaims::hasClaim(std::string_view withName) const noexcept {
+    return claimsMap_.contains(withName);
+}
+
+JWTClaims& JWTClaims::setIssuer(std::string issuer) {
+    return setClaimValue(std::move(issuer), ReservedClaimNames::ISSUER);
+}
+
+std::string JWTClaims::getIssuer() const {
+    return getClaimValue<std::string>(ReservedClaimNames::ISSUER);
+}
+
+JWTClaims& JWTClaims::setSubject(std::string subject) {
+    return setClaimValue(std::move(subject), ReservedClaimNames::SUBJECT);
+}
+
+std::string JWTClaims::getSubject() const {
+    return getClaimValue<std::string>(ReservedClaimNames::SUBJECT);
+}
+
+JWTClaims& JWTClaims::setAudience(const std::vector<std::string>& audience) {
+    return setClaimValue(audience, ReservedClaimNames::AUDIENCE);
+}
+
+std::vector<std::string> JWTClaims::getAudience() const {
+    const auto& audience = claim(ReservedClaimNames::AUDIENCE);
+    if (auto names = audience.to<std::vector<std::string>>()) return *std::move(names);
+    if (const auto* name = audience.as<std::string>()) return {*name};
+    throw JOSEError::claimNotFoundInJWT(std::string(ReservedClaimNames::AUDIENCE));
+}
+
+JWTClaims& JWTClaims::setExpirationTime(double secondsSince1970) {
+    return setClaimValue(secondsSince1970, ReservedClaimNames::EXPIRATION_TIME);
+}
+
+JWTClaims& JWTClaims::setExpirationTimeSecondsInTheFuture(double seconds) {
+    return setExpirationTime(Platform::secondsSince1970() + seconds);
+}
+
+double JWTClaims::getExpirationTime() const {
+    return getClaimValue<double>(ReservedClaimNames::EXPIRATION_TIME);
+}
+
+JWTClaims& JWTClaims::setNotBefore(double secondsSince1970) {
+    return setClaimValue(secondsSince1970, ReservedClaimNames::NOT_BEFORE);
+}
+
+JWTClaims& JWTClaims::setNotBeforeSecondsInThePast(double seconds) {
+    return setNotBefore(Platform::secondsSince1970() - seconds);
+}
+
+double JWTClaims::getNotBefore() const {
+    return getClaimValue<double>(ReservedClaimNames::NOT_BEFORE);
+}
+
+JWTClaims& JWTClaims::setIssuedAt(double secondsSince1970) {
+    return setClaimValue(secondsSince1970, ReservedClaimNames::ISSUED_AT);
+}
+
+JWTClaims& JWTClaims::setIssuedAtToNow() {
+    return setIssuedAt(Platform::secondsSince1970());
+}
+
+double JWTClaims::getIssuedAt() const {
+    return getClaimValue<double>(ReservedClaimNames::ISSUED_AT);
+}
+
+JWTClaims& JWTClaims::setJwtId(std::string jwtId) {
+    return setClaimValue(std::move(jwtId), ReservedClaimNames::JWT_ID);
+}
+
+JWTClaims& JWTClaims::setGeneratedJwtId(std::size_t count) {
+    ByteBuffer bytes(count);
+    Platform::secRandomCopyBytes(bytes);
+    return setJwtId(Platform::encodeBase64(bytes));
+}
+
+std::string JWTClaims::getJwtId() const {
+    return getClaimValue<std::string>(ReservedClaimNames::JWT_ID);
+}
+
+}  // namespace Torvane

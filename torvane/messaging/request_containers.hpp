@@ -1,0 +1,172 @@
+// What an application fills while it prepares a request: body parameters and header fields; and the contract of what
+// turns such a body into bytes and a response into a value. Nothing here encodes, encrypts or sends.
+//
+//     Torvane::URLRequestHeader header;
+//     header.setHeaderField(Torvane::URLRequestHeader::header_content_type,
+//                           Torvane::URLRequestHeader::header_content_type_jwt);
+//     Torvane::URLRequestBody body;
+//     body.setBodyParam("amount", 12.5).setBodyParam("currency", "EUR");
+//     body["note"] = "rent";
+//     body["note"] = std::nullopt;  // removed
+//     for (const auto& [name, value] : body) ...
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "torvane/support/vocabulary.hpp"
+
+namespace Torvane {
+
+/// Named values: what the body and the header have in common. Names are compared exactly and visited in their
+/// order. A container has identity, and is not to be changed from two threads at once.
+template <class Value>
+class TORVANE_EXPORT RequestContainer {
+  public:
+    using Map = std::map<std::string, Value, std::less<>>;
+
+    /// What `container[name]` gives where the container may change; it lasts as long as the container.
+    class Subscript;
+
+    RequestContainer() = default;
+    explicit RequestContainer(Map values) noexcept : values_(std::move(values)) {}
+    virtual ~RequestContainer() = default;
+    RequestContainer(const RequestContainer&) = delete;
+    RequestContainer& operator=(const RequestContainer&) = delete;
+
+    /// The value; nothing when there is none.
+    std::optional<Value> operator[](std::string_view name) const { return read(name); }
+    Subscript operator[](std::string_view name) { return Subscript(*this, std::string(name)); }
+
+    virtual bool isEmpty() const noexcept { return values_.empty(); }
+
+    auto begin() const noexcept { return values_.begin(); }
+    auto end() const noexcept { return values_.end(); }
+
+    /// For people, for example `["currency": "EUR", "amount": 12.5]`; "[:]" when empty.
+    std::string description() const;
+    friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
+        return out << container.description();
+    }
+
+  protected:
+    // What the subscript does.
+    virtual std::optional<Value> read(std::string_view name) const {
+        const auto found = values_.find(name);
+        return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
+    }
+    /// Inserts or replaces, or removes when there is no value.
+    virtual void write(std::string_view name, std::optional<Value> value) {
+        const auto found = values_.find(name);
+        if (!value && found != values_.end()) values_.erase(found);
+        if (value) values_.insert_or_assign(std::string(name), *std::move(value));
+    }
+    virtual void modify(std::string_view name, const std::function<void(std::optional<Value>&)>& change) {
+        auto value = read(name);
+        change(value);
+        write(name, std::move(value));
+    }
+
+    Map& values() noexcept { return values_; }
+    const Map& values() const noexcept { return values_; }
+
+  private:
+    Map values_;
+};
+
+template <class Value>
+class RequestContainer<Value>::Subscript {
+  public:
+    operator std::optional<Value>() const { return std::as_const(container_).read(name_); }
+    friend bool operator==(const Subscript& a, const std::optional<Value>& b) { return std::optional<Value>(a) == b; }
+
+    template <class T>
+    requires std::constructible_from<Value, T> Subscript& operator=(T&& value) {
+        return write(Value(std::forward<T>(value)));
+    }
+    Subscript& operator=(std::nullopt_t) { return write(std::nullopt); }
+    /// Removes the value when there is none.
+    template <class T>
+    Subscript& operator=(std::optional<T> value) {
+        return value ? write(Value(*std::move(value))) : write(std::nullopt);
+    }
+    Subscript& operator=(const Subscript& other) { return write(other); }
+
+    /// Reads the value, lets it be changed or taken away, and writes it back.
+    void modify(const std::function<void(std::optional<Value>&)>& change) { container_.modify(name_, change); }
+
+  private:
+    friend class RequestContainer;
+    Subscript(RequestContainer& container, std::string name) : container_(container), name_(std::move(name)) {}
+    Subscript(const Subscript&) = default;
+
+    Subscript& write(std::optional<Value> value) {
+        container_.write(name_, std::move(value));
+        return *this;
+    }
+
+    RequestContainer& container_;
+    std::string name_;
+};
+
+extern template class RequestContainer<JSONValue>;
+extern template class RequestContainer<std::string>;
+
+/// The parameters of a request's body, held as they are given.
+class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
+  public:
+    URLRequestBody() = default;
+    explicit URLRequestBody(JSONValue::Object body) noexcept : RequestContainer(std::move(body)) {}
+
+    JSONValue::Object& body() noexcept { return values(); }
+    const JSONValue::Object& body() const noexcept { return values(); }
+
+    /// Inserts or replaces.
+    virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue);
+    /// A copy of body().
+    virtual JSONValue::Object getParams() const;
+};
+
+/// The fields of a request's header. "Content-type" and "Content-Type" are two different fields.
+class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
+  public:
+    /// The name as the back end expects it, with a lower-case "t".
+    static constexpr std::string_view header_content_type = "Content-type";
+    static constexpr std::string_view header_content_type_json = "application/json; charset=UTF-8";
+    static constexpr std::string_view header_content_type_urlencoded = "application/x-www-form-urlencoded";
+    static constexpr std::string_view header_content_type_jwks = "application/jwk-set+json; charset=UTF-8";
+    static constexpr std::string_view header_content_type_jwt = "application/jwt; charset=UTF-8";
+    static constexpr std::string_view header_content_type_text_plain = "text/plain; charset=UTF-8";
+
+    URLRequestHeader() = default;
+    explicit URLRequestHeader(StringMap headers) noexcept : RequestContainer(std::move(headers)) {}
+
+    StringMap& headersDictionary() noexcept { return values(); }
+    const StringMap& headersDictionary() const noexcept { return values(); }
+
+    /// Inserts or replaces.
+    virtual URLRequestHeader& setHeaderField(std::string_view field, std::string_view headerValue);
+};
+
+/// What turns a request's body into bytes, and a response's bytes into a value: for the application to derive from.
+class TORVANE_EXPORT CoderEncryptProtocol {
+  public:
+    CoderEncryptProtocol() = default;
+    virtual ~CoderEncryptProtocol() = default;
+    CoderEncryptProtocol(const CoderEncryptProtocol&) = delete;
+    CoderEncryptProtocol& operator=(const CoderEncryptProtocol&) = delete;
+
+    /// The content type of what encodeRequestBody() gives, such as URLRequestHeader::header_content_type_jwt.
+    virtual std::string_view contentType() const = 0;
+    virtual ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) = 0;
+    /// A value of any type; of one that is not JSON, JSONValue::opaque().
+    virtual JSONValue decodeResponseData(ByteView responseData) = 0;
+};
+
+}  // namespace Torvane

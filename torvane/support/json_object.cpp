@@ -1,0 +1,66 @@
+#include "torvane/support/json_object.hpp"
+
+#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/platform/zennet/text.hpp"
+
+namespace Torvane {
+
+using Platform::JSONSerialization;
+
+const JsonSerializeObject* JsonProperty::serializable(const JsonSerializeObject& object) noexcept {
+    return dynamic_cast<const JsonSerializeProtocol*>(&object) == nullptr ? nullptr : &object;
+}
+
+JSONValue::Object JsonProperty::dictionaryOf(const JsonSerializeObject& object) {
+    return object.toDictionary();
+}
+
+JsonSerializeObject::JsonSerializeObject(const JSONValue::Object&) {
+    throw JsonSerializeError::missingRequiredInit();
+}
+
+JsonSerializeObject::Properties::Properties(std::initializer_list<Property> list) {
+    for (const auto& property : list) {
+        if (property.inherited_) continue;
+        for (const auto& [name, value] : property.members_) members_.insert_or_assign(name, value);
+    }
+    for (const auto& property : list) {
+        if (property.inherited_) members_.insert(property.members_.begin(), property.members_.end());
+    }
+}
+
+JsonSerializeObject::Properties JsonSerializeObject::properties() const {
+    return {};
+}
+
+JSONValue::Object JsonSerializeObject::toDictionary() const {
+    return properties().members_;
+}
+
+std::string JsonSerializeObject::toJsonString() const {
+    return Zennet::convertToString(JsonCodeHelper::encodeAndConvertToJson(toDictionary()));
+}
+
+ByteBuffer JsonCodeHelper::encodeAndConvertToJson(const JSONValue& value) {
+    if (!JSONSerialization::isValidJSONObject(value)) {
+        throw JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
+    }
+    return JSONSerialization::data(value);
+}
+
+JSONValue JsonCodeHelper::decodeCodeJson(ByteView data) {
+    try {
+        return JSONSerialization::jsonObject(data);
+    } catch (const Platform::JSONError& error) {
+        throw JsonSerializeError::failedToParseJson("Failed to parse response to JSON. " + error.errorDescription());
+    }
+}
+
+JSONValue::Object dictFromJsonString(std::string_view jsonString) {
+    auto value = JsonCodeHelper::decodeCodeJson(asBytes(jsonString));
+    auto* dict = value.as<JSONValue::Object>();
+    if (dict == nullptr) throw JsonSerializeError::invalidJsonString();
+    return std::move(*dict);
+}
+
+}  // namespace Torvane

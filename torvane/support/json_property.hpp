@@ -1,0 +1,152 @@
+// What becomes of a property by its type: for json_object.hpp.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <ranges>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "torvane/support/vocabulary.hpp"
+
+namespace Torvane {
+
+class JsonSerializeObject;
+class JsonSerializeProtocol;
+
+}  // namespace Torvane
+
+namespace Torvane::JsonProperty {
+
+template <class T>
+inline constexpr bool isOptional = false;
+template <class T>
+inline constexpr bool isOptional<std::optional<T>> = true;
+
+template <class T>
+concept Unsigned64 = std::unsigned_integral<T> && sizeof(T) == sizeof(std::uint64_t);
+
+template <class T>
+concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+                    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
+template <class T>
+concept NestedObject = std::derived_from<T, JsonSerializeObject>;
+
+template <class T>
+concept PointerToObject = requires(const T& pointer) {
+    { *pointer } -> std::convertible_to<const JsonSerializeObject&>;
+    { pointer == nullptr } -> std::convertible_to<bool>;
+};
+
+// Values that a JSONValue is made from, texts and numbers among them.
+template <class T>
+concept JSON = std::convertible_to<const T&, JSONValue>;
+
+template <class T>
+concept Map = requires {
+    typename T::key_type;
+    typename T::mapped_type;
+};
+
+template <class T>
+concept Bytes = std::ranges::range<const T> && (std::same_as<std::ranges::range_value_t<const T>, std::uint8_t> ||
+                                                std::same_as<std::ranges::range_value_t<const T>, std::byte>);
+
+// A range of itself (a path) has no end.
+template <class T>
+concept List = std::ranges::input_range<const T> && !JSON<T> && !Map<T> && !Bytes<T> &&
+               !std::same_as<std::ranges::range_value_t<const T>, T>;
+
+template <class T>
+constexpr void requireMeaning() {
+    static_assert(!Character<T>, "A property that is a character: use std::string, or a number type.");
+    static_assert(!Unsigned64<T>, "A property that is an unsigned 64-bit integer: use std::int64_t.");
+    static_assert(!(std::is_pointer_v<T> || std::is_member_pointer_v<T>) || JSON<T> || PointerToObject<T>,
+                  "A property that is a raw pointer: use the value, or std::optional.");
+    static_assert(!NestedObject<T> || std::derived_from<T, JsonSerializeProtocol>,
+                  "A property that is an object: its class must derive from JsonSerializeProtocol too.");
+    static_assert(JSON<T> || Map<T> || List<T> || NestedObject<T> || PointerToObject<T> || std::copy_constructible<T>,
+                  "A property that cannot be copied and is no object.");
+    if constexpr (Map<T>) {
+        static_assert(std::convertible_to<const typename T::key_type&, std::string>,
+                      "A property that is a map: its keys must be text.");
+    }
+}
+
+/// The object, if it derives from JsonSerializeProtocol; else null.
+TORVANE_EXPORT const JsonSerializeObject* serializable(const JsonSerializeObject& object) noexcept;
+
+TORVANE_EXPORT JSONValue::Object dictionaryOf(const JsonSerializeObject& object);
+
+/// The object that a value is or points to, if it is to be converted; else null.
+template <class T>
+const JsonSerializeObject* serializableIn(const T& value) noexcept {
+    if constexpr (NestedObject<T>) {
+        return serializable(value);
+    } else if constexpr (PointerToObject<T>) {
+        return value == nullptr ? nullptr : serializable(*value);
+    } else {
+        return nullptr;
+    }
+}
+
+// What is not JSON and cannot be copied.
+struct Something {};
+
+/// The value as it is, whether it is JSON or not.
+template <class T>
+JSONValue unchanged(const T& value) {
+    requireMeaning<T>();
+    if constexpr (isOptional<T>) {
+        return value ? unchanged(*value) : JSONValue();
+    } else if constexpr (JSON<T>) {
+        return value;
+    } else if constexpr (Map<T>) {
+        JSONValue::Object object;
+        for (const auto& [name, member] : value) object.emplace(name, unchanged(member));
+        return object;
+    } else if constexpr (List<T>) {
+        JSONValue::List list;
+        for (const auto& element : value) list.push_back(unchanged(element));
+        return list;
+    } else if constexpr (std::copy_constructible<T>) {
+        return JSONValue::opaque(value);
+    } else {
+        return JSONValue::opaque(Something());
+    }
+}
+
+/// The value as a property shows it; nothing when it is left out.
+template <class T>
+std::optional<JSONValue> converted(const T& value) {
+    if constexpr (std::is_enum_v<T>) {
+        return std::nullopt;
+    } else if constexpr (isOptional<T>) {
+        if (!value) return std::nullopt;
+        // An enumeration that is there is not left out: it is for toJsonString() to refuse.
+        if constexpr (std::is_enum_v<typename T::value_type>) return unchanged(*value);
+        return converted(*value);
+    } else {
+        requireMeaning<T>();
+        if constexpr (PointerToObject<T>) {
+            if (value == nullptr) return std::nullopt;
+        }
+        if (const auto* object = serializableIn(value)) return dictionaryOf(*object);
+        if constexpr (List<T>) {
+            JSONValue::List dictionaries;
+            for (const auto& element : value) {
+                const auto* object = serializableIn(element);
+                if (object == nullptr) return unchanged(value);
+                dictionaries.push_back(dictionaryOf(*object));
+            }
+            return dictionaries;
+        }
+        return unchanged(value);
+    }
+}
+
+}  // namespace Torvane::JsonProperty
