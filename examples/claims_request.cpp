@@ -57,7 +57,8 @@ void receive(const JOSEHelper& helper, const Request& request) {
     std::cout << "from " << claims.getIssuer() << " for " << claims.getAudience().front() << ", good for "
               << std::floor(claims.getExpirationTime() - claims.getIssuedAt()) << " s\n";
     std::cout << claims.getClaimValue<double>("amount") << ' ' << claims.getClaimValue<std::string>("currency")
-              << " to " << *Platform::stringMember(claims.getClaimValue<JSONValue::Object>("payee"), "name") << ", tagged";
+              << " to " << *Platform::stringMember(claims.getClaimValue<JSONValue::Object>("payee"), "name")
+              << ", tagged";
     for (const auto& tag : claims.getClaimValue<std::vector<std::string>>("tags")) std::cout << ' ' << tag;
     std::cout << (claims.getClaimValue<bool>("draft") ? ", a draft\n" : ", to be carried out\n");
     try {

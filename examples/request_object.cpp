@@ -63,11 +63,10 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
   protected:
     Properties properties() const override {
         return {
-            {"payee", payee},          // an object
-            {"positions", positions},  // a list of objects
-            {"note", note},            // left out while there is none
-            {"tags", tags},
-            {"state", state},  // left out always
+            {"payee", payee},                            // an object
+            {"positions", positions},                    // a list of objects
+            {"note", note},                              // left out while there is none
+            {"tags", tags},           {"state", state},  // left out always
         };
     }
 };

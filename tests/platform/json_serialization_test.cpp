@@ -2,12 +2,17 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <limits>
-#include <random>
+#include <string>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/testing/expect_error.hpp"
+#include "tests/testing/random_json.hpp"
 #include "tests/testing/vectors.hpp"
 
 namespace Platform {
@@ -91,9 +96,19 @@ TEST(JSONReading, TakesTimeThatGrowsWithTheTextOnly) {
     for (int i = 0; i < 100'000; ++i) members += "\"m" + std::to_string(i) + "\":" + std::to_string(i) + ",";
     members.back() = '}';
     const auto start = std::chrono::steady_clock::now();
-    for (const auto& text : {nested(100'000), std::string(1'000'000, '[')}) EXPECT_ERROR(read(text), tooDeep);
-    for (const auto& text : {"\"" + std::string(3'000'000, 'a') + "\"", members})
+    const auto ten = [](const std::string& text) {
+        std::string result;
+        for (std::size_t i = 0; i < 10'000'000; i += text.size()) result += text;
+        return result;
+    };
+    for (const auto& text : {nested(600), ten("["), ten("{\"\":")}) EXPECT_ERROR(read(text), tooDeep);
+    for (const auto& text : {"\"" + ten("a") + "\"", "\"" + ten("\\\"") + "\"", members})
         EXPECT_EQ(written(read(text)).size(), text.size());
+    for (const auto& text : {ten("9"), "-1" + ten("0"), "1e" + ten("9")})
+        EXPECT_ERROR(read(text), JSONError("The text is not JSON: a number is too large at byte " +
+                                           std::to_string(text.size()) + "."));
+    for (const auto& [text, value] : {std::pair{"0." + ten("3"), "0.3333333333333333"}, {"1e-" + ten("9"), "0"}})
+        EXPECT_EQ(written(read(text)), value);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
@@ -121,28 +136,38 @@ TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
     }
 }
 
-JSONValue generated(std::mt19937& random, int depth) {
-    const auto inner = [&] { return generated(random, depth - 1); };
-    std::string text(random() % 20, '\0');
-    for (auto& c : text) c = static_cast<char>(random() % 0x80);
-    switch (random() % (depth == 0 ? 4 : 8)) {
-        case 0: return static_cast<std::int64_t>(std::uint64_t{random()} << 32 | random());
-        case 1: return std::ldexp(static_cast<double>(random() | 1), -1 - static_cast<int>(random() % 900));
-        case 2: return text + "\u00e9";
-        case 3: return text + "\U0001F600";
-        case 4: return List{inner(), inner(), inner()};
-        default: return Object{{text, inner()}, {"/" + text, inner()}};
-    }
-}
-
 TEST(JSONWriting, ReadsBackWhatItWrote) {
-    std::mt19937 random(8259);
-    for (int i = 0; i < 2000; ++i) {
-        const auto value = generated(random, 6);
+    Testing::RandomJSON random(8259);
+    for (int i = 0; i < 20'000; ++i) {
+        const auto value = random.value(6);
         const auto text = written(value);
         EXPECT_TRUE(read(text) == value) << text;
         EXPECT_EQ(written(read(text)), text);
     }
+}
+
+TEST(JSONWriting, IsReadTheSameByAStrictReaderOfAnotherLanguage) {
+    Testing::RandomJSON random(7159);
+    std::vector<JSONValue> values;
+    const auto corpus = ::testing::TempDir() + "torvane_corpus_" + std::to_string(::getpid());
+    std::ofstream out(corpus);
+    for (int i = 0; i < 5000; ++i) out << written(values.emplace_back(random.value(5))) << '\n';
+    out << nested(500, written(values.emplace_back(random.value(5)))) << '\n';
+    out.close();
+    // Python reads each line and writes it in its own way; -I keeps modules that lie about from being taken for its
+    // own.
+    const auto command = "python3 -I -m json.tool --json-lines --compact " + corpus + " " + corpus + ".py";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    std::ifstream in(corpus + ".py");
+    std::string line;
+    for (std::size_t i = 0; i + 1 < values.size(); ++i) {
+        ASSERT_TRUE(std::getline(in, line));
+        EXPECT_TRUE(read(line) == values[i]) << written(values[i]) << '\n' << line;
+    }
+    ASSERT_TRUE(std::getline(in, line));
+    EXPECT_EQ(written(read(line)), nested(500, written(values.back())));
+    EXPECT_FALSE(std::getline(in, line));
+    for (const auto* suffix : {"", ".py"}) std::remove((corpus + suffix).c_str());
 }
 
 }  // namespace

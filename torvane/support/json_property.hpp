@@ -31,7 +31,7 @@ concept Unsigned64 = std::unsigned_integral<T> && sizeof(T) == sizeof(std::uint6
 
 template <class T>
 concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
-                    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
 
 template <class T>
 concept NestedObject = std::derived_from<T, JsonSerializeObject>;
@@ -53,8 +53,8 @@ concept Map = requires {
 };
 
 template <class T>
-concept Bytes = std::ranges::range<const T> && (std::same_as<std::ranges::range_value_t<const T>, std::uint8_t> ||
-                                                std::same_as<std::ranges::range_value_t<const T>, std::byte>);
+concept Bytes = std::ranges::range<const T> &&(std::same_as<std::ranges::range_value_t<const T>, std::uint8_t> ||
+                                               std::same_as<std::ranges::range_value_t<const T>, std::byte>);
 
 // A range of itself (a path) has no end.
 template <class T>

@@ -13,7 +13,8 @@ JSONValue JSONValue::holding(std::any opaque) {
 std::optional<std::int64_t> JSONValue::wholeNumber() const noexcept {
     constexpr double limit = 9223372036854775808.0;  // 2^63
     const auto* number = as<double>();
-    if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit) return std::nullopt;
+    if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit)
+        return std::nullopt;
     return static_cast<std::int64_t>(*number);
 }
 

@@ -1,0 +1,171 @@
+#include "torvane/jwt/jwt_claims.hpp"
+
+#include <set>
+
+#include <gtest/gtest.h>
+#include <openssl/rand.h>
+
+#include "torvane/platform/services/clock.hpp"
+
+#include "tests/testing/expect_error.hpp"
+
+namespace {
+
+using namespace Torvane;
+using List = JSONValue::List;
+using Object = JSONValue::Object;
+using Strings = std::vector<std::string>;
+
+JWTClaims withClaim(JSONValue value) {
+    return JWTClaims(Object{{"c", std::move(value)}});
+}
+
+TEST(JWTClaims, ReadsAndWritesTheExampleOfRFC7519) {
+    const auto claims =
+        fromJsonString<JWTClaims>("{\"iss\":\"joe\",\r\n \"exp\":1300819380,\r\n \"http://example.com/is_root\":true}");
+    EXPECT_EQ(claims.getIssuer(), "joe");
+    EXPECT_EQ(claims.getExpirationTime(), 1300819380.0);
+    EXPECT_TRUE(claims.getClaimValue<bool>("http://example.com/is_root"));
+    EXPECT_EQ(claims.toJsonString(), R"({"exp":1300819380,"http:\/\/example.com\/is_root":true,"iss":"joe"})");
+}
+
+TEST(JWTClaims, HoldsValuesAsTheyWereSet) {
+    JWTClaims claims;
+    claims.setIssuer("i").setSubject("s").setAudience("a").setJwtId("j");
+    claims.setExpirationTime(1.5).setNotBefore(-2).setIssuedAt(3e9);
+    claims.setClaimValue(nullptr, "null").setClaimValue(Strings{"x"}, "list").setClaimValue(7, "typ");
+    const Object expected{{"iss", "i"},  {"sub", "s"}, {"aud", List{"a"}}, {"jti", "j"},        {"exp", 1.5},
+                          {"nbf", -2.0}, {"iat", 3e9}, {"null", nullptr},  {"list", List{"x"}}, {"typ", 7}};
+    EXPECT_EQ(claims.getClaims(), expected);
+    EXPECT_EQ(claims.toDictionary(), expected);
+    EXPECT_EQ(fromJsonString<JWTClaims>(claims.toJsonString()).getNotBefore(), -2.0);
+    EXPECT_EQ(claims.getSubject() + claims.getJwtId(), "sj");
+    EXPECT_EQ(claims.getIssuedAt(), 3e9);
+    EXPECT_EQ(claims.setClaimValue("other", ReservedClaimNames::TYPE).getClaims().at("typ"), JSONValue("other"));
+}
+
+TEST(JWTClaims, NullIsThereAndAnAbsentClaimIsNot) {
+    auto claims = fromJsonString<JWTClaims>(R"({"null":null})");
+    EXPECT_TRUE(claims.hasClaim("null"));
+    EXPECT_TRUE(claims.getClaimValue<JSONValue>("null").isNull());
+    EXPECT_FALSE(claims.unsetClaim("Null").unsetClaim("null").hasClaim("null"));
+    EXPECT_EQ(claims.toJsonString(), "{}");
+}
+
+TEST(JWTClaims, EachGetterNamesTheClaimThatIsMissing) {
+    const JWTClaims claims;
+    EXPECT_ERROR(claims.getIssuer(), JOSEError::claimNotFoundInJWT("iss"));
+    EXPECT_ERROR(claims.getSubject(), JOSEError::claimNotFoundInJWT("sub"));
+    EXPECT_ERROR(claims.getAudience(), JOSEError::claimNotFoundInJWT("aud"));
+    EXPECT_ERROR(claims.getExpirationTime(), JOSEError::claimNotFoundInJWT("exp"));
+    EXPECT_ERROR(claims.getNotBefore(), JOSEError::claimNotFoundInJWT("nbf"));
+    EXPECT_ERROR(claims.getIssuedAt(), JOSEError::claimNotFoundInJWT("iat"));
+    EXPECT_ERROR(claims.getJwtId(), JOSEError::claimNotFoundInJWT("jti"));
+    EXPECT_ERROR(claims.getClaimValue<JSONValue>(ReservedClaimNames::TYPE), JOSEError::claimNotFoundInJWT("typ"));
+    EXPECT_ERROR(fromJsonString<JWTClaims>(R"({"exp":"soon"})").getExpirationTime(),
+                 JOSEError::malformedClaim("Type of claim exp is String, expected type is Double.Type"));
+}
+
+// Reads the claim as a T: it is one exactly when T is among the expected types.
+template <class T>
+void expectRead(const JWTClaims& claims, const std::string& valueType, const std::string& type, bool convertible) {
+    SCOPED_TRACE(claims.toDictionary().at("c").isNull() ? "null" : valueType);
+    if (convertible) {
+        EXPECT_NO_THROW(claims.getClaimValue<T>("c")) << "as " << type;
+    } else {
+        EXPECT_ERROR(claims.getClaimValue<T>("c"), JOSEError::malformedClaim("Type of claim c is " + valueType +
+                                                                             ", expected type is " + type + ".Type"));
+    }
+}
+
+TEST(JWTClaims, EachTypeReadsItsOwnKindsAndNoOther) {
+    const struct {
+        JSONValue value;
+        std::string valueType;
+        std::set<std::string> convertible;
+    } rows[] = {
+        {"1", "String", {"String"}},
+        {5, "Int", {"Int", "Double"}},
+        {INT64_MIN, "Int", {"Int", "Double"}},
+        {5.0, "Double", {"Int", "Double"}},
+        {-0x1p63, "Double", {"Int", "Double"}},
+        {0x1p63, "Double", {"Double"}},
+        {0.5, "Double", {"Double"}},
+        {true, "Bool", {"Bool"}},
+        {nullptr, "Null", {}},
+        {List(), "Array", {"List", "Strings"}},
+        {List{"a", "b"}, "Array", {"List", "Strings"}},
+        {List{"a", 1}, "Array", {"List"}},
+        {Object(), "Dictionary", {"Dictionary"}},
+        {JSONValue::opaque('x'), "Any", {}},
+    };
+    for (const auto& row : rows) {
+        const auto claims = withClaim(row.value);
+        const auto is = [&](const char* type) { return row.convertible.contains(type); };
+        expectRead<std::string>(claims, row.valueType, "String", is("String"));
+        expectRead<double>(claims, row.valueType, "Double", is("Double"));
+        expectRead<std::int64_t>(claims, row.valueType, "Int", is("Int"));
+        expectRead<bool>(claims, row.valueType, "Bool", is("Bool"));
+        expectRead<Strings>(claims, row.valueType, "Array", is("Strings"));
+        expectRead<List>(claims, row.valueType, "Array", is("List"));
+        expectRead<Object>(claims, row.valueType, "Dictionary", is("Dictionary"));
+        expectRead<JSONValue>(claims, row.valueType, "Any", true);
+    }
+    EXPECT_EQ(withClaim(5).getClaimValue<double>("c"), 5.0);
+    EXPECT_EQ(withClaim(-0x1p63).getClaimValue<std::int64_t>("c"), INT64_MIN);
+    EXPECT_EQ(withClaim(List{"a", "b"}).getClaimValue<Strings>("c"), (Strings{"a", "b"}));
+}
+
+TEST(JWTClaims, TheAudienceIsAListOrALoneStringOrNotFound) {
+    JWTClaims claims;
+    EXPECT_EQ(claims.setAudience("a", std::string("b")).getAudience(), (Strings{"a", "b"}));
+    EXPECT_EQ(claims.setAudience().getAudience(), Strings());
+    EXPECT_EQ(claims.setAudience({"x", "y"}).toJsonString(), R"({"aud":["x","y"]})");
+    EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":"x"})").getAudience(), Strings{"x"});
+    for (const JSONValue& value : List{5, nullptr, List{"a", 1}, Object()})
+        EXPECT_ERROR(claims.setClaimValue(value, "aud").getAudience(), JOSEError::claimNotFoundInJWT("aud"));
+}
+
+TEST(JWTClaims, RelativeTimesKeepTheFractionOfASecond) {
+    JWTClaims claims;
+    bool fraction = false;
+    for (int i = 0; i < 5; ++i) {
+        const double before = Platform::secondsSince1970();
+        claims.setExpirationTimeSecondsInTheFuture(-60.25).setNotBeforeSecondsInThePast(10).setIssuedAtToNow();
+        const double after = Platform::secondsSince1970();
+        for (const auto& [time, offset] : {std::pair{claims.getExpirationTime(), -60.25},
+                                           {claims.getNotBefore(), -10.0},
+                                           {claims.getIssuedAt(), 0.0}}) {
+            EXPECT_GE(time, before + offset);
+            EXPECT_LE(time, after + offset);
+        }
+        fraction =
+            fraction || claims.getIssuedAt() != static_cast<double>(static_cast<std::int64_t>(claims.getIssuedAt()));
+    }
+    EXPECT_TRUE(fraction);
+}
+
+TEST(JWTClaims, GeneratedIdsAreRandomAndAsLongAsAsked) {
+    JWTClaims claims;
+    std::set<std::string> seen;
+    for (int i = 0; i < 100; ++i) {
+        const auto id = claims.setGeneratedJwtId().getJwtId();
+        EXPECT_EQ(id.size(), 24U);
+        EXPECT_EQ(id.substr(22), "==");
+        EXPECT_TRUE(seen.insert(id).second) << id;
+    }
+    EXPECT_EQ(claims.setGeneratedJwtId(0).getJwtId(), "");
+    EXPECT_EQ(claims.setGeneratedJwtId(33).getJwtId().size(), 44U);
+}
+
+TEST(JWTClaimsDeathTest, AFailingRandomSourceStopsTheProcess) {
+    // In a new process, so that the generator has not been made yet.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto generate = [] {
+        RAND_set_DRBG_type(nullptr, "no such generator", nullptr, nullptr, nullptr);
+        JWTClaims().setGeneratedJwtId();
+    };
+    EXPECT_EXIT(generate(), ::testing::KilledBySignal(SIGABRT), "torvane: the random source failed");
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+#include "torvane/messaging/request_containers.hpp"
+
+#include <limits>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Torvane;
+
+std::string shown(const auto& container) {
+    std::ostringstream out;
+    out << container;
+    EXPECT_EQ(out.str(), container.description());
+    return out.str();
+}
+
+TEST(URLRequestBody, AnAbsentValueRemovesAndNullDoesNot) {
+    URLRequestBody body(JSONValue::Object{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}});
+    body["a"] = std::nullopt;
+    body["b"] = std::optional<std::string>();
+    body["c"] = std::optional<JSONValue>();
+    body["d"] = nullptr;
+    body["absent"] = std::nullopt;
+    EXPECT_EQ(shown(body), R"(["d": null])");
+    EXPECT_FALSE(body.isEmpty());
+    body["d"] = body["absent"];
+    EXPECT_TRUE(body.isEmpty());
+    EXPECT_EQ(shown(body), "[:]");
+    EXPECT_EQ(body.begin(), body.end());
+}
+
+TEST(URLRequestBody, ReadingInsertsNothing) {
+    URLRequestBody body;
+    EXPECT_EQ(std::as_const(body)["a"], std::nullopt);
+    EXPECT_EQ(std::optional<JSONValue>(body["a"]), std::nullopt);
+    body["a"].modify([](auto& value) { EXPECT_EQ(value, std::nullopt); });
+    EXPECT_TRUE(body.isEmpty());
+}
+
+TEST(URLRequestBody, TheLastValueOfANameCounts) {
+    URLRequestBody body;
+    EXPECT_EQ(&body.setBodyParam("a", 1).setBodyParam("a", "x"), &body);
+    body["b"] = std::optional<std::string>("y");
+    body["c"] = 1;
+    body["c"].modify([](auto& value) { value = *value->template as<std::int64_t>() + 1; });
+    body["d"] = true;
+    body["d"].modify([](auto& value) { value.reset(); });
+    auto params = body.getParams();
+    EXPECT_EQ(params, (JSONValue::Object{{"a", "x"}, {"b", "y"}, {"c", 2}}));
+    params.clear();
+    EXPECT_EQ(body.body().size(), 3U);
+}
+
+TEST(URLRequestBody, IsShownWholeWhateverItHolds) {
+    URLRequestBody body;
+    body["list"] = JSONValue::List{1, -2.5, "q\"\n", nullptr, JSONValue::List(), JSONValue::Object()};
+    body["object"] = JSONValue::Object{{"b", false}, {"n", std::numeric_limits<double>::infinity()}};
+    body["other"] = JSONValue::opaque(7U);
+    EXPECT_EQ(shown(body),
+              R"(["list": [1, -2.5, "q\"\u{A}", null, [], [:]], "object": ["b": false, "n": inf], "other": Any])");
+}
+
+TEST(URLRequestHeader, FieldNamesAreComparedExactly) {
+    URLRequestHeader header(StringMap{{"Accept", "*/*"}});
+    EXPECT_EQ(&header.setHeaderField(URLRequestHeader::header_content_type, URLRequestHeader::header_content_type_jwt),
+              &header);
+    header["Content-Type"] = URLRequestHeader::header_content_type_text_plain;
+    std::string visited;
+    for (const auto& [field, value] : header) visited += field + "=" + value + "\n";
+    EXPECT_EQ(visited,
+              "Accept=*/*\nContent-Type=text/plain; charset=UTF-8\nContent-type=application/jwt; "
+              "charset=UTF-8\n");
+    header["Content-Type"] = std::nullopt;
+    EXPECT_EQ(shown(header), R"(["Accept": "*/*", "Content-type": "application/jwt; charset=UTF-8"])");
+    header.headersDictionary().clear();
+    EXPECT_TRUE(header.isEmpty());
+}
+
+TEST(URLRequestHeader, ContentTypesAreWhatTheBackEndExpects) {
+    using Header = URLRequestHeader;
+    EXPECT_EQ(Header::header_content_type_json, "application/json; charset=UTF-8");
+    EXPECT_EQ(Header::header_content_type_urlencoded, "application/x-www-form-urlencoded");
+    EXPECT_EQ(Header::header_content_type_jwks, "application/jwk-set+json; charset=UTF-8");
+}
+
+// A body that allows no name to be removed, and says so in one place.
+class AppendOnly : public URLRequestBody {
+  protected:
+    void write(std::string_view name, std::optional<JSONValue> value) override {
+        if (value) URLRequestBody::write(name, std::move(value));
+    }
+};
+
+TEST(URLRequestBody, EveryWayToWriteGoesThroughTheOverride) {
+    AppendOnly body;
+    body["a"] = 1;
+    body["a"] = std::nullopt;
+    body["a"].modify([](auto& value) { value.reset(); });
+    EXPECT_EQ(shown(body), R"(["a": 1])");
+}
+
+}  // namespace

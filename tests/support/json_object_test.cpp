@@ -1,0 +1,197 @@
+#include "torvane/support/json_object.hpp"
+
+#include <chrono>
+#include <limits>
+#include <list>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "tests/testing/expect_error.hpp"
+
+namespace {
+
+using namespace Torvane;
+using List = JSONValue::List;
+using Object = JSONValue::Object;
+
+const auto notJSON = JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
+
+enum class Kind { a, b };
+
+class Child : public JsonSerializeObject, public JsonSerializeProtocol {
+  public:
+    explicit Child(int childId = 0) : id(childId) {}
+    explicit Child(const Object& dict) : id(requiredMember<std::int64_t>(dict, "id")) {}
+    std::int64_t id;
+
+  protected:
+    Properties properties() const override { return {{"id", id}}; }
+};
+
+// Converts itself in a way of its own, or not at all.
+class Overriding : public Child {
+  public:
+    using Child::Child;
+    Object toDictionary() const override {
+        if (id < 0) throw std::runtime_error("no negative id");
+        return {{"own", id}};
+    }
+};
+
+// No part of JSON inside another object, since it does not say that it is.
+class Plain : public JsonSerializeObject {
+  public:
+    using JsonSerializeObject::JsonSerializeObject;
+
+  protected:
+    Properties properties() const override { return {{"plain", true}}; }
+};
+
+// One property whose value a test chooses.
+template <class T>
+class Holder : public JsonSerializeObject {
+  public:
+    explicit Holder(const T& held) : value(held) {}
+    const T& value;
+
+  protected:
+    Properties properties() const override { return {{"value", value}}; }
+};
+
+template <class T>
+std::string textOf(const T& value) {
+    return Holder<T>(value).toJsonString();
+}
+
+TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
+    EXPECT_EQ(textOf(std::string("a/b")), R"({"value":"a\/b"})");
+    EXPECT_EQ(textOf("literal"), R"({"value":"literal"})");
+    EXPECT_EQ(textOf(1.5F), R"({"value":1.5})");
+    EXPECT_EQ(textOf(std::uint32_t{4294967295}), R"({"value":4294967295})");
+    EXPECT_EQ(textOf(JSONValue()), R"({"value":null})");
+    EXPECT_EQ(textOf(Object{{"a", List{1, nullptr}}}), R"({"value":{"a":[1,null]}})");
+    EXPECT_EQ(textOf(StringMap{{"a", "b"}}), R"({"value":{"a":"b"}})");
+    EXPECT_EQ(textOf(std::vector<bool>{true, false}), R"({"value":[true,false]})");
+    EXPECT_EQ(textOf(std::map<std::string, std::list<int>>{{"a", {1}}}), R"({"value":{"a":[1]}})");
+    EXPECT_EQ(textOf(std::vector<std::optional<int>>{1, {}}), R"({"value":[1,null]})");
+}
+
+TEST(JsonSerializeObject, LeavesOutEnumerationsAndWhatIsAbsent) {
+    EXPECT_EQ(textOf(Kind::a), "{}");
+    EXPECT_EQ(textOf(std::optional<std::string>()), "{}");
+    EXPECT_EQ(textOf(std::optional<Kind>()), "{}");
+    EXPECT_EQ(textOf(std::shared_ptr<Child>()), "{}");
+    EXPECT_EQ(textOf(std::optional<std::unique_ptr<Child>>()), "{}");
+    EXPECT_EQ(JsonSerializeObject().toJsonString(), "{}");
+}
+
+TEST(JsonSerializeObject, LooksThroughAnOptionalForAllButEnumerations) {
+    EXPECT_EQ(textOf(std::optional<int>(1)), R"({"value":1})");
+    EXPECT_EQ(textOf(std::optional<Object>(Object())), R"({"value":{}})");
+    EXPECT_EQ(textOf(std::optional(std::make_shared<Child>(1))), R"({"value":{"id":1}})");
+    EXPECT_EQ(textOf(std::optional(std::vector{std::make_shared<Child>(1)})), R"({"value":[{"id":1}]})");
+    EXPECT_ERROR(textOf(std::optional(Kind::a)), notJSON);
+    const std::optional kept(Kind::b);
+    const auto dictionary = Holder(kept).toDictionary();
+    EXPECT_EQ(*dictionary.at("value").as<Kind>(), Kind::b);
+}
+
+TEST(JsonSerializeObject, ConvertsObjectsByTheirDynamicType) {
+    const std::shared_ptr<Child> overriding = std::make_shared<Overriding>(1);
+    std::list<Child> byValue;
+    byValue.emplace_back(2);
+    EXPECT_EQ(textOf(Overriding(1)), R"({"value":{"own":1}})");
+    EXPECT_EQ(textOf(overriding), R"({"value":{"own":1}})");
+    EXPECT_EQ(textOf(static_cast<const Child*>(overriding.get())), R"({"value":{"own":1}})");
+    EXPECT_EQ(textOf(std::vector<std::shared_ptr<JsonSerializeObject>>{overriding, std::make_shared<Child>(3)}),
+              R"({"value":[{"own":1},{"id":3}]})");
+    EXPECT_EQ(textOf(byValue), R"({"value":[{"id":2}]})");
+    EXPECT_EQ(textOf(std::vector<std::shared_ptr<Plain>>()), R"({"value":[]})");
+}
+
+TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
+    const auto failing = std::make_shared<Overriding>(-1);
+    const auto reason = [](auto code) { return Platform::localizedDescription(Testing::thrownBy(code)); };
+    EXPECT_EQ(reason([&] { textOf(failing); }), "no negative id");
+    EXPECT_EQ(reason([&] { textOf(std::vector{std::make_shared<Overriding>(1), failing}); }), "no negative id");
+}
+
+TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
+    struct Own {
+        int member = 7;
+    };
+    std::map<std::string, Child> children;
+    children.try_emplace("a", 1);
+    const auto plain = std::make_shared<Plain>();
+    EXPECT_ERROR(textOf(Own()), notJSON);
+    EXPECT_ERROR(textOf(std::chrono::system_clock::now()), notJSON);
+    EXPECT_ERROR(textOf(ByteBuffer{1, 2}), notJSON);
+    EXPECT_ERROR(textOf(std::vector{Kind::a}), notJSON);
+    EXPECT_ERROR(textOf(std::numeric_limits<double>::quiet_NaN()), notJSON);
+    EXPECT_ERROR(textOf("\xFF"), notJSON);
+    EXPECT_ERROR(textOf(plain), notJSON);
+    EXPECT_ERROR(textOf(children), notJSON);
+    EXPECT_ERROR(textOf(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}}), notJSON);
+    EXPECT_ERROR(textOf(std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain}), notJSON);
+    EXPECT_ERROR(textOf(std::vector<std::shared_ptr<Child>>{nullptr}), notJSON);
+    EXPECT_EQ(Holder<Own>(Own()).toDictionary().at("value").as<Own>()->member, 7);
+}
+
+class Base : public JsonSerializeObject, public JsonSerializeProtocol {
+  public:
+    using JsonSerializeObject::JsonSerializeObject;
+
+  protected:
+    Properties properties() const override { return {{"name", "base"}, {"only", 1}, {"note", "base"}}; }
+};
+
+class Silent : public Base {
+  public:
+    using Base::Base;
+};
+
+class Derived : public Silent {
+  public:
+    explicit Derived(const Object& dict) : read(dict) {}
+    Object read;
+
+  protected:
+    Properties properties() const override {
+        return {{"name", 1}, {"name", "derived"}, Silent::properties(), {"note", std::optional<int>()}};
+    }
+};
+
+TEST(JsonSerializeObject, TheClassItselfWinsOverTheClassAbove) {
+    EXPECT_EQ(Silent().toJsonString(), R"({"name":"base","note":"base","only":1})");
+    EXPECT_EQ(Derived(Object()).toJsonString(), R"({"name":"derived","note":"base","only":1})");
+}
+
+TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
+    EXPECT_EQ(fromJsonString<Derived>(R"({"a":{"b":[]}})").read, (Object{{"a", Object{{"b", List()}}}}));
+    EXPECT_EQ(fromJsonString<Overriding>(R"({"id":5.0})").toJsonString(), R"({"own":5})");
+    EXPECT_ERROR(fromJsonString<Silent>("{}"), JsonSerializeError::missingRequiredInit());
+    for (const auto* text : {"{}", R"({"id":null})", R"({"id":"1"})", R"({"id":1.5})", R"({"id":9223372036854775808})"})
+        EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
+}
+
+TEST(FromJsonString, RefusesWhatIsNoObject) {
+    for (const auto* text : {"[1,2]", "\"x\"", "42", "true", "null"})
+        EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::invalidJsonString());
+    EXPECT_ERROR(fromJsonString<Child>("{"),
+                 JsonSerializeError::failedToParseJson("Failed to parse response to JSON. The text is not JSON: "
+                                                       "unexpected end of input; expected string literal at byte 2."));
+}
+
+TEST(JsonCodeHelper, ReadsAnyValueAndWritesListsAndObjectsOnly) {
+    EXPECT_EQ(JsonCodeHelper::decodeCodeJson(asBytes("42")), JSONValue(42));
+    EXPECT_ERROR(JsonCodeHelper::decodeCodeJson({}),
+                 JsonSerializeError::failedToParseJson(
+                     "Failed to parse response to JSON. The text is not JSON: unexpected end of input; expected '[', "
+                     "'{', or a literal at byte 1."));
+    EXPECT_EQ(asText(JsonCodeHelper::encodeAndConvertToJson(List{1, "/"})), R"([1,"\/"])");
+    for (const JSONValue& value : List{"x", 1, nullptr, List{JSONValue::opaque(Kind::a)}})
+        EXPECT_ERROR(JsonCodeHelper::encodeAndConvertToJson(value), notJSON);
+}
+
+}  // namespace
