@@ -87,19 +87,19 @@ class StandingOrder : public TransferRequest {
 }  // namespace
 
 int main() {
-    StandingOrder order("Ada", "DE02120300000000202051");
-    order.positions.emplace_back("rent", 95'000);
-    order.positions.emplace_back("garage", 4'500);
-    order.tags = {"home", "w/o tax"};
-    const auto text = order.toJsonString();
-    std::cout << text << '\n';
-
-    const auto received = fromJsonString<StandingOrder>(text);
-    std::cout << received.payee.name << " gets " << received.positions.front().cents << " cents for "
-              << received.positions.front().text << " on day " << received.dayOfMonth << ", "
-              << received.note.value_or("without a note") << '\n';
-
     try {
+        StandingOrder order("Ada", "DE02120300000000202051");
+        order.positions.emplace_back("rent", 95'000);
+        order.positions.emplace_back("garage", 4'500);
+        order.tags = {"home", "w/o tax"};
+        const auto text = order.toJsonString();
+        std::cout << text << '\n';
+
+        const auto received = fromJsonString<StandingOrder>(text);
+        std::cout << received.payee.name << " gets " << received.positions.front().cents << " cents for "
+                  << received.positions.front().text << " on day " << received.dayOfMonth << ", "
+                  << received.note.value_or("without a note") << '\n';
+
         fromJsonString<StandingOrder>(R"({"payee": {"name": "Ada"}})");
     } catch (const JsonSerializeError& error) {
         std::cout << error.errorDescription() << '\n';
