@@ -69,7 +69,7 @@ TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
     EXPECT_EQ(textOf("literal"), R"({"value":"literal"})");
     EXPECT_EQ(textOf(1.5F), R"({"value":1.5})");
     EXPECT_EQ(textOf(std::uint32_t{4294967295}), R"({"value":4294967295})");
-    EXPECT_EQ(textOf(JSONValue()), R"({"value":null})");
+    EXPECT_EQ(textOf(List{nullptr, static_cast<const char*>(nullptr)}), R"({"value":[null,null]})");
     EXPECT_EQ(textOf(Object{{"a", List{1, nullptr}}}), R"({"value":{"a":[1,null]}})");
     EXPECT_EQ(textOf(StringMap{{"a", "b"}}), R"({"value":{"a":"b"}})");
     EXPECT_EQ(textOf(std::vector<bool>{true, false}), R"({"value":[true,false]})");
@@ -82,6 +82,7 @@ TEST(JsonSerializeObject, LeavesOutEnumerationsAndWhatIsAbsent) {
     EXPECT_EQ(textOf(std::optional<std::string>()), "{}");
     EXPECT_EQ(textOf(std::optional<Kind>()), "{}");
     EXPECT_EQ(textOf(std::shared_ptr<Child>()), "{}");
+    EXPECT_EQ(textOf(static_cast<const char*>(nullptr)), "{}");
     EXPECT_EQ(textOf(std::optional<std::unique_ptr<Child>>()), "{}");
     EXPECT_EQ(JsonSerializeObject().toJsonString(), "{}");
 }
@@ -115,6 +116,9 @@ TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
     const auto reason = [](auto code) { return Platform::localizedDescription(Testing::thrownBy(code)); };
     EXPECT_EQ(reason([&] { textOf(failing); }), "no negative id");
     EXPECT_EQ(reason([&] { textOf(std::vector{std::make_shared<Overriding>(1), failing}); }), "no negative id");
+    // Nothing is converted in a list that holds anything else.
+    EXPECT_ERROR(textOf(std::vector<std::shared_ptr<JsonSerializeObject>>{failing, std::make_shared<Plain>()}),
+                 notJSON);
 }
 
 TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {

@@ -132,7 +132,7 @@ class TORVANE_EXPORT JsonCodeHelper {
 ///         that is not an object.
 TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString);
 
-/// The T that a JSON text holds, made by its own constructor from a JSON object: `dict` is not looked at before.
+/// The T that a JSON text holds, made by T's own constructor from a JSON object.
 /// @throws JsonSerializeError as dictFromJsonString(), and whatever the constructor throws.
 template <std::derived_from<JsonSerializeObject> T>
 requires std::derived_from<T, JsonSerializeProtocol> T fromJsonString(std::string_view jsonString) {

@@ -1,6 +1,7 @@
 // What becomes of a property by its type: for json_object.hpp.
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -94,6 +95,11 @@ const JsonSerializeObject* serializableIn(const T& value) noexcept {
     }
 }
 
+template <List T>
+bool isListOfObjects(const T& list) noexcept {
+    return std::ranges::all_of(list, [](const auto& element) { return serializableIn(element) != nullptr; });
+}
+
 // What is not JSON and cannot be copied.
 struct Something {};
 
@@ -132,18 +138,16 @@ std::optional<JSONValue> converted(const T& value) {
         return converted(*value);
     } else {
         requireMeaning<T>();
-        if constexpr (PointerToObject<T>) {
+        if constexpr (std::is_pointer_v<T> || PointerToObject<T>) {
             if (value == nullptr) return std::nullopt;
         }
         if (const auto* object = serializableIn(value)) return dictionaryOf(*object);
         if constexpr (List<T>) {
-            JSONValue::List dictionaries;
-            for (const auto& element : value) {
-                const auto* object = serializableIn(element);
-                if (object == nullptr) return unchanged(value);
-                dictionaries.push_back(dictionaryOf(*object));
+            if (isListOfObjects(value)) {
+                JSONValue::List dictionaries;
+                for (const auto& element : value) dictionaries.push_back(dictionaryOf(*serializableIn(element)));
+                return dictionaries;
             }
-            return dictionaries;
         }
         return unchanged(value);
     }

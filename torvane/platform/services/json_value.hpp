@@ -35,7 +35,8 @@ class JSONValue {
     requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t))) JSONValue(T value)
     noexcept : value_(static_cast<std::int64_t>(value)) {}
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
-    JSONValue(const char* text) : value_(std::string(text)) {}
+    /// Null for a null pointer.
+    JSONValue(const char* text) : value_(text == nullptr ? Variant() : Variant(std::string(text))) {}
     JSONValue(std::string_view text) : value_(std::string(text)) {}
     JSONValue(std::string text) noexcept : value_(std::move(text)) {}
     JSONValue(List list) noexcept : value_(std::move(list)) {}
