@@ -63,10 +63,9 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
   protected:
     Properties properties() const override {
         return {
-            {"payee", payee},                            // an object
-            {"positions", positions},                    // a list of objects
-            {"note", note},                              // left out while there is none
-            {"tags", tags},           {"state", state},  // left out always
+            {"payee", payee}, {"positions", positions}, {"note", note},  // left out while there is none
+            {"state", state},                                            // left out always
+            {"tags", tags},
         };
     }
 };
@@ -81,7 +80,7 @@ class StandingOrder : public TransferRequest {
     std::int64_t dayOfMonth = 1;
 
   protected:
-    Properties properties() const override { return {TransferRequest::properties(), {"dayOfMonth", dayOfMonth}}; }
+    Properties properties() const override { return {{"dayOfMonth", dayOfMonth}, TransferRequest::properties()}; }
 };
 
 }  // namespace

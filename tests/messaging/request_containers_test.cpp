@@ -34,7 +34,8 @@ TEST(URLRequestBody, AnAbsentValueRemovesAndNullDoesNot) {
 TEST(URLRequestBody, ReadingInsertsNothing) {
     URLRequestBody body;
     EXPECT_EQ(std::as_const(body)["a"], std::nullopt);
-    EXPECT_EQ(std::optional<JSONValue>(body["a"]), std::nullopt);
+    EXPECT_FALSE(body["a"]);
+    EXPECT_EQ(body["a"], std::nullopt);
     body["a"].modify([](auto& value) { EXPECT_EQ(value, std::nullopt); });
     EXPECT_TRUE(body.isEmpty());
 }
@@ -46,7 +47,7 @@ TEST(URLRequestBody, TheLastValueOfANameCounts) {
     body["c"] = 1;
     body["c"].modify([](auto& value) { value = *value->template as<std::int64_t>() + 1; });
     body["d"] = true;
-    body["d"].modify([](auto& value) { value.reset(); });
+    body["d"].modify([](auto& value) { value = std::optional<std::string>(); });
     auto params = body.getParams();
     EXPECT_EQ(params, (JSONValue::Object{{"a", "x"}, {"b", "y"}, {"c", 2}}));
     params.clear();
@@ -85,7 +86,7 @@ TEST(URLRequestHeader, ContentTypesAreWhatTheBackEndExpects) {
     EXPECT_EQ(Header::header_content_type_jwks, "application/jwk-set+json; charset=UTF-8");
 }
 
-// A body that allows no name to be removed, and says so in one place.
+// A body that allows no name to be removed.
 class AppendOnly : public URLRequestBody {
   protected:
     void write(std::string_view name, std::optional<JSONValue> value) override {
@@ -93,7 +94,7 @@ class AppendOnly : public URLRequestBody {
     }
 };
 
-TEST(URLRequestBody, EveryWayToWriteGoesThroughTheOverride) {
+TEST(URLRequestBody, EverySubscriptWriteGoesThroughTheOverride) {
     AppendOnly body;
     body["a"] = 1;
     body["a"] = std::nullopt;

@@ -67,6 +67,8 @@ std::string textOf(const T& value) {
 TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
     EXPECT_EQ(textOf(std::string("a/b")), R"({"value":"a\/b"})");
     EXPECT_EQ(textOf("literal"), R"({"value":"literal"})");
+    const char full[] = {'f', 'u', 'l', 'l'};
+    EXPECT_EQ(textOf(full), R"({"value":"full"})");
     EXPECT_EQ(textOf(1.5F), R"({"value":1.5})");
     EXPECT_EQ(textOf(std::uint32_t{4294967295}), R"({"value":4294967295})");
     EXPECT_EQ(textOf(List{nullptr, static_cast<const char*>(nullptr)}), R"({"value":[null,null]})");
@@ -108,6 +110,9 @@ TEST(JsonSerializeObject, ConvertsObjectsByTheirDynamicType) {
     EXPECT_EQ(textOf(std::vector<std::shared_ptr<JsonSerializeObject>>{overriding, std::make_shared<Child>(3)}),
               R"({"value":[{"own":1},{"id":3}]})");
     EXPECT_EQ(textOf(byValue), R"({"value":[{"id":2}]})");
+    const Child array[2] = {Child(4), Child(5)};
+    EXPECT_EQ(textOf(array), R"({"value":[{"id":4},{"id":5}]})");
+    EXPECT_EQ(textOf(std::vector{std::optional(overriding)}), R"({"value":[{"own":1}]})");
     EXPECT_EQ(textOf(std::vector<std::shared_ptr<Plain>>()), R"({"value":[]})");
 }
 
@@ -177,6 +182,27 @@ TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
     EXPECT_ERROR(fromJsonString<Silent>("{}"), JsonSerializeError::missingRequiredInit());
     for (const auto* text : {"{}", R"({"id":null})", R"({"id":"1"})", R"({"id":1.5})", R"({"id":9223372036854775808})"})
         EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
+}
+
+TEST(FromJsonString, MembersAreReadByEveryTypeThatHoldsThem) {
+    const Object dict{{"n", 300}, {"x", 2.5}, {"whole", 7.0}, {"list", List{1, 2}}, {"null", nullptr}};
+    EXPECT_EQ(requiredMember<int>(dict, "n"), 300);
+    EXPECT_EQ(requiredMember<float>(dict, "n"), 300.0F);
+    EXPECT_EQ(requiredMember<float>(dict, "x"), 2.5F);
+    EXPECT_EQ(requiredMember<short>(dict, "whole"), 7);
+    EXPECT_EQ(requiredMember<std::vector<int>>(dict, "list"), (std::vector{1, 2}));
+    EXPECT_EQ(optionalMember<std::uint8_t>(dict, "n"), std::nullopt);
+    EXPECT_EQ(optionalMember<int>(dict, "x"), std::nullopt);
+    EXPECT_EQ(optionalMember<std::vector<std::string>>(dict, "list"), std::nullopt);
+    EXPECT_EQ(optionalMember<std::string>(dict, "null"), std::nullopt);
+    EXPECT_TRUE(requiredMember<JSONValue>(dict, "null").isNull());
+}
+
+TEST(JSONValue, TakesAPartOfItselfForItsNewValue) {
+    JSONValue value(Object{{"a", List{Object{{"b", "text"}}}}});
+    value = value.as<Object>()->at("a");
+    value = std::move(value.as<List>()->front());
+    EXPECT_EQ(value, JSONValue(Object{{"b", "text"}}));
 }
 
 TEST(FromJsonString, RefusesWhatIsNoObject) {

@@ -47,16 +47,16 @@ bool JWTClaims::hasClaim(std::string_view withName) const noexcept {
     return claimsMap_.contains(withName);
 }
 
-JWTClaims& JWTClaims::setIssuer(std::string issuer) {
-    return setClaimValue(std::move(issuer), ReservedClaimNames::ISSUER);
+JWTClaims& JWTClaims::setIssuer(std::string_view issuer) {
+    return setClaimValue(issuer, ReservedClaimNames::ISSUER);
 }
 
 std::string JWTClaims::getIssuer() const {
     return getClaimValue<std::string>(ReservedClaimNames::ISSUER);
 }
 
-JWTClaims& JWTClaims::setSubject(std::string subject) {
-    return setClaimValue(std::move(subject), ReservedClaimNames::SUBJECT);
+JWTClaims& JWTClaims::setSubject(std::string_view subject) {
+    return setClaimValue(subject, ReservedClaimNames::SUBJECT);
 }
 
 std::string JWTClaims::getSubject() const {
@@ -110,8 +110,8 @@ double JWTClaims::getIssuedAt() const {
     return getClaimValue<double>(ReservedClaimNames::ISSUED_AT);
 }
 
-JWTClaims& JWTClaims::setJwtId(std::string jwtId) {
-    return setClaimValue(std::move(jwtId), ReservedClaimNames::JWT_ID);
+JWTClaims& JWTClaims::setJwtId(std::string_view jwtId) {
+    return setClaimValue(jwtId, ReservedClaimNames::JWT_ID);
 }
 
 JWTClaims& JWTClaims::setGeneratedJwtId(std::size_t count) {

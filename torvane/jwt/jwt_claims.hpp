@@ -52,17 +52,17 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     JSONValue::Object toDictionary() const override { return claimsMap_; }
     JSONValue::Object getClaims() const { return claimsMap_; }
 
-    JWTClaims& setIssuer(std::string issuer);
+    JWTClaims& setIssuer(std::string_view issuer);
     std::string getIssuer() const;
 
-    JWTClaims& setSubject(std::string subject);
+    JWTClaims& setSubject(std::string_view subject);
     std::string getSubject() const;
 
     /// Always stored as a list, of one or none too.
     JWTClaims& setAudience(const std::vector<std::string>& audience);
-    template <std::convertible_to<std::string>... Names>
-    JWTClaims& setAudience(Names&&... names) {
-        return setAudience(std::vector<std::string>{std::forward<Names>(names)...});
+    template <std::convertible_to<std::string_view>... Names>
+    JWTClaims& setAudience(const Names&... names) {
+        return setAudience(std::vector<std::string>{std::string(std::string_view(names))...});
     }
     /// A lone string counts as a list of one (RFC 7519, section 4.1.3).
     /// @throws JOSEError claimNotFoundInJWT, for an "aud" of another type too.
@@ -80,8 +80,9 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     JWTClaims& setIssuedAtToNow();
     double getIssuedAt() const;
 
-    JWTClaims& setJwtId(std::string jwtId);
-    /// Standard base64 of `count` random bytes: 24 characters for 16. A failing random source stops the process.
+    JWTClaims& setJwtId(std::string_view jwtId);
+    /// Standard base64 of `count` random bytes: 24 characters for 16. A failing random source stops the process; a
+    /// count that memory cannot hold throws what the allocator throws.
     JWTClaims& setGeneratedJwtId(std::size_t count = 16);
     std::string getJwtId() const;
 

@@ -33,9 +33,10 @@ namespace {
 // RSA keys only, whatever the algorithms say. Without an id, keys of every id.
 std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std::optional<std::string>& keyId,
                                  KeyClass keyClass) {
-    return set.findKeysFor(
-        {{"use", JSONValue::opaque(use)}, {"kty", JSONValue::opaque(Zennet::KeyType::RSA2048Key)}, {"kid", keyId}},
-        keyClass);
+    return set.findKeysFor({{"use", JSONValue::opaque(use)},
+                            {"kty", JSONValue::opaque(Zennet::KeyType::RSA2048Key)},
+                            {"kid", keyId ? JSONValue(*keyId) : JSONValue()}},
+                           keyClass);
 }
 
 // Exactly one key that passes the test; several are as wrong as none.

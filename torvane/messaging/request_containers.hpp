@@ -18,6 +18,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "torvane/support/vocabulary.hpp"
@@ -31,7 +32,7 @@ class TORVANE_EXPORT RequestContainer {
   public:
     using Map = std::map<std::string, Value, std::less<>>;
 
-    /// What `container[name]` gives where the container may change; it lasts as long as the container.
+    /// What `container[name]` gives where the container may change: a reference, not a value, `auto` or not.
     class Subscript;
 
     RequestContainer() = default;
@@ -56,7 +57,7 @@ class TORVANE_EXPORT RequestContainer {
     }
 
   protected:
-    // What the subscript does.
+    // What the subscript does; setters and the map itself do not go through these.
     virtual std::optional<Value> read(std::string_view name) const {
         const auto found = values_.find(name);
         return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
@@ -83,11 +84,18 @@ class TORVANE_EXPORT RequestContainer {
 template <class Value>
 class RequestContainer<Value>::Subscript {
   public:
-    operator std::optional<Value>() const { return std::as_const(container_).read(name_); }
-    friend bool operator==(const Subscript& a, const std::optional<Value>& b) { return std::optional<Value>(a) == b; }
+    std::optional<Value> get() const { return std::as_const(container_).read(name_); }
+    operator std::optional<Value>() const { return get(); }
+    explicit operator bool() const { return get().has_value(); }
+    template <class T>
+    friend bool operator==(const Subscript& a, const T& b) {
+        return a.get() == b;
+    }
 
     template <class T>
-    requires std::constructible_from<Value, T> Subscript& operator=(T&& value) {
+    requires std::constructible_from<Value, T> &&
+        (!std::is_null_pointer_v<T> || std::same_as<Value, JSONValue>)Subscript&
+        operator=(T&& value) {
         return write(Value(std::forward<T>(value)));
     }
     Subscript& operator=(std::nullopt_t) { return write(std::nullopt); }
@@ -164,8 +172,10 @@ class TORVANE_EXPORT CoderEncryptProtocol {
 
     /// The content type of what encodeRequestBody() gives, such as URLRequestHeader::header_content_type_jwt.
     virtual std::string_view contentType() const = 0;
+    /// May throw what stands in its way, such as a JOSEError.
     virtual ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) = 0;
-    /// A value of any type; of one that is not JSON, JSONValue::opaque().
+    /// A value of any type; of one that is not JSON, JSONValue::opaque(). May throw, such as
+    /// JOSEError::cannotDecodeResponse().
     virtual JSONValue decodeResponseData(ByteView responseData) = 0;
 };
 

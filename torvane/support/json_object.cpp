@@ -22,10 +22,10 @@ JsonSerializeObject::JsonSerializeObject(const JSONValue::Object&) {
 JsonSerializeObject::Properties::Properties(std::initializer_list<Property> list) {
     for (const auto& property : list) {
         if (property.inherited_) continue;
-        for (const auto& [name, value] : property.members_) members_.insert_or_assign(name, value);
+        for (auto& [name, value] : property.members_) members_.insert_or_assign(name, std::move(value));
     }
     for (const auto& property : list) {
-        if (property.inherited_) members_.insert(property.members_.begin(), property.members_.end());
+        if (property.inherited_) members_.merge(property.members_);
     }
 }
 

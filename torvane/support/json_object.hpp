@@ -37,7 +37,7 @@
 
 namespace Torvane {
 
-/// The way out, to JSON.
+/// The way out, to JSON. Either throws what stands in its way.
 class TORVANE_EXPORT JsonConvertible {
   public:
     JsonConvertible() = default;
@@ -74,11 +74,11 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
   protected:
     /// A name and a value, or the properties of the class above. By the type of the value:
     /// - an enumeration is left out, and so are an absent optional and a null pointer;
-    /// - a nested object (or a pointer to one) gives its toDictionary(), a list of nothing but those a list of
-    ///   theirs; what does not derive from JsonSerializeProtocol is none;
+    /// - an object (or a pointer to one) gives its toDictionary(), a list of nothing but those a list of theirs;
+    ///   one that does not derive from JsonSerializeProtocol is none;
     /// - anything else is taken as it is, be it JSON or not, a present optional as what it holds.
-    /// A type that could never be JSON (a character, a raw pointer, an unsigned 64-bit integer, a map whose
-    /// keys are not text, what cannot be copied) does not compile.
+    /// What would never be JSON is refused by the compiler where it can tell: characters, unsigned 64-bit
+    /// integers, pointers to what is no object, maps whose keys are not text, and what cannot be copied.
     class TORVANE_EXPORT Property;
 
     /// What properties() returns: a braced list of properties. The last of a name counts, and one of the class
@@ -93,8 +93,8 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
         JSONValue::Object members_;
     };
 
-    /// The properties of a class, those of the class above included: `{Transfer::properties(), {"iban", iban}}`. A
-    /// class that adds none has no need to override it.
+    /// The properties of a class, those of the class above last: `{{"iban", iban}, Transfer::properties()}`. Without
+    /// that last one they are lost. A class that adds none has no need to override it.
     virtual Properties properties() const;
 };
 
@@ -108,7 +108,8 @@ class TORVANE_EXPORT JsonSerializeObject::Property {
 
   private:
     friend class Properties;
-    JSONValue::Object members_;
+    // Mutable, to be moved out of the braced list, whose elements are const.
+    mutable JSONValue::Object members_;
     bool inherited_ = false;
 };
 

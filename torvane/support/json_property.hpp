@@ -31,16 +31,17 @@ template <class T>
 concept Unsigned64 = std::unsigned_integral<T> && sizeof(T) == sizeof(std::uint64_t);
 
 template <class T>
-concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
-    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
-
-template <class T>
 concept NestedObject = std::derived_from<T, JsonSerializeObject>;
 
 template <class T>
-concept PointerToObject = requires(const T& pointer) {
-    { *pointer } -> std::convertible_to<const JsonSerializeObject&>;
+concept Pointer = std::is_pointer_v<T> || std::is_member_pointer_v<T> || requires(const T& pointer) {
+    typename T::element_type;
     { pointer == nullptr } -> std::convertible_to<bool>;
+};
+
+template <class T>
+concept PointerToObject = Pointer<T> && requires(const T& pointer) {
+    { *pointer } -> std::convertible_to<const JsonSerializeObject&>;
 };
 
 // Values that a JSONValue is made from, texts and numbers among them.
@@ -48,9 +49,8 @@ template <class T>
 concept JSON = std::convertible_to<const T&, JSONValue>;
 
 template <class T>
-concept Map = requires {
-    typename T::key_type;
-    typename T::mapped_type;
+concept Map = requires(const T& map, const typename T::key_type& key) {
+    { map.at(key) } -> std::same_as<const typename T::mapped_type&>;
 };
 
 template <class T>
@@ -64,17 +64,22 @@ concept List = std::ranges::input_range<const T> && !JSON<T> && !Map<T> && !Byte
 
 template <class T>
 constexpr void requireMeaning() {
-    static_assert(!Character<T>, "A property that is a character: use std::string, or a number type.");
-    static_assert(!Unsigned64<T>, "A property that is an unsigned 64-bit integer: use std::int64_t.");
-    static_assert(!(std::is_pointer_v<T> || std::is_member_pointer_v<T>) || JSON<T> || PointerToObject<T>,
-                  "A property that is a raw pointer: use the value, or std::optional.");
-    static_assert(!NestedObject<T> || std::derived_from<T, JsonSerializeProtocol>,
-                  "A property that is an object: its class must derive from JsonSerializeProtocol too.");
-    static_assert(JSON<T> || Map<T> || List<T> || NestedObject<T> || PointerToObject<T> || std::copy_constructible<T>,
-                  "A property that cannot be copied and is no object.");
-    if constexpr (Map<T>) {
-        static_assert(std::convertible_to<const typename T::key_type&, std::string>,
-                      "A property that is a map: its keys must be text.");
+    if constexpr (isOptional<T>) {
+        requireMeaning<typename T::value_type>();
+    } else {
+        static_assert(!Platform::Character<T>, "A property that is a character: use std::string, or a number type.");
+        static_assert(!Unsigned64<T>, "A property that is an unsigned 64-bit integer: use std::int64_t.");
+        static_assert(!Pointer<T> || JSON<T> || PointerToObject<T>,
+                      "A property that is a pointer: use the value, or std::optional.");
+        static_assert(!NestedObject<T> || std::derived_from<T, JsonSerializeProtocol>,
+                      "A property that is an object: its class must derive from JsonSerializeProtocol too.");
+        static_assert(
+            JSON<T> || Map<T> || List<T> || NestedObject<T> || PointerToObject<T> || std::copy_constructible<T>,
+            "A property that cannot be copied and is no object.");
+        if constexpr (Map<T>) {
+            static_assert(std::convertible_to<const typename T::key_type&, std::string_view>,
+                          "A property that is a map: its keys must be text.");
+        }
     }
 }
 
@@ -90,6 +95,8 @@ const JsonSerializeObject* serializableIn(const T& value) noexcept {
         return serializable(value);
     } else if constexpr (PointerToObject<T>) {
         return value == nullptr ? nullptr : serializable(*value);
+    } else if constexpr (isOptional<T>) {
+        return value ? serializableIn(*value) : nullptr;
     } else {
         return nullptr;
     }
@@ -109,11 +116,14 @@ JSONValue unchanged(const T& value) {
     requireMeaning<T>();
     if constexpr (isOptional<T>) {
         return value ? unchanged(*value) : JSONValue();
+    } else if constexpr (std::is_bounded_array_v<T> && JSON<T>) {
+        const std::string_view whole(value, std::extent_v<T>);
+        return whole.substr(0, whole.find('\0'));
     } else if constexpr (JSON<T>) {
         return value;
     } else if constexpr (Map<T>) {
         JSONValue::Object object;
-        for (const auto& [name, member] : value) object.emplace(name, unchanged(member));
+        for (const auto& [name, member] : value) object.emplace(std::string_view(name), unchanged(member));
         return object;
     } else if constexpr (List<T>) {
         JSONValue::List list;
@@ -129,6 +139,7 @@ JSONValue unchanged(const T& value) {
 /// The value as a property shows it; nothing when it is left out.
 template <class T>
 std::optional<JSONValue> converted(const T& value) {
+    requireMeaning<T>();
     if constexpr (std::is_enum_v<T>) {
         return std::nullopt;
     } else if constexpr (isOptional<T>) {
@@ -137,7 +148,6 @@ std::optional<JSONValue> converted(const T& value) {
         if constexpr (std::is_enum_v<typename T::value_type>) return unchanged(*value);
         return converted(*value);
     } else {
-        requireMeaning<T>();
         if constexpr (std::is_pointer_v<T> || PointerToObject<T>) {
             if (value == nullptr) return std::nullopt;
         }

@@ -25,6 +25,7 @@ struct TORVANE_EXPORT JSONSerialization {
 
     /// Compact text, "/" written as "\/", a double that is a whole number below 2^53 without a fraction, any
     /// other in the shortest form that reads back the same.
+    /// What nests deeper than maximumDepth is written, and not read again by jsonObject().
     /// @throws JSONError for a value that is not JSON at any depth.
     static ByteBuffer data(const JSONValue& value);
 

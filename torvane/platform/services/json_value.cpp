@@ -11,6 +11,7 @@ JSONValue JSONValue::holding(std::any opaque) {
 }
 
 std::optional<std::int64_t> JSONValue::wholeNumber() const noexcept {
+    if (const auto* integer = as<std::int64_t>()) return *integer;
     constexpr double limit = 9223372036854775808.0;  // 2^63
     const auto* number = as<double>();
     if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit)

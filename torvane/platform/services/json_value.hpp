@@ -20,10 +20,21 @@ namespace Platform {
 /// String keys to string values.
 using StringMap = std::map<std::string, std::string, std::less<>>;
 
+/// Characters, which are neither numbers nor texts.
+template <class T>
+concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
+/// Integers of which a std::int64_t holds every value.
+template <class T>
+concept JSONInteger = std::integral<T> && !std::same_as<T, bool> && !Character<T> &&
+                      (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t));
+
 /// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not
 /// JSON (an enumeration in a key lookup header, say) and that no JSON text can hold.
-class JSONValue {
+class TORVANE_EXPORT JSONValue {
   public:
+    /// `List{List{1}}` is a copy of the inner list to some compilers; write `List{JSONValue(List{1})}`.
     using List = std::vector<JSONValue>;
     using Object = std::map<std::string, JSONValue, std::less<>>;
 
@@ -31,9 +42,8 @@ class JSONValue {
     JSONValue(std::nullptr_t) noexcept {}
     JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
     /// Unsigned integers that need 64 bits are for the caller to narrow.
-    template <std::integral T>
-    requires(!std::same_as<T, bool> && (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t))) JSONValue(T value)
-    noexcept : value_(static_cast<std::int64_t>(value)) {}
+    template <JSONInteger T>
+    JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     /// Null for a null pointer.
     JSONValue(const char* text) : value_(text == nullptr ? Variant() : Variant(std::string(text))) {}
@@ -43,9 +53,15 @@ class JSONValue {
     JSONValue(Object object) noexcept : value_(std::move(object)) {}
     template <std::same_as<std::vector<std::string>> Strings>
     JSONValue(const Strings& list) : value_(List(list.begin(), list.end())) {}
-    /// Null when there is none.
-    template <class T>
-    JSONValue(std::optional<T> value) : value_(value ? JSONValue(*std::move(value)).value_ : Variant()) {}
+
+    JSONValue(const JSONValue&) = default;
+    JSONValue(JSONValue&&) noexcept = default;
+    ~JSONValue() = default;
+    /// The other may be a part of this one.
+    JSONValue& operator=(JSONValue other) noexcept {
+        value_ = std::move(other.value_);
+        return *this;
+    }
 
     /// Holds a value of any copyable type as it is.
     template <class T>
@@ -72,22 +88,30 @@ class JSONValue {
         return const_cast<T*>(std::as_const(*this).template as<T>());
     }
 
-    /// The value as a T (a type of as(), std::vector of one for a list of nothing else, or JSONValue for any);
-    /// nothing when it is of another kind. An integer converts to a double, and a double without a fraction to an
-    /// integer that can hold it, since JSON text does not tell the two apart; nothing else converts.
+    /// The value as a T: bool, a signed or short integer, a floating-point number, std::string, List, Object,
+    /// std::vector of one of these for a list of nothing else, or JSONValue for any. Nothing when it is of another
+    /// kind, or a number that the integer cannot hold. An integer is a floating-point number too, and a number
+    /// without a fraction an integer, since JSON text does not tell the two apart; nothing else converts.
     template <class T>
     std::optional<T> to() const {
         if constexpr (std::same_as<T, JSONValue>) {
             return *this;
+        } else if constexpr (isAlternative<T> && !std::same_as<T, double> && !std::same_as<T, std::int64_t>) {
+            const auto* value = as<T>();
+            return value ? std::optional<T>(*value) : std::nullopt;
+        } else if constexpr (JSONInteger<T>) {
+            const auto whole = wholeNumber();
+            return whole && std::in_range<T>(*whole) ? std::optional(static_cast<T>(*whole)) : std::nullopt;
+        } else if constexpr (std::floating_point<T>) {
+            if (const auto* integer = as<std::int64_t>()) return static_cast<T>(*integer);
+            const auto* value = as<double>();
+            return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+        } else if constexpr (requires { requires std::same_as<T, std::vector<typename T::value_type>>; }) {
+            return listOf<typename T::value_type>();
         } else {
-            if (const auto* exact = as<T>()) return *exact;
-            if constexpr (requires { requires std::same_as<T, std::vector<typename T::value_type>>; })
-                return listOf<typename T::value_type>();
-            if constexpr (std::same_as<T, double>) {
-                if (const auto* integer = as<std::int64_t>()) return static_cast<double>(*integer);
-            }
-            if constexpr (std::same_as<T, std::int64_t>) return wholeNumber();
-            return std::nullopt;
+            static_assert(alwaysFalse<T>,
+                          "A JSON value is read as bool, a signed or short integer, a floating-point "
+                          "number, std::string, List, Object, JSONValue, or std::vector of these.");
         }
     }
 
@@ -116,12 +140,15 @@ class JSONValue {
     using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
     // Not inline: GCC 12 warns of the inlined code, wrongly.
-    TORVANE_EXPORT static JSONValue holding(std::any opaque);
+    static JSONValue holding(std::any opaque);
 
     template <class T>
     static constexpr bool isAlternative =
         std::same_as<T, bool> || std::same_as<T, std::int64_t> || std::same_as<T, double> ||
         std::same_as<T, std::string> || std::same_as<T, List> || std::same_as<T, Object>;
+
+    template <class T>
+    static constexpr bool alwaysFalse = false;
 
     template <class T>
     std::optional<std::vector<T>> listOf() const {
@@ -136,8 +163,8 @@ class JSONValue {
         }
         return result;
     }
-    /// A double that is a 64-bit integer.
-    TORVANE_EXPORT std::optional<std::int64_t> wholeNumber() const noexcept;
+    /// The integer, or the double that is one.
+    std::optional<std::int64_t> wholeNumber() const noexcept;
 
     Variant value_;
 };
