@@ -1,22 +1,10 @@
 #include "torvane/jwe/jwe_decrypter.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/jwe/jwe_encrypter.hpp"
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/support/errors.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/tokens.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
-using JOSE::JOSESwiftError;
-using Zennet::KeyType;
 
 JsonWebKey fromPrivateJwk(const std::string& kid) {
     const auto text = keyText(kid, "jwk_private");
@@ -59,24 +47,17 @@ void expectRefused(const nlohmann::json& row, KeyId... keyId) {
 }
 
 TEST(JWEEncrypterAndDecrypter, AreNotMadeForNamesAndKeysThatDoNotServe) {
-    const auto rows = readVectors("key_refusals.json").at("jwe");
-    ASSERT_EQ(rows.size(), 26U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.dump());
+    forEachRow("key_refusals.json", "jwe", 26, [](const json& row) {
         if (row["role"] == "encrypter") {
             expectRefused<JWEEncrypter>(row, std::optional<std::string>());
         } else {
             expectRefused<JWEDecrypter>(row);
         }
-    }
+    });
 }
 
 TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
     const auto failure = JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::decryptingFailed()));
-    ASSERT_EQ(failure.errorDescription(),
-              "JWEDecrypterError(JOSESwiftError.decryptingFailed(description: \"The JWE could not be "
-              "decrypted.\")): "
-              "The JWE could not be decrypted.");
     for (const auto& [keyManagement, kid] : {std::pair{"RSA-OAEP", rsaEnc}, std::pair{"ECDH-ES+A128KW", ecEncP256}}) {
         for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
             const JWEEncrypter encrypter(keyManagement, encryption, publicKey(kid), std::nullopt);
@@ -90,11 +71,6 @@ TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
                 swapped.at(part) = other.at(part);
                 EXPECT_ERROR(decrypter.decryptJWE(joined(swapped)), failure);
             }
-            auto shortened = parts(token);
-            auto encryptedKey = fromBase64(shortened.at(1));
-            encryptedKey.pop_back();
-            shortened.at(1) = Platform::encodeBase64url(encryptedKey);
-            EXPECT_ERROR(decrypter.decryptJWE(joined(shortened)), failure);
             const JWEDecrypter stranger(keyManagement, encryption,
                                         privateKey(kid == rsaEnc ? rsaEnc2 : "d-enc-ecdhkw"));
             EXPECT_ERROR(stranger.decryptJWE(token), failure);
@@ -111,18 +87,11 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
 
 TEST(JWEDecrypter, WrapsWhatIsMalformed) {
     const JWEDecrypter decrypter(fromPrivateJwk(rsaEnc));
-    const auto expected = JOSEError::JWEDecrypterError(
-        wrapped(JOSESwiftError::parsingFailed("The compact serialisation does not have 5 parts.")));
-    for (const auto* token : {"", "a", "e30.e30.e30.e30", "e30.e30.e30.e30.e30.e30", "...."}) {
-        SCOPED_TRACE(token);
-        const bool hasFive = std::string(token) == "....";
-        const auto error = hasFive ? JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::parsingFailed(
-                                         "The header cannot be read. The text is not JSON: unexpected end of input; "
-                                         "expected '[', '{', or a literal at byte 1.")))
-                                   : expected;
-        EXPECT_ERROR(decrypter.decryptJWE(std::string_view(token)), error);
-        EXPECT_ERROR(decrypter.decryptJWE(asBytes(token)), error);
-    }
+    forEachRow("token_refusals.json", "jweTexts", 5, [&](const json& row) {
+        const std::string token = row[0];
+        EXPECT_REFUSED(decrypter.decryptJWE(token), row[1]);
+        EXPECT_REFUSED(decrypter.decryptJWE(asBytes(token)), row[1]);
+    });
 }
 
 }  // namespace

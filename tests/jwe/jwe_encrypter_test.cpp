@@ -1,25 +1,12 @@
 #include "torvane/jwe/jwe_encrypter.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/jwe/jwe_decrypter.hpp"
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/support/errors.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/tokens.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
-using JOSE::JOSESwiftError;
-using Zennet::KeyType;
 
 TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
-    std::size_t combinations = 0;
     for (const auto* keyManagement : {"RSA-OAEP", "RSA-OAEP-256", "RSA-OAEP-384", "RSA-OAEP-512", "ECDH-ES",
                                       "ECDH-ES+A128KW", "ECDH-ES+A192KW", "ECDH-ES+A256KW"}) {
         for (const auto* encryption :
@@ -37,10 +24,8 @@ TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
                     EXPECT_EQ(token.capacity(), token.size()) << "the reserved size is the exact one";
                 }
             }
-            ++combinations;
         }
     }
-    EXPECT_EQ(combinations, 48U);
 }
 
 TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {

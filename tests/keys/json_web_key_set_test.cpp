@@ -1,43 +1,25 @@
 #include "torvane/keys/json_web_key_set.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
-using JOSE::JOSESwiftError;
-using Zennet::KeyClass;
-using Zennet::KeyType;
 
-JSONValue::Object object(const nlohmann::json& json) {
-    const auto text = json.dump();
+JSONValue::Object object(const json& value) {
+    const auto text = value.dump();
     return *Platform::JSONSerialization::jsonObject(asBytes(text)).as<JSONValue::Object>();
 }
 
-nlohmann::json secp256k1Json(const char* use = "sig") {
+// The JWK with members replaced, or removed where null.
+json patched(json jwk, const json& patch) {
+    jwk.merge_patch(patch);
+    return jwk;
+}
+
+json secp256k1Json(const json& patch = {{"use", "sig"}}) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
-    auto json = nlohmann::json(JsonWebKey(privateKey, JWK_SIG, "s", publicKey).encodeToDictionary());
-    json["use"] = use;
-    return json;
-}
-
-nlohmann::json without(nlohmann::json json, const char* member) {
-    json.erase(member);
-    return json;
-}
-
-nlohmann::json with(nlohmann::json json, const char* member, const char* value) {
-    json[member] = value;
-    return json;
+    return patched(JsonWebKey(privateKey, JWK_SIG, "s", publicKey).encodeToDictionary(), patch);
 }
 
 std::vector<std::string> ids(const std::vector<JsonWebKey>& keys) {
@@ -99,22 +81,16 @@ TEST(JsonWebKeySet, FindsByEveryCriterionAndIgnoresTheUnusable) {
 }
 
 TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
-    const std::map<std::string, nlohmann::json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
-                                                     {"secp256k1", secp256k1Json()}};
-    auto rows = readVectors("jwk_set_refusals.json").at("dictionaries");
-    ASSERT_EQ(rows.size(), 17U);
-    for (auto& row : rows) {
-        SCOPED_TRACE(row[0].dump());
-        if (row[0].contains("keys") && row[0]["keys"].is_array()) {
-            for (auto& key : row[0]["keys"]) {
-                if (!key.is_array()) continue;
-                auto patched = good.at(key[0]);
-                patched.merge_patch(key[1]);
-                key = patched;
-            }
+    const std::map<std::string, json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
+                                           {"secp256k1", secp256k1Json()}};
+    forEachRow("jwk_set_refusals.json", "dictionaries", 17, [&](const json& row) {
+        auto set = row[0];
+        if (set.contains("keys")) {
+            for (auto& key : set["keys"])
+                if (key.is_array()) key = patched(good.at(key[0]), key[1]);
         }
-        EXPECT_REFUSED(JsonWebKeySet(object(row[0])), row[1]);
-    }
+        EXPECT_REFUSED(JsonWebKeySet(object(set)), row[1]);
+    });
     const JSONValue::Object notUtf8{{"kty", "RSA"}, {"n", "\xff"}};
     EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{notUtf8}}}),
                  JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary."));
@@ -122,8 +98,8 @@ TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
 
 TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
-    const JsonWebKeySet set(
-        object({{"keys", {secp256k1Json("enc"), without(secp256k1Json(), "d"), with(secp256k1Json(), "d", "*")}}}));
+    const JsonWebKeySet set(object(
+        {{"keys", {secp256k1Json({{"use", "enc"}}), secp256k1Json({{"d", nullptr}}), secp256k1Json({{"d", "*"}})}}}));
     const auto& pair = set.jwks.at(0);
     EXPECT_EQ(pair.use(), JWK_SIG) << "the use member is passed over";
     EXPECT_FALSE(pair.key().isPublicKey());
@@ -157,7 +133,7 @@ TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
 
 TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
     EXPECT_TRUE(JsonWebKeySet(asBytes(R"({"keys":[]})")).jwks.empty());
-    const auto secp = nlohmann::json{{"keys", {secp256k1Json()}}}.dump();
+    const auto secp = json{{"keys", {secp256k1Json()}}}.dump();
     EXPECT_ERROR(JsonWebKeySet(asBytes(secp)), JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::unsupportedKey(
                                                    "The JWK's curve is not P-256, P-384 or P-521."))));
     EXPECT_ERROR(JsonWebKeySet(asBytes("[]")), JOSEError::cannotDecodeJWK(wrapped(JOSESwiftError::parsingFailed(

@@ -1,22 +1,10 @@
 #include "torvane/keys/json_web_key.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
-using JOSE::JOSESwiftError;
-using Zennet::KeyClass;
-using Zennet::KeyType;
 using Zennet::PrivateKey;
 using Zennet::PublicKey;
 

@@ -1,19 +1,10 @@
 #include "torvane/keys/platform_key_jwk.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using JOSE::JOSESwiftError;
-using nlohmann::json;
 
 JOSEError cannotDecode(const JOSESwiftError& reason) {
     return JOSEError::cannotDecodeJWK(wrapped(reason));
@@ -55,11 +46,10 @@ TEST(PlatformKeyJWK, WrapsWhatCannotBeReadAndPassesOnWhatIsNoKey) {
                  cannotDecode(JOSESwiftError::parsingFailed("The JWK's \"e\" is missing or not a string.")));
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(keyText(ecP256, "jwk_public"))),
                  cannotDecode(JOSESwiftError::unsupportedKey("The JWK is not an RSA key.")));
-    const auto texts = readVectors("jwk_faults.json").at("texts");
-    EXPECT_EQ(texts.size(), 6U);
-    for (const auto& row : texts)
+    forEachRow("jwk_faults.json", "texts", 6, [](const json& row) {
         EXPECT_REFUSED(PlatformKeyJWK::decodeFrom(bytesOf(row[0])),
                        "JOSEError.cannotDecodeJWK(Optional(" + row[1].get<std::string>() + "), description: nil)");
+    });
     faulty["e"] = "Ag";
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(faulty.dump())),
                  Platform::SecurityError("An RSA key has an odd modulus and an odd exponent."));

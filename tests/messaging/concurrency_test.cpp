@@ -1,17 +1,11 @@
 #include <atomic>
 #include <thread>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
 
 // Runs under the thread sanitizer too: every object below is shared by all threads, none is guarded.
 TEST(Concurrency, SharedHelpersKeysAndSetsServeEightThreads) {

@@ -2,25 +2,11 @@
 
 #include <map>
 
-#include <gtest/gtest.h>
-
-#include "torvane/jwe/jwe_decrypter.hpp"
-#include "torvane/jwe/jwe_encrypter.hpp"
-#include "torvane/jws/jws_signer.hpp"
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/support/errors.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/tokens.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using namespace Torvane;
-using enum Torvane::JWKUse;
-using JOSE::JOSESwiftError;
-using Zennet::KeyType;
 
 // Two parties, A and B, each with a key to sign and one to decrypt.
 const std::string sigA = rsaSig, encA = rsaEnc, sigB = rsaSig2, encB = rsaEnc2;
@@ -61,10 +47,6 @@ Party partyB() {
 // A token for B around any inner token.
 ByteBuffer sealed(ByteView inner) {
     return JWEEncrypter(publicJwk(encB, JWK_ENC)).encryptJWT(inner, std::nullopt, true);
-}
-
-ByteBuffer signedByA(ByteView payload) {
-    return JWSSigner(JOSE::SignatureAlgorithm::RS256, privateJwk(sigA, JWK_SIG)).signJWT(payload);
 }
 
 TEST(JOSEHelper, CrossedHelpersExchangeMessagesOfEverySize) {
@@ -127,12 +109,9 @@ Party changed(Party party, const nlohmann::json& row) {
 }
 
 TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
-    const auto rows = readVectors("codec_failures.json").at("encode");
-    ASSERT_EQ(rows.size(), 14U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row["name"]);
+    forEachRow("codec_failures.json", "encode", 14, [](const json& row) {
         EXPECT_REFUSED(changed(Party(), row).helper().encodeMessage(asBytes("m")), row["error"]);
-    }
+    });
 }
 
 TEST(JOSEHelper, RefusesExtraHeadersInItsOwnWay) {
@@ -149,7 +128,7 @@ TEST(JOSEHelper, RefusesExtraHeadersInItsOwnWay) {
 
 TEST(JOSEHelper, DecodingFailsInTheOrderOfItsSteps) {
     const auto good = Party().helper().encodeMessage(asBytes("secret"));
-    const auto inner = signedByA(asBytes("secret"));
+    const auto inner = JWSSigner(JOSE::SignatureAlgorithm::RS256, privateJwk(sigA, JWK_SIG)).signJWT(asBytes("secret"));
     const std::map<std::string, ByteBuffer> tokens{{"good", good},
                                                    {"good, tampered", withFlippedBit(good, 3)},
                                                    {"good, header {", withHeader(good, "{")},
@@ -158,13 +137,10 @@ TEST(JOSEHelper, DecodingFailsInTheOrderOfItsSteps) {
                                                    {"sealed text", sealed(asBytes("secret"))},
                                                    {"sealed tampered", sealed(withFlippedBit(inner, 1))},
                                                    {"sealed good", sealed(good)}};
-    const auto rows = readVectors("codec_failures.json").at("decode");
-    ASSERT_EQ(rows.size(), 23U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row["name"]);
+    forEachRow("codec_failures.json", "decode", 23, [&](const json& row) {
         const auto token = row["token"] == "text" ? bytesOf(row["text"]) : tokens.at(row["token"]);
         EXPECT_REFUSED(changed(partyB(), row).helper().decodeMessage(token), row["error"]);
-    }
+    });
 }
 
 TEST(JOSEHelper, TriesEveryVerificationKeyAndReportsTheLastFailure) {

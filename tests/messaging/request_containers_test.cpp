@@ -65,6 +65,7 @@ TEST(URLRequestBody, IsShownWholeWhateverItHolds) {
 
 TEST(URLRequestHeader, FieldNamesAreComparedExactly) {
     URLRequestHeader header(StringMap{{"Accept", "*/*"}});
+    header.setHeaderField(URLRequestHeader::header_content_type, "replaced");
     EXPECT_EQ(&header.setHeaderField(URLRequestHeader::header_content_type, URLRequestHeader::header_content_type_jwt),
               &header);
     header["Content-Type"] = URLRequestHeader::header_content_type_text_plain;
@@ -86,20 +87,34 @@ TEST(URLRequestHeader, ContentTypesAreWhatTheBackEndExpects) {
     EXPECT_EQ(Header::header_content_type_jwks, "application/jwk-set+json; charset=UTF-8");
 }
 
-// A body that allows no name to be removed.
-class AppendOnly : public URLRequestBody {
+// A body from which nothing can be removed, and that answers for what it does not hold.
+class OverridingBody : public URLRequestBody {
   protected:
+    std::optional<JSONValue> read(std::string_view name) const override {
+        auto value = URLRequestBody::read(name);
+        return value ? value : "default";
+    }
     void write(std::string_view name, std::optional<JSONValue> value) override {
         if (value) URLRequestBody::write(name, std::move(value));
     }
+    void modify(std::string_view name, const std::function<void(std::optional<JSONValue>&)>& change) override {
+        ++modified;
+        URLRequestBody::modify(name, change);
+    }
+
+  public:
+    int modified = 0;
 };
 
-TEST(URLRequestBody, EverySubscriptWriteGoesThroughTheOverride) {
-    AppendOnly body;
-    body["a"] = 1;
+TEST(URLRequestBody, TheSubscriptGoesThroughTheOverrides) {
+    OverridingBody body;
+    body["a"] = true;
     body["a"] = std::nullopt;
     body["a"].modify([](auto& value) { value.reset(); });
-    EXPECT_EQ(shown(body), R"(["a": 1])");
+    EXPECT_EQ(shown(body), R"(["a": true])");
+    EXPECT_EQ(body["b"], "default");
+    EXPECT_EQ(std::as_const(body)["b"], "default");
+    EXPECT_EQ(body.modified, 1);
 }
 
 }  // namespace

@@ -1,25 +1,20 @@
 #include <functional>
 #include <map>
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 
-#include "tests/testing/expect_error.hpp"
 #include "tests/testing/forge.hpp"
-#include "tests/testing/keys.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Platform;
+using namespace Testing;
 using enum JOSE::KeyManagementAlgorithm;
 using enum JOSE::ContentEncryptionAlgorithm;
-using namespace Testing;
 using JOSE::ContentEncryptionAlgorithm;
 using JOSE::Decrypter;
 using JOSE::Encrypter;
-using JOSE::JOSESwiftError;
 using JOSE::KeyManagementAlgorithm;
 
 constexpr auto cbc = A128CBC_HS256;
@@ -43,19 +38,12 @@ ByteBuffer opened(ByteView token, ContentEncryptionAlgorithm encryption,
 
 TEST(ReceivedJWE, RefusesHeadersThatATagCannotExcuse) {
     ASSERT_EQ(opened(forged(cbc, cbcHeader).token(), cbc), bytesOf("secret"));
-    const auto rows = readVectors("token_refusals.json").at("jweHeaders");
-    ASSERT_EQ(rows.size(), 12U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row[0]);
-        EXPECT_REFUSED(opened(forged(cbc, row[0]).token(), cbc), row[1]);
-    }
+    forEachRow("token_refusals.json", "jweHeaders", 12,
+               [](const json& row) { EXPECT_REFUSED(opened(forged(cbc, row[0]).token(), cbc), row[1]); });
 }
 
 TEST(ReceivedJWE, RefusesPartsOfAnotherSizeThanTheAlgorithms) {
-    const auto rows = readVectors("token_refusals.json").at("jweParts");
-    ASSERT_EQ(rows.size(), 12U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.dump());
+    forEachRow("token_refusals.json", "jweParts", 12, [](const json& row) {
         const auto encryption = row[0] == "A128GCM" ? gcm : cbc;
         auto token = forged(encryption, encryption == cbc ? cbcHeader : gcmHeader);
         const std::map<std::string, ByteBuffer*> sized{{"tag", &token.tag},
@@ -65,7 +53,7 @@ TEST(ReceivedJWE, RefusesPartsOfAnotherSizeThanTheAlgorithms) {
         sized.at(row[1])->resize(row[2]);
         if (row[1] == "ciphertext") token.authenticate();
         EXPECT_REFUSED(opened(token.token(), encryption), row[3]);
-    }
+    });
 }
 
 TEST(ReceivedJWE, TellsNothingOfWhyDecryptionFailed) {
@@ -107,14 +95,11 @@ TEST(ReceivedJWE, RefusesEphemeralKeysThatAreNotOnTheRecipientsCurve) {
     const JOSE::JWEHeader header(ECDH_ES, gcm, {}, std::nullopt);
     const auto token = JOSE::JWE(header, asBytes("secret"), encrypter).compactSerializedData();
     const auto good = nlohmann::json::parse(headerText(token));
-    const auto rows = readVectors("token_refusals.json").at("jweAgreement");
-    ASSERT_EQ(rows.size(), 13U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row[0]);
+    forEachRow("token_refusals.json", "jweAgreement", 13, [&](const json& row) {
         auto changed = good;
         changed.merge_patch(row[1]);
         EXPECT_REFUSED(opened(withHeader(token, changed.dump()), gcm, ECDH_ES, ecEncP256), row[2]);
-    }
+    });
     auto withKey = parts(token);
     withKey.at(1) = "AAAA";
     EXPECT_ERROR(opened(joined(withKey), gcm, ECDH_ES, ecEncP256), parsing("The encrypted key is not empty."));

@@ -1,21 +1,14 @@
 #include "torvane/platform/jose/jwk.hpp"
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
 
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vector_cases.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Testing;
-using JOSE::JOSESwiftError;
 using JOSE::JWK;
 using JOSE::JWKSet;
-using nlohmann::json;
 
 const auto unsupported = JOSESwiftError::unsupportedKey;
 const auto otherType = unsupported("The JWK is neither an RSA nor an EC key.");
@@ -38,12 +31,6 @@ JWKSet setOf(const json& jwk) {
     return JWKSet::initFrom(bytesOf(json{{"keys", {good, jwk, good}}}.dump()));
 }
 
-json rowsOf(const char* list, std::size_t count) {
-    const auto rows = readVectors("jwk_faults.json").at(list);
-    EXPECT_EQ(rows.size(), count);
-    return rows;
-}
-
 // A private JWK with members replaced, or one of them removed.
 json faulty(const json& row) {
     auto jwk = privateJwkOf(row[0]);
@@ -56,35 +43,25 @@ json faulty(const json& row) {
 }
 
 TEST(JWK, RefusesPublicMembersThatAreNoNumbers) {
-    for (const auto& row : rowsOf("publicMembers", 43)) {
-        SCOPED_TRACE(row);
+    forEachRow("jwk_faults.json", "publicMembers", 43, [](const json& row) {
         EXPECT_REFUSED(publicFrom(faulty(row)), row[2]);
         EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
         EXPECT_REFUSED(setOf(faulty(row)), row[2]);
-    }
+    });
 }
 
-TEST(JWK, RefusesPrivateMembersThatAreMissingOrNoNumbers) {
-    for (const auto& row : rowsOf("privateMembers", 49)) {
-        SCOPED_TRACE(row);
-        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
-    }
-}
-
-TEST(JWK, RefusesNumbersThatDoNotBelongTogether) {
-    for (const auto& row : rowsOf("mixedPairs", 12)) {
-        SCOPED_TRACE(row);
-        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
-    }
+TEST(JWK, RefusesPrivateMembersThatAreMissingOrNoNumbersOrDoNotBelongTogether) {
+    const auto refused = [](const json& row) { EXPECT_REFUSED(privateFrom(faulty(row)), row[2]); };
+    forEachRow("jwk_faults.json", "privateMembers", 49, refused);
+    forEachRow("jwk_faults.json", "mixedPairs", 12, refused);
 }
 
 TEST(JWK, PublicNumbersThatAreNoKeyShowWhenConverted) {
-    for (const auto& row : rowsOf("noKeys", 6)) {
-        SCOPED_TRACE(row);
+    forEachRow("jwk_faults.json", "noKeys", 6, [](const json& row) {
         const auto parsed = publicFrom(faulty(row));
         EXPECT_REFUSED(parsed.converted(), row[2]);
         EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
-    }
+    });
 }
 
 TEST(JWK, KeepsUnknownStringsAndNothingPrivateOrOfAnotherKind) {
@@ -118,18 +95,15 @@ TEST(JWK, AnotherKeyTypeIsReadAndIsNoKey) {
 }
 
 TEST(JWK, RefusesTextThatIsNoObject) {
-    for (const auto& row : rowsOf("texts", 6)) {
-        SCOPED_TRACE(row);
+    forEachRow("jwk_faults.json", "texts", 6, [](const json& row) {
         EXPECT_REFUSED(JWK::initFrom(bytesOf(row[0])), row[1]);
         EXPECT_REFUSED(JWK::initPrivateFrom(bytesOf(row[0])), row[1]);
-    }
+    });
 }
 
 TEST(JWKSet, RefusesWhatIsNoListOfObjects) {
-    for (const auto& row : rowsOf("setTexts", 12)) {
-        SCOPED_TRACE(row);
-        EXPECT_REFUSED(JWKSet::initFrom(bytesOf(row[0])), row[1]);
-    }
+    forEachRow("jwk_faults.json", "setTexts", 12,
+               [](const json& row) { EXPECT_REFUSED(JWKSet::initFrom(bytesOf(row[0])), row[1]); });
     EXPECT_EQ(JWKSet::initFrom(bytesOf(R"({"keys":[],"more":1})")).keys().size(), 0U);
 }
 

@@ -1,25 +1,18 @@
 #include <cstring>
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jws.hpp"
 
-#include "tests/testing/expect_error.hpp"
 #include "tests/testing/forge.hpp"
-#include "tests/testing/keys.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
 using namespace Platform;
-using enum JOSE::SignatureAlgorithm;
 using namespace Testing;
-using JOSE::JOSESwiftError;
+using enum JOSE::SignatureAlgorithm;
 using JOSE::SignatureAlgorithm;
 using JOSE::Signer;
 using JOSE::Verifier;
-
-const auto badSignature = JOSESwiftError::verifyingFailed("The signature does not verify.");
 
 JOSE::Payload validated(ByteView token, const Verifier& verifier) {
     return JOSE::ReceivedJWS(token).validate(verifier);
@@ -29,27 +22,21 @@ TEST(ReceivedJWS, RefusesHeadersThatASignatureCannotExcuse) {
     const auto signer = Signer::create(RS256, privateKey(rsaSig)).value();
     const auto verifier = Verifier::create(RS256, publicKey(rsaSig)).value();
     ASSERT_EQ(validated(signedToken(R"({"alg":"RS256","b64":true})", "m", signer), verifier).data(), ByteBuffer{'m'});
-    const auto rows = readVectors("token_refusals.json").at("jwsHeaders");
-    ASSERT_EQ(rows.size(), 18U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row[0]);
+    forEachRow("token_refusals.json", "jwsHeaders", 18, [&](const json& row) {
         EXPECT_REFUSED(validated(signedToken(row[0].get<std::string>(), "m", signer), verifier), row[1]);
-    }
+    });
 }
 
 TEST(ReceivedJWS, RefusesTextThatIsNotTheOneOfItsBytes) {
     const auto signer = Signer::create(RS256, privateKey(rsaSig)).value();
     const auto pieces = parts(signedToken(R"({"alg":"RS256"})", "{}", signer));
-    const auto rows = readVectors("token_refusals.json").at("jwsTexts");
-    ASSERT_EQ(rows.size(), 15U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row[0]);
+    forEachRow("token_refusals.json", "jwsTexts", 15, [&](const json& row) {
         std::string text = row[0];
         for (const auto& [name, piece] : {std::pair{"HEADER", 0U}, {"PAYLOAD", 1U}, {"SIGNATURE", 2U}}) {
             if (const auto at = text.find(name); at != text.npos) text.replace(at, strlen(name), pieces[piece]);
         }
         EXPECT_REFUSED(JOSE::ReceivedJWS(asBytes(text)), row[1]);
-    }
+    });
     auto looseBits = pieces;
     ++looseBits[2].back();  // 256 bytes leave four bits unused in the last character
     EXPECT_ERROR(JOSE::ReceivedJWS(joined(looseBits)),
@@ -156,8 +143,6 @@ TEST(JWS, RefusesAHeaderOfAnotherAlgorithm) {
     const JOSE::JWSHeader header(RS384, std::nullopt, std::nullopt);
     EXPECT_ERROR(JOSE::JWS(header, {}, signer),
                  JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's."));
-    const auto badly = withFlippedBit(signedToken(R"({"alg":"RS256"})", "m", signer), 2);
-    EXPECT_ERROR(validated(badly, Verifier::create(RS256, publicKey(rsaSig)).value()), badSignature);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/security/sec_random.hpp"
-#include "torvane/platform/services/clock.hpp"
 #include "torvane/platform/services/uuid.hpp"
 
 namespace {
@@ -20,16 +19,6 @@ TEST(UUID, IsARandomOneInCanonicalForm) {
         EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos) << uuid;
         EXPECT_TRUE(seen.insert(uuid).second) << uuid;
     }
-}
-
-TEST(Clock, KeepsTheFractionOfASecond) {
-    bool fraction = false;
-    for (int i = 0; i < 5; ++i) {
-        const double now = Platform::secondsSince1970();
-        EXPECT_GT(now, 1.7e9);
-        fraction = fraction || now != static_cast<double>(static_cast<std::int64_t>(now));
-    }
-    EXPECT_TRUE(fraction);
 }
 
 TEST(SecRandom, FillsEveryByte) {

@@ -1,11 +1,8 @@
 #include "torvane/platform/security/software_key_store.hpp"
 
-#include <gtest/gtest.h>
 #include <openssl/ui.h>
 
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
@@ -18,17 +15,14 @@ const SecurityError noKey("No unencrypted key was found in the PEM or DER text."
 const ByteBuffer digest(32, 1);
 
 TEST(SoftwareKeyStore, LoadsEveryFormInDerAndRefusesItsFirstBytes) {
-    const auto rows = readVectors("key_texts.json").at("der");
-    EXPECT_EQ(rows.size(), 6U);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row);
+    forEachRow("key_texts.json", "der", 6, [](const json& row) {
         auto encoded = fromBase64(row[2]);
         const auto key = SoftwareKeyStore::load(encoded);
         EXPECT_EQ(key.publicComponents(), publicKey(row[0]).publicComponents());
         EXPECT_EQ(!key.isPublicKey(), row[1].get<bool>());
         for (encoded.pop_back(); !encoded.empty(); encoded.resize(encoded.size() / 2))
             EXPECT_ERROR(SoftwareKeyStore::load(encoded), noKey);
-    }
+    });
 }
 
 bool asked = false;
@@ -38,8 +32,8 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
-    EXPECT_EQ(file.at("refused").size(), 10U);
-    for (const auto& row : file.at("refused")) EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]) << row;
+    forEachRow("key_texts.json", "refused", 10,
+               [](const json& row) { EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]); });
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindSevenBlocks"))).isPublicKey());
@@ -70,18 +64,14 @@ TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
     }
 }
 
-// A key store of an application that can do nothing, and one that gives the same answer to everything.
-struct IdleStoreKey : StoreKey {
-    explicit IdleStoreKey(PublicComponents components) : numbers(std::move(components)) {}
-    PublicComponents publicComponents() const override { return numbers; }
-    PublicComponents numbers;
-};
-
-struct AnsweringStoreKey final : IdleStoreKey {
+// A key store of an application that gives the same answer to everything.
+struct AnsweringStoreKey final : StoreKey {
     AnsweringStoreKey(PublicComponents components, ByteBuffer bytes)
-        : IdleStoreKey(std::move(components)), answer(std::move(bytes)) {}
+        : numbers(std::move(components)), answer(std::move(bytes)) {}
+    PublicComponents publicComponents() const override { return numbers; }
     ByteBuffer sign(SignatureScheme, HashFunction, ByteView) const override { return answer; }
     SecretBuffer agree(const SecKey&) const override { return {answer.begin(), answer.end()}; }
+    PublicComponents numbers;
     ByteBuffer answer;
 };
 
@@ -89,7 +79,7 @@ TEST(StoreKey, RefusesWhatItDoesNotOverride) {
     const auto refused = [](const std::string& what) {
         return SecurityError("This key store does not " + what + " with this key.");
     };
-    const SecKey key(std::make_shared<IdleStoreKey>(publicKey(ecP256).publicComponents()));
+    const auto key = keyOfIdleStore(ecP256);
     EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), refused("sign"));
     EXPECT_ERROR(key.decrypt(SHA256, ByteBuffer(256)), refused("decrypt"));
     EXPECT_ERROR(key.agree(publicKey(ecEncP256)), refused("agree on a secret"));

@@ -1,6 +1,7 @@
 #include "torvane/support/json_object.hpp"
 
 #include <chrono>
+#include <filesystem>
 #include <limits>
 #include <list>
 #include <stdexcept>
@@ -136,6 +137,8 @@ TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
     EXPECT_ERROR(textOf(Own()), notJSON);
     EXPECT_ERROR(textOf(std::chrono::system_clock::now()), notJSON);
     EXPECT_ERROR(textOf(ByteBuffer{1, 2}), notJSON);
+    EXPECT_ERROR(textOf(std::vector<std::byte>()), notJSON);
+    EXPECT_ERROR(textOf(std::filesystem::path("a/b")), notJSON);
     EXPECT_ERROR(textOf(std::vector{Kind::a}), notJSON);
     EXPECT_ERROR(textOf(std::numeric_limits<double>::quiet_NaN()), notJSON);
     EXPECT_ERROR(textOf("\xFF"), notJSON);
@@ -203,6 +206,7 @@ TEST(JSONValue, TakesAPartOfItselfForItsNewValue) {
     value = value.as<Object>()->at("a");
     value = std::move(value.as<List>()->front());
     EXPECT_EQ(value, JSONValue(Object{{"b", "text"}}));
+    EXPECT_NE(JSONValue::opaque(1), JSONValue::opaque(1)) << "what is not JSON equals nothing";
 }
 
 TEST(FromJsonString, RefusesWhatIsNoObject) {

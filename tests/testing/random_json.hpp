@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
 #include <string>
 
@@ -55,30 +54,15 @@ class RandomJSON {
     // A double as it reads back: one that an integer can hold is an integer in JSON text.
     static Platform::JSONValue number(double value) {
         if (!std::isfinite(value)) return nullptr;
-        if (std::trunc(value) == value && std::abs(value) < 0x1p63) return static_cast<std::int64_t>(value);
+        if (std::trunc(value) == value && value >= -0x1p63 && value < 0x1p63) return static_cast<std::int64_t>(value);
         return value;
     }
 
+    // A power of two, or a number next to it.
     Platform::JSONValue edge() {
-        using Integer = std::numeric_limits<std::int64_t>;
-        using Double = std::numeric_limits<double>;
-        const Platform::JSONValue edges[] = {Integer::min(),
-                                             Integer::max(),
-                                             Integer::min() + 1,
-                                             number(0x1p53),
-                                             number(0x1p53 - 1),
-                                             0x1p63,
-                                             0x1p64,
-                                             Double::max(),
-                                             Double::denorm_min(),
-                                             -Double::min(),
-                                             -Double::max(),
-                                             0.1,
-                                             1e23,
-                                             -0x1.8p63,
-                                             5e-324,
-                                             123456789012345678e20};
-        return edges[below(std::size(edges))];
+        if (below(2) == 0) return static_cast<std::int64_t>((std::uint64_t{1} << below(64)) + below(3) - 1);
+        const double power = std::ldexp(below(2) == 0 ? 1 : -1, static_cast<int>(below(2099)) - 1074);
+        return number(std::nextafter(power, power * static_cast<double>(below(3))));
     }
 
     char32_t character() {
@@ -86,7 +70,10 @@ class RandomJSON {
             case 0: return static_cast<char32_t>(below(0x20));
             case 1: return U"\"\\/\u007f\u0080\u2028\u2029\ufeff\uffff\U0010ffff"[below(10)];
             case 2: return static_cast<char32_t>(0x10000 + below(0x100000));
-            case 3: return static_cast<char32_t>(below(0xD800));
+            case 3: {  // but the surrogates
+                const auto c = below(0xF800);
+                return static_cast<char32_t>(c < 0xD800 ? c : c + 0x800);
+            }
             default: return static_cast<char32_t>(' ' + below(0x5f));
         }
     }

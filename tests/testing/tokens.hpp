@@ -1,6 +1,7 @@
 // Taking compact tokens apart and putting them together again, without the library.
 #pragma once
 
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,14 +14,9 @@ namespace Testing {
 
 /// The pieces between the dots, still encoded.
 inline std::vector<std::string> parts(Platform::ByteView token) {
-    std::vector<std::string> pieces(1);
-    for (const char c : Platform::asText(token)) {
-        if (c == '.') {
-            pieces.emplace_back();
-        } else {
-            pieces.back() += c;
-        }
-    }
+    std::vector<std::string> pieces;
+    std::istringstream text(std::string(Platform::asText(token)) + '.');
+    for (std::string piece; std::getline(text, piece, '.');) pieces.push_back(piece);
     return pieces;
 }
 

@@ -4,17 +4,9 @@
 #include <map>
 #include <string>
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include "torvane/torvane.hpp"
-
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace Testing {
-
-using nlohmann::json;
-using namespace Torvane;
 
 /// How many cases ended in each way: what was done with them, or why they were refused. A test compares the
 /// whole with outcomes.json, so that no case can silently stop running, or be refused for another reason.

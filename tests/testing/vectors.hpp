@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "torvane/platform/bytes.hpp"
@@ -17,6 +18,17 @@ nlohmann::json readVectors(const std::string& fileName);
 /// A file of the folder that the environment variable TORVANE_RFC_VECTORS names, or of the one beside the
 /// project; nothing when there is no such folder.
 std::optional<nlohmann::json> readRfcVectors(const std::string& fileName);
+
+/// Runs the code with each row of a list in a file of tests/vectors, which has so many.
+template <class Code>
+void forEachRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
+    const auto rows = readVectors(fileName).at(list);
+    EXPECT_EQ(rows.size(), count);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.dump());
+        code(row);
+    }
+}
 
 Platform::ByteBuffer bytesOf(const std::string& text);
 

@@ -3,13 +3,6 @@
 
 #include <algorithm>
 
-#include <gtest/gtest.h>
-
-#include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/base64.hpp"
-
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
 #include "tests/testing/vector_cases.hpp"
 
 namespace {
@@ -17,7 +10,6 @@ namespace {
 using namespace Testing;
 using enum JOSEError::Case;
 using JOSE::fromRawValue;
-using JOSE::JOSESwiftError;
 using Platform::SecurityError;
 using Platform::SoftwareKeyStore;
 

@@ -1,18 +1,12 @@
 // The published examples of the RFCs: what the library supports gives the published bytes, and what it leaves
 // out on purpose is refused. outcomes.json states how many cases end in which way.
 
-#include <gtest/gtest.h>
-
 #include "torvane/platform/crypto/content_cipher.hpp"
 #include "torvane/platform/crypto/key_derivation.hpp"
-#include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
 #include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/jose/key_agreement.hpp"
 
-#include "tests/testing/expect_error.hpp"
-#include "tests/testing/keys.hpp"
-#include "tests/testing/tokens.hpp"
 #include "tests/testing/vector_cases.hpp"
 
 namespace {
@@ -22,7 +16,6 @@ using enum JOSEError::Case;
 using enum JOSE::SignatureAlgorithm;
 namespace Crypto = Platform::Crypto;
 using JOSE::fromRawValue;
-using JOSE::JOSESwiftError;
 using Platform::SoftwareKeyStore;
 
 // An RSA key for a token that is not to be opened: its own, if it has one.

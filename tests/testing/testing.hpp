@@ -1,0 +1,19 @@
+// What most tests need: keys, tokens and vectors, how an error is compared, and the library's names.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "tests/testing/expect_error.hpp"
+#include "tests/testing/keys.hpp"
+#include "tests/testing/tokens.hpp"
+
+namespace Testing {
+
+using namespace Torvane;
+using enum Torvane::JWKUse;
+using JOSE::JOSESwiftError;
+using nlohmann::json;
+using Zennet::KeyClass;
+using Zennet::KeyType;
+
+}  // namespace Testing
