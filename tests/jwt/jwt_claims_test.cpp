@@ -88,7 +88,7 @@ TEST(JWTClaims, EachTypeReadsItsOwnKindsAndNoOther) {
         {INT64_MIN, "Int", {{"Int", INT64_MIN}, {"Double", -0x1p63}}},
         {5.0, "Double", {{"Int", 5}, {"Double", 5.0}}},
         {-0x1p63, "Double", {{"Int", INT64_MIN}, {"Double", -0x1p63}}},
-        {0x1p62, "Double", {{"Int", std::int64_t{1} << 62}, {"Double", 0x1p62}}},
+        {9007199254740994.0, "Double", {{"Int", 9007199254740994}, {"Double", 9007199254740994.0}}},
         {0x1p63, "Double", {{"Double", 0x1p63}}},
         {-0.1, "Double", {{"Double", -0.1}}},
         {true, "Bool", {{"Bool", true}}},
