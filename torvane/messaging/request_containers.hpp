@@ -25,6 +25,11 @@
 
 namespace Torvane {
 
+/// What a value is made from; null makes no text.
+template <class T, class Value>
+concept Makes = std::constructible_from<Value, T> &&
+    (std::same_as<Value, JSONValue> || !std::is_null_pointer_v<std::remove_cvref_t<T>>);
+
 /// Named values: what the body and the header have in common. Names are compared exactly and visited in their
 /// order. A container has identity, and is not to be changed from two threads at once.
 template <class Value>
@@ -50,7 +55,7 @@ class TORVANE_EXPORT RequestContainer {
     auto begin() const noexcept { return values_.begin(); }
     auto end() const noexcept { return values_.end(); }
 
-    /// For people, for example `["currency": "EUR", "amount": 12.5]`; "[:]" when empty.
+    /// For people, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
     std::string description() const;
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
         return out << container.description();
@@ -64,9 +69,11 @@ class TORVANE_EXPORT RequestContainer {
     }
     /// Inserts or replaces, or removes when there is no value.
     virtual void write(std::string_view name, std::optional<Value> value) {
-        const auto found = values_.find(name);
-        if (!value && found != values_.end()) values_.erase(found);
-        if (value) values_.insert_or_assign(std::string(name), *std::move(value));
+        if (value) {
+            values_.insert_or_assign(std::string(name), *std::move(value));
+        } else if (const auto found = values_.find(name); found != values_.end()) {
+            values_.erase(found);
+        }
     }
     virtual void modify(std::string_view name, const std::function<void(std::optional<Value>&)>& change) {
         auto value = read(name);
@@ -92,10 +99,8 @@ class RequestContainer<Value>::Subscript {
         return a.get() == b;
     }
 
-    template <class T>
-    requires std::constructible_from<Value, T> &&
-        (!std::is_null_pointer_v<T> || std::same_as<Value, JSONValue>)Subscript&
-        operator=(T&& value) {
+    template <Makes<Value> T>
+    Subscript& operator=(T&& value) {
         return write(Value(std::forward<T>(value)));
     }
     Subscript& operator=(std::nullopt_t) { return write(std::nullopt); }
