@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds and tests everything: optimised with GCC, then under the sanitizers with Clang. Needs a Debian 12 and nothing
-# else. `test.sh release` (or debug, asan, tsan) runs one preset only.
+# Builds and tests everything: optimised with GCC and against other implementations, then under the sanitizers with
+# Clang. Needs a Debian 12 and nothing else. `test.sh release` (or debug, asan, tsan) runs one preset only.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -10,4 +10,5 @@ for preset in ${*:-release asan tsan}; do
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"
     ctest --preset "$preset"
+    [ "$preset" != release ] || scripts/interop.sh
 done
