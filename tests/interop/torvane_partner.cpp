@@ -113,17 +113,20 @@ const std::map<std::string, std::function<json(const json&)>> operations{
      }},
 };
 
+json answer(const std::string& line) {
+    try {
+        const auto request = json::parse(line);
+        return operations.at(request.at("op"))(request);
+    } catch (const std::exception& error) {
+        return {{"error", error.what()}};
+    }
+}
+
 }  // namespace
 
-int main() {
-    for (std::string line; std::getline(std::cin, line);) {
-        json response;
-        try {
-            const auto request = json::parse(line);
-            response = operations.at(request.at("op"))(request);
-        } catch (const std::exception& error) {
-            response = {{"error", error.what()}};
-        }
-        std::cout << response.dump() << std::endl;
-    }
+int main() try {
+    for (std::string line; std::getline(std::cin, line);) std::cout << answer(line).dump() << std::endl;
+} catch (const std::exception& error) {
+    std::cerr << "torvane_partner: " << error.what() << '\n';
+    return 1;
 }

@@ -1,0 +1,109 @@
+// How long a decryption takes to fail, by what is wrong with the token: the distributions side by side. An attacker
+// who could tell them apart would have an oracle. Nothing is passed or failed here; the eye compares.
+//
+//     failure_timing [ROUNDS]     10000 rounds unless given, each with every kind once, in random order
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <iomanip>
+#include <iostream>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/torvane.hpp"
+
+#include "tests/testing/forge.hpp"
+
+namespace {
+
+using namespace Torvane;
+using Testing::ForgedJWE;
+
+constexpr auto hash = Platform::HashFunction::SHA256;
+
+struct Kind {
+    std::string name;
+    ByteBuffer token;
+    std::vector<double> microseconds{};
+
+    double quantile(double share) const {
+        auto sorted = microseconds;
+        const auto nth = sorted.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(sorted.size() - 1));
+        std::nth_element(sorted.begin(), nth, sorted.end());
+        return *nth;
+    }
+};
+
+// What a forger who knows the content key makes of a good token.
+std::vector<Kind> kindsFor(const Platform::SecKey& recipient) {
+    const std::vector<std::pair<std::string, std::function<void(ForgedJWE&)>>> faults{
+        {"a tag that is off", [](ForgedJWE& jwe) { jwe.tag.front() ^= 1; }},
+        {"bad padding, tag right",
+         [](ForgedJWE& jwe) {
+             jwe.ciphertext.assign(jwe.ciphertext.size(), 0x33);
+             jwe.authenticate();
+         }},
+        {"content key of 31 bytes",
+         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(hash, ByteBuffer(31, 0x42)); }},
+        {"wrapped with another hash",
+         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(Platform::HashFunction::SHA1, jwe.contentKey); }},
+        {"wrapped key of random bytes", [](ForgedJWE& jwe) { jwe.encryptedKey.assign(256, 0x55); }},
+    };
+    std::vector<Kind> kinds;
+    for (const auto& [name, fault] : faults) {
+        ForgedJWE jwe(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256,
+                      R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256"})", recipient, hash, std::string(1000, 'm'));
+        fault(jwe);
+        kinds.push_back({name, jwe.token()});
+    }
+    return kinds;
+}
+
+double microsecondsToFail(const JWEDecrypter& decrypter, const ByteBuffer& token) {
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        decrypter.decryptJWE(token);
+    } catch (const JOSEError&) {
+        return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+    }
+    throw std::logic_error("a forged token was decrypted");
+}
+
+void print(const std::vector<Kind>& kinds) {
+    std::cout << std::left << std::setw(30) << "microseconds until the error" << std::right;
+    for (const auto* column : {"p1", "p10", "p50", "p90"}) std::cout << std::setw(9) << column;
+    std::cout << '\n' << std::fixed << std::setprecision(1);
+    for (const auto& kind : kinds) {
+        std::cout << std::left << std::setw(30) << kind.name << std::right;
+        for (const double share : {0.01, 0.1, 0.5, 0.9}) std::cout << std::setw(9) << kind.quantile(share);
+        std::cout << '\n';
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 10'000;
+    const auto key = Platform::SoftwareKeyStore::generateRSA();
+    const JWEDecrypter decrypter("RSA-OAEP-256", "A128CBC-HS256", key);
+    auto kinds = kindsFor(key.publicKey());
+    std::mt19937 random(std::random_device{}());
+    std::vector<std::size_t> order(kinds.size());
+    std::iota(order.begin(), order.end(), 0);
+    for (long i = 0; i < rounds; ++i) {
+        std::shuffle(order.begin(), order.end(), random);
+        for (const auto index : order) {
+            kinds[index].microseconds.push_back(microsecondsToFail(decrypter, kinds[index].token));
+        }
+    }
+    print(kinds);
+} catch (const std::exception& error) {
+    std::cerr << "failure_timing: " << error.what() << '\n';
+    return 1;
+}
