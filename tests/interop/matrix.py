@@ -9,7 +9,6 @@ and 1048576 bytes.
 import argparse
 import base64
 import json
-import os
 import pathlib
 import subprocess
 import sys
