@@ -104,7 +104,7 @@ StringMap JsonWebKey::encodeToDictionary() const {
     auto bytes = encode();
     if (!bytes) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON.");
     const Platform::WipeOnExit wipeBytes(*bytes);
-    const Platform::SecretJSON json(Platform::JSONSerialization::jsonObject(*bytes));
+    const auto json = Platform::JSONSerialization::secretJSONObject(*bytes);
     auto dictionary = Platform::toStringMap(json.get());
     if (!dictionary) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK as Dictionary.");
     return *std::move(dictionary);

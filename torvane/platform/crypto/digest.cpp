@@ -4,6 +4,8 @@
 
 #include <openssl/crypto.h>
 
+#include "torvane/platform/crypto/declassified.hpp"
+
 namespace Platform::Crypto {
 
 ByteBuffer digest(HashFunction hash, ByteView data) {
@@ -37,7 +39,7 @@ SecretBuffer Hmac::finish() {
 }
 
 bool equalInConstantTime(ByteView a, ByteView b) noexcept {
-    return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
+    return a.size() == b.size() && declassified(CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0);
 }
 
 }  // namespace Platform::Crypto

@@ -22,13 +22,16 @@ constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "d
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 
-JSONValue parse(Platform::ByteView text) {
+Platform::SecretJSON parse(Platform::ByteView text) {
     try {
-        auto value = Platform::JSONSerialization::jsonObject(text);
-        if (value.as<JSONValue::Object>()) return value;
+        return Platform::JSONSerialization::secretJSONObject(text);
     } catch (const Platform::JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
     }
+}
+
+const JSONValue::Object& membersOf(const Platform::SecretJSON& jwk) {
+    if (const auto* members = jwk.get().as<JSONValue::Object>()) return *members;
     throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
 }
 
@@ -155,8 +158,7 @@ JWK::JWK(JWK jwk, JWKKeyType expected) : JWK(std::move(jwk)) {
 }
 
 JWK JWK::initFrom(Platform::ByteView data) {
-    const Platform::SecretJSON json(parse(data));
-    return initFrom(*json.get().as<JSONValue::Object>());
+    return initFrom(membersOf(parse(data)));
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
@@ -168,8 +170,8 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
 }
 
 JWK JWK::initPrivateFrom(Platform::ByteView data) {
-    const Platform::SecretJSON json(parse(data));
-    const auto& members = *json.get().as<JSONValue::Object>();
+    const auto json = parse(data);
+    const auto& members = membersOf(json);
     const auto keyType = keyTypeNamed(required(members, "kty"));
     switch (keyType) {
         case JWKKeyType::RSA: return {publicStrings(members), keyType, rsaPrivateKey(members)};

@@ -8,9 +8,9 @@ namespace {
 
 using Platform::JSONValue;
 
-JSONValue parse(Platform::ByteView data) {
+Platform::SecretJSON parse(Platform::ByteView data) {
     try {
-        return Platform::JSONSerialization::jsonObject(data);
+        return Platform::JSONSerialization::secretJSONObject(data);
     } catch (const Platform::JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK Set cannot be read. " + error.errorDescription());
     }
@@ -27,7 +27,7 @@ const JSONValue::List& keyList(const JSONValue& set) {
 }  // namespace
 
 JWKSet JWKSet::initFrom(Platform::ByteView data) {
-    const Platform::SecretJSON set(parse(data));
+    const auto set = parse(data);
     std::vector<JWK> keys;
     for (const auto& entry : keyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();

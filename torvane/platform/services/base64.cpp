@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "torvane/platform/crypto/declassified.hpp"
+
 namespace Platform {
 namespace {
 
@@ -9,7 +11,8 @@ constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefg
 constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
 // Both characters of every 12-bit group, so that three bytes cost two look-ups.
-using PairTable = std::array<std::array<char, 2>, 4096>;
+using Pair = std::array<char, 2>;
+using PairTable = std::array<Pair, 4096>;
 
 constexpr PairTable pairsOf(std::string_view alphabet) {
     PairTable table{};
@@ -24,6 +27,7 @@ constexpr PairTable standardPairs = pairsOf(standardAlphabet);
 
 // The value of every character in each of the four places of a group of 24 bits; other characters set a bit above.
 constexpr std::uint32_t notInAlphabet = 1U << 24;
+constexpr std::array<unsigned, 4> shifts{18, 12, 6, 0};
 using PlaceTable = std::array<std::uint32_t, 256>;
 
 constexpr PlaceTable valuesAtPlace(unsigned shift) {
@@ -35,13 +39,62 @@ constexpr PlaceTable valuesAtPlace(unsigned shift) {
     return table;
 }
 
-constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(18), valuesAtPlace(12), valuesAtPlace(6), valuesAtPlace(0)};
+constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(shifts[0]), valuesAtPlace(shifts[1]),
+                                              valuesAtPlace(shifts[2]), valuesAtPlace(shifts[3])};
+
+// All ones where first <= x <= last, else zero; of numbers below 2^31.
+constexpr std::uint32_t maskOfRange(std::uint32_t x, std::uint32_t first, std::uint32_t last) noexcept {
+    return 0U - (((first - 1 - x) & (x - last - 1)) >> 31);
+}
+
+// base64url by arithmetic: for secrets, since the cache remembers which part of a table was read.
+struct Arithmetic {
+    struct Range {
+        char first, last;
+        std::uint32_t value;
+    };
+    static constexpr std::array<Range, 5> ranges{
+        {{'A', 'Z', 0}, {'a', 'z', 26}, {'0', '9', 52}, {'-', '-', 62}, {'_', '_', 63}}};
+
+    static std::uint32_t valueAt(std::size_t place, unsigned char c) noexcept {
+        std::uint32_t value = 0, known = 0;
+        for (const auto& [first, last, start] : ranges) {
+            const auto begin = static_cast<std::uint32_t>(first);
+            const auto mask = maskOfRange(c, begin, static_cast<std::uint32_t>(last));
+            known |= mask;
+            value |= mask & (c - begin + start);
+        }
+        return value << shifts[place] | (~known & notInAlphabet);
+    }
+
+    static Pair pairOf(std::uint32_t group) noexcept { return {character(group >> 6), character(group & 63)}; }
+
+    static char character(std::uint32_t value) noexcept {
+        std::uint32_t c = 0;
+        for (const auto& [first, last, start] : ranges) {
+            const auto size = static_cast<std::uint32_t>(last - first);
+            // One more on both sides, since the first range starts at zero.
+            c |= maskOfRange(value + 1, start + 1, start + size + 1) &
+                 (value - start + static_cast<std::uint32_t>(first));
+        }
+        return static_cast<char>(c);
+    }
+};
+
+struct UrlTables {
+    static std::uint32_t valueAt(std::size_t place, unsigned char c) noexcept { return urlValues[place][c]; }
+    static Pair pairOf(std::uint32_t group) noexcept { return urlPairs[group]; }
+};
+
+struct StandardTables {
+    static Pair pairOf(std::uint32_t group) noexcept { return standardPairs[group]; }
+};
 
 // Writes the text without padding and returns its end.
-template <class Char>
-Char* encode(ByteView bytes, const PairTable& pairs, Char* out) noexcept {
-    const auto put = [&out, &pairs](std::uint32_t group) {
-        const auto& pair = pairs[group];
+template <class Alphabet, class Char>
+Char* encode(ByteView bytes, Char* out) noexcept {
+    const auto put = [&out](std::uint32_t group) {
+        const auto pair = Alphabet::pairOf(group);
         *out++ = static_cast<Char>(pair[0]);
         *out++ = static_cast<Char>(pair[1]);
     };
@@ -55,14 +108,21 @@ Char* encode(ByteView bytes, const PairTable& pairs, Char* out) noexcept {
     if (end - in == 2) {
         const std::uint32_t group = std::uint32_t{in[0]} << 16 | std::uint32_t{in[1]} << 8;
         put(group >> 12);
-        *out++ = static_cast<Char>(pairs[group & 0xFFF][0]);
+        *out++ = static_cast<Char>(Alphabet::pairOf(group & 0xFFF)[0]);
     } else if (end - in == 1) {
         put(std::uint32_t{in[0]} << 4);
     }
     return out;
 }
 
-template <class Buffer>
+template <class Alphabet>
+void append(ByteBuffer& out, ByteView bytes) {
+    const auto start = out.size();
+    out.resize(start + base64urlSize(bytes.size()));
+    encode<Alphabet>(bytes, out.data() + start);
+}
+
+template <class Alphabet, class Buffer>
 std::optional<Buffer> decode(std::string_view text) {
     const std::size_t rest = text.size() % 4;
     if (rest == 1) return std::nullopt;
@@ -72,24 +132,24 @@ std::optional<Buffer> decode(std::string_view text) {
     const auto* const end = in + (text.size() - rest);
 
     // One look at the end serves for all: a character outside the alphabet leaves its bit in `seen`.
-    std::uint32_t seen = 0;
+    std::uint32_t seen = 0, unused = 0;
     for (; in != end; in += 4, out += 3) {
-        const std::uint32_t group =
-            urlValues[0][in[0]] | urlValues[1][in[1]] | urlValues[2][in[2]] | urlValues[3][in[3]];
+        const std::uint32_t group = Alphabet::valueAt(0, in[0]) | Alphabet::valueAt(1, in[1]) |
+                                    Alphabet::valueAt(2, in[2]) | Alphabet::valueAt(3, in[3]);
         seen |= group;
         out[0] = static_cast<std::uint8_t>(group >> 16);
         out[1] = static_cast<std::uint8_t>(group >> 8);
         out[2] = static_cast<std::uint8_t>(group);
     }
     if (rest != 0) {
-        const std::uint32_t group = urlValues[0][in[0]] | urlValues[1][in[1]] | (rest == 3 ? urlValues[2][in[2]] : 0);
-        const std::uint32_t unusedBits = rest == 3 ? 0xFF : 0xFFFF;
-        if ((group & unusedBits) != 0) return std::nullopt;
+        const std::uint32_t group =
+            Alphabet::valueAt(0, in[0]) | Alphabet::valueAt(1, in[1]) | (rest == 3 ? Alphabet::valueAt(2, in[2]) : 0);
         seen |= group;
+        unused = group & (rest == 3 ? 0xFF : 0xFFFF);
         *out++ = static_cast<std::uint8_t>(group >> 16);
         if (rest == 3) *out = static_cast<std::uint8_t>(group >> 8);
     }
-    if ((seen & notInAlphabet) != 0) return std::nullopt;
+    if (Crypto::declassified(((seen & notInAlphabet) | unused) != 0)) return std::nullopt;
     return bytes;
 }
 
@@ -97,22 +157,24 @@ std::optional<Buffer> decode(std::string_view text) {
 
 std::string encodeBase64url(ByteView bytes) {
     std::string text(base64urlSize(bytes.size()), '\0');
-    encode(bytes, urlPairs, text.data());
+    encode<UrlTables>(bytes, text.data());
     return text;
 }
 
 void appendBase64url(ByteBuffer& out, ByteView bytes) {
-    const auto start = out.size();
-    out.resize(start + base64urlSize(bytes.size()));
-    encode(bytes, urlPairs, out.data() + start);
+    append<UrlTables>(out, bytes);
+}
+
+void appendSecretBase64url(ByteBuffer& out, ByteView bytes) {
+    append<Arithmetic>(out, bytes);
 }
 
 std::optional<ByteBuffer> decodeBase64url(std::string_view text) {
-    return decode<ByteBuffer>(text);
+    return decode<UrlTables, ByteBuffer>(text);
 }
 
 std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) {
-    return decode<SecretBuffer>(text);
+    return decode<Arithmetic, SecretBuffer>(text);
 }
 
 bool isBase64url(std::string_view text) noexcept {
@@ -127,7 +189,7 @@ bool isBase64url(std::string_view text) noexcept {
 
 std::string encodeBase64(ByteView bytes) {
     std::string text((bytes.size() + 2) / 3 * 4, '=');
-    encode(bytes, standardPairs, text.data());
+    encode<StandardTables>(bytes, text.data());
     return text;
 }
 

@@ -11,13 +11,41 @@
 namespace Platform {
 namespace {
 
+// What stands between the quotes of each string in JSON text, one after the other.
+class StringLiterals {
+  public:
+    explicit StringLiterals(ByteView text) noexcept : rest_(asText(text)) {}
+
+    std::optional<std::string_view> next() noexcept {
+        const auto quote = rest_.find('"');
+        if (quote == std::string_view::npos) return std::nullopt;
+        rest_.remove_prefix(quote + 1);
+        std::size_t size = 0;
+        while (size < rest_.size() && rest_[size] != '"') size += rest_[size] == '\\' ? 2 : 1;
+        const auto literal = rest_.substr(0, size);
+        rest_.remove_prefix(std::min(size + 1, rest_.size()));
+        return literal;
+    }
+
+  private:
+    std::string_view rest_;
+};
+
+// Whether a string is the same with its quotes and without, byte for byte.
+bool isVerbatim(std::string_view literal) noexcept {
+    return std::all_of(literal.begin(), literal.end(), [](char c) { return c >= 0x20 && c < 0x7f && c != '\\'; });
+}
+
 // Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
 class ValueBuilder {
   public:
     ValueBuilder() = default;
+    // For a reader that is kept from seeing the strings: they are taken from the text that it does not see.
+    explicit ValueBuilder(ByteView hidden) : hidden_(StringLiterals(hidden)) {}
     ~ValueBuilder() {
-        // What a failure leaves unfinished may have been a key.
+        // What a failure leaves behind may have been a key.
         for (auto& level : open_) wipeStrings(level.container);
+        wipeStrings(result_);
     }
     ValueBuilder(const ValueBuilder&) = delete;
     ValueBuilder& operator=(const ValueBuilder&) = delete;
@@ -31,13 +59,13 @@ class ValueBuilder {
         return add(static_cast<double>(value));
     }
     bool number_float(double value, const std::string&) { return add(value); }
-    bool string(std::string& value) { return add(std::move(value)); }
+    bool string(std::string& value) { return add(actual(value)); }
     bool binary(nlohmann::json::binary_t&) { return false; }
 
     bool start_object(std::size_t) { return open(JSONValue::Object()); }
     bool key(std::string& name) {
         auto& level = open_.back();
-        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(std::move(name));
+        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(actual(name));
         level.member = member;
         return inserted || refuse("a member is given twice");
     }
@@ -74,6 +102,12 @@ class ValueBuilder {
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
+    // The string itself, where the reader has seen others in its place.
+    std::string actual(std::string& seen) {
+        const auto literal = hidden_ ? hidden_->next() : std::nullopt;
+        return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(seen);
+    }
+
     bool open(JSONValue container) {
         if (open_.size() == JSONSerialization::maximumDepth) return refuse("lists and objects nest too deep");
         open_.push_back({std::move(container), {}});
@@ -97,6 +131,7 @@ class ValueBuilder {
         return true;
     }
 
+    std::optional<StringLiterals> hidden_;
     std::vector<Level> open_;
     JSONValue result_;
     std::string failure_;
@@ -213,7 +248,9 @@ ByteBuffer JSONSerialization::data(const JSONValue& value) {
     return std::move(writer).result();
 }
 
-JSONValue JSONSerialization::jsonObject(ByteView text) {
+namespace {
+
+JSONValue read(ByteView text, ValueBuilder& builder) {
     // The reader skips a byte order mark and takes a NUL byte for the end of its input.
     if (text.size() >= 3 && text[0] == 0xEF && text[1] == 0xBB && text[2] == 0xBF) {
         throw JSONError("The text is not JSON: it starts with a byte order mark.");
@@ -221,11 +258,29 @@ JSONValue JSONSerialization::jsonObject(ByteView text) {
     if (std::find(text.begin(), text.end(), 0) != text.end()) {
         throw JSONError("The text is not JSON: it holds a NUL byte.");
     }
-    ValueBuilder builder;
     if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder)) {
         throw JSONError("The text is not JSON: " + builder.failure() + ".");
     }
     return std::move(builder).result();
+}
+
+}  // namespace
+
+JSONValue JSONSerialization::jsonObject(ByteView text) {
+    ValueBuilder builder;
+    return read(text, builder);
+}
+
+SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
+    // The reader leaves copies of what it reads in freed memory, so it is shown a text with other strings.
+    SecretBuffer shown(text.begin(), text.end());
+    StringLiterals literals(text);
+    while (const auto literal = literals.next()) {
+        const auto offset = reinterpret_cast<const std::uint8_t*>(literal->data()) - text.data();
+        if (isVerbatim(*literal)) std::fill_n(shown.begin() + offset, literal->size(), 'x');
+    }
+    ValueBuilder builder(text);
+    return SecretJSON(read(shown, builder));
 }
 
 }  // namespace Platform

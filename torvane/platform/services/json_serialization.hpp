@@ -35,6 +35,10 @@ struct TORVANE_EXPORT JSONSerialization {
     ///         twice, bytes after the value, nesting beyond maximumDepth, a number beyond the doubles. The
     ///         error never repeats the text.
     static JSONValue jsonObject(ByteView text);
+
+    /// The same for text that may hold a key: no copy of a string stays behind, unless it is written with escapes
+    /// or with characters outside ASCII, as no key is.
+    static SecretJSON secretJSONObject(ByteView text);
 };
 
 }  // namespace Platform

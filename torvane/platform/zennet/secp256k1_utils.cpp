@@ -39,7 +39,7 @@ std::optional<Platform::ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publi
         complete.reserve(text.size() + member.size() + Platform::base64urlSize(scalar.size()) + 1);
         complete.assign(text.begin(), text.end() - 1);
         complete.insert(complete.end(), member.begin(), member.end());
-        Platform::appendBase64url(complete, scalar);
+        Platform::appendSecretBase64url(complete, scalar);
         complete.push_back('"');
         complete.push_back('}');
         return complete;

@@ -1,0 +1,55 @@
+// The library's base64url against the slow way, through a text of zeros and ones.
+#pragma once
+
+#include <bitset>
+#include <optional>
+
+#include "torvane/platform/services/base64.hpp"
+
+#include "tests/testing/oracle.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace Testing {
+
+inline std::string naiveBase64url(Platform::ByteView bytes) {
+    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+    std::string bits, text;
+    for (const auto byte : bytes) bits += std::bitset<8>(byte).to_string();
+    while (bits.size() % 6 != 0) bits += '0';
+    for (std::size_t i = 0; i < bits.size(); i += 6) text += alphabet[std::bitset<6>(bits, i, 6).to_ulong()];
+    return text;
+}
+
+/// What a lenient decoder makes of the text, where that has no other text.
+inline std::optional<Platform::ByteBuffer> naiveDecoding(const std::string& text) try {
+    const auto bytes = fromBase64(text);
+    return naiveBase64url(bytes) == text ? std::optional(bytes) : std::nullopt;
+} catch (const std::runtime_error&) {
+    return std::nullopt;
+}
+
+/// Whether the text decodes; all decoders have to agree on that and on the bytes.
+inline bool isBase64urlToAll(std::string_view text) {
+    const auto expected = naiveDecoding(std::string(text));
+    const auto secret = Platform::decodeSecretBase64url(text);
+    require(Platform::decodeBase64url(text) == expected, "decodeBase64url() decodes as the slow way does");
+    require((secret ? std::optional(Platform::ByteBuffer(secret->begin(), secret->end())) : std::nullopt) == expected,
+            "decodeSecretBase64url() decodes as the slow way does");
+    require(Platform::isBase64url(text) == expected.has_value(), "isBase64url() knows what decodes");
+    return expected.has_value();
+}
+
+/// The text of bytes, by every encoder and the slow way.
+inline std::string base64urlByAll(Platform::ByteView bytes) {
+    const auto text = naiveBase64url(bytes);
+    require(Platform::encodeBase64url(bytes) == text, "encodeBase64url() encodes as the slow way does");
+    for (const auto append : {Platform::appendBase64url, Platform::appendSecretBase64url}) {
+        Platform::ByteBuffer appended{1, 2, 3};
+        append(appended, bytes);
+        require(Platform::asText(appended) == "\1\2\3" + text, "what is appended is what the slow way encodes");
+    }
+    require(Platform::base64urlSize(bytes.size()) == text.size(), "base64urlSize() is the text's");
+    return text;
+}
+
+}  // namespace Testing
