@@ -1,0 +1,52 @@
+// Compact serialisations as JsonWebStructure, ReceivedJWS and ReceivedJWE take them apart, against splitting at the
+// dots and decoding each piece the slow way.
+#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/platform/jose/jws.hpp"
+#include "torvane/torvane.hpp"
+
+#include "tests/testing/base64url_oracle.hpp"
+#include "tests/testing/tokens.hpp"
+
+namespace {
+
+using namespace Testing;
+using Torvane::JSONValue;
+using Torvane::JsonWebStructure;
+
+const std::string prefix = "JOSEError.invalidJOSEComponent(";
+
+std::string expectedRefusal(const std::vector<std::string>& pieces, bool mayLackPayload) {
+    if (pieces.size() < 2)
+        return prefix + "\"Missing component separator character. Invalid compact serialized string.\")";
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        const bool allowed =
+            pieces[i].empty() ? mayLackPayload && pieces.size() == 3 && i == 1 : naiveDecoding(pieces[i]).has_value();
+        if (!allowed) return prefix + Platform::debugQuoted("Component is not valid base64: " + pieces[i]) + ")";
+    }
+    return {};
+}
+
+// A token that is accepted has so many pieces, each the one text of its bytes.
+template <class Received>
+void requireExact(Platform::ByteView token, const std::vector<std::string>& pieces, std::size_t count,
+                  const std::optional<JSONValue::Object>& header) {
+    if (!refusalOf([&] { Received{token}; }).empty()) return;
+    require(pieces.size() == count, "a token has the number of parts of its kind");
+    for (const auto& piece : pieces) require(naiveDecoding(piece).has_value(), "each part is base64url");
+    if (header) require(Received(token).header().parameters() == *header, "both read the same header");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto text = Platform::asText({data, size});
+    const auto pieces = parts({data, size});
+    std::optional<JSONValue::Object> header;
+    const auto refusal = refusalOf([&] { header = JsonWebStructure(text).getHeader(); });
+    require(refusal == expectedRefusal(pieces, false), "the structure refuses the first bad piece: " + refusal);
+    const auto refusalOfHeader = refusalOf([&] { header = JsonWebStructure::headerOf(text); });
+    require(refusalOfHeader == expectedRefusal(pieces, true), "so does its header: " + refusalOfHeader);
+    requireExact<JOSE::ReceivedJWS>({data, size}, pieces, 3, header);
+    requireExact<JOSE::ReceivedJWE>({data, size}, pieces, 5, header);
+    return 0;
+}

@@ -1,0 +1,60 @@
+// JWKs and JWK Sets: what reads is written without a private number and reads back as the same key, alone and in a
+// set; what reads as a private key has that public half.
+#include "torvane/platform/jose/jwk_set.hpp"
+#include "torvane/torvane.hpp"
+
+#include "tests/testing/oracle.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Testing;
+using JOSE::JWK;
+using JOSE::JWKSet;
+
+void requireSame(const JWK& a, const JWK& b) {
+    require(a.parameters() == b.parameters() && a.keyType() == b.keyType(), "the key that is read back is the same");
+}
+
+void checkKey(Platform::ByteView text) {
+    std::optional<JWK> jwk, own;
+    const auto refusal = refusalOf([&] { jwk = JWK::initFrom(text); });
+    const bool isPrivate = refusalOf([&] { own = JWK::initPrivateFrom(text); }).empty();
+    const auto set = "{\"keys\":[" + std::string(Platform::asText(text)) + "]}";
+    std::optional<JWKSet> keys;
+    const bool isInSet = refusalOf([&] { keys = JWKSet::initFrom(Platform::asBytes(set)); }).empty();
+    require(isInSet || !jwk, "a key that reads alone reads in a set");
+    if (!jwk) return require(!isPrivate, "a private key reads as a public one");
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"}) require(!(*jwk)[name], "nothing private is kept");
+    requireSame(keys->keys().front(), *jwk);
+    const auto written = jwk->jsonData();
+    if (written) requireSame(JWK::initFrom(*written), *jwk);
+    std::optional<Platform::SecKey> key;
+    const bool isKey = refusalOf([&] { key = jwk->converted(); }).empty();
+    if (!own) return;
+    requireSame(*own, *jwk);
+    require(isKey && !own->converted().isPublicKey(), "a private JWK has a public half");
+    require(own->converted().publicComponents() == key->publicComponents(), "that is its own");
+}
+
+void checkSet(Platform::ByteView text) {
+    refusalOf([&] {
+        const auto keys = JWKSet::initFrom(text);
+        const auto again = JWKSet::initFrom(keys.jsonData());
+        require(again.keys().size() == keys.keys().size(), "a set that is read back has as many keys");
+        for (std::size_t i = 0; i < keys.keys().size(); ++i) requireSame(again.keys()[i], keys.keys()[i]);
+    });
+    refusalOf([&] {
+        const Torvane::JsonWebKeySet keys(text);
+        const auto written = keys.encode();
+        require(Torvane::JsonWebKeySet(written).encode() == written, "a set is written the same again");
+    });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    checkKey({data, size});
+    checkSet({data, size});
+    return 0;
+}

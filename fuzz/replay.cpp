@@ -1,0 +1,32 @@
+// Runs a fuzz target on every file of the folders that it is given, as a test: each input that once broke something
+// has to pass for ever.
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+int main(int count, char** arguments) {
+    int inputs = 0;
+    for (int i = 1; i < count; ++i) {
+        for (const auto& file : std::filesystem::directory_iterator(arguments[i])) {
+            std::ifstream in(file.path(), std::ios::binary);
+            // Exactly as long as the file, so that a sanitizer sees a read beyond the end.
+            const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
+            try {
+                LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "%s: %s\n", file.path().c_str(), error.what());
+                return 1;
+            }
+            ++inputs;
+        }
+    }
+    std::printf("COUNT corpus inputs %d\n", inputs);
+    return inputs == 0 ? 1 : 0;
+}

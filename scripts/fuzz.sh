@@ -1,0 +1,23 @@
+#!/bin/sh
+# Runs every fuzz target for so many seconds, as many at a time as there are processors: `fuzz.sh SECONDS [TARGET...]`.
+# Starts from fuzz/corpus and keeps what it learns in build/fuzz/corpus; an input that breaks something is left in
+# build/fuzz/found, for a test to be made of it: `cp` it to fuzz/corpus/TARGET.
+set -eu
+cd "$(dirname "$0")/.."
+
+seconds=${1:?usage: fuzz.sh SECONDS [TARGET...]}
+shift
+[ $# -gt 0 ] || set -- base64url claims compact json jwk message
+
+scripts/install-packages.sh
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz
+mkdir -p build/fuzz/found build/fuzz/logs
+for target; do mkdir -p "build/fuzz/corpus/$target"; done
+
+printf '%s\n' "$@" | xargs -P "$(nproc)" -I TARGET sh -c '
+    build/fuzz/fuzz/fuzz_TARGET -max_total_time='"$seconds"' -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
+        -artifact_prefix=build/fuzz/found/TARGET- build/fuzz/corpus/TARGET fuzz/corpus/TARGET \
+        >build/fuzz/logs/TARGET 2>&1 || { tail -n 40 build/fuzz/logs/TARGET; exit 1; }
+    printf "%-10s %s inputs run, %s kept\n" TARGET "$(sed -n "s/^stat::number_of_executed_units: *//p" build/fuzz/logs/TARGET)" \
+        "$(find build/fuzz/corpus/TARGET -type f | wc -l)"'
