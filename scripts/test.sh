@@ -9,6 +9,8 @@ for preset in ${*:-release asan tsan}; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"
-    ctest --preset "$preset"
-    [ "$preset" != release ] || scripts/interop.sh
+    ctest --preset "$preset" --test-output-size-passed 1000000 --output-junit results.xml
+    [ "$preset" = release ] || continue
+    python3 tests/counts.py build/release/results.xml
+    scripts/interop.sh
 done

@@ -87,11 +87,10 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
 
 TEST(JWEDecrypter, WrapsWhatIsMalformed) {
     const JWEDecrypter decrypter(fromPrivateJwk(rsaEnc));
-    forEachRow("token_refusals.json", "jweTexts", 5, [&](const json& row) {
-        const std::string token = row[0];
-        EXPECT_REFUSED(decrypter.decryptJWE(token), row[1]);
-        EXPECT_REFUSED(decrypter.decryptJWE(asBytes(token)), row[1]);
-    });
+    const auto refused = JOSEError::JWEDecrypterError(
+        wrapped(JOSESwiftError::parsingFailed("The compact serialisation does not have 5 parts.")));
+    EXPECT_ERROR(decrypter.decryptJWE("a"), refused);
+    EXPECT_ERROR(decrypter.decryptJWE(asBytes("a")), refused);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "torvane/jwt/jwt_claims.hpp"
 
+#include <functional>
 #include <map>
 #include <set>
 
@@ -8,7 +9,7 @@
 
 #include "torvane/platform/services/clock.hpp"
 
-#include "tests/testing/expect_error.hpp"
+#include "tests/testing/testing.hpp"
 
 namespace {
 
@@ -120,6 +121,30 @@ TEST(JWTClaims, TheAudienceIsAListOrALoneStringOrNotFound) {
     EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":"x"})").getAudience(), Strings{"x"});
     for (const JSONValue& value : List{5, nullptr, List{"a", 1}, Object()})
         EXPECT_ERROR(claims.setClaimValue(value, "aud").getAudience(), JOSEError::claimNotFoundInJWT("aud"));
+}
+
+TEST(JWTClaims, NoTextIsReadThatIsNoObjectAndNoClaimThatIsOfAnotherType) {
+    using Testing::json;
+    const auto read = [](const json& row) { return dictFromJsonString(row["text"].get<std::string>()); };
+    Testing::forEachRow("hostile_claims.json", "texts", 11,
+                        [&](const json& row) { EXPECT_REFUSED(read(row), row["error"]); });
+    const auto text = [](std::string (JWTClaims::*get)() const) {
+        return [get](const JWTClaims& claims) { static_cast<void>((claims.*get)()); };
+    };
+    const auto time = [](double (JWTClaims::*get)() const) {
+        return [get](const JWTClaims& claims) { static_cast<void>((claims.*get)()); };
+    };
+    const std::map<std::string, std::function<void(const JWTClaims&)>> getters{
+        {"iss", text(&JWTClaims::getIssuer)},
+        {"sub", text(&JWTClaims::getSubject)},
+        {"jti", text(&JWTClaims::getJwtId)},
+        {"exp", time(&JWTClaims::getExpirationTime)},
+        {"nbf", time(&JWTClaims::getNotBefore)},
+        {"iat", time(&JWTClaims::getIssuedAt)},
+        {"aud", [](const JWTClaims& claims) { static_cast<void>(claims.getAudience()); }}};
+    Testing::forEachRow("hostile_claims.json", "claims", 19, [&](const json& row) {
+        EXPECT_REFUSED(getters.at(row["claim"])(JWTClaims(read(row))), row["error"]);
+    });
 }
 
 TEST(JWTClaims, RelativeTimesKeepTheFractionOfASecond) {

@@ -33,34 +33,34 @@ JWKSet setOf(const json& jwk) {
 
 // A private JWK with members replaced, or one of them removed.
 json faulty(const json& row) {
-    auto jwk = privateJwkOf(row[0]);
-    if (row[1].is_object()) {
-        jwk.update(row[1]);
+    auto jwk = privateJwkOf(row["kid"]);
+    if (const auto& edit = row["edit"]; edit.is_object()) {
+        jwk.update(edit);
     } else {
-        jwk.erase(row[1].get<std::string>());
+        jwk.erase(edit.get<std::string>());
     }
     return jwk;
 }
 
 TEST(JWK, RefusesPublicMembersThatAreNoNumbers) {
-    forEachRow("jwk_faults.json", "publicMembers", 43, [](const json& row) {
-        EXPECT_REFUSED(publicFrom(faulty(row)), row[2]);
-        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
-        EXPECT_REFUSED(setOf(faulty(row)), row[2]);
+    forEachRow("hostile_keys.json", "publicMembers", 49, [](const json& row) {
+        EXPECT_REFUSED(publicFrom(faulty(row)), row["error"]);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row["error"]);
+        EXPECT_REFUSED(setOf(faulty(row)), row["error"]);
     });
 }
 
 TEST(JWK, RefusesPrivateMembersThatAreMissingOrNoNumbersOrDoNotBelongTogether) {
-    const auto refused = [](const json& row) { EXPECT_REFUSED(privateFrom(faulty(row)), row[2]); };
-    forEachRow("jwk_faults.json", "privateMembers", 49, refused);
-    forEachRow("jwk_faults.json", "mixedPairs", 12, refused);
+    const auto refused = [](const json& row) { EXPECT_REFUSED(privateFrom(faulty(row)), row["error"]); };
+    forEachRow("hostile_keys.json", "privateMembers", 51, refused);
+    forEachRow("hostile_keys.json", "mixedPairs", 12, refused);
 }
 
 TEST(JWK, PublicNumbersThatAreNoKeyShowWhenConverted) {
-    forEachRow("jwk_faults.json", "noKeys", 6, [](const json& row) {
+    forEachRow("hostile_keys.json", "noKeys", 7, [](const json& row) {
         const auto parsed = publicFrom(faulty(row));
-        EXPECT_REFUSED(parsed.converted(), row[2]);
-        EXPECT_REFUSED(privateFrom(faulty(row)), row[2]);
+        EXPECT_REFUSED(parsed.converted(), row["error"]);
+        EXPECT_REFUSED(privateFrom(faulty(row)), row["error"]);
     });
 }
 
@@ -95,15 +95,15 @@ TEST(JWK, AnotherKeyTypeIsReadAndIsNoKey) {
 }
 
 TEST(JWK, RefusesTextThatIsNoObject) {
-    forEachRow("jwk_faults.json", "texts", 6, [](const json& row) {
-        EXPECT_REFUSED(JWK::initFrom(bytesOf(row[0])), row[1]);
-        EXPECT_REFUSED(JWK::initPrivateFrom(bytesOf(row[0])), row[1]);
+    forEachRow("hostile_keys.json", "texts", 10, [](const json& row) {
+        EXPECT_REFUSED(JWK::initFrom(bytesOf(filledIn(row["text"]))), row["error"]);
+        EXPECT_REFUSED(JWK::initPrivateFrom(bytesOf(filledIn(row["text"]))), row["error"]);
     });
 }
 
 TEST(JWKSet, RefusesWhatIsNoListOfObjects) {
-    forEachRow("jwk_faults.json", "setTexts", 12,
-               [](const json& row) { EXPECT_REFUSED(JWKSet::initFrom(bytesOf(row[0])), row[1]); });
+    forEachRow("hostile_keys.json", "setTexts", 15,
+               [](const json& row) { EXPECT_REFUSED(JWKSet::initFrom(bytesOf(filledIn(row["text"]))), row["error"]); });
     EXPECT_EQ(JWKSet::initFrom(bytesOf(R"({"keys":[],"more":1})")).keys().size(), 0U);
 }
 

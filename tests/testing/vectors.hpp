@@ -2,6 +2,7 @@
 // where they lie and may be absent.
 #pragma once
 
+#include <iostream>
 #include <optional>
 #include <string>
 
@@ -24,6 +25,7 @@ template <class Code>
 void forEachRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
     const auto rows = readVectors(fileName).at(list);
     EXPECT_EQ(rows.size(), count);
+    if (fileName.starts_with("hostile_")) std::cout << "COUNT hostile cases " << rows.size() << std::endl;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.dump());
         code(row);

@@ -1,0 +1,146 @@
+// What an attacker could send in the place of a token: each row is refused with its error, and so gives no payload.
+#include <map>
+
+#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/platform/jose/jws.hpp"
+
+#include "tests/testing/forge.hpp"
+#include "tests/testing/vector_cases.hpp"
+
+namespace {
+
+using namespace Platform;
+using namespace Testing;
+using enum JOSE::SignatureAlgorithm;
+using enum JOSE::KeyManagementAlgorithm;
+using enum JOSE::ContentEncryptionAlgorithm;
+using JOSE::ContentEncryptionAlgorithm;
+using JOSE::Decrypter;
+using JOSE::Encrypter;
+using JOSE::KeyManagementAlgorithm;
+
+const JOSE::Signer& signerOf(const std::string& kid) {
+    static std::map<std::string, JOSE::Signer> signers;
+    return signers.try_emplace(kid, JOSE::Signer::create(RS256, privateKey(kid)).value()).first->second;
+}
+
+// The header of a row, or the one given.
+std::string headerOf(const json& row, const std::string& usual) {
+    const auto bytes = fromHex(row.value("hex", ""));
+    return bytes.empty() ? filledIn(row.value("header", usual)) : std::string(asText(bytes));
+}
+
+ByteBuffer jwsOf(const json& row) {
+    const auto token =
+        parts(signedToken(headerOf(row, R"({"alg":"RS256"})"), "s3cret", signerOf(row.value("signer", rsaSig))));
+    const auto other = parts(signedToken(R"({"alg":"RS256","kid":"2"})", "another", signerOf(rsaSig)));
+    auto signature = token[2];
+    if (row.contains("hmac")) {
+        Crypto::Hmac mac(HashFunction::SHA256, bytesOf(keyText(rsaSig, row["hmac"])));
+        mac.update(bytesOf(token[0] + "." + token[1]));
+        signature = encodeBase64url(mac.finish());
+    }
+    return bytesOf(filledIn(row.value("text", "<header>.<payload>.<signature>"), {{"<header2>", other[0]},
+                                                                                  {"<payload2>", other[1]},
+                                                                                  {"<signature2>", other[2]},
+                                                                                  {"<header>", token[0]},
+                                                                                  {"<payload>", token[1]},
+                                                                                  {"<signature>", signature}}));
+}
+
+TEST(HostileTokens, NoChangeToAJwsIsAccepted) {
+    const auto verifier = JOSE::Verifier::create(RS256, publicKey(rsaSig)).value();
+    const auto opened = [&](const json& row) { return JOSE::ReceivedJWS(jwsOf(row)).validate(verifier).data(); };
+    for (const auto* header : {R"({"alg":"RS256"})", R"({"alg":"RS256","b64":true,"kid":7,"typ":[],"jwk":"x"})"})
+        EXPECT_EQ(opened({{"header", header}}), bytesOf("s3cret"));
+    forEachRow("hostile_tokens.json", "jws", 99, [&](const json& row) { EXPECT_REFUSED(opened(row), row["error"]); });
+}
+
+TEST(HostileTokens, NoOtherSignatureIsAccepted) {
+    forEachRow("hostile_signatures.json", "signatures", 82, [](const json& row) {
+        const std::string name = row["alg"], kid = row["kid"];
+        const auto input =
+            encodeBase64url(asBytes(R"({"alg":")" + name + R"("})")) + "." + encodeBase64url(asBytes("m"));
+        const JWSVerifier verifier(JOSE::fromRawValue<JOSE::SignatureAlgorithm>(name).value(),
+                                   publicKeyOf(json::parse(keyText(kid, "jwk_public"))));
+        const auto verify = [&] { return verifier.verifyJWS(input + "." + row["signature"].get<std::string>()); };
+        if (row["verifies"]) {
+            EXPECT_EQ(verify(), ByteBuffer{'m'});
+            return;
+        }
+        const auto refusal = row["signature"] == "" ? JOSESwiftError::parsingFailed("The signature is empty.")
+                                                    : JOSESwiftError::verifyingFailed("The signature does not verify.");
+        EXPECT_ERROR(verify(), JOSEError::JWSVerificationError(wrapped(refusal)));
+    });
+}
+
+ByteBuffer jweOf(const json& row, ContentEncryptionAlgorithm encryption) {
+    const auto usual = R"({"alg":"RSA-OAEP-256","enc":")" + std::string(rawValue(encryption)) + R"("})";
+    const auto recipient = publicKey(rsaEnc);
+    ForgedJWE token(encryption, headerOf(row, usual), recipient, HashFunction::SHA256, "s3cret");
+    const std::map<std::string, ByteBuffer*> changeable{{"contentKey", &token.contentKey},
+                                                        {"tag", &token.tag},
+                                                        {"encryptedKey", &token.encryptedKey},
+                                                        {"iv", &token.iv},
+                                                        {"ciphertext", &token.ciphertext}};
+    const auto part = row.value("part", "");
+    if (row.contains("size")) changeable.at(part)->resize(row["size"]);
+    if (row.contains("value")) *changeable.at(part) = fromBase64(row["value"]);
+    if (part == "contentKey") {
+        token.encryptedKey = recipient.encrypt(HashFunction::SHA256, token.contentKey);
+        token.encrypt("s3cret");
+    } else if (part == "ciphertext" && encryption == A128CBC_HS256) {
+        token.authenticate();
+    }
+    const auto pieces = parts(token.token());
+    return bytesOf(filledIn(row.value("text", "<header>.<key>.<iv>.<ciphertext>.<tag>"), {{"<header>", pieces[0]},
+                                                                                          {"<key>", pieces[1]},
+                                                                                          {"<iv>", pieces[2]},
+                                                                                          {"<ciphertext>", pieces[3]},
+                                                                                          {"<tag>", pieces[4]}}));
+}
+
+ByteBuffer opened(ByteView token, ContentEncryptionAlgorithm encryption,
+                  KeyManagementAlgorithm keyManagement = RSA_OAEP_256, const std::string& kid = rsaEnc) {
+    const auto decrypter = Decrypter::create(keyManagement, encryption, privateKey(kid)).value();
+    return JOSE::ReceivedJWE(token).decrypt(decrypter).data();
+}
+
+TEST(HostileTokens, NoChangeToAJweIsAcceptedAndNoErrorTellsWhyDecryptionFailed) {
+    for (const auto encryption : {A128CBC_HS256, A128GCM})
+        EXPECT_EQ(opened(jweOf(json::object(), encryption), encryption), bytesOf("s3cret"));
+    forEachRow("hostile_tokens.json", "jwe", 106, [](const json& row) {
+        const auto encryption = row.value("enc", "") == "A128GCM" ? A128GCM : A128CBC_HS256;
+        EXPECT_REFUSED(opened(jweOf(row, encryption), encryption), row["error"]);
+    });
+}
+
+ByteBuffer agreedToken(KeyManagementAlgorithm management) {
+    const auto encrypter = Encrypter::create(management, A128GCM, publicKey(ecEncP256)).value();
+    return JOSE::JWE(JOSE::JWEHeader(management, A128GCM, {}, std::nullopt), asBytes("s3cret"), encrypter)
+        .compactSerializedData();
+}
+
+TEST(HostileTokens, NoEphemeralKeyButOneOnTheRecipientsCurveIsUsed) {
+    const auto token = agreedToken(ECDH_ES);
+    const auto good = json::parse(headerText(token));
+    forEachRow("hostile_tokens.json", "agreement", 23, [&](const json& row) {
+        auto header = good;
+        header.merge_patch(row["patch"]);
+        EXPECT_REFUSED(opened(withHeader(token, filledIn(header.dump())), A128GCM, ECDH_ES, ecEncP256), row["error"]);
+    });
+}
+
+TEST(HostileTokens, NoWrappedKeyOfAnotherSizeIsUnwrapped) {
+    const auto sized = [](KeyManagementAlgorithm management, std::size_t size) {
+        auto pieces = parts(agreedToken(management));
+        pieces.at(1) = encodeBase64url(ByteBuffer(size, 7));
+        return opened(joined(pieces), A128GCM, management, ecEncP256);
+    };
+    for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 23U, 24U, 25U, 32U, 40U, 4096U})
+        EXPECT_ERROR(sized(ECDH_ES_A128KW, size), JOSESwiftError::decryptingFailed());
+    EXPECT_ERROR(sized(ECDH_ES_A128KW, 0), JOSESwiftError::parsingFailed("The encrypted key is empty."));
+    EXPECT_ERROR(sized(ECDH_ES, 3), JOSESwiftError::parsingFailed("The encrypted key is not empty."));
+}
+
+}  // namespace
