@@ -12,15 +12,13 @@ using namespace Testing;
 using nlohmann::json;
 using Torvane::JWTClaims;
 
-template <class T>
-void requireClaim(const json& claims, const char* name, bool isOfType, T (JWTClaims::*getter)() const,
-                  const JWTClaims& read) {
-    std::optional<T> value;
+template <class Getter>
+void requireClaim(const JWTClaims& read, const json& claims, const char* name, bool isOfType, Getter getter) {
+    json value;
     const auto refusal = refusalOf([&] { value = (read.*getter)(); });
-    require(value.has_value() == isOfType, "a claim is read when it is of its type: " + refusal);
-    if (!value) return require(refusal.find(name) != refusal.npos, "a refusal names the claim: " + refusal);
-    const auto& claim = claims[name];
-    require(json(*value) == claim || json(*value) == json::array({claim}), "a claim has the value that was written");
+    require(refusal.empty() == isOfType, "a claim is read when it is of its type: " + refusal);
+    require(isOfType || refusal.find(name) != refusal.npos, "a refusal names the claim: " + refusal);
+    require(!isOfType || value == claims[name] || value == json::array({claims[name]}), "a claim keeps its value");
 }
 
 }  // namespace
@@ -37,13 +35,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (!is("aud", &json::is_array)) return is("aud", &json::is_string);
             return std::all_of(claims["aud"].begin(), claims["aud"].end(), [](const json& j) { return j.is_string(); });
         };
-        requireClaim(claims, "iss", is("iss", &json::is_string), &JWTClaims::getIssuer, read);
-        requireClaim(claims, "sub", is("sub", &json::is_string), &JWTClaims::getSubject, read);
-        requireClaim(claims, "jti", is("jti", &json::is_string), &JWTClaims::getJwtId, read);
-        requireClaim(claims, "exp", is("exp", &json::is_number), &JWTClaims::getExpirationTime, read);
-        requireClaim(claims, "nbf", is("nbf", &json::is_number), &JWTClaims::getNotBefore, read);
-        requireClaim(claims, "iat", is("iat", &json::is_number), &JWTClaims::getIssuedAt, read);
-        requireClaim(claims, "aud", isAudience(), &JWTClaims::getAudience, read);
+        requireClaim(read, claims, "iss", is("iss", &json::is_string), &JWTClaims::getIssuer);
+        requireClaim(read, claims, "sub", is("sub", &json::is_string), &JWTClaims::getSubject);
+        requireClaim(read, claims, "jti", is("jti", &json::is_string), &JWTClaims::getJwtId);
+        requireClaim(read, claims, "exp", is("exp", &json::is_number), &JWTClaims::getExpirationTime);
+        requireClaim(read, claims, "nbf", is("nbf", &json::is_number), &JWTClaims::getNotBefore);
+        requireClaim(read, claims, "iat", is("iat", &json::is_number), &JWTClaims::getIssuedAt);
+        requireClaim(read, claims, "aud", isAudience(), &JWTClaims::getAudience);
     });
     return 0;
 }

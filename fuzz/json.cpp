@@ -1,5 +1,5 @@
 // The JSON reader against another strict reader (Jansson): the same texts are accepted, with the same values, by the
-// reader of secrets too, and what is written reads back as the same value and is written the same again.
+// reader of secrets too, and what is written is read the same by both.
 #include <cmath>
 #include <jansson.h>
 
@@ -11,6 +11,15 @@ namespace {
 
 using namespace Platform;
 using Testing::require;
+
+struct Release {
+    void operator()(json_t* value) const noexcept { json_decref(value); }
+};
+
+std::unique_ptr<json_t, Release> readByOther(ByteView text, json_error_t& error) {
+    constexpr auto flags = JSON_REJECT_DUPLICATES | JSON_DECODE_ANY | JSON_DECODE_INT_AS_REAL | JSON_ALLOW_NUL;
+    return std::unique_ptr<json_t, Release>(json_loadb(asText(text).data(), text.size(), flags, &error));
+}
 
 bool isSame(const JSONValue& value, const json_t* other) {
     // The other reader is told to read every number as a double.
@@ -48,16 +57,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     });
     require(refusalOfSecret == refusal, "the reader of secrets refuses the same: " + refusalOfSecret);
     json_error_t error{};
-    const std::unique_ptr<json_t, decltype(&json_decref)> other(
-        json_loadb(reinterpret_cast<const char*>(data), size,
-                   JSON_REJECT_DUPLICATES | JSON_DECODE_ANY | JSON_DECODE_INT_AS_REAL | JSON_ALLOW_NUL, &error),
-        json_decref);
+    const auto other = readByOther({data, size}, error);
     if (mayDiffer(refusal, error)) return 0;
     require(refusal.empty() == (other != nullptr), "both accept or refuse; here: " + refusal + " / " + error.text);
     if (!other) return 0;
     require(isSame(value, other.get()), "both read the same value");
     const auto text = JSONSerialization::data(value);
-    const auto again = JSONSerialization::jsonObject(text);
-    require(JSONSerialization::data(again) == text, "what was written is written the same when read again");
+    require(JSONSerialization::data(JSONSerialization::jsonObject(text)) == text, "what is written is read the same");
+    require(isSame(value, readByOther(text, error).get()), "by the other reader too");
     return 0;
 }

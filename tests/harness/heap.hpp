@@ -1,33 +1,102 @@
-// The heap of C++ and of OpenSSL, watched: which blocks were given back and with what in them, how many are out, and
-// a failure at the allocation of one's choice. For programs of one thread.
+// The heap of C++ and of OpenSSL, watched: what is left in the blocks that are given back, how many are out, and a
+// failure at the allocation of one's choice. For one source file of a program of one thread.
 #pragma once
 
-#include <cstddef>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <malloc.h>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include <openssl/crypto.h>
 
 #include "torvane/platform/bytes.hpp"
 
 namespace Harness {
 
-/// Keeps every block that is given back while it lives, so that what was left in them can be looked for.
+enum class Owner { library, openSSL };
+
+inline std::size_t liveBlocks = 0;
+/// Counts down with each allocation; the one that makes it zero fails.
+inline std::size_t untilFailure = 0;
+inline bool hasFailed = false;
+
+// While it is open, blocks are kept instead of freed.
+inline std::pair<void*, Owner> kept[1 << 20];
+inline std::size_t keptCount = 0;
+inline bool isKeeping = false;
+
+inline void* take(std::size_t size) noexcept {
+    if (untilFailure != 0 && --untilFailure == 0) {
+        hasFailed = true;
+        return nullptr;
+    }
+    void* block = std::malloc(size);
+    if (block == nullptr) return nullptr;
+    ++liveBlocks;
+    // What somebody else left in it does not count.
+    return std::memset(block, 0xAA, malloc_usable_size(block));
+}
+
+inline void give(void* block, Owner owner) noexcept {
+    if (block == nullptr) return;
+    --liveBlocks;
+    if (isKeeping && keptCount < std::size(kept)) {
+        kept[keptCount++] = {block, owner};
+    } else {
+        std::free(block);
+    }
+}
+
+inline void* resize(void* block, std::size_t size) noexcept {
+    void* moved = size == 0 ? nullptr : take(size);
+    if (size != 0 && moved == nullptr) return nullptr;
+    if (moved != nullptr && block != nullptr) std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
+    give(block, Owner::openSSL);
+    return moved;
+}
+
+inline const bool watchesOpenSSL =
+    CRYPTO_set_mem_functions([](std::size_t size, const char*, int) { return take(size); },
+                             [](void* block, std::size_t size, const char*, int) { return resize(block, size); },
+                             [](void* block, const char*, int) { give(block, Owner::openSSL); }) == 1;
+
+/// Keeps every block that is given back until close(), and frees them when it goes.
 class Quarantine {
   public:
-    Quarantine() noexcept;
-    ~Quarantine();
+    Quarantine() noexcept { isKeeping = true; }
+    ~Quarantine() {
+        close();
+        std::for_each_n(kept, keptCount, [](const auto& block) { std::free(block.first); });
+        keptCount = 0;
+    }
     Quarantine(const Quarantine&) = delete;
     Quarantine& operator=(const Quarantine&) = delete;
 
-    /// Puts an end to it; what is given back later is not looked at.
-    void close() noexcept;
-    /// Whether the bytes stand in some block that was given back, forwards or, as in a big number, backwards.
-    bool holds(Platform::ByteView bytes, bool inOpenSSLToo = true) const;
-    std::size_t blocks() const noexcept;
+    void close() noexcept { isKeeping = false; }
+
+    /// Whether the bytes stand in a block of that owner, forwards or, as in a big number, backwards.
+    bool holds(Platform::ByteView bytes, Owner owner) const {
+        return std::any_of(kept, kept + keptCount, [&](const auto& block) {
+            const auto* begin = static_cast<const std::uint8_t*>(block.first);
+            const auto* end = begin + malloc_usable_size(block.first);
+            return block.second == owner && (std::search(begin, end, bytes.begin(), bytes.end()) != end ||
+                                             std::search(begin, end, bytes.rbegin(), bytes.rend()) != end);
+        });
+    }
 };
 
-/// Lets the n-th allocation from now on fail, once.
-void failAllocation(std::size_t n) noexcept;
-/// Whether that has happened; none fails after this call.
-bool hasFailed() noexcept;
-/// How many blocks are out.
-std::size_t liveBlocks() noexcept;
-
 }  // namespace Harness
+
+void* operator new(std::size_t size) {
+    if (void* block = Harness::take(size)) return block;
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept {
+    Harness::give(block, Harness::Owner::library);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    Harness::give(block, Harness::Owner::library);
+}

@@ -85,12 +85,4 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
                      wrapped(Platform::SecurityError("This key store does not decrypt with this key."))));
 }
 
-TEST(JWEDecrypter, WrapsWhatIsMalformed) {
-    const JWEDecrypter decrypter(fromPrivateJwk(rsaEnc));
-    const auto refused = JOSEError::JWEDecrypterError(
-        wrapped(JOSESwiftError::parsingFailed("The compact serialisation does not have 5 parts.")));
-    EXPECT_ERROR(decrypter.decryptJWE("a"), refused);
-    EXPECT_ERROR(decrypter.decryptJWE(asBytes("a")), refused);
-}
-
 }  // namespace

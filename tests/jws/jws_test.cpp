@@ -69,12 +69,4 @@ TEST(JWSVerifier, WrapsEveryFailureOnce) {
     });
 }
 
-TEST(JWSHeader, ACallersKidSurvivesWhereNoneIsGiven) {
-    const JOSE::JWSHeader kept(ES256, StringMap{{"kid", "theirs"}, {"alg", "x"}}, std::nullopt);
-    EXPECT_EQ(asText(kept.jsonData()), R"({"alg":"ES256","kid":"theirs"})");
-    const JOSE::JWSHeader replaced(ES256, StringMap{{"kid", "theirs"}}, "ours");
-    EXPECT_EQ(asText(replaced.jsonData()), R"({"alg":"ES256","kid":"ours"})");
-    EXPECT_EQ(asText(JOSE::JWSHeader(RS256, std::nullopt, std::nullopt).jsonData()), R"({"alg":"RS256"})");
-}
-
 }  // namespace

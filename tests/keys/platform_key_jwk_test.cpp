@@ -47,8 +47,9 @@ TEST(PlatformKeyJWK, WrapsWhatCannotBeReadAndPassesOnWhatIsNoKey) {
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(keyText(ecP256, "jwk_public"))),
                  cannotDecode(JOSESwiftError::unsupportedKey("The JWK is not an RSA key.")));
     forEachRow("hostile_keys.json", "texts", 10, [](const json& row) {
-        EXPECT_REFUSED(PlatformKeyJWK::decodeFrom(bytesOf(row["text"])),
-                       "JOSEError.cannotDecodeJWK(Optional(" + row["error"].get<std::string>() + "), description: nil)");
+        EXPECT_REFUSED(
+            PlatformKeyJWK::decodeFrom(bytesOf(row["text"])),
+            "JOSEError.cannotDecodeJWK(Optional(" + row["error"].get<std::string>() + "), description: nil)");
     });
     faulty["e"] = "Ag";
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(faulty.dump())),

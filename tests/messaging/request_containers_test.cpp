@@ -80,13 +80,6 @@ TEST(URLRequestHeader, FieldNamesAreComparedExactly) {
     EXPECT_TRUE(header.isEmpty());
 }
 
-TEST(URLRequestHeader, ContentTypesAreWhatTheBackEndExpects) {
-    using Header = URLRequestHeader;
-    EXPECT_EQ(Header::header_content_type_json, "application/json; charset=UTF-8");
-    EXPECT_EQ(Header::header_content_type_urlencoded, "application/x-www-form-urlencoded");
-    EXPECT_EQ(Header::header_content_type_jwks, "application/jwk-set+json; charset=UTF-8");
-}
-
 // A body from which nothing can be removed, and that answers for what it does not hold.
 class OverridingBody : public URLRequestBody {
   protected:

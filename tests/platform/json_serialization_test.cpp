@@ -1,18 +1,13 @@
 #include "torvane/platform/services/json_serialization.hpp"
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <string>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/testing/expect_error.hpp"
-#include "tests/testing/random_json.hpp"
-#include "tests/testing/vectors.hpp"
+#include "tests/testing/tokens.hpp"
 
 namespace Platform {
 
@@ -56,8 +51,8 @@ TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
 }
 
 TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
-    Testing::forEachRow("json_texts.json", "refused", 55,
-                        [](const json& row) { EXPECT_REFUSED(read(row[0].get<std::string>()), row[1]); });
+    Testing::forEachRow("json_texts.json", "refused", 61,
+                        [](const json& row) { EXPECT_REFUSED(read(Testing::filledIn(row[0])), row[1]); });
     Testing::forEachRow("json_texts.json", "refusedBytes", 7,
                         [](const json& row) { EXPECT_REFUSED(read(asText(Testing::fromHex(row[0]))), row[1]); });
 }
@@ -93,14 +88,10 @@ TEST(JSONReading, TakesMillionsOfBytesOfAnyKindInItsStride) {
         for (std::size_t i = 0; i < 10'000'000; i += text.size()) result += text;
         return result;
     };
-    for (const auto& text : {nested(600), ten("["), ten("{\"\":")}) EXPECT_ERROR(read(text), tooDeep);
     for (const auto& text : {"\"" + ten("a") + "\"", "\"" + ten("\\\"") + "\"", members})
         EXPECT_EQ(written(read(text)).size(), text.size());
-    for (const auto& text : {ten("9"), "-1" + ten("0"), "1e" + ten("9")})
-        EXPECT_ERROR(read(text), JSONError("The text is not JSON: a number is too large at byte " +
-                                           std::to_string(text.size()) + "."));
-    for (const auto& [text, value] : {std::pair{"0." + ten("3"), "0.3333333333333333"}, {"1e-" + ten("9"), "0"}})
-        EXPECT_EQ(written(read(text)), value);
+    EXPECT_EQ(written(read("0." + ten("3"))), "0.3333333333333333");
+    EXPECT_EQ(written(read("1e-" + ten("9"))), "0");
 }
 
 TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
@@ -125,28 +116,6 @@ TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
         for (const JSONValue& holder : List{List{value}, Object{{"\u00e9\0"s, List{value}}}, List(), Object()})
             EXPECT_TRUE(JSONSerialization::isValidJSONObject(holder)) << written(holder);
     }
-}
-
-TEST(JSONWriting, IsReadTheSameByItsOwnReaderAndByAStrictOneOfAnotherLanguage) {
-    Testing::RandomJSON random(8259);
-    List values;
-    for (int i = 0; i < 20'000; ++i) values.push_back(random.value(6));
-    values.push_back(read(nested(500, written(random.value(5)))));
-    const auto corpus = ::testing::TempDir() + "torvane_corpus_" + std::to_string(::getpid());
-    std::ofstream out(corpus);
-    for (const auto& value : values) out << written(value) << '\n';
-    out.close();
-    // Python reads each line and writes it in its own way; with -I it imports nothing from the working folder.
-    const auto command = "python3 -I -m json.tool --json-lines --compact " + corpus + " " + corpus + ".py";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    std::ifstream in(corpus + ".py");
-    std::string line;
-    for (const auto& value : values) {
-        ASSERT_TRUE(std::getline(in, line));
-        EXPECT_TRUE(read(line) == value && read(written(value)) == value) << written(value) << '\n' << line;
-    }
-    EXPECT_FALSE(std::getline(in, line));
-    for (const auto* suffix : {"", ".py"}) std::remove((corpus + suffix).c_str());
 }
 
 }  // namespace

@@ -57,15 +57,4 @@ TEST(Secp256k1Utils, WritesTheJwkOfAKnownKey) {
         std::nullopt);
 }
 
-TEST(Wiping, LeavesNothingBehindAScope) {
-    ByteBuffer block(32, 0xAA);
-    Platform::wipe(block.data(), block.size());
-    EXPECT_EQ(block, ByteBuffer(32, 0));
-    {
-        const Platform::WipeOnExit guard(block);
-        std::fill(block.begin(), block.end(), std::uint8_t{0xAA});
-    }
-    EXPECT_EQ(block, ByteBuffer(32, 0));
-}
-
 }  // namespace

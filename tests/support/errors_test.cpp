@@ -91,9 +91,4 @@ TEST(JsonSerializeError, EqualityLooksAtThePayloadOfKeyNamesOnly) {
     EXPECT_NE(JsonSerializeError::missingRequiredInit(), JsonSerializeError::invalidJsonString());
 }
 
-TEST(Errors, AreNotCutAtANulByte) {
-    const std::string text("a\0b", 3);
-    EXPECT_EQ(JOSEError::invalidJOSEComponent(text).errorDescription(), text);
-}
-
 }  // namespace

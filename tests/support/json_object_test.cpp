@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <limits>
 #include <list>
+#include <set>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -81,12 +82,11 @@ TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
 }
 
 TEST(JsonSerializeObject, LeavesOutEnumerationsAndWhatIsAbsent) {
-    EXPECT_EQ(textOf(Kind::a), "{}");
-    EXPECT_EQ(textOf(std::optional<std::string>()), "{}");
-    EXPECT_EQ(textOf(std::optional<Kind>()), "{}");
-    EXPECT_EQ(textOf(std::shared_ptr<Child>()), "{}");
-    EXPECT_EQ(textOf(static_cast<const char*>(nullptr)), "{}");
-    EXPECT_EQ(textOf(std::optional<std::unique_ptr<Child>>()), "{}");
+    const auto leftOut = [](const auto&... values) {
+        return std::set{textOf(values)...} == std::set<std::string>{"{}"};
+    };
+    EXPECT_TRUE(leftOut(Kind::a, std::optional<std::string>(), std::optional<Kind>(), std::shared_ptr<Child>(),
+                        static_cast<const char*>(nullptr), std::optional<std::unique_ptr<Child>>()));
     EXPECT_EQ(JsonSerializeObject().toJsonString(), "{}");
 }
 
@@ -134,19 +134,11 @@ TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
     std::map<std::string, Child> children;
     children.try_emplace("a", 1);
     const auto plain = std::make_shared<Plain>();
-    EXPECT_ERROR(textOf(Own()), notJSON);
-    EXPECT_ERROR(textOf(std::chrono::system_clock::now()), notJSON);
-    EXPECT_ERROR(textOf(ByteBuffer{1, 2}), notJSON);
-    EXPECT_ERROR(textOf(std::vector<std::byte>()), notJSON);
-    EXPECT_ERROR(textOf(std::filesystem::path("a/b")), notJSON);
-    EXPECT_ERROR(textOf(std::vector{Kind::a}), notJSON);
-    EXPECT_ERROR(textOf(std::numeric_limits<double>::quiet_NaN()), notJSON);
-    EXPECT_ERROR(textOf("\xFF"), notJSON);
-    EXPECT_ERROR(textOf(plain), notJSON);
-    EXPECT_ERROR(textOf(children), notJSON);
-    EXPECT_ERROR(textOf(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}}), notJSON);
-    EXPECT_ERROR(textOf(std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain}), notJSON);
-    EXPECT_ERROR(textOf(std::vector<std::shared_ptr<Child>>{nullptr}), notJSON);
+    const auto refused = [](const auto&... values) { (..., [&] { EXPECT_ERROR(textOf(values), notJSON); }()); };
+    refused(Own(), std::chrono::system_clock::now(), std::filesystem::path("a/b"), std::vector{Kind::a}, "\xFF");
+    refused(ByteBuffer{1, 2}, std::vector<std::byte>(), std::numeric_limits<double>::quiet_NaN(), plain, children);
+    refused(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}}, std::vector<std::shared_ptr<Child>>{nullptr},
+            std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain});
     EXPECT_EQ(Holder<Own>(Own()).toDictionary().at("value").as<Own>()->member, 7);
 }
 
@@ -187,34 +179,12 @@ TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
         EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
 }
 
-TEST(FromJsonString, MembersAreReadByEveryTypeThatHoldsThem) {
-    const Object dict{{"n", 300}, {"x", 2.5}, {"whole", 7.0}, {"list", List{1, 2}}, {"null", nullptr}};
-    EXPECT_EQ(requiredMember<int>(dict, "n"), 300);
-    EXPECT_EQ(requiredMember<float>(dict, "n"), 300.0F);
-    EXPECT_EQ(requiredMember<float>(dict, "x"), 2.5F);
-    EXPECT_EQ(requiredMember<short>(dict, "whole"), 7);
-    EXPECT_EQ(requiredMember<std::vector<int>>(dict, "list"), (std::vector{1, 2}));
-    EXPECT_EQ(optionalMember<std::uint8_t>(dict, "n"), std::nullopt);
-    EXPECT_EQ(optionalMember<int>(dict, "x"), std::nullopt);
-    EXPECT_EQ(optionalMember<std::vector<std::string>>(dict, "list"), std::nullopt);
-    EXPECT_EQ(optionalMember<std::string>(dict, "null"), std::nullopt);
-    EXPECT_TRUE(requiredMember<JSONValue>(dict, "null").isNull());
-}
-
 TEST(JSONValue, TakesAPartOfItselfForItsNewValue) {
     JSONValue value(Object{{"a", List{Object{{"b", "text"}}}}});
     value = value.as<Object>()->at("a");
     value = std::move(value.as<List>()->front());
     EXPECT_EQ(value, JSONValue(Object{{"b", "text"}}));
     EXPECT_NE(JSONValue::opaque(1), JSONValue::opaque(1)) << "what is not JSON equals nothing";
-}
-
-TEST(FromJsonString, RefusesWhatIsNoObject) {
-    for (const auto* text : {"[1,2]", "\"x\"", "42", "true", "null"})
-        EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::invalidJsonString());
-    EXPECT_ERROR(fromJsonString<Child>("{"),
-                 JsonSerializeError::failedToParseJson("Failed to parse response to JSON. The text is not JSON: "
-                                                       "unexpected end of input; expected string literal at byte 2."));
 }
 
 TEST(JsonCodeHelper, ReadsAnyValueAndWritesListsAndObjectsOnly) {

@@ -9,12 +9,8 @@
 
 namespace Testing {
 
-struct BrokenPromise final : std::logic_error {
-    using std::logic_error::logic_error;
-};
-
 inline void require(bool holds, const std::string& promise) {
-    if (!holds) throw BrokenPromise(promise);
+    if (!holds) throw std::logic_error(promise);
 }
 
 /// The textual form of the library's error that the code throws, or nothing. Any other exception passes.

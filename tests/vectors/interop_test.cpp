@@ -34,29 +34,6 @@ const json& keyNamed(const json& file, const json& kid) {
     return entry(file.at("keys"), "kid", kid);
 }
 
-// Whether both keys are RSA keys: the helper knows no others.
-bool isForHelper(const json& vector) {
-    const auto isRsa = [&](const char* member) { return keyNamed(nested(), vector.at(member)).at("kty") == "RSA"; };
-    return isRsa("enc_kid") && isRsa("sig_kid");
-}
-
-// All RSA keys of the file.
-JsonWebKeySet ownKeys() {
-    return {privateJwk(rsaEnc, JWKUse::JWK_ENC), privateJwk(rsaEnc2, JWKUse::JWK_ENC)};
-}
-
-JsonWebKeySet peerKeys() {
-    return {publicJwk(rsaSig, JWKUse::JWK_SIG), publicJwk(rsaSig2, JWKUse::JWK_SIG)};
-}
-
-// A helper for the vector's algorithms with the receiver's private and the sender's public keys.
-JOSEHelper helperFor(const json& vector, JsonWebKeySet own, JsonWebKeySet peers) {
-    JOSEHelper::Builder builder;
-    builder.setJWSAlgorithm(vector.at("jws_alg")).setJWEKeyManagementAlgorithm(vector.at("jwe_alg"));
-    builder.setJWEContentEncryptionAlgorithm(vector.at("enc"));
-    return builder.setSenderJwkSet(std::move(own)).setRecipientJwkSet(std::move(peers)).create();
-}
-
 ByteBuffer decrypted(const json& vector) {
     const auto key = privateKeyOf(keyNamed(nested(), vector.at("enc_kid")).at("jwk_private"));
     return JWEDecrypter(vector.at("jwe_alg"), vector.at("enc"), key).decryptJWE(bytesOf(vector.at("token")));
@@ -78,18 +55,6 @@ TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
     outcomes.expect("nested tokens, layer by layer");
 }
 
-TEST(NestedInterop, HelperFindsTheKeysThatTheHeadersName) {
-    Outcomes outcomes;
-    for (const auto& vector : nested().at("valid")) {
-        if (!isForHelper(vector)) continue;
-        SCOPED_TRACE(vector.at("id").get<std::string>());
-        const auto helper = helperFor(vector, ownKeys(), peerKeys());
-        EXPECT_EQ(helper.decodeMessage(bytesOf(vector.at("token"))), decoded(vector, "plaintext_b64"));
-        outcomes.count("opened");
-    }
-    outcomes.expect("nested tokens, by the helper");
-}
-
 TEST(NestedInterop, RefusesEveryInvalidTokenInItsLayer) {
     Outcomes outcomes;
     for (const auto& vector : nested().at("invalid")) {
@@ -100,27 +65,6 @@ TEST(NestedInterop, RefusesEveryInvalidTokenInItsLayer) {
                                : reasonOf(JWEDecrypterError, [&] { decrypted(vector); }));
     }
     outcomes.expect("nested tokens refused, layer by layer");
-}
-
-TEST(NestedInterop, HelperRefusesEveryInvalidTokenAndShowsNothingOfTheMessage) {
-    Outcomes outcomes;
-    for (const auto& vector : nested().at("invalid")) {
-        if (!isForHelper(vector)) continue;
-        SCOPED_TRACE(vector.at("id").get<std::string>() + " " + vector.at("why").get<std::string>());
-        const auto plaintext = decoded(entry(nested().at("valid"), "id", vector.at("base")), "plaintext_b64");
-        const auto helper = helperFor(vector, {privateJwk(vector.at("enc_kid"), JWKUse::JWK_ENC)},
-                                      {publicJwk(vector.at("sig_kid"), JWKUse::JWK_SIG)});
-        try {
-            helper.decodeMessage(bytesOf(vector.at("token")));
-            ADD_FAILURE() << "accepted";
-        } catch (const JOSEError& error) {
-            const auto form = error.debugDescription();
-            outcomes.count(vector.at("layer").get<std::string>() + " " + form.substr(0, form.find('(')));
-            EXPECT_EQ(error.errorDescription().find(asText(plaintext)), std::string::npos);
-            EXPECT_EQ(error.errorDescription().find(Platform::encodeBase64url(plaintext)), std::string::npos);
-        }
-    }
-    outcomes.expect("nested tokens refused, by the helper");
 }
 
 void openSingleJws(const json& vector, const json& key, Outcomes& outcomes) {
