@@ -22,9 +22,10 @@ void checkKey(Platform::ByteView text) {
     const bool isPrivate = refusalOf([&] { own = JWK::initPrivateFrom(text); }).empty();
     const auto set = "{\"keys\":[" + std::string(Platform::asText(text)) + "]}";
     std::optional<JWKSet> keys;
-    const bool isInSet = refusalOf([&] { keys = JWKSet::initFrom(Platform::asBytes(set)); }).empty();
-    require(isInSet || !jwk, "a key that reads alone reads in a set");
-    if (!jwk) return require(!isPrivate, "a private key reads as a public one");
+    const auto refusalOfSet = refusalOf([&] { keys = JWKSet::initFrom(Platform::asBytes(set)); });
+    if (refusalOfSet.find("nest too deep") != refusalOfSet.npos) return;  // two levels deeper than alone
+    require(keys.has_value() || !jwk, "a key that reads alone reads in a set: " + refusalOfSet);
+    if (!jwk) return require(!isPrivate, "a private key reads as a public one: " + refusal);
     for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"}) require(!(*jwk)[name], "nothing private is kept");
     requireSame(keys->keys().front(), *jwk);
     const auto written = jwk->jsonData();
@@ -38,17 +39,15 @@ void checkKey(Platform::ByteView text) {
 }
 
 void checkSet(Platform::ByteView text) {
-    refusalOf([&] {
-        const auto keys = JWKSet::initFrom(text);
-        const auto again = JWKSet::initFrom(keys.jsonData());
-        require(again.keys().size() == keys.keys().size(), "a set that is read back has as many keys");
-        for (std::size_t i = 0; i < keys.keys().size(); ++i) requireSame(again.keys()[i], keys.keys()[i]);
-    });
-    refusalOf([&] {
-        const Torvane::JsonWebKeySet keys(text);
-        const auto written = keys.encode();
-        require(Torvane::JsonWebKeySet(written).encode() == written, "a set is written the same again");
-    });
+    std::optional<JWKSet> set;
+    if (!refusalOf([&] { set = JWKSet::initFrom(text); }).empty()) return;
+    const auto again = JWKSet::initFrom(set->jsonData());
+    require(again.keys().size() == set->keys().size(), "a set that is read back has as many keys");
+    for (std::size_t i = 0; i < set->keys().size(); ++i) requireSame(again.keys()[i], set->keys()[i]);
+    std::optional<Torvane::JsonWebKeySet> keys;
+    if (!refusalOf([&] { keys.emplace(text); }).empty()) return;
+    const auto written = keys->encode();
+    require(Torvane::JsonWebKeySet(written).encode() == written, "a set is written the same again");
 }
 
 }  // namespace

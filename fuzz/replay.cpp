@@ -16,8 +16,9 @@ int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         for (const auto& file : std::filesystem::directory_iterator(arguments[i])) {
             std::ifstream in(file.path(), std::ios::binary);
+            const std::string content{std::istreambuf_iterator<char>(in), {}};
             // Exactly as long as the file, so that a sanitizer sees a read beyond the end.
-            const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
+            const std::vector<char> bytes(content.begin(), content.end());
             try {
                 LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
             } catch (const std::exception& error) {

@@ -1,5 +1,5 @@
-// The heap of C++ and of OpenSSL, watched: what is left in the blocks that are given back, how many are out, and a
-// failure at the allocation of one's choice. For one source file of a program of one thread.
+// The heap of C++ and of OpenSSL, watched: what is left in the blocks that are released, how many and how large they
+// are, and a failure at the allocation of one's choice. For one source file of a program of one thread.
 #pragma once
 
 #include <algorithm>
@@ -19,6 +19,7 @@ namespace Harness {
 enum class Owner { library, openSSL };
 
 inline std::size_t liveBlocks = 0;
+inline std::size_t allocatedBytes = 0;
 /// Counts down with each allocation; the one that makes it zero fails.
 inline std::size_t untilFailure = 0;
 inline bool hasFailed = false;
@@ -28,7 +29,7 @@ inline std::pair<void*, Owner> kept[1 << 20];
 inline std::size_t keptCount = 0;
 inline bool isKeeping = false;
 
-inline void* take(std::size_t size) noexcept {
+inline void* allocate(std::size_t size) noexcept {
     if (untilFailure != 0 && --untilFailure == 0) {
         hasFailed = true;
         return nullptr;
@@ -36,34 +37,33 @@ inline void* take(std::size_t size) noexcept {
     void* block = std::malloc(size);
     if (block == nullptr) return nullptr;
     ++liveBlocks;
+    allocatedBytes += size;
     // What somebody else left in it does not count.
     return std::memset(block, 0xAA, malloc_usable_size(block));
 }
 
-inline void give(void* block, Owner owner) noexcept {
+inline void release(void* block, Owner owner) noexcept {
     if (block == nullptr) return;
     --liveBlocks;
-    if (isKeeping && keptCount < std::size(kept)) {
-        kept[keptCount++] = {block, owner};
-    } else {
-        std::free(block);
-    }
+    if (!isKeeping) return std::free(block);
+    if (keptCount == std::size(kept)) std::abort();
+    kept[keptCount++] = {block, owner};
 }
 
-inline void* resize(void* block, std::size_t size) noexcept {
-    void* moved = size == 0 ? nullptr : take(size);
+inline void* reallocate(void* block, std::size_t size) noexcept {
+    void* moved = size == 0 ? nullptr : allocate(size);
     if (size != 0 && moved == nullptr) return nullptr;
     if (moved != nullptr && block != nullptr) std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
-    give(block, Owner::openSSL);
+    release(block, Owner::openSSL);
     return moved;
 }
 
 inline const bool watchesOpenSSL =
-    CRYPTO_set_mem_functions([](std::size_t size, const char*, int) { return take(size); },
-                             [](void* block, std::size_t size, const char*, int) { return resize(block, size); },
-                             [](void* block, const char*, int) { give(block, Owner::openSSL); }) == 1;
+    CRYPTO_set_mem_functions([](std::size_t size, const char*, int) { return allocate(size); },
+                             [](void* block, std::size_t size, const char*, int) { return reallocate(block, size); },
+                             [](void* block, const char*, int) { release(block, Owner::openSSL); }) == 1;
 
-/// Keeps every block that is given back until close(), and frees them when it goes.
+/// Keeps every block that is released until close(), and frees them when it goes.
 class Quarantine {
   public:
     Quarantine() noexcept { isKeeping = true; }
@@ -91,12 +91,12 @@ class Quarantine {
 }  // namespace Harness
 
 void* operator new(std::size_t size) {
-    if (void* block = Harness::take(size)) return block;
+    if (void* block = Harness::allocate(size)) return block;
     throw std::bad_alloc();
 }
 void operator delete(void* block) noexcept {
-    Harness::give(block, Harness::Owner::library);
+    Harness::release(block, Harness::Owner::library);
 }
 void operator delete(void* block, std::size_t) noexcept {
-    Harness::give(block, Harness::Owner::library);
+    Harness::release(block, Harness::Owner::library);
 }

@@ -1,5 +1,9 @@
-// What is left in memory that was given back, and what happens when there is none to be had.
+// What is left in memory that was released, how much is asked for, and what happens when there is none to be had.
 #include <functional>
+
+#include "torvane/platform/crypto/key_derivation.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/platform/jose/jws.hpp"
 
 #include "tests/harness/heap.hpp"
 #include "tests/testing/forge.hpp"
@@ -19,11 +23,12 @@ void addHalves(Secrets& secrets, ByteView whole) {
     for (const auto part : {whole.first(half), whole.subspan(half)}) secrets.emplace_back(part.begin(), part.end());
 }
 
-// Every number of a private key, as bytes and as text.
-Secrets secretsOf(const std::string& kid) {
+// The numbers of a private key, as bytes and as text.
+Secrets secretsOf(const std::string& kid,
+                  std::initializer_list<const char*> names = {"d", "p", "q", "dp", "dq", "qi"}) {
     Secrets secrets;
     const auto jwk = json::parse(keyText(kid, "jwk_private"));
-    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi"}) {
+    for (const auto* name : names) {
         if (!jwk.contains(name)) continue;
         addHalves(secrets, bytesOf(jwk[name]));
         addHalves(secrets, decoded(jwk, name));
@@ -31,7 +36,7 @@ Secrets secretsOf(const std::string& kid) {
     return secrets;
 }
 
-// Runs the code and looks for secrets, which may be known only afterwards, in what it gave back.
+// Runs the code and looks for secrets, which may be known only afterwards, in what it released.
 template <class GetSecrets>
 void expectNothingLeft(const std::string& name, const std::function<void()>& code, const GetSecrets& secrets,
                        std::initializer_list<Harness::Owner> owners = {library, openSSL}) {
@@ -87,7 +92,11 @@ TEST(FreedMemory, HoldsNoKeyAfterAMessageIsEncodedOrDecoded) {
 
 TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     const auto inner = JWSSigner(JOSE::SignatureAlgorithm::RS256, privateJwk(rsaSig, JWK_SIG)).signJWT(message);
-    const auto secrets = [&] { return Secrets{message, bytesOf(parts(inner).at(1))}; };
+    const auto secrets = [&] {
+        Secrets both;
+        for (const auto& whole : {message, bytesOf(parts(inner).at(1))}) addHalves(both, whole);
+        return both;
+    };
     const auto refused = [&](const std::string& name, const std::string& encryption, const ByteBuffer& token) {
         const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
         expectNothingLeft(
@@ -109,7 +118,7 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     expectNothingLeft("a signature that is off", decode, secrets);
 }
 
-TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsReadOrUsed) {
+TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsRead) {
     for (const auto& kid : {rsaEnc, ecEncP256, ecEncP384, ecEncP521}) {
         const auto text = keyText(kid, "jwk_private");
         const auto set = "{\"keys\":[" + text + "]}", broken = text.substr(0, text.size() - 1) + ",}";
@@ -122,15 +131,35 @@ TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsReadOrUsed) {
             kid + ", set", [&] { JsonWebKeySet{asBytes(set)}; }, secrets);
         const auto read = [&] { JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, kid); };
         expectNothingLeft(kid, read, secrets, {library});
-        // OpenSSL's own check of an RSA key leaves "dq" and "qi" behind, and agreement on P-256 and P-521 the scalar.
-        if (kid == rsaEnc) continue;
-        expectNothingLeft(kid, read, secrets, {openSSL});
-        const auto token = JWEEncrypter("ECDH-ES", "A256GCM", publicKey(kid), std::nullopt).encryptJWT(message);
-        const JWEDecrypter decrypter("ECDH-ES", "A256GCM", privateKey(kid));
-        const auto decrypt = [&] { EXPECT_EQ(decrypter.decryptJWE(token), message); };
-        expectNothingLeft(kid + ", agreement", decrypt, secrets, {library});
-        if (kid == ecEncP384) expectNothingLeft(kid + ", agreement", decrypt, secrets, {openSSL});
+        // OpenSSL's own check of an RSA key leaves "dq" and "qi" behind.
+        expectNothingLeft(kid, read, [&] { return secretsOf(kid, {"d", "p", "q", "dp"}); }, {openSSL});
     }
+}
+
+TEST(FreedMemory, HoldsNothingOfAKeyAgreementAfterDecryption) {
+    constexpr auto management = JOSE::KeyManagementAlgorithm::ECDH_ES_A128KW;
+    constexpr auto encryption = JOSE::ContentEncryptionAlgorithm::A256GCM;
+    for (const auto& kid : {ecEncP256, ecEncP384, ecEncP521}) {
+        const auto& own = privateKey(kid);
+        const auto token = JWEEncrypter("ECDH-ES+A128KW", "A256GCM", publicKey(kid), std::nullopt).encryptJWT(message);
+        const JWEDecrypter decrypter("ECDH-ES+A128KW", "A256GCM", own);
+        const auto decrypt = [&] { EXPECT_EQ(decrypter.decryptJWE(token), message); };
+        const auto keys = [&] {
+            Secrets secrets;
+            const auto wrapping = agreedKeyOf(token, own, management, encryption);
+            secrets.emplace_back(wrapping.begin(), wrapping.end());
+            addHalves(secrets, own.agree(ephemeralKeyOf(token)));
+            addHalves(secrets, Platform::Crypto::unwrapKey(wrapping, fromBase64(parts(token).at(1)), 32).value());
+            return secrets;
+        };
+        expectNothingLeft(kid, decrypt, keys);
+        expectNothingLeft(kid, decrypt, [&] { return secretsOf(kid); }, {library});
+        // OpenSSL's multiplication on P-256 and P-521 leaves the scalar behind.
+        if (kid == ecEncP384) expectNothingLeft(kid, decrypt, [&] { return secretsOf(kid); }, {openSSL});
+    }
+}
+
+TEST(FreedMemory, HoldsNoScalarAfterItSigned) {
     const auto signer = JOSE::Signer::create(JOSE::SignatureAlgorithm::ES256, privateKey(ecP256)).value();
     expectNothingLeft(
         "ES256", [&] { signer.sign(message); }, [] { return secretsOf(ecP256); });
@@ -156,6 +185,15 @@ TEST(FreedMemory, HoldsNoSecp256k1ScalarAfterItSignedOrWasWritten) {
     expectNothingLeft("written", write, secrets);
 }
 
+TEST(Allocations, AreFewForATokenOfTenMillionDots) {
+    const ByteBuffer dots(10'000'000, '.');
+    const auto before = Harness::allocatedBytes;
+    EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
+    EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
+    EXPECT_THROW(helper().decodeMessage(dots), JOSEError);
+    EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
+}
+
 // Lets each allocation of the code fail in turn, until it gets through. Each time it throws an error of its own or
 // gives what is right, and no block stays out.
 template <class Code, class IsRight>
@@ -166,29 +204,55 @@ void sweepAllocations(Code code, IsRight isRight) {
             const auto before = Harness::liveBlocks;
             Harness::hasFailed = false;
             Harness::untilFailure = failures + 1;
+            std::optional<ByteBuffer> result;
             try {
-                const ByteBuffer result = code();
-                Harness::untilFailure = 0;
-                EXPECT_TRUE(isRight(result)) << failures;
+                result = code();
             } catch (const std::bad_alloc&) {
             } catch (const Platform::Error&) {
             }
-            EXPECT_TRUE(isFirst || Harness::liveBlocks == before) << "failure of allocation " << failures + 1;
+            Harness::untilFailure = 0;
+            EXPECT_TRUE(result ? isRight(*result) : Harness::hasFailed) << "allocation " << failures + 1;
+            result.reset();
+            EXPECT_TRUE(isFirst || Harness::liveBlocks == before) << "allocation " << failures + 1;
             failures += Harness::hasFailed ? 1 : 0;
         } while (Harness::hasFailed);
         if (!isFirst) std::cout << "COUNT allocations that failed " << failures << std::endl;
     }
 }
 
-TEST(FailingAllocations, EndInAnErrorOrTheRightResultAndLoseNothing) {
+TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingLeaveNoWrongSignature) {
+    const auto pem = keyText(rsaSig, "pkcs8_pem");
+    const auto digest = Platform::Crypto::digest(HashFunction::SHA256, message);
+    const auto sign = [&](const Platform::SecKey& key) {
+        return key.sign(Platform::SignatureScheme::RSA_PKCS1, HashFunction::SHA256, digest);
+    };
+    const auto right = sign(privateKey(rsaSig));
+    Harness::hasFailed = true;
+    for (std::size_t n = 1; Harness::hasFailed; ++n) {
+        const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+        for (int i = 0; i < 31; ++i) EXPECT_EQ(sign(key), right);
+        Harness::hasFailed = false;
+        Harness::untilFailure = n;  // at the 32nd signature OpenSSL makes a new blinding
+        for (int i = 0; i < 3; ++i) {
+            try {
+                EXPECT_EQ(sign(key), right) << n;
+            } catch (const std::exception&) {
+                EXPECT_TRUE(Harness::hasFailed) << n;
+            }
+        }
+        Harness::untilFailure = 0;
+    }
+}
+
+TEST(Allocations, ThatFailEndInAnErrorOrTheRightResultAndLoseNothing) {
     const auto token = helper().encodeMessage(message);
     sweepAllocations([] { return helper().encodeMessage(message); },
                      [](const ByteBuffer& made) { return helper().decodeMessage(made) == message; });
     sweepAllocations([&] { return helper().decodeMessage(token); },
                      [](const ByteBuffer& read) { return read == message; });
     const auto jwk = keyText(ecEncP256, "jwk_private");
-    sweepAllocations([&] { return JsonWebKey::fromPrivateJwk(asBytes(jwk), JWK_ENC, "k").jwk()->jsonData().value(); },
-                     [](const ByteBuffer& read) { return !read.empty(); });
+    const auto read = [&] { return JsonWebKey::fromPrivateJwk(asBytes(jwk), JWK_ENC, "k").jwk()->jsonData().value(); };
+    sweepAllocations(read, [right = read()](const ByteBuffer& again) { return again == right; });
 }
 
 }  // namespace

@@ -63,26 +63,22 @@ TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
             const JWEEncrypter encrypter(keyManagement, encryption, publicKey(kid), std::nullopt);
             const JWEDecrypter decrypter(keyManagement, encryption, privateKey(kid));
             const auto token = encrypter.encryptJWT(ByteBuffer(40, 'x'));
-            const auto other = parts(encrypter.encryptJWT(ByteBuffer(40, 'y')));
             for (const std::size_t part : {1U, 2U, 3U, 4U}) {
                 SCOPED_TRACE(std::string(keyManagement) + " " + encryption + " part " + std::to_string(part));
                 EXPECT_ERROR(decrypter.decryptJWE(withFlippedBit(token, part)), failure);
-                auto swapped = parts(token);
-                swapped.at(part) = other.at(part);
-                EXPECT_ERROR(decrypter.decryptJWE(joined(swapped)), failure);
             }
-            const JWEDecrypter stranger(keyManagement, encryption,
-                                        privateKey(kid == rsaEnc ? rsaEnc2 : "d-enc-ecdhkw"));
-            EXPECT_ERROR(stranger.decryptJWE(token), failure);
         }
     }
 }
 
 TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
-    const auto token = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT({});
-    EXPECT_ERROR(JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", keyOfIdleStore(rsaEnc)).decryptJWE(token),
-                 JOSEError::JWEDecrypterError(
-                     wrapped(Platform::SecurityError("This key store does not decrypt with this key."))));
+    for (const auto& [kid, management, what] :
+         {std::tuple{rsaEnc, "RSA-OAEP", "decrypt"}, {ecEncP256, "ECDH-ES", "agree on a secret"}}) {
+        const auto token = JWEEncrypter(management, "A128GCM", publicKey(kid), std::nullopt).encryptJWT({});
+        const auto refusal = "This key store does not " + std::string(what) + " with this key.";
+        EXPECT_ERROR(JWEDecrypter(management, "A128GCM", keyOfIdleStore(kid)).decryptJWE(token),
+                     JOSEError::JWEDecrypterError(wrapped(Platform::SecurityError(refusal))));
+    }
 }
 
 }  // namespace

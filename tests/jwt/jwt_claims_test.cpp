@@ -122,9 +122,9 @@ void get(const JWTClaims& claims, const std::string& name) {
 
 TEST(JWTClaims, NoTextIsReadThatIsNoObjectAndNoClaimThatIsMissingOrOfAnotherType) {
     const auto read = [](const json& row) { return dictFromJsonString(row["text"].get<std::string>()); };
-    forEachRow("hostile_claims.json", "texts", 11, [&](const json& row) { EXPECT_REFUSED(read(row), row["error"]); });
-    forEachRow("hostile_claims.json", "claims", 26,
-               [&](const json& row) { EXPECT_REFUSED(get(JWTClaims(read(row)), row["claim"]), row["error"]); });
+    forEachHostileRow("hostile_claims.json", "texts", 11, read);
+    forEachHostileRow("hostile_claims.json", "claims", 26,
+                      [&](const json& row) { get(JWTClaims(read(row)), row["claim"]); });
 }
 
 TEST(JWTClaims, RelativeTimesCountFromNowInFractionsOfASecond) {

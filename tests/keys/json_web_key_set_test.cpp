@@ -106,8 +106,7 @@ TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
 
 TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
     EXPECT_TRUE(JsonWebKeySet(asBytes(R"({"keys":[]})")).jwks.empty());
-    forEachRow("hostile_keys.json", "sets", 5,
-               [](const json& row) { EXPECT_REFUSED(JsonWebKeySet(bytesOf(row["text"])), row["error"]); });
+    forEachHostileRow("hostile_keys.json", "sets", 5, [](const json& row) { JsonWebKeySet{bytesOf(row["text"])}; });
 }
 
 TEST(JsonWebKeySet, AKeyThatCannotBeWrittenFailsTheSet) {

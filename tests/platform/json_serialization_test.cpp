@@ -28,7 +28,14 @@ using nlohmann::json;
 using List = JSONValue::List;
 using Object = JSONValue::Object;
 
+// By the reader of secrets too, which has to agree.
 JSONValue read(std::string_view text) {
+    const auto secret = Testing::thrownBy([&] {
+        const auto value = JSONSerialization::secretJSONObject(asBytes(text));
+        EXPECT_TRUE(value.get() == JSONSerialization::jsonObject(asBytes(text)));
+    });
+    const auto plain = Testing::thrownBy([&] { static_cast<void>(JSONSerialization::jsonObject(asBytes(text))); });
+    EXPECT_EQ(Testing::textualForm(secret), Testing::textualForm(plain));
     return JSONSerialization::jsonObject(asBytes(text));
 }
 

@@ -75,16 +75,6 @@ struct AnsweringStoreKey final : StoreKey {
     ByteBuffer answer;
 };
 
-TEST(StoreKey, RefusesWhatItDoesNotOverride) {
-    const auto refused = [](const std::string& what) {
-        return SecurityError("This key store does not " + what + " with this key.");
-    };
-    const auto key = keyOfIdleStore(ecP256);
-    EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), refused("sign"));
-    EXPECT_ERROR(key.decrypt(SHA256, ByteBuffer(256)), refused("decrypt"));
-    EXPECT_ERROR(key.agree(publicKey(ecEncP256)), refused("agree on a secret"));
-}
-
 TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
     const auto form = [](bool isRight, const std::string& what) {
         return isRight ? "nothing was thrown"

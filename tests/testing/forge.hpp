@@ -7,6 +7,8 @@
 #include "torvane/platform/crypto/content_cipher.hpp"
 #include "torvane/platform/crypto/digest.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/jose/jwk.hpp"
+#include "torvane/platform/jose/key_agreement.hpp"
 #include "torvane/platform/jose/signer.hpp"
 
 #include "tests/testing/tokens.hpp"
@@ -76,5 +78,16 @@ struct ForgedJWE {
         return joined(pieces);
     }
 };
+
+inline Platform::SecKey ephemeralKeyOf(Platform::ByteView token) {
+    return JOSE::JWK::initFrom(bytesOf(nlohmann::json::parse(headerText(token)).at("epk").dump())).converted();
+}
+
+/// What the parties of an ECDH-ES token agree on, by the recipient's private key: the content key, or what wraps it.
+inline Platform::SecretBuffer agreedKeyOf(Platform::ByteView token, const Platform::SecKey& own,
+                                          JOSE::KeyManagementAlgorithm management,
+                                          JOSE::ContentEncryptionAlgorithm encryption) {
+    return JOSE::agreedKey(own, ephemeralKeyOf(token), management, encryption, {});
+}
 
 }  // namespace Testing

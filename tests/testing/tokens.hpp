@@ -49,10 +49,10 @@ inline Platform::ByteBuffer withHeader(Platform::ByteView token, std::string_vie
     return joined(pieces);
 }
 
-/// A text of a data file: each of the words replaced by what it stands for, once, then every "{{N*x}}" by N times x.
+/// A text of a data file: each of the words replaced by what it stands for, then every "{{N*x}}" by N times x.
 inline std::string filledIn(std::string text, const std::vector<std::pair<std::string, std::string>>& words = {}) {
     for (const auto& [word, meaning] : words)
-        if (const auto at = text.find(word); at != text.npos) text.replace(at, word.size(), meaning);
+        for (auto at = text.find(word); at != text.npos; at = text.find(word)) text.replace(at, word.size(), meaning);
     for (auto at = text.find("{{"); at != text.npos; at = text.find("{{", at)) {
         const auto star = text.find('*', at), end = text.find("}}", star);
         std::string repeated;

@@ -11,6 +11,8 @@
 
 #include "torvane/platform/bytes.hpp"
 
+#include "tests/testing/expect_error.hpp"
+
 namespace Testing {
 
 /// A file of tests/vectors.
@@ -25,11 +27,22 @@ template <class Code>
 void forEachRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
     const auto rows = readVectors(fileName).at(list);
     EXPECT_EQ(rows.size(), count);
-    if (fileName.starts_with("hostile_")) std::cout << "COUNT hostile cases " << rows.size() << std::endl;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.dump());
         code(row);
     }
+}
+
+/// The same for hostile input: the code has to throw the "error" of a row, or nothing where it has none. How many rows
+/// were refused is printed, and added up by counts.py.
+template <class Code>
+void forEachHostileRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
+    int refused = 0;
+    forEachRow(fileName, list, count, [&](const nlohmann::json& row) {
+        EXPECT_REFUSED(code(row), row.value("error", "nothing was thrown"));
+        refused += row.contains("error") ? 1 : 0;
+    });
+    std::cout << "COUNT hostile cases refused " << refused << std::endl;
 }
 
 Platform::ByteBuffer bytesOf(const std::string& text);

@@ -23,15 +23,10 @@ const json& single() {
     return file;
 }
 
-// The entry of a list by one of its members.
-const json& entry(const json& list, const char* member, const json& value) {
-    const auto found = std::ranges::find_if(list, [&](const json& e) { return e.at(member) == value; });
-    if (found == list.end()) throw std::runtime_error("no such entry: " + value.dump());
-    return *found;
-}
-
 const json& keyNamed(const json& file, const json& kid) {
-    return entry(file.at("keys"), "kid", kid);
+    const auto found = std::ranges::find_if(file.at("keys"), [&](const json& key) { return key.at("kid") == kid; });
+    if (found == file.at("keys").end()) throw std::runtime_error("no such key: " + kid.dump());
+    return *found;
 }
 
 ByteBuffer decrypted(const json& vector) {

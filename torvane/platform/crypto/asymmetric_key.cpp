@@ -7,6 +7,7 @@
 
 #include <openssl/bio.h>
 #include <openssl/decoder.h>
+#include <openssl/rsa.h>
 
 namespace Platform::Crypto {
 namespace {
@@ -71,12 +72,21 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
     builder.push(OSSL_PKEY_PARAM_RSA_E, key.exponent);
 }
 
+constexpr const char* mismatch = "match the private key with its public half";
+
 // Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times
 // the generator. A key that mixes two pairs would sign with one and be verified with the other.
 Pkey checkedPair(Pkey key) {
     const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
-    check(EVP_PKEY_pairwise_check(context.get()), "match the private key with its public half");
+    check(EVP_PKEY_pairwise_check(context.get()), mismatch);
     return key;
+}
+
+// Factors longer than these belong to no key, and to find out whether they are prime could take days.
+void requireCheckableSizes(const RSAPrivateComponents& key) {
+    constexpr std::size_t longest = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
+    const auto size = key.publicHalf.modulus.size();
+    if (size > longest || key.p.size() > size || key.q.size() > size) fail(mismatch);
 }
 
 ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
@@ -144,6 +154,7 @@ Pkey publicKey(const PublicComponents& components) {
 
 Pkey privateKey(const RSAPrivateComponents& components) {
     const ErrorScope scope;
+    requireCheckableSizes(components);
     KeyBuilder builder;
     push(builder, components.publicHalf);
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_D, components.d);

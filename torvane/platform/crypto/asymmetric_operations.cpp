@@ -70,7 +70,10 @@ ByteBuffer sign(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteVi
     ByteBuffer signature(size);
     check(EVP_PKEY_sign(context.get(), signature.data(), &size, digest.data(), digest.size()), "sign");
     signature.resize(size);
-    return scheme == SignatureScheme::ECDSA ? rawFromDer(signature, halfSize(key)) : signature;
+    if (scheme == SignatureScheme::ECDSA) signature = rawFromDer(signature, halfSize(key));
+    // When memory runs out OpenSSL 3.0 may sign with a broken blinding, and says so in its error queue only.
+    if (ERR_peek_error() != 0 && !verify(key, scheme, hash, digest, signature)) fail("sign");
+    return signature;
 }
 
 bool verify(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) {

@@ -1,4 +1,4 @@
-// Where a secret decides a branch on purpose. Everywhere else time and memory access are independent of secrets.
+// Where a secret decides a branch on purpose, for a check under valgrind that finds those where it must not.
 #pragma once
 
 #ifdef TORVANE_CONSTANT_TIME_CHECK
@@ -7,7 +7,7 @@
 
 namespace Platform::Crypto {
 
-/// The answer to a question about a secret that may become known: whether a tag matches, whether a number is a key.
+/// The answer to a question about a secret that may become known: whether a tag matches, whether a text is base64url.
 inline bool declassified(bool answer) noexcept {
 #ifdef TORVANE_CONSTANT_TIME_CHECK
     static_cast<void>(VALGRIND_MAKE_MEM_DEFINED(&answer, sizeof(answer)));

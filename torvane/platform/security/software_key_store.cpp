@@ -1,5 +1,6 @@
 #include "torvane/platform/security/software_key_store.hpp"
 
+#include <atomic>
 #include <utility>
 
 #include "torvane/platform/crypto/asymmetric_key.hpp"
@@ -16,11 +17,20 @@ class SoftwareKey final : public StoreKey {
     PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        return Crypto::sign(key_.get(), scheme, hash, digest);
+        try {
+            auto signature = Crypto::sign(key_.get(), scheme, hash, digest);
+            if (!hasFailed_ || Crypto::verify(key_.get(), scheme, hash, digest, signature)) return signature;
+        } catch (...) {
+            hasFailed_ = true;
+            throw;
+        }
+        throw SecurityError("Failed to sign.");
     }
 
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const override {
-        return Crypto::decryptOaep(key_.get(), oaepHash, ciphertext);
+        auto plaintext = Crypto::decryptOaep(key_.get(), oaepHash, ciphertext);
+        if (!plaintext) hasFailed_ = true;
+        return plaintext;
     }
 
     SecretBuffer agree(const SecKey& peer) const override {
@@ -29,6 +39,9 @@ class SoftwareKey final : public StoreKey {
 
   private:
     Crypto::Pkey key_;
+    // A failure inside OpenSSL 3.0 may leave a key's blinding broken, for some 32 operations. From the first one on
+    // every signature is checked before it leaves.
+    mutable std::atomic<bool> hasFailed_ = false;
 };
 
 SecKey held(Crypto::Pkey key) {

@@ -23,7 +23,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     static SecKey load(ByteView encoded);
 
     /// A private key from its numbers.
-    /// @throws SecurityError when they don't belong together.
+    /// @throws SecurityError when they don't belong together, and for an RSA modulus of more than 16384 bits.
     static SecKey fromComponents(const RSAPrivateComponents& components);
     static SecKey fromComponents(const ECPrivateComponents& components);
 };
