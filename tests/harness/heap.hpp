@@ -51,9 +51,9 @@ inline void release(void* block, Owner owner) noexcept {
 }
 
 inline void* reallocate(void* block, std::size_t size) noexcept {
-    void* moved = size == 0 ? nullptr : allocate(size);
-    if (size != 0 && moved == nullptr) return nullptr;
-    if (moved != nullptr && block != nullptr) std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
+    void* moved = allocate(size);
+    if (moved == nullptr || block == nullptr) return moved;
+    std::memcpy(moved, block, std::min(size, malloc_usable_size(block)));
     release(block, Owner::openSSL);
     return moved;
 }

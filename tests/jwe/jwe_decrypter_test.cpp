@@ -67,6 +67,8 @@ TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
                 SCOPED_TRACE(std::string(keyManagement) + " " + encryption + " part " + std::to_string(part));
                 EXPECT_ERROR(decrypter.decryptJWE(withFlippedBit(token, part)), failure);
             }
+            const JWEDecrypter other(keyManagement, encryption, privateKey(kid == rsaEnc ? rsaEnc2 : "d-enc-ecdhkw"));
+            EXPECT_ERROR(other.decryptJWE(token), failure);
         }
     }
 }

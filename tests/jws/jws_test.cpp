@@ -24,11 +24,6 @@ TEST(JWS, EveryAlgorithmSignsAndVerifiesEverySize) {
             EXPECT_EQ(verifier.verifyJWS(token), payload);
             EXPECT_EQ(verifier.verifyJWS(asText(token)), payload);
         }
-        auto pieces = parts(signer.signJWT(asBytes("a")));
-        pieces.at(2) = parts(signer.signJWT(asBytes("b"))).at(2);
-        EXPECT_ERROR(verifier.verifyJWS(joined(pieces)),
-                     JOSEError::JWSVerificationError(
-                         wrapped(JOSESwiftError::verifyingFailed("The signature does not verify."))));
     }
 }
 

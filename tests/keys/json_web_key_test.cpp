@@ -27,11 +27,6 @@ TEST(JWKVocabulary, ReadsItsExactTextsAndNothingElse) {
     for (const auto* text : {"", "rsa", "ec", "oct"}) EXPECT_EQ(fromRawValue<JWKType>(text), std::nullopt);
 }
 
-TEST(JWKVocabulary, MapsEachFamilyToItsOneKeyType) {
-    EXPECT_EQ(getKeyType(JWKType::RSA), Zennet::KeyType::RSA2048Key);
-    EXPECT_EQ(getKeyType(JWKType::EC), Zennet::KeyType::EC256Key);
-}
-
 TEST(JsonWebKey, PublicKeysCarryTheirNumbersUseAndId) {
     const auto rsa = publicJwk(rsaSig, JWK_SIG_ENC);
     const auto expected = nlohmann::json::parse(keyText(rsaSig, "jwk_public"));
@@ -84,13 +79,8 @@ TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
 TEST(JsonWebKey, WritesSecp256k1KeysThatAreAPair) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
     const auto text = JsonWebKey(publicKey, JWK_SIG, "a/b").encodeToString();
-    const auto json = parsed(text);
-    EXPECT_EQ(json["kid"], "a/b");
     EXPECT_NE(text->find("a\\/b"), std::string::npos);
-    EXPECT_EQ(json.size(), 6U) << "a public key has no \"d\"";
-    const auto point = *publicKey.keyData();
-    EXPECT_EQ(fromBase64(json["x"]), ByteBuffer(point.begin() + 1, point.begin() + 33));
-
+    EXPECT_EQ(parsed(text).size(), 6U) << "a public key has no \"d\"";
     const JsonWebKey pair(privateKey, JWK_SIG, "p", publicKey);
     const auto scalar = *privateKey.keyData();
     EXPECT_EQ(fromBase64(pair.encodeToDictionary().at("d")), ByteBuffer(scalar.begin(), scalar.end()));
@@ -147,22 +137,12 @@ TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
 }
 
 TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
-    const auto oct = JOSE::JWK::initFrom(asBytes(R"({"kty":"oct","k":"AA"})"));
-    EXPECT_ERROR(JsonWebKey{oct},
-                 JOSEError::cannotDecodeJWK(wrapped(JOSEError::curveNotSupported("Not supporting this JWKType yet"))));
-
     const JOSE::RSAPublicKey unwritable(publicKey(rsaSig), {{"kid", "\xff"}});
     EXPECT_ERROR(JsonWebKey{unwritable}, JOSEError::cannotDecodeJWK(nullptr));
 
     const auto text = keyText(rsaSig, "jwk_public");
     EXPECT_ERROR(JsonWebKey(asBytes(text), KeyType::EC256Key),
                  JOSESwiftError::unsupportedKey("The JWK is not an EC key."));
-    auto offCurve = nlohmann::json::parse(keyText(ecP256, "jwk_public"));
-    offCurve["y"] = offCurve["x"];
-    const auto offCurveText = offCurve.dump();
-    EXPECT_ERROR(
-        JsonWebKey(asBytes(offCurveText), KeyType::EC256Key),
-        JOSEError::cannotDecodeJWK(wrapped(Platform::SecurityError("Failed to build a key from its numbers."))));
 }
 
 }  // namespace

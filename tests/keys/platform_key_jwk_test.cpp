@@ -46,11 +46,6 @@ TEST(PlatformKeyJWK, WrapsWhatCannotBeReadAndPassesOnWhatIsNoKey) {
                  cannotDecode(JOSESwiftError::parsingFailed("The JWK's \"e\" is missing or not a string.")));
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(keyText(ecP256, "jwk_public"))),
                  cannotDecode(JOSESwiftError::unsupportedKey("The JWK is not an RSA key.")));
-    forEachRow("hostile_keys.json", "texts", 10, [](const json& row) {
-        EXPECT_REFUSED(
-            PlatformKeyJWK::decodeFrom(bytesOf(row["text"])),
-            "JOSEError.cannotDecodeJWK(Optional(" + row["error"].get<std::string>() + "), description: nil)");
-    });
     faulty["e"] = "Ag";
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(faulty.dump())),
                  Platform::SecurityError("An RSA key has an odd modulus and an odd exponent."));

@@ -74,20 +74,15 @@ TEST(JOSEError, EqualityLooksAtThePayloadOfClaimNamesOnly) {
     EXPECT_NE(JOSEError::missingKey("a"), JOSEError::invalidKeyFormat("a"));
 }
 
-TEST(JsonSerializeError, DescribesEachCaseInItsOwnWords) {
+TEST(JsonSerializeError, DescribesEachCaseAndEqualsByKeyNamesOnly) {
+    const auto key = JsonSerializeError::missingRequiredInformationForKey;
     EXPECT_EQ(JsonSerializeError::failedToParseJson("").errorDescription(), "");
-    EXPECT_EQ(JsonSerializeError::missingRequiredInformationForKey("k").errorDescription(),
-              "Required key missing in the JSON: k");
+    EXPECT_EQ(key("k").errorDescription(), "Required key missing in the JSON: k");
     EXPECT_EQ(JsonSerializeError::missingRequiredInit().errorDescription(), "Must implement init(dict:)");
     EXPECT_EQ(JsonSerializeError::invalidJsonString().errorDescription(), "Invalid format in the JSON String.");
-    EXPECT_EQ(JsonSerializeError::missingRequiredInformationForKey("k").debugDescription(),
-              "JsonSerializeError.missingRequiredInformationForKey(\"k\")");
-}
-
-TEST(JsonSerializeError, EqualityLooksAtThePayloadOfKeyNamesOnly) {
+    EXPECT_EQ(key("k").debugDescription(), "JsonSerializeError.missingRequiredInformationForKey(\"k\")");
     EXPECT_EQ(JsonSerializeError::failedToParseJson("a"), JsonSerializeError::failedToParseJson("b"));
-    EXPECT_NE(JsonSerializeError::missingRequiredInformationForKey("a"),
-              JsonSerializeError::missingRequiredInformationForKey("b"));
+    EXPECT_NE(key("a"), key("b"));
     EXPECT_NE(JsonSerializeError::missingRequiredInit(), JsonSerializeError::invalidJsonString());
 }
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "torvane/platform/crypto/content_cipher.hpp"
 #include "torvane/platform/crypto/digest.hpp"
@@ -20,6 +22,21 @@ inline Platform::ByteBuffer signedToken(std::string_view header, std::string_vie
     const auto input = Platform::encodeBase64url(Platform::asBytes(header)) + "." +
                        Platform::encodeBase64url(Platform::asBytes(payload));
     return bytesOf(input + "." + Platform::encodeBase64url(signer.sign(Platform::asBytes(input))));
+}
+
+/// Ciphertext and tag.
+inline std::pair<Platform::ByteBuffer, Platform::ByteBuffer> encrypted(JOSE::ContentEncryptionAlgorithm encryption,
+                                                                       Platform::ByteView key, Platform::ByteView iv,
+                                                                       Platform::ByteView aad,
+                                                                       Platform::ByteView plaintext) {
+    const auto hash = JOSE::parameters(encryption).macHash;
+    const auto encryptor =
+        hash ? Platform::Crypto::cbcHmacEncryptor(*hash, key, iv, aad) : Platform::Crypto::gcmEncryptor(key, iv, aad);
+    Platform::ByteBuffer ciphertext(plaintext.size() + 32);
+    auto size = encryptor->update(plaintext, ciphertext);
+    size += encryptor->finish(std::span(ciphertext).subspan(size));
+    ciphertext.resize(size);
+    return {ciphertext, encryptor->tag()};
 }
 
 /// A JWE under a content key of the forger's choice; each part is free to be changed before it is put together.
@@ -44,15 +61,8 @@ struct ForgedJWE {
     }
 
     void encrypt(std::string_view plaintext) {
-        const auto content = JOSE::parameters(encryption);
-        const auto encryptor =
-            content.macHash ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, contentKey, iv, additionalData())
-                            : Platform::Crypto::gcmEncryptor(contentKey, iv, additionalData());
-        ciphertext.resize(plaintext.size() + 32);
-        auto written = encryptor->update(Platform::asBytes(plaintext), ciphertext);
-        written += encryptor->finish(std::span(ciphertext).subspan(written));
-        ciphertext.resize(written);
-        tag = encryptor->tag();
+        std::tie(ciphertext, tag) =
+            encrypted(encryption, contentKey, iv, additionalData(), Platform::asBytes(plaintext));
     }
 
     /// The tag that AES-CBC with HMAC asks for, over whatever the ciphertext is.

@@ -1,9 +1,12 @@
 #include "tests/testing/vectors.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+
+#include <openssl/evp.h>
 
 namespace Testing {
 
@@ -24,22 +27,17 @@ Platform::ByteBuffer bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-Platform::ByteBuffer fromBase64(const std::string& text) {
-    Platform::ByteBuffer bytes;
-    std::uint32_t group = 0;
-    int bits = 0;
-    for (const char c : text) {
-        if (c == '=') break;
-        const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-        const auto place = c == '-' || c == '+' ? 62 : c == '_' || c == '/' ? 63 : alphabet.find(c);
-        if (place == std::string::npos) throw std::runtime_error("not base64: " + text);
-        group = group << 6 | static_cast<std::uint32_t>(place);
-        bits += 6;
-        if (bits >= 8) {
-            bits -= 8;
-            bytes.push_back(static_cast<std::uint8_t>(group >> bits));
-        }
-    }
+Platform::ByteBuffer fromBase64(std::string text) {
+    std::replace(text.begin(), text.end(), '-', '+');
+    std::replace(text.begin(), text.end(), '_', '/');
+    text.resize(text.find_last_not_of('=') + 1);
+    const std::size_t missing = (4 - text.size() % 4) % 4;
+    text.append(missing, '=');
+    Platform::ByteBuffer bytes(text.size() / 4 * 3);
+    const auto* in = reinterpret_cast<const unsigned char*>(text.data());
+    const int size = EVP_DecodeBlock(bytes.data(), in, static_cast<int>(text.size()));
+    if (size < static_cast<int>(missing)) throw std::runtime_error("not base64: " + text);
+    bytes.resize(static_cast<std::size_t>(size) - missing);
     return bytes;
 }
 

@@ -47,8 +47,8 @@ void forEachHostileRow(const std::string& fileName, const char* list, std::size_
 
 Platform::ByteBuffer bytesOf(const std::string& text);
 
-/// From base64url or standard base64, by a decoder that is not the library's; throws std::runtime_error.
-Platform::ByteBuffer fromBase64(const std::string& text);
+/// From base64url or standard base64, by OpenSSL's decoder, which is lenient; throws std::runtime_error.
+Platform::ByteBuffer fromBase64(std::string text);
 
 Platform::ByteBuffer fromHex(const std::string& text);
 

@@ -82,11 +82,11 @@ Pkey checkedPair(Pkey key) {
     return key;
 }
 
-// Factors longer than these belong to no key, and to find out whether they are prime could take days.
+// Longer factors belong to no key, be there a zero byte before each, and to try whether they are prime could take days.
 void requireCheckableSizes(const RSAPrivateComponents& key) {
     constexpr std::size_t longest = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
     const auto size = key.publicHalf.modulus.size();
-    if (size > longest || key.p.size() > size || key.q.size() > size) fail(mismatch);
+    if (size > longest || key.p.size() + key.q.size() > size + 2) fail(mismatch);
 }
 
 ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
@@ -193,6 +193,11 @@ Pkey generateRSA(std::size_t modulusBits) {
 Pkey generateEC(EllipticCurve curve) {
     const ErrorScope scope;
     return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", groupName(curve)), "generate an EC key"));
+}
+
+Pkey copyOf(EVP_PKEY* key) {
+    const ErrorScope scope;
+    return Pkey(check(EVP_PKEY_dup(key), "copy a key"));
 }
 
 LoadedKey load(ByteView encoded) {

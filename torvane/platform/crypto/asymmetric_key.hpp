@@ -23,6 +23,9 @@ PublicComponents publicComponents(const EVP_PKEY* key);
 Pkey generateRSA(std::size_t modulusBits);
 Pkey generateEC(EllipticCurve curve);
 
+/// The same numbers in a key of their own, with nothing of what OpenSSL has worked out from them.
+Pkey copyOf(EVP_PKEY* key);
+
 struct LoadedKey {
     Pkey key;
     bool isPrivate;

@@ -109,6 +109,7 @@ std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteVi
     setOaep(context.get(), hash);
     SecretBuffer plaintext(size);
     if (EVP_PKEY_decrypt(context.get(), plaintext.data(), &size, ciphertext.data(), ciphertext.size()) != 1) {
+        if (scope.ranOutOfMemory()) fail("decrypt");
         return std::nullopt;
     }
     plaintext.resize(size);

@@ -47,10 +47,18 @@ using Params = Handle<OSSL_PARAM, OSSL_PARAM_free>;
 /// calls OpenSSL, so that no failure of ours is read by somebody else.
 class ErrorScope {
   public:
-    ErrorScope() noexcept { ERR_set_mark(); }
+    ErrorScope() noexcept : wasEmpty_(ERR_peek_error() == 0) { ERR_set_mark(); }
     ~ErrorScope() { ERR_pop_to_mark(); }
     ErrorScope(const ErrorScope&) = delete;
     ErrorScope& operator=(const ErrorScope&) = delete;
+
+    /// Whether OpenSSL has run out of memory since, as far as the queue tells: not when there were errors before.
+    bool ranOutOfMemory() const noexcept {
+        return wasEmpty_ && ERR_GET_REASON(ERR_peek_error()) == ERR_R_MALLOC_FAILURE;
+    }
+
+  private:
+    bool wasEmpty_;
 };
 
 /// Without OpenSSL's reason: it differs between patch releases, and may be an older one of somebody else's.

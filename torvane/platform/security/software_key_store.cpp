@@ -1,6 +1,7 @@
 #include "torvane/platform/security/software_key_store.hpp"
 
 #include <atomic>
+#include <type_traits>
 #include <utility>
 
 #include "torvane/platform/crypto/asymmetric_key.hpp"
@@ -17,30 +18,36 @@ class SoftwareKey final : public StoreKey {
     PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        try {
-            auto signature = Crypto::sign(key_.get(), scheme, hash, digest);
-            if (!hasFailed_ || Crypto::verify(key_.get(), scheme, hash, digest, signature)) return signature;
-        } catch (...) {
-            hasFailed_ = true;
-            throw;
+        auto signature = withKey([&](EVP_PKEY* key) { return Crypto::sign(key, scheme, hash, digest); });
+        if (hasFailed_ && !Crypto::verify(key_.get(), scheme, hash, digest, signature)) {
+            throw SecurityError("Failed to sign.");
         }
-        throw SecurityError("Failed to sign.");
+        return signature;
     }
 
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const override {
-        auto plaintext = Crypto::decryptOaep(key_.get(), oaepHash, ciphertext);
-        if (!plaintext) hasFailed_ = true;
-        return plaintext;
+        return withKey([&](EVP_PKEY* key) { return Crypto::decryptOaep(key, oaepHash, ciphertext); });
     }
 
     SecretBuffer agree(const SecKey& peer) const override {
-        return Crypto::agree(key_.get(), SecKeyAccess::publicPkey(peer));
+        return withKey([&](EVP_PKEY* key) { return Crypto::agree(key, SecKeyAccess::publicPkey(peer)); });
     }
 
   private:
+    // When memory runs out inside an operation, OpenSSL 3.0 may leave a broken blinding in an RSA key, which spoils
+    // what is done with it later, or make an incomplete copy, both without a word. So after a failure each operation
+    // has a new copy, and signatures are verified.
+    template <class Operation>
+    std::invoke_result_t<Operation, EVP_PKEY*> withKey(Operation operation) const {
+        try {
+            return hasFailed_ ? operation(Crypto::copyOf(key_.get()).get()) : operation(key_.get());
+        } catch (const SecurityError&) {
+            hasFailed_ = true;
+            throw;
+        }
+    }
+
     Crypto::Pkey key_;
-    // A failure inside OpenSSL 3.0 may leave a key's blinding broken, for some 32 operations. From the first one on
-    // every signature is checked before it leaves.
     mutable std::atomic<bool> hasFailed_ = false;
 };
 
