@@ -39,7 +39,6 @@ TEST(SignerAndVerifier, AreNotMadeForKeysThatDoNotFit) {
     auto hybrid = ByteBuffer(pair.publicKey.keyData()->begin(), pair.publicKey.keyData()->end());
     hybrid[0] = static_cast<std::uint8_t>(6 + (hybrid[64] & 1));
     EXPECT_FALSE(Verifier::create(ES256K, hybrid));
-    EXPECT_EQ(JOSE::fromRawValue<JOSE::SignatureAlgorithm>("none"), std::nullopt);
 }
 
 TEST(JWS, RefusesAHeaderOfAnotherAlgorithm) {
