@@ -26,8 +26,8 @@ TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 /// Whether decodeBase64url() would give something; nothing is decoded.
 TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;
 
-/// appendBase64url() and decodeBase64url() for secrets: time and memory access do not depend on the bytes, only on their
-/// number and on whether the text decodes, which it does into a buffer that is wiped.
+/// appendBase64url() and decodeBase64url() for secrets: time and memory access do not depend on the bytes, only on
+/// their number and on whether the text decodes, which it does into a buffer that is wiped.
 TORVANE_EXPORT void appendSecretBase64url(ByteBuffer& out, ByteView bytes);
 TORVANE_EXPORT std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text);
 
