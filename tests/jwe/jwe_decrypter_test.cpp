@@ -78,7 +78,8 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
          {std::tuple{rsaEnc, "RSA-OAEP", "decrypt"}, {ecEncP256, "ECDH-ES", "agree on a secret"}}) {
         const auto token = JWEEncrypter(management, "A128GCM", publicKey(kid), std::nullopt).encryptJWT({});
         const auto refusal = "This key store does not " + std::string(what) + " with this key.";
-        EXPECT_ERROR(JWEDecrypter(management, "A128GCM", keyOfIdleStore(kid)).decryptJWE(token),
+        const JWEDecrypter decrypter(management, "A128GCM", keyOfIdleStore(kid));
+        EXPECT_ERROR(decrypter.decryptJWE(token),
                      JOSEError::JWEDecrypterError(wrapped(Platform::SecurityError(refusal))));
     }
 }
