@@ -32,11 +32,11 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
-    forEachRow("key_texts.json", "refused", 10,
+    forEachRow("key_texts.json", "refused", 9,
                [](const json& row) { EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]); });
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);
-    EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindSevenBlocks"))).isPublicKey());
+    EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindEightBlocks"))).isPublicKey());
     UI_set_default_method(UI_OpenSSL());
     UI_destroy_method(method);
 }

@@ -35,6 +35,40 @@ std::string SecurityError::debugDescription() const {
     return "SecurityError(" + debugQuoted(errorDescription()) + ")";
 }
 
+KeyStoreError::KeyStoreError(Case errorCase, std::string description)
+    : SecurityError(std::move(description)), case_(errorCase) {}
+
+KeyStoreError KeyStoreError::invalidURI(std::string description) {
+    return {Case::invalidURI, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::unavailable(std::string description) {
+    return {Case::unavailable, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::keyNotFound(std::string description) {
+    return {Case::keyNotFound, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::wrongSecret(std::string description) {
+    return {Case::wrongSecret, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::notSupported(std::string description) {
+    return {Case::notSupported, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::operationFailed(std::string description) {
+    return {Case::operationFailed, std::move(description)};
+}
+
+std::string KeyStoreError::debugDescription() const {
+    constexpr std::array names{"invalidURI",  "unavailable",  "keyNotFound",
+                               "wrongSecret", "notSupported", "operationFailed"};
+    return std::string("KeyStoreError.") + names[static_cast<std::size_t>(case_)] + "(" +
+           debugQuoted(errorDescription()) + ")";
+}
+
 std::string localizedDescription(const std::exception_ptr& error) {
     return describe(
         error, [](const Error& known) { return known.errorDescription(); },

@@ -28,10 +28,38 @@ class TORVANE_EXPORT Error : public std::exception {
 };
 
 /// A key, a key store or a cryptographic primitive could not do what it was asked.
-class TORVANE_EXPORT SecurityError final : public Error {
+class TORVANE_EXPORT SecurityError : public Error {
   public:
     using Error::Error;
     std::string debugDescription() const override;
+};
+
+/// A key store or a key URI could not give what was asked of it. The text says what was looked for and what was found,
+/// and never a passphrase or PIN.
+class TORVANE_EXPORT KeyStoreError final : public SecurityError {
+  public:
+    enum class Case { invalidURI, unavailable, keyNotFound, wrongSecret, notSupported, operationFailed };
+
+    /// The URI is none, or asks for what cannot be.
+    static KeyStoreError invalidURI(std::string description);
+    /// The file, the driver or the token is not there, or no longer; a later call works when it is.
+    static KeyStoreError unavailable(std::string description);
+    /// The store is there and the key is not, or more than one key fits.
+    static KeyStoreError keyNotFound(std::string description);
+    /// The passphrase or PIN is missing, wrong or locked.
+    static KeyStoreError wrongSecret(std::string description);
+    /// The store cannot do this operation with this algorithm.
+    static KeyStoreError notSupported(std::string description);
+    /// The store has refused, or failed, for another reason.
+    static KeyStoreError operationFailed(std::string description);
+
+    Case errorCase() const noexcept { return case_; }
+    std::string debugDescription() const override;
+
+  private:
+    KeyStoreError(Case errorCase, std::string description);
+
+    Case case_;
 };
 
 /// The description of any exception: errorDescription() of an Error, what() of another std::exception.

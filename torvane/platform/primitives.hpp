@@ -1,7 +1,11 @@
-// The words in which a key store is spoken to: hash functions, schemes, curves, and keys as numbers.
+// The words in which a key store is spoken to: hash functions, schemes, curves, keys as numbers and by name.
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <variant>
 
 #include "torvane/platform/bytes.hpp"
@@ -69,5 +73,21 @@ struct ECPrivateComponents {
     ECPublicComponents publicHalf;
     SecretBuffer d;
 };
+
+/// What a key is called in its store: a label for people, and an id for machines (CKA_LABEL and CKA_ID of PKCS #11).
+struct KeyName {
+    std::string label;
+    ByteBuffer id;
+
+    bool operator==(const KeyName&) const = default;
+};
+
+/// The half of a key pair that is asked for.
+enum class KeyHalf { publicHalf, privateHalf };
+
+/// Asked for a passphrase or PIN when one is needed, with words for whom it is, for example `the PIN of the token
+/// "app"`; nothing when there is none. What it throws is passed on. A store asks it from the thread of the call that
+/// needs it, and never from two threads at once.
+using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view whose)>;
 
 }  // namespace Platform

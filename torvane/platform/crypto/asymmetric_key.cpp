@@ -1,19 +1,13 @@
 #include "torvane/platform/crypto/asymmetric_key.hpp"
 
 #include <array>
-#include <climits>
 #include <optional>
 #include <utility>
 
-#include <openssl/bio.h>
-#include <openssl/decoder.h>
 #include <openssl/rsa.h>
 
 namespace Platform::Crypto {
 namespace {
-
-using Bio = Handle<BIO, BIO_free>;
-using DecoderContext = Handle<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free>;
 
 // Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder,
 // and secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
@@ -74,14 +68,6 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
 
 constexpr const char* mismatch = "match the private key with its public half";
 
-// Whether the private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times
-// the generator. A key that mixes two pairs would sign with one and be verified with the other.
-Pkey checkedPair(Pkey key) {
-    const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
-    check(EVP_PKEY_pairwise_check(context.get()), mismatch);
-    return key;
-}
-
 // Longer factors belong to no key, be there a zero byte before each, and to try whether they are prime could take days.
 void requireCheckableSizes(const RSAPrivateComponents& key) {
     constexpr std::size_t longest = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
@@ -108,26 +94,6 @@ std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
     if (group == "P-384" || group == "secp384r1") return EllipticCurve::P384;
     if (group == "P-521" || group == "secp521r1") return EllipticCurve::P521;
     return std::nullopt;
-}
-
-// How many blocks of a PEM text are tried: EC parameters or a certificate may stand before the key.
-constexpr int mostBlocks = 8;
-
-// The first key of the selection, or null. Each attempt takes one block off the input.
-Pkey decoded(ByteView encoded, int selection) {
-    if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return nullptr;
-    const Bio input(check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key decoder"));
-    EVP_PKEY* key = nullptr;
-    const DecoderContext context(
-        check(OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, nullptr, selection, nullptr, nullptr),
-              "set up a key decoder"));
-    // With a callback of its own the decoder never asks for a passphrase on the terminal.
-    const auto noPassphrase = [](char*, int, int, void*) { return -1; };
-    check(OSSL_DECODER_CTX_set_pem_password_cb(context.get(), noPassphrase, nullptr), "set up a key decoder");
-    for (int block = 0; block < mostBlocks && BIO_ctrl_pending(input.get()) > 0; ++block) {
-        if (OSSL_DECODER_from_bio(context.get(), input.get()) == 1) return Pkey(key);
-    }
-    return nullptr;
 }
 
 }  // namespace
@@ -174,13 +140,17 @@ Pkey privateKey(const ECPrivateComponents& components) {
     return checkedPair(builder.build("EC", EVP_PKEY_KEYPAIR));
 }
 
+SecurityError unsupportedKey() {
+    return SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
+}
+
 PublicComponents publicComponents(const EVP_PKEY* key) {
     const ErrorScope scope;
     if (EVP_PKEY_is_a(key, "RSA") == 1) {
         return RSAPublicComponents{number(key, OSSL_PKEY_PARAM_RSA_N), number(key, OSSL_PKEY_PARAM_RSA_E)};
     }
     const auto curve = EVP_PKEY_is_a(key, "EC") == 1 ? curveOf(key) : std::nullopt;
-    if (!curve) throw SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
+    if (!curve) throw unsupportedKey();
     return ECPublicComponents{*curve, number(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
                               number(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
 }
@@ -195,18 +165,16 @@ Pkey generateEC(EllipticCurve curve) {
     return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", groupName(curve)), "generate an EC key"));
 }
 
+Pkey checkedPair(Pkey key) {
+    const ErrorScope scope;
+    const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
+    check(EVP_PKEY_pairwise_check(context.get()), mismatch);
+    return key;
+}
+
 Pkey copyOf(EVP_PKEY* key) {
     const ErrorScope scope;
     return Pkey(check(EVP_PKEY_dup(key), "copy a key"));
-}
-
-LoadedKey load(ByteView encoded) {
-    const ErrorScope scope;
-    for (const bool isPrivate : {true, false}) {
-        auto key = decoded(encoded, isPrivate ? EVP_PKEY_KEYPAIR : EVP_PKEY_PUBLIC_KEY);
-        if (key) return {isPrivate ? checkedPair(std::move(key)) : std::move(key), isPrivate};
-    }
-    throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
 }  // namespace Platform::Crypto

@@ -1,4 +1,4 @@
-// RSA and EC keys between numbers, DER and PEM text, and OpenSSL's own form.
+// RSA and EC keys between numbers and OpenSSL's own form.
 #pragma once
 
 #include "torvane/platform/bytes.hpp"
@@ -17,22 +17,21 @@ Pkey publicKey(const PublicComponents& components);
 Pkey privateKey(const RSAPrivateComponents& components);
 Pkey privateKey(const ECPrivateComponents& components);
 
+/// Says which keys there are.
+SecurityError unsupportedKey();
+
 /// @throws SecurityError for another kind of key, or a curve other than those of EllipticCurve.
 PublicComponents publicComponents(const EVP_PKEY* key);
 
 Pkey generateRSA(std::size_t modulusBits);
 Pkey generateEC(EllipticCurve curve);
 
+/// The key, if its private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times the
+/// generator. A key that mixes two pairs would sign with one and be verified with the other.
+/// @throws SecurityError
+Pkey checkedPair(Pkey key);
+
 /// The same numbers in a key of their own, with nothing of what OpenSSL has worked out from them.
 Pkey copyOf(EVP_PKEY* key);
-
-struct LoadedKey {
-    Pkey key;
-    bool isPrivate;
-};
-
-/// Reads one key from unencrypted PEM or DER: PKCS #8, PKCS #1, SEC 1 or SubjectPublicKeyInfo.
-/// @throws SecurityError when there is none, or when a private key's numbers don't belong together.
-LoadedKey load(ByteView encoded);
 
 }  // namespace Platform::Crypto

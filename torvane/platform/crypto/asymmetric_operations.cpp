@@ -116,6 +116,24 @@ std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteVi
     return plaintext;
 }
 
+std::optional<SecretBuffer> decodeOaep(HashFunction hash, ByteView encoded) {
+    const ErrorScope scope;
+    SecretBuffer plaintext(encoded.size());
+    const auto size = static_cast<int>(encoded.size());
+    // Deprecated, and without a successor: EVP decodes only what it has decrypted itself.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    const int length = RSA_padding_check_PKCS1_OAEP_mgf1(plaintext.data(), size, encoded.data(), size, size, nullptr, 0,
+                                                         evpDigest(hash), evpDigest(hash));
+#pragma GCC diagnostic pop
+    if (length < 0) {
+        if (scope.ranOutOfMemory()) fail("decrypt");
+        return std::nullopt;
+    }
+    plaintext.resize(bytes(length));
+    return plaintext;
+}
+
 SecretBuffer agree(EVP_PKEY* key, EVP_PKEY* peer) {
     const ErrorScope scope;
     const auto context = newContext(key);

@@ -22,6 +22,10 @@ ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext);
 /// Nothing when the ciphertext is not one for this key.
 std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteView ciphertext);
 
+/// What RSAES-OAEP leaves when the RSA operation has been undone (RFC 8017, section 7.1.2, step 3): as long as the
+/// modulus. Nothing when it is not so padded; takes the same time either way.
+std::optional<SecretBuffer> decodeOaep(HashFunction hash, ByteView encoded);
+
 /// The ECDH shared secret: the x coordinate, as long as the curve's coordinates.
 SecretBuffer agree(EVP_PKEY* key, EVP_PKEY* peer);
 

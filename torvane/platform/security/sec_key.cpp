@@ -49,17 +49,20 @@ SecretBuffer StoreKey::agree(const SecKey&) const {
 
 struct SecKey::State {
     PublicComponents components;
+    KeyName name;
     // Shared by the two halves of a pair: built once from the numbers.
     std::shared_ptr<EVP_PKEY> publicKey;
     // Null for a public key.
     std::shared_ptr<const StoreKey> storeKey;
 
-    State(PublicComponents numbers, std::shared_ptr<const StoreKey> store)
+    State(PublicComponents numbers, KeyName keyName, std::shared_ptr<const StoreKey> store)
         : components(normalized(std::move(numbers))),
+          name(std::move(keyName)),
           publicKey(Crypto::publicKey(components)),
           storeKey(std::move(store)) {}
 
-    State(const State& pair, std::nullptr_t) : components(pair.components), publicKey(pair.publicKey) {}
+    State(const State& pair, std::nullptr_t)
+        : components(pair.components), name(pair.name), publicKey(pair.publicKey) {}
 
     const StoreKey& privateKey() const {
         if (!storeKey) throw SecurityError("This operation needs a private key.");
@@ -67,11 +70,13 @@ struct SecKey::State {
     }
 };
 
-SecKey::SecKey(PublicComponents components) : state_(std::make_shared<const State>(std::move(components), nullptr)) {}
+SecKey::SecKey(PublicComponents components, KeyName name)
+    : state_(std::make_shared<const State>(std::move(components), std::move(name), nullptr)) {}
 
 SecKey::SecKey(std::shared_ptr<const StoreKey> storeKey) {
     auto components = storeKey->publicComponents();
-    state_ = std::make_shared<const State>(std::move(components), std::move(storeKey));
+    auto name = storeKey->name();
+    state_ = std::make_shared<const State>(std::move(components), std::move(name), std::move(storeKey));
 }
 
 SecKey::SecKey(std::shared_ptr<const State> state) noexcept : state_(std::move(state)) {}
@@ -82,6 +87,10 @@ bool SecKey::isPublicKey() const noexcept {
 
 const PublicComponents& SecKey::publicComponents() const noexcept {
     return state_->components;
+}
+
+const KeyName& SecKey::name() const noexcept {
+    return state_->name;
 }
 
 std::optional<EllipticCurve> SecKey::curve() const noexcept {

@@ -33,6 +33,9 @@ class TORVANE_EXPORT StoreKey {
     /// when a SecKey is made.
     virtual PublicComponents publicComponents() const = 0;
 
+    /// What the key is called in its store, where it has a name there. Asked for once, when a SecKey is made.
+    virtual KeyName name() const { return {}; }
+
     /// Signs a digest of digestSize(hash) bytes. An RSA signature is as long as the modulus; an ECDSA
     /// signature is r and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
     virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
@@ -50,7 +53,7 @@ class TORVANE_EXPORT SecKey {
   public:
     /// A public key from its numbers; leading zero bytes of an RSA number are dropped.
     /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong size.
-    explicit SecKey(PublicComponents components);
+    explicit SecKey(PublicComponents components, KeyName name = {});
 
     /// A private key in a store.
     /// @throws SecurityError as above for the store's public numbers, and whatever the store throws.
@@ -58,6 +61,8 @@ class TORVANE_EXPORT SecKey {
 
     bool isPublicKey() const noexcept;
     const PublicComponents& publicComponents() const noexcept;
+    /// What the key is called in its store; empty where it has no name.
+    const KeyName& name() const noexcept;
     /// The curve, or nothing for an RSA key.
     std::optional<EllipticCurve> curve() const noexcept;
 

@@ -1,11 +1,13 @@
 #include "torvane/platform/security/software_key_store.hpp"
 
 #include <atomic>
+#include <string>
 #include <type_traits>
 #include <utility>
 
 #include "torvane/platform/crypto/asymmetric_key.hpp"
 #include "torvane/platform/crypto/asymmetric_operations.hpp"
+#include "torvane/platform/crypto/key_text.hpp"
 #include "torvane/platform/security/sec_key_access.hpp"
 
 namespace Platform {
@@ -13,7 +15,9 @@ namespace {
 
 class SoftwareKey final : public StoreKey {
   public:
-    explicit SoftwareKey(Crypto::Pkey key) noexcept : key_(std::move(key)) {}
+    SoftwareKey(Crypto::Pkey key, KeyName name) noexcept : key_(std::move(key)), name_(std::move(name)) {}
+
+    KeyName name() const override { return name_; }
 
     PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
 
@@ -48,27 +52,66 @@ class SoftwareKey final : public StoreKey {
     }
 
     Crypto::Pkey key_;
+    KeyName name_;
     mutable std::atomic<bool> hasFailed_ = false;
 };
 
-SecKey held(Crypto::Pkey key) {
-    return SecKey(std::make_shared<const SoftwareKey>(std::move(key)));
+SecKey held(Crypto::Pkey key, KeyName name = {}) {
+    return SecKey(std::make_shared<const SoftwareKey>(std::move(key), std::move(name)));
+}
+
+SecKey checkedAndHeld(Crypto::Pkey key) {
+    return held(Crypto::checkedPair(std::move(key)));
+}
+
+SecKey publicHalf(const Crypto::Pkey& key) {
+    return SecKey(Crypto::publicComponents(key.get()));
+}
+
+std::string counted(std::size_t count, const char* noun) {
+    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+[[noreturn]] void refuse(const Crypto::KeysRead& keys, KeyHalf half, std::string_view origin) {
+    const std::string where(origin);
+    if (keys.remainsEncrypted) {
+        throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where + "."
+                                                            : "A passphrase is needed for " + where + ".");
+    }
+    throw KeyStoreError::keyNotFound(std::string("One ") + (half == KeyHalf::privateHalf ? "private" : "public") +
+                                     " key was looked for in " + where + "; there are " +
+                                     counted(keys.privateKeys.size(), "private key") + ", " +
+                                     counted(keys.publicKeys.size(), "public key") + " and " +
+                                     counted(keys.certifiedKeys.size(), "certificate") + ".");
 }
 
 }  // namespace
 
-SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits) {
-    return held(Crypto::generateRSA(modulusBits));
+SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
+    return held(Crypto::generateRSA(modulusBits), std::move(name));
 }
 
-SecKey SoftwareKeyStore::generateEC(EllipticCurve curve) {
-    return held(Crypto::generateEC(curve));
+SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
+    return held(Crypto::generateEC(curve), std::move(name));
 }
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
-    auto loaded = Crypto::load(encoded);
-    if (loaded.isPrivate) return held(std::move(loaded.key));
-    return SecKey(Crypto::publicComponents(loaded.key.get()));
+    auto keys = Crypto::readKeys(encoded, nullptr, {});
+    if (!keys.privateKeys.empty()) return checkedAndHeld(std::move(keys.privateKeys.front()));
+    if (!keys.publicKeys.empty()) return publicHalf(keys.publicKeys.front());
+    throw SecurityError("No unencrypted key was found in the PEM or DER text.");
+}
+
+SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
+    auto keys = Crypto::readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
+    if (half == KeyHalf::privateHalf) {
+        if (keys.privateKeys.size() == 1) return checkedAndHeld(std::move(keys.privateKeys.front()));
+    } else {
+        if (keys.publicKeys.size() == 1) return publicHalf(keys.publicKeys.front());
+        if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return publicHalf(keys.certifiedKeys.front());
+        if (keys.publicKeys.empty() && keys.privateKeys.size() == 1) return publicHalf(keys.privateKeys.front());
+    }
+    refuse(keys, half, origin);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {

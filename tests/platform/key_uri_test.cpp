@@ -1,0 +1,116 @@
+#include "torvane/platform/security/key_uri.hpp"
+
+#include <sys/stat.h>
+
+#include "tests/testing/temporary_folder.hpp"
+#include "tests/testing/testing.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Platform;
+using namespace Testing;
+using enum KeyHalf;
+
+SecretBuffer secret(std::string_view text) {
+    const auto bytes = asBytes(text);
+    return {bytes.begin(), bytes.end()};
+}
+
+// What "FILE" stands for in a row of the table.
+std::string filledIn(std::string text, const std::string& path) {
+    const auto position = text.find("FILE");
+    const auto quoted = debugQuoted(debugQuoted(path));
+    return position == text.npos ? text : text.replace(position, 4, quoted.substr(1, quoted.size() - 2));
+}
+
+TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
+    const TemporaryFolder folder;
+    forEachRow("key_files.json", "files", 26, [&](const json& row) {
+        const auto path = folder.write("key file.bin", fromBase64(row[1]));
+        std::vector<std::string> askedFor;
+        const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
+            askedFor.emplace_back(whose);
+            return row[2].is_null() ? std::nullopt : std::optional(secret(row[2].get<std::string>()));
+        };
+        for (const auto half : {privateHalf, publicHalf}) {
+            const std::string expected = row[half == privateHalf ? 3 : 4];
+            std::optional<SecKey> key;
+            const auto thrown = THROWN_BY(key = openKey(path, half, source));
+            EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(expected, path));
+            if (!key) continue;
+            EXPECT_EQ(key->isPublicKey(), half == publicHalf);
+            EXPECT_EQ(key->publicComponents(), publicKey(ecP256).publicComponents());
+        }
+        EXPECT_LE(askedFor.size(), 2U) << "once for each opening";
+        for (const auto& whose : askedFor) EXPECT_EQ(whose, "the passphrase of " + debugQuoted(path));
+    });
+}
+
+TEST(KeyFile, WithoutASourceAnEncryptedKeyIsRefusedAndWhatASourceThrowsIsPassedOn) {
+    const TemporaryFolder folder;
+    const auto path = folder.write("key.pem", fromBase64(readVectors("key_files.json")["files"][1][1]));
+    EXPECT_ERROR(openKey(path, privateHalf),
+                 KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + "."));
+    const SecurityError noTerminal("There is nobody to ask.");
+    EXPECT_ERROR(openKey(path, privateHalf, [&](auto) -> std::optional<SecretBuffer> { throw noTerminal; }),
+                 noTerminal);
+}
+
+TEST(KeyFile, IsFoundByPathOrUriAndRefusedOtherwise) {
+    const TemporaryFolder folder;
+    const auto path = folder.write("a key#1.pem", asBytes(keyText(ecP256, "spki_pem")));
+    const auto encoded = folder / "a%20key%231.pem";
+    for (const auto& uri : {path, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded})
+        EXPECT_EQ(openKey(uri, publicHalf).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
+    for (const std::string uri : {"file:", "file://", "file://elsewhere/key.pem", "file:/a%2", "file:/a%zz",
+                                  "file:/a%00b", "file:/key.pem?x", "file:/key.pem#x"})
+        EXPECT_ERROR(openKey(uri, publicHalf),
+                     KeyStoreError::invalidURI(debugQuoted(uri) + " is not the URI of a file on this machine."));
+    const auto cannotRead = [](const std::string& name, const std::string& why) {
+        return KeyStoreError::unavailable("The file " + debugQuoted(name) + " cannot be read: " + why + ".");
+    };
+    EXPECT_ERROR(openKey(encoded, publicHalf), cannotRead(encoded, "No such file or directory"));
+    EXPECT_ERROR(openKey(folder / "", publicHalf), cannotRead(folder / "", "Is a directory"));
+    const auto large = folder.write("large", ByteBuffer((1 << 20) + 1, '\n'));
+    EXPECT_ERROR(openKey(large, publicHalf), cannotRead(large, "It is longer than 1 MiB"));
+}
+
+TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
+    const TemporaryFolder folder;
+    for (const bool isEncrypted : {true, false}) {
+        const auto path = folder / (isEncrypted ? "encrypted.pem" : "plain.pem");
+        const auto source = [&](std::string_view) {
+            return isEncrypted ? std::optional(secret("open sesame")) : std::nullopt;
+        };
+        const auto key =
+            isEncrypted ? generateECKey("file:" + path, EllipticCurve::P384, source) : generateRSAKey(path, 2048);
+        struct stat status {};
+        ASSERT_EQ(::stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, 0600U);
+        EXPECT_EQ(openKey(path, privateHalf, source).publicComponents(), key.publicComponents());
+        const auto again =
+            KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File exists.");
+        EXPECT_ERROR(generateECKey(path, EllipticCurve::P256, source), again);
+        EXPECT_EQ(openKey(path, privateHalf, source).publicComponents(), key.publicComponents());
+        const auto needed = KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + ".");
+        if (isEncrypted) {
+            EXPECT_ERROR(openKey(path, privateHalf), needed);
+        }
+    }
+    const auto nowhere = folder / "none/key.pem";
+    EXPECT_ERROR(generateECKey(nowhere, EllipticCurve::P256),
+                 KeyStoreError::unavailable("The file " + debugQuoted(nowhere) +
+                                            " cannot be written: No such file or directory."));
+}
+
+TEST(SoftwareKeyStore, KeepsTheNameOfANewKeyOnBothHalves) {
+    const KeyName name{"sign-2026", {1, 2}};
+    for (const auto& key :
+         {SoftwareKeyStore::generateRSA(2048, name), SoftwareKeyStore::generateEC(EllipticCurve::P256, name)}) {
+        EXPECT_EQ(key.name(), name);
+        EXPECT_EQ(key.publicKey().name(), name);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+#include "tests/testing/soft_token.hpp"
+
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "torvane/platform/crypto/pkcs11_token.hpp"
+
+#include "tests/testing/keys.hpp"
+
+namespace Testing {
+namespace {
+
+constexpr const char* softHsm = TORVANE_SOFTHSM2_MODULE;
+constexpr const char* remoteDriver = TORVANE_P11_KIT_CLIENT_MODULE;
+
+std::string tokenUri(const std::string& attributes, const char* driver) {
+    return "pkcs11:token=app" + (attributes.empty() ? "" : ";" + attributes) + "?module-path=" + driver;
+}
+
+}  // namespace
+
+Platform::SecretSource answering(const std::string& text) {
+    const auto bytes = Platform::asBytes(text);
+    return [secret = Platform::SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return secret; };
+}
+
+void run(const std::string& command) {
+    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) throw std::runtime_error("This failed: " + command);
+}
+
+SoftToken::SoftToken() {
+    std::filesystem::create_directory(folder_ / "tokens");
+    const auto configuration = "directories.tokendir = " + folder_ / "tokens" + "\nlog.level = ERROR\n";
+    const auto file = folder_.write("softhsm2.conf", Platform::asBytes(configuration));
+    ::setenv("SOFTHSM2_CONF", file.c_str(), 1);
+    run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
+}
+
+std::string SoftToken::uri(const std::string& attributes) const {
+    return tokenUri(attributes, softHsm);
+}
+
+void SoftToken::import(const std::string& kid, const std::string& label, const std::string& id) const {
+    const auto file = folder_.write("import.pem", Platform::asBytes(keyText(kid, "pkcs8_pem")));
+    run("softhsm2-util --import " + file + " --token app --pin 1234 --label " + label + " --id " + id);
+    std::filesystem::remove(file);
+}
+
+std::string SoftToken::driver() const {
+    return softHsm;
+}
+
+std::map<std::string, std::string> SoftToken::protections() const {
+    using namespace Platform::Crypto;
+    std::map<std::string, std::string> protections;
+    Pkcs11Token token(Pkcs11URI(uri()), answering("1234"));
+    token.with(Pkcs11Token::Login::needed, [&](Pkcs11Session& session, unsigned) {
+        Pkcs11Template privateKeys(CKO_PRIVATE_KEY);
+        for (const auto key : session.find(privateKeys)) {
+            const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.attribute(key, type); };
+            auto& words = protections[std::string(Platform::asText(read(CKA_LABEL).value()))];
+            words = read(CKA_EXTRACTABLE).value().front() == CK_FALSE ? "not extractable" : "extractable";
+            words += read(CKA_SENSITIVE).value().front() == CK_TRUE ? ", sensitive" : ", not sensitive";
+            if (read(CKA_VALUE) || read(CKA_PRIVATE_EXPONENT)) words += ", readable";
+        }
+    });
+    return protections;
+}
+
+void SoftToken::takeOut() const {
+    std::filesystem::rename(folder_ / "tokens", folder_ / "elsewhere");
+    std::filesystem::create_directory(folder_ / "tokens");
+}
+
+void SoftToken::putBack() const {
+    std::filesystem::remove_all(folder_ / "tokens");
+    std::filesystem::rename(folder_ / "elsewhere", folder_ / "tokens");
+}
+
+TokenServer::TokenServer(const SoftToken& token) : token_(token), socket_(token.folder() / "socket") {
+    ::setenv("XDG_RUNTIME_DIR", (token.folder() / "").c_str(), 1);
+    ::setenv("P11_KIT_SERVER_ADDRESS", ("unix:path=" + socket_).c_str(), 1);
+    start();
+}
+
+TokenServer::~TokenServer() {
+    stop();
+}
+
+std::string TokenServer::uri(const std::string& attributes) {
+    return tokenUri(attributes, remoteDriver);
+}
+
+void TokenServer::start() {
+    process_ = ::fork();
+    if (process_ == 0) {
+        // A group of its own, with the processes that it starts for each connection.
+        ::setpgid(0, 0);
+        static_cast<void>(::freopen("/dev/null", "w", stdout));
+        ::execlp("p11-kit", "p11-kit", "server", "--foreground", "--name", socket_.c_str(), "--provider", softHsm,
+                 "pkcs11:token=app", nullptr);
+        ::_exit(127);
+    }
+    for (int tries = 0; !std::filesystem::exists(socket_); ++tries) {
+        if (tries == 1000) throw std::runtime_error("p11-kit server does not start");
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+void TokenServer::stop() {
+    if (process_ == 0) return;
+    ::kill(-process_, SIGKILL);
+    ::waitpid(process_, nullptr, 0);
+    std::filesystem::remove(socket_);
+    process_ = 0;
+}
+
+}  // namespace Testing

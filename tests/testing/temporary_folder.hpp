@@ -1,0 +1,36 @@
+// A folder for one test, gone at its end.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "torvane/platform/bytes.hpp"
+
+namespace Testing {
+
+class TemporaryFolder {
+  public:
+    TemporaryFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "torvane-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+        path_ = pattern;
+    }
+    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+
+    std::string write(const std::string& name, Platform::ByteView content) const {
+        auto path = *this / name;
+        std::ofstream(path, std::ios::binary) << Platform::asText(content);
+        return path;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+}  // namespace Testing

@@ -1,0 +1,131 @@
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/security/pkcs11_key_store.hpp"
+
+#include "tests/testing/soft_token.hpp"
+#include "tests/testing/testing.hpp"
+
+namespace {
+
+using namespace Platform;
+using namespace Testing;
+using enum KeyHalf;
+using enum HashFunction;
+using enum SignatureScheme;
+
+const auto pin = answering("1234");
+const ByteBuffer digest(32, 7);
+
+// Eight threads that use two keys of one store, each as often as asked for.
+template <class OnRound>
+void inEightThreads(int rounds, const OnRound& onRound) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&, i] {
+            for (int round = 0; round < rounds; ++round) onRound(i);
+        });
+    }
+    for (auto& thread : threads) thread.join();
+}
+
+TEST(TokenConcurrency, OneStoreServesEightThreads) {
+    const SoftToken token;
+    token.import(rsaEnc, "decrypt", "01");
+    token.import(ecP256, "sign", "02");
+    std::atomic<int> asked = 0, right = 0;
+    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, pin(whose); });
+    const auto decrypting = store.key({"decrypt", {}}, privateHalf), signing = store.key({"sign", {}}, privateHalf);
+    const auto ciphertext = decrypting.encrypt(SHA256, digest);
+    inEightThreads(5, [&](int) {
+        if (signing.verify(ECDSA, SHA256, digest, signing.sign(ECDSA, SHA256, digest))) ++right;
+        if (asText(decrypting.decrypt(SHA256, ciphertext).value()) == asText(digest)) ++right;
+        if (store.key({"sign", {}}, publicHalf).publicComponents() == signing.publicComponents()) ++right;
+    });
+    EXPECT_EQ(right, 8 * 5 * 3);
+    EXPECT_EQ(asked, 1);
+}
+
+TEST(TokenConcurrency, ATokenPulledOutInMidRunIsATypedErrorForAllAndThenWorksOn) {
+    const SoftToken token;
+    token.import(rsaSig, "sign", "01");
+    const Pkcs11KeyStore store(token.uri(), pin);
+    const auto key = store.key({"sign", {}}, privateHalf);
+    std::atomic<int> signatures = 0, refusals = 0, others = 0;
+    std::atomic<bool> isOver = false;
+    std::thread remover([&] {
+        const auto until = [&](std::atomic<int>& count, int least) {
+            while (count < least) std::this_thread::yield();
+        };
+        until(signatures, 20);
+        token.takeOut();
+        until(refusals, 20);
+        token.putBack();
+        until(signatures, signatures + 20);
+        isOver = true;
+    });
+    inEightThreads(1, [&](int) {
+        while (!isOver) {
+            try {
+                if (key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest))) ++signatures;
+            } catch (const KeyStoreError& error) {
+                ++(error.errorCase() == KeyStoreError::Case::unavailable ? refusals : others);
+            }
+        }
+    });
+    remover.join();
+    EXPECT_EQ(others, 0);
+    EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
+}
+
+TEST(LostToken, IsNamedInTheErrorAndAnotherKeyOfItsNameIsNotUsed) {
+    const SoftToken token;
+    token.import(ecP256, "sign", "01");
+    const Pkcs11KeyStore store(token.uri(), pin);
+    const auto key = store.key({"sign", {}}, privateHalf);
+    token.takeOut();
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_ERROR(
+            key.sign(ECDSA, SHA256, digest),
+            KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app\"; these fit: none; these "
+                                       "do not: none."));
+    }
+    token.putBack();
+    EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
+
+    token.takeOut();
+    run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
+    const auto missing = KeyStoreError::keyNotFound(
+        R"(One private key ("sign", id 01) was looked for in the token "app"; there are: none.)");
+    EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), missing);
+    token.import(ecEncP256, "sign", "01");
+    EXPECT_ERROR(
+        key.sign(ECDSA, SHA256, digest),
+        KeyStoreError::keyNotFound("Another key is now in the token \"app\" under the name of the one that was "
+                                   "opened."));
+    token.putBack();
+    EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
+}
+
+TEST(LostToken, BehindASocketThatCloses) {
+    ::signal(SIGPIPE, SIG_IGN);
+    const SoftToken token;
+    token.import(rsaEnc, "decrypt", "01");
+    TokenServer server(token);
+    const auto key = openKey(TokenServer::uri("object=decrypt"), privateHalf, pin);
+    const auto ciphertext = key.encrypt(SHA256, digest);
+    EXPECT_TRUE(key.decrypt(SHA256, ciphertext));
+    server.stop();
+    for (int call = 0; call < 2; ++call) {
+        EXPECT_ERROR(
+            key.decrypt(SHA256, ciphertext),
+            KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app;object=decrypt\"; these "
+                                       "fit: none; these do not: none."));
+    }
+    server.start();
+    EXPECT_EQ(asText(key.decrypt(SHA256, ciphertext).value()), asText(digest));
+}
+
+}  // namespace

@@ -1,0 +1,240 @@
+#include "torvane/platform/security/pkcs11_key_store.hpp"
+
+#include "torvane/platform/security/key_uri.hpp"
+
+#include "tests/testing/soft_token.hpp"
+#include "tests/testing/testing.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Platform;
+using namespace Testing;
+using enum KeyHalf;
+using enum HashFunction;
+using enum SignatureScheme;
+
+const auto pin = answering("1234");
+
+Pkcs11KeyStore storeOf(const SoftToken& token) {
+    return Pkcs11KeyStore(token.uri(), pin);
+}
+
+TEST(TokenKey, OfEverySizeSignsAndDecryptsAsASoftwareKeyDoes) {
+    const SoftToken token;
+    const auto store = storeOf(token);
+    for (const std::size_t bits : {2048, 3072}) {
+        SCOPED_TRACE(bits);
+        const auto key = store.generateRSA(bits, {"rsa" + std::to_string(bits), {}});
+        EXPECT_EQ(key.signatureSize(), bits / 8);
+        for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
+            const ByteBuffer digest(digestSize(hash), 7);
+            for (const auto scheme : {RSA_PKCS1, RSA_PSS})
+                EXPECT_TRUE(key.verify(scheme, hash, digest, key.sign(scheme, hash, digest)));
+            for (const std::size_t size : {0U, 16U, 64U}) {
+                const ByteBuffer plaintext(size, 9);
+                const auto decrypted = key.decrypt(hash, key.encrypt(hash, plaintext));
+                ASSERT_TRUE(decrypted);
+                EXPECT_EQ(ByteBuffer(decrypted->begin(), decrypted->end()), plaintext);
+            }
+        }
+    }
+    for (const auto& [curve, hash] :
+         {std::pair{EllipticCurve::P256, SHA256}, {EllipticCurve::P384, SHA384}, {EllipticCurve::P521, SHA512}}) {
+        SCOPED_TRACE(digestSize(hash));
+        const auto key = store.generateEC(curve, {"ec" + std::to_string(digestSize(hash)), {}});
+        for (const auto other : {hash, SHA512}) {
+            const ByteBuffer digest(digestSize(other), 7);
+            EXPECT_TRUE(key.verify(ECDSA, other, digest, key.sign(ECDSA, other, digest)));
+        }
+        const auto peer = SoftwareKeyStore::generateEC(curve);
+        EXPECT_EQ(key.agree(peer.publicKey()), peer.agree(key.publicKey()));
+    }
+}
+
+TEST(TokenKey, GivesNothingForWhatIsNoCiphertextOfItsOwn) {
+    const SoftToken token;
+    const auto key = storeOf(token).generateRSA(2048, {"decrypt", {}});
+    const auto& modulus = std::get<RSAPublicComponents>(key.publicComponents()).modulus;
+    const ByteBuffer plaintext(32, 9);
+    for (const auto hash : {SHA1, SHA256}) {
+        const auto good = key.encrypt(hash, plaintext);
+        auto flipped = good;
+        flipped.back() ^= 1;
+        const auto longer = [&](ByteBuffer bytes) { return bytes.insert(bytes.begin(), 0), bytes; };
+        const ByteBuffer shorter(good.begin() + 1, good.end()), zero(256);
+        auto one = zero;
+        one.back() = 1;
+        for (const auto& bad :
+             {flipped, longer(good), shorter, zero, one, modulus, ByteBuffer(256, 0xff), ByteBuffer()})
+            EXPECT_EQ(key.decrypt(hash, bad), std::nullopt);
+        EXPECT_EQ(key.decrypt(hash == SHA1 ? SHA256 : SHA1, good), std::nullopt);
+        EXPECT_TRUE(key.decrypt(hash, good)) << "after so many failures";
+    }
+}
+
+JsonWebKey wrapped(const SecKey& key, KeyClass half, JWKUse use) {
+    const auto type = key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
+    return {half == KeyClass::publicKey ? key.publicKey() : key, half, type, use, key.name().label};
+}
+
+TEST(TokenKey, ServesAMessageBothWaysAndItsPublicJwkIsThatOfTheSameKeyOutside) {
+    const SoftToken token;
+    token.import(rsaSig, rsaSig, "01");
+    token.import(rsaEnc, rsaEnc, "02");
+    const auto store = storeOf(token);
+    const auto jwk = [&](const std::string& kid, KeyClass half, JWKUse use) {
+        return wrapped(store.key({kid, {}}, privateHalf), half, use);
+    };
+    const JsonWebKeySet ours{jwk(rsaSig, KeyClass::privateKey, JWK_SIG), jwk(rsaEnc, KeyClass::privateKey, JWK_ENC)};
+    const JsonWebKeySet published{jwk(rsaSig, KeyClass::publicKey, JWK_SIG), jwk(rsaEnc, KeyClass::publicKey, JWK_ENC)};
+    EXPECT_EQ(json::parse(published.encodeToString()),
+              json::parse(JsonWebKeySet{publicJwk(rsaSig, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)}.encodeToString()));
+
+    const auto helper =
+        JOSEHelper::Builder().setSenderJwkSet(ours, rsaSig).setRecipientJwkSet(published, rsaEnc).create();
+    const auto outside = JOSEHelper::Builder()
+                             .setSenderJwkSet({privateJwk(rsaSig, JWK_SIG), privateJwk(rsaEnc, JWK_ENC)}, rsaSig)
+                             .setRecipientJwkSet({publicJwk(rsaSig, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)}, rsaEnc)
+                             .create();
+    const auto message = bytesOf("from a token");
+    EXPECT_EQ(outside.decodeMessage(helper.encodeMessage(message)), message);
+    EXPECT_EQ(helper.decodeMessage(outside.encodeMessage(message)), message);
+
+    const auto agreeing = store.generateEC(EllipticCurve::P384, {"agree", {}});
+    for (const auto* algorithm : {"ECDH-ES", "ECDH-ES+A256KW"}) {
+        const JWEEncrypter encrypter(algorithm, "A256GCM", agreeing.publicKey(), std::nullopt);
+        const JWEDecrypter decrypter(algorithm, "A256GCM", agreeing);
+        EXPECT_EQ(decrypter.decryptJWE(encrypter.encryptJWT(message)), message);
+    }
+}
+
+TEST(TokenKey, IsFoundByLabelIdOrBothInEitherHalf) {
+    const SoftToken token;
+    token.import(rsaSig, "sign", "0a01");
+    token.import(ecP256, "sign2", "0a02");
+    const auto expected = publicKey(ecP256).publicComponents();
+    for (const auto* name : {"object=sign2", "id=%0A%02", "object=sign2;id=%0A%02", "object=sign2;type=private"}) {
+        for (const auto half : {privateHalf, publicHalf}) {
+            const auto key = openKey(token.uri(name), half, pin);
+            EXPECT_EQ(key.publicComponents(), expected) << name;
+            EXPECT_EQ(key.isPublicKey(), half == publicHalf);
+            EXPECT_EQ(key.name(), (KeyName{"sign2", {0x0a, 0x02}}));
+        }
+    }
+    EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), publicHalf).publicComponents(), expected) << "needs no PIN";
+}
+
+TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {
+    const SoftToken token;
+    token.import(ecP256, "sign", "01");
+    for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
+        EXPECT_EQ(openKey(uri, privateHalf, pin).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
+    EXPECT_ERROR(
+        openKey("pkcs11:token=app?module-name=none", publicHalf),
+        KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app\"; these fit: none; these do "
+                                   "not: none."));
+}
+
+TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
+    const SoftToken token;
+    token.import(rsaSig, "sign", "0a01");
+    token.import(ecP256, "sign", "0a02");
+    const auto driver = "?module-path=" + token.driver();
+    const std::string all = R"("sign", id 0a01; "sign", id 0a02.)";
+    const auto notThere =
+        "couldn't load module: /nowhere/driver.so: /nowhere/driver.so: cannot open shared object file: No such file or "
+        "directory.";
+    const struct {
+        std::string uri;
+        KeyHalf half;
+        KeyStoreError error;
+    } cases[] = {
+        {"pkcs11:token=app;object=none" + driver, privateHalf,
+         KeyStoreError::keyNotFound(R"(One private key ("none") was looked for in the token "app"; there are: )" +
+                                    all)},
+        {"pkcs11:token=app;object=sign;id=%0b" + driver, publicHalf,
+         KeyStoreError::keyNotFound(
+             R"(One private key ("sign", id 0b) was looked for in the token "app"; there are: )" + all)},
+        {"pkcs11:token=app;object=sign" + driver, privateHalf,
+         KeyStoreError::keyNotFound(R"(One private key ("sign") was looked for in the token "app"; these fit: )" +
+                                    all)},
+        {"pkcs11:token=app" + driver, publicHalf,
+         KeyStoreError::keyNotFound(R"(One public key (any name) was looked for in the token "app"; these fit: )" +
+                                    all)},
+        {"pkcs11:token=app;id=%0a%01;type=public" + driver, privateHalf,
+         KeyStoreError::invalidURI(R"("pkcs11:token=app;id=%0a%01;type=public" names no private key.)")},
+        {"pkcs11:token=app;type=secret-key" + driver, publicHalf,
+         KeyStoreError::invalidURI(R"("pkcs11:token=app;type=secret-key" names no public key.)")},
+        {"pkcs11:token=other" + driver + "&pin-value=1234", privateHalf,
+         KeyStoreError::unavailable(
+             R"(One token was looked for with "pkcs11:token=other"; these fit: none; these do not: "app".)")},
+        {"pkcs11:token=app?module-path=/nowhere/driver.so", privateHalf,
+         KeyStoreError::unavailable(R"(The PKCS #11 driver "/nowhere/driver.so" cannot be loaded: )" +
+                                    std::string(notThere))},
+        {"pkcs11:token=%zz?pin-value=1234", privateHalf,
+         KeyStoreError::invalidURI(R"("pkcs11:token=%zz" is not a PKCS #11 URI.)")},
+        {"pkcs11:token=app;colour=red", privateHalf,
+         KeyStoreError::invalidURI(R"("pkcs11:token=app;colour=red" has an attribute that is not known.)")},
+        {"pkcs11:token=other;pin-value=1234" + driver, privateHalf,
+         KeyStoreError::unavailable(
+             R"(One token was looked for with "pkcs11:token=other;"; these fit: none; these do not: "app".)")},
+        {"pkcs11:token=app?pin-value=1234&pin-source=file:/pin", privateHalf,
+         KeyStoreError::invalidURI(R"("pkcs11:token=app" has both a pin-source and a pin-value.)")},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.uri);
+        EXPECT_ERROR(openKey(row.uri, row.half, pin), row.error);
+    }
+}
+
+TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndAWrongOneIsAnErrorThatDoesNotLast) {
+    const SoftToken token;
+    token.import(ecP256, "sign", "01");
+    const auto file = token.folder().write("pin", asBytes("1234\n"));
+    const auto sign = [](const SecKey& key) { return key.sign(ECDSA, SHA256, ByteBuffer(32)).size(); };
+    for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file})
+        EXPECT_EQ(sign(openKey(token.uri("object=sign") + query, privateHalf, answering("9999"))), 64U) << query;
+
+    std::vector<std::string> asked;
+    std::optional<std::string> answer;
+    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) -> std::optional<SecretBuffer> {
+        asked.emplace_back(whose);
+        return answer ? answering(*answer)(whose) : std::nullopt;
+    });
+    const auto open = [&] { return store.key({"sign", {}}, privateHalf); };
+    EXPECT_ERROR(open(), KeyStoreError::wrongSecret("A PIN is needed for the token \"app\"."));
+    for (const auto* wrong : {"4321", "12345678", ""}) {
+        answer = wrong;
+        EXPECT_ERROR(open(), KeyStoreError::wrongSecret("The PIN of the token \"app\" is wrong."));
+    }
+    answer = "1234";
+    const auto key = open();
+    EXPECT_EQ(sign(key), 64U);
+    EXPECT_ERROR(store.key({"none", {}}, privateHalf),
+                 KeyStoreError::keyNotFound(R"(One private key ("none") was looked for in the token "app"; there are: )"
+                                            R"("sign", id 01.)"));
+    EXPECT_EQ(sign(key), 64U);
+    EXPECT_EQ(asked, std::vector<std::string>(5, "the PIN of the token \"app\"")) << "once for all that follows";
+}
+
+TEST(Pkcs11KeyStore, MakesKeysThatCannotBeReadAndNeverTwoOfOneName) {
+    const SoftToken token;
+    const auto store = storeOf(token);
+    const auto rsa = store.generateRSA(2048, {"rsa", {1}});
+    const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
+    EXPECT_EQ(ec.name().id.size(), 16U);
+    const auto taken = KeyStoreError::operationFailed("A private key is called so already in the token \"app\".");
+    for (const auto& name : {KeyName{"rsa", {}}, KeyName{"other", {1}}, KeyName{"ec", {2}}})
+        EXPECT_ERROR(store.generateEC(EllipticCurve::P256, name), taken);
+    EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
+                 KeyStoreError::operationFailed("Failed to make a key pair with the token \"app\": Internal error."));
+    const auto made = generateECKey(token.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
+    EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
+
+    token.import(ecP384, "imported", "08");
+    for (const auto* label : {"rsa", "ec", "by-uri", "imported"})
+        EXPECT_EQ(token.protections()[label], "not extractable, sensitive") << label;
+}
+
+}  // namespace

@@ -1,0 +1,33 @@
+// Keys as text: PEM, DER and PKCS #12, whatever a file may hold.
+#pragma once
+
+#include <vector>
+
+#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/crypto/openssl.hpp"
+#include "torvane/platform/primitives.hpp"
+
+namespace Platform::Crypto {
+
+/// All keys of a text, each kind in the order in which they stand there.
+struct KeysRead {
+    std::vector<Pkey> privateKeys;
+    std::vector<Pkey> publicKeys;
+    /// The keys of certificates.
+    std::vector<Pkey> certifiedKeys;
+    /// Whether a passphrase was given, and whether something remains encrypted.
+    bool hadPassphrase = false;
+    bool remainsEncrypted = false;
+
+    bool empty() const noexcept { return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty(); }
+};
+
+/// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. The source
+/// is asked at most once, and may be null. What cannot be read is passed over.
+KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_view whose);
+
+/// PKCS #8 as PEM (RFC 7468, section 10), encrypted where there is a passphrase: AES-256-CBC under a key that PBKDF2
+/// derives with HMAC-SHA-256 (RFC 8018, section 6.2).
+SecretBuffer privateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase);
+
+}  // namespace Platform::Crypto

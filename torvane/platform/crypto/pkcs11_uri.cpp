@@ -1,0 +1,53 @@
+#include "torvane/platform/crypto/pkcs11_uri.hpp"
+
+#include <cstring>
+#include <new>
+
+namespace Platform::Crypto {
+
+Pkcs11URI::Pkcs11URI(std::string_view text) : uri_(p11_kit_uri_new()), path_(text.substr(0, text.find('?'))) {
+    if (!uri_) throw std::bad_alloc();
+    // A PIN that somebody has put into the path is not repeated either.
+    path_.resize(std::min(path_.size(), path_.find("pin-")));
+    const auto refuse = [&](const char* why) { throw KeyStoreError::invalidURI(debugQuoted(path_) + ' ' + why); };
+    if (p11_kit_uri_parse(std::string(text).c_str(), P11_KIT_URI_FOR_ANY, uri_.get()) != P11_KIT_URI_OK) {
+        refuse("is not a PKCS #11 URI.");
+    }
+    if (p11_kit_uri_any_unrecognized(uri_.get()) != 0) refuse("has an attribute that is not known.");
+    if (pinSource() != nullptr && pinValue() != nullptr) refuse("has both a pin-source and a pin-value.");
+}
+
+bool Pkcs11URI::matches(const CK_INFO& driver) const noexcept {
+    return p11_kit_uri_match_module_info(uri_.get(), &driver) == 1;
+}
+
+bool Pkcs11URI::matches(CK_SLOT_ID slot, const CK_SLOT_INFO& info) const noexcept {
+    const auto wanted = p11_kit_uri_get_slot_id(uri_.get());
+    return (wanted == static_cast<CK_SLOT_ID>(-1) || wanted == slot) &&
+           p11_kit_uri_match_slot_info(uri_.get(), &info) == 1;
+}
+
+bool Pkcs11URI::matches(const CK_TOKEN_INFO& token) const noexcept {
+    return p11_kit_uri_match_token_info(uri_.get(), &token) == 1;
+}
+
+ByteView Pkcs11URI::attribute(CK_ATTRIBUTE_TYPE type) const {
+    const auto* attribute = p11_kit_uri_get_attribute(uri_.get(), type);
+    if (attribute == nullptr) return {};
+    return {static_cast<const std::uint8_t*>(attribute->pValue), attribute->ulValueLen};
+}
+
+KeyName Pkcs11URI::keyName() const {
+    const auto id = attribute(CKA_ID);
+    return {std::string(asText(attribute(CKA_LABEL))), ByteBuffer(id.begin(), id.end())};
+}
+
+std::optional<CK_OBJECT_CLASS> Pkcs11URI::type() const {
+    const auto value = attribute(CKA_CLASS);
+    CK_OBJECT_CLASS type{};
+    if (value.size() != sizeof(type)) return std::nullopt;
+    std::memcpy(&type, value.data(), sizeof(type));
+    return type;
+}
+
+}  // namespace Platform::Crypto
