@@ -23,7 +23,7 @@ Pkcs11KeyStore storeOf(const SoftToken& token) {
 TEST(TokenKey, OfEverySizeSignsAndDecryptsAsASoftwareKeyDoes) {
     const SoftToken token;
     const auto store = storeOf(token);
-    for (const std::size_t bits : {2048, 3072}) {
+    for (const std::size_t bits : {2048U, 3072U}) {
         SCOPED_TRACE(bits);
         const auto key = store.generateRSA(bits, {"rsa" + std::to_string(bits), {}});
         EXPECT_EQ(key.signatureSize(), bits / 8);

@@ -1,0 +1,119 @@
+// Where the private numbers are while a process uses its keys: in its own memory, or in the token's.
+#include <csignal>
+#include <cstdio>
+#include <set>
+#include <sstream>
+
+#include "torvane/platform/services/base64.hpp"
+
+#include "tests/testing/soft_token.hpp"
+#include "tests/testing/testing.hpp"
+#include "tests/testing/vectors.hpp"
+
+namespace {
+
+using namespace Testing;
+
+// The program that uses these keys without a pause.
+class KeyUser {
+  public:
+    explicit KeyUser(const std::string& uris) : output_(::popen(("exec " TORVANE_KEY_USER + uris).c_str(), "r")) {
+        if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1) throw std::runtime_error("it has failed");
+    }
+    ~KeyUser() {
+        ::kill(process_, SIGKILL);
+        ::pclose(output_);
+    }
+    KeyUser(const KeyUser&) = delete;
+    KeyUser& operator=(const KeyUser&) = delete;
+
+    // All that the process can write to: heap, stacks, globals.
+    std::vector<std::string> memory() const {
+        const auto folder = "/proc/" + std::to_string(process_);
+        std::ifstream maps(folder + "/maps"), bytes(folder + "/mem", std::ios::binary);
+        std::vector<std::string> blocks;
+        for (std::string line; std::getline(maps, line);) {
+            std::uint64_t begin = 0, end = 0;
+            char access[5] = "";
+            if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, access) != 3 || access[1] != 'w') continue;
+            if (end - begin > std::uint64_t{1} << 30) continue;  // the address sanitizer's shadow
+            std::string block(end - begin, '\0');
+            bytes.clear();
+            bytes.seekg(static_cast<std::streamoff>(begin));
+            if (bytes.read(block.data(), static_cast<std::streamsize>(block.size())))
+                blocks.push_back(std::move(block));
+        }
+        return blocks;
+    }
+
+  private:
+    FILE* output_;
+    int process_ = 0;
+};
+
+using Numbers = std::set<std::string>;
+
+// The numbers of a key that are in a process at one of so many times, as bytes of either order (OpenSSL's limbs are
+// little-endian) or as text. Of the public ones the modulus or x, which is there when the search works.
+Numbers numbersFound(const KeyUser& user, const std::string& kid, int times) {
+    const auto jwk = json::parse(keyText(kid, "jwk_private"));
+    Numbers found;
+    while (times-- > 0) {
+        const auto memory = user.memory();
+        for (const auto* name : {"n", "x", "d", "p", "q", "dp", "dq", "qi"}) {
+            if (!jwk.contains(name) || found.contains(name)) continue;
+            const std::string text = jwk[name];
+            const auto number = fromBase64(text);
+            for (const auto& form :
+                 {std::string(number.begin(), number.end()), std::string(number.rbegin(), number.rend()), text}) {
+                for (const auto& block : memory) {
+                    if (block.find(form) != block.npos) found.insert(name);
+                }
+            }
+        }
+    }
+    return found;
+}
+
+const std::vector<std::string> kids{rsaSig, rsaEnc, ecP256};
+const Numbers allOfRsa{"n", "d", "p", "q", "dp", "dq", "qi"};
+
+TEST(ProcessMemory, HoldsTheNumbersOfAKeyFromAFile) {
+    const TemporaryFolder folder;
+    std::string uris;
+    for (const auto& kid : kids) uris += " " + folder.write(kid, asBytes(keyText(kid, "pkcs8_pem")));
+    const KeyUser user(uris);
+    for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(numbersFound(user, kid, 1), allOfRsa) << kid;
+    EXPECT_EQ(numbersFound(user, ecP256, 1), (Numbers{"x", "d"}));
+}
+
+// The keys, not extractable, in a token with URIs that the function makes of the attributes of each.
+template <class Uri>
+std::string importedInto(const SoftToken& token, const Uri& uri) {
+    std::string uris;
+    for (std::size_t i = 0; i < kids.size(); ++i) {
+        token.import(kids[i], kids[i], "0" + std::to_string(i));
+        uris += " '" + uri("object=" + kids[i]) + "&pin-value=1234'";
+        EXPECT_EQ(token.protections()[kids[i]], "not extractable, sensitive");
+    }
+    return uris;
+}
+
+TEST(ProcessMemory, HoldsNoNumberOfAKeyInATokenAtAnyTime) {
+    const SoftToken token;
+    const auto uris = importedInto(token, TokenServer::uri);
+    const TokenServer server(token);
+    const KeyUser user(uris);
+    for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(numbersFound(user, kid, 20), Numbers{"n"}) << kid;
+    EXPECT_EQ(numbersFound(user, ecP256, 20), Numbers{"x"});
+}
+
+TEST(ProcessMemory, HoldsThemForMomentsWhereTheDriverIsTheTokenItself) {
+    const SoftToken token;
+    const KeyUser user(importedInto(token, [&](const std::string& attributes) { return token.uri(attributes); }));
+    Numbers found;
+    for (int tries = 0; tries < 1000 && found != allOfRsa; ++tries) found.merge(numbersFound(user, rsaSig, 1));
+    EXPECT_EQ(found, allOfRsa);
+}
+
+}  // namespace
