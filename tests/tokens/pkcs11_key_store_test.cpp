@@ -1,5 +1,6 @@
 #include "torvane/platform/security/pkcs11_key_store.hpp"
 
+#include "torvane/platform/crypto/pkcs11_token.hpp"
 #include "torvane/platform/security/key_uri.hpp"
 
 #include "tests/testing/soft_token.hpp"
@@ -123,6 +124,41 @@ TEST(TokenKey, IsFoundByLabelIdOrBothInEitherHalf) {
         }
     }
     EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), publicHalf).publicComponents(), expected) << "needs no PIN";
+}
+
+// As on a signature card: no public key, a certificate, and a private key that asks for the PIN each time.
+TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo) {
+    using namespace Platform::Crypto;
+    const SoftToken token;
+    const KeyName name{"card", {1}};
+    const auto curve = fromHex("06082a8648ce3d030107"),
+               scalar = fromBase64(json::parse(keyText(ecP256, "jwk_private"))["d"]);
+    const auto certificate = fromBase64(readVectors("key_files.json")["files"][18][1]);
+    Pkcs11Template key(CKO_PRIVATE_KEY, name), beside(CKO_CERTIFICATE, name);
+    key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_VALUE, scalar);
+    key.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN, CKA_ALWAYS_AUTHENTICATE}).setFalse({CKA_EXTRACTABLE});
+    beside.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509}).add(CKA_SUBJECT, asBytes("app")).add(CKA_VALUE, certificate);
+    beside.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
+    Pkcs11Token(Pkcs11URI(token.uri()), pin).withWritable([&](Pkcs11Session& session, unsigned) {
+        CK_OBJECT_HANDLE made{};
+        for (auto* object : {&key, &beside})
+            session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object->data(), object->size(), &made);
+    });
+
+    int asked = 0;
+    std::string answer = "1234";
+    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
+    EXPECT_EQ(store.key(name, publicHalf).publicComponents(), publicKey(ecP256).publicComponents());
+    const auto card = store.key(name, privateHalf);
+    const ByteBuffer digest(32, 7);
+    for (int signature = 0; signature < 2; ++signature)
+        EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
+    EXPECT_EQ(asked, 3);
+    answer = "4321";
+    EXPECT_ERROR(card.sign(ECDSA, SHA256, digest),
+                 KeyStoreError::wrongSecret("The PIN of the token \"app\" is wrong."));
+    answer = "1234";
+    EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }
 
 TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {
