@@ -1,11 +1,12 @@
 #!/bin/sh
-# Builds and tests everything: optimised with GCC and against other implementations, then under the sanitizers with
-# Clang. Needs a Debian 12 and nothing else. `test.sh release` (or debug, asan, tsan) runs one preset only.
+# Builds and tests everything: optimised with GCC and against other implementations, without what is optional, then under
+# the sanitizers with Clang. Needs a Debian 12 and nothing else. `test.sh release` (or debug, minimal, asan, tsan) runs
+# one preset only.
 set -eu
 cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh
-for preset in ${*:-release asan tsan}; do
+for preset in ${*:-release minimal asan tsan}; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"

@@ -34,7 +34,7 @@ for file in $files; do
         fi
     done
     case $file in torvane/platform/*.cpp | torvane/platform/crypto/*) continue ;; esac
-    if grep -HnE '^#include <(openssl|nlohmann|secp256k1)' "$file" >&2; then bad=1; fi
+    if grep -HnE '^#include <(openssl|nlohmann|secp256k1|p11-kit)' "$file" >&2; then bad=1; fi
     if grep -HnE '^#include "torvane/platform/crypto/' "$file" >&2; then
         case $file in *_access.hpp) ;; *) bad=1 ;; esac
     fi
