@@ -14,6 +14,8 @@
 #include "torvane/messaging/jose_helper.hpp"
 #include "torvane/messaging/request_containers.hpp"
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/security/pkcs11_key_store.hpp"
 #include "torvane/platform/security/software_key_store.hpp"
 #include "torvane/platform/services/json_serialization.hpp"
 #include "torvane/platform/zennet/secp256k1_utils.hpp"

@@ -2,9 +2,11 @@
 #include "torvane/platform/crypto/key_derivation.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/security/key_uri.hpp"
 
 #include "tests/harness/heap.hpp"
 #include "tests/testing/forge.hpp"
+#include "tests/testing/temporary_folder.hpp"
 #include "tests/testing/vector_cases.hpp"
 
 namespace {
@@ -134,6 +136,41 @@ TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsRead) {
             },
             read);
     }
+}
+
+TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
+    const TemporaryFolder folder;
+    const auto files = readVectors("key_files.json")["files"];
+    const std::string passphrase = files[1][2];
+    const auto source = [&](std::string_view) {
+        return std::optional(Platform::SecretBuffer(passphrase.begin(), passphrase.end()));
+    };
+    const auto passphraseHalves = [&] {
+        Secrets halves;
+        addHalves(halves, asBytes(passphrase));
+        return halves;
+    };
+    for (const auto row : {0, 1, 4, 7, 10, 13}) {
+        const auto path = folder.write("key", fromBase64(files[row][1]));
+        const auto open = [&] { Platform::openKey(path, Platform::KeyHalf::privateHalf, source); };
+        expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);
+        // OpenSSL's decoders leave the numbers behind.
+        expectNothingLeft(
+            files[row][0], {library}, [] { return secretsOf(ecP256); }, open);
+    }
+    const auto made = folder / "made.pem";
+    const auto make = [&] {
+        std::filesystem::remove(made);
+        Platform::generateECKey(made, Platform::EllipticCurve::P256);
+    };
+    const auto writtenHalves = [&] {
+        std::ostringstream text;
+        text << std::ifstream(made).rdbuf();
+        Secrets halves;
+        addHalves(halves, asBytes(text.str().substr(30, 100)));
+        return halves;
+    };
+    expectNothingLeft("made", everywhere, writtenHalves, make);
 }
 
 TEST(FreedMemory, HoldsNothingOfAKeyAgreementAfterDecryption) {

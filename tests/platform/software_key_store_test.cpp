@@ -46,7 +46,11 @@ TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
     const SecurityError otherCurve("Key agreement needs two EC keys on one curve.");
     const auto rsa = SoftwareKeyStore::generateRSA();
     const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256), p384 = privateKey(ecP384);
+    const SecurityError otherDigest(
+        "An EC key signs with ECDSA, an RSA key with RSA, and a digest as long as the hash makes it.");
     for (const auto& key : {rsa, p256}) {
+        EXPECT_ERROR(key.sign(key.curve() ? RSA_PSS : ECDSA, SHA256, digest), otherDigest);
+        EXPECT_ERROR(key.sign(key.curve() ? ECDSA : RSA_PSS, SHA384, digest), otherDigest);
         const auto scheme = key.curve() ? ECDSA : RSA_PSS;
         EXPECT_TRUE(key.publicKey().verify(scheme, SHA256, digest, key.sign(scheme, SHA256, digest)));
         EXPECT_ERROR(key.publicKey().sign(scheme, SHA256, digest), needsPrivate);
@@ -56,6 +60,7 @@ TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
     }
     EXPECT_ERROR(p256.publicKey().agree(p256), needsPrivate);
     EXPECT_ERROR(rsa.agree(rsa), otherCurve);
+    EXPECT_ERROR(p256.decrypt(SHA256, ByteBuffer(64)), SecurityError("Decryption needs an RSA key."));
     EXPECT_ERROR(p256.encrypt(SHA256, digest), SecurityError("Failed to set up encryption."));
     for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
         const SecretBuffer longest(256 - 2 * digestSize(hash) - 2, 7);
@@ -85,7 +90,8 @@ TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
             SCOPED_TRACE(kid + " " + std::to_string(answer));
             const auto peer = publicKey(kid);
             const SecKey key(std::make_shared<AnsweringStoreKey>(peer.publicComponents(), ByteBuffer(answer)));
-            EXPECT_REFUSED(key.sign(ECDSA, SHA256, digest), form(answer == size, "signature"));
+            EXPECT_REFUSED(key.sign(key.curve() ? ECDSA : RSA_PKCS1, SHA256, digest),
+                           form(answer == size, "signature"));
             if (!key.curve()) continue;
             EXPECT_REFUSED(key.agree(peer), form(answer == size / 2, "shared secret"));
         }

@@ -83,10 +83,9 @@ class TokenKey final : public StoreKey {
     }
 
     std::optional<SecretBuffer> decrypt(HashFunction hash, ByteView ciphertext) const override {
-        const auto* rsa = std::get_if<RSAPublicComponents>(&publicKey_.publicComponents());
-        if (rsa == nullptr) return StoreKey::decrypt(hash, ciphertext);
+        const auto& modulus = std::get<RSAPublicComponents>(publicKey_.publicComponents()).modulus;
         // No token is asked about what cannot be a ciphertext: they differ in what they say to it.
-        if (ciphertext.size() != rsa->modulus.size() || !isBelow(ciphertext, rsa->modulus)) return std::nullopt;
+        if (ciphertext.size() != modulus.size() || !isBelow(ciphertext, modulus)) return std::nullopt;
         return use([&](const Pkcs11Use& with) { return Crypto::decrypt(with, hash, ciphertext); });
     }
 

@@ -108,7 +108,12 @@ SecKey SecKey::publicKey() const {
 }
 
 ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const {
-    auto signature = state_->privateKey().sign(scheme, hash, digest);
+    const auto& key = state_->privateKey();
+    if ((scheme == SignatureScheme::ECDSA) != curve().has_value() || digest.size() != digestSize(hash)) {
+        throw SecurityError(
+            "An EC key signs with ECDSA, an RSA key with RSA, and a digest as long as the hash makes it.");
+    }
+    auto signature = key.sign(scheme, hash, digest);
     if (signature.size() != signatureSize()) {
         throw SecurityError("The key store gave a signature of the wrong length.");
     }
@@ -116,7 +121,9 @@ ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView dige
 }
 
 std::optional<SecretBuffer> SecKey::decrypt(HashFunction oaepHash, ByteView ciphertext) const {
-    return state_->privateKey().decrypt(oaepHash, ciphertext);
+    const auto& key = state_->privateKey();
+    if (curve()) throw SecurityError("Decryption needs an RSA key.");
+    return key.decrypt(oaepHash, ciphertext);
 }
 
 SecretBuffer SecKey::agree(const SecKey& peer) const {

@@ -20,8 +20,9 @@ class SecKey;
 /// A private key in a key store: what it can do, never what it is made of. A store of your own is one class
 /// that derives from this and overrides what its keys can do; every operation not overridden throws SecurityError.
 ///
-/// All operations are const, may be called from several threads at once, and throw SecurityError when the
-/// store cannot answer (a token that is gone, a PIN that is wrong).
+/// All operations are const and may be called from several threads at once. When the store cannot answer they throw a
+/// KeyStoreError: unavailable when the token or service is gone, wrongSecret, notSupported, and so on. Other exceptions
+/// pass as well. docs/key-stores.md is the whole contract.
 class TORVANE_EXPORT StoreKey {
   public:
     StoreKey() = default;
@@ -29,19 +30,20 @@ class TORVANE_EXPORT StoreKey {
     StoreKey(const StoreKey&) = delete;
     StoreKey& operator=(const StoreKey&) = delete;
 
-    /// The numbers of the public half, with or without leading zero bytes in those of RSA. Asked for once,
-    /// when a SecKey is made.
+    /// The numbers of the public half, with or without leading zero bytes in those of RSA. Asked for when a SecKey
+    /// is made.
     virtual PublicComponents publicComponents() const = 0;
 
-    /// What the key is called in its store, where it has a name there. Asked for once, when a SecKey is made.
+    /// What the key is called in its store, where it has a name there. Asked for when a SecKey is made.
     virtual KeyName name() const { return {}; }
 
-    /// Signs a digest of digestSize(hash) bytes. An RSA signature is as long as the modulus; an ECDSA
-    /// signature is r and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
+    /// Signs a digest of digestSize(hash) bytes with a scheme of the key's family. An RSA signature is as long as the
+    /// modulus; an ECDSA signature is r and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
     virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
 
     /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). A
-    /// ciphertext that does not decrypt under this key, of whatever length, gives nothing and does not throw.
+    /// ciphertext that does not decrypt under this key, of whatever length, gives nothing and does not throw: whoever
+    /// could tell why would have a padding oracle.
     virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
 
     /// ECDH with a public key on the same curve: the x coordinate of the shared point, coordinateSize(curve)
@@ -72,8 +74,8 @@ class TORVANE_EXPORT SecKey {
     /// The public half; of a public key, itself.
     SecKey publicKey() const;
 
-    // Private operations: as those of StoreKey, and SecurityError on a public key or when a store's answer
-    // has the wrong length.
+    // Private operations: as those of StoreKey, and SecurityError on a public key, on one of the other family, for a
+    // digest of another length, and when a store's answer has the wrong length.
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
     SecretBuffer agree(const SecKey& peer) const;

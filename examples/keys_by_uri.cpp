@@ -1,0 +1,69 @@
+// Sets up one party with two keys that stay where their URIs say, in files or in a token: keys_by_uri SIGN_URI
+// DECRYPT_URI. Opens each, or makes it where there is none, prints the JWK Set for the peer, and writes itself a
+// message.
+//
+//     keys_by_uri sign.pem decrypt.pem
+//     keys_by_uri 'pkcs11:token=app;object=sign?pin-source=pin.txt'
+//     'pkcs11:token=app;object=decrypt?pin-source=pin.txt'
+#include <cstdlib>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <torvane/torvane.hpp>
+
+namespace {
+
+using namespace Torvane;
+using Zennet::KeyClass;
+using Zennet::KeyType;
+
+// A program for people asks on the terminal instead.
+std::optional<Platform::SecretBuffer> fromEnvironment(std::string_view whose) {
+    std::cerr << "asked for " << whose << '\n';
+    const char* secret = std::getenv("KEY_SECRET");
+    if (secret == nullptr) return std::nullopt;
+    const auto bytes = asBytes(secret);
+    return Platform::SecretBuffer(bytes.begin(), bytes.end());
+}
+
+Platform::SecKey openOrMake(const std::string& uri) {
+    using Case = Platform::KeyStoreError::Case;
+    try {
+        return Platform::openKey(uri, Platform::KeyHalf::privateHalf, fromEnvironment);
+    } catch (const Platform::KeyStoreError& error) {
+        // No such key in the token, or no such file.
+        if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;
+        std::cerr << error.errorDescription() << " One is made.\n";
+        return Platform::generateRSAKey(uri, 2048, fromEnvironment);
+    }
+}
+
+void run(const std::string& signingUri, const std::string& decryptingUri) {
+    const auto signing = openOrMake(signingUri), decrypting = openOrMake(decryptingUri);
+    const JsonWebKeySet ours{JsonWebKey(signing, KeyClass::privateKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "sign"),
+                             JsonWebKey(decrypting, KeyClass::privateKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "dec")};
+    const JsonWebKeySet published{
+        JsonWebKey(signing.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "sign"),
+        JsonWebKey(decrypting.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "dec")};
+    std::cout << published.encodeToString() << '\n';
+
+    const auto helper =
+        JOSEHelper::Builder().setSenderJwkSet(ours, "sign").setRecipientJwkSet(published, "dec").create();
+    std::cout << asText(helper.decodeMessage(helper.encodeMessage(asBytes("To myself")))) << '\n';
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cerr << "usage: keys_by_uri SIGN_URI DECRYPT_URI\n";
+        return 2;
+    }
+    try {
+        run(arguments[1], arguments[2]);
+    } catch (const Platform::Error& error) {
+        std::cerr << error.errorDescription() << '\n';
+        return 1;
+    }
+}
