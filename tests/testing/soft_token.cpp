@@ -100,7 +100,7 @@ void TokenServer::start() {
     if (process_ == 0) {
         // A group of its own, with the processes that it starts for each connection.
         ::setpgid(0, 0);
-        static_cast<void>(::freopen("/dev/null", "w", stdout));
+        for (auto* stream : {stdout, stderr}) static_cast<void>(::freopen("/dev/null", "w", stream));
         ::execlp("p11-kit", "p11-kit", "server", "--foreground", "--name", socket_.c_str(), "--provider", softHsm,
                  "pkcs11:token=app", nullptr);
         ::_exit(127);

@@ -4,7 +4,8 @@
 #include <set>
 #include <sstream>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/crypto/openssl.hpp"
+#include "torvane/platform/security/key_uri.hpp"
 
 #include "tests/testing/soft_token.hpp"
 #include "tests/testing/testing.hpp"
@@ -75,6 +76,33 @@ Numbers numbersFound(const KeyUser& user, const std::string& kid, int times) {
     return found;
 }
 
+// Whether a factor of an RSA modulus of 2048 bits is in a process at one of so many times, in either order of bytes:
+// for keys whose numbers nobody knows.
+bool holdsAFactor(const KeyUser& user, const Platform::SecKey& key, int times) {
+    using namespace Platform::Crypto;
+    constexpr std::size_t size = 128;
+    const auto& modulus = std::get<Platform::RSAPublicComponents>(key.publicComponents()).modulus;
+    const Bignum n(BN_bin2bn(modulus.data(), static_cast<int>(modulus.size()), nullptr)), factor(BN_new()),
+        rest(BN_new());
+    const Handle<BN_CTX, BN_CTX_free> context(BN_CTX_new());
+    const auto divides = [&](const std::uint8_t* bytes, bool isLittleEndian) {
+        // Primes are odd, and OpenSSL's have their two highest bits set.
+        const auto high = bytes[isLittleEndian ? size - 1 : 0], low = bytes[isLittleEndian ? 0 : size - 1];
+        if (high < 0xc0 || low % 2 == 0) return false;
+        (isLittleEndian ? BN_lebin2bn : BN_bin2bn)(bytes, size, factor.get());
+        return BN_mod(rest.get(), n.get(), factor.get(), context.get()) == 1 && BN_is_zero(rest.get());
+    };
+    while (times-- > 0) {
+        for (const auto& block : user.memory()) {
+            const auto* bytes = reinterpret_cast<const std::uint8_t*>(block.data());
+            for (std::size_t at = 0; at + size <= block.size(); ++at) {
+                if (divides(bytes + at, false) || divides(bytes + at, true)) return true;
+            }
+        }
+    }
+    return false;
+}
+
 const std::vector<std::string> kids{rsaSig, rsaEnc, ecP256};
 const Numbers allOfRsa{"n", "d", "p", "q", "dp", "dq", "qi"};
 
@@ -85,6 +113,7 @@ TEST(ProcessMemory, HoldsTheNumbersOfAKeyFromAFile) {
     const KeyUser user(uris);
     for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(numbersFound(user, kid, 1), allOfRsa) << kid;
     EXPECT_EQ(numbersFound(user, ecP256, 1), (Numbers{"x", "d"}));
+    EXPECT_TRUE(holdsAFactor(user, publicKey(rsaSig), 1));
 }
 
 // The keys, not extractable, in a token with URIs that the function makes of the attributes of each.
@@ -106,6 +135,21 @@ TEST(ProcessMemory, HoldsNoNumberOfAKeyInATokenAtAnyTime) {
     const KeyUser user(uris);
     for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(numbersFound(user, kid, 20), Numbers{"n"}) << kid;
     EXPECT_EQ(numbersFound(user, ecP256, 20), Numbers{"x"});
+}
+
+TEST(ProcessMemory, HoldsNoFactorOfAKeyThatWasMadeInTheToken) {
+    const SoftToken token;
+    const TokenServer server(token);
+    const auto uri = [](const char* name) { return TokenServer::uri(name) + "&pin-value=1234"; };
+    const std::string names[] = {uri("object=sign"), uri("object=decrypt"), uri("object=ec")};
+    const auto signing = Platform::generateRSAKey(names[0], 2048),
+               decrypting = Platform::generateRSAKey(names[1], 2048);
+    Platform::generateECKey(names[2], Platform::EllipticCurve::P256);
+    const KeyUser user(" '" + names[0] + "' '" + names[1] + "' '" + names[2] + "'");
+    const std::string safe = "not extractable, sensitive";
+    EXPECT_EQ(token.protections(),
+              (std::map<std::string, std::string>{{"sign", safe}, {"decrypt", safe}, {"ec", safe}}));
+    for (const auto& key : {signing, decrypting}) EXPECT_FALSE(holdsAFactor(user, key, 3));
 }
 
 TEST(ProcessMemory, HoldsThemForMomentsWhereTheDriverIsTheTokenItself) {
