@@ -150,7 +150,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
         addHalves(halves, asBytes(passphrase));
         return halves;
     };
-    for (const auto row : {0, 1, 4, 7, 10, 13}) {
+    for (const auto row : {0U, 1U, 4U, 7U, 10U, 13U}) {
         const auto path = folder.write("key", fromBase64(files[row][1]));
         const auto open = [&] { Platform::openKey(path, Platform::KeyHalf::privateHalf, source); };
         expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);

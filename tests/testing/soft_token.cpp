@@ -7,7 +7,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "torvane/platform/crypto/pkcs11_token.hpp"
+#include "torvane/platform/crypto/pkcs11/token.hpp"
 
 #include "tests/testing/keys.hpp"
 

@@ -1,6 +1,6 @@
 #include "torvane/platform/security/pkcs11_key_store.hpp"
 
-#include "torvane/platform/crypto/pkcs11_token.hpp"
+#include "torvane/platform/crypto/pkcs11/token.hpp"
 #include "torvane/platform/security/key_uri.hpp"
 
 #include "tests/testing/soft_token.hpp"
@@ -159,6 +159,35 @@ TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo)
                  KeyStoreError::wrongSecret("The PIN of the token \"app\" is wrong."));
     answer = "1234";
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
+}
+
+TEST(TokenKey, SaysWhichAlgorithmsItsTokenDoesNotDo) {
+    using namespace Platform::Crypto;
+    const SoftToken token;
+    const KeyName name{"limited", {1}};
+    const CK_MECHANISM_TYPE allowed = CKM_RSA_PKCS;
+    const ByteBuffer exponent{1, 0, 1};
+    Pkcs11Template publicTemplate(CKO_PUBLIC_KEY, name), privateTemplate(CKO_PRIVATE_KEY, name);
+    publicTemplate.add(CKA_MODULUS_BITS, CK_ULONG{2048}).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_TOKEN});
+    privateTemplate.add(CKA_ALLOWED_MECHANISMS, {reinterpret_cast<const std::uint8_t*>(&allowed), sizeof(allowed)});
+    privateTemplate.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SIGN, CKA_DECRYPT});
+    Pkcs11Token(Pkcs11URI(token.uri()), pin).withWritable([&](Pkcs11Session& session, unsigned) {
+        CK_MECHANISM mechanism{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0};
+        CK_OBJECT_HANDLE publicHandle{}, privateHandle{};
+        session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("make", &mechanism, publicTemplate.data(),
+                                                           publicTemplate.size(), privateTemplate.data(),
+                                                           privateTemplate.size(), &publicHandle, &privateHandle);
+    });
+    const auto key = storeOf(token).key(name, privateHalf);
+    const ByteBuffer digest(32, 7);
+    EXPECT_TRUE(key.verify(RSA_PKCS1, SHA256, digest, key.sign(RSA_PKCS1, SHA256, digest)));
+    EXPECT_ERROR(
+        key.sign(RSA_PSS, SHA256, digest),
+        KeyStoreError::notSupported("This is not done by the token \"app\": a signature by RSA-PSS with SHA-256."));
+    EXPECT_ERROR(
+        key.decrypt(SHA256, key.encrypt(SHA256, digest)),
+        KeyStoreError::notSupported("This is not done by the token \"app\": decryption by RSA-OAEP with SHA-256, and "
+                                    "RSA without padding."));
 }
 
 TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {

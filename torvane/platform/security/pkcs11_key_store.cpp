@@ -6,9 +6,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "torvane/platform/crypto/pkcs11_objects.hpp"
-#include "torvane/platform/crypto/pkcs11_operations.hpp"
-#include "torvane/platform/crypto/pkcs11_token.hpp"
+#include "torvane/platform/crypto/pkcs11/objects.hpp"
+#include "torvane/platform/crypto/pkcs11/operations.hpp"
+#include "torvane/platform/crypto/pkcs11/token.hpp"
 #include "torvane/platform/error.hpp"
 #include "torvane/platform/security/key_file.hpp"
 #include "torvane/platform/security/sec_random.hpp"

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "torvane/platform/crypto/pkcs11_session.hpp"
-#include "torvane/platform/crypto/pkcs11_uri.hpp"
+#include "torvane/platform/crypto/pkcs11/session.hpp"
+#include "torvane/platform/crypto/pkcs11/uri.hpp"
 #include "torvane/platform/error.hpp"
 #include "torvane/platform/primitives.hpp"
 

@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11_token.hpp"
+#include "torvane/platform/crypto/pkcs11/token.hpp"
 
 #include <cstdlib>
 
@@ -28,25 +28,24 @@ std::string whyNotLoaded() {
     return message == nullptr ? "It is no PKCS #11 driver" : message;
 }
 
-// The driver that the URI names, or all that are registered on the machine; of those, the ones that start.
-std::vector<Pkcs11Driver> driversFor(const Pkcs11URI& uri) {
-    if (const char* path = uri.modulePath()) {
-        const auto refuse = [&](const char* what, const std::string& why) {
-            throw KeyStoreError::unavailable("The PKCS #11 driver " + debugQuoted(path) + " cannot be " + what + ": " +
-                                             why + ".");
-        };
-        CK_FUNCTION_LIST* loaded = p11_kit_module_load(path, 0);
-        if (loaded == nullptr) refuse("loaded", whyNotLoaded());
-        try {
-            return {initialized(loaded)};
-        } catch (const Pkcs11Failure& failure) {
-            refuse("started", failure.reasonText());
-        }
+Pkcs11Driver driverAt(const char* path) {
+    const auto name = "The PKCS #11 driver " + debugQuoted(path);
+    CK_FUNCTION_LIST* loaded = p11_kit_module_load(path, 0);
+    if (loaded == nullptr) throw KeyStoreError::unavailable(name + " cannot be loaded: " + whyNotLoaded() + ".");
+    try {
+        return initialized(loaded);
+    } catch (const Pkcs11Failure& failure) {
+        throw KeyStoreError::unavailable(name + " cannot be started: " + failure.reasonText() + ".");
     }
+}
+
+// Those that are registered on the machine, and start.
+std::vector<Pkcs11Driver> registeredDrivers(const Pkcs11URI& uri) {
     std::vector<Pkcs11Driver> drivers;
     CK_FUNCTION_LIST** registered = p11_kit_modules_load(nullptr, 0);
-    if (registered == nullptr)
+    if (registered == nullptr) {
         throw KeyStoreError::unavailable("The PKCS #11 drivers cannot be loaded: " + whyNotLoaded() + ".");
+    }
     for (auto** loaded = registered; *loaded != nullptr; ++loaded) {
         const std::unique_ptr<char, Deleter<std::free>> name(p11_kit_module_get_name(*loaded));
         if (uri.moduleName() != nullptr && (!name || std::string_view(name.get()) != uri.moduleName())) {
@@ -84,7 +83,9 @@ void addTokens(const Pkcs11URI& uri, const Pkcs11Driver& driver, std::vector<Fou
 
 Found tokenOf(const Pkcs11URI& uri) {
     std::vector<Found> fitting, others;
-    for (const auto& driver : driversFor(uri)) addTokens(uri, driver, fitting, others);
+    const char* path = uri.modulePath();
+    for (const auto& driver : path ? std::vector{driverAt(path)} : registeredDrivers(uri))
+        addTokens(uri, driver, fitting, others);
     if (fitting.size() == 1) return std::move(fitting.front());
     throw KeyStoreError::unavailable("One token was looked for with " + debugQuoted(uri.path()) +
                                      "; these fit: " + listed(fitting) + "; these do not: " + listed(others) + ".");

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "torvane/platform/bytes.hpp"
-#include "torvane/platform/crypto/pkcs11_objects.hpp"
-#include "torvane/platform/crypto/pkcs11_token.hpp"
+#include "torvane/platform/crypto/pkcs11/objects.hpp"
+#include "torvane/platform/crypto/pkcs11/token.hpp"
 #include "torvane/platform/primitives.hpp"
 
 namespace Platform::Crypto {

@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11_objects.hpp"
+#include "torvane/platform/crypto/pkcs11/objects.hpp"
 
 #include <array>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11_uri.hpp"
+#include "torvane/platform/crypto/pkcs11/uri.hpp"
 
 #include <cstring>
 #include <new>

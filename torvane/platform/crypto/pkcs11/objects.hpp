@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "torvane/platform/crypto/pkcs11_session.hpp"
+#include "torvane/platform/crypto/pkcs11/session.hpp"
 #include "torvane/platform/primitives.hpp"
 
 namespace Platform::Crypto {

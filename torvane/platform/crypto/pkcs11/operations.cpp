@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11_operations.hpp"
+#include "torvane/platform/crypto/pkcs11/operations.hpp"
 
 #include <algorithm>
 #include <string>

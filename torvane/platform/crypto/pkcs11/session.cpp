@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11_session.hpp"
+#include "torvane/platform/crypto/pkcs11/session.hpp"
 
 #include <algorithm>
 #include <array>
