@@ -26,7 +26,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 26, [&](const json& row) {
+    forEachRow("key_files.json", "files", 28, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row[1]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -66,7 +66,9 @@ TEST(KeyFile, IsFoundByPathOrUriAndRefusedOtherwise) {
     for (const std::string uri : {"file:", "file://", "file://elsewhere/key.pem", "file:/a%2", "file:/a%zz",
                                   "file:/a%00b", "file:/key.pem?x", "file:/key.pem#x"})
         EXPECT_ERROR(openKey(uri, publicHalf),
-                     KeyStoreError::invalidURI(debugQuoted(uri) + " is not the URI of a file on this machine."));
+                     KeyStoreError::invalidURI(debugQuoted(uri.substr(0, uri.find('?'))) +
+                                               " is neither a path nor the URI of a file on this machine."));
+    EXPECT_THROW(openKey(path + '\0', publicHalf), KeyStoreError);
     const auto cannotRead = [](const std::string& name, const std::string& why) {
         return KeyStoreError::unavailable("The file " + debugQuoted(name) + " cannot be read: " + why + ".");
     };
@@ -96,6 +98,12 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
         const auto needed = KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + ".");
         if (isEncrypted) {
             EXPECT_ERROR(openKey(path, privateHalf), needed);
+            std::ifstream file(path);
+            std::string line, body;
+            while (std::getline(file, line)) body += line.starts_with("-") ? "" : line;
+            const auto rounds = fromHex("02030927c0");  // an INTEGER, 600,000
+            const auto der = fromBase64(body);
+            EXPECT_NE(asText(der).find(asText(rounds)), std::string::npos);
         }
     }
     const auto nowhere = folder / "none/key.pem";

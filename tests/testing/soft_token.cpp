@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -100,7 +102,8 @@ void TokenServer::start() {
     if (process_ == 0) {
         // A group of its own, with the processes that it starts for each connection.
         ::setpgid(0, 0);
-        for (auto* stream : {stdout, stderr}) static_cast<void>(::freopen("/dev/null", "w", stream));
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (const int stream : {1, 2}) ::dup2(::open("/dev/null", O_WRONLY), stream);
         ::execlp("p11-kit", "p11-kit", "server", "--foreground", "--name", socket_.c_str(), "--provider", softHsm,
                  "pkcs11:token=app", nullptr);
         ::_exit(127);

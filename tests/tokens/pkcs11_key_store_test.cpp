@@ -219,8 +219,8 @@ TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
          KeyStoreError::keyNotFound(R"(One private key ("none") was looked for in the token "app"; there are: )" +
                                     all)},
         {"pkcs11:token=app;object=sign;id=%0b" + driver, publicHalf,
-         KeyStoreError::keyNotFound(
-             R"(One private key ("sign", id 0b) was looked for in the token "app"; there are: )" + all)},
+         KeyStoreError::keyNotFound(R"(One public key ("sign", id 0b) was looked for in the token "app"; there are: )" +
+                                    all)},
         {"pkcs11:token=app;object=sign" + driver, privateHalf,
          KeyStoreError::keyNotFound(R"(One private key ("sign") was looked for in the token "app"; these fit: )" +
                                     all)},
@@ -228,24 +228,24 @@ TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
          KeyStoreError::keyNotFound(R"(One public key (any name) was looked for in the token "app"; these fit: )" +
                                     all)},
         {"pkcs11:token=app;id=%0a%01;type=public" + driver, privateHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=app;id=%0a%01;type=public" names no private key.)")},
+         KeyStoreError::invalidURI(R"("pkcs11:token=app;id=%0A%01;type=public" names no private key.)")},
         {"pkcs11:token=app;type=secret-key" + driver, publicHalf,
          KeyStoreError::invalidURI(R"("pkcs11:token=app;type=secret-key" names no public key.)")},
-        {"pkcs11:token=other" + driver + "&pin-value=1234", privateHalf,
+        {"pkcs11:token=my-pin-token" + driver + "&pin-value=1234", privateHalf,
          KeyStoreError::unavailable(
-             R"(One token was looked for with "pkcs11:token=other"; these fit: none; these do not: "app".)")},
+             R"(One token was looked for with "pkcs11:token=my-pin-token"; these fit: none; these do not: "app".)")},
         {"pkcs11:token=app?module-path=/nowhere/driver.so", privateHalf,
          KeyStoreError::unavailable(R"(The PKCS #11 driver "/nowhere/driver.so" cannot be loaded: )" +
                                     std::string(notThere))},
-        {"pkcs11:token=%zz?pin-value=1234", privateHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=%zz" is not a PKCS #11 URI.)")},
-        {"pkcs11:token=app;colour=red", privateHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=app;colour=red" has an attribute that is not known.)")},
-        {"pkcs11:token=other;pin-value=1234" + driver, privateHalf,
-         KeyStoreError::unavailable(
-             R"(One token was looked for with "pkcs11:token=other;"; these fit: none; these do not: "app".)")},
+        {"pkcs11:token=%zz?pin-value=1234", privateHalf, KeyStoreError::invalidURI("This is not a PKCS #11 URI.")},
+        {std::string("pkcs11:token=app\0", 17), privateHalf, KeyStoreError::invalidURI("This is not a PKCS #11 URI.")},
+        {"pkcs11:token=app;PIN-VALUE=1234", privateHalf,
+         KeyStoreError::invalidURI(
+             R"(The PKCS #11 URI has an attribute that is not known, beside "pkcs11:token=app".)")},
         {"pkcs11:token=app?pin-value=1234&pin-source=file:/pin", privateHalf,
          KeyStoreError::invalidURI(R"("pkcs11:token=app" has both a pin-source and a pin-value.)")},
+        {" pkcs11:token=app?pin-value=1234", privateHalf,
+         KeyStoreError::unavailable(R"(The file " pkcs11:token=app" cannot be read: No such file or directory.)")},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.uri);
@@ -289,7 +289,7 @@ TEST(Pkcs11KeyStore, MakesKeysThatCannotBeReadAndNeverTwoOfOneName) {
     const auto rsa = store.generateRSA(2048, {"rsa", {1}});
     const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
     EXPECT_EQ(ec.name().id.size(), 16U);
-    const auto taken = KeyStoreError::operationFailed("A private key is called so already in the token \"app\".");
+    const auto taken = KeyStoreError::operationFailed("A key is called so already in the token \"app\".");
     for (const auto& name : {KeyName{"rsa", {}}, KeyName{"other", {1}}, KeyName{"ec", {2}}})
         EXPECT_ERROR(store.generateEC(EllipticCurve::P256, name), taken);
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),

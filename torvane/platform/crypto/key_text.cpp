@@ -74,7 +74,9 @@ class Passphrase {
 constexpr int mostObjects = 64;
 
 void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
-    const auto append = [](std::vector<Pkey>& to, EVP_PKEY* key) { to.emplace_back(check(key, "read a key")); };
+    const auto append = [](std::vector<Pkey>& to, EVP_PKEY* key) {
+        if (key != nullptr) to.emplace_back(key);
+    };
     switch (OSSL_STORE_INFO_get_type(info)) {
         case OSSL_STORE_INFO_PKEY: return append(keys.privateKeys, OSSL_STORE_INFO_get1_PKEY(info));
         case OSSL_STORE_INFO_PUBKEY: return append(keys.publicKeys, OSSL_STORE_INFO_get1_PUBKEY(info));

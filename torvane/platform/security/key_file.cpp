@@ -15,9 +15,13 @@ namespace {
 
 constexpr std::size_t mostBytes = std::size_t{1} << 20;
 
+// For errors, without what may be a PIN: a URI that is not taken for one, since a blank stands before it, is a path.
+std::string shown(std::string_view text) {
+    return debugQuoted(text.substr(0, text.find_first_of(text.find("pkcs11") == text.npos ? "?" : "?;")));
+}
+
 [[noreturn]] void fail(const char* what, const std::string& path, const std::string& why) {
-    throw KeyStoreError::unavailable(std::string("The file ") + debugQuoted(path) + " cannot be " + what + ": " + why +
-                                     ".");
+    throw KeyStoreError::unavailable(std::string("The file ") + shown(path) + " cannot be " + what + ": " + why + ".");
 }
 
 [[noreturn]] void failWithErrno(const char* what, const std::string& path) {
@@ -87,15 +91,17 @@ bool hasScheme(std::string_view text, std::string_view scheme) noexcept {
 }
 
 std::string pathOf(std::string_view uri) {
+    const auto refuse = [&] {
+        throw KeyStoreError::invalidURI(shown(uri) + " is neither a path nor the URI of a file on this machine.");
+    };
+    if (uri.find('\0') != uri.npos) refuse();
     if (!hasScheme(uri, "file")) return std::string(uri);
     auto rest = uri.substr(std::string_view("file:").size());
     for (const std::string_view here : {"//localhost/", "///"}) {
         if (rest.starts_with(here)) rest.remove_prefix(here.size() - 1);
     }
     auto path = percentDecoded(rest);
-    if (!path || path->empty() || rest.starts_with("//")) {
-        throw KeyStoreError::invalidURI(debugQuoted(uri) + " is not the URI of a file on this machine.");
-    }
+    if (!path || path->empty() || rest.starts_with("//")) refuse();
     return std::move(*path);
 }
 

@@ -25,8 +25,7 @@ namespace Platform {
 ///   SoftwareKeyStore::load() reads it.
 /// The public half may come from a public key, a certificate or a private key.
 /// @throws KeyStoreError, see its cases; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521,
-/// or
-///         whose halves don't match.
+///         or for one in a file whose halves don't match.
 TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret = {});
 
 /// Makes an RSA key pair where the URI says: in a token, as Pkcs11KeyStore::generateRSA() does, under the label and id

@@ -44,6 +44,7 @@ PublicComponents publicComponentsOf(Pkcs11Session& session, CK_OBJECT_HANDLE pri
     if (auto shown = Crypto::publicComponents(session, privateKey)) return std::move(*shown);
     const KeyName shared = name.id.empty() ? name : KeyName{{}, name.id};
     for (const CK_OBJECT_CLASS objectClass : {CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
+        if (shared == KeyName()) break;
         const auto beside = Crypto::findOne(session, objectClass, shared, token.name());
         if (!beside) continue;
         if (auto shown = Crypto::publicComponents(session, *beside)) return std::move(*shown);
@@ -57,9 +58,11 @@ struct FoundKey {
     PublicComponents components;
 };
 
-FoundKey findPrivateKey(Pkcs11Session& session, const KeyName& name, const Pkcs11Token& token) {
+// An error names what was asked for: the private key may be the last place where a public half was looked for.
+FoundKey findPrivateKey(Pkcs11Session& session, const KeyName& name, const Pkcs11Token& token,
+                        CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) {
     const auto handle = Crypto::findOne(session, CKO_PRIVATE_KEY, name, token.name());
-    if (!handle) Crypto::refuseMissing(session, CKO_PRIVATE_KEY, name, token.name());
+    if (!handle) Crypto::refuseMissing(session, asked, name, token.name());
     auto fullName = Crypto::nameOf(session, *handle);
     auto components = publicComponentsOf(session, *handle, fullName, token);
     return {{*handle, session.flag(*handle, CKA_ALWAYS_AUTHENTICATE)}, std::move(fullName), std::move(components)};
@@ -69,6 +72,7 @@ class TokenKey final : public StoreKey {
   public:
     TokenKey(std::shared_ptr<Pkcs11Token> token, FoundKey found, unsigned connection)
         : token_(std::move(token)),
+          serialNumber_(token_->serialNumber()),
           publicKey_(std::move(found.components), std::move(found.name)),
           key_(found.key),
           connection_(connection) {}
@@ -106,15 +110,15 @@ class TokenKey final : public StoreKey {
         });
     }
 
-    // A handle is good within one connection. After that the key is looked for again, which may be in vain for as long
-    // as another token is in the place of its own.
+    // A handle is good within one connection. After that the key is looked for again, in vain for as long as another
+    // token is in the place of its own.
     Crypto::Pkcs11PrivateKey keyWithin(Pkcs11Session& session, unsigned connection) const {
         const std::lock_guard lock(mutex_);
         if (connection != connection_) {
             try {
                 key_ = findAgain(session);
             } catch (const SecurityError&) {
-                session.distrust();
+                if (token_->serialNumber() != serialNumber_) session.distrust();
                 throw;
             }
             connection_ = connection;
@@ -130,6 +134,7 @@ class TokenKey final : public StoreKey {
     }
 
     const std::shared_ptr<Pkcs11Token> token_;
+    const std::string serialNumber_;
     const SecKey publicKey_;
     mutable std::mutex mutex_;
     mutable Crypto::Pkcs11PrivateKey key_;
@@ -158,9 +163,10 @@ class Pkcs11KeyStore::State {
                                         (half == KeyHalf::privateHalf ? "private" : "public") + " key.");
     }
 
-    SecKey privateKey(const KeyName& name) const {
+    SecKey privateKey(const KeyName& name, CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) const {
         return token_->with(Login::needed, [&](Pkcs11Session& session, unsigned connection) {
-            return SecKey(std::make_shared<const TokenKey>(token_, findPrivateKey(session, name, *token_), connection));
+            auto found = findPrivateKey(session, name, *token_, asked);
+            return SecKey(std::make_shared<const TokenKey>(token_, std::move(found), connection));
         });
     }
 
@@ -176,7 +182,7 @@ class Pkcs11KeyStore::State {
             if (!hasPin_) Crypto::refuseMissing(session, CKO_PUBLIC_KEY, name, token_->name());
             return std::nullopt;
         });
-        return key ? std::move(*key) : privateKey(name).publicKey();
+        return key ? std::move(*key) : privateKey(name, CKO_PUBLIC_KEY).publicKey();
     }
 
     template <class Generate>
@@ -185,24 +191,33 @@ class Pkcs11KeyStore::State {
             name.id.resize(16);
             secRandomCopyBytes(name.id);
         }
-        token_->withWritable([&](Pkcs11Session& session, unsigned) {
-            for (const auto& part : {KeyName{name.label, {}}, KeyName{{}, name.id}}) {
-                if (part == KeyName()) continue;
-                Crypto::Pkcs11Template attributes(CKO_PRIVATE_KEY, part);
-                if (session.find(attributes).empty()) continue;
-                throw KeyStoreError::operationFailed("A private key is called so already in " + token_->name() + ".");
-            }
-            generateIn(session, name);
-        });
+        {
+            const std::lock_guard lock(generating_);
+            token_->withWritable([&](Pkcs11Session& session, unsigned) {
+                requireFree(session, {name.label, {}});
+                requireFree(session, {{}, name.id});
+                generateIn(session, name);
+            });
+        }
         return privateKey(name);
     }
 
   private:
+    void requireFree(Pkcs11Session& session, const KeyName& name) const {
+        if (name == KeyName()) return;
+        for (const CK_OBJECT_CLASS objectClass : {CKO_PRIVATE_KEY, CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
+            Crypto::Pkcs11Template attributes(objectClass, name);
+            if (session.find(attributes).empty()) continue;
+            throw KeyStoreError::operationFailed("A key is called so already in " + token_->name() + ".");
+        }
+    }
+
     std::string path_;
     KeyName keyName_;
     std::optional<CK_OBJECT_CLASS> type_;
     bool hasPin_;
     std::shared_ptr<Pkcs11Token> token_;
+    mutable std::mutex generating_;
 };
 
 Pkcs11KeyStore::Pkcs11KeyStore(std::string_view uri, SecretSource pin)

@@ -17,12 +17,20 @@
 namespace Platform {
 
 /// One token. Sessions are opened once and lent to one operation after the other, as many as there are operations at a
-/// time; the PIN is asked for when a private key is first needed, and not kept. Copies share all that, and so do the
-/// keys, which may outlive the store; all may be used from several threads at once.
+/// time. Copies share all that, and so do the keys, which may outlive the store; all may be used from several threads
+/// at once.
+///
+/// The PIN is asked for when a private key is needed and nobody in this process is logged in to the token, and not
+/// kept: PKCS #11 has one login for a token and a process. The source may be asked by any thread that uses a key, and
+/// may not use keys of the token itself.
 ///
 /// When the token goes away an operation throws KeyStoreError unavailable; a later one connects anew, asks for the PIN
-/// again, and works on with the key if it is the same one. A driver that speaks over a socket may raise SIGPIPE when
-/// its other side is gone: ignore that signal, as a program does that uses the network.
+/// again, and works on with the key if it is the same one. For that all stores of this process that use the driver let
+/// go of it, since it is started anew. A driver that speaks over a socket may raise SIGPIPE when its other side is
+/// gone: ignore that signal, as a program does that uses the network.
+///
+/// That the private key belongs to the public key or certificate beside it is the token's word; a signature that does
+/// not verify shows when it is not so.
 class TORVANE_EXPORT Pkcs11KeyStore {
   public:
     /// Connects to the one token that a "pkcs11:" URI names; see openKey() for what the URI may say.
@@ -47,7 +55,8 @@ class TORVANE_EXPORT Pkcs11KeyStore {
 
     /// Makes a key pair in the token, for signing and decrypting. The private key can never be read or leave the token
     /// (CKA_SENSITIVE, and CKA_EXTRACTABLE false). Without an id it is given a random one of 16 bytes.
-    /// @throws KeyStoreError operationFailed when a private key is called so already, and as above.
+    /// @throws KeyStoreError operationFailed when a key or certificate has that label or id already, and as above. Only
+    ///         this store is kept from making two at once: other stores and processes are not.
     SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
 
     /// The same, for signing and key agreement.

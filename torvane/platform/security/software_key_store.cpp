@@ -75,7 +75,8 @@ std::string counted(std::size_t count, const char* noun) {
 [[noreturn]] void refuse(const Crypto::KeysRead& keys, KeyHalf half, std::string_view origin) {
     const std::string where(origin);
     if (keys.remainsEncrypted) {
-        throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where + "."
+        throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where +
+                                                                  ", or OpenSSL does not know its encryption."
                                                             : "A passphrase is needed for " + where + ".");
     }
     throw KeyStoreError::keyNotFound(std::string("One ") + (half == KeyHalf::privateHalf ? "private" : "public") +
@@ -104,12 +105,13 @@ SecKey SoftwareKeyStore::load(ByteView encoded) {
 
 SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
     auto keys = Crypto::readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
-    if (half == KeyHalf::privateHalf) {
-        if (keys.privateKeys.size() == 1) return checkedAndHeld(std::move(keys.privateKeys.front()));
-    } else {
+    if (keys.privateKeys.size() == 1) {
+        auto key = checkedAndHeld(std::move(keys.privateKeys.front()));
+        return half == KeyHalf::privateHalf ? key : key.publicKey();
+    }
+    if (half == KeyHalf::publicHalf && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return publicHalf(keys.publicKeys.front());
         if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return publicHalf(keys.certifiedKeys.front());
-        if (keys.publicKeys.empty() && keys.privateKeys.size() == 1) return publicHalf(keys.privateKeys.front());
     }
     refuse(keys, half, origin);
 }

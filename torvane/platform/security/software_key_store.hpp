@@ -23,11 +23,10 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     static SecKey load(ByteView encoded);
 
     /// Reads the asked half of the one key pair in a PEM, DER or PKCS #12 text in memory, which may be encrypted.
-    /// Beside the forms above, the public half may be that of a private key or of a certificate (RFC 5280): a public
-    /// key in the text goes before the first certificate, and that before a private key. An error says `origin`.
+    /// Beside the forms above, the public half may be that of a private key or of a certificate (RFC 5280): a private
+    /// key that can be read goes before a public key, and that before the first certificate. An error says `origin`.
     /// @throws KeyStoreError wrongSecret when the passphrase does not decrypt the text, keyNotFound when there is no
-    /// key
-    ///         of that half or more than one; SecurityError as above.
+    ///         key of that half or more than one; SecurityError as above.
     static SecKey load(ByteView encoded, KeyHalf half, const SecretSource& passphrase,
                        std::string_view origin = "the text");
 

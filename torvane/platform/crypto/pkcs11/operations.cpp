@@ -42,12 +42,9 @@ CK_ULONG size(ByteView bytes) noexcept {
 template <auto Init>
 bool begins(const Pkcs11Use& use, const char* operation, CK_MECHANISM mechanism) {
     const auto result = use.session.attempt<Init>(&mechanism, use.key.handle);
-    if (result != CKR_OK) {
-        const Pkcs11Failure failure(result, operation);
-        // SoftHSM says CKR_ARGUMENTS_BAD to a hash function that it does not do OAEP with.
-        if (failure.isLackOfMechanism() || result == CKR_ARGUMENTS_BAD) return false;
-        throw failure;
-    }
+    // SoftHSM says CKR_ARGUMENTS_BAD to a hash function that it does not do OAEP with.
+    if (result == CKR_ARGUMENTS_BAD || Pkcs11Failure(result, operation).isLackOfMechanism()) return false;
+    if (result != CKR_OK) throw Pkcs11Failure(result, operation);
     if (use.key.asksEachTime) use.token.authenticate(use.session);
     return true;
 }
@@ -71,6 +68,22 @@ ByteBuffer digestInfo(HashFunction hash, ByteView digest) {
     return der;
 }
 
+// Tokens may drop leading zero bytes of a number. How many there were decides neither a branch nor an address.
+template <class Buffer>
+Buffer padded(const Buffer& number, std::size_t written, std::size_t length) {
+    Buffer moved(length);
+    std::copy_n(number.begin(), std::min(number.size(), length), moved.begin());
+    const auto missing = length - std::min(written, length);
+    for (std::size_t step = 1; step < length; step *= 2) {
+        const auto moves = static_cast<std::uint8_t>(0 - (missing / step & 1));
+        for (std::size_t i = length; i-- > 0;) {
+            const std::uint8_t from = i < step ? 0 : moved[i - step];
+            moved[i] = static_cast<std::uint8_t>((moved[i] & ~moves) | (from & moves));
+        }
+    }
+    return moved;
+}
+
 ByteBuffer signedBy(const Pkcs11Use& use, CK_MECHANISM mechanism, ByteView data, std::size_t length, const char* what,
                     HashFunction hash) {
     constexpr const char* operation = "sign";
@@ -80,14 +93,38 @@ ByteBuffer signedBy(const Pkcs11Use& use, CK_MECHANISM mechanism, ByteView data,
     ByteBuffer signature(length);
     auto written = size(signature);
     use.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, in(data), size(data), signature.data(), &written);
-    signature.resize(std::min<std::size_t>(written, length));
-    return signature;
+    return padded(signature, written, length);
 }
 
-// Tokens may drop leading zero bytes of a number.
-SecretBuffer padded(SecretBuffer number, std::size_t length) {
-    if (number.size() < length) number.insert(number.begin(), length - number.size(), 0);
-    return number;
+// Whether a refusal to decrypt has to do with the state of the token. What else a token says may tell how a ciphertext
+// was padded, in words that differ from token to token: none of that is repeated.
+bool tellsOfTheToken(Pkcs11Session& session, const Pkcs11Failure& failure) {
+    switch (failure.reason) {
+        case CKR_HOST_MEMORY:
+        case CKR_DEVICE_MEMORY:
+        case CKR_FUNCTION_CANCELED: return true;
+        case CKR_DEVICE_ERROR: return !session.stands();
+        default: return failure.isLoss() || failure.isLackOfMechanism();
+    }
+}
+
+// A plaintext and what of the buffer it fills.
+struct Decrypted {
+    SecretBuffer buffer;
+    std::size_t size;
+};
+
+// Ends a decryption that has begun; nothing when the ciphertext is not one.
+std::optional<Decrypted> finishDecryption(const Pkcs11Use& use, const char* operation, ByteView ciphertext) {
+    Decrypted decrypted{SecretBuffer(ciphertext.size()), 0};
+    auto written = size(decrypted.buffer);
+    const auto result = use.session.attempt<&CK_FUNCTION_LIST::C_Decrypt>(in(ciphertext), size(ciphertext),
+                                                                          decrypted.buffer.data(), &written);
+    decrypted.size = std::min<std::size_t>(written, decrypted.buffer.size());
+    if (result == CKR_OK) return decrypted;
+    const Pkcs11Failure failure(result, operation);
+    if (tellsOfTheToken(use.session, failure)) throw Pkcs11Failure(failure);
+    return std::nullopt;
 }
 
 }  // namespace
@@ -113,22 +150,23 @@ ByteBuffer sign(const Pkcs11Use& use, SignatureScheme scheme, HashFunction hash,
 std::optional<SecretBuffer> decrypt(const Pkcs11Use& use, HashFunction hash, ByteView ciphertext) {
     constexpr const char* operation = "decrypt";
     constexpr auto init = &CK_FUNCTION_LIST::C_DecryptInit;
-    constexpr auto finish = &CK_FUNCTION_LIST::C_Decrypt;
     const auto words = wordsOf(hash);
-    SecretBuffer plaintext(ciphertext.size());
-    auto written = size(plaintext);
     CK_RSA_PKCS_OAEP_PARAMS oaep{words.mechanism, words.mask, CKZ_DATA_SPECIFIED, nullptr, 0};
-    if (begins<init>(use, operation, {CKM_RSA_PKCS_OAEP, &oaep, sizeof(oaep)})) {
-        const auto result = use.session.attempt<finish>(in(ciphertext), size(ciphertext), plaintext.data(), &written);
-        if (result == CKR_OK) return SecretBuffer(plaintext.data(), plaintext.data() + written);
-        // Tokens have many words for a wrong padding. None is repeated, for that would help whoever guesses at one.
-        if (use.session.stands()) return std::nullopt;
-        throw Pkcs11Failure(result, operation);
+    try {
+        if (begins<init>(use, operation, {CKM_RSA_PKCS_OAEP, &oaep, sizeof(oaep)})) {
+            auto decrypted = finishDecryption(use, operation, ciphertext);
+            if (!decrypted) return std::nullopt;
+            decrypted->buffer.resize(decrypted->size);
+            return std::move(decrypted->buffer);
+        }
+    } catch (const Pkcs11Failure& failure) {
+        // Some tokens find out late that they do not do it in this way.
+        if (!failure.isLackOfMechanism()) throw;
     }
     if (begins<init>(use, operation, {CKM_RSA_X_509, nullptr, 0})) {
-        use.session.call<finish>(operation, in(ciphertext), size(ciphertext), plaintext.data(), &written);
-        plaintext.resize(written);
-        return decodeOaep(hash, padded(std::move(plaintext), ciphertext.size()));
+        const auto decrypted = finishDecryption(use, operation, ciphertext);
+        if (!decrypted) return std::nullopt;
+        return decodeOaep(hash, padded(decrypted->buffer, decrypted->size, ciphertext.size()));
     }
     refuse(use, std::string("decryption by RSA-OAEP with ") + words.name + ", and RSA without padding");
 }
@@ -149,7 +187,7 @@ SecretBuffer agree(const Pkcs11Use& use, const ECPublicComponents& peer) {
     auto value = use.session.attribute(derived, CKA_VALUE);
     use.session.attempt<&CK_FUNCTION_LIST::C_DestroyObject>(derived);
     if (!value) refuse(use, "to give away a secret that was agreed on");
-    return padded(std::move(*value), length);
+    return padded(*value, value->size(), length);
 }
 
 }  // namespace Platform::Crypto

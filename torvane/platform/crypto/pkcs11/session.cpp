@@ -84,8 +84,8 @@ Pkcs11Session::~Pkcs11Session() {
 
 bool Pkcs11Session::isLoggedIn() {
     CK_SESSION_INFO info{};
-    return attempt<&CK_FUNCTION_LIST::C_GetSessionInfo>(&info) == CKR_OK &&
-           (info.state == CKS_RO_USER_FUNCTIONS || info.state == CKS_RW_USER_FUNCTIONS);
+    call<&CK_FUNCTION_LIST::C_GetSessionInfo>("look at the session", &info);
+    return info.state == CKS_RO_USER_FUNCTIONS || info.state == CKS_RW_USER_FUNCTIONS;
 }
 
 bool Pkcs11Session::stands() {
@@ -119,7 +119,7 @@ std::optional<SecretBuffer> Pkcs11Session::attribute(CK_OBJECT_HANDLE object, CK
     SecretBuffer value(asked.ulValueLen);
     asked.pValue = value.data();
     if (!value.empty()) call<get>("read an attribute", object, &asked, CK_ULONG{1});
-    value.resize(asked.ulValueLen);
+    value.resize(std::min<std::size_t>(asked.ulValueLen, value.size()));
     return value;
 }
 

@@ -45,6 +45,7 @@ class Pkcs11Template {
   public:
     explicit Pkcs11Template(CK_OBJECT_CLASS objectClass) { add(CKA_CLASS, objectClass); }
     Pkcs11Template(CK_OBJECT_CLASS objectClass, const KeyName& name);
+    Pkcs11Template(CK_OBJECT_CLASS objectClass, KeyName&& name) = delete;
     Pkcs11Template(const Pkcs11Template&) = delete;
     Pkcs11Template& operator=(const Pkcs11Template&) = delete;
 
@@ -89,8 +90,8 @@ class Pkcs11Session {
     void distrust() noexcept { isDistrusted_ = true; }
     bool isDistrusted() const noexcept { return isDistrusted_; }
 
-    /// Whether the session stands and a user is logged in. False too when the token is gone.
     bool isLoggedIn();
+    /// Whether the driver still knows the session.
     bool stands();
 
     /// All objects that fit.

@@ -1,9 +1,23 @@
 #include "torvane/platform/crypto/pkcs11/token.hpp"
 
 #include <cstdlib>
+#include <set>
 
 namespace Platform::Crypto {
 namespace {
+
+// The tokens in use. A driver belongs to the whole process, so when it has to be started anew, all who use it must let
+// go.
+struct Users {
+    std::mutex mutex;
+    std::set<Pkcs11Token*> tokens;
+};
+
+// Stays to the end, since keys may be the last to go.
+Users& users() {
+    static auto& users = *new Users;
+    return users;
+}
 
 struct Found {
     Pkcs11Driver driver;
@@ -95,42 +109,53 @@ Found tokenOf(const Pkcs11URI& uri) {
 
 Pkcs11Token::Pkcs11Token(Pkcs11URI uri, SecretSource pin) : uri_(std::move(uri)), pin_(std::move(pin)) {
     connect();
+    const std::lock_guard lock(users().mutex);
+    users().tokens.insert(this);
 }
 
 Pkcs11Token::~Pkcs11Token() {
-    disconnect();
+    const std::lock_guard lock(users().mutex);
+    users().tokens.erase(this);
 }
 
-std::unique_ptr<Pkcs11Session> Pkcs11Token::lend(Login login) {
+std::unique_ptr<Pkcs11Session> Pkcs11Token::lend(CK_FLAGS flags) {
     std::unique_lock lock(mutex_);
-    std::unique_ptr<Pkcs11Session> session;
-    for (bool isSecond = false; !session;) {
-        // A driver looks for its tokens when it starts, so the old connection has to be over before there is a new one.
+    for (bool isSecond = false;;) {
+        // The old connection has to be over before there is a new one.
         changed_.wait(lock, [&] { return !isLost_ || lent_ == 0; });
-        if (isLost_) disconnect();
+        disconnectWhenUnused();
         if (!driver_) connect();
-        try {
-            if (idle_.empty()) idle_.push_back(std::make_unique<Pkcs11Session>(driver_, slot_));
-            if (login == Login::needed) logIn(*idle_.back(), CKU_USER);
+        std::unique_ptr<Pkcs11Session> session;
+        if (flags == 0 && !idle_.empty()) {
             session = std::move(idle_.back());
             idle_.pop_back();
+            ++lent_;
+            return session;
+        }
+        try {
+            session = std::make_unique<Pkcs11Session>(driver_, slot_, flags);
+            ++lent_;
+            return session;
         } catch (const Pkcs11Failure& failure) {
-            if (failure.reason == CKR_SESSION_COUNT && lent_ != 0) {
+            if (failure.reason == CKR_SESSION_COUNT && !idle_.empty()) {
+                idle_.clear();
+            } else if (failure.reason == CKR_SESSION_COUNT && lent_ != 0) {
                 changed_.wait(lock);  // for one of those that the token allows
-                continue;
+            } else if (failure.isLoss() && !std::exchange(isSecond, true)) {
+                const auto file = driverFile_;
+                lock.unlock();
+                lose(file);
+                lock.lock();
+            } else {
+                throw asError(failure);
             }
-            isLost_ = failure.isLoss();
-            if (!isLost_ || std::exchange(isSecond, true)) throw asError(failure);
         }
     }
-    ++lent_;
-    return session;
 }
 
 void Pkcs11Token::takeBack(std::unique_ptr<Pkcs11Session> session, State state) noexcept {
+    if (state == State::lost) lose(driverFile_);
     const std::lock_guard lock(mutex_);
-    --lent_;
-    isLost_ = isLost_ || state == State::lost;
     if (!isLost_) {
         try {
             // Another one in its place, and before it is closed: with the last session goes the login.
@@ -141,27 +166,48 @@ void Pkcs11Token::takeBack(std::unique_ptr<Pkcs11Session> session, State state) 
         }
     }
     session.reset();
+    --lent_;
+    disconnectWhenUnused();
     changed_.notify_all();
 }
 
 void Pkcs11Token::connect() {
     auto found = tokenOf(uri_);
     name_ = "the token " + labelOf(found.info);
+    serialNumber_.assign(std::begin(found.info.serialNumber), std::end(found.info.serialNumber));
+    const std::unique_ptr<char, Deleter<std::free>> file(p11_kit_module_get_filename(found.driver.get()));
+    driverFile_ = file ? file.get() : "";
     driver_ = std::move(found.driver);
     slot_ = found.slot;
     flags_ = found.info.flags;
     ++connection_;
 }
 
-void Pkcs11Token::disconnect() noexcept {
+void Pkcs11Token::disconnectWhenUnused() noexcept {
+    if (!isLost_ || lent_ != 0) return;
     idle_.clear();
     driver_.reset();
     isLost_ = false;
 }
 
+void Pkcs11Token::lose(const std::string& driverFile) noexcept {
+    const std::lock_guard lock(users().mutex);
+    for (auto* token : users().tokens) {
+        const std::lock_guard tokenLock(token->mutex_);
+        if (token->driverFile_ != driverFile || !token->driver_) continue;
+        token->isLost_ = true;
+        token->disconnectWhenUnused();
+    }
+}
+
+void Pkcs11Token::logIn(Pkcs11Session& session) {
+    const auto isDone = [&] { return (flags_ & CKF_LOGIN_REQUIRED) == 0 || session.isLoggedIn(); };
+    if (isDone()) return;
+    const std::lock_guard lock(prompt_);
+    if (!isDone()) logIn(session, CKU_USER);
+}
+
 void Pkcs11Token::logIn(Pkcs11Session& session, CK_USER_TYPE user) {
-    const bool isForOneOperation = user == CKU_CONTEXT_SPECIFIC;
-    if (!isForOneOperation && ((flags_ & CKF_LOGIN_REQUIRED) == 0 || session.isLoggedIn())) return;
     std::optional<SecretBuffer> pin;
     // Else the token asks by itself, on a keypad of its own.
     if ((flags_ & CKF_PROTECTED_AUTHENTICATION_PATH) == 0) {
@@ -177,6 +223,7 @@ void Pkcs11Token::logIn(Pkcs11Session& session, CK_USER_TYPE user) {
         case CKR_PIN_INCORRECT:
         case CKR_PIN_INVALID:
         case CKR_PIN_LEN_RANGE: throw KeyStoreError::wrongSecret("The PIN of " + name_ + " is wrong.");
+        case CKR_FUNCTION_CANCELED: throw KeyStoreError::wrongSecret("The PIN of " + name_ + " was not given.");
         case CKR_PIN_LOCKED: throw KeyStoreError::wrongSecret("The PIN of " + name_ + " is locked.");
         case CKR_PIN_EXPIRED: throw KeyStoreError::wrongSecret("The PIN of " + name_ + " has expired.");
         case CKR_USER_PIN_NOT_INITIALIZED: throw KeyStoreError::wrongSecret("There is no PIN yet for " + name_ + ".");
@@ -185,7 +232,7 @@ void Pkcs11Token::logIn(Pkcs11Session& session, CK_USER_TYPE user) {
 }
 
 void Pkcs11Token::authenticate(Pkcs11Session& session) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(prompt_);
     logIn(session, CKU_CONTEXT_SPECIFIC);
 }
 

@@ -30,10 +30,11 @@ class Pkcs11Token {
     /// is tried once more over a new connection.
     /// @throws KeyStoreError; what the use throws, a Pkcs11Failure as a KeyStoreError.
     template <class Use>
-    auto with(Login login, Use use) -> decltype(use(std::declval<Pkcs11Session&>(), 0U)) {
+    auto with(Login login, Use use, CK_FLAGS flags = 0) -> decltype(use(std::declval<Pkcs11Session&>(), 0U)) {
         for (bool isSecond = false;; isSecond = true) {
-            Lease lease(*this, login);
+            Lease lease(*this, flags);
             try {
+                if (login == Login::needed) logIn(lease.session());
                 return use(lease.session(), lease.connection());
             } catch (const Pkcs11Failure& failure) {
                 lease.spoil(failure.isLoss());
@@ -48,17 +49,18 @@ class Pkcs11Token {
     /// As above, with a session that may make objects.
     template <class Use>
     auto withWritable(Use use) {
-        return with(Login::needed, [&](Pkcs11Session&, unsigned connection) {
-            Pkcs11Session writable(driver_, slot_, CKF_RW_SESSION);
-            return use(writable, connection);
-        });
+        return with(Login::needed, std::move(use), CKF_RW_SESSION);
     }
 
     /// Logs in for the one operation that has just been begun with a key that asks for the PIN each time.
     void authenticate(Pkcs11Session& session);
 
+    // While it is used:
+
     /// In words, for example `the token "app"`.
     const std::string& name() const noexcept { return name_; }
+    /// What tells it from others that are called so.
+    const std::string& serialNumber() const noexcept { return serialNumber_; }
 
   private:
     // Of a session that comes back: it may be in the middle of an operation, or have no token any more.
@@ -66,8 +68,8 @@ class Pkcs11Token {
 
     class Lease {
       public:
-        Lease(Pkcs11Token& token, Login login)
-            : token_(token), session_(token.lend(login)), connection_(token.connection_) {}
+        Lease(Pkcs11Token& token, CK_FLAGS flags)
+            : token_(token), session_(token.lend(flags)), connection_(token.connection_) {}
         ~Lease() { token_.takeBack(std::move(session_), state_); }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
@@ -83,20 +85,28 @@ class Pkcs11Token {
         State state_ = State::good;
     };
 
-    std::unique_ptr<Pkcs11Session> lend(Login login);
+    std::unique_ptr<Pkcs11Session> lend(CK_FLAGS flags);
     void takeBack(std::unique_ptr<Pkcs11Session> session, State state) noexcept;
     void connect();
-    void disconnect() noexcept;
+    void disconnectWhenUnused() noexcept;
+    /// Tells all tokens of the driver: it looks for what is there only when it is started, and it is so once nobody
+    /// uses it.
+    static void lose(const std::string& driverFile) noexcept;
+    void logIn(Pkcs11Session& session);
     void logIn(Pkcs11Session& session, CK_USER_TYPE user);
     KeyStoreError asError(const Pkcs11Failure& failure) const;
 
     const Pkcs11URI uri_;
     const SecretSource pin_;
-    std::string name_;
+    // One PIN is asked for at a time.
+    std::mutex prompt_;
 
-    // What follows is guarded, but for the driver and slot while sessions are lent out, when nobody changes them.
+    // What follows is guarded by the mutex. While sessions are lent out nobody changes what describes the connection.
     std::mutex mutex_;
     std::condition_variable changed_;
+    std::string name_;
+    std::string serialNumber_;
+    std::string driverFile_;
     Pkcs11Driver driver_;
     CK_SLOT_ID slot_{};
     CK_FLAGS flags_{};

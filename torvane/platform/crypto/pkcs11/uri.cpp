@@ -1,20 +1,33 @@
 #include "torvane/platform/crypto/pkcs11/uri.hpp"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 namespace Platform::Crypto {
 
-Pkcs11URI::Pkcs11URI(std::string_view text) : uri_(p11_kit_uri_new()), path_(text.substr(0, text.find('?'))) {
+Pkcs11URI::Pkcs11URI(std::string_view text) : uri_(p11_kit_uri_new()) {
     if (!uri_) throw std::bad_alloc();
-    // A PIN that somebody has put into the path is not repeated either.
-    path_.resize(std::min(path_.size(), path_.find("pin-")));
-    const auto refuse = [&](const char* why) { throw KeyStoreError::invalidURI(debugQuoted(path_) + ' ' + why); };
-    if (p11_kit_uri_parse(std::string(text).c_str(), P11_KIT_URI_FOR_ANY, uri_.get()) != P11_KIT_URI_OK) {
-        refuse("is not a PKCS #11 URI.");
+    // Neither text is repeated: who knows what is in it.
+    if (text.find('\0') != text.npos ||
+        p11_kit_uri_parse(std::string(text).c_str(), P11_KIT_URI_FOR_ANY, uri_.get()) != P11_KIT_URI_OK) {
+        throw KeyStoreError::invalidURI("This is not a PKCS #11 URI.");
     }
-    if (p11_kit_uri_any_unrecognized(uri_.get()) != 0) refuse("has an attribute that is not known.");
-    if (pinSource() != nullptr && pinValue() != nullptr) refuse("has both a pin-source and a pin-value.");
+    char* path = nullptr;
+    if (p11_kit_uri_format(uri_.get(), P11_KIT_URI_FOR_OBJECT_ON_TOKEN_AND_MODULE, &path) != P11_KIT_URI_OK) {
+        throw std::bad_alloc();
+    }
+    path_ = std::unique_ptr<char, Deleter<std::free>>(path).get();
+    path_.resize(std::min(path_.size(), path_.find('?')));
+    if (p11_kit_uri_any_unrecognized(uri_.get()) != 0) {
+        throw KeyStoreError::invalidURI("The PKCS #11 URI has an attribute that is not known, beside " +
+                                        debugQuoted(path_) + ".");
+    }
+    if (pinSource() != nullptr && pinValue() != nullptr) {
+        throw KeyStoreError::invalidURI(debugQuoted(path_) + " has both a pin-source and a pin-value.");
+    }
 }
 
 bool Pkcs11URI::matches(const CK_INFO& driver) const noexcept {

@@ -14,10 +14,10 @@ namespace Platform::Crypto {
 
 class Pkcs11URI {
   public:
-    /// @throws KeyStoreError invalidURI for a text that is none, or with a path attribute that is not known.
+    /// @throws KeyStoreError invalidURI for a text that is none, for an attribute that is not known, and for two PINs.
     explicit Pkcs11URI(std::string_view text);
 
-    /// The URI without its query, which may hold a PIN; for errors.
+    /// What names the driver's library, the token and the key, written anew and without a PIN; for errors.
     const std::string& path() const noexcept { return path_; }
 
     // Where the query has none of these: null.

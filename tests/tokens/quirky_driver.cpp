@@ -1,0 +1,78 @@
+// SoftHSM as a driver with the habits of others, one at a time: the environment variable QUIRK names it.
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <p11-kit/pkcs11.h>
+#include <string_view>
+
+namespace {
+
+CK_FUNCTION_LIST* real = nullptr;
+CK_FUNCTION_LIST quirky;
+std::atomic<int> openSessions = 0;
+std::atomic<bool> wasRemoved = false;
+
+bool isQuirk(std::string_view name) {
+    const char* quirk = std::getenv("QUIRK");
+    return quirk != nullptr && quirk == name;
+}
+
+CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
+    if (++openSessions > 2 && isQuirk("two sessions")) return --openSessions, CKR_SESSION_COUNT;
+    const auto result = real->C_OpenSession(slot, flags, data, notify, session);
+    if (result != CKR_OK) --openSessions;
+    return result;
+}
+
+CK_RV closeSession(CK_SESSION_HANDLE session) {
+    --openSessions;
+    return real->C_CloseSession(session);
+}
+
+CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
+    CK_MECHANISM raw{CKM_RSA_X_509, nullptr, 0};
+    const bool isLate = isQuirk("finds out late") || std::getenv("QUIRK_WORD") != nullptr;
+    return real->C_DecryptInit(session, isLate ? &raw : mechanism, key);
+}
+
+CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* out, CK_ULONG* outSize) {
+    static std::atomic<int> calls = 0;
+    if (isQuirk("removed once") && !wasRemoved.exchange(true)) return CKR_DEVICE_REMOVED;
+    const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
+    if (isQuirk("finds out late") && calls++ % 2 == 0) return CKR_MECHANISM_PARAM_INVALID;
+    if (const char* word = std::getenv("QUIRK_WORD")) return std::strtoul(word, nullptr, 0);
+    if (!isQuirk("drops zeros") || result != CKR_OK) return result;
+    const auto zeros =
+        static_cast<CK_ULONG>(std::string_view(reinterpret_cast<char*>(out), *outSize).find_first_not_of('\0'));
+    std::memmove(out, out + zeros, *outSize -= zeros);
+    return result;
+}
+
+CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count) {
+    const auto result = real->C_GetAttributeValue(session, object, attributes, count);
+    // Without the OCTET STRING around it, on P-256.
+    if (isQuirk("bare point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
+        auto* value = static_cast<CK_BYTE*>(attributes->pValue);
+        std::memmove(value, value + 2, attributes->ulValueLen -= 2);
+    }
+    return result;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
+    if (real == nullptr) {
+        void* const library = ::dlopen(TORVANE_SOFTHSM2_MODULE, RTLD_NOW | RTLD_LOCAL);
+        const auto get = reinterpret_cast<CK_C_GetFunctionList>(::dlsym(library, "C_GetFunctionList"));
+        get(&real);
+        quirky = *real;
+        quirky.C_OpenSession = openSession;
+        quirky.C_CloseSession = closeSession;
+        quirky.C_DecryptInit = decryptInit;
+        quirky.C_Decrypt = decrypt;
+        quirky.C_GetAttributeValue = getAttributeValue;
+    }
+    *list = &quirky;
+    return CKR_OK;
+}
