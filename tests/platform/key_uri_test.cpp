@@ -112,13 +112,4 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
                                             " cannot be written: No such file or directory."));
 }
 
-TEST(SoftwareKeyStore, KeepsTheNameOfANewKeyOnBothHalves) {
-    const KeyName name{"sign-2026", {1, 2}};
-    for (const auto& key :
-         {SoftwareKeyStore::generateRSA(2048, name), SoftwareKeyStore::generateEC(EllipticCurve::P256, name)}) {
-        EXPECT_EQ(key.name(), name);
-        EXPECT_EQ(key.publicKey().name(), name);
-    }
-}
-
 }  // namespace

@@ -41,11 +41,12 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_destroy_method(method);
 }
 
-TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
+TEST(SecKey, KeepsItsNameAndRefusesOperationsOfTheOtherHalfFamilyOrCurve) {
+    const KeyName name{"sign-2026", {1, 2}};
     const SecurityError needsPrivate("This operation needs a private key.");
     const SecurityError otherCurve("Key agreement needs two EC keys on one curve.");
-    const auto rsa = SoftwareKeyStore::generateRSA();
-    const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256), p384 = privateKey(ecP384);
+    const auto rsa = SoftwareKeyStore::generateRSA(2048, name);
+    const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256, name), p384 = privateKey(ecP384);
     const SecurityError otherDigest(
         "An EC key signs with ECDSA, an RSA key with RSA, and a digest as long as the hash makes it.");
     for (const auto& key : {rsa, p256}) {
@@ -53,6 +54,7 @@ TEST(SecKey, RefusesOperationsOfTheOtherHalfFamilyOrCurve) {
         EXPECT_ERROR(key.sign(key.curve() ? ECDSA : RSA_PSS, SHA384, digest), otherDigest);
         const auto scheme = key.curve() ? ECDSA : RSA_PSS;
         EXPECT_TRUE(key.publicKey().verify(scheme, SHA256, digest, key.sign(scheme, SHA256, digest)));
+        EXPECT_EQ(key.publicKey().name(), name);
         EXPECT_ERROR(key.publicKey().sign(scheme, SHA256, digest), needsPrivate);
         EXPECT_ERROR(key.publicKey().decrypt(SHA256, ByteBuffer(256)), needsPrivate);
         EXPECT_ERROR(key.agree(p384), otherCurve);

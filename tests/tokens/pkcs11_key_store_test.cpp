@@ -1,21 +1,11 @@
-#include "torvane/platform/security/pkcs11_key_store.hpp"
-
 #include "torvane/platform/crypto/pkcs11/token.hpp"
-#include "torvane/platform/security/key_uri.hpp"
 
-#include "tests/testing/soft_token.hpp"
-#include "tests/testing/testing.hpp"
 #include "tests/testing/vectors.hpp"
+#include "tests/tokens/token_testing.hpp"
 
 namespace {
 
-using namespace Platform;
 using namespace Testing;
-using enum KeyHalf;
-using enum HashFunction;
-using enum SignatureScheme;
-
-const auto pin = answering("1234");
 
 Pkcs11KeyStore storeOf(const SoftToken& token) {
     return Pkcs11KeyStore(token.uri(), pin);
@@ -150,7 +140,6 @@ TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo)
     const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
     EXPECT_EQ(store.key(name, publicHalf).publicComponents(), publicKey(ecP256).publicComponents());
     const auto card = store.key(name, privateHalf);
-    const ByteBuffer digest(32, 7);
     for (int signature = 0; signature < 2; ++signature)
         EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
     EXPECT_EQ(asked, 3);
@@ -179,7 +168,6 @@ TEST(TokenKey, SaysWhichAlgorithmsItsTokenDoesNotDo) {
                                                            privateTemplate.size(), &publicHandle, &privateHandle);
     });
     const auto key = storeOf(token).key(name, privateHalf);
-    const ByteBuffer digest(32, 7);
     EXPECT_TRUE(key.verify(RSA_PKCS1, SHA256, digest, key.sign(RSA_PKCS1, SHA256, digest)));
     EXPECT_ERROR(
         key.sign(RSA_PSS, SHA256, digest),
@@ -195,62 +183,18 @@ TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {
     token.import(ecP256, "sign", "01");
     for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
         EXPECT_EQ(openKey(uri, privateHalf, pin).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
-    EXPECT_ERROR(
-        openKey("pkcs11:token=app?module-name=none", publicHalf),
-        KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app\"; these fit: none; these do "
-                                   "not: none."));
+    EXPECT_THROW(openKey("pkcs11:token=app?module-name=none", publicHalf), KeyStoreError);
 }
 
 TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
     const SoftToken token;
     token.import(rsaSig, "sign", "0a01");
     token.import(ecP256, "sign", "0a02");
-    const auto driver = "?module-path=" + token.driver();
-    const std::string all = R"("sign", id 0a01; "sign", id 0a02.)";
-    const auto notThere =
-        "couldn't load module: /nowhere/driver.so: /nowhere/driver.so: cannot open shared object file: No such file or "
-        "directory.";
-    const struct {
-        std::string uri;
-        KeyHalf half;
-        KeyStoreError error;
-    } cases[] = {
-        {"pkcs11:token=app;object=none" + driver, privateHalf,
-         KeyStoreError::keyNotFound(R"(One private key ("none") was looked for in the token "app"; there are: )" +
-                                    all)},
-        {"pkcs11:token=app;object=sign;id=%0b" + driver, publicHalf,
-         KeyStoreError::keyNotFound(R"(One public key ("sign", id 0b) was looked for in the token "app"; there are: )" +
-                                    all)},
-        {"pkcs11:token=app;object=sign" + driver, privateHalf,
-         KeyStoreError::keyNotFound(R"(One private key ("sign") was looked for in the token "app"; these fit: )" +
-                                    all)},
-        {"pkcs11:token=app" + driver, publicHalf,
-         KeyStoreError::keyNotFound(R"(One public key (any name) was looked for in the token "app"; these fit: )" +
-                                    all)},
-        {"pkcs11:token=app;id=%0a%01;type=public" + driver, privateHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=app;id=%0A%01;type=public" names no private key.)")},
-        {"pkcs11:token=app;type=secret-key" + driver, publicHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=app;type=secret-key" names no public key.)")},
-        {"pkcs11:token=my-pin-token" + driver + "&pin-value=1234", privateHalf,
-         KeyStoreError::unavailable(
-             R"(One token was looked for with "pkcs11:token=my-pin-token"; these fit: none; these do not: "app".)")},
-        {"pkcs11:token=app?module-path=/nowhere/driver.so", privateHalf,
-         KeyStoreError::unavailable(R"(The PKCS #11 driver "/nowhere/driver.so" cannot be loaded: )" +
-                                    std::string(notThere))},
-        {"pkcs11:token=%zz?pin-value=1234", privateHalf, KeyStoreError::invalidURI("This is not a PKCS #11 URI.")},
-        {std::string("pkcs11:token=app\0", 17), privateHalf, KeyStoreError::invalidURI("This is not a PKCS #11 URI.")},
-        {"pkcs11:token=app;PIN-VALUE=1234", privateHalf,
-         KeyStoreError::invalidURI(
-             R"(The PKCS #11 URI has an attribute that is not known, beside "pkcs11:token=app".)")},
-        {"pkcs11:token=app?pin-value=1234&pin-source=file:/pin", privateHalf,
-         KeyStoreError::invalidURI(R"("pkcs11:token=app" has both a pin-source and a pin-value.)")},
-        {" pkcs11:token=app?pin-value=1234", privateHalf,
-         KeyStoreError::unavailable(R"(The file " pkcs11:token=app" cannot be read: No such file or directory.)")},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.uri);
-        EXPECT_ERROR(openKey(row.uri, row.half, pin), row.error);
-    }
+    forEachRow("token_refusals.json", "uris", 13, [&](const json& row) {
+        std::string uri = row[0];
+        if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, token.driver());
+        EXPECT_REFUSED(openKey(uri, row[1] == "private" ? privateHalf : publicHalf, pin), row[2]);
+    });
 }
 
 TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndAWrongOneIsAnErrorThatDoesNotLast) {

@@ -1,4 +1,5 @@
-// SoftHSM as a driver with the habits of others, one at a time: the environment variable QUIRK names it.
+// SoftHSM as a driver with the habits of others, one at a time: the environment variable QUIRK names it. A number is
+// what it says when it decrypts.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,11 @@ bool isQuirk(std::string_view name) {
     return quirk != nullptr && quirk == name;
 }
 
+CK_RV word() {
+    const char* quirk = std::getenv("QUIRK");
+    return quirk == nullptr ? CKR_OK : std::strtoul(quirk, nullptr, 10);
+}
+
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
     if (++openSessions > 2 && isQuirk("two sessions")) return --openSessions, CKR_SESSION_COUNT;
     const auto result = real->C_OpenSession(slot, flags, data, notify, session);
@@ -32,7 +38,7 @@ CK_RV closeSession(CK_SESSION_HANDLE session) {
 
 CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
     CK_MECHANISM raw{CKM_RSA_X_509, nullptr, 0};
-    const bool isLate = isQuirk("finds out late") || std::getenv("QUIRK_WORD") != nullptr;
+    const bool isLate = isQuirk("finds out late") || word() != CKR_OK;
     return real->C_DecryptInit(session, isLate ? &raw : mechanism, key);
 }
 
@@ -41,7 +47,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
     if (isQuirk("finds out late") && calls++ % 2 == 0) return CKR_MECHANISM_PARAM_INVALID;
-    if (const char* word = std::getenv("QUIRK_WORD")) return std::strtoul(word, nullptr, 0);
+    if (word() != CKR_OK) return word();
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
     const auto zeros =
         static_cast<CK_ULONG>(std::string_view(reinterpret_cast<char*>(out), *outSize).find_first_not_of('\0'));

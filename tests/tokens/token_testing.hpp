@@ -1,0 +1,20 @@
+// What the tests of tokens share.
+#pragma once
+
+#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/security/pkcs11_key_store.hpp"
+
+#include "tests/testing/soft_token.hpp"
+#include "tests/testing/testing.hpp"
+
+namespace Testing {
+
+using namespace Platform;
+using enum KeyHalf;
+using enum HashFunction;
+using enum SignatureScheme;
+
+inline const auto pin = answering("1234");
+inline const ByteBuffer digest(32, 7);
+
+}  // namespace Testing
