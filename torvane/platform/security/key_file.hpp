@@ -1,4 +1,4 @@
-// Files that a key URI names: the only ones that the library touches. Not installed.
+// Files that a key URI names: the only ones that the library itself opens. Not installed.
 #pragma once
 
 #include <string>
