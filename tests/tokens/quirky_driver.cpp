@@ -25,7 +25,10 @@ CK_RV word() {
 }
 
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
-    if (++openSessions > 2 && isQuirk("two sessions")) return --openSessions, CKR_SESSION_COUNT;
+    if (++openSessions > 2 && isQuirk("two sessions")) {
+        --openSessions;
+        return CKR_SESSION_COUNT;
+    }
     const auto result = real->C_OpenSession(slot, flags, data, notify, session);
     if (result != CKR_OK) --openSessions;
     return result;
