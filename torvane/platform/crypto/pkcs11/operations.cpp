@@ -93,7 +93,9 @@ ByteBuffer signedBy(const Pkcs11Use& use, CK_MECHANISM mechanism, ByteView data,
     ByteBuffer signature(length);
     auto written = size(signature);
     use.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, in(data), size(data), signature.data(), &written);
-    return padded(signature, written, length);
+    if (mechanism.mechanism != CKM_ECDSA) return padded(signature, written, length);
+    signature.resize(std::min<std::size_t>(written, length));  // two numbers: what is missing of which nobody knows
+    return signature;
 }
 
 // Whether a refusal to decrypt has to do with the state of the token. What else a token says may tell how a ciphertext
