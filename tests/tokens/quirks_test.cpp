@@ -55,7 +55,7 @@ TEST(Quirks, InWordsForAWrongPaddingAreNotRepeatedAndThoseAboutTheTokenAre) {
     EXPECT_TRUE(key.decrypt(SHA256, ciphertext));
 }
 
-TEST(Quirks, OfFewSessionsMakeThreadsWaitAndKeysAreStillMade) {
+TEST(TokenConcurrency, FewSessionsMakeThreadsWaitAndKeysAreStillMade) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Quirk quirk("two sessions");
