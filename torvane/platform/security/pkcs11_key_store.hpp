@@ -1,8 +1,8 @@
 // The PKCS #11 key store: keys in a smart card, an HSM or a software token, behind the token's own driver.
 //
 //     const Platform::Pkcs11KeyStore store("pkcs11:token=app?module-path=/usr/lib/opensc-pkcs11.so", askForPin);
-//     auto signing = store.generateRSA(3072, {.label = "sign-2026"});
-//     auto decrypting = store.key({.label = "decrypt-2026"}, Platform::KeyHalf::privateHalf);
+//     auto signing = store.generateRSA(3072, {"sign-2026", {}});
+//     auto decrypting = store.key({"decrypt-2026", {}}, Platform::KeyHalf::privateHalf);
 //
 // The private numbers stay in the token. Where a driver is a token itself, as software tokens are, that is this
 // process.
@@ -35,8 +35,7 @@ class TORVANE_EXPORT Pkcs11KeyStore {
   public:
     /// Connects to the one token that a "pkcs11:" URI names; see openKey() for what the URI may say.
     /// @throws KeyStoreError invalidURI; unavailable when there is no such driver or token, or more than one token
-    /// fits;
-    ///         notSupported when the library is built without PKCS #11.
+    ///         fits; notSupported when the library is built without PKCS #11.
     explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
 
     /// The label and id in the URI's "object" and "id"; empty where it has none.
@@ -49,8 +48,7 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     /// A key by its label, its id, or both. The public numbers come from the token's public key, its certificate or its
     /// private key.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
-    /// missing,
-    ///         wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
+    ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
     SecKey key(const KeyName& name, KeyHalf half) const;
 
     /// Makes a key pair in the token, for signing and decrypting. The private key can never be read or leave the token
