@@ -17,7 +17,6 @@ SecretBuffer secret(std::string_view text) {
     return {bytes.begin(), bytes.end()};
 }
 
-// What "FILE" stands for in a row of the table.
 std::string filledIn(std::string text, const std::string& path) {
     const auto position = text.find("FILE");
     const auto quoted = debugQuoted(debugQuoted(path));

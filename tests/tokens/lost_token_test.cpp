@@ -103,7 +103,6 @@ TEST(LostToken, IsNamedInTheErrorAndAnotherKeyOfItsNameIsNotUsed) {
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
-// A driver looks for tokens only when it is started, and it is started only when no store uses it.
 TEST(LostToken, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
     const SoftToken token;
     token.import(ecP256, "a", "01");
