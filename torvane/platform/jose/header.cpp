@@ -11,7 +11,7 @@ namespace {
 using Platform::JSONValue;
 using Platform::StringMap;
 
-JSONValue::Object parse(Platform::ByteView json) {
+JSONValue::Object parsedHeader(Platform::ByteView json) {
     try {
         auto value = Platform::JSONSerialization::jsonObject(json);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
@@ -37,7 +37,7 @@ Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)
     check();
 }
 
-Header::Header(Platform::ByteView json) : parameters_(parse(json)) {
+Header::Header(Platform::ByteView json) : parameters_(parsedHeader(json)) {
     check();
 }
 

@@ -22,7 +22,7 @@ constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "d
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 
-Platform::SecretJSON parse(Platform::ByteView text) {
+Platform::SecretJSON parsedJWK(Platform::ByteView text) {
     try {
         return Platform::JSONSerialization::secretJSONObject(text);
     } catch (const Platform::JSONError& error) {
@@ -158,7 +158,7 @@ JWK::JWK(JWK jwk, JWKKeyType expected) : JWK(std::move(jwk)) {
 }
 
 JWK JWK::initFrom(Platform::ByteView data) {
-    return initFrom(membersOf(parse(data)));
+    return initFrom(membersOf(parsedJWK(data)));
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
@@ -170,7 +170,7 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
 }
 
 JWK JWK::initPrivateFrom(Platform::ByteView data) {
-    const auto json = parse(data);
+    const auto json = parsedJWK(data);
     const auto& members = membersOf(json);
     const auto keyType = keyTypeNamed(required(members, "kty"));
     switch (keyType) {

@@ -8,7 +8,7 @@ namespace {
 
 using Platform::JSONValue;
 
-Platform::SecretJSON parse(Platform::ByteView data) {
+Platform::SecretJSON parsedSet(Platform::ByteView data) {
     try {
         return Platform::JSONSerialization::secretJSONObject(data);
     } catch (const Platform::JSONError& error) {
@@ -27,7 +27,7 @@ const JSONValue::List& keyList(const JSONValue& set) {
 }  // namespace
 
 JWKSet JWKSet::initFrom(Platform::ByteView data) {
-    const auto set = parse(data);
+    const auto set = parsedSet(data);
     std::vector<JWK> keys;
     for (const auto& entry : keyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();
