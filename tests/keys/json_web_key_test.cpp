@@ -68,6 +68,19 @@ TEST(JsonWebKey, PrivateKeysAreNeverWritten) {
     EXPECT_ERROR(alone.encodeToDictionary(), notEncoded);
 }
 
+TEST(JsonWebKey, ThumbprintIsOneForBothHalvesWhateverTheirUseAndId) {
+    for (const auto& kid : {rsaSig, ecP256, ecP521}) {
+        const auto expected = JOSE::JWK::initFrom(bytesOf(keyText(kid, "jwk_private"))).thumbprint();
+        EXPECT_EQ(privateJwk(kid, JWK_ENC).thumbprint(), expected);
+        EXPECT_EQ(publicJwk(kid, JWK_SIG).thumbprint(), expected);
+    }
+    const auto& [privateHalf, publicHalf] = secp256k1KeyPair();
+    EXPECT_EQ(JsonWebKey(privateHalf, JWK_SIG, "own").thumbprint(), JsonWebKey(publicHalf, JWK_SIG, "").thumbprint());
+    const std::vector<std::uint8_t> zero(32);
+    EXPECT_ERROR(JsonWebKey(Zennet::PrivateKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(),
+                 Platform::SecurityError("The raw bytes are no secp256k1 private key."));
+}
+
 TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
     const ByteBuffer bytes(32, 1);
     const auto missing = JOSEError::missingKey("Missing keyRef for key k1");

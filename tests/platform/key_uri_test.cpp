@@ -111,4 +111,21 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
                                             " cannot be written: No such file or directory."));
 }
 
+TEST(KeyFile, OfANewSecp256k1KeyIsEncryptedAndReadBackAsThePair) {
+    const TemporaryFolder folder;
+    const auto source = [](std::string_view) { return std::optional(secret("open sesame")); };
+    const auto made = Zennet::generateSecp256k1Key(folder / "key.pem", source);
+    const auto read = Zennet::openKey(folder / "key.pem", KeyClass::privateKey, source);
+    EXPECT_EQ(asText(read.keyData().value()), asText(made.keyData().value()));
+    EXPECT_ERROR(Zennet::openKey(folder / "key.pem", KeyClass::privateKey),
+                 KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(folder / "key.pem") + "."));
+    const Torvane::JsonWebKey own(read, JWK_SIG, "own", read.publicKey());
+    const Torvane::JsonWebKey theirs(Zennet::openKey(folder / "key.pem", KeyClass::publicKey, source), JWK_SIG, "own");
+    EXPECT_EQ(own.thumbprint(), theirs.thumbprint());
+    const auto jws = Torvane::JWSSigner(JOSE::SignatureAlgorithm::ES256K, own).signJWT(asBytes("signed"));
+    EXPECT_EQ(asText(Torvane::JWSVerifier(JOSE::SignatureAlgorithm::ES256K, theirs).verifyJWS(jws)), "signed");
+    EXPECT_ERROR(Zennet::generateSecp256k1Key("pkcs11:token=any"),
+                 KeyStoreError::notSupported("A secp256k1 key cannot be made in a token."));
+}
+
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "tests/testing/temporary_folder.hpp"
 #include "tests/testing/vector_cases.hpp"
 
 namespace {
@@ -50,15 +51,29 @@ TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
     outcomes.expect("nested tokens, layer by layer");
 }
 
-void refuseSecp256k1(const json& key, Outcomes& outcomes) {
-    EXPECT_ERROR(privateKeyOf(key.at("jwk_private")),
-                 JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
+// A secp256k1 key is raw bytes, and so no platform key; from files it comes as what it is.
+void openSecp256k1(const json& key, Outcomes& outcomes) {
+    const auto jwk = key.at("jwk_private");
+    EXPECT_ERROR(privateKeyOf(jwk), JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
     outcomes.count("secp256k1 refused");
+    const TemporaryFolder folder;
+    const auto bytes = [](const Zennet::Key& opened) {
+        return ByteBuffer(opened.keyData().value().begin(), opened.keyData().value().end());
+    };
+    const auto point = bytes(publicKeyOf(jwk).key());
     for (const auto* member : {"pkcs8_pem", "sec1_pem", "spki_pem"}) {
         if (!key.contains(member)) continue;
-        EXPECT_ERROR(SoftwareKeyStore::load(bytesOf(key.at(member))),
+        const auto path = folder.write("key.pem", bytesOf(key.at(member)));
+        EXPECT_ERROR(Platform::openKey(path, Platform::KeyHalf::publicHalf),
                      SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
-        outcomes.count("secp256k1 PEM refused");
+        const auto publicHalf = Zennet::openKey(path, KeyClass::publicKey);
+        EXPECT_EQ(bytes(publicHalf), point);
+        EXPECT_TRUE(publicHalf.isPublicKey());
+        outcomes.count("secp256k1 PEM");
+        if (member == std::string("spki_pem")) continue;
+        const auto privateHalf = Zennet::openKey(path, KeyClass::privateKey);
+        EXPECT_EQ(bytes(privateHalf), decoded(jwk, "d"));
+        EXPECT_EQ(bytes(privateHalf.publicKey()), point);
     }
 }
 
@@ -85,7 +100,7 @@ TEST(InteropKeys, EveryFormOfAKeyIsTheSameKeyOrRefused) {
                              JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
                 outcomes.count("oct refused");
             } else if (key.at("jwk_public").value("crv", "") == "secp256k1") {
-                refuseSecp256k1(key, outcomes);
+                openSecp256k1(key, outcomes);
             } else {
                 loadEveryForm(key, outcomes);
             }

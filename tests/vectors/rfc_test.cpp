@@ -187,6 +187,29 @@ TEST(RfcVectors, Rfc7517AndRfc7520KeysAreWhatTheirPemIs) {
     runRfcVectors("rfc7517_jwk.json", keyOrSet);
 }
 
+TEST(RfcVectors, Rfc7638CountsTheMembersThatMakeAKeyAndNoOthers) {
+    const auto thumbprint = [](const json& vector, Outcomes& outcomes) {
+        const auto& jwk = vector.at("jwk");
+        const std::string bits = vector.at("hash"), expected = vector.at("thumbprint_b64u");
+        const auto hash = bits == "SHA-512"   ? Platform::HashFunction::SHA512
+                          : bits == "SHA-384" ? Platform::HashFunction::SHA384
+                                              : Platform::HashFunction::SHA256;
+        const auto members =
+            Platform::toStringMap(Platform::JSONSerialization::jsonObject(bytesOf(jwk.dump()))).value();
+        if (jwk.at("kty") != "RSA" && jwk.at("kty") != "EC") {
+            EXPECT_ERROR(JOSE::thumbprint(members, hash),
+                         JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
+            return outcomes.count("no key pair");
+        }
+        EXPECT_EQ(JOSE::thumbprint(members, hash), expected);
+        outcomes.count("as published");
+        if (jwk.value("crv", "") == "secp256k1") return;
+        EXPECT_EQ(JOSE::JWK::initFrom(bytesOf(jwk.dump())).thumbprint(hash), expected);
+        outcomes.count("of a JWK");
+    };
+    runRfcVectors("rfc7638_thumbprint.json", thumbprint);
+}
+
 void runPrimitive(const json& vector, Outcomes& outcomes) {
     const auto hex = [&](const char* name) { return fromHex(vector.at(name)); };
     const auto secret = [](const auto& bytes) { return Platform::SecretBuffer(bytes.begin(), bytes.end()); };

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "torvane/platform/jose/thumbprint.hpp"
 #include "torvane/platform/services/json_serialization.hpp"
 #include "torvane/platform/services/uuid.hpp"
 #include "torvane/platform/zennet/secp256k1_utils.hpp"
@@ -108,6 +109,10 @@ StringMap JsonWebKey::encodeToDictionary() const {
     auto dictionary = Platform::toStringMap(json.get());
     if (!dictionary) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK as Dictionary.");
     return *std::move(dictionary);
+}
+
+std::string JsonWebKey::thumbprint() const {
+    return JOSE::thumbprint(JsonWebKey(key().publicKey(), use(), {}).encodeToDictionary());
 }
 
 }  // namespace Torvane

@@ -78,6 +78,12 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.
     StringMap encodeToDictionary() const;
 
+    /// The thumbprint of the public half in base64url, 43 characters (RFC 7638 with SHA-256): the same for a private
+    /// key and its public one, whatever their use and id, and therefore an id that need not be agreed upon.
+    /// @throws JOSEError cannotEncodeJWK for a key that cannot be written; Platform::SecurityError for a private key of
+    ///         raw bytes that is not secp256k1.
+    std::string thumbprint() const;
+
   private:
     struct State {
         std::optional<JOSE::JWK> jwk;

@@ -6,8 +6,12 @@
 
 #include <openssl/rsa.h>
 
+#include "torvane/platform/crypto/secp256k1_curve.hpp"
+
 namespace Platform::Crypto {
 namespace {
+
+constexpr const char* secp256k1 = "secp256k1";
 
 // Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder,
 // and secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
@@ -75,20 +79,29 @@ void requireCheckableSizes(const RSAPrivateComponents& key) {
     if (size > longest || key.p.size() + key.q.size() > size + 2) fail(mismatch);
 }
 
-ByteBuffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
+template <class Buffer = ByteBuffer>
+Buffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
     BIGNUM* raw = nullptr;
     check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's numbers");
     const Bignum value(raw);
-    ByteBuffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
+    Buffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
     if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) fail("read a key's numbers");
     return bytes;
 }
 
-std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
-    std::array<char, 64> name{};
-    if (EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
-        return std::nullopt;
+// Empty for what is no EC key.
+using GroupName = std::array<char, 64>;
+GroupName groupNameOf(const EVP_PKEY* key) noexcept {
+    GroupName name{};
+    if (EVP_PKEY_is_a(key, "EC") != 1 ||
+        EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
+        return {};
     }
+    return name;
+}
+
+std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
+    const auto name = groupNameOf(key);
     const std::string_view group(name.data());
     if (group == "P-256" || group == "prime256v1") return EllipticCurve::P256;
     if (group == "P-384" || group == "secp384r1") return EllipticCurve::P384;
@@ -149,7 +162,7 @@ PublicComponents publicComponents(const EVP_PKEY* key) {
     if (EVP_PKEY_is_a(key, "RSA") == 1) {
         return RSAPublicComponents{number(key, OSSL_PKEY_PARAM_RSA_N), number(key, OSSL_PKEY_PARAM_RSA_E)};
     }
-    const auto curve = EVP_PKEY_is_a(key, "EC") == 1 ? curveOf(key) : std::nullopt;
+    const auto curve = curveOf(key);
     if (!curve) throw unsupportedKey();
     return ECPublicComponents{*curve, number(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
                               number(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
@@ -163,6 +176,31 @@ Pkey generateRSA(std::size_t modulusBits) {
 Pkey generateEC(EllipticCurve curve) {
     const ErrorScope scope;
     return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", groupName(curve)), "generate an EC key"));
+}
+
+Pkey generateSecp256k1() {
+    const ErrorScope scope;
+    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", secp256k1), "generate an EC key"));
+}
+
+bool isSecp256k1(const EVP_PKEY* key) noexcept {
+    const ErrorScope scope;
+    return std::string_view(groupNameOf(key).data()) == secp256k1;
+}
+
+SecretBuffer secp256k1Scalar(const EVP_PKEY* key) {
+    const ErrorScope scope;
+    return number<SecretBuffer>(key, OSSL_PKEY_PARAM_PRIV_KEY, Secp256k1::scalarSize);
+}
+
+ByteBuffer secp256k1Point(const EVP_PKEY* key) {
+    const ErrorScope scope;
+    ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
+    for (const char* coordinate : {OSSL_PKEY_PARAM_EC_PUB_X, OSSL_PKEY_PARAM_EC_PUB_Y}) {
+        const auto bytes = number(key, coordinate, Secp256k1::scalarSize);
+        point.insert(point.end(), bytes.begin(), bytes.end());
+    }
+    return point;
 }
 
 Pkey checkedPair(Pkey key) {

@@ -26,6 +26,15 @@ PublicComponents publicComponents(const EVP_PKEY* key);
 Pkey generateRSA(std::size_t modulusBits);
 Pkey generateEC(EllipticCurve curve);
 
+// secp256k1 keys are used as raw bytes, and are OpenSSL's only where they are read from text or written as such.
+
+Pkey generateSecp256k1();
+bool isSecp256k1(const EVP_PKEY* key) noexcept;
+/// The 32 bytes of a private key's scalar.
+SecretBuffer secp256k1Scalar(const EVP_PKEY* key);
+/// The 65 bytes of the point in uncompressed form.
+ByteBuffer secp256k1Point(const EVP_PKEY* key);
+
 /// The key, if its private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times the
 /// generator. A key that mixes two pairs would sign with one and be verified with the other.
 /// @throws SecurityError

@@ -11,6 +11,8 @@
 #include <openssl/ui.h>
 #include <openssl/x509.h>
 
+#include "torvane/platform/crypto/asymmetric_key.hpp"
+
 namespace Platform::Crypto {
 namespace {
 
@@ -101,6 +103,24 @@ void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* m
     }
 }
 
+std::string counted(std::size_t count, const char* noun) {
+    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+[[noreturn]] void refuse(const KeysRead& keys, KeyHalf half, std::string_view origin) {
+    const std::string where(origin);
+    if (keys.remainsEncrypted) {
+        throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where +
+                                                                  ", or OpenSSL does not know its encryption."
+                                                            : "A passphrase is needed for " + where + ".");
+    }
+    throw KeyStoreError::keyNotFound(std::string("One ") + (half == KeyHalf::privateHalf ? "private" : "public") +
+                                     " key was looked for in " + where + "; there are " +
+                                     counted(keys.privateKeys.size(), "private key") + ", " +
+                                     counted(keys.publicKeys.size(), "public key") + " and " +
+                                     counted(keys.certifiedKeys.size(), "certificate") + ".");
+}
+
 }  // namespace
 
 KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view whose) {
@@ -115,6 +135,16 @@ KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view
     passphrase.rethrow();
     keys.hadPassphrase = passphrase.wasGiven();
     return keys;
+}
+
+Pkey readKey(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
+    auto keys = readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
+    if (keys.privateKeys.size() == 1) return checkedPair(std::move(keys.privateKeys.front()));
+    if (half == KeyHalf::publicHalf && keys.privateKeys.empty()) {
+        if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());
+        if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return std::move(keys.certifiedKeys.front());
+    }
+    refuse(keys, half, origin);
 }
 
 SecretBuffer privateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase) {

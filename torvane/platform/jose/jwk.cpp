@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/thumbprint.hpp"
 #include "torvane/platform/security/software_key_store.hpp"
 #include "torvane/platform/services/base64.hpp"
 #include "torvane/platform/services/json_serialization.hpp"
@@ -195,6 +196,10 @@ Platform::SecKey JWK::converted() const {
 JWK JWK::publicHalf() const {
     const auto* key = std::get_if<Platform::SecKey>(&state_->key);
     return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), keyType(), key->publicKey());
+}
+
+std::string JWK::thumbprint(Platform::HashFunction hash) const {
+    return JOSE::thumbprint(parameters(), hash);
 }
 
 std::optional<Platform::ByteBuffer> JWK::jsonData() const {

@@ -51,6 +51,9 @@ class TORVANE_EXPORT JWK {
     /// The same JWK, as one that was read as a public key.
     JWK publicHalf() const;
 
+    /// The thumbprint (RFC 7638), as JOSE::thumbprint() makes it of the members.
+    std::string thumbprint(Platform::HashFunction hash = Platform::HashFunction::SHA256) const;
+
     /// The public members as JSON text; nothing when a member is not UTF-8.
     std::optional<Platform::ByteBuffer> jsonData() const;
     std::optional<std::string> jsonString() const;

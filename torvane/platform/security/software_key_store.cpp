@@ -60,33 +60,11 @@ SecKey held(Crypto::Pkey key, KeyName name = {}) {
     return SecKey(std::make_shared<const SoftwareKey>(std::move(key), std::move(name)));
 }
 
-SecKey checkedAndHeld(Crypto::Pkey key) {
-    return held(Crypto::checkedPair(std::move(key)));
-}
-
-SecKey publicHalf(const Crypto::Pkey& key) {
-    return SecKey(Crypto::publicComponents(key.get()));
-}
-
-std::string counted(std::size_t count, const char* noun) {
-    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
-}
-
-[[noreturn]] void refuse(const Crypto::KeysRead& keys, KeyHalf half, std::string_view origin) {
-    const std::string where(origin);
-    if (keys.remainsEncrypted) {
-        throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where +
-                                                                  ", or OpenSSL does not know its encryption."
-                                                            : "A passphrase is needed for " + where + ".");
-    }
-    throw KeyStoreError::keyNotFound(std::string("One ") + (half == KeyHalf::privateHalf ? "private" : "public") +
-                                     " key was looked for in " + where + "; there are " +
-                                     counted(keys.privateKeys.size(), "private key") + ", " +
-                                     counted(keys.publicKeys.size(), "public key") + " and " +
-                                     counted(keys.certifiedKeys.size(), "certificate") + ".");
-}
-
 }  // namespace
+
+SecKey softwareKey(Crypto::Pkey key, KeyHalf half) {
+    return half == KeyHalf::privateHalf ? held(std::move(key)) : SecKey(Crypto::publicComponents(key.get()));
+}
 
 SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
     return held(Crypto::generateRSA(modulusBits), std::move(name));
@@ -98,22 +76,13 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
-    if (!keys.privateKeys.empty()) return checkedAndHeld(std::move(keys.privateKeys.front()));
-    if (!keys.publicKeys.empty()) return publicHalf(keys.publicKeys.front());
+    if (!keys.privateKeys.empty()) return held(Crypto::checkedPair(std::move(keys.privateKeys.front())));
+    if (!keys.publicKeys.empty()) return softwareKey(std::move(keys.publicKeys.front()), KeyHalf::publicHalf);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
 SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
-    auto keys = Crypto::readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
-    if (keys.privateKeys.size() == 1) {
-        auto key = checkedAndHeld(std::move(keys.privateKeys.front()));
-        return half == KeyHalf::privateHalf ? key : key.publicKey();
-    }
-    if (half == KeyHalf::publicHalf && keys.privateKeys.empty()) {
-        if (keys.publicKeys.size() == 1) return publicHalf(keys.publicKeys.front());
-        if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return publicHalf(keys.certifiedKeys.front());
-    }
-    refuse(keys, half, origin);
+    return softwareKey(Crypto::readKey(encoded, half, passphrase, origin), half);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {

@@ -56,6 +56,10 @@ class TORVANE_EXPORT Key {
     KeyClass keyClass() const noexcept { return state_->keyClass; }
     bool isPublicKey() const noexcept { return keyClass() == KeyClass::publicKey; }
 
+    /// The public half; of a public key, itself.
+    /// @throws Platform::SecurityError for raw bytes that are no secp256k1 private key.
+    Key publicKey() const;
+
   protected:
     Key(KeyClass keyClass, Platform::SecKey key, std::optional<KeyType> keyType);
     Key(KeyClass keyClass, Platform::ByteView keyData, std::optional<KeyType> keyType);

@@ -1,0 +1,46 @@
+#include "torvane/platform/jose/thumbprint.hpp"
+
+#include <algorithm>
+#include <span>
+#include <string_view>
+
+#include "torvane/platform/crypto/digest.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/services/base64.hpp"
+
+namespace JOSE {
+namespace {
+
+// In the order in which they are hashed.
+constexpr std::string_view rsaMembers[]{"e", "kty", "n"};
+constexpr std::string_view ecMembers[]{"crv", "kty", "x", "y"};
+
+std::span<const std::string_view> membersOfKeyType(const Platform::StringMap& jwk) {
+    const auto keyType = jwk.find("kty");
+    if (keyType != jwk.end() && keyType->second == "RSA") return rsaMembers;
+    if (keyType != jwk.end() && keyType->second == "EC") return ecMembers;
+    throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
+}
+
+bool isWrittenInOneWay(char c) noexcept {
+    return c >= ' ' && c <= '~' && c != '"' && c != '\\' && c != '/';
+}
+
+}  // namespace
+
+std::string thumbprint(const Platform::StringMap& jwk, Platform::HashFunction hash) {
+    std::string text;
+    for (const auto name : membersOfKeyType(jwk)) {
+        const auto member = jwk.find(name);
+        if (member == jwk.end() || !std::ranges::all_of(member->second, isWrittenInOneWay)) {
+            throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +
+                                                "\" is missing or not plain text.");
+        }
+        text += text.empty() ? "{\"" : ",\"";
+        text.append(name).append("\":\"").append(member->second).append("\"");
+    }
+    text += '}';
+    return Platform::encodeBase64url(Platform::Crypto::digest(hash, Platform::asBytes(text)));
+}
+
+}  // namespace JOSE

@@ -1,0 +1,23 @@
+// Keys in files, as OpenSSL holds them. Not installed.
+#pragma once
+
+#include <string_view>
+
+#include "torvane/platform/crypto/openssl.hpp"
+#include "torvane/platform/primitives.hpp"
+
+namespace Platform {
+
+/// Whether a key URI names a key in a token; any other names a file.
+bool namesToken(std::string_view uri) noexcept;
+
+/// The key of that half.
+/// @throws KeyStoreError, and as Crypto::readKey().
+Crypto::Pkey keyOfFile(std::string_view uri, KeyHalf half, const SecretSource& secret);
+
+/// Makes a file of the private key, encrypted if the source gives a passphrase. What comes back was read from the
+/// file's text, so that it is known to be readable.
+/// @throws KeyStoreError
+Crypto::Pkey keyIntoFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret);
+
+}  // namespace Platform
