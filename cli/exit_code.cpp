@@ -1,0 +1,50 @@
+#include "cli/exit_code.hpp"
+
+#include <torvane/torvane.hpp>
+
+namespace Command {
+namespace {
+
+ExitCode codeOf(const Torvane::JOSEError& error) {
+    using enum Torvane::JOSEError::Case;
+    // A key store that fails in the middle of an operation is what a script wants to know of.
+    if (error.underlyingError() && exitCodeOf(error.underlyingError()) == ExitCode::key) return ExitCode::key;
+    switch (error.errorCase()) {
+        case algorithmNotSupported: return ExitCode::usage;
+        case invalidKeyFormat:
+        case missingKey:
+        case cannotEncodeJWK:
+        case cannotDecodeJWK:
+        case curveNotSupported: return ExitCode::key;
+        case JWEDecrypterError: return ExitCode::decryption;
+        case JWSVerificationError: return ExitCode::signature;
+        case invalidJOSEComponent: return ExitCode::token;
+        case JWSSignerError:
+        case JWEEncrypterError:
+        case cannotDecodeResponse:
+        case claimNotFoundInJWT:
+        case malformedClaim:
+        case initializationError: break;
+    }
+    return ExitCode::other;
+}
+
+}  // namespace
+
+ExitCode exitCodeOf(const std::exception_ptr& thrown) noexcept {
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const Failure& failure) {
+        return failure.code();
+    } catch (const Torvane::JOSEError& error) {
+        return codeOf(error);
+    } catch (const Platform::SecurityError&) {
+        return ExitCode::key;
+    } catch (const JOSE::JOSESwiftError& error) {
+        return error.errorCase() == JOSE::JOSESwiftError::Case::unsupportedKey ? ExitCode::key : ExitCode::token;
+    } catch (...) {
+        return ExitCode::other;
+    }
+}
+
+}  // namespace Command

@@ -1,0 +1,105 @@
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <torvane/torvane.hpp>
+
+#include "cli/commands.hpp"
+#include "cli/exit_code.hpp"
+#include "cli/keys.hpp"
+#include "cli/terminal.hpp"
+
+namespace Command {
+namespace {
+
+using Platform::EllipticCurve;
+using Platform::JSONValue;
+using Platform::SecretSource;
+using Zennet::KeyClass;
+
+struct KeyKind {
+    std::string_view name;
+    std::function<void(std::string_view uri, const SecretSource& secret)> make;
+};
+
+KeyKind rsa(std::string_view name, std::size_t bits) {
+    return {name, [bits](auto uri, const auto& secret) { Platform::generateRSAKey(uri, bits, secret); }};
+}
+
+KeyKind ec(std::string_view name, EllipticCurve curve) {
+    return {name, [curve](auto uri, const auto& secret) { Platform::generateECKey(uri, curve, secret); }};
+}
+
+std::vector<KeyKind> kinds() {
+    return {rsa("RSA-2048", 2048),
+            rsa("RSA-3072", 3072),
+            rsa("RSA-4096", 4096),
+            ec("P-256", EllipticCurve::P256),
+            ec("P-384", EllipticCurve::P384),
+            ec("P-521", EllipticCurve::P521),
+            {"secp256k1", [](auto uri, const auto& secret) { Zennet::generateSecp256k1Key(uri, secret); }}};
+}
+
+bool isToken(std::string_view uri) noexcept {
+    constexpr std::string_view scheme = "pkcs11:";
+    return uri.size() >= scheme.size() && std::equal(scheme.begin(), scheme.end(), uri.begin(), [](char a, char b) {
+               return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b);
+           });
+}
+
+// The private half, or the public one where there is no other.
+Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
+    using enum Platform::KeyStoreError::Case;
+    try {
+        return Zennet::openKey(uri, KeyClass::privateKey, secret);
+    } catch (const Platform::KeyStoreError& error) {
+        if (error.errorCase() != keyNotFound) throw;
+        return Zennet::openKey(uri, KeyClass::publicKey, secret);
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> keyKinds() {
+    std::vector<std::string> names;
+    for (const auto& kind : kinds()) names.emplace_back(kind.name);
+    return names;
+}
+
+void newKey(const NewKeyOptions& options) {
+    const auto all = kinds();
+    const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
+    if (kind == all.end()) throw Failure(ExitCode::usage, "\"" + options.kind + "\" is no kind of key.");
+    // A token asks for its PIN; a file is encrypted when its owner says so.
+    const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
+    const auto secret = isToken(options.uri) ? secretSource(options.secretFile)
+                        : isEncrypted        ? newSecretSource(options.secretFile)
+                                             : SecretSource();
+    kind->make(options.uri, secret);
+}
+
+void showKey(const ShowKeyOptions& options) {
+    const auto secret = secretSource(options.secretFile);
+    const auto key =
+        options.isPublic ? Zennet::openKey(options.uri, KeyClass::publicKey, secret) : openAnyHalf(options.uri, secret);
+    const auto kind = kindOf(key);
+    const bool isRSA = kind.starts_with("RSA");
+    const auto name = key.keyRef() ? key.keyRef()->name() : Platform::KeyName();
+    std::vector<std::pair<std::string, std::string>> rows{
+        {"family", isRSA ? "RSA" : "EC"},
+        isRSA ? std::pair("size", kind.substr(4)) : std::pair("curve", kind),
+        {"class", key.isPublicKey() ? "public" : "private"},
+        {"thumbprint", Torvane::JsonWebKey(key, Torvane::JWKUse::JWK_SIG, {}).thumbprint()}};
+    if (!name.label.empty()) rows.emplace_back("label", printable(name.label));
+    if (options.asJSON) {
+        JSONValue::Object object;
+        for (const auto& [member, value] : rows) object[member] = value;
+        if (isRSA) object["size"] = std::stoi(kind.substr(4));
+        std::cout << indentedJSON(object) << '\n';
+        return;
+    }
+    if (isRSA) rows[1].second += " bits";
+    std::cout << nameList(rows, paletteOfOutput());
+}
+
+}  // namespace Command

@@ -1,0 +1,42 @@
+// The terminal, where there is one: colours, questions that are not echoed, and a line of progress.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <torvane/platform/primitives.hpp>
+
+#include "cli/text.hpp"
+
+namespace Command {
+
+/// Colours when standard output is a terminal that has them, unless NO_COLOR is set (no-color.org).
+Palette paletteOfOutput();
+
+/// Answers with the first line of the file; without one, asks on the terminal, where what is typed is not shown. Gives
+/// nothing where there is no terminal.
+Platform::SecretSource secretSource(const std::string& secretFile);
+
+/// The same for a new passphrase: asked for twice, and never none.
+/// @throws Failure
+Platform::SecretSource newSecretSource(const std::string& secretFile);
+
+/// A line on standard error that says how far a long input is, where that is a terminal; gone when it goes.
+class Progress {
+  public:
+    explicit Progress(std::string_view verb);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void show(std::size_t bytes);
+
+  private:
+    std::string_view verb_;
+    bool isTerminal_;
+    bool isShown_ = false;
+    std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace Command

@@ -1,0 +1,227 @@
+#include "cli/text.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <ctime>
+#include <torvane/platform/services/json_serialization.hpp>
+
+namespace Command {
+namespace {
+
+using Platform::JSONValue;
+
+struct Character {
+    char32_t code;
+    std::size_t size;  // in bytes; 0 where there is no UTF-8
+};
+
+Character firstOf(std::string_view text) noexcept {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const std::size_t size = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
+    if (size == 0 || size > text.size()) return {lead, 0};
+    char32_t code = size == 1 ? lead : lead & (0x7FU >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        const auto next = static_cast<unsigned char>(text[i]);
+        if ((next & 0xC0U) != 0x80U) return {lead, 0};
+        code = code << 6U | (next & 0x3FU);
+    }
+    constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
+    if (code < least.at(size) || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {lead, 0};
+    return {code, size};
+}
+
+// C0, DEL and C1 controls, line separators, and what turns the writing direction or takes no place.
+bool actsOnTerminals(char32_t code) noexcept {
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x200B && code <= 0x200F) ||
+           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
+           (code >= 0xE0000 && code <= 0xE0FFF);
+}
+
+std::string hex(std::uint32_t value, int digits) {
+    std::string text;
+    for (int i = digits - 1; i >= 0; --i) text += "0123456789abcdef"[value >> (4 * i) & 0xFU];
+    return text;
+}
+
+// As JSON escapes a character: by a letter, or in UTF-16.
+std::string escaped(char32_t code) {
+    if (code == '\n') return "\\n";
+    if (code == '\r') return "\\r";
+    if (code == '\t') return "\\t";
+    if (code < 0x10000) return "\\u" + hex(code, 4);
+    const auto rest = code - 0x10000;
+    return "\\u" + hex(0xD800 + (rest >> 10U), 4) + "\\u" + hex(0xDC00 + (rest & 0x3FFU), 4);
+}
+
+std::string escapedText(std::string_view text, std::string_view alsoEscaped) {
+    std::string result;
+    while (!text.empty()) {
+        const auto [code, size] = firstOf(text);
+        if (size == 0) {
+            result += "\\x" + hex(code, 2);
+        } else if (actsOnTerminals(code)) {
+            result += escaped(code);
+        } else {
+            if (code < 0x80 && alsoEscaped.find(static_cast<char>(code)) != alsoEscaped.npos) result += '\\';
+            result += text.substr(0, size);
+        }
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return result;
+}
+
+class JSONWriter {
+  public:
+    JSONWriter(const Palette& palette, const Note& note) noexcept : palette_(palette), note_(note) {}
+
+    void write(const JSONValue& value, std::size_t depth) {
+        if (const auto* object = value.as<JSONValue::Object>()) {
+            block('{', '}', *object, depth, [&](const auto& member) {
+                coloured(palette_.name, quoted(member.first));
+                text += ": ";
+                write(member.second, depth + 1);
+                return depth == 0 && note_ ? note_(member.first, member.second) : std::string();
+            });
+        } else if (const auto* list = value.as<JSONValue::List>()) {
+            block('[', ']', *list, depth, [&](const auto& element) {
+                write(element, depth + 1);
+                return std::string();
+            });
+        } else if (const auto* string = value.as<std::string>()) {
+            coloured(palette_.text, quoted(*string));
+        } else {
+            const auto written = Platform::JSONSerialization::data(value);
+            coloured(value.isNull() || value.as<bool>() ? palette_.word : palette_.number, Platform::asText(written));
+        }
+    }
+
+    std::string text;
+
+  private:
+    static std::string quoted(std::string_view string) { return '"' + escapedText(string, "\"\\") + '"'; }
+
+    void coloured(std::string_view colour, std::string_view what) {
+        text += colour;
+        text += what;
+        text += palette_.off;
+    }
+
+    template <class Container, class Write>
+    void block(char open, char close, const Container& elements, std::size_t depth, Write writeElement) {
+        text += open;
+        for (std::size_t count = 0; const auto& element : elements) {
+            text.append("\n").append(2 * (depth + 1), ' ');
+            const auto note = writeElement(element);
+            if (++count < elements.size()) text += ',';
+            if (!note.empty()) coloured(palette_.note, "  " + note);
+        }
+        if (!elements.empty()) text.append("\n").append(2 * depth, ' ');
+        text += close;
+    }
+
+    const Palette& palette_;
+    const Note& note_;
+};
+
+// In places on the terminal, nearly: what combines or is wide is rare in ids.
+std::size_t widthOf(std::string_view text) noexcept {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+std::string span(double seconds) {
+    constexpr std::array<std::pair<double, const char*>, 5> units{
+        {{365.25 * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}}};
+    for (const auto& [size, name] : units) {
+        if (seconds >= size) return counted(static_cast<std::size_t>(seconds / size), name);
+    }
+    return "0 seconds";
+}
+
+}  // namespace
+
+Palette Palette::colours() noexcept {
+    return {"\033[34m", "\033[32m", "\033[36m", "\033[35m", "\033[1m", "\033[2m", "\033[33m", "\033[32m", "\033[0m"};
+}
+
+std::string printable(std::string_view text) {
+    return escapedText(text, "");
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+    constexpr std::string_view blanks = " \t\r\n";
+    const auto first = text.find_first_not_of(blanks);
+    return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string indentedJSON(const JSONValue& value, const Palette& palette, const Note& note) {
+    JSONWriter writer(palette, note);
+    writer.write(value, 0);
+    return std::move(writer.text);
+}
+
+std::string table(const std::vector<std::vector<std::string>>& rows, const Palette& palette) {
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line += row[i];
+            line.append(widths[i] - widthOf(row[i]) + 2, ' ');
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        if (text.empty()) line = std::string(palette.heading) + line + std::string(palette.off);
+        text += line + '\n';
+    }
+    return text;
+}
+
+std::string nameList(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette) {
+    std::size_t width = 0;
+    for (const auto& [name, value] : rows) width = std::max(width, widthOf(name));
+    std::string text;
+    for (const auto& [name, value] : rows) {
+        text.append(palette.name).append(name).append(palette.off).append(width - widthOf(name) + 2, ' ');
+        text += value + '\n';
+    }
+    return text;
+}
+
+std::string counted(std::size_t count, std::string_view noun) {
+    return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+std::string humanSize(std::size_t bytes) {
+    constexpr std::array<const char*, 4> units{"KiB", "MiB", "GiB", "TiB"};
+    if (bytes < 1024) return counted(bytes, "byte");
+    auto size = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    for (; size >= 1024 && unit + 1 < units.size(); ++unit) size /= 1024;
+    const auto tenths = static_cast<std::size_t>(std::lround(size * 10));
+    return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + ' ' + units.at(unit);
+}
+
+std::string humanTime(double seconds, double now) {
+    constexpr double yearZero = -62167219200, year10000 = 253402300800;
+    if (!(seconds >= yearZero && seconds < year10000)) return {};
+    const auto whole = static_cast<std::time_t>(std::floor(seconds));
+    std::tm parts{};
+    std::array<char, 64> text{};
+    if (::gmtime_r(&whole, &parts) == nullptr) return {};
+    if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) return {};
+    return std::string(text.data()) +
+           (seconds > now ? " (in " + span(seconds - now) + ')' : " (" + span(now - seconds) + " ago)");
+}
+
+}  // namespace Command

@@ -1,0 +1,144 @@
+#include "cli/token_view.hpp"
+
+#include <algorithm>
+#include <array>
+#include <torvane/platform/services/base64.hpp>
+#include <torvane/platform/zennet/text.hpp>
+#include <torvane/torvane.hpp>
+#include <utility>
+
+#include "cli/exit_code.hpp"
+#include "cli/text.hpp"
+
+namespace Command {
+namespace {
+
+using Platform::JSONValue;
+
+constexpr std::array<std::string_view, 3> partsOfJWS{"header", "payload", "signature"};
+constexpr std::array<std::string_view, 5> partsOfJWE{"header", "encrypted key", "initialization vector", "ciphertext",
+                                                     "authentication tag"};
+
+// Header parameters that few tokens have, and what to know of them.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualParameters{
+    {{"crit", "asks for extensions, and is refused."},
+     {"zip", "asks for compression, and is refused."},
+     {"b64", "asks for an unencoded payload, and is refused unless it is true."},
+     {"jku", "names a place to fetch keys from: a receiver must not do so."},
+     {"x5u", "names a place to fetch a certificate from: a receiver must not do so."},
+     {"jwk", "is a key that the sender chose: it proves nothing."},
+     {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
+
+std::string quoted(std::string_view text) {
+    return '"' + printable(text) + '"';
+}
+
+template <class Algorithm>
+void checkAlgorithm(const TokenView& view, std::string_view member, std::vector<std::string>& warnings) {
+    const auto name = view.headerMember(member);
+    if (name.empty()) {
+        warnings.push_back("There is no " + quoted(member) + '.');
+    } else if (name == "none") {
+        warnings.emplace_back("The algorithm is \"none\": there is no signature.");
+    } else if (!JOSE::fromRawValue<Algorithm>(name)) {
+        warnings.push_back("The algorithm " + quoted(name) + " is not known.");
+    }
+}
+
+std::vector<std::string> warningsOf(const TokenView& view) {
+    std::vector<std::string> warnings;
+    for (const auto& part : view.parts) {
+        if (!part.bytes) warnings.push_back("The " + std::string(part.name) + " is not base64url without padding.");
+    }
+    if (view.parts.back().bytes && view.parts.back().bytes->empty()) {
+        warnings.push_back("The " + std::string(view.parts.back().name) + " is empty.");
+    }
+    if (!view.header) {
+        warnings.emplace_back("The header is not a JSON object.");
+        return warnings;
+    }
+    if (view.isEncrypted) {
+        checkAlgorithm<JOSE::KeyManagementAlgorithm>(view, "alg", warnings);
+        checkAlgorithm<JOSE::ContentEncryptionAlgorithm>(view, "enc", warnings);
+    } else {
+        checkAlgorithm<JOSE::SignatureAlgorithm>(view, "alg", warnings);
+    }
+    if (!view.header->contains("kid")) warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
+    for (const auto& [name, what] : unusualParameters) {
+        if (view.header->contains(name)) warnings.push_back(quoted(name) + ' ' + std::string(what));
+    }
+    return warnings;
+}
+
+std::optional<JSONValue::Object> objectFrom(Platform::ByteView text) {
+    try {
+        auto value = Platform::JSONSerialization::jsonObject(text);
+        auto* object = value.as<JSONValue::Object>();
+        return object == nullptr ? std::nullopt : std::optional(std::move(*object));
+    } catch (const Platform::JSONError&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+std::string TokenView::headerMember(std::string_view name) const {
+    const auto* text = header ? Platform::stringMember(*header, name) : nullptr;
+    return text == nullptr ? std::string() : *text;
+}
+
+const Platform::ByteBuffer* TokenView::payload() const noexcept {
+    return isEncrypted || !parts[1].bytes ? nullptr : &*parts[1].bytes;
+}
+
+TokenView viewOfToken(std::string_view token) {
+    const auto count = static_cast<std::size_t>(std::ranges::count(token, '.')) + 1;
+    if (count != partsOfJWS.size() && count != partsOfJWE.size()) {
+        throw Failure(ExitCode::token, "The input is no compact token: it has " + counted(count, "part") +
+                                           ", and a JWS has 3, a JWE 5.");
+    }
+    TokenView view{count == partsOfJWE.size(), token.size(), {}, {}, {}};
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto part = token.substr(0, token.find('.'));
+        view.parts.push_back({view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), Platform::decodeBase64url(part)});
+        token.remove_prefix(std::min(token.size(), part.size() + 1));
+    }
+    if (view.parts.front().bytes) view.header = objectFrom(*view.parts.front().bytes);
+    view.warnings = warningsOf(view);
+    return view;
+}
+
+bool looksLikeToken(Platform::ByteView bytes) noexcept {
+    const auto text = Platform::asText(bytes);
+    const auto dots = std::ranges::count(text, '.');
+    // "ey" is how "{" and a quote begin in base64url.
+    return text.starts_with("ey") && (dots == 2 || dots == 4) && text.find_first_of(" \t\r\n\"") == text.npos;
+}
+
+PayloadView viewOfPayload(Platform::ByteView bytes) {
+    PayloadView view{bytes.size(), objectFrom(bytes), std::nullopt};
+    if (!view.claims && Zennet::isUTF8(bytes)) view.text = std::string(Platform::asText(bytes));
+    return view;
+}
+
+std::string timeOfClaim(const std::string& name, const JSONValue& value, double now) {
+    const auto seconds = name == "exp" || name == "nbf" || name == "iat" ? value.to<double>() : std::nullopt;
+    return seconds ? humanTime(*seconds, now) : std::string();
+}
+
+std::vector<std::string> warningsOf(const JSONValue::Object& claims, double now) {
+    std::vector<std::string> warnings;
+    const auto warn = [&](const char* name, const char* what, auto isBad) {
+        const auto claim = claims.find(name);
+        if (claim == claims.end()) return;
+        const auto seconds = claim->second.to<double>();
+        if (!seconds) warnings.push_back(std::string("\"") + name + "\" is not a number.");
+        if (seconds && isBad(*seconds)) warnings.emplace_back(what);
+    };
+    warn("exp", "It has expired.", [now](double time) { return time <= now; });
+    warn("nbf", "It is not valid yet.", [now](double time) { return time > now; });
+    warn("iat", "It was issued in the future.", [now](double time) { return time > now; });
+    return warnings;
+}
+
+}  // namespace Command
