@@ -5,10 +5,20 @@
 namespace Command {
 namespace {
 
+bool isOfKeyStore(const std::exception_ptr& error) noexcept {
+    try {
+        if (error) std::rethrow_exception(error);
+    } catch (const Platform::SecurityError&) {
+        return true;
+    } catch (...) {
+    }
+    return false;
+}
+
 ExitCode codeOf(const Torvane::JOSEError& error) {
     using enum Torvane::JOSEError::Case;
-    // A key store that fails in the middle of an operation is what a script wants to know of.
-    if (error.underlyingError() && exitCodeOf(error.underlyingError()) == ExitCode::key) return ExitCode::key;
+    // A key store that fails in the middle of an operation says nothing of the token.
+    if (isOfKeyStore(error.underlyingError())) return ExitCode::key;
     switch (error.errorCase()) {
         case algorithmNotSupported: return ExitCode::usage;
         case invalidKeyFormat:

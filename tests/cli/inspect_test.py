@@ -1,0 +1,170 @@
+"""Tokens looked at: what is shown of good ones, and that no hostile one gets at the terminal or is called verified."""
+import base64
+import json
+import os
+import time
+import unittest
+
+from jwcrypto.jwe import JWE
+from jwcrypto.jwk import JWK
+from jwcrypto.jws import JWS
+
+from running import CommandTest, Terminal
+
+CLAIM = "Nothing was verified: this is what somebody claims.\n"
+
+
+def part(content):
+    text = content if isinstance(content, bytes) else json.dumps(content).encode()
+    return base64.urlsafe_b64encode(text).decode().rstrip("=")
+
+
+def token(header, payload, signature=b"sig"):
+    return ".".join((part(header), part(payload), part(signature)))
+
+
+class Inspect(CommandTest):
+    @classmethod
+    def setUpKeys(cls):
+        for name, kind in (("sign", "RSA-2048"), ("decrypt", "RSA-2048"), ("ec", "P-384"), ("k1", "secp256k1")):
+            cls.make("key", "new", kind, name + ".pem")
+        cls.make("jwks", "make", "sig:s=sign.pem", "enc:e=decrypt.pem", "sig:k=k1.pem", "-o", "set")
+
+    def jwk(self, name):
+        with open(self.key(name + ".pem"), "rb") as file:
+            return JWK.from_pem(file.read())
+
+    def signed(self, algorithm, name, kid, payload=b"payload"):
+        jws = JWS(payload)
+        jws.allowed_algs = [algorithm]
+        jws.add_signature(self.jwk(name), algorithm, json.dumps({"alg": algorithm, "kid": kid}))
+        return jws.serialize(compact=True)
+
+    def encrypted(self, plaintext, algorithm="ECDH-ES+A128KW", name="ec", **header):
+        jwe = JWE(plaintext, json.dumps({"alg": algorithm, "enc": "A256GCM", "kid": "e", **header}))
+        jwe.add_recipient(self.jwk(name))
+        return jwe.serialize(compact=True)
+
+    def opening(self, *more, own="ec"):
+        return ("inspect", "--own", "enc:e=" + self.key(own + ".pem"), "--peer", self.key("set"), *more)
+
+    def test_a_jwt_is_shown_whole_with_its_times_in_words(self):
+        now = int(time.time())
+        claims = {"exp": 1300819380, "nbf": now + 7210, "iat": now - 3 * 86400 - 10, "sub": "Ada", "n": [1, {}]}
+        text = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, claims))
+        shown = text.split("header {")
+        self.assertRegex(shown[0], r"\AJWS, \d+ characters, not verified\n\n"
+                                   r"header     28 bytes\npayload    \d+ bytes\nsignature  3 bytes\n\n\Z")
+        utc = [time.strftime("%Y-%m-%d %H:%M:%S UTC", time.gmtime(moment)) for moment in (now + 7210, claims["iat"])]
+        self.assertEqual(shown[1], f'''
+  "alg": "RS256",
+  "kid": "7"
+}}
+claims {{
+  "exp": 1300819380,  2011-03-22 18:43:00 UTC ({int((now - 1300819380) / 86400 / 365.25)} years ago)
+  "iat": {claims["iat"]},  {utc[1]} (3 days ago)
+  "n": [
+    1,
+    {{}}
+  ],
+  "nbf": {now + 7210},  {utc[0]} (in 2 hours)
+  "sub": "Ada"
+}}
+warning: It has expired.
+warning: It is not valid yet.
+
+{CLAIM}''')
+
+    def test_what_is_unusual_is_warned_of(self):
+        for header, payload, warnings in (
+                ({"alg": "none", "kid": "k"}, b"", ['The algorithm is "none": there is no signature.']),
+                ({"alg": "HS256"}, b"x", ['The algorithm "HS256" is not known.',
+                                          'There is no "kid": a receiver has to try its keys.']),
+                ({"kid": 5}, b"x", ['There is no "alg".']),
+                ({"alg": "RS256", "kid": "k", "crit": ["b64"], "b64": False, "zip": "DEF", "jku": "x", "x5u": "x",
+                  "jwk": {}, "x5c": []}, b"x",
+                 ['"crit" asks for extensions, and is refused.', '"zip" asks for compression, and is refused.',
+                  '"b64" asks for an unencoded payload, and is refused unless it is true.',
+                  '"jku" names a place to fetch keys from: a receiver must not do so.',
+                  '"x5u" names a place to fetch a certificate from: a receiver must not do so.',
+                  '"jwk" is a key that the sender chose: it proves nothing.',
+                  '"x5c" is a certificate that the sender chose: it proves nothing by itself.']),
+                (b'{"alg": "RS256", "alg": "none"}', b"x", ["The header is not a JSON object."]),
+                ([], b"x", ["The header is not a JSON object."]),
+                ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ['"exp" is not a number.',
+                                                                              "It was issued in the future."])):
+            shown = self.text("inspect", stdin=token(header, payload))
+            self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
+            self.assertTrue(shown.endswith("\n" + CLAIM))
+        self.assertIn("warning: The signature is not base64url without padding.\nwarning: There is no",
+                      self.text("inspect", stdin=part({"alg": "ES256"}) + ".AA.A"))
+        self.assertIn("warning: The signature is empty.\n", self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
+
+    def test_no_token_gets_at_the_terminal(self):
+        evil = "\u001b]0;x\u0007\u009b2J\u202e\u2028\u200b\ufeff\u007f\U000e0041\r\b"
+        header = {"alg": "RS256", "kid": evil, evil: evil}
+        acting = set(evil) - set("]0;x2J")
+        for payload in (evil.encode(), {evil: evil}, b"\xff\x1b[2J", b"\x9b2J"):
+            for options in ((), ("--json",)):
+                shown = self.text("inspect", *options, stdin=token(header, payload))
+                self.assertEqual([character for character in shown if character in acting], [], shown)
+        error = self.run_command("inspect", "--own", evil)
+        self.assertEqual([character for character in error.stderr.decode() if character in acting], [])
+
+    def test_what_is_no_token_is_refused_in_time(self):
+        for text, parts in (("", 1), ("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
+            self.refuse(5, f"The input is no compact token: it has {parts} part{'s' * (parts != 1)}, and a JWS has 3, "
+                           "a JWE 5.", "inspect", stdin=text)
+        deep = b'{"alg":' + b"[" * 100_000 + b"]" * 100_000 + b"}"
+        self.assertIn("warning: The header is not a JSON object.", self.text("inspect", stdin=token(deep, b"x")))
+        wide = {"alg": "RS256", "kid": "k", **{f"name{i}": "x" * 40 for i in range(20_000)}}
+        self.assertIn('"name19999": "x', self.text("inspect", stdin=token(wide, b"x")))
+
+    def test_with_keys_each_layer_is_opened(self):
+        inner = self.signed("RS256", "sign", "s", json.dumps({"sub": "Ada"}).encode())
+        shown = self.text(*self.opening(), stdin=self.encrypted(inner))
+        self.assertRegex(shown, r'\AJWE, \d+ characters, decrypted with your key "e"\n')
+        self.assertRegex(shown, r'\ninside it, a JWS, \d+ characters, verified with the peer\'s key "s"\n')
+        self.assertTrue(shown.endswith('claims {\n  "sub": "Ada"\n}\n'), shown)
+        document = json.loads(self.text(*self.opening("--json"), stdin=self.encrypted(inner)))
+        self.assertEqual((document["verified"], [layer["kind"] for layer in document["layers"]],
+                          document["layers"][1]["claims"]), (True, ["JWE", "JWS"], {"sub": "Ada"}))
+        shown = self.text(*self.opening(), stdin=self.signed("ES256K", "k1", "k"))
+        self.assertIn("verified with the peer's key \"k\"\n", shown)
+        # Without a key id that is known all keys are tried.
+        self.assertIn('with your key "e"', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
+
+    def test_what_is_not_signed_is_never_called_verified(self):
+        shown = self.text(*self.opening(), stdin=self.encrypted(b"anybody can do this"))
+        self.assertTrue(shown.endswith("payload anybody can do this\n\n" + CLAIM), shown)
+        forged = self.signed("RS256", "decrypt", "s")
+        for arguments, stdin, code, error in (
+                (self.opening(), forged, 7, "JWSVerificationError("),
+                (self.opening(), self.encrypted(forged), 7, "JWSVerificationError("),
+                (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7, "JWSVerificationError("),
+                (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be opened: its algorithms are not "),
+                (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
+                (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
+                (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read ")):
+            for options in ((), ("--json",)):
+                done = self.run_command(*arguments, *options, stdin=stdin)
+                self.assertEqual(done.returncode, code, done.stderr)
+                self.assertTrue(done.stderr.decode().startswith("torvane: " + error), done.stderr)
+                if options and done.stdout:
+                    self.assertFalse(json.loads(done.stdout)["verified"])
+                elif done.stdout:
+                    self.assertTrue(done.stdout.decode().endswith("\n" + CLAIM), done.stdout)
+
+    def test_colours_are_for_terminals_that_want_them(self):
+        self.path("token", token({"alg": "RS256", "kid": "k"}, {"sub": "Ada", "n": 1, "b": True}))
+        self.assertNotIn("\033", self.text("inspect", "token"))
+        for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"NO_COLOR": ""}, True),
+                                      ({"TERM": "dumb"}, False)):
+            terminal = Terminal("inspect", "token", folder=self.folder, env=environment)
+            code, shown = terminal.finish()
+            self.assertEqual((code, "\033[34m\"sub\"\033[0m: \033[32m\"Ada\"\033[0m" in shown, "\033" in shown),
+                             (0, coloured, coloured), environment)
+
+
+if __name__ == "__main__":
+    unittest.main()

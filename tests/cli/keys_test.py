@@ -1,0 +1,136 @@
+"""Keys made and shown: read back by another implementation, kept from others, and never in public."""
+import os
+import stat
+import subprocess
+import unittest
+
+from jwcrypto.jwk import JWK
+
+from running import CommandTest, ENVIRONMENT, Terminal
+
+KINDS = {"RSA-2048": ("RSA", "size        2048 bits"), "RSA-3072": ("RSA", "size        3072 bits"),
+         "RSA-4096": ("RSA", "size        4096 bits"), "P-256": ("EC", "curve       P-256"),
+         "P-384": ("EC", "curve       P-384"), "P-521": ("EC", "curve       P-521"),
+         "secp256k1": ("EC", "curve       secp256k1")}
+
+
+class Keys(CommandTest):
+    def pem(self, name, password=None):
+        with open(self.path(name), "rb") as file:
+            return JWK.from_pem(file.read(), password)
+
+    def test_each_kind_is_what_it_says_and_only_its_owner_reads_it(self):
+        for kind, (family, size) in KINDS.items():
+            with self.subTest(kind):
+                self.assertEqual(self.succeed("key", "new", kind, kind + ".pem"), b"")
+                self.assertEqual(stat.S_IMODE(os.stat(self.path(kind + ".pem")).st_mode), 0o600)
+                other = self.pem(kind + ".pem")
+                members = other.export(as_dict=True)
+                shown = self.text("key", "show", kind + ".pem")
+                self.assertEqual(shown, f"family      {family}\n{size}\nclass       private\n"
+                                        f"thumbprint  {other.thumbprint()}\n")
+                published = self.text("jwks", "make", f"sig:{kind}={kind}.pem")
+                for member in {"d", "p", "q", "dp", "dq", "qi"} & members.keys():
+                    self.assertNotIn(members[member], shown + published)
+                with open(self.path("public.pem"), "wb") as file:
+                    file.write(other.export_to_pem())
+                self.assertEqual(self.text("key", "show", "public.pem"), shown.replace("private", "public"))
+                self.assertEqual(self.text("key", "show", "--public", kind + ".pem"), shown.replace("private", "public"))
+
+    def test_a_key_is_never_replaced_and_one_that_cannot_be_made_leaves_no_file(self):
+        self.succeed("key", "new", "P-256", "key.pem")
+        before = self.text("key", "show", "key.pem")
+        self.refuse(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem")
+        self.assertEqual(self.text("key", "show", "key.pem"), before)
+        self.refuse(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
+                    "key", "new", "P-256", "none/key.pem")
+        self.refuse(2, '"RSA-1024" is no kind of key.', "key", "new", "RSA-1024", "small.pem")
+        self.refuse(4, "There is no terminal to ask for a new passphrase of \"secret.pem\" on.",
+                    "key", "new", "P-256", "secret.pem", "--encrypt")
+        self.refuse(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
+                    self.path("empty.txt", "\nsecond line\n"))
+        self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
+
+    def test_a_passphrase_locks_the_file(self):
+        secret = self.path("secret.txt", "open sesame\nnot this line\n")
+        self.succeed("key", "new", "secp256k1", "key.pem", "--secret-file", secret)
+        self.assertEqual(self.pem("key.pem", b"open sesame").get("crv"), "secp256k1")
+        self.refuse(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem")
+        self.refuse(4, 'The passphrase does not decrypt "key.pem", or OpenSSL does not know its encryption.',
+                    "key", "show", "key.pem", "--secret-file", self.path("wrong.txt", "open barley"))
+        self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
+        self.refuse(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
+                    "--secret-file", "none.txt")
+
+    def test_what_is_typed_is_not_shown_and_has_to_be_typed_twice_alike(self):
+        for second, code, ends in (("open sesame", 0, ""), ("open barley", 4,
+                                                            "torvane: The two passphrases are not the same.\n")):
+            name = f"key{code}.pem"
+            terminal = Terminal("key", "new", "P-256", "--encrypt", name, folder=self.folder)
+            terminal.answer(f'A new passphrase of "{name}": ', "open sesame")
+            terminal.answer(f'A new passphrase of "{name}", again: ', second)
+            self.assertEqual(terminal.finish(), (code, f'A new passphrase of "{name}": \n'
+                                                       f'A new passphrase of "{name}", again: \n{ends}'))
+        self.assertEqual(os.listdir(self.folder), ["key0.pem"])
+        terminal = Terminal("key", "show", "key0.pem", folder=self.folder, env={"NO_COLOR": "1"})
+        terminal.answer('The passphrase of "key0.pem": ', "open sesame")
+        code, shown = terminal.finish()
+        self.assertEqual(code, 0)
+        self.assertIn("curve       P-256", shown)
+
+    def test_files_without_a_key_are_told_apart(self):
+        for content, error in ((b"", 'One public key was looked for in "file"; there are 0 private keys, '
+                                     "0 public keys and 0 certificates."),
+                               (None, 'The file "file" cannot be read: No such file or directory.')):
+            self.path("file", content) if content is not None else os.remove(self.path("file"))
+            self.refuse(4, error, "key", "show", "file")
+
+    def test_json_for_machines(self):
+        self.succeed("key", "new", "RSA-2048", "key.pem")
+        thumbprint = self.pem("key.pem").thumbprint()
+        self.assertEqual(self.text("key", "show", "key.pem", "--json"),
+                         '{\n  "class": "private",\n  "family": "RSA",\n  "size": 2048,\n'
+                         f'  "thumbprint": "{thumbprint}"\n}}\n')
+
+
+@unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without tokens")
+class Tokens(CommandTest):
+    @classmethod
+    def setUpKeys(cls):
+        os.mkdir(os.path.join(cls.keys, "tokens"))
+        configuration = os.path.join(cls.keys, "softhsm2.conf")
+        with open(configuration, "w", encoding="ascii") as file:
+            file.write(f"directories.tokendir = {cls.keys}/tokens\nlog.level = ERROR\n")
+        cls.environment = {"SOFTHSM2_CONF": configuration}
+        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234", "--so-pin", "5678"],
+                       env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
+        with open(os.path.join(cls.keys, "pin.txt"), "w", encoding="ascii") as file:
+            file.write("1234\n")
+
+    def uri(self, name):
+        return f"pkcs11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
+
+    def test_a_key_is_made_in_the_token_and_used_there(self):
+        pin = ("--secret-file", self.key("pin.txt"))
+        for name in ("sign", "decrypt"):
+            self.succeed("key", "new", "RSA-2048", self.uri(name), *pin, env=self.environment)
+        shown = self.text("key", "show", self.uri("sign"), *pin, env=self.environment)
+        self.assertRegex(shown, r"\Afamily      RSA\nsize        2048 bits\nclass       private\n"
+                                r"thumbprint  [\w-]{43}\nlabel       sign\n\Z")
+        self.assertEqual(self.text("key", "show", "--public", self.uri("sign"), env=self.environment).splitlines()[:4],
+                         shown.replace("private", "public").splitlines()[:4])
+        self.succeed("jwks", "make", "sig:s=" + self.uri("sign"), "enc:e=" + self.uri("decrypt"), "-o", "public.jwks",
+                     env=self.environment)
+        token = self.succeed("encode", "--own", "sig:s=" + self.uri("sign"), "--peer", "public.jwks",
+                             "--encrypt-to", "e", *pin, stdin="by a token", env=self.environment)
+        self.assertEqual(self.text("decode", "--own", "enc:e=" + self.uri("decrypt"), "--peer", "public.jwks", *pin,
+                                   stdin=token, env=self.environment), "by a token")
+        done = self.run_command("key", "show", self.uri("sign"), "--secret-file", self.path("wrong", "4321"),
+                                env=self.environment)
+        self.assertEqual(done.returncode, 4)
+        self.assertIn("PIN", done.stderr.decode())
+        self.refuse(4, "A secp256k1 key cannot be made in a token.", "key", "new", "secp256k1", self.uri("k"))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,132 @@
+"""Messages encoded and decoded: by streams and files, with others, and each failure by its own exit code."""
+import json
+import os
+import subprocess
+import time
+import unittest
+
+from jwcrypto.jwe import JWE
+from jwcrypto.jwk import JWK
+from jwcrypto.jws import JWS
+
+from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
+
+
+class Messages(CommandTest):
+    @classmethod
+    def setUpKeys(cls):
+        for name in ("sign", "decrypt", "other"):
+            cls.make("key", "new", "RSA-2048", name + ".pem")
+        cls.make("key", "new", "P-256", "ec.pem")
+        cls.make("jwks", "make", "sig:s=sign.pem", "enc:e=decrypt.pem", "-o", "set")
+        cls.make("jwks", "make", "sig:s=other.pem", "enc:e=decrypt.pem", "-o", "other-set")
+        cls.make("jwks", "make", "sig:x=sign.pem", "-o", "renamed-set")
+
+    def encode(self, message, *more):
+        return self.succeed("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"),
+                            "--encrypt-to", "e", *more, stdin=message)
+
+    def decoding(self, *more, peer="set", own="enc:e=decrypt.pem"):
+        name, _, file = own.partition("=")
+        return ("decode", "--own", f"{name}={self.key(file)}", "--peer", self.key(peer), *more)
+
+    def jwk(self, name):
+        with open(self.key(name + ".pem"), "rb") as file:
+            return JWK.from_pem(file.read())
+
+    def test_every_byte_comes_back_by_streams_and_by_files(self):
+        for message in (b"", b"\n", bytes(range(256)), os.urandom(3_000_000)):
+            token = self.encode(message)
+            self.assertRegex(token, rb"\A[\w.-]+\n\Z")
+            self.assertEqual(self.succeed(*self.decoding(), stdin=token), message)
+            self.path("message", message)
+            self.encode(b"not this", "message", "-o", "token")
+            self.assertEqual(self.succeed(*self.decoding("token", "-o", "decoded")), b"")
+            with open(self.path("decoded"), "rb") as file:
+                self.assertEqual(file.read(), message)
+        self.assertEqual(self.succeed(*self.decoding("-", "-o", "-"), stdin=b" \r\n" + token + b"\r\n "), message)
+
+    def test_another_implementation_opens_it_and_its_tokens_are_opened(self):
+        token = self.encode("to another", "--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM",
+                            "--jws-header", "a=1=2", "--jws-header", "typ=x", "--jwe-header", "b=")
+        outer = JWE()
+        outer.deserialize(token.decode().strip(), self.jwk("decrypt"))
+        self.assertEqual(outer.jose_header, {"alg": "RSA-OAEP", "enc": "A256GCM", "kid": "e", "cty": "JWT", "b": ""})
+        inner = JWS()
+        inner.deserialize(outer.payload.decode(), self.jwk("sign"))
+        self.assertEqual((inner.payload, inner.jose_header),
+                         (b"to another", {"alg": "PS384", "kid": "s", "a": "1=2", "typ": "x"}))
+        theirs = JWS(b"from another")
+        theirs.add_signature(self.jwk("sign"), None, json.dumps({"alg": "PS384", "kid": "s"}))
+        theirs = JWE(theirs.serialize(compact=True), json.dumps({"alg": "RSA-OAEP", "enc": "A256GCM", "kid": "e"}))
+        theirs.add_recipient(self.jwk("decrypt"))
+        self.assertEqual(self.text(*self.decoding("--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM"),
+                                   stdin=theirs.serialize(compact=True)), "from another")
+
+    def test_each_failure_has_its_exit_code_and_writes_nothing(self):
+        token = self.encode("secret").decode()
+        parts = token.strip().split(".")
+        changed = ".".join(parts[:3] + [("A" if parts[3][0] != "A" else "B") + parts[3][1:], parts[4]])
+        not_signed = JWE(b"eyJhbGciOiJub25lIn0.e30.AA", json.dumps({"alg": "RSA-OAEP-256", "enc": "A128CBC-HS256"}))
+        not_signed.add_recipient(self.jwk("decrypt"))
+        for arguments, stdin, code, error in (
+                (self.decoding(), changed, 6, "JWEDecrypterError("),
+                (self.decoding("--jwe-enc", "A256GCM"), token, 6, "JWEDecrypterError("),
+                (self.decoding(peer="other-set"), token, 7, "JWSVerificationError("),
+                (self.decoding("--jws-alg", "RS512"), token, 7, "JWSVerificationError("),
+                (self.decoding(), not_signed.serialize(compact=True), 7, "JWSVerificationError("),
+                (self.decoding(peer="renamed-set"), token, 4,
+                 "Must provide recipient's public key to verify JWT signatures.\n"),
+                (self.decoding(own="enc:f=decrypt.pem"), token, 4,
+                 "Must provide sender's private key to decrypt JWTs.\n"),
+                (self.decoding(own="enc:e=ec.pem"), token, 4, "Must provide sender's private key to decrypt JWTs.\n"),
+                (self.decoding(), "no token", 5,
+                 "Missing component separator character. Invalid compact serialized string.\n"),
+                (self.decoding(), "", 5, "Missing component separator character. Invalid compact serialized string.\n"),
+                (self.decoding("--jws-alg", "none"), token, 2,
+                 "Algorithm 'none' is not supported for signing/verifying data.\n"),
+                (self.decoding("--jwe-alg", "RSA1_5"), token, 2,
+                 "RSA1_5 algorithm is not supported for key management.\n"),
+                (self.decoding(peer="none"), token, 3, f'Cannot read "{self.key("none")}": No such file or directory.\n'),
+                (self.decoding(peer="sign.pem"), token, 4, "cannotDecodeJWK("),
+                (self.decoding("none"), "", 3, 'Cannot read "none": No such file or directory.\n'),
+                (self.decoding(own="enc/RSA-OAEP:e=decrypt.pem"), token, 2,
+                 "A key of one's own is given without an algorithm.\n")):
+            with self.subTest(arguments=arguments, stdin=stdin[:20]):
+                done = self.run_command(*arguments, "-o", "out", stdin=stdin)
+                lines = done.stderr.decode().splitlines(keepends=True)
+                self.assertEqual((done.returncode, done.stdout, len(lines)), (code, b"", 1), lines)
+                self.assertTrue(lines[0].startswith("torvane: " + error), lines)
+                self.assertFalse(os.path.exists(self.path("out")))
+        self.refuse(4, "Must provide sender's private key to sign JWTs.", "encode", "--own",
+                    "enc:e=" + self.key("decrypt.pem"), "--peer", self.key("set"))
+        self.refuse(4, "Must provide recipient's public key to encrypt JWTs.", "encode", "--own",
+                    "sig:s=" + self.key("sign.pem"), "--peer", self.key("renamed-set"))
+        self.refuse(2, '"nothing" is not a header parameter in the form NAME=VALUE.', "encode", "--own",
+                    "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--jws-header", "nothing")
+        self.refuse(3, 'Cannot write "none/out": No such file or directory.', *self.decoding("-o", "none/out"),
+                    stdin=token)
+
+    def test_a_full_disk_is_an_error(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([TORVANE, *self.decoding()], input=self.encode("x"), stdout=full, cwd=self.folder,
+                                  stderr=subprocess.PIPE, env=ENVIRONMENT, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream: "
+                                                             b"No space left on device.\n"))
+
+    def test_a_long_input_shows_how_far_it_is_and_leaves_no_trace_of_it(self):
+        reader, writer = os.pipe()
+        terminal = Terminal("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"),
+                            "-o", "token", folder=self.folder, stdin=reader)
+        os.close(reader)
+        for _ in range(4):
+            os.write(writer, b"x" * 10240)
+            time.sleep(0.2)
+        terminal.wait_for("\r\033[Kreading ")
+        os.close(writer)
+        code, shown = terminal.finish()
+        self.assertEqual((code, shown[-4:]), (0, "\r\033[K"))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,108 @@
+"""Runs the command as a person or a script does: with streams, in a folder of its own, or on a terminal."""
+import os
+import pty
+import select
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+TORVANE = os.environ["TORVANE"]
+ENVIRONMENT = {"PATH": os.path.dirname(TORVANE) + os.pathsep + os.environ["PATH"], "LC_ALL": "C.UTF-8",
+               "TERM": "xterm-256color"}
+
+
+class CommandTest(unittest.TestCase):
+    """Each test has an empty folder; keys and sets that all may use lie in `self.keys`."""
+
+    maxDiff = None
+    setUpKeys = None  # makes the keys of a class, once, in its folder
+
+    @classmethod
+    def setUpClass(cls):
+        cls.keys = tempfile.mkdtemp()
+        cls.addClassCleanup(shutil.rmtree, cls.keys)
+        if cls.setUpKeys:
+            cls.setUpKeys()
+
+    @classmethod
+    def make(cls, *arguments):
+        subprocess.run([TORVANE, *arguments], cwd=cls.keys, check=True, env=ENVIRONMENT)
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def path(self, name, content=None):
+        path = os.path.join(self.folder, name)
+        if content is not None:
+            with open(path, "wb") as file:
+                file.write(content.encode() if isinstance(content, str) else content)
+        return path
+
+    def key(self, name):
+        return os.path.join(self.keys, name)
+
+    def run_command(self, *arguments, stdin=b"", env=None):
+        if isinstance(stdin, str):
+            stdin = stdin.encode()
+        return subprocess.run([TORVANE, *arguments], input=stdin, capture_output=True, cwd=self.folder, timeout=120,
+                              env={**ENVIRONMENT, **(env or {})})
+
+    def succeed(self, *arguments, stdin=b"", env=None):
+        """What is printed; nothing may stand on standard error."""
+        done = self.run_command(*arguments, stdin=stdin, env=env)
+        self.assertEqual((done.returncode, done.stderr.decode()), (0, ""), arguments)
+        return done.stdout
+
+    def text(self, *arguments, **options):
+        return self.succeed(*arguments, **options).decode()
+
+    def refuse(self, code, error, *arguments, stdin=b"", prints=b""):
+        """Fails with this exit code and this one line; `prints` None is for who looks at standard output itself."""
+        done = self.run_command(*arguments, stdin=stdin)
+        self.assertEqual((done.returncode, done.stderr.decode()), (code, f"torvane: {error}\n"), arguments)
+        if prints is not None:
+            self.assertEqual(done.stdout, prints)
+        return done.stdout.decode()
+
+
+class Terminal:
+    """The command on a terminal of its own; what it shows is collected."""
+
+    def __init__(self, *arguments, folder, env=None, stdin=None):
+        self.shown = b""
+        self.process, self.master = pty.fork()
+        if self.process == 0:
+            os.chdir(folder)
+            if stdin is not None:
+                os.dup2(stdin, 0)
+            os.execvpe(TORVANE, [TORVANE, *arguments], {**ENVIRONMENT, **(env or {})})
+
+    def read(self):
+        """False when there is no more to come."""
+        try:
+            piece = os.read(self.master, 65536)
+        except OSError:
+            return False
+        self.shown += piece
+        return bool(piece)
+
+    def wait_for(self, text):
+        end = time.monotonic() + 60
+        while text.encode() not in self.shown:
+            if time.monotonic() > end or not select.select([self.master], [], [], 60)[0] or not self.read():
+                raise AssertionError(f"{text!r} is not shown, but {self.shown!r}")
+
+    def answer(self, question, answer):
+        self.wait_for(question)
+        os.write(self.master, answer.encode() + b"\n")
+
+    def finish(self):
+        """The exit code, and all that was shown."""
+        while self.read():
+            pass
+        os.close(self.master)
+        return os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1]), self.shown.decode().replace("\r\n", "\n")
+

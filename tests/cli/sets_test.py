@@ -1,0 +1,119 @@
+"""JWK Sets made, listed, checked and picked from."""
+import json
+import os
+import unittest
+
+from jwcrypto.jwk import JWK, JWKSet
+
+from running import CommandTest
+
+
+class Sets(CommandTest):
+    @classmethod
+    def setUpKeys(cls):
+        for kind in ("RSA-2048", "P-256", "secp256k1"):
+            cls.make("key", "new", kind, kind + ".pem")
+        cls.make("jwks", "make", "sig/RS256:rsa=RSA-2048.pem", "enc:rsa-enc=RSA-2048.pem", "sig=P-256.pem", "-o", "set")
+        cls.make("jwks", "make", "sig:rsa=RSA-2048.pem", "sig/ES256K:k1=secp256k1.pem", "-o", "set-k1")
+
+    def read(self, name):
+        with open(self.key(name), encoding="utf-8") as file:
+            return json.load(file)
+
+    def jwk(self, name):
+        with open(self.key(name + ".pem"), "rb") as file:
+            return JWK.from_pem(file.read())
+
+    def test_a_set_holds_public_keys_that_another_implementation_reads(self):
+        rsa, ec = self.jwk("RSA-2048").export_public(as_dict=True), self.jwk("P-256").export_public(as_dict=True)
+        del rsa["kid"], ec["kid"]
+        thumbprint = self.jwk("P-256").thumbprint()
+        self.assertEqual(self.read("set"), {"keys": [{**rsa, "use": "sig", "kid": "rsa", "alg": "RS256"},
+                                                     {**rsa, "use": "enc", "kid": "rsa-enc"},
+                                                     {**ec, "use": "sig", "kid": thumbprint}]})
+        with open(self.key("set-k1"), encoding="utf-8") as file:
+            others = JWKSet.from_json(file.read())
+        self.assertEqual(others.get_key("k1").thumbprint(), self.jwk("secp256k1").thumbprint())
+
+    def test_a_key_that_does_not_fit_what_it_is_made_for_is_refused(self):
+        rsa = "RSA-2048.pem"
+        for spec, code, error in (
+                (f"sig/ES256:a={rsa}", 4, f'The algorithm ES256 does not fit the key "{rsa}" (RSA 2048) and its use.'),
+                (f"enc/RS256:a={rsa}", 4, f'The algorithm RS256 does not fit the key "{rsa}" (RSA 2048) and its use.'),
+                ("sign:a=x", 2, '"sign:a=x" is not a key in the form USE[/ALG][:KID]=URI: '
+                                "the use is none of sig, enc and sig_enc."),
+                ("sig:a", 2, '"sig:a" is not a key in the form USE[/ALG][:KID]=URI: there is no URI.'),
+                ("sig:a=none", 4, 'The file "none" cannot be read: No such file or directory.')):
+            with self.subTest(spec):
+                if os.path.islink(self.path(rsa)):
+                    os.remove(self.path(rsa))
+                os.symlink(self.key(rsa), self.path(rsa))
+                self.refuse(code, error, "jwks", "make", spec, "-o", "made")
+                self.assertFalse(os.path.exists(self.path("made")))
+
+    def test_a_list_shows_every_key_even_one_that_cannot_be_read(self):
+        keys = self.read("set-k1")["keys"] + [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5]
+        rsa, k1 = self.jwk("RSA-2048").thumbprint(), self.jwk("secp256k1").thumbprint()
+        self.assertEqual(self.text("jwks", "list", stdin=json.dumps({"keys": keys})),
+                         "kid              use  key        alg     thumbprint\n"
+                         f"rsa              sig  RSA 2048   -       {rsa}\n"
+                         f"k1               sig  secp256k1  ES256K  {k1}\n"
+                         "shared\\u001b[2J  -    oct        -       -\n"
+                         "-                -    -          -       -\n")
+
+    def test_a_check_says_what_a_key_is_good_for_and_finds_what_is_bad(self):
+        good = self.text("jwks", "check", self.key("set"))
+        self.assertEqual(good, "rsa  RSA 2048  good\n  for RS256\n"
+                               "rsa-enc  RSA 2048  good\n  for RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512\n"
+                               f"{self.jwk('P-256').thumbprint()}  P-256  good\n  for ES256\n")
+        rsa, _, ec = self.read("set")["keys"]
+        small = JWK.generate(kty="RSA", size=1024).export_public(as_dict=True)
+        private = json.loads(self.jwk("P-256").export_private())
+        for key, verdict in (
+                (small, "No algorithm takes a key of this kind for this use."),
+                ({**rsa, "alg": "PS256", "use": "enc"}, 'Its "alg", PS256, does not fit it.'),
+                ({**ec, "crv": "P-255"}, "The JWK's curve is not P-256, P-384 or P-521."),
+                ({**ec, "x": ec["y"]}, None),
+                ({"kty": "OKP"}, None),
+                (private, "It holds a private key."),
+                ({"kty": "oct", "k": "AAAA"}, "It holds a private key."),
+                ([], "The JWK is not a JSON object.")):
+            with self.subTest(key=key):
+                shown = self.refuse(4, "1 of 2 keys bad.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
+                                    prints=None)
+                self.assertEqual(shown.count("BAD"), 1, shown)
+                if verdict:
+                    self.assertIn("  " + verdict + "\n", shown)
+        bare = {member: rsa[member] for member in ("kty", "n", "e")}
+        for keys, remark in (([bare], 'It has no "kid".'), ([bare], 'It has no "use", and counts as one for both.'),
+                             ([{**bare, "use": "x"}], 'Its "use" is not known, and counts as one for both.'),
+                             ([rsa, {**ec, "kid": "rsa"}], 'Another key has its "kid" and use.')):
+            self.assertIn("  " + remark + "\n", self.text("jwks", "check", stdin=json.dumps({"keys": keys})))
+        found = json.loads(self.refuse(4, "1 of 1 key bad.", "jwks", "check", "--json", stdin=json.dumps(private),
+                                       prints=None))
+        self.assertEqual(found[0]["faults"], ["It holds a private key."])
+
+    def test_a_selection_is_the_librarys(self):
+        for criteria, kids in ((("--use", "sig"), ["rsa", "ec"]), (("--kty", "RSA"), ["rsa", "rsa-enc"]),
+                               (("--alg", "RS256"), ["rsa", "rsa-enc", "ec"]), (("--kid", "rsa-enc"), ["rsa-enc"]),
+                               (("--kty", "RSA", "--use", "sig"), ["rsa"])):
+            found = json.loads(self.text("jwks", "select", *criteria, self.key("set")))["keys"]
+            ids = ["ec" if key["kty"] == "EC" else key["kid"] for key in found]
+            self.assertEqual(ids, kids, criteria)
+        for criteria, code, error in ((("--kid", "none"), 4, "No key of the set is such a key."),
+                                      (("--use", "sign"), 2, "The use is none of sig, enc and sig_enc."),
+                                      (("--kty", "oct"), 2, "The key type is neither RSA nor EC.")):
+            self.refuse(code, error, "jwks", "select", *criteria, self.key("set"))
+
+    def test_what_is_no_set_is_refused(self):
+        for text, error in (("[]", "The input is neither a JWK Set nor a JWK."),
+                            ('{"keys": {}}', "The input is neither a JWK Set nor a JWK."),
+                            ("", None), ("{\"keys\": [], \"keys\": []}", None)):
+            done = self.run_command("jwks", "list", stdin=text)
+            self.assertEqual((done.returncode, done.stdout), (4, b""), text)
+            expected = error or "The key set cannot be read. "
+            self.assertTrue(done.stderr.decode().startswith("torvane: " + expected), done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
