@@ -1,18 +1,15 @@
-// A request to a back end and its arrival: parameters become the claims of a JWT, the JWT a nested token, and the token
-// travels with a header that says so; the back end opens it and reads the claims by their types.
-#include <cmath>
-#include <cstdint>
+// The app's half of a request with claims: parameters become the claims of a JWT, the JWT a nested token that travels
+// with a header that says so, and what comes back is opened by the same coder.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
 #include <utility>
-#include <vector>
 
 namespace {
 
 using namespace Torvane;
 
-// Claims in, a nested token out, and the other way round.
+// Parameters in, a nested token out, and the other way round.
 class TokenCoder : public CoderEncryptProtocol {
   public:
     explicit TokenCoder(JOSEHelper helper) : helper_(std::move(helper)) {}
@@ -20,10 +17,9 @@ class TokenCoder : public CoderEncryptProtocol {
     std::string_view contentType() const override { return URLRequestHeader::header_content_type_jwt; }
 
     ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) override {
-        JWTClaims claims;
+        JWTClaims claims(requestBody.getParams());
         claims.setIssuer("app").setAudience("bank").setIssuedAtToNow().setExpirationTimeSecondsInTheFuture(60);
         claims.setGeneratedJwtId();
-        for (const auto& [name, value] : requestBody) claims.setClaimValue(value, name);
         return helper_.encodeMessage(asBytes(claims.toJsonString()));
     }
 
@@ -35,37 +31,12 @@ class TokenCoder : public CoderEncryptProtocol {
     JOSEHelper helper_;
 };
 
-struct Request {
-    URLRequestHeader header;
-    ByteBuffer body;
-};
-
-void send(TokenCoder& coder, Request& request) {
-    URLRequestBody body;
-    body.setBodyParam("amount", 950.25).setBodyParam("currency", "EUR").setBodyParam("draft", false);
-    body["tags"] = JSONValue::List{"rent", "home"};
-    body["payee"] = JSONValue::Object{{"name", "Ada"}, {"bank", "Z\u00fcrich"}};
-    std::cout << "the app sends " << body << '\n';
-    request.header.setHeaderField(URLRequestHeader::header_content_type, coder.contentType());
-    request.body = coder.encodeRequestBody(body);
-}
-
-void receive(const JOSEHelper& helper, const Request& request) {
-    const auto contentType = request.header[URLRequestHeader::header_content_type];
-    std::cout << "the bank receives " << contentType.value_or("nothing it knows") << '\n';
-    const auto claims = fromJsonString<JWTClaims>(asText(helper.decodeMessage(request.body)));
-    std::cout << "from " << claims.getIssuer() << " for " << claims.getAudience().front() << ", good for "
-              << std::floor(claims.getExpirationTime() - claims.getIssuedAt()) << " s\n";
-    std::cout << claims.getClaimValue<double>("amount") << ' ' << claims.getClaimValue<std::string>("currency")
-              << " to " << *Platform::stringMember(claims.getClaimValue<JSONValue::Object>("payee"), "name")
-              << ", tagged";
-    for (const auto& tag : claims.getClaimValue<std::vector<std::string>>("tags")) std::cout << ' ' << tag;
-    std::cout << (claims.getClaimValue<bool>("draft") ? ", a draft\n" : ", to be carried out\n");
-    try {
-        claims.getClaimValue<std::int64_t>("currency");
-    } catch (const JOSEError& error) {
-        std::cout << error.errorDescription() << '\n';
-    }
+// The bank: shows what has come, and answers.
+ByteBuffer answer(const JOSEHelper& bank, const URLRequestHeader& header, ByteView token) {
+    std::cout << "the bank receives " << header[URLRequestHeader::header_content_type].value_or("it knows not what");
+    for (const auto& [name, value] : dictFromJsonString(asText(bank.decodeMessage(token)))) std::cout << ", " << name;
+    std::cout << '\n';
+    return bank.encodeMessage(asBytes(R"({"state":"carried out","balance":49.75})"));
 }
 
 std::pair<JsonWebKey, JsonWebKey> keyPair(JWKUse use, const std::string& id) {
@@ -78,14 +49,25 @@ std::pair<JsonWebKey, JsonWebKey> keyPair(JWKUse use, const std::string& id) {
 }  // namespace
 
 int main() {
-    const auto [appPrivate, appPublic] = keyPair(JWKUse::JWK_SIG, "app");
-    const auto [bankPrivate, bankPublic] = keyPair(JWKUse::JWK_ENC, "bank");
-    const auto app =
-        JOSEHelper::Builder().setSenderJwkSet({appPrivate}, "app").setRecipientJwkSet({bankPublic}, "bank").create();
-    const auto bank = JOSEHelper::Builder().setSenderJwkSet({bankPrivate}).setRecipientJwkSet({appPublic}).create();
+    const auto [appSig, appSigPublic] = keyPair(JWKUse::JWK_SIG, "app-sig");
+    const auto [appEnc, appEncPublic] = keyPair(JWKUse::JWK_ENC, "app-enc");
+    const auto [bankSig, bankSigPublic] = keyPair(JWKUse::JWK_SIG, "bank-sig");
+    const auto [bankEnc, bankEncPublic] = keyPair(JWKUse::JWK_ENC, "bank-enc");
+    JOSEHelper::Builder app, bank;
+    app.setSenderJwkSet({appSig, appEnc}, "app-sig").setRecipientJwkSet({bankSigPublic, bankEncPublic}, "bank-enc");
+    bank.setSenderJwkSet({bankSig, bankEnc}, "bank-sig").setRecipientJwkSet({appSigPublic, appEncPublic}, "app-enc");
+    TokenCoder coder(app.create());
 
-    TokenCoder coder(app);
-    Request request;
-    send(coder, request);
-    receive(bank, request);
+    URLRequestBody body;
+    body.setBodyParam("amount", 950.25).setBodyParam("currency", "EUR").setBodyParam("draft", false);
+    body["tags"] = JSONValue::List{"rent", "home"};
+    body["payee"] = JSONValue::Object{{"name", "Ada"}, {"bank", "Z\u00fcrich"}};
+    URLRequestHeader header;
+    header.setHeaderField(URLRequestHeader::header_content_type, coder.contentType());
+    std::cout << "the app sends " << body << '\n';
+
+    const auto response = coder.decodeResponseData(answer(bank.create(), header, coder.encodeRequestBody(body)));
+    const auto members = response.to<JSONValue::Object>().value();
+    std::cout << "the app reads \"" << requiredMember<std::string>(members, "state") << "\", "
+              << requiredMember<double>(members, "balance") << " left\n";
 }
