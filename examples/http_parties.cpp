@@ -1,0 +1,149 @@
+// An app and its bank over HTTP, on this machine. The bank serves its public keys and takes requests as nested tokens;
+// the app fetches the keys, sends requests and reads the answers. What travels is printed, without its random parts.
+// Across a network put TLS around it: only the way that a key came says whose it is.
+#include <httplib.h>
+#include <iostream>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <torvane/platform/services/clock.hpp>
+#include <torvane/torvane.hpp>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Torvane;
+
+const std::string jwksType(URLRequestHeader::header_content_type_jwks);
+const std::string jwtType(URLRequestHeader::header_content_type_jwt);
+constexpr std::size_t longestBody = 8192;
+
+// One party: its keys, those of its peer, and the tokens that the two exchange.
+struct Party {
+    std::string name, peer, signerId = name + "-sig";
+    JsonWebKeySet ours{}, theirs{};
+
+    Party(std::string ourName, std::string peersName) : name(std::move(ourName)), peer(std::move(peersName)) {
+        addKey(JWKUse::JWK_SIG, signerId);
+        addKey(JWKUse::JWK_ENC, name + "-enc");
+    }
+    // A private key and its public half, which is all that the text of the set shows.
+    void addKey(JWKUse use, const std::string& id) {
+        const auto key = Platform::SoftwareKeyStore::generateRSA();
+        ours.jwks.emplace_back(key, Zennet::KeyClass::privateKey, Zennet::KeyType::RSA2048Key, use, id);
+        ours.jwks.emplace_back(key.publicKey(), Zennet::KeyClass::publicKey, Zennet::KeyType::RSA2048Key, use, id);
+    }
+    JOSEHelper helper() const {
+        return JOSEHelper::Builder().setSenderJwkSet(ours, signerId).setRecipientJwkSet(theirs, peer + "-enc").create();
+    }
+    std::string write(JSONValue::Object content, double secondsGood = 60) const {
+        JWTClaims claims(std::move(content));
+        claims.setIssuer(name).setAudience(peer).setExpirationTimeSecondsInTheFuture(secondsGood);
+        return std::string(asText(helper().encodeMessage(asBytes(claims.toJsonString()))));
+    }
+    // The amount in a token that is good; reading_claims.cpp asks more of one.
+    double read(const std::string& token) const {
+        const auto claims = fromJsonString<JWTClaims>(asText(helper().decodeMessage(asBytes(token))));
+        if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name}) throw std::runtime_error("stray");
+        if (claims.getExpirationTime() <= Platform::secondsSince1970()) throw std::runtime_error("expired");
+        return claims.getClaimValue<double>("amount");
+    }
+};
+
+class Bank {
+  public:
+    explicit Bank(const std::string& jwksOfApp) {
+        self_.theirs = JsonWebKeySet(asBytes(jwksOfApp));
+        server_.Get("/jwks", [this](auto&, auto& out) { out.set_content(self().ours.encodeToString(), jwksType); });
+        server_.Post("/payments", [this](auto&, auto& out, auto& body) { answer(body, out); });
+        server_.set_payload_max_length(longestBody);
+        server_.set_keep_alive_max_count(1);  // else the rest of a body that was too long is the next request
+        thread_ = std::jthread([this] { server_.listen_after_bind(); });
+        while (!server_.is_running()) std::this_thread::yield();  // stop() does nothing before
+    }
+    ~Bank() { server_.stop(); }
+    int port() const { return port_; }
+
+    void signWithNewKey(const std::string& id) {
+        const std::lock_guard lock(mutex_);
+        self_.addKey(JWKUse::JWK_SIG, self_.signerId = id);
+    }
+
+  private:
+    // Handlers run in several threads at once, each with a copy of its own.
+    Party self() {
+        const std::lock_guard lock(mutex_);
+        return self_;
+    }
+
+    // Whatever is wrong, the sender sees one word, and the log the reason.
+    void answer(const httplib::ContentReader& body, httplib::Response& response) try {
+        std::string token;  // counted here too: the server's limit is for bodies with a Content-Length
+        if (!body([&](auto* data, auto size) { return token.append(data, size).size() <= longestBody; }))
+            throw std::runtime_error("too long, or cut off");
+        response.set_content(self().write({{"amount", self().read(token)}}), jwtType);
+    } catch (const std::exception& error) {
+        std::cout << "the bank's log: " << error.what() << '\n';
+        if (response.status != 413) response.status = 400;  // 413 is the server's word for too long
+        response.set_content("refused", std::string(URLRequestHeader::header_content_type_text_plain));
+    }
+
+    std::mutex mutex_;
+    Party self_{"bank", "app"};
+    httplib::Server server_;
+    const int port_ = server_.bind_to_any_port("127.0.0.1");
+    std::jthread thread_;
+};
+
+// Of a token the header, of a key set the newest key's id, any other body as it is.
+std::string brief(const auto& message) {
+    const auto type = message.get_header_value(std::string(URLRequestHeader::header_content_type));
+    if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(asBytes(message.body)).jwks.back().keyId();
+    if (type != jwtType) return message.body.empty() ? "" : ' ' + type + ' ' + message.body;
+    const auto header = JsonWebStructure::headerOf(message.body).value();
+    return ' ' + type + ' ' + std::string(asText(Platform::JSONSerialization::data(header)));
+}
+
+struct App : Party {
+    httplib::Client bank;
+    App(const Party& self, int port) : Party(self), bank("127.0.0.1", port) {
+        bank.set_logger([](const auto& request, const auto& response) {
+            std::cout << request.method << ' ' << request.path << brief(request) << "\n    " << response.status
+                      << brief(response) << '\n';
+        });
+        fetchKeys();
+    }
+    void fetchKeys() {
+        const auto response = bank.Get("/jwks");
+        if (!response || response->status != 200) throw std::runtime_error("The bank does not give its keys.");
+        theirs = JsonWebKeySet(asBytes(response->body));
+    }
+    void pay(const JSONValue::Object& payment, double secondsGood = 60) {
+        const auto response = bank.Post("/payments", write(payment, secondsGood), jwtType);
+        if (response && response->status == 200) std::cout << readReply(response->body) << " paid\n";
+    }
+    double readReply(const std::string& token) try { return read(token); } catch (const JOSEError& error) {
+        if (error.errorCase() != JOSEError::Case::missingKey) throw;
+        fetchKeys();  // the bank signs with a key that is new
+        return read(token);
+    }
+};
+
+}  // namespace
+
+int main() try {
+    const Party party("app", "bank");
+    Bank bank(party.ours.encodeToString());
+    App app(party, bank.port());
+    app.pay({{"amount", 950.25}});
+    bank.signWithNewKey("bank-sig-2");
+    app.pay({{"amount", 12}});
+    app.pay({{"amount", 7}, {"note", "too long on its way"}}, -1);
+    app.pay({{"amount", 8}, {"note", std::string(longestBody, '!')}});
+    App(Party("app", "bank"), bank.port()).pay({{"amount", 1e6}});  // the right names, other keys
+} catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
+}
