@@ -29,11 +29,15 @@ struct Layer {
     std::optional<PayloadView> payload;
 };
 
+bool isFor(const TokenView& view, const JsonWebKey& key) noexcept {
+    return view.isEncrypted ? key.use() != JWKUse::JWK_SIG && key.key().keyRef() : key.use() != JWKUse::JWK_ENC;
+}
+
 // Tries the keys with the token's key id, or all where none has it, until one opens it.
 template <class Open>
-std::string openWith(const std::vector<JsonWebKey>& keys, JWKUse otherUse, const TokenView& view, Open open) {
+std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, Open open) {
     std::vector<JsonWebKey> candidates;
-    std::ranges::copy_if(keys, std::back_inserter(candidates), [&](const auto& key) { return key.use() != otherUse; });
+    std::ranges::copy_if(keys, std::back_inserter(candidates), [&](const auto& key) { return isFor(view, key); });
     const auto hasId = [&](const JsonWebKey& key) { return key.keyId() == view.headerMember("kid"); };
     if (std::ranges::any_of(candidates, hasId)) std::erase_if(candidates, [&](const auto& key) { return !hasId(key); });
     std::exception_ptr lastError;
@@ -52,7 +56,7 @@ std::string openWith(const std::vector<JsonWebKey>& keys, JWKUse otherUse, const
 
 ByteBuffer decrypted(Layer& layer, std::string_view token, const Keys& keys) {
     ByteBuffer plaintext;
-    const auto used = openWith(keys.own.jwks, JWKUse::JWK_SIG, layer.view, [&](const JsonWebKey& key) {
+    const auto used = openWith(keys.own.jwks, layer.view, [&](const JsonWebKey& key) {
         const JWEDecrypter decrypter(layer.view.headerMember("alg"), layer.view.headerMember("enc"),
                                      key.key().keyRef().value());
         plaintext = decrypter.decryptJWE(token);
@@ -64,7 +68,7 @@ ByteBuffer decrypted(Layer& layer, std::string_view token, const Keys& keys) {
 
 void verify(Layer& layer, std::string_view token, const Keys& keys) {
     const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.headerMember("alg"));
-    const auto used = openWith(keys.peer, JWKUse::JWK_ENC, layer.view,
+    const auto used = openWith(keys.peer, layer.view,
                                [&](const JsonWebKey& key) { JWSVerifier(algorithm.value(), key).verifyJWS(token); });
     layer.state = "verified with the peer's key \"" + printable(used) + '"';
     layer.isOpened = true;

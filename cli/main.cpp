@@ -22,7 +22,8 @@ int main(int count, char** arguments) {
     const auto commandLine = Command::commandLine();
     try {
         commandLine->parse(count, arguments);
-        return static_cast<int>(std::cout.flush() ? ExitCode::success : ExitCode::file);
+        if (!std::cout.flush()) return fail(ExitCode::file, "Cannot write the standard stream.");
+        return static_cast<int>(ExitCode::success);
     } catch (const CLI::Success& asked) {
         return commandLine->exit(asked);
     } catch (const CLI::ParseError& error) {

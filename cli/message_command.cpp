@@ -43,11 +43,19 @@ JOSEHelper helperFrom(const MessageOptions& options) {
     return builder.create();
 }
 
+template <class Step>
+ByteBuffer withProgress(std::string_view verb, std::size_t bytes, Step step) {
+    Progress progress(verb);
+    progress.announce(bytes);
+    return step();
+}
+
 }  // namespace
 
 void encode(const MessageOptions& options) {
     const auto helper = helperFrom(options);
-    auto token = helper.encodeMessage(readInput(options.input));
+    const auto message = readInput(options.input);
+    auto token = withProgress("encoding", message.size(), [&] { return helper.encodeMessage(message); });
     token.push_back('\n');
     writeOutput(options.output, token);
 }
@@ -55,7 +63,8 @@ void encode(const MessageOptions& options) {
 void decode(const MessageOptions& options) {
     const auto helper = helperFrom(options);
     const auto input = readInput(options.input);
-    writeOutput(options.output, helper.decodeMessage(asBytes(trimmed(asText(input)))));
+    const auto token = asBytes(trimmed(asText(input)));
+    writeOutput(options.output, withProgress("decoding", token.size(), [&] { return helper.decodeMessage(token); }));
 }
 
 }  // namespace Command

@@ -124,6 +124,15 @@ Progress::~Progress() {
 void Progress::show(std::size_t bytes) {
     if (!isTerminal_ || std::chrono::steady_clock::now() < next_) return;
     next_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    print(bytes);
+}
+
+void Progress::announce(std::size_t bytes) {
+    constexpr std::size_t many = std::size_t{16} << 20;
+    if (isTerminal_ && bytes >= many) print(bytes);
+}
+
+void Progress::print(std::size_t bytes) {
     const auto line = "\r\033[K" + std::string(verb_) + ' ' + humanSize(bytes);
     isShown_ = ::write(STDERR_FILENO, line.data(), line.size()) > 0;
 }

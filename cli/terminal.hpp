@@ -30,9 +30,14 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
+    /// Of so many bytes so far; some times a second at most.
     void show(std::size_t bytes);
+    /// Of a step that cannot say how far it is, where its bytes are many.
+    void announce(std::size_t bytes);
 
   private:
+    void print(std::size_t bytes);
+
     std::string_view verb_;
     bool isTerminal_;
     bool isShown_ = false;

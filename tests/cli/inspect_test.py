@@ -144,6 +144,7 @@ warning: It is not valid yet.
                 (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7, "JWSVerificationError("),
                 (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be opened: its algorithms are not "),
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
+                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token with.\n"),
                 (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
                 (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read ")):
             for options in ((), ("--json",)):

@@ -113,6 +113,10 @@ class Messages(CommandTest):
                                   stderr=subprocess.PIPE, env=ENVIRONMENT, timeout=60)
         self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream: "
                                                              b"No space left on device.\n"))
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([TORVANE, "jwks", "list", self.key("set")], stdout=full, stderr=subprocess.PIPE,
+                                  env=ENVIRONMENT, timeout=60)
+        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream.\n"))
 
     def test_a_long_input_shows_how_far_it_is_and_leaves_no_trace_of_it(self):
         reader, writer = os.pipe()
@@ -126,6 +130,12 @@ class Messages(CommandTest):
         os.close(writer)
         code, shown = terminal.finish()
         self.assertEqual((code, shown[-4:]), (0, "\r\033[K"))
+        self.path("long", bytes(20 << 20))
+        terminal = Terminal("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"),
+                            "-o", "token", "long", folder=self.folder)
+        code, shown = terminal.finish()
+        self.assertEqual(code, 0)
+        self.assertIn("\r\033[Kencoding 20.0 MiB\r\033[K", shown)
 
 
 if __name__ == "__main__":
