@@ -13,7 +13,7 @@
 
 namespace Torvane {
 
-/// A value: the key is made ready once, and nothing is kept between calls.
+/// One key and two algorithms. A value: the key is made ready once, and nothing is kept between calls.
 class TORVANE_EXPORT JWEDecrypter {
   public:
     /// With a platform private key.
@@ -32,24 +32,29 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
     explicit JWEDecrypter(const JsonWebKey& jwk);
 
+    /// The "alg" that has to be in the header.
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return decrypter_.keyManagementAlgorithm();
     }
+    /// The "enc" that has to be in the header.
     JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return decrypter_.contentEncryptionAlgorithm();
     }
+    /// The algorithms with the key, for JOSE::ReceivedJWE.
     const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
     /// The key, of a decrypter made from a key alone.
     const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    /// Changes what jwk() gives, and not the key that the decrypter works with.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
+    /// @{
     /// The plaintext, exactly as it was encrypted. A JWE whose header names other algorithms is refused.
     /// @throws JOSEError JWEDecrypterError, around JOSE::JOSESwiftError: unsupportedAlgorithm, parsingFailed
-    /// for what is
-    ///         malformed, one and the same decryptingFailed for every other failure; around
+    ///         for what is malformed, one and the same decryptingFailed for every other failure; around
     ///         Platform::SecurityError when the key store fails.
     ByteBuffer decryptJWE(ByteView jweData) const;
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
+    /// @}
 
   private:
     JOSE::Decrypter decrypter_;

@@ -16,7 +16,7 @@
 
 namespace Torvane {
 
-/// A value: the key is made ready once, and nothing is kept between calls.
+/// One key and two algorithms. A value: the key is made ready once, and nothing is kept between calls.
 class TORVANE_EXPORT JWEEncrypter {
   public:
     /// For a recipient's platform public key.
@@ -35,16 +35,21 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
     explicit JWEEncrypter(const JsonWebKey& jwk);
 
+    /// The "alg" that goes into the header.
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return encrypter_.keyManagementAlgorithm();
     }
+    /// The "enc" that goes into the header.
     JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return encrypter_.contentEncryptionAlgorithm();
     }
+    /// The algorithms with the key, for JOSE::JWE.
     const JOSE::Encrypter& encrypter() const noexcept { return encrypter_; }
+    /// The "kid" that goes into the header; nothing where there is none.
     const std::optional<std::string>& keyId() const noexcept { return keyId_; }
     /// The key, of an encrypter made from a key alone.
     const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    /// Changes what jwk() gives, and not the key that the encrypter works with.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
     /// The JWE in compact serialisation. Its header is headerParams with "alg", "enc" and, where there is a

@@ -14,14 +14,19 @@
 
 namespace Torvane {
 
-/// A value; nothing is kept between calls. That the key fits the algorithm shows when signing.
+/// One key and one algorithm. A value; nothing is kept between calls. That the key fits the algorithm shows when
+/// signing.
 class TORVANE_EXPORT JWSSigner {
   public:
+    /// Nothing is checked before the first token.
     JWSSigner(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
         : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
 
+    /// The only "alg" of its tokens.
     JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
+    /// The private key; its id becomes the "kid".
     const JsonWebKey& jwk() const noexcept { return jwk_; }
+    /// Changes the key. Not while another thread uses the signer.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
     /// The JWS in compact serialisation. Its header is headerParams with "alg" and "kid" set to the algorithm

@@ -10,16 +10,21 @@
 
 namespace Torvane {
 
-/// A value; nothing is kept between calls.
+/// One key and one algorithm, which the receiver has chosen. A value; nothing is kept between calls.
 class TORVANE_EXPORT JWSVerifier {
   public:
+    /// Nothing is checked before the first token.
     JWSVerifier(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
         : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
 
+    /// The only "alg" of its tokens.
     JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
+    /// The public key; its id is not compared with a "kid".
     const JsonWebKey& jwk() const noexcept { return jwk_; }
+    /// Changes the key. Not while another thread uses the verifier.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
+    /// @{
     /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm()
     /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is looked at.
     /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or does not
@@ -27,6 +32,7 @@ class TORVANE_EXPORT JWSVerifier {
     ///         invalidKeyFormat for one that does not fit it.
     ByteBuffer verifyJWS(ByteView jwsData) const;
     ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
+    /// @}
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

@@ -18,15 +18,22 @@ namespace Torvane {
 /// negative index stops the process.
 class TORVANE_EXPORT JsonWebStructure {
   public:
+    /// A place in components; nothing where the token has no such part.
     using Index = std::optional<std::ptrdiff_t>;
 
+    /// The decoded parts, in their order.
     std::vector<ByteBuffer> components;
+    /// Of the protected header, as JSON text.
     Index headerIndex;
     /// Of the payload in a JWS, of the ciphertext in a JWE.
     Index payloadIndex;
+    /// Of the signature; in a JWS only.
     Index signatureIndex;
+    /// Of the encrypted content key; in a JWE only.
     Index keyIndex;
+    /// Of the initialization vector; in a JWE only.
     Index ivIndex;
+    /// Of the authentication tag; in a JWE only.
     Index authTagIndex;
 
     /// Splits at every dot and decodes each piece; three pieces are a JWS, five a JWE, any other number is
@@ -46,11 +53,14 @@ class TORVANE_EXPORT JsonWebStructure {
     /// The protected header; nothing when there is none, or when it is not a JSON object.
     std::optional<JSONValue::Object> getHeader() const;
 
+    /// @{
+    /// The part, copied; nothing when the token has none.
     std::optional<ByteBuffer> getRawPayload() const { return copyAt(payloadIndex); }
     std::optional<ByteBuffer> getSignature() const { return copyAt(signatureIndex); }
     std::optional<ByteBuffer> getEncryptedKey() const { return copyAt(keyIndex); }
     std::optional<ByteBuffer> getInitializationVector() const { return copyAt(ivIndex); }
     std::optional<ByteBuffer> getAuthenticationTag() const { return copyAt(authTagIndex); }
+    /// @}
 
   private:
     const ByteBuffer* at(const Index& index) const noexcept;

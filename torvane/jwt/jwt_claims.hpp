@@ -30,13 +30,21 @@ namespace Torvane {
 struct ReservedClaimNames {
     ReservedClaimNames() = delete;
 
+    /// Who made the token.
     static constexpr std::string_view ISSUER = "iss";
+    /// Whom it is about.
     static constexpr std::string_view SUBJECT = "sub";
+    /// For whom it is: whoever is not among them has to refuse it.
     static constexpr std::string_view AUDIENCE = "aud";
+    /// From when on it is to be refused, in seconds since 1970.
     static constexpr std::string_view EXPIRATION_TIME = "exp";
+    /// Before when it is to be refused, in seconds since 1970.
     static constexpr std::string_view NOT_BEFORE = "nbf";
+    /// When it was made, in seconds since 1970.
     static constexpr std::string_view ISSUED_AT = "iat";
+    /// Its own id, by which a repeated one is known.
     static constexpr std::string_view JWT_ID = "jti";
+    /// Not registered as a claim: what kind of message it is, as both sides agree.
     static constexpr std::string_view TYPE = "typ";
 };
 
@@ -50,47 +58,67 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     explicit JWTClaims(JSONValue::Object dict) noexcept : claimsMap_(std::move(dict)) {}
 
     JSONValue::Object toDictionary() const override { return claimsMap_; }
+    /// All claims, copied, as toDictionary() gives them.
     JSONValue::Object getClaims() const { return claimsMap_; }
 
+    /// "iss".
     JWTClaims& setIssuer(std::string_view issuer);
+    /// "iss".
     std::string getIssuer() const;
 
+    /// "sub".
     JWTClaims& setSubject(std::string_view subject);
+    /// "sub".
     std::string getSubject() const;
 
-    /// Always stored as a list, of one or none too.
+    /// @{
+    /// "aud". Always stored as a list, of one or none too.
     JWTClaims& setAudience(const std::vector<std::string>& audience);
     template <std::convertible_to<std::string_view>... Names>
     JWTClaims& setAudience(const Names&... names) {
         return setAudience(std::vector<std::string>{std::string(std::string_view(names))...});
     }
+    /// @}
     /// A lone string counts as a list of one (RFC 7519, section 4.1.3).
     /// @throws JOSEError claimNotFoundInJWT, for an "aud" of another type too.
     std::vector<std::string> getAudience() const;
 
+    /// "exp".
     JWTClaims& setExpirationTime(double secondsSince1970);
+    /// "exp", so many seconds from now by the wall clock.
     JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds);
+    /// "exp".
     double getExpirationTime() const;
 
+    /// "nbf".
     JWTClaims& setNotBefore(double secondsSince1970);
+    /// "nbf", so many seconds before now: room for a peer whose clock is late.
     JWTClaims& setNotBeforeSecondsInThePast(double seconds);
+    /// "nbf".
     double getNotBefore() const;
 
+    /// "iat".
     JWTClaims& setIssuedAt(double secondsSince1970);
+    /// "iat", by the wall clock.
     JWTClaims& setIssuedAtToNow();
+    /// "iat".
     double getIssuedAt() const;
 
+    /// "jti".
     JWTClaims& setJwtId(std::string_view jwtId);
     /// Standard base64 of `count` random bytes: 24 characters for 16. A failing random source stops the process; a
     /// count that memory cannot hold throws what the allocator throws.
     JWTClaims& setGeneratedJwtId(std::size_t count = 16);
+    /// "jti".
     std::string getJwtId() const;
 
+    /// Any claim; a value that is not JSON is refused by toJsonString().
     JWTClaims& setClaimValue(JSONValue value, std::string_view forName);
     /// A claim of any name as std::string, double, std::int64_t, bool, std::vector<std::string>, JSONValue::List,
     /// JSONValue::Object, or whatever it is as JSONValue; converted as JSONValue::to() does.
     template <class T>
     T getClaimValue(std::string_view forName) const;
+    /// Takes the claim away, if it is there.
     JWTClaims& unsetClaim(std::string_view withName);
     /// Whether there is a claim of that name; null is one.
     bool hasClaim(std::string_view withName) const noexcept;

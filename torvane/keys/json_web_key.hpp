@@ -25,6 +25,7 @@
 
 namespace Torvane {
 
+/// A key with its use and its id.
 class TORVANE_EXPORT JsonWebKey {
   public:
     /// A public key that is not secp256k1 gets a JWK with its numbers, "use" and "kid": as RSA when its type
@@ -62,17 +63,24 @@ class TORVANE_EXPORT JsonWebKey {
     const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
     /// The JWK, if it is one that may be written: that of a public key. Else null.
     const JOSE::JWK* exportableJwk() const noexcept;
+    /// The key itself, public or private.
     const Zennet::Key& key() const noexcept { return state_->key; }
+    /// What findKeysFor() compares exactly: JWK_SIG_ENC is not found for JWK_SIG.
     JWKUse use() const noexcept { return state_->use; }
+    /// @{
+    /// The "kid", by which the peer finds the other half.
     const std::string& keyId() const noexcept { return state_->keyId; }
     const std::string& getKeyId() const noexcept { return keyId(); }
+    /// @}
     /// Of a secp256k1 private key, its public key.
     const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
 
+    /// @{
     /// The JWK as JSON text in UTF-8; nothing for an RSA or EC private key, for a secp256k1 private key
     /// without its pairing key, and when the key cannot be written. With a secp256k1 private key the text holds "d".
     std::optional<ByteBuffer> encode() const;
     std::optional<std::string> encodeToString() const;
+    /// @}
 
     /// The JWK's members.
     /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.

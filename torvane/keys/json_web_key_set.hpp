@@ -14,13 +14,17 @@
 
 namespace Torvane {
 
+/// One party's keys, public, private or both. A copy shares the keys.
 class TORVANE_EXPORT JsonWebKeySet {
   public:
     /// The keys, in the order that every operation keeps.
     std::vector<JsonWebKey> jwks;
 
+    /// @{
+    /// Takes keys of any kind; ids may come twice.
     explicit JsonWebKeySet(std::vector<JsonWebKey> keys) noexcept : jwks(std::move(keys)) {}
     JsonWebKeySet(std::initializer_list<JsonWebKey> keys) : jwks(keys) {}
+    /// @}
 
     /// Reads a JWK Set whose keys have string members only: RSA, EC, and secp256k1 ("alg" must be ES256K;
     /// with a "d" a private key with its public half as pairing key; always for signatures).
@@ -39,10 +43,12 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// excludes only keys whose JWK names another); a member that is missing or of another kind is no criterion.
     std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader, Zennet::KeyClass keyClass) const;
 
+    /// @{
     /// The JWK Set as JSON text: RSA and EC public keys; other keys are left out.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
     ByteBuffer encode() const;
     std::string encodeToString() const;
+    /// @}
 
     /// The members of each public key, secp256k1 keys among them.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written. A key without a type stops the process.

@@ -11,6 +11,7 @@
 
 namespace Torvane {
 
+/// RSA public keys as JWK text and back; nothing is kept between calls.
 struct TORVANE_EXPORT PlatformKeyJWK {
     PlatformKeyJWK() = delete;
 

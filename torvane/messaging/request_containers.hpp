@@ -35,12 +35,14 @@ concept Makes = std::constructible_from<Value, T> &&
 template <class Value>
 class TORVANE_EXPORT RequestContainer {
   public:
+    /// Looked up by any kind of text.
     using Map = std::map<std::string, Value, std::less<>>;
 
     /// What `container[name]` gives where the container may change: a reference, not a value, `auto` or not.
     class Subscript;
 
     RequestContainer() = default;
+    /// Takes the values over.
     explicit RequestContainer(Map values) noexcept : values_(std::move(values)) {}
     virtual ~RequestContainer() = default;
     RequestContainer(const RequestContainer&) = delete;
@@ -48,21 +50,28 @@ class TORVANE_EXPORT RequestContainer {
 
     /// The value; nothing when there is none.
     std::optional<Value> operator[](std::string_view name) const { return read(name); }
+    /// A reference to read and write through, valid as long as the container is.
     Subscript operator[](std::string_view name) { return Subscript(*this, std::string(name)); }
 
+    /// Whether there is no value at all; null is one.
     virtual bool isEmpty() const noexcept { return values_.empty(); }
 
+    /// Pairs of name and value, by name.
     auto begin() const noexcept { return values_.begin(); }
+    /// Past the last.
     auto end() const noexcept { return values_.end(); }
 
     /// For people, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
     std::string description() const;
+    /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
         return out << container.description();
     }
 
   protected:
     // What the subscript does; setters and the map itself do not go through these.
+
+    /// The value, copied; nothing when there is none.
     virtual std::optional<Value> read(std::string_view name) const {
         const auto found = values_.find(name);
         return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
@@ -75,40 +84,52 @@ class TORVANE_EXPORT RequestContainer {
             values_.erase(found);
         }
     }
+    /// read(), change(), write(): two lookups.
     virtual void modify(std::string_view name, const std::function<void(std::optional<Value>&)>& change) {
         auto value = read(name);
         change(value);
         write(name, std::move(value));
     }
 
+    /// For derived classes, to give the map a name of their own.
     Map& values() noexcept { return values_; }
+    /// The same, to read.
     const Map& values() const noexcept { return values_; }
 
   private:
     Map values_;
 };
 
+/// One name of a container; each use looks it up anew.
 template <class Value>
 class RequestContainer<Value>::Subscript {
   public:
+    /// @{
+    /// The value, copied; nothing when there is none.
     std::optional<Value> get() const { return std::as_const(container_).read(name_); }
     operator std::optional<Value>() const { return get(); }
+    /// @}
+    /// Whether there is a value, false and null among them.
     explicit operator bool() const { return get().has_value(); }
+    /// Compares the value with one, or with std::nullopt.
     template <class T>
     friend bool operator==(const Subscript& a, const T& b) {
         return a.get() == b;
     }
 
+    /// Inserts or replaces.
     template <Makes<Value> T>
     Subscript& operator=(T&& value) {
         return write(Value(std::forward<T>(value)));
     }
+    /// Removes the value.
     Subscript& operator=(std::nullopt_t) { return write(std::nullopt); }
     /// Removes the value when there is none.
     template <class T>
     Subscript& operator=(std::optional<T> value) {
         return value ? write(Value(*std::move(value))) : write(std::nullopt);
     }
+    /// Copies the other's value, or removes this one where there is none.
     Subscript& operator=(const Subscript& other) { return write(other); }
 
     /// Reads the value, lets it be changed or taken away, and writes it back.
@@ -135,10 +156,14 @@ extern template class RequestContainer<std::string>;
 class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
   public:
     URLRequestBody() = default;
+    /// Takes the parameters over.
     explicit URLRequestBody(JSONValue::Object body) noexcept : RequestContainer(std::move(body)) {}
 
+    /// @{
+    /// The parameters by name, to be read and changed in place.
     JSONValue::Object& body() noexcept { return values(); }
     const JSONValue::Object& body() const noexcept { return values(); }
+    /// @}
 
     /// Inserts or replaces.
     virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue);
@@ -151,17 +176,24 @@ class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
   public:
     /// The name as the back end expects it, with a lower-case "t".
     static constexpr std::string_view header_content_type = "Content-type";
+    /// @{
+    /// A value for it.
     static constexpr std::string_view header_content_type_json = "application/json; charset=UTF-8";
     static constexpr std::string_view header_content_type_urlencoded = "application/x-www-form-urlencoded";
     static constexpr std::string_view header_content_type_jwks = "application/jwk-set+json; charset=UTF-8";
     static constexpr std::string_view header_content_type_jwt = "application/jwt; charset=UTF-8";
     static constexpr std::string_view header_content_type_text_plain = "text/plain; charset=UTF-8";
+    /// @}
 
     URLRequestHeader() = default;
+    /// Takes the fields over.
     explicit URLRequestHeader(StringMap headers) noexcept : RequestContainer(std::move(headers)) {}
 
+    /// @{
+    /// The fields by name, to be read and changed in place.
     StringMap& headersDictionary() noexcept { return values(); }
     const StringMap& headersDictionary() const noexcept { return values(); }
+    /// @}
 
     /// Inserts or replaces.
     virtual URLRequestHeader& setHeaderField(std::string_view field, std::string_view headerValue);

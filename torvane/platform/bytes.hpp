@@ -10,6 +10,8 @@
 
 #include "torvane/platform/export.hpp"
 
+/// All that the library reaches outside itself: keys and key stores, bytes, JSON, base64url, random
+/// identifiers.
 namespace Platform {
 
 /// An owned sequence of bytes.
@@ -18,10 +20,12 @@ using ByteBuffer = std::vector<std::uint8_t>;
 /// Somebody else's bytes, for the length of a call unless a docstring says more.
 using ByteView = std::span<const std::uint8_t>;
 
+/// The text's own bytes, not copied: valid as long as the text is.
 inline ByteView asBytes(std::string_view text) noexcept {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+/// The bytes as a text, not copied and not checked to be UTF-8.
 inline std::string_view asText(ByteView bytes) noexcept {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -32,6 +36,8 @@ TORVANE_EXPORT void wipe(void* data, std::size_t size) noexcept;
 /// Wipes each block before it goes back to the heap, the ones that a growing vector leaves behind included.
 template <class T>
 struct WipingAllocator {
+    /// @{
+    /// What standard containers ask of an allocator; all are equal.
     using value_type = T;
 
     WipingAllocator() noexcept = default;
@@ -45,6 +51,7 @@ struct WipingAllocator {
     }
 
     friend bool operator==(const WipingAllocator&, const WipingAllocator&) noexcept { return true; }
+    /// @}
 };
 
 /// Key material and other bytes that must not outlive their use.
@@ -54,6 +61,7 @@ using SecretBuffer = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 template <class Container>
 class WipeOnExit {
   public:
+    /// Keeps a reference; the container may grow meanwhile, but what it leaves behind then is not wiped.
     explicit WipeOnExit(Container& secret) noexcept : secret_(secret) {}
     ~WipeOnExit() { wipe(secret_.data(), secret_.size()); }
     WipeOnExit(const WipeOnExit&) = delete;

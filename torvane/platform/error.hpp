@@ -13,10 +13,12 @@ namespace Platform {
 /// An error with a description. Copies share the text and cannot fail.
 class TORVANE_EXPORT Error : public std::exception {
   public:
+    /// Keeps the text as it is, NUL bytes too.
     explicit Error(std::string description);
 
     /// The description up to its first NUL byte; errorDescription() has the whole of it.
     const char* what() const noexcept override;
+    /// What went wrong, for people. Valid as long as some copy of the error lives.
     const std::string& errorDescription() const noexcept { return *description_; }
 
     /// How the error shows inside the textual form of an error that wraps it, for example
@@ -38,21 +40,27 @@ class TORVANE_EXPORT SecurityError : public Error {
 /// and never a passphrase or PIN.
 class TORVANE_EXPORT KeyStoreError final : public SecurityError {
   public:
-    enum class Case { invalidURI, unavailable, keyNotFound, wrongSecret, notSupported, operationFailed };
+    /// Why the store could not.
+    enum class Case {
+        invalidURI,       ///< The URI is none, or asks for what cannot be.
+        unavailable,      ///< The file, the driver or the token is not there, or no longer; later it may be.
+        keyNotFound,      ///< The store is there and the key is not, or more than one key fits.
+        wrongSecret,      ///< The passphrase or PIN is missing, wrong or locked.
+        notSupported,     ///< The store cannot do this operation with this algorithm.
+        operationFailed,  ///< The store has refused, or failed, for another reason.
+    };
 
-    /// The URI is none, or asks for what cannot be.
+    /// @{
+    /// The description.
     static KeyStoreError invalidURI(std::string description);
-    /// The file, the driver or the token is not there, or no longer; a later call works when it is.
     static KeyStoreError unavailable(std::string description);
-    /// The store is there and the key is not, or more than one key fits.
     static KeyStoreError keyNotFound(std::string description);
-    /// The passphrase or PIN is missing, wrong or locked.
     static KeyStoreError wrongSecret(std::string description);
-    /// The store cannot do this operation with this algorithm.
     static KeyStoreError notSupported(std::string description);
-    /// The store has refused, or failed, for another reason.
     static KeyStoreError operationFailed(std::string description);
+    /// @}
 
+    /// What to decide by.
     Case errorCase() const noexcept { return case_; }
     std::string debugDescription() const override;
 

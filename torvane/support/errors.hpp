@@ -20,49 +20,60 @@
 
 namespace Torvane {
 
+/// What went wrong with a key, a signature, an encryption or a token.
 class TORVANE_EXPORT JOSEError final : public Platform::Error {
   public:
+    /// What failed.
     enum class Case {
-        algorithmNotSupported,
-        invalidKeyFormat,
-        missingKey,
-        JWSSignerError,
-        JWSVerificationError,
-        JWEEncrypterError,
-        JWEDecrypterError,
-        cannotEncodeJWK,
-        cannotDecodeJWK,
-        cannotDecodeResponse,
-        claimNotFoundInJWT,
-        malformedClaim,
-        invalidJOSEComponent,
-        curveNotSupported,
-        initializationError,
+        algorithmNotSupported,  ///< An algorithm's name is not known, or not one for keys of this kind.
+        invalidKeyFormat,       ///< A key does not fit its algorithm, or a secp256k1 JWK lacks a member.
+        missingKey,             ///< No key is found, or more than one where one is chosen; or a key set is not given.
+        JWSSignerError,         ///< Signing failed, for the underlying reason.
+        JWSVerificationError,   ///< A JWS is malformed, names another algorithm or does not verify.
+        JWEEncrypterError,      ///< Encrypting failed, for the underlying reason.
+        JWEDecrypterError,     ///< A JWE is malformed, names other algorithms or does not decrypt, or the store failed.
+        cannotEncodeJWK,       ///< A key or a key set has no JSON text, a private key for one.
+        cannotDecodeJWK,       ///< A text is no JWK or JWK Set, or its numbers are no key.
+        cannotDecodeResponse,  ///< For a CoderEncryptProtocol of the application's; the library never throws it.
+        claimNotFoundInJWT,    ///< A claim is not there; an "aud" that is neither text nor a list of texts counts as
+                               ///< none.
+        malformedClaim,        ///< A claim is of another type than the one asked for.
+        invalidJOSEComponent,  ///< A text is no compact serialisation: no dot, or a piece that is not base64url.
+        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where an RSA or EC key is due.
+        initializationError,   ///< For classes of the application's; the library never throws it.
     };
 
-    // The message is the description.
+    /// @{
+    /// The message.
     static JOSEError algorithmNotSupported(std::string message);
     static JOSEError invalidKeyFormat(std::string message);
     static JOSEError missingKey(std::string message);
     static JOSEError malformedClaim(std::string message);
     static JOSEError invalidJOSEComponent(std::string message);
     static JOSEError curveNotSupported(std::string message);
+    /// @}
 
-    // "Claim with name " + claimName + " not found in JWT", and "Failed to initialize object: " + message.
+    /// "Claim with name " + claimName + " not found in JWT".
     static JOSEError claimNotFoundInJWT(std::string claimName);
+    /// "Failed to initialize object: " + message.
     static JOSEError initializationError(std::string message);
 
-    // The textual form of the error itself, ": ", and the underlying error's description.
+    /// @{
+    /// The textual form of the error itself, ": ", and the underlying error's description.
     static JOSEError JWSSignerError(std::exception_ptr underlying);
     static JOSEError JWSVerificationError(std::exception_ptr underlying);
     static JOSEError JWEEncrypterError(std::exception_ptr underlying);
     static JOSEError JWEDecrypterError(std::exception_ptr underlying);
     static JOSEError cannotDecodeResponse(std::exception_ptr underlying);
+    /// @}
 
-    // The same; the description counts only where there is no underlying error.
+    /// @{
+    /// The same; the description counts only where there is no underlying error.
     static JOSEError cannotEncodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
     static JOSEError cannotDecodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
+    /// @}
 
+    /// What to decide by.
     Case errorCase() const noexcept { return state_->errorCase; }
 
     /// The error that this one wraps; null where there is none.
@@ -92,11 +103,18 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     std::shared_ptr<const State> state_;
 };
 
+/// What went wrong between objects and JSON.
 class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
   public:
-    enum class Case { failedToParseJson, missingRequiredInformationForKey, missingRequiredInit, invalidJsonString };
+    /// What failed.
+    enum class Case {
+        failedToParseJson,                 ///< A text is not JSON, or a value is not and has no text.
+        missingRequiredInformationForKey,  ///< A member that has to be there is missing, or of another kind.
+        missingRequiredInit,               ///< An object is read whose class has no constructor for that.
+        invalidJsonString,                 ///< A text is JSON, but no object.
+    };
 
-    /// Describes itself with the description.
+    /// The description.
     static JsonSerializeError failedToParseJson(std::string description);
     /// "Required key missing in the JSON: " + key
     static JsonSerializeError missingRequiredInformationForKey(std::string key);
@@ -105,6 +123,7 @@ class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
     /// "Invalid format in the JSON String."
     static JsonSerializeError invalidJsonString();
 
+    /// What to decide by.
     Case errorCase() const noexcept { return case_; }
     std::string debugDescription() const override;
 

@@ -45,7 +45,9 @@ class TORVANE_EXPORT JsonConvertible {
     JsonConvertible(const JsonConvertible&) = delete;
     JsonConvertible& operator=(const JsonConvertible&) = delete;
 
+    /// The members, for whoever goes on with them; may hold values that are not JSON.
     virtual JSONValue::Object toDictionary() const = 0;
+    /// Compact JSON text in UTF-8.
     virtual std::string toJsonString() const = 0;
 };
 
@@ -86,6 +88,7 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     class TORVANE_EXPORT Properties {
       public:
         Properties() = default;
+        /// Moves the properties out of the list.
         Properties(std::initializer_list<Property> list);
 
       private:
@@ -98,12 +101,15 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     virtual Properties properties() const;
 };
 
+/// One line of the list that properties() returns.
 class TORVANE_EXPORT JsonSerializeObject::Property {
   public:
+    /// Converts the value at once; a name may come more than once.
     template <class T>
     Property(std::string name, const T& value) {
         if (auto converted = JsonProperty::converted(value)) members_.emplace(std::move(name), *std::move(converted));
     }
+    /// All properties of the class above, as its properties() returns them.
     Property(Properties inherited) : members_(std::move(inherited.members_)), inherited_(true) {}
 
   private:

@@ -5,6 +5,7 @@
 #include "torvane/platform/raw_value.hpp"
 #include "torvane/platform/services/json_value.hpp"
 
+/// What an application uses: keys, messages, signatures, encryption, claims, and objects as JSON.
 namespace Torvane {
 
 using Platform::asBytes;

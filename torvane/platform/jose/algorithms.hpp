@@ -13,55 +13,92 @@
 #include "torvane/platform/raw_value.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 
+/// The formats themselves, JWK, JWS and JWE, below the classes of Torvane: for callers who need a header or a key as
+/// the RFCs have it.
 namespace JOSE {
 
 using Platform::fromRawValue;
 using Platform::rawValue;
 
-enum class SignatureAlgorithm { RS256, RS384, RS512, PS256, PS384, PS512, ES256, ES384, ES512, ES256K };
+/// The "alg" of a JWS. rawValue(algorithm) gives the name, fromRawValue<SignatureAlgorithm>(name) the algorithm.
+enum class SignatureAlgorithm {
+    RS256,   ///< RSASSA-PKCS1-v1_5 with SHA-256 (RFC 7518, section 3.3).
+    RS384,   ///< RSASSA-PKCS1-v1_5 with SHA-384.
+    RS512,   ///< RSASSA-PKCS1-v1_5 with SHA-512.
+    PS256,   ///< RSASSA-PSS with SHA-256 (RFC 7518, section 3.5).
+    PS384,   ///< RSASSA-PSS with SHA-384.
+    PS512,   ///< RSASSA-PSS with SHA-512.
+    ES256,   ///< ECDSA on P-256 with SHA-256 (RFC 7518, section 3.4).
+    ES384,   ///< ECDSA on P-384 with SHA-384.
+    ES512,   ///< ECDSA on P-521 with SHA-512.
+    ES256K,  ///< ECDSA on secp256k1 with SHA-256 (RFC 8812, section 3.2).
+};
 
+/// One line of the table of signature algorithms.
 struct SignatureParameters {
+    /// In the header; exact, with its case.
     std::string_view name;
+    /// What the key store is asked for.
     Platform::SignatureScheme scheme;
+    /// Of the signing input, and of MGF1 in RSASSA-PSS.
     Platform::HashFunction hash;
     /// Of the ECDSA algorithms over platform keys. ES256K has none: it signs with raw secp256k1 keys.
     std::optional<Platform::EllipticCurve> curve;
 };
 
+/// The "alg" of a JWE: how the content key reaches the recipient. Names as for SignatureAlgorithm.
 enum class KeyManagementAlgorithm {
-    RSA_OAEP,
-    RSA_OAEP_256,
-    RSA_OAEP_384,
-    RSA_OAEP_512,
-    ECDH_ES,
-    ECDH_ES_A128KW,
-    ECDH_ES_A192KW,
-    ECDH_ES_A256KW
+    RSA_OAEP,        ///< RSAES-OAEP with SHA-1 (RFC 7518, section 4.3), for peers that know no other.
+    RSA_OAEP_256,    ///< RSAES-OAEP with SHA-256.
+    RSA_OAEP_384,    ///< RSAES-OAEP with SHA-384.
+    RSA_OAEP_512,    ///< RSAES-OAEP with SHA-512.
+    ECDH_ES,         ///< The agreed key is the content key (RFC 7518, section 4.6).
+    ECDH_ES_A128KW,  ///< The agreed key wraps the content key, with AES-128 (RFC 7518, sections 4.6 and 4.4).
+    ECDH_ES_A192KW,  ///< The same with AES-192.
+    ECDH_ES_A256KW,  ///< The same with AES-256.
 };
 
+/// One line of the table of key management algorithms.
 struct KeyManagementParameters {
+    /// In the header; exact, with its case.
     std::string_view name;
     /// Of RSA-OAEP; nothing for ECDH-ES.
     std::optional<Platform::HashFunction> oaepHash;
     /// Bytes of the AES key that wraps the content key; 0 where the agreed key is the content key.
     std::size_t wrappingKeySize;
 
+    /// ECDH-ES in any form; else RSA-OAEP.
     constexpr bool isKeyAgreement() const noexcept { return !oaepHash; }
+    /// Without an encrypted key in the JWE.
     constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
 };
 
-enum class ContentEncryptionAlgorithm { A128CBC_HS256, A192CBC_HS384, A256CBC_HS512, A128GCM, A192GCM, A256GCM };
+/// The "enc" of a JWE: what encrypts the message. Names as for SignatureAlgorithm.
+enum class ContentEncryptionAlgorithm {
+    A128CBC_HS256,  ///< AES-128-CBC with HMAC-SHA-256 (RFC 7518, section 5.2).
+    A192CBC_HS384,  ///< AES-192-CBC with HMAC-SHA-384.
+    A256CBC_HS512,  ///< AES-256-CBC with HMAC-SHA-512.
+    A128GCM,        ///< AES-128-GCM (RFC 7518, section 5.3).
+    A192GCM,        ///< AES-192-GCM.
+    A256GCM,        ///< AES-256-GCM.
+};
 
+/// One line of the table of content encryption algorithms; all sizes in bytes.
 struct ContentEncryptionParameters {
+    /// In the header; exact, with its case.
     std::string_view name;
     /// Of the MAC in AES-CBC with HMAC; nothing for AES-GCM.
     std::optional<Platform::HashFunction> macHash;
-    /// All sizes in bytes.
+    /// Of the content key: for AES-CBC with HMAC those of both keys together.
     std::size_t keySize;
+    /// Of the initialization vector, which is random and new for each JWE.
     std::size_t ivSize;
+    /// Of the authentication tag; for AES-CBC with HMAC half of what the hash gives.
     std::size_t tagSize;
 };
 
+/// @{
+/// One line an algorithm, in the order of the enumerators: for parameters(), rawValue() and fromRawValue().
 constexpr auto valueTable(SignatureAlgorithm) noexcept {
     using enum Platform::SignatureScheme;
     using enum Platform::HashFunction;
@@ -99,6 +136,7 @@ constexpr auto valueTable(ContentEncryptionAlgorithm) noexcept {
                                                        {"A192GCM", {}, 24, 12, 16},
                                                        {"A256GCM", {}, 32, 12, 16}}};
 }
+/// @}
 
 /// What the algorithm's line in the table above says.
 template <class Algorithm>
@@ -106,10 +144,12 @@ constexpr auto parameters(Algorithm algorithm) noexcept {
     return valueTable(algorithm)[static_cast<std::size_t>(algorithm)];
 }
 
+/// @{
 /// Whether a platform key, by its family, curve and size, is one for the algorithm: RSA of 2048 to 16384 bits
 /// with an odd public exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. ES256K fits
 /// no platform key.
 TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const Platform::SecKey& key) noexcept;
 TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const Platform::SecKey& key) noexcept;
+/// @}
 
 }  // namespace JOSE

@@ -14,12 +14,16 @@ namespace JOSE {
 
 /// A content key, and the form in which it travels: empty where both parties derive it.
 struct ContentKey {
+    /// As long as the content encryption algorithm wants it.
     Platform::SecretBuffer key;
+    /// For the recipient's private key to open.
     Platform::ByteBuffer encryptedKey;
 };
 
+/// The sender's side: a recipient's public key.
 class TORVANE_EXPORT Encrypter {
   public:
+    /// @{
     /// Nothing unless the key is a public one that fits the key management algorithm.
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
@@ -27,8 +31,11 @@ class TORVANE_EXPORT Encrypter {
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& encryptionKey);
+    /// @}
 
+    /// The "alg" that goes into the header.
     KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    /// The "enc" that goes into the header.
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// A fresh content key; under ECDH-ES the header gets the ephemeral public key.
@@ -46,8 +53,10 @@ class TORVANE_EXPORT Encrypter {
     Platform::SecKey key_;
 };
 
+/// The recipient's side: a private key.
 class TORVANE_EXPORT Decrypter {
   public:
+    /// @{
     /// Nothing unless the key is a private one that fits the key management algorithm.
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
@@ -55,8 +64,11 @@ class TORVANE_EXPORT Decrypter {
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& decryptionKey);
+    /// @}
 
+    /// The "alg" that has to be in the header.
     KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    /// The "enc" that has to be in the header.
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// The content key, or a random one of the same size in place of an encrypted key that cannot be

@@ -7,9 +7,10 @@
 
 namespace JOSE {
 
-/// Two errors are equal when their cases are.
+/// The error below the library's own: mostly found as JOSEError::underlyingError().
 class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
   public:
+    /// What was refused.
     enum class Case {
         parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.
@@ -18,17 +19,23 @@ class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
         unsupportedKey,        ///< A key of a kind that the operation does not know.
     };
 
+    /// @{
+    /// The description.
     static JOSESwiftError parsingFailed(std::string description);
     static JOSESwiftError verifyingFailed(std::string description);
-    static JOSESwiftError decryptingFailed();
     static JOSESwiftError unsupportedAlgorithm(std::string description);
     static JOSESwiftError unsupportedKey(std::string description);
+    /// @}
+    /// "The JWE could not be decrypted."
+    static JOSESwiftError decryptingFailed();
 
+    /// What to decide by.
     Case errorCase() const noexcept { return case_; }
 
     /// For example `JOSESwiftError.verifyingFailed(description: "...")`.
     std::string debugDescription() const override;
 
+    /// The same case, whatever the description.
     friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
 
   private:

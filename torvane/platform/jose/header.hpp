@@ -16,6 +16,7 @@ namespace JOSE {
 /// that is not JSON.
 class TORVANE_EXPORT Header {
   public:
+    /// All members, those that the library does not know among them.
     const Platform::JSONValue::Object& parameters() const noexcept { return parameters_; }
     /// The value of "alg", known to the library or not.
     const std::string& algorithm() const noexcept { return *Platform::stringMember(parameters_, "alg"); }
@@ -23,9 +24,13 @@ class TORVANE_EXPORT Header {
     Platform::ByteBuffer jsonData() const;
 
   protected:
+    /// @{
+    /// @throws JOSESwiftError parsingFailed for what is refused.
     explicit Header(Platform::JSONValue::Object parameters);
     explicit Header(Platform::ByteView json);
+    /// @}
 
+    /// Inserts or replaces; nothing is checked.
     void set(const char* name, Platform::JSONValue value) { parameters_[name] = std::move(value); }
     /// @throws JOSESwiftError parsingFailed.
     void requireString(const char* name) const;
@@ -36,6 +41,7 @@ class TORVANE_EXPORT Header {
     Platform::JSONValue::Object parameters_;
 };
 
+/// The header of a signature; what a JWSSigner makes has "alg" and "kid".
 class TORVANE_EXPORT JWSHeader final : public Header {
   public:
     /// @throws JOSESwiftError parsingFailed when the members are no valid JWS header.
@@ -50,18 +56,25 @@ class TORVANE_EXPORT JWSHeader final : public Header {
               std::optional<std::string> keyId);
 };
 
-/// Refused besides: "enc" missing or not a string.
+/// The header of an encryption. Refused besides: "enc" missing or not a string.
 class TORVANE_EXPORT JWEHeader final : public Header {
   public:
+    /// @{
+    /// From members, or from their JSON text.
+    /// @throws JOSESwiftError parsingFailed for what is refused.
     explicit JWEHeader(Platform::JSONValue::Object parameters);
     explicit JWEHeader(Platform::ByteView json);
+    /// @}
 
     /// The additional members, then "alg" and "enc", then "kid" when there is a key id.
     JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
               Platform::StringMap additionalHeaderParams, std::optional<std::string> keyId);
 
+    /// The value of "enc", known to the library or not.
     const std::string& encryptionAlgorithm() const noexcept { return *Platform::stringMember(parameters(), "enc"); }
+    /// Sets "cty": "JWT" where the content is a token itself (RFC 7519, section 5.2).
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
+    /// Sets "epk", the sender's half of a key agreement (RFC 7518, section 4.6.1.1).
     void setEphemeralPublicKey(Platform::JSONValue::Object jwk) { set("epk", std::move(jwk)); }
 };
 

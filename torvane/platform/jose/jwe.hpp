@@ -24,9 +24,11 @@ class TORVANE_EXPORT JWE {
     ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError.
     JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
 
+    /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
     const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
     Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
+    /// @}
 
   private:
     Platform::ByteBuffer compact_;
@@ -39,6 +41,7 @@ class TORVANE_EXPORT ReceivedJWE {
     ///         unpadded base64url, or a header that JWEHeader refuses.
     explicit ReceivedJWE(Platform::ByteView compactSerialization);
 
+    /// What the sender claims; nothing of it is authentic before decrypt().
     const JWEHeader& header() const noexcept { return header_; }
 
     /// The plaintext, once; the ciphertext is decrypted in its place.

@@ -19,17 +19,24 @@
 
 namespace JOSE {
 
-enum class JWKKeyType { RSA, EC, other };
+/// The "kty" of a JWK, as far as it is known here.
+enum class JWKKeyType {
+    RSA,    ///< RFC 7518, section 6.3.
+    EC,     ///< RFC 7518, section 6.2.
+    other,  ///< Read, and shown by its members; no platform key is made of it.
+};
 
 /// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
 class TORVANE_EXPORT JWK {
   public:
+    /// @{
     /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are passed over.
     /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
     ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another
     ///         length than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
     static JWK initFrom(Platform::ByteView data);
     static JWK initFrom(const Platform::JSONValue::Object& members);
+    /// @}
 
     /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members,
     /// all of them, and no "oth"; for EC a "d" as long as a coordinate.
@@ -41,6 +48,7 @@ class TORVANE_EXPORT JWK {
     const Platform::StringMap& parameters() const noexcept { return state_->parameters; }
     /// One member; nothing when it is missing.
     std::optional<std::string> operator[](std::string_view name) const;
+    /// The family that "kty" names.
     JWKKeyType keyType() const noexcept { return state_->keyType; }
 
     /// The platform key: of a JWK read as a private key the private one, else the public one.
@@ -54,13 +62,17 @@ class TORVANE_EXPORT JWK {
     /// The thumbprint (RFC 7638), as JOSE::thumbprint() makes it of the members.
     std::string thumbprint(Platform::HashFunction hash = Platform::HashFunction::SHA256) const;
 
+    /// @{
     /// The public members as JSON text; nothing when a member is not UTF-8.
     std::optional<Platform::ByteBuffer> jsonData() const;
     std::optional<std::string> jsonString() const;
+    /// @}
 
   protected:
+    /// Nothing for a key of type `other`, numbers for a public key, a handle for a private one.
     using Key = std::variant<std::monostate, Platform::PublicComponents, Platform::SecKey>;
 
+    /// Nothing is checked.
     JWK(Platform::StringMap parameters, JWKKeyType keyType, Key key);
     /// @throws JOSESwiftError unsupportedKey when it is another type.
     JWK(JWK jwk, JWKKeyType expected);
@@ -75,7 +87,7 @@ class TORVANE_EXPORT JWK {
     std::shared_ptr<const State> state_;
 };
 
-/// The two public kinds of JWK add nothing but ways to make them.
+/// The JWK of an RSA public key; adds nothing but ways to make one.
 class TORVANE_EXPORT RSAPublicKey : public JWK {
   public:
     /// "kty", "n" and "e" of the platform key, and the additional members.
@@ -92,6 +104,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::RSA) {}
 };
 
+/// The JWK of an EC public key; adds nothing but ways to make one.
 class TORVANE_EXPORT ECPublicKey : public JWK {
   public:
     /// "kty", "crv", "x" and "y" of the platform key, and the additional members.

@@ -9,8 +9,10 @@
 
 namespace JOSE {
 
+/// Public keys in their order, of any type.
 class TORVANE_EXPORT JWKSet {
   public:
+    /// A JWK that was read as a private key is written as its public half.
     explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
 
     /// Reads the public half of every key; one that cannot be read fails the whole set.
@@ -18,6 +20,7 @@ class TORVANE_EXPORT JWKSet {
     ///         JWK::initFrom for its keys.
     static JWKSet initFrom(Platform::ByteView data);
 
+    /// In the order of the text.
     const std::vector<JWK>& keys() const noexcept { return keys_; }
 
     /// The set as JSON text.

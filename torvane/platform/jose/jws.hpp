@@ -23,9 +23,12 @@ class TORVANE_EXPORT JWS {
     ///         Platform::SecurityError when the key store fails.
     JWS(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
 
+    /// @{
     /// ASCII text: header, payload and signature in base64url, joined by dots.
     const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
     Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
+    /// @}
+    /// Raw bytes, as many as Signer::signatureSize().
     const Platform::ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
@@ -41,6 +44,7 @@ class TORVANE_EXPORT ReceivedJWS {
     ///         unpadded base64url, a header that JWSHeader refuses, or an empty signature.
     explicit ReceivedJWS(Platform::ByteView compactSerialization);
 
+    /// What the sender claims; nothing of it is authentic before validate().
     const JWSHeader& header() const noexcept { return header_; }
 
     /// The payload, once.

@@ -11,19 +11,26 @@ namespace JOSE {
 /// leaves nothing behind.
 class Payload {
   public:
+    /// Takes the bytes over.
     explicit Payload(Platform::ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
+    /// @{
+    /// Moved, never copied: there is one place to wipe.
     Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
     Payload& operator=(Payload&& other) noexcept {
         std::swap(bytes_, other.bytes_);
         return *this;
     }
+    /// @}
     Payload(const Payload&) = delete;
     Payload& operator=(const Payload&) = delete;
     ~Payload() { Platform::wipe(bytes_.data(), bytes_.size()); }
 
+    /// @{
+    /// The bytes, which stay here.
     const Platform::ByteBuffer& data() const& noexcept { return bytes_; }
     Platform::ByteBuffer& data() & noexcept { return bytes_; }
-    /// Hands the bytes over.
+    /// @}
+    /// Hands the bytes over; they are no longer wiped.
     Platform::ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
 
   private:

@@ -11,6 +11,7 @@
 
 namespace JOSE {
 
+/// The signing side: a private key.
 class TORVANE_EXPORT Signer {
   public:
     /// Nothing unless the key is a private one that fits the algorithm.
@@ -18,9 +19,11 @@ class TORVANE_EXPORT Signer {
     /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, Platform::ByteView privateKey);
 
+    /// The "alg" that goes into the header.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Bytes in every signature.
     std::size_t signatureSize() const noexcept;
+    /// A signature over the whole input, which is hashed here.
     /// @throws Platform::SecurityError when the key store fails.
     Platform::ByteBuffer sign(Platform::ByteView signingInput) const;
 
@@ -32,6 +35,7 @@ class TORVANE_EXPORT Signer {
     Key key_;
 };
 
+/// The verifying side: a public key.
 class TORVANE_EXPORT Verifier {
   public:
     /// Nothing unless the key is a public one that fits the algorithm.
@@ -39,6 +43,7 @@ class TORVANE_EXPORT Verifier {
     /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, Platform::ByteView publicKey);
 
+    /// The "alg" that has to be in the header.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Whether the signature is one over the input with this digest, by the algorithm's hash function.
     bool verifyDigest(Platform::ByteView digest, Platform::ByteView signature) const;

@@ -51,6 +51,7 @@ class TORVANE_EXPORT StoreKey {
     virtual SecretBuffer agree(const SecKey& peer) const;
 };
 
+/// A public key, or the handle of a private key in some store. A handle never shows a private number.
 class TORVANE_EXPORT SecKey {
   public:
     /// A public key from its numbers; leading zero bytes of an RSA number are dropped.
@@ -61,7 +62,9 @@ class TORVANE_EXPORT SecKey {
     /// @throws SecurityError as above for the store's public numbers, and whatever the store throws.
     explicit SecKey(std::shared_ptr<const StoreKey> storeKey);
 
+    /// False for a key that a store stands behind.
     bool isPublicKey() const noexcept;
+    /// Of the public half, which every key has; valid as long as some copy of the key lives.
     const PublicComponents& publicComponents() const noexcept;
     /// What the key is called in its store; empty where it has no name.
     const KeyName& name() const noexcept;
@@ -74,11 +77,13 @@ class TORVANE_EXPORT SecKey {
     /// The public half; of a public key, itself.
     SecKey publicKey() const;
 
-    // Private operations: as those of StoreKey, and SecurityError on a public key, on one of the other family, for a
-    // digest of another length, and when a store's answer has the wrong length.
+    /// @{
+    /// A private operation: as that of StoreKey, and SecurityError on a public key, on one of the other family, for a
+    /// digest of another length, and when a store's answer has the wrong length.
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
     SecretBuffer agree(const SecKey& peer) const;
+    /// @}
 
     // Public operations, on either half.
 

@@ -7,6 +7,7 @@
 
 namespace Platform {
 
+/// Keys that live as long as their handles, and are wiped with the last of them. To keep one, see generateRSAKey().
 struct TORVANE_EXPORT SoftwareKeyStore {
     SoftwareKeyStore() = delete;
 
@@ -14,6 +15,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @throws SecurityError when OpenSSL does not make a key of that size, in bits (2048 and more are of use).
     static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
 
+    /// A new EC key pair. The name stays with the handle.
     static SecKey generateEC(EllipticCurve curve, KeyName name = {});
 
     /// Reads one key from unencrypted PEM or DER text in memory: a private key from PKCS #8 (RFC 5958), PKCS
@@ -30,10 +32,12 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     static SecKey load(ByteView encoded, KeyHalf half, const SecretSource& passphrase,
                        std::string_view origin = "the text");
 
+    /// @{
     /// A private key from its numbers.
     /// @throws SecurityError when they don't belong together, and for an RSA modulus of more than 16384 bits.
     static SecKey fromComponents(const RSAPrivateComponents& components);
     static SecKey fromComponents(const ECPrivateComponents& components);
+    /// @}
 };
 
 }  // namespace Platform

@@ -14,6 +14,7 @@ constexpr std::size_t base64urlSize(std::size_t size) noexcept {
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 
+/// One line of base64urlSize(bytes.size()) characters.
 TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 
 /// Appends the text to a buffer; nothing is copied when the buffer has room for base64urlSize(bytes.size()) more.
@@ -26,10 +27,12 @@ TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 /// Whether decodeBase64url() would give something; nothing is decoded.
 TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;
 
+/// @{
 /// appendBase64url() and decodeBase64url() for secrets: time and memory access do not depend on the bytes, only on
 /// their number and on whether the text decodes, which it does into a buffer that is wiped.
 TORVANE_EXPORT void appendSecretBase64url(ByteBuffer& out, ByteView bytes);
 TORVANE_EXPORT std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text);
+/// @}
 
 /// Standard base64 with "+", "/" and "=" padding, without line breaks.
 TORVANE_EXPORT std::string encodeBase64(ByteView bytes);

@@ -14,6 +14,7 @@ class TORVANE_EXPORT JSONError final : public Error {
     std::string debugDescription() const override;
 };
 
+/// Compact text out, strict text in (RFC 8259).
 struct TORVANE_EXPORT JSONSerialization {
     JSONSerialization() = delete;
 

@@ -36,25 +36,40 @@ class TORVANE_EXPORT JSONValue {
   public:
     /// `List{List{1}}` is a copy of the inner list to some compilers; write `List{JSONValue(List{1})}`.
     using List = std::vector<JSONValue>;
+    /// Members by name; text that names a member twice is refused.
     using Object = std::map<std::string, JSONValue, std::less<>>;
 
+    /// @{
+    /// Null.
     JSONValue() noexcept = default;
     JSONValue(std::nullptr_t) noexcept {}
+    /// @}
+    /// Of bool alone: no pointer or number becomes one.
     JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
     /// Unsigned integers that need 64 bits are for the caller to narrow.
     template <JSONInteger T>
     JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
+    /// A number that is not finite is held, and has no JSON text.
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     /// Null for a null pointer.
     JSONValue(const char* text) : value_(text == nullptr ? Variant() : Variant(std::string(text))) {}
+    /// @{
+    /// Text that is not UTF-8 is held, and has no JSON text.
     JSONValue(std::string_view text) : value_(std::string(text)) {}
     JSONValue(std::string text) noexcept : value_(std::move(text)) {}
+    /// @}
+    /// @{
+    /// Takes the elements over.
     JSONValue(List list) noexcept : value_(std::move(list)) {}
     JSONValue(Object object) noexcept : value_(std::move(object)) {}
+    /// @}
+    /// A list of strings.
     template <std::same_as<std::vector<std::string>> Strings>
     JSONValue(const Strings& list) : value_(List(list.begin(), list.end())) {}
 
+    /// Copies all that is inside.
     JSONValue(const JSONValue&) = default;
+    /// The other keeps its kind, without what was inside.
     JSONValue(JSONValue&&) noexcept = default;
     ~JSONValue() = default;
     /// The other may be a part of this one.
@@ -69,8 +84,10 @@ class TORVANE_EXPORT JSONValue {
         return holding(std::any(std::move(value)));
     }
 
+    /// JSON's null, which is also the value of a JSONValue made of nothing.
     bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
 
+    /// @{
     /// The value when it is exactly of type T (bool, std::int64_t, double, std::string, List, Object, or the
     /// type of an opaque value), else null.
     template <class T>
@@ -87,6 +104,7 @@ class TORVANE_EXPORT JSONValue {
     T* as() noexcept {
         return const_cast<T*>(std::as_const(*this).template as<T>());
     }
+    /// @}
 
     /// The value as a T: bool, a signed or short integer, a floating-point number, std::string, List, Object,
     /// std::vector of one of these for a list of nothing else, or JSONValue for any. Nothing when it is of another
@@ -175,11 +193,13 @@ TORVANE_EXPORT void wipeStrings(JSONValue& value) noexcept;
 /// JSON that may hold a key: all its strings are wiped when it goes.
 class SecretJSON {
   public:
+    /// Takes the value over.
     explicit SecretJSON(JSONValue value) noexcept : value_(std::move(value)) {}
     ~SecretJSON() { wipeStrings(value_); }
     SecretJSON(const SecretJSON&) = delete;
     SecretJSON& operator=(const SecretJSON&) = delete;
 
+    /// A copy of a string inside is for the caller to wipe.
     const JSONValue& get() const noexcept { return value_; }
 
   private:

@@ -9,9 +9,11 @@
 
 namespace Zennet {
 
+/// Keys for ES256K; nothing here is kept between calls.
 struct TORVANE_EXPORT Secp256k1Utils {
     Secp256k1Utils() = delete;
 
+    /// The "crv" of their JWKs (RFC 8812, section 3.1).
     static constexpr std::string_view SECP256K1CURVE = "secp256k1";
 
     /// Whether the key's type names the curve secp256k1.
@@ -23,8 +25,11 @@ struct TORVANE_EXPORT Secp256k1Utils {
     static std::optional<Platform::ByteBuffer> encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
                                                            std::string_view keyId);
 
+    /// Both halves of one key.
     struct KeyPair {
+        /// 32 raw bytes.
         PrivateKey privateKey;
+        /// 65 raw bytes: 4, x and y.
         PublicKey publicKey;
     };
 

@@ -14,6 +14,7 @@ TORVANE_EXPORT bool isUTF8(Platform::ByteView bytes) noexcept;
 /// The bytes as text; an empty string when they are not UTF-8.
 TORVANE_EXPORT std::string convertToString(Platform::ByteView bytes);
 
+/// The text's bytes, copied; UTF-8 when the text is.
 TORVANE_EXPORT Platform::ByteBuffer convertToData(std::string_view text);
 
 }  // namespace Zennet
