@@ -1,0 +1,16 @@
+#!/bin/sh
+# Makes the HTML pages of docs/ and of the public headers in a folder: docs.sh [FOLDER], build/docs unless given.
+# Fails on a warning of Doxygen's, such as a public name without a docstring.
+set -eu
+folder=$(realpath -m "${1:-$(dirname "$0")/../build/docs}")
+cd "$(dirname "$0")/.."
+
+rm -rf "$folder/html" "$folder/xml"
+mkdir -p "$folder"
+{
+    cat docs/Doxyfile
+    # A header that is not installed says so in its first lines.
+    find torvane -name '*.hpp' -not -path '*/crypto/*' -exec grep -L 'Not installed' {} + | sort | sed 's/^/INPUT += /'
+    echo "OUTPUT_DIRECTORY = \"$folder\""
+} | doxygen -
+python3 docs/undocumented.py "$folder/xml"
