@@ -59,7 +59,7 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     static JOSEError initializationError(std::string message);
 
     /// @{
-    /// The textual form of the error itself, ": ", and the underlying error's description.
+    /// The textual form, ": ", and the underlying error's description.
     static JOSEError JWSSignerError(std::exception_ptr underlying);
     static JOSEError JWSVerificationError(std::exception_ptr underlying);
     static JOSEError JWEEncrypterError(std::exception_ptr underlying);
@@ -68,7 +68,7 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
     /// @}
 
     /// @{
-    /// The same; the description counts only where there is no underlying error.
+    /// The textual form, ": ", and the underlying error's description; where there is none, the given one.
     static JOSEError cannotEncodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
     static JOSEError cannotDecodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
     /// @}
