@@ -3,6 +3,7 @@
 import pathlib
 import re
 import sys
+from itertools import zip_longest
 
 ROOT = pathlib.Path(sys.argv[1])
 CODE = (ROOT / "torvane/platform/jose/algorithms.hpp").read_text()
@@ -63,9 +64,9 @@ expected = [
 if [len(table) for table in expected] != [10, 8, 6] or len(COORDINATES) != 3:
     sys.exit("The tables of the code are not read as they should be.")
 wrong = [
-    f"the code says {want}, the page {has}"
-    for table, shown in zip(expected, page_tables(), strict=True)
-    for want, has in zip(table, shown, strict=True)
+    f"the code says {want or 'nothing'}, the page {has or 'nothing'}"
+    for tables in zip_longest(expected, page_tables(), fillvalue=[])
+    for want, has in zip_longest(*tables)
     if want != has
 ]
 sys.exit("\n".join(wrong) or 0)
