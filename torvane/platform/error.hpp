@@ -40,7 +40,7 @@ class TORVANE_EXPORT SecurityError : public Error {
 /// and never a passphrase or PIN.
 class TORVANE_EXPORT KeyStoreError final : public SecurityError {
   public:
-    /// Why the store could not.
+    /// Why the store could not, as far as a caller can do something about it.
     enum class Case {
         invalidURI,       ///< The URI is none, or asks for what cannot be.
         unavailable,      ///< The file, the driver or the token is not there, or no longer; later it may be.

@@ -15,9 +15,9 @@ namespace Platform {
 /// SHA-1 and SHA-2 (FIPS 180-4).
 enum class HashFunction {
     SHA1,    ///< For RSA-OAEP alone, which does not rest on its collision resistance; signatures never have it.
-    SHA256,  ///< 32 bytes.
-    SHA384,  ///< 48 bytes.
-    SHA512,  ///< 64 bytes.
+    SHA256,  ///< Digests of 32 bytes.
+    SHA384,  ///< Digests of 48 bytes.
+    SHA512,  ///< Digests of 64 bytes.
 };
 
 /// Size of the digest in bytes.
@@ -57,18 +57,18 @@ constexpr std::size_t coordinateSize(EllipticCurve curve) noexcept {
 
 /// Unsigned big-endian numbers without leading zero bytes.
 struct RSAPublicComponents {
-    /// n; its size is the key's.
+    /// n; a key of 2048 bits has one of 256 bytes.
     ByteBuffer modulus;
     /// e, mostly 65537.
     ByteBuffer exponent;
 
-    /// Of the numbers; byte for byte.
+    /// Compares both numbers, byte for byte.
     bool operator==(const RSAPublicComponents&) const = default;
 };
 
 /// An affine point; each coordinate is big-endian and coordinateSize(curve) bytes long.
 struct ECPublicComponents {
-    /// That both coordinates are sized for.
+    /// Says how long the coordinates are.
     EllipticCurve curve{};
     /// @{
     /// With leading zeros where there are any.
@@ -76,7 +76,7 @@ struct ECPublicComponents {
     ByteBuffer y;
     /// @}
 
-    /// Of curve and coordinates, byte for byte.
+    /// Compares the curve, and the coordinates byte for byte.
     bool operator==(const ECPublicComponents&) const = default;
 };
 
@@ -109,7 +109,7 @@ struct KeyName {
     /// Empty where it has none. The two halves of a pair have the same.
     ByteBuffer id;
 
-    /// Both, byte for byte.
+    /// Compares both, byte for byte.
     bool operator==(const KeyName&) const = default;
 };
 

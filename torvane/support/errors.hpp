@@ -23,7 +23,7 @@ namespace Torvane {
 /// What went wrong with a key, a signature, an encryption or a token.
 class TORVANE_EXPORT JOSEError final : public Platform::Error {
   public:
-    /// What failed.
+    /// What failed; the message, or the underlying error, says why.
     enum class Case {
         algorithmNotSupported,  ///< An algorithm's name is not known, or not one for keys of this kind.
         invalidKeyFormat,       ///< A key does not fit its algorithm, or a secp256k1 JWK lacks a member.
@@ -106,7 +106,7 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
 /// What went wrong between objects and JSON.
 class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
   public:
-    /// What failed.
+    /// What failed; the description says where.
     enum class Case {
         failedToParseJson,                 ///< A text is not JSON, or a value is not and has no text.
         missingRequiredInformationForKey,  ///< A member that has to be there is missing, or of another kind.

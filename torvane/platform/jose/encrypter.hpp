@@ -20,7 +20,7 @@ struct ContentKey {
     Platform::ByteBuffer encryptedKey;
 };
 
-/// The sender's side: a recipient's public key.
+/// The sender's side, with the recipient's public key: a value, safe to use from several threads at once.
 class TORVANE_EXPORT Encrypter {
   public:
     /// @{
@@ -53,7 +53,7 @@ class TORVANE_EXPORT Encrypter {
     Platform::SecKey key_;
 };
 
-/// The recipient's side: a private key.
+/// The recipient's side, with a private key: a value, safe to use from several threads at once.
 class TORVANE_EXPORT Decrypter {
   public:
     /// @{

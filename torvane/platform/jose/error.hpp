@@ -10,7 +10,7 @@ namespace JOSE {
 /// The error below the library's own: mostly found as JOSEError::underlyingError().
 class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
   public:
-    /// What was refused.
+    /// What was refused; the description says why.
     enum class Case {
         parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.

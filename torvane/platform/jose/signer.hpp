@@ -11,7 +11,7 @@
 
 namespace JOSE {
 
-/// The signing side: a private key.
+/// One algorithm and a private key that fits it: a value, safe to use from several threads at once.
 class TORVANE_EXPORT Signer {
   public:
     /// Nothing unless the key is a private one that fits the algorithm.
@@ -35,7 +35,7 @@ class TORVANE_EXPORT Signer {
     Key key_;
 };
 
-/// The verifying side: a public key.
+/// One algorithm and a public key that fits it: a value, safe to use from several threads at once.
 class TORVANE_EXPORT Verifier {
   public:
     /// Nothing unless the key is a public one that fits the algorithm.

@@ -9,7 +9,7 @@
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 
-/// The key library: keys with a type and a class, and those on secp256k1, which no platform key store has.
+/// The key library: keys with a type and a class, and those on secp256k1, which are raw bytes.
 namespace Zennet {
 
 /// The half of a key pair that a key is.
