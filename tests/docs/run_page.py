@@ -90,7 +90,10 @@ def commands(first, lines):
 
 class Page:
     def __init__(self, path, folder):
-        self.folder = folder
+        # What the commands of the page see, and what they don't.
+        self.folder, self.hidden_folder = folder / "page", folder / "hidden"
+        self.folder.mkdir()
+        self.hidden_folder.mkdir()
         self.source, self.build = os.environ["TORVANE_SOURCE"], pathlib.Path(os.environ["TORVANE_BUILD"])
         self.name = os.path.relpath(path, self.source)
         self.blocks = list(blocks(path.read_text()))
@@ -104,7 +107,7 @@ class Page:
     def make_program(self):
         """All C++ of the page is one program, whose lines are known by those of the page."""
         text = "".join(f'#line {first} "{self.name}"\n' + "\n".join(lines) + "\n" for first, lines in self.of("cpp"))
-        (self.folder / "main.cpp").write_text(text)
+        (self.hidden_folder / "main.cpp").write_text(text)
         packages = ["libcrypto", "libsecp256k1"]
         if "TORVANE_PKCS11:BOOL=ON" in (self.build / "CMakeCache.txt").read_text():
             packages.append("p11-kit-1")
@@ -112,7 +115,7 @@ class Page:
         library = next(self.build.glob("torvane/libtorvane.*"))
         compiler = [os.environ["CXX"], "-std=c++20", "-O0", *WARNINGS, "-I", self.source, "-I", str(self.build)]
         command = [*compiler, "main.cpp", "-o", "program", str(library), *libraries]
-        run("The program of the page", command, cwd=self.folder)
+        run("The program of the page", command, cwd=self.hidden_folder)
 
     def configure(self):
         """Each block is the CMakeLists.txt of a project, behind what is hidden; configured and not built."""
@@ -123,7 +126,7 @@ class Page:
                 self.configure_one(f"line {first}: the project", "\n".join(hidden + lines) + "\n")
 
     def configure_one(self, where, text):
-        project = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
+        project = pathlib.Path(tempfile.mkdtemp(dir=self.hidden_folder))
         (project / "CMakeLists.txt").write_text(text)
         (project / "main.cpp").write_text("int main() {}\n")
         (project / "torvane").symlink_to(self.source)
@@ -144,7 +147,7 @@ class Page:
                 for at, command, shown in commands(first, lines):
                     yield f"line {at}: $ {command}", command, shown
             elif programs and first == programs[-1]:
-                yield "the program of the page", "./program", output
+                yield "the program of the page", shlex.quote(str(self.hidden_folder / "program")), output
         if output and not programs:
             raise Failure("The page shows the output of no program.")
 

@@ -13,6 +13,7 @@ CASES = [
     ("nothing", "~~~console\n$ echo one two three\none ... three\n$ false\n$ echo $?\n1\n~~~\n", "3 commands ran"),
     ("nothing, and the shell remembers", "~~~console\n$ x=7\n~~~\n\n~~~console\n$ echo $x\n7\n~~~\n", "2 commands ran"),
     ("nothing, in two lines", "~~~console\n$ echo a \\\n> b\na b\n$ seq 9\n1\n...\n9\n~~~\n", "2 commands ran"),
+    ("nothing, in an empty folder", "~~~console\n$ ls -A\n~~~\n", "1 commands ran"),
     ("another output", "~~~console\n$ echo two\none\n~~~\n", "--- it printed\ntwo"),
     ("output that is not shown", "~~~console\n$ echo one\n~~~\n", "--- it printed\none"),
     ("output that stops", "~~~console\n$ echo one\none\ntwo\n~~~\n", "--- it printed\none"),
