@@ -40,7 +40,7 @@ void addOutput(CLI::App& command, std::string& output) {
 }
 
 void addOwn(CLI::App& command, std::vector<std::string>& own, const char* what) {
-    command.add_option("--own", own, what)->type_name("USE[:KID]=URI")->take_all();
+    command.add_option("--own", own, what)->type_name("USE[:KID]=URI")->allow_extra_args(false);
 }
 
 void addKeyCommands(CLI::App& root) {
@@ -143,10 +143,10 @@ void addMessageCommands(CLI::App& root) {
         command->add_option("--encrypt-to", options->encryptTo, "Id of the peer's key to encrypt to")->type_name("KID");
         command->add_option("--jws-header", options->jwsHeaders, "Header parameter of the JWS; may be given again")
             ->type_name("NAME=VALUE")
-            ->take_all();
+            ->allow_extra_args(false);
         command->add_option("--jwe-header", options->jweHeaders, "Header parameter of the JWE; may be given again")
             ->type_name("NAME=VALUE")
-            ->take_all();
+            ->allow_extra_args(false);
         addMessageOptions(*command, *options);
         command->footer(
             "Example:\n"

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <map>
 #include <torvane/torvane.hpp>
@@ -50,7 +51,7 @@ struct Verdict {
     std::vector<std::string> faults, remarks;
 };
 
-constexpr std::string_view privateMembers[]{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
+constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
 
 Verdict verdictOn(const SetEntry& entry, int keysOfItsId) {
     Verdict verdict;
@@ -84,6 +85,7 @@ std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
     std::map<std::pair<std::string, std::string>, int> ids;
     for (const auto& entry : entries) ++ids[idOf(entry)];
     std::vector<Verdict> verdicts;
+    verdicts.reserve(entries.size());
     for (const auto& entry : entries) {
         verdicts.push_back(verdictOn(entry, member(entry, "kid").empty() ? 1 : ids[idOf(entry)]));
     }

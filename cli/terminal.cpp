@@ -16,9 +16,9 @@ namespace {
 
 using Platform::SecretBuffer;
 
-bool isSet(const char* variable) noexcept {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
+std::string_view environment(const char* name) noexcept {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): there is one thread
+    return value == nullptr ? std::string_view() : value;
 }
 
 // /dev/tty with its echo off, for as long as this lives.
@@ -78,9 +78,9 @@ std::string capitalised(std::string_view text) {
 }  // namespace
 
 Palette paletteOfOutput() {
-    const char* terminal = std::getenv("TERM");
-    const bool isPlain = terminal == nullptr || std::string_view(terminal) == "dumb";
-    return ::isatty(STDOUT_FILENO) == 1 && !isPlain && !isSet("NO_COLOR") ? Palette::colours() : Palette::none();
+    const auto terminal = environment("TERM");
+    const bool wantsColours = !terminal.empty() && terminal != "dumb" && environment("NO_COLOR").empty();
+    return wantsColours && ::isatty(STDOUT_FILENO) == 1 ? Palette::colours() : Palette::none();
 }
 
 Platform::SecretSource secretSource(const std::string& secretFile) {

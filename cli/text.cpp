@@ -181,8 +181,8 @@ std::string table(const std::vector<std::vector<std::string>>& rows, const Palet
             line.append(widths[i] - widthOf(row[i]) + 2, ' ');
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        if (text.empty()) line = std::string(palette.heading) + line + std::string(palette.off);
-        text += line + '\n';
+        if (text.empty()) line.insert(0, palette.heading).append(palette.off);
+        text.append(line).append("\n");
     }
     return text;
 }

@@ -40,7 +40,7 @@ class Messages(CommandTest):
             self.assertRegex(token, rb"\A[\w.-]+\n\Z")
             self.assertEqual(self.succeed(*self.decoding(), stdin=token), message)
             self.path("message", message)
-            self.encode(b"not this", "message", "-o", "token")
+            self.encode(b"not this", "-o", "token", "--jws-header", "a=b", "message")
             self.assertEqual(self.succeed(*self.decoding("token", "-o", "decoded")), b"")
             with open(self.path("decoded"), "rb") as file:
                 self.assertEqual(file.read(), message)

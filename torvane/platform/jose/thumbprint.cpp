@@ -1,6 +1,7 @@
 #include "torvane/platform/jose/thumbprint.hpp"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <string_view>
 
@@ -12,8 +13,8 @@ namespace JOSE {
 namespace {
 
 // In the order in which they are hashed.
-constexpr std::string_view rsaMembers[]{"e", "kty", "n"};
-constexpr std::string_view ecMembers[]{"crv", "kty", "x", "y"};
+constexpr std::array<std::string_view, 3> rsaMembers{"e", "kty", "n"};
+constexpr std::array<std::string_view, 4> ecMembers{"crv", "kty", "x", "y"};
 
 std::span<const std::string_view> membersOfKeyType(const Platform::StringMap& jwk) {
     const auto keyType = jwk.find("kty");

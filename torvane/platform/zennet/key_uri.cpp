@@ -36,7 +36,7 @@ PrivateKey generateSecp256k1Key(std::string_view uri, const Platform::SecretSour
         throw Platform::KeyStoreError::notSupported("A secp256k1 key cannot be made in a token.");
     }
     const auto key = Platform::keyIntoFile(uri, Crypto::generateSecp256k1(), secret);
-    return PrivateKey(Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key);
+    return {Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key};
 }
 
 }  // namespace Zennet
