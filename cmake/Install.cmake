@@ -1,0 +1,58 @@
+# What `cmake --install` gives, in three components: "runtime", "development", and the command's own, "command".
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(
+    TARGETS torvane
+    EXPORT torvaneTargets
+    RUNTIME COMPONENT runtime
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development
+    FILE_SET HEADERS COMPONENT development
+    FILE_SET generated COMPONENT development)
+
+# find_package(torvane CONFIG)
+get_target_property(torvane_type torvane TYPE)
+set(torvane_cmake_folder ${CMAKE_INSTALL_LIBDIR}/cmake/torvane)
+configure_package_config_file(
+    ${CMAKE_CURRENT_LIST_DIR}/torvaneConfig.cmake.in ${PROJECT_BINARY_DIR}/torvaneConfig.cmake
+    INSTALL_DESTINATION ${torvane_cmake_folder} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/torvaneConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(
+    FILES ${PROJECT_BINARY_DIR}/torvaneConfig.cmake ${PROJECT_BINARY_DIR}/torvaneConfigVersion.cmake
+    DESTINATION ${torvane_cmake_folder}
+    COMPONENT development)
+install(
+    EXPORT torvaneTargets
+    NAMESPACE torvane::
+    DESTINATION ${torvane_cmake_folder}
+    COMPONENT development)
+
+# pkg-config, wherever the prefix is moved to.
+set(pc_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH prefix_from_pc ${pc_folder} ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH include_from_pc ${pc_folder} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+set(private_modules)
+if(torvane_type STREQUAL "STATIC_LIBRARY")
+    set(private_modules libcrypto>=${torvane_openssl_version} ${torvane_secp256k1_module})
+    if(TORVANE_PKCS11)
+        list(APPEND private_modules ${torvane_p11kit_module})
+    endif()
+    list(JOIN private_modules ", " private_modules)
+    string(REPLACE ">=" " >= " private_modules "${private_modules}")
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/torvane.pc.in ${PROJECT_BINARY_DIR}/torvane.pc @ONLY)
+install(
+    FILES ${PROJECT_BINARY_DIR}/torvane.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+
+# The command finds a shared library beside it in any prefix; under /usr the system does.
+if(TARGET torvane_cli AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    file(RELATIVE_PATH library_from_command ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(torvane_cli PROPERTIES INSTALL_RPATH $ORIGIN/${library_from_command})
+endif()
+
+if(PROJECT_IS_TOP_LEVEL AND torvane_type STREQUAL "SHARED_LIBRARY")
+    include(${CMAKE_CURRENT_LIST_DIR}/DebianPackages.cmake)
+endif()
