@@ -1,0 +1,16 @@
+# An overlay port of the checkout that it lies in.
+get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
+
+vcpkg_check_features(OUT_FEATURE_OPTIONS FEATURE_OPTIONS FEATURES pkcs11 TORVANE_PKCS11)
+vcpkg_find_acquire_program(PKGCONFIG)
+vcpkg_cmake_configure(
+    SOURCE_PATH "${SOURCE_PATH}"
+    OPTIONS ${FEATURE_OPTIONS} "-DPKG_CONFIG_EXECUTABLE=${PKGCONFIG}" -DTORVANE_BUILD_CLI=OFF -DTORVANE_BUILD_TESTS=OFF
+            -DTORVANE_INSTALL=ON)
+vcpkg_cmake_install()
+vcpkg_cmake_config_fixup(CONFIG_PATH lib/cmake/torvane)
+vcpkg_fixup_pkgconfig()
+
+file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include")
+file(INSTALL "${CMAKE_CURRENT_LIST_DIR}/usage" DESTINATION "${CURRENT_PACKAGES_DIR}/share/${PORT}")
+set(VCPKG_POLICY_SKIP_COPYRIGHT_CHECK enabled)
