@@ -1,0 +1,321 @@
+#!/usr/bin/env python3
+"""What is installed and packaged, used as an application uses it.
+
+package_test.py STEP SOURCE BUILD WORK COMPILER: SOURCE is the checkout, BUILD its static build, WORK a folder of the
+steps' own. The steps "static_install" and "shared_install" come before the others, "remove" after them.
+"""
+
+import json
+import os
+import pathlib
+import py_compile
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+SAYS = """\
+consumer sends {"amount":950,"currency":"EUR"}
+Type of claim payment is String, expected type is Bool.Type
+The file "missing.pem" cannot be read: No such file or directory.
+"""
+BY_THE_COMPILER = ("isImplicit", "explicitlyDefaulted", "explicitlyDeleted", "pure")
+NAMESPACES = ("JOSE", "Platform", "Torvane", "Zennet")
+
+step, source, build, work = sys.argv[1], *map(pathlib.Path, sys.argv[2:5])
+compiler = sys.argv[5]
+consumer = source / "tests/package/consumer"
+static_prefix, shared_tree, shared_prefix = work / "static", work / "shared-build", work / "shared"
+version = re.search(r"project\(torvane VERSION ([0-9.]+)", (source / "CMakeLists.txt").read_text()).group(1)
+major, minor, _ = map(int, version.split("."))
+has_command = (source / "cli/CMakeLists.txt").exists()
+# One translation unit, hardly optimised: what is tested is how it is put together.
+quick = ["-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0"]
+
+
+def fail(why):
+    sys.exit(f"FAILED: {why}")
+
+
+def expect(holds, why):
+    if not holds:
+        fail(why)
+
+
+def same(found, expected, what):
+    found, expected = set(found), set(expected)
+    expect(found == expected, f"{what}: missing {sorted(expected - found)}, unexpected {sorted(found - expected)}")
+
+
+def run(*command, text=None, **environment):
+    """The output of a command, which must succeed."""
+    command = [str(word) for word in command]
+    done = subprocess.run(
+        command, input=text, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=os.environ | environment
+    )
+    if done.returncode != 0:
+        fail(f"{' '.join(command)}\n{done.stdout}")
+    return done.stdout
+
+
+def files_below(folder):
+    return {str(file.relative_to(folder)) for file in folder.rglob("*") if not file.is_dir()}
+
+
+def only(folder, pattern):
+    found = sorted(folder.glob(pattern))
+    expect(len(found) == 1, f"{folder}/{pattern}: {found}")
+    return found[0]
+
+
+def needed(program):
+    return re.findall(r"\(NEEDED\).*\[(.+)\]", run("readelf", "-d", program))
+
+
+def check_consumer(program, shared, **environment):
+    is_shared = f"libtorvane.so.{major}.{minor}" in needed(program)
+    expect(is_shared == shared, f"{program} needs {needed(program)}")
+    printed = run(program, **environment)
+    expect(printed == SAYS, f"the consumer prints\n{printed}")
+
+
+def static_install():
+    for component in ["development"] + ["command"] * has_command:
+        run("cmake", "--install", build, "--prefix", static_prefix, "--component", component)
+
+
+def shared_install():
+    run(
+        *("cmake", "--preset", "package", "-S", source, "-B", shared_tree, *quick, "-DCMAKE_CXX_FLAGS_RELEASE=-O1"),
+        *(f"-DCMAKE_CXX_COMPILER={compiler}", f"-DCMAKE_INSTALL_PREFIX={shared_prefix}"),
+    )
+    run("cmake", "--build", shared_tree, "--parallel", "1")
+    run("cmake", "--install", shared_tree)
+
+
+def remove():
+    shutil.rmtree(work)
+
+
+def with_cmake(name, *settings):
+    tree = work / name
+    run("cmake", "-G", "Ninja", "-S", consumer, "-B", tree, f"-DCMAKE_CXX_COMPILER={compiler}", *settings)
+    run("cmake", "--build", tree, "--parallel", "1")
+    return tree / "consumer"
+
+
+def with_find_package(prefix, name):
+    # The libraries that torvane alone uses are no business of the application.
+    return with_cmake(
+        *(name, "-DTORVANE_FROM=package", f"-DCMAKE_PREFIX_PATH={prefix}"),
+        *(f"-DTORVANE_VERSION={major}.{minor}", f"-DTORVANE_NEXT_VERSION={major}.{minor + 1}"),
+        "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON",
+    )
+
+
+def with_pkg_config(prefix, *static, **environment):
+    program = pathlib.Path(tempfile.mkdtemp(dir=work)) / "consumer"
+    path = str(only(prefix, "**/torvane.pc").parent)
+    options = run("pkg-config", *static, "--cflags", "--libs", "torvane", PKG_CONFIG_PATH=path).split()
+    run(compiler, "-std=c++20", consumer / "main.cpp", "-o", program, *options)
+    return program
+
+
+def find_package_static():
+    check_consumer(with_find_package(static_prefix, "find-static"), shared=False)
+    if has_command:
+        check_command(static_prefix / "bin/torvane")
+
+
+def find_package_shared():
+    check_consumer(with_find_package(shared_prefix, "find-shared"), shared=True)
+    if has_command:
+        check_command(shared_prefix / "bin/torvane")
+
+
+def add_subdirectory():
+    settings = ("-DTORVANE_FROM=subdirectory", f"-DTORVANE_SOURCE={source}", *quick)
+    check_consumer(with_cmake("subdirectory", *settings), shared=False)
+    prefix = work / "subdirectory-prefix"
+    run("cmake", "--install", work / "subdirectory", "--prefix", prefix)
+    expect(not prefix.exists(), "what an application adds is installed with it")
+
+
+def fetch_content():
+    check_consumer(with_cmake("fetch", "-DTORVANE_FROM=fetch", f"-DTORVANE_SOURCE={source}", *quick), shared=False)
+
+
+def pkg_config_static():
+    check_consumer(with_pkg_config(static_prefix, "--static"), shared=False)
+
+
+def pkg_config_shared():
+    check_consumer(with_pkg_config(shared_prefix), shared=True, LD_LIBRARY_PATH=str(shared_prefix / "lib"))
+
+
+def check_command(program, **environment):
+    printed = run(program, "--version", **environment)
+    expect(version in printed, f"{program} --version prints {printed}")
+
+
+def headers():
+    """Each compiles alone, with the standard library only; none is there that none of README's headers includes."""
+    include = static_prefix / "include"
+    entries = set(re.findall(r"^\| `(torvane/[^`]+)`", (source / "README.md").read_text(), re.MULTILINE))
+    expect(len(entries) > 5, f"README names {entries}")
+    reached, others = set(), set()
+    dependencies = work / "headers.d"
+    installed = files_below(include)
+    for header in sorted(installed | entries):
+        run(
+            *(compiler, "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only", f"-I{include}"),
+            *("-MD", "-MF", dependencies, "-x", "c++", "-"),
+            text=f"#include <{header}>\n",
+        )
+        used = set(dependencies.read_text().replace("\\\n", " ").split(":", 1)[1].split()) - {"-"}
+        own = {file for file in used if pathlib.Path(file).is_relative_to(include)}
+        others |= used - own
+        if header in entries | {"torvane/torvane.hpp"}:
+            reached |= {str(pathlib.Path(file).relative_to(include)) for file in own}
+    same(installed, reached, "installed headers")
+    expect(not any("Not installed." in (include / header).read_text() for header in installed), "a private header")
+    owners = run("dpkg-query", "-S", *sorted({os.path.realpath(file) for file in others}))
+    for line in owners.splitlines():
+        expect(re.match(r"(libstdc\+\+|libgcc|libc6|linux-libc)[0-9.-]*-?dev\b", line), f"headers reach {line}")
+
+
+def plain(name):
+    """A mangled name, the same for all symbols of a constructor or destructor and for both compilers."""
+    return re.sub(r"([CD])[02](?=E)", r"\g<1>1", name.replace("B5cxx11", ""))
+
+
+def declared_functions(include):
+    """The mangled names of what the headers declare, and of those that they leave to the library to define."""
+    text = "".join(f"#include <{header}>\n" for header in sorted(files_below(include)))
+    declared, defined = set(), set()
+
+    def walk(node, friend=False):
+        kind, inner = node["kind"], node.get("inner", [])
+        if kind.endswith(("TemplateDecl", "PartialSpecializationDecl")):
+            return
+        name = plain(node.get("mangledName", ""))
+        if name:
+            declared.add(name)
+            made = any(part.get("kind") in ("CompoundStmt", "CXXTryStmt") for part in inner)
+            if made or friend or "Var" in kind or any(node.get(word) for word in BY_THE_COMPILER):
+                defined.add(name)
+        else:
+            for part in inner:
+                if part.get("kind", "").endswith("Decl"):
+                    walk(part, kind == "FriendDecl")
+
+    for namespace in NAMESPACES:
+        dump = subprocess.run(
+            ["clang++", "-std=c++20", "-fsyntax-only", f"-I{include}", "-Xclang", "-ast-dump=json"]
+            + ["-Xclang", f"-ast-dump-filter={namespace}::", "-x", "c++", "-"],
+            input=text,
+            stdout=subprocess.PIPE,
+            text=True,
+            check=True,
+        ).stdout
+        decoder, at = json.JSONDecoder(), 0
+        while at < len(dump):
+            node, at = decoder.raw_decode(dump, at)
+            walk(node)
+            while at < len(dump) and dump[at].isspace():
+                at += 1
+    return declared, declared - defined
+
+
+def exported_symbols():
+    """The shared library exports what the installed headers declare, all of it and nothing else."""
+    library = only(shared_prefix, "lib/libtorvane.so")
+    dynamic = run("readelf", "-d", library)
+    expect(f"soname: [libtorvane.so.{major}.{minor}]" in dynamic, dynamic)
+    mangled = [line.split()[-1] for line in run("nm", "-D", "--defined-only", library).splitlines()]
+    names = run("c++filt", text="\n".join(mangled)).splitlines()
+    expect(len(mangled) == len(names) > 100, f"only {len(names)} symbols")
+    own = re.compile(rf"((typeinfo|typeinfo name|vtable|VTT) for |(non-)?virtual thunk to )?({'|'.join(NAMESPACES)})::")
+    strays = [name for name in names if not own.match(name) or "Platform::Crypto" in name]
+    expect(not strays, "exported, and not ours to export:\n" + "\n".join(strays))
+
+    exported = {plain(name) for name in mangled if not name.startswith("_ZT")}
+    declared, wanted = declared_functions(shared_prefix / "include")
+    expect(len(wanted) > 50, f"only {len(wanted)} functions were found in the headers")
+    expect(wanted <= exported, "declared, and not exported:\n" + "\n".join(sorted(wanted - exported)))
+    expect(exported <= declared, "exported, and not declared:\n" + "\n".join(sorted(exported - declared)))
+
+
+def silence():
+    """The library neither prints nor exits; stopProcess() alone writes to stderr and aborts."""
+    talk = re.compile(
+        r"_*(f?w?printf|vf?w?printf|puts|putc|putchar|fputs|fputc|fwrite|perror|v?syslog|stdout|stderr|exit|Exit|abort"
+        r"|quick_exit)(_chk|_unlocked)?|_ZSt4w?(cout|cerr|clog)(@.*)?|_ZNSt8ios_base4InitC1Ev"
+    )
+    said = {}
+    for line in run("nm", "-u", "-A", only(static_prefix, "lib*/**/libtorvane.a")).splitlines():
+        found = re.fullmatch(r".*:(.+\.o): +U (\S+)", line)
+        if found and talk.fullmatch(found[2]):
+            said.setdefault(found[1], set()).add(found[2])
+    same(said, {"error.cpp.o"}, "objects that print or exit")
+    expect(said["error.cpp.o"] <= {"stderr", "fprintf", "fputs", "fwrite", "abort", "__fprintf_chk"}, f"{said}")
+
+
+def debian_packages():
+    """They hold what they should, ask for what they should, and run from where they are unpacked."""
+    run("cmake", "-S", source, "-B", shared_tree, "-DCMAKE_INSTALL_PREFIX=/usr")
+    run("cmake", "--build", shared_tree, "--parallel", "1")
+    debs, root = work / "debs", work / "root"
+    root.mkdir()
+    run("cpack", "--config", shared_tree / "CPackConfig.cmake", "-B", debs)
+    held, asked = {}, {}
+    for deb in sorted(debs.glob("*.deb")):
+        shown = run("dpkg-deb", "--show", "--showformat=${Package}\n${Version}\n${Depends}", deb)
+        name, its_version, asks = shown.split("\n")
+        expect(its_version == version, f"{deb} is {its_version}")
+        run("dpkg-deb", "-x", deb, root / name)
+        held[name] = {re.sub(r"^usr/lib/[^/]+-linux-[^/]+/", "usr/lib/", file) for file in files_below(root / name)}
+        asked[name] = asks.split(", ")
+        run("dpkg-deb", "-x", deb, root / "all")
+
+    runtime = f"libtorvane{major}.{minor}"
+    same(held, [runtime, "libtorvane-dev"] + ["torvane"] * has_command, "packages")
+    same(held[runtime], {f"usr/lib/libtorvane.so.{major}.{minor}", f"usr/lib/libtorvane.so.{version}"}, runtime)
+    config = ("Config", "ConfigVersion", "Targets", "Targets-release")
+    development = {f"usr/lib/cmake/torvane/torvane{part}.cmake" for part in config}
+    development |= {"usr/lib/libtorvane.so", "usr/lib/pkgconfig/torvane.pc"}
+    development |= {f"usr/include/{header}" for header in files_below(static_prefix / "include")}
+    same(held["libtorvane-dev"], development, "libtorvane-dev")
+    libraries = {"libc6", "libgcc-s1", "libp11-kit0", "libsecp256k1-1", "libssl3", "libstdc++6"}
+    same((wish.split()[0] for wish in asked[runtime]), libraries, f"{runtime} depends")
+    same(asked["libtorvane-dev"], {f"{runtime} (= {version})"}, "libtorvane-dev depends")
+
+    beside = str(only(root / "all", f"usr/lib/*/libtorvane.so.{major}.{minor}").parent)
+    check_consumer(with_pkg_config(root / "all"), shared=True, LD_LIBRARY_PATH=beside)
+    if has_command:
+        for wanted in ("bin/torvane", "man/man1/torvane.1", "bash-completion", "zsh", "fish"):
+            expect(any(wanted in file for file in held["torvane"]), f"no {wanted} in {sorted(held['torvane'])}")
+        expect(f"{runtime} (= {version})" in asked["torvane"], f"torvane depends {asked['torvane']}")
+        expect("RUNPATH" not in run("readelf", "-d", root / "all/usr/bin/torvane"), "the command has a RUNPATH")
+        check_command(root / "all/usr/bin/torvane", LD_LIBRARY_PATH=beside)
+
+
+def recipes():
+    """As far as they can be looked at without vcpkg and Conan: their version, their options, their syntax."""
+    settings = "".join(file.read_text() for file in [source / "CMakeLists.txt", *source.glob("cmake/*.cmake")])
+    options = set(re.findall(r"option\((TORVANE_\w+)", settings))
+    port = source / "packaging/vcpkg"
+    manifest = json.loads((port / "vcpkg.json").read_text())
+    expect(manifest["name"] == "torvane" and manifest["version"] == version, f"{manifest}")
+    guide = set(re.findall(r"libtorvane(?:\.so\.)?([0-9.]+[0-9])", (source / "docs/packaging.md").read_text()))
+    same(guide, {f"{major}.{minor}"}, "versions in docs/packaging.md")
+    for recipe in source.glob("packaging/conan/**/conanfile.py"):
+        py_compile.compile(recipe, work / "recipe.pyc", doraise=True)
+    for recipe in (port / "portfile.cmake", source / "packaging/conan/conanfile.py"):
+        used = set(re.findall(r"TORVANE_\w+", recipe.read_text()))
+        expect(used and used <= options, f"{recipe} sets {sorted(used)} of {sorted(options)}")
+
+
+work.mkdir(parents=True, exist_ok=True)
+globals()[step]()
