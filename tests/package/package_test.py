@@ -106,10 +106,11 @@ def with_cmake(name, *settings):
 
 
 def with_find_package(prefix, name):
+    earlier = f"{major}.{minor - 1}" if minor else f"{major - 1}.0"
     # The libraries that torvane alone uses are no business of the application.
     return with_cmake(
         *(name, "-DTORVANE_FROM=package", f"-DCMAKE_PREFIX_PATH={prefix}"),
-        *(f"-DTORVANE_VERSION={major}.{minor}", f"-DTORVANE_NEXT_VERSION={major}.{minor + 1}"),
+        *(f"-DTORVANE_VERSION={major}.{minor}", f"-DTORVANE_EARLIER_VERSION={earlier}"),
         "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON",
     )
 
