@@ -29,7 +29,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualPa
      {"jwk", "is a key that the sender chose: it proves nothing."},
      {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     return '"' + printable(text) + '"';
 }
 
@@ -37,11 +37,11 @@ template <class Algorithm>
 void checkAlgorithm(const TokenView& view, std::string_view member, std::vector<std::string>& warnings) {
     const auto name = view.headerMember(member);
     if (name.empty()) {
-        warnings.push_back("There is no " + quoted(member) + '.');
+        warnings.push_back("There is no " + inQuotes(member) + '.');
     } else if (name == "none") {
         warnings.emplace_back("The algorithm is \"none\": there is no signature.");
     } else if (!JOSE::fromRawValue<Algorithm>(name)) {
-        warnings.push_back("The algorithm " + quoted(name) + " is not known.");
+        warnings.push_back("The algorithm " + inQuotes(name) + " is not known.");
     }
 }
 
@@ -65,7 +65,7 @@ std::vector<std::string> warningsOf(const TokenView& view) {
     }
     if (!view.header->contains("kid")) warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
     for (const auto& [name, what] : unusualParameters) {
-        if (view.header->contains(name)) warnings.push_back(quoted(name) + ' ' + std::string(what));
+        if (view.header->contains(name)) warnings.push_back(inQuotes(name) + ' ' + std::string(what));
     }
     return warnings;
 }
