@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-TAGS = {"cpp", "output", "console", "cmake", "json", "text"}
+TAGS = {"cpp", "output", "console", "cmake", "json"}
 WARNINGS = "-Wall -Wextra -Wpedantic -Wno-restrict -Werror".split()
 END_OF_COMMAND = "\x01"
 
