@@ -101,12 +101,16 @@ void addSetCommands(CLI::App& root) {
         auto [command, options] = addCommand(*jwks, "list", "List the keys of a set as a table", listSet);
         addInput(*command, options->input, "The set, or standard input");
         addJSON(*command, options->asJSON);
+        command->footer("Example:\n  torvane jwks list public.jwks");
     }
     {
         auto [command, options] =
             addCommand(*jwks, "check", "Say of each key whether it can be used, and what for", checkSet);
         addInput(*command, options->input, "The set, or standard input");
         addJSON(*command, options->asJSON);
+        command->footer(
+            "Examples:\n  torvane jwks check peer.jwks\n  torvane jwks select --use enc peer.jwks | torvane jwks "
+            "check");
     }
     {
         auto [command, options] = addCommand(
@@ -170,11 +174,21 @@ void addMessageCommands(CLI::App& root) {
         addSecretFile(*command, options->secretFile);
         addJSON(*command, options->asJSON);
         command->footer(
-            "Without keys nothing is verified: what is shown is what somebody claims.\n\n"
+            "Without --peer nothing is verified: what is shown is what somebody claims. With it, only a token that\n"
+            "verifies ends with the exit code 0.\n\n"
             "Examples:\n"
             "  torvane inspect token.txt\n"
             "  torvane inspect --own enc:2026-enc=decrypt.pem --peer peer.jwks token.txt");
     }
+}
+
+// An empty value is a variable that was not set: it must not pass for an option that was not given.
+void refuseEmptyValues(CLI::App& command) {
+    const CLI::Validator notEmpty([](std::string& value) { return std::string(value.empty() ? "is empty" : ""); }, "");
+    for (auto* option : command.get_options()) {
+        if (option->get_items_expected_max() > 0) option->check(notEmpty);
+    }
+    for (auto* subcommand : command.get_subcommands({})) refuseEmptyValues(*subcommand);
 }
 
 struct CompleteOptions {
@@ -205,7 +219,7 @@ std::unique_ptr<CLI::App> commandLine() {
         "  torvane key new RSA-2048 sign.pem\n"
         "  torvane key new RSA-2048 decrypt.pem\n"
         "  torvane jwks make sig:me-sig=sign.pem enc:me-enc=decrypt.pem -o me.jwks\n"
-        "  echo Hello | torvane encode --own sig:me-sig=sign.pem --peer me.jwks -o token.txt\n"
+        "  echo Hello | torvane encode --own sig:me-sig=sign.pem --peer me.jwks --encrypt-to me-enc -o token.txt\n"
         "  torvane inspect token.txt\n"
         "  torvane decode --own enc:me-enc=decrypt.pem --peer me.jwks token.txt\n\n"
         "`torvane COMMAND --help` explains a command. A FILE may be - for the standard stream.\n"
@@ -213,6 +227,7 @@ std::unique_ptr<CLI::App> commandLine() {
     addKeyCommands(*root);
     addSetCommands(*root);
     addMessageCommands(*root);
+    refuseEmptyValues(*root);
     addCompletion(*root);
     return root;
 }

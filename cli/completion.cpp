@@ -1,21 +1,35 @@
 #include "cli/completion.hpp"
 
 #include <algorithm>
-#include <map>
 #include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
-#include "cli/keys.hpp"
 
 namespace Command {
 namespace {
 
+// Of the algorithms whose row in the library's table passes.
+template <class Algorithm, class Test>
+std::vector<std::string> namesOf(Test test) {
+    std::vector<std::string> names;
+    for (const auto& row : valueTable(Algorithm{})) {
+        if (test(row)) names.emplace_back(row.name);
+    }
+    return names;
+}
+
 // The values of what is not a file: of options, and of a command's first argument.
 std::vector<std::string> valuesOf(const std::string& name) {
     if (name == "new") return keyKinds();
-    if (name == "--jws-alg") return algorithmNames<JOSE::SignatureAlgorithm>();
-    if (name == "--jwe-alg") return algorithmNames<JOSE::KeyManagementAlgorithm>();
-    if (name == "--jwe-enc") return algorithmNames<JOSE::ContentEncryptionAlgorithm>();
+    // Messages are signed and encrypted with RSA keys.
+    using Platform::SignatureScheme;
+    if (name == "--jws-alg") {
+        return namesOf<JOSE::SignatureAlgorithm>([](const auto& row) { return row.scheme != SignatureScheme::ECDSA; });
+    }
+    if (name == "--jwe-alg") {
+        return namesOf<JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
+    }
+    if (name == "--jwe-enc") return namesOf<JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
     return {};

@@ -29,8 +29,10 @@ ExitCode codeOf(const Torvane::JOSEError& error) {
         case JWEDecrypterError: return ExitCode::decryption;
         case JWSVerificationError: return ExitCode::signature;
         case invalidJOSEComponent: return ExitCode::token;
+        // The key, or a header parameter that was asked for.
         case JWSSignerError:
         case JWEEncrypterError:
+            return exitCodeOf(error.underlyingError()) == ExitCode::key ? ExitCode::key : ExitCode::usage;
         case cannotDecodeResponse:
         case claimNotFoundInJWT:
         case malformedClaim:

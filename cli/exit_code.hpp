@@ -1,7 +1,9 @@
 // How the command ends: numbers that a script can tell apart. The manual page lists them.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
+#include <string>
 
 namespace Command {
 

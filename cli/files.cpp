@@ -1,9 +1,14 @@
 #include "cli/files.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "cli/exit_code.hpp"
 #include "cli/terminal.hpp"
@@ -11,23 +16,31 @@
 namespace Command {
 namespace {
 
+using Platform::ByteBuffer;
+using Platform::ByteView;
+
+constexpr std::size_t step = std::size_t{1} << 20;
+constexpr std::size_t longestSecretFile = std::size_t{64} << 10;
+
 bool isStandardStream(const std::string& path) noexcept {
     return path.empty() || path == "-";
 }
 
-[[noreturn]] void fail(const char* what, const std::string& path) {
+[[noreturn]] void fail(const char* what, const std::string& path, const std::string& why) {
     throw Failure(ExitCode::file, std::string("Cannot ") + what + ' ' +
                                       (isStandardStream(path) ? std::string("the standard stream") : '"' + path + '"') +
-                                      ": " + std::generic_category().message(errno) + '.');
+                                      ": " + why + '.');
+}
+
+[[noreturn]] void failWithErrno(const char* what, const std::string& path) {
+    fail(what, path, std::generic_category().message(errno));
 }
 
 class Descriptor {
   public:
-    Descriptor(const std::string& path, int standard, int flags)
-        : number_(isStandardStream(path) ? standard : ::open(path.c_str(), flags | O_CLOEXEC, 0666)),
-          isOwned_(number_ != standard) {}
+    explicit Descriptor(int number) noexcept : number_(number) {}
     ~Descriptor() {
-        if (isOwned_ && number_ >= 0) ::close(number_);
+        if (number_ > STDERR_FILENO) ::close(number_);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -36,22 +49,29 @@ class Descriptor {
 
   private:
     int number_;
-    bool isOwned_;
 };
 
+int standardInput() {
+    static bool wasRead = false;
+    if (std::exchange(wasRead, true)) {
+        throw Failure(ExitCode::usage, "Only one of the files can be standard input.");
+    }
+    return STDIN_FILENO;
+}
+
 template <class Buffer>
-Buffer readAll(const std::string& path) {
-    constexpr std::size_t step = std::size_t{1} << 20;
-    const Descriptor file(path, STDIN_FILENO, O_RDONLY);
-    if (file.number() < 0) fail("read", path);
+Buffer readAll(const std::string& path, std::size_t longest) {
+    const Descriptor file(isStandardStream(path) ? standardInput() : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.number() < 0) failWithErrno("read", path);
     Progress progress("reading");
     Buffer content;
     for (std::size_t size = 0;;) {
         if (content.size() - size < step) content.resize(size + size / 2 + step);
         const auto count = ::read(file.number(), content.data() + size, step);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail("read", path);
+        if (count < 0) failWithErrno("read", path);
         size += static_cast<std::size_t>(count);
+        if (size > longest) fail("read", path, "It is too long");
         progress.show(size);
         if (count == 0) {
             content.resize(size);
@@ -60,34 +80,68 @@ Buffer readAll(const std::string& path) {
     }
 }
 
-}  // namespace
-
-Platform::ByteBuffer readInput(const std::string& path) {
-    return readAll<Platform::ByteBuffer>(path);
-}
-
-Platform::SecretBuffer readSecretFile(const std::string& path) {
-    return readAll<Platform::SecretBuffer>(path);
-}
-
-void writeOutput(const std::string& path, Platform::ByteView content) {
-    const bool isNew = !isStandardStream(path) && ::access(path.c_str(), F_OK) != 0;
-    const Descriptor file(path, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-    if (file.number() < 0) fail("write", path);
+// False with errno.
+bool writeAll(int descriptor, ByteView content) {
     Progress progress("writing");
     for (std::size_t written = 0; written < content.size();) {
         const auto rest = content.subspan(written);
-        const auto count = ::write(file.number(), rest.data(), std::min(rest.size(), std::size_t{1} << 20));
+        const auto count = ::write(descriptor, rest.data(), std::min(rest.size(), step));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) {
-            const int reason = errno;
-            if (isNew) ::unlink(path.c_str());
-            errno = reason;
-            fail("write", path);
-        }
+        if (count < 0) return false;
         written += static_cast<std::size_t>(count);
         progress.show(written);
     }
+    return true;
+}
+
+// What is there and no ordinary file (a device, a pipe) is written to and not replaced.
+bool isToBeReplaced(const std::string& path) noexcept {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+mode_t usualMode() noexcept {
+    const auto mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
+// Beside the file, and then in its place.
+void replaceFile(const std::string& path, ByteView content) {
+    auto beside = path + ".XXXXXX";
+    const Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
+    if (file.number() < 0) failWithErrno("write", path);
+    if (!writeAll(file.number(), content) || ::fchmod(file.number(), usualMode()) != 0 ||
+        ::rename(beside.c_str(), path.c_str()) != 0) {
+        const int reason = errno;
+        ::unlink(beside.c_str());
+        errno = reason;
+        failWithErrno("write", path);
+    }
+}
+
+}  // namespace
+
+void holdStandardStreams() {
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) >= 0) continue;
+        // The lowest free number is this one; opened in the other direction, it fails whoever reads or writes.
+        static_cast<void>(::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+}
+
+ByteBuffer readInput(const std::string& path) {
+    return readAll<ByteBuffer>(path, SIZE_MAX);
+}
+
+Platform::SecretBuffer readSecretFile(const std::string& path) {
+    return readAll<Platform::SecretBuffer>(path, longestSecretFile);
+}
+
+void writeOutput(const std::string& path, ByteView content) {
+    if (!isStandardStream(path) && isToBeReplaced(path)) return replaceFile(path, content);
+    const Descriptor file(isStandardStream(path) ? STDOUT_FILENO : ::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (file.number() < 0 || !writeAll(file.number(), content)) failWithErrno("write", path);
 }
 
 }  // namespace Command

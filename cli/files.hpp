@@ -6,15 +6,19 @@
 
 namespace Command {
 
-/// A file, or standard input for "-" and for no name.
+/// Puts something that fails where a standard stream is closed, so that no file is taken for it.
+void holdStandardStreams();
+
+/// A file, or standard input for "-" and for no name; that can be read once.
 /// @throws Failure
 Platform::ByteBuffer readInput(const std::string& path);
 
-/// A small file that holds a secret.
+/// A file of at most 64 KiB that holds a secret.
 /// @throws Failure
 Platform::SecretBuffer readSecretFile(const std::string& path);
 
-/// To a file, or to standard output for "-" and for no name. Where it fails, a new file is not left behind.
+/// To a file, or to standard output for "-" and for no name. A file is replaced when all is written, and else as it
+/// was.
 /// @throws Failure
 void writeOutput(const std::string& path, Platform::ByteView content);
 

@@ -18,22 +18,46 @@ using namespace Torvane;
 
 struct Keys {
     JsonWebKeySet own;
-    std::vector<JsonWebKey> peer;
+    // Where they are given, a signature that does not verify is a failure.
+    std::optional<std::vector<JsonWebKey>> peer;
+
+    bool areGiven() const noexcept { return peer || !own.jwks.empty(); }
 };
 
 // One token, and what was done with it.
 struct Layer {
     TokenView view;
-    bool isOpened = false;
-    std::string state;
-    std::optional<PayloadView> payload;
+    // The id of the key that has opened it.
+    std::optional<std::string> key{};
+    std::optional<PayloadView> payload{};
+
+    std::string state() const {
+        if (!key) return view.isEncrypted ? "not decrypted" : "not verified";
+        return (view.isEncrypted ? "decrypted with your key \"" : "verified with the peer's key \"") + printable(*key) +
+               '"';
+    }
+};
+
+// The layers that could be seen, from the outside in, and why there are no more.
+struct Inspection {
+    std::vector<Layer> layers{};
+    std::exception_ptr failure{};
+
+    // Anybody can encrypt to a public key: only a signature says from whom a token is.
+    bool hasSignature() const {
+        return std::ranges::any_of(layers, [](const auto& layer) { return !layer.view.isEncrypted && layer.key; });
+    }
+    bool isVerified() const {
+        return !failure && hasSignature() &&
+               std::ranges::all_of(layers, [](const auto& layer) { return layer.key.has_value(); });
+    }
 };
 
 bool isFor(const TokenView& view, const JsonWebKey& key) noexcept {
     return view.isEncrypted ? key.use() != JWKUse::JWK_SIG && key.key().keyRef() : key.use() != JWKUse::JWK_ENC;
 }
 
-// Tries the keys with the token's key id, or all where none has it, until one opens it.
+// Tries the keys with the token's key id, or all where none has it, until one opens it; gives that one's id.
 template <class Open>
 std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, Open open) {
     std::vector<JsonWebKey> candidates;
@@ -54,24 +78,20 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
                   std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token with.");
 }
 
-ByteBuffer decrypted(Layer& layer, std::string_view token, const Keys& keys) {
+ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
     ByteBuffer plaintext;
-    const auto used = openWith(keys.own.jwks, layer.view, [&](const JsonWebKey& key) {
+    layer.key = openWith(keys.own.jwks, layer.view, [&](const JsonWebKey& key) {
         const JWEDecrypter decrypter(layer.view.headerMember("alg"), layer.view.headerMember("enc"),
                                      key.key().keyRef().value());
         plaintext = decrypter.decryptJWE(token);
     });
-    layer.state = "decrypted with your key \"" + printable(used) + '"';
-    layer.isOpened = true;
     return plaintext;
 }
 
 void verify(Layer& layer, std::string_view token, const Keys& keys) {
     const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.headerMember("alg"));
-    const auto used = openWith(keys.peer, layer.view,
-                               [&](const JsonWebKey& key) { JWSVerifier(algorithm.value(), key).verifyJWS(token); });
-    layer.state = "verified with the peer's key \"" + printable(used) + '"';
-    layer.isOpened = true;
+    layer.key = openWith(*keys.peer, layer.view,
+                         [&](const JsonWebKey& key) { JWSVerifier(algorithm.value(), key).verifyJWS(token); });
 }
 
 void requireKnownAlgorithms(const TokenView& view) {
@@ -83,42 +103,30 @@ void requireKnownAlgorithms(const TokenView& view) {
     if (!isKnown) throw Failure(ExitCode::token, "The token cannot be opened: its algorithms are not known.");
 }
 
-// The layers that could be seen, from the outside in, and why there are no more.
-struct Inspection {
-    std::vector<Layer> layers;
-    std::exception_ptr failure;
-
-    // Anybody can encrypt to a public key: only a signature says from whom a token is.
-    bool isVerified() const {
-        return !failure && std::ranges::all_of(layers, &Layer::isOpened) &&
-               std::ranges::any_of(layers, [](const auto& layer) { return !layer.view.isEncrypted; });
-    }
-};
+// What the layer holds: of a JWS its payload, of a JWE what is decrypted, if it is to be.
+ByteBuffer open(Layer& layer, std::string_view token, const Keys& keys) {
+    if (layer.view.isMalformed) throw Failure(ExitCode::token, "The token is malformed.");
+    const bool isToBeOpened = layer.view.isEncrypted ? keys.areGiven() : keys.peer.has_value();
+    if (isToBeOpened) requireKnownAlgorithms(layer.view);
+    if (layer.view.isEncrypted) return isToBeOpened ? decrypt(layer, token, keys) : ByteBuffer();
+    if (isToBeOpened) verify(layer, token, keys);
+    return *layer.view.payload();
+}
 
 // Tokens in tokens end somewhere.
 constexpr std::size_t mostLayers = 8;
 
 void inspectLayers(Inspection& inspection, std::string_view token, const Keys& keys) {
-    auto& layer = inspection.layers.emplace_back(Layer{viewOfToken(token), false, {}, {}});
-    layer.state = layer.view.isEncrypted ? "not decrypted" : "not verified";
-    ByteBuffer inner;
-    if (const auto* payload = layer.view.payload()) {
-        inner = *payload;
-        layer.payload = viewOfPayload(inner);
+    if (inspection.layers.size() == mostLayers) {
+        throw Failure(ExitCode::token, "There are more than " + counted(mostLayers, "token") + " in one another.");
     }
-    if (!layer.view.isEncrypted && !keys.peer.empty()) {
-        requireKnownAlgorithms(layer.view);
-        verify(layer, token, keys);
-    }
-    if (layer.view.isEncrypted && !keys.own.jwks.empty()) {
-        requireKnownAlgorithms(layer.view);
-        inner = decrypted(layer, token, keys);
-        layer.payload = viewOfPayload(inner);
-    }
-    if (looksLikeToken(inner) && inspection.layers.size() < mostLayers) {
-        layer.payload.reset();
-        inspectLayers(inspection, Platform::asText(inner), keys);
-    }
+    auto& layer = inspection.layers.emplace_back(Layer{viewOfToken(token)});
+    if (const auto* payload = layer.view.payload()) layer.payload = viewOfPayload(*payload);
+    const auto inner = open(layer, token, keys);
+    if (layer.view.isEncrypted && layer.key) layer.payload = viewOfPayload(inner);
+    if (!looksLikeToken(inner)) return;
+    layer.payload.reset();
+    inspectLayers(inspection, Platform::asText(inner), keys);
 }
 
 JSONValue::Object asJSON(const Layer& layer, double now) {
@@ -131,10 +139,10 @@ JSONValue::Object asJSON(const Layer& layer, double now) {
     }
     JSONValue::Object object{{"kind", view.isEncrypted ? "JWE" : "JWS"},
                              {"length", static_cast<std::int64_t>(view.length)},
-                             {"opened", layer.isOpened},
-                             {"state", layer.state},
+                             {"state", layer.state()},
                              {"parts", std::move(parts)}};
     if (view.header) object["header"] = *view.header;
+    if (layer.key) object["key"] = *layer.key;
     auto warnings = view.warnings;
     if (const auto& payload = layer.payload) {
         if (payload->text) object["payload"] = *payload->text;
@@ -150,8 +158,8 @@ JSONValue::Object asJSON(const Layer& layer, double now) {
 void print(const Layer& layer, double now, const Palette& palette) {
     const auto& view = layer.view;
     std::cout << palette.heading << (view.isEncrypted ? "JWE" : "JWS") << palette.off << ", "
-              << counted(view.length, "character") << ", " << (layer.isOpened ? palette.good : palette.warning)
-              << layer.state << palette.off << "\n\n";
+              << counted(view.length, "character") << ", " << (layer.key ? palette.good : palette.warning)
+              << layer.state() << palette.off << "\n\n";
     std::vector<std::pair<std::string, std::string>> rows;
     for (const auto& part : view.parts) {
         rows.emplace_back(part.name, part.bytes ? counted(part.bytes->size(), "byte") : "?");
@@ -195,23 +203,29 @@ void print(const Inspection& inspection, double now) {
     }
     if (!inspection.isVerified()) {
         std::cout << '\n'
-                  << palette.warning << "Nothing was verified: this is what somebody claims." << palette.off << '\n';
+                  << palette.warning
+                  << (inspection.hasSignature() ? "Not all of it was verified: the rest is what somebody claims."
+                                                : "Nothing was verified: this is what somebody claims.")
+                  << palette.off << '\n';
     }
 }
 
 }  // namespace
 
 void inspect(const InspectOptions& options) {
-    Keys keys{ownKeys(options.own, secretSource(options.secretFile)), {}};
+    Keys keys{ownKeys(options.own, secretSource(options.secretFile)), std::nullopt};
     if (!options.peer.empty()) {
-        for (const auto& entry : entriesOf(options.peer)) {
-            if (entry.key) keys.peer.push_back(*entry.key);
+        keys.peer.emplace();
+        for (const auto& entry : entriesFrom(readInput(options.peer))) {
+            if (entry.key) keys.peer->push_back(*entry.key);
         }
     }
     const auto input = readInput(options.input);
     Inspection inspection;
     try {
         inspectLayers(inspection, trimmed(Platform::asText(input)), keys);
+        if (keys.peer && !inspection.isVerified())
+            throw Failure(ExitCode::signature, "There is no signature in the token.");
     } catch (...) {
         inspection.failure = std::current_exception();
     }

@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <optional>
+#include <set>
 #include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
@@ -15,12 +18,6 @@ namespace {
 
 using namespace Torvane;
 using Zennet::KeyClass;
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (const auto& word : words) text.append(text.empty() ? "" : " ").append(word);
-    return text;
-}
 
 void writeSet(const std::string& output, JSONValue::List keys) {
     writeOutput(output, asBytes(indentedJSON(JSONValue::Object{{"keys", std::move(keys)}}) + '\n'));
@@ -53,15 +50,20 @@ struct Verdict {
 
 constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
 
-Verdict verdictOn(const SetEntry& entry, int keysOfItsId) {
+std::optional<JWKUse> useOf(const SetEntry& entry) {
+    return fromRawValue<JWKUse>(member(entry, "use"));
+}
+
+Verdict verdictOn(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
     if (entry.refusal) verdict.faults.push_back(printable(Platform::localizedDescription(entry.refusal)));
     if (std::ranges::any_of(privateMembers, [&](auto name) { return entry.members.contains(name); })) {
         verdict.faults.emplace_back("It holds a private key.");
     }
     if (!entry.key) return verdict;
-    verdict.usableFor = algorithmsOf(*entry.key);
-    const auto algorithm = member(entry, "alg"), use = member(entry, "use");
+    const auto use = useOf(entry);
+    verdict.usableFor = algorithmsOf(entry.key->key(), use.value_or(JWKUse::JWK_SIG_ENC));
+    const auto algorithm = member(entry, "alg");
     if (verdict.usableFor.empty()) {
         verdict.faults.emplace_back("No algorithm takes a key of this kind for this use.");
     } else if (!algorithm.empty()) {
@@ -71,25 +73,67 @@ Verdict verdictOn(const SetEntry& entry, int keysOfItsId) {
             verdict.usableFor = {algorithm};
         }
     }
-    if (use.empty()) verdict.remarks.emplace_back("It has no \"use\", and counts as one for both.");
-    if (!use.empty() && !fromRawValue<JWKUse>(use)) {
-        verdict.remarks.emplace_back("Its \"use\" is not known, and counts as one for both.");
+    if (!use || *use == JWKUse::JWK_SIG_ENC) {
+        verdict.remarks.emplace_back("Its \"use\" is neither sig nor enc: encode and decode pass it over.");
     }
-    if (member(entry, "kid").empty()) verdict.remarks.emplace_back("It has no \"kid\".");
-    if (keysOfItsId > 1) verdict.remarks.emplace_back("Another key has its \"kid\" and use.");
+    if (Platform::stringMember(entry.members, "kid") == nullptr) verdict.remarks.emplace_back("It has no \"kid\".");
+    if (sharesItsId) verdict.remarks.emplace_back("Another key has its \"kid\" for the same use.");
     return verdict;
 }
 
 std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
-    const auto idOf = [](const SetEntry& entry) { return std::pair(member(entry, "kid"), member(entry, "use")); };
-    std::map<std::pair<std::string, std::string>, int> ids;
-    for (const auto& entry : entries) ++ids[idOf(entry)];
+    // How many keys an id stands for, to verify with and to encrypt to.
+    std::map<std::pair<std::string, JWKUse>, int> counts;
+    const auto forEachUse = [](const SetEntry& entry, auto act) {
+        const auto* id = Platform::stringMember(entry.members, "kid");
+        if (id == nullptr) return;
+        for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
+            const auto own = useOf(entry).value_or(JWKUse::JWK_SIG_ENC);
+            if (own == use || own == JWKUse::JWK_SIG_ENC) act(std::pair(*id, use));
+        }
+    };
+    for (const auto& entry : entries) forEachUse(entry, [&](const auto& id) { ++counts[id]; });
     std::vector<Verdict> verdicts;
     verdicts.reserve(entries.size());
     for (const auto& entry : entries) {
-        verdicts.push_back(verdictOn(entry, member(entry, "kid").empty() ? 1 : ids[idOf(entry)]));
+        bool sharesItsId = false;
+        forEachUse(entry, [&](const auto& id) { sharesItsId = sharesItsId || counts[id] > 1; });
+        verdicts.push_back(verdictOn(entry, sharesItsId));
     }
     return verdicts;
+}
+
+void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette) {
+    const bool isGood = verdict.faults.empty();
+    std::cout << palette.heading << shown(entry, "kid") << palette.off << "  " << kindOf(entry) << "  "
+              << (isGood ? palette.good : palette.warning) << (isGood ? "good" : "BAD") << palette.off << '\n';
+    if (!verdict.usableFor.empty()) std::cout << "  for " << joined(verdict.usableFor) << '\n';
+    for (const auto& fault : verdict.faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
+    for (const auto& remark : verdict.remarks) std::cout << "  " << remark << '\n';
+}
+
+JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
+    return {{"kid", member(entry, "kid")},
+            {"usableFor", verdict.usableFor},
+            {"faults", verdict.faults},
+            {"remarks", verdict.remarks}};
+}
+
+// A set as such: each key may be good, and the library refuse them together.
+void requireSet(ByteView text) {
+    try {
+        keySetFrom(text);
+    } catch (const Platform::Error& error) {
+        throw Failure(ExitCode::key, "As a set encode and decode refuse it: " + error.errorDescription());
+    }
+}
+
+// The output takes the place of what is there, and must not take that of a key.
+void requireOtherFile(const std::string& output, const std::string& uri) {
+    std::error_code none;
+    if (!output.empty() && std::filesystem::equivalent(output, uri, none)) {
+        throw Failure(ExitCode::usage, "The output is a file with a key.");
+    }
 }
 
 }  // namespace
@@ -97,26 +141,31 @@ std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
 void makeSet(const MakeSetOptions& options) {
     const auto secret = secretSource(options.secretFile);
     JSONValue::List keys;
+    std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
         const auto spec = keySpecFrom(text);
-        const auto key = asJsonWebKey(Zennet::openKey(spec.uri, KeyClass::publicKey, secret), spec);
+        requireOtherFile(options.output, spec.uri);
+        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, secret);
+        const auto key = asJsonWebKey(opened, spec.use, spec.keyId);
+        const auto fitting = algorithmsOf(opened, spec.use);
+        const auto refuse = [&](const std::string& why) {
+            throw Failure(ExitCode::key, "The key \"" + spec.name + "\" (" + Command::kindOf(opened) + ") " + why);
+        };
+        if (fitting.empty()) refuse("fits no algorithm of its use.");
+        if (!ids.emplace(key.keyId(), spec.use).second) refuse("has the id and the use of another.");
         auto members = key.encodeToDictionary();
+        members.try_emplace("use", rawValue(spec.use));
         if (spec.algorithm) {
-            const auto fitting = algorithmsOf(key);
-            if (std::ranges::find(fitting, *spec.algorithm) == fitting.end()) {
-                throw Failure(ExitCode::key, "The algorithm " + *spec.algorithm + " does not fit the key \"" +
-                                                 spec.uri + "\" (" + kindOf(key.key()) + ") and its use.");
-            }
+            if (std::ranges::find(fitting, *spec.algorithm) == fitting.end()) refuse("does not fit its algorithm.");
             members["alg"] = *spec.algorithm;
         }
-        members.try_emplace("use", rawValue(spec.use));
         keys.emplace_back(Platform::toJSONObject(members));
     }
     writeSet(options.output, std::move(keys));
 }
 
 void listSet(const ReadSetOptions& options) {
-    const auto entries = entriesOf(options.input);
+    const auto entries = entriesFrom(readInput(options.input));
     if (options.asJSON) {
         JSONValue::List list;
         for (const auto& entry : entries) {
@@ -124,7 +173,7 @@ void listSet(const ReadSetOptions& options) {
                                   {"use", member(entry, "use")},
                                   {"kind", kindOf(entry)},
                                   {"alg", member(entry, "alg")}};
-            if (entry.key) row["thumbprint"] = entry.key->thumbprint();
+            if (entry.key) row["thumbprint"] = entry.thumbprint;
             list.emplace_back(std::move(row));
         }
         std::cout << indentedJSON(list) << '\n';
@@ -133,42 +182,38 @@ void listSet(const ReadSetOptions& options) {
     std::vector<std::vector<std::string>> rows{{"kid", "use", "key", "alg", "thumbprint"}};
     for (const auto& entry : entries) {
         rows.push_back({shown(entry, "kid"), shown(entry, "use"), kindOf(entry), shown(entry, "alg"),
-                        entry.key ? entry.key->thumbprint() : "-"});
+                        entry.key ? entry.thumbprint : "-"});
     }
     std::cout << table(rows, paletteOfOutput());
 }
 
 void checkSet(const ReadSetOptions& options) {
-    const auto entries = entriesOf(options.input);
+    const auto text = readInput(options.input);
+    const auto entries = entriesFrom(text);
     const auto verdicts = verdictsOn(entries);
-    const auto palette = paletteOfOutput();
     JSONValue::List list;
     std::size_t bad = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        const auto& [usableFor, faults, remarks] = verdicts[i];
-        bad += faults.empty() ? 0 : 1;
+        bad += verdicts[i].faults.empty() ? 0 : 1;
         if (options.asJSON) {
-            list.emplace_back(JSONValue::Object{{"kid", member(entries[i], "kid")},
-                                                {"usableFor", usableFor},
-                                                {"faults", faults},
-                                                {"remarks", remarks}});
-            continue;
+            list.emplace_back(asJSON(entries[i], verdicts[i]));
+        } else {
+            print(entries[i], verdicts[i], paletteOfOutput());
         }
-        std::cout << palette.heading << shown(entries[i], "kid") << palette.off << "  " << kindOf(entries[i]) << "  "
-                  << (faults.empty() ? palette.good : palette.warning) << (faults.empty() ? "good" : "BAD")
-                  << palette.off << '\n';
-        if (!usableFor.empty()) std::cout << "  for " << joined(usableFor) << '\n';
-        for (const auto& fault : faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
-        for (const auto& remark : remarks) std::cout << "  " << remark << '\n';
     }
     if (options.asJSON) std::cout << indentedJSON(list) << '\n';
+    if (entries.empty()) throw Failure(ExitCode::key, "There is no key in the set.");
     if (bad > 0) throw Failure(ExitCode::key, std::to_string(bad) + " of " + counted(entries.size(), "key") + " bad.");
+    requireSet(text);
 }
 
 void selectKeys(const SelectOptions& options) {
     JSONValue::Object criteria;
     if (!options.keyId.empty()) criteria["kid"] = options.keyId;
-    if (!options.algorithm.empty()) criteria["alg"] = options.algorithm;
+    if (!options.algorithm.empty()) {
+        if (!isAlgorithm(options.algorithm)) throw Failure(ExitCode::usage, "The algorithm is not known.");
+        criteria["alg"] = options.algorithm;
+    }
     if (!options.use.empty()) {
         const auto use = fromRawValue<JWKUse>(options.use);
         if (!use) throw Failure(ExitCode::usage, "The use is none of sig, enc and sig_enc.");
@@ -179,9 +224,14 @@ void selectKeys(const SelectOptions& options) {
         if (!type) throw Failure(ExitCode::usage, "The key type is neither RSA nor EC.");
         criteria["kty"] = JSONValue::opaque(getKeyType(*type));
     }
+    // One at a time, so that what is found is written as it came.
+    const auto text = readInput(options.input);
+    const auto set = keySetFrom(text);
+    const auto entries = entriesFrom(text);
     JSONValue::List found;
-    for (const auto& key : keySetOf(options.input).findKeysFor(criteria, KeyClass::publicKey)) {
-        found.emplace_back(Platform::toJSONObject(key.encodeToDictionary()));
+    for (std::size_t i = 0; i < set.jwks.size(); ++i) {
+        if (JsonWebKeySet{set.jwks[i]}.findKeysFor(criteria, KeyClass::publicKey).empty()) continue;
+        found.emplace_back(entries[i].members);
     }
     if (found.empty()) throw Failure(ExitCode::key, "No key of the set is such a key.");
     writeSet(options.output, std::move(found));

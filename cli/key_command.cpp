@@ -40,21 +40,15 @@ std::vector<KeyKind> kinds() {
             {"secp256k1", [](auto uri, const auto& secret) { Zennet::generateSecp256k1Key(uri, secret); }}};
 }
 
-bool isToken(std::string_view uri) noexcept {
-    constexpr std::string_view scheme = "pkcs11:";
-    return uri.size() >= scheme.size() && std::equal(scheme.begin(), scheme.end(), uri.begin(), [](char a, char b) {
-               return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b);
-           });
-}
-
-// The private half, or the public one where there is no other.
+// The private half, or the public one where there is no other; nobody is asked twice.
 Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
     using enum Platform::KeyStoreError::Case;
+    std::optional<Platform::SecretBuffer> answer;
     try {
-        return Zennet::openKey(uri, KeyClass::privateKey, secret);
+        return Zennet::openKey(uri, KeyClass::privateKey, [&](auto whose) { return answer = secret(whose); });
     } catch (const Platform::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
-        return Zennet::openKey(uri, KeyClass::publicKey, secret);
+        return Zennet::openKey(uri, KeyClass::publicKey, [&](auto whose) { return answer ? answer : secret(whose); });
     }
 }
 
@@ -69,12 +63,15 @@ std::vector<std::string> keyKinds() {
 void newKey(const NewKeyOptions& options) {
     const auto all = kinds();
     const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
-    if (kind == all.end()) throw Failure(ExitCode::usage, "\"" + options.kind + "\" is no kind of key.");
+    if (kind == all.end()) {
+        // What was given instead may be a URI with a PIN.
+        throw Failure(ExitCode::usage, "The kind of key is none of " + joined(keyKinds()) + '.');
+    }
     // A token asks for its PIN; a file is encrypted when its owner says so.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto secret = isToken(options.uri) ? secretSource(options.secretFile)
-                        : isEncrypted        ? newSecretSource(options.secretFile)
-                                             : SecretSource();
+    const auto secret = Platform::namesToken(options.uri) ? secretSource(options.secretFile)
+                        : isEncrypted                     ? newSecretSource(options.secretFile)
+                                                          : SecretSource();
     kind->make(options.uri, secret);
 }
 

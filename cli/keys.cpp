@@ -1,10 +1,10 @@
 #include "cli/keys.hpp"
 
 #include <bit>
+#include <torvane/platform/zennet/text.hpp>
 #include <utility>
 
 #include "cli/exit_code.hpp"
-#include "cli/files.hpp"
 
 namespace Command {
 namespace {
@@ -40,11 +40,13 @@ JsonWebKey keyOf(const JSONValue::Object& members) {
 
 SetEntry entryOf(const JSONValue& element) {
     SetEntry entry;
-    const auto* members = element.as<JSONValue::Object>();
-    if (members != nullptr) entry.members = *members;
     try {
+        const auto* members = element.as<JSONValue::Object>();
         if (members == nullptr) throw JOSE::JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
-        entry.key = keyOf(*members);
+        entry.members = *members;
+        const auto key = keyOf(*members);
+        entry.thumbprint = key.thumbprint();
+        entry.key = members->contains("kid") ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
     } catch (const Platform::Error&) {
         entry.refusal = std::current_exception();
     }
@@ -54,27 +56,29 @@ SetEntry entryOf(const JSONValue& element) {
 }  // namespace
 
 KeySpec keySpecFrom(const std::string& text) {
-    const auto refuse = [&text](const std::string& why) {
-        throw Failure(ExitCode::usage, "\"" + text + "\" is not a key in the form USE[/ALG][:KID]=URI: " + why);
-    };
     const auto equals = text.find('=');
-    if (equals == text.npos || equals + 1 == text.size()) refuse("there is no URI.");
     const auto name = text.substr(0, equals);
+    const auto refuse = [&name](const std::string& why) {
+        throw Failure(ExitCode::usage, "\"" + name + "\" does not begin a key in the form USE[/ALG][:KID]=URI: " + why);
+    };
+    if (equals == text.npos || equals + 1 == text.size()) refuse("there is no URI.");
     const auto colon = name.find(':');
     const auto purpose = name.substr(0, colon);
     const auto slash = purpose.find('/');
     const auto use = fromRawValue<JWKUse>(purpose.substr(0, slash));
     if (!use) refuse("the use is none of sig, enc and sig_enc.");
-    KeySpec spec{*use, std::nullopt, std::nullopt, text.substr(equals + 1)};
+    KeySpec spec{name, *use, std::nullopt, std::nullopt, text.substr(equals + 1)};
     if (slash != purpose.npos) spec.algorithm = purpose.substr(slash + 1);
+    if (spec.algorithm && !isAlgorithm(*spec.algorithm)) refuse("the algorithm is not known.");
     if (colon != name.npos) spec.keyId = name.substr(colon + 1);
+    if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) refuse("the key id is no text.");
     return spec;
 }
 
-JsonWebKey asJsonWebKey(const Zennet::Key& key, const KeySpec& spec) {
-    auto keyId = spec.keyId ? *spec.keyId : JsonWebKey(key, spec.use, {}).thumbprint();
-    if (isSecp256k1(key) && !key.isPublicKey()) return {key, spec.use, std::move(keyId), key.publicKey()};
-    return {key, spec.use, std::move(keyId)};
+JsonWebKey asJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<std::string>& keyId) {
+    auto id = keyId ? *keyId : JsonWebKey(key, use, {}).thumbprint();
+    if (isSecp256k1(key) && !key.isPublicKey()) return {key, use, std::move(id), key.publicKey()};
+    return {key, use, std::move(id)};
 }
 
 JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::SecretSource& secret) {
@@ -82,19 +86,24 @@ JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::Sec
     for (const auto& text : specs) {
         const auto spec = keySpecFrom(text);
         if (spec.algorithm) throw Failure(ExitCode::usage, "A key of one's own is given without an algorithm.");
-        keys.jwks.push_back(asJsonWebKey(Zennet::openKey(spec.uri, KeyClass::privateKey, secret), spec));
+        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, secret);
+        for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
+            if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
+                keys.jwks.push_back(asJsonWebKey(key, use, spec.keyId));
+            }
+        }
     }
     return keys;
 }
 
-JsonWebKeySet keySetOf(const std::string& file) {
-    return JsonWebKeySet(readInput(file));
+JsonWebKeySet keySetFrom(ByteView text) {
+    return JsonWebKeySet(text);
 }
 
-std::vector<SetEntry> entriesOf(const std::string& file) {
+std::vector<SetEntry> entriesFrom(ByteView text) {
     JSONValue json;
     try {
-        json = Platform::JSONSerialization::jsonObject(readInput(file));
+        json = Platform::JSONSerialization::jsonObject(text);
     } catch (const Platform::JSONError& error) {
         throw Failure(ExitCode::key, "The key set cannot be read. " + error.errorDescription());
     }
@@ -123,23 +132,21 @@ std::string kindOf(const Zennet::Key& key) {
     return {};
 }
 
-std::vector<std::string> signatureAlgorithmsOf(const Zennet::Key& key) {
-    if (isSecp256k1(key)) return {std::string(JOSE::rawValue(JOSE::SignatureAlgorithm::ES256K))};
-    return fitting<JOSE::SignatureAlgorithm>(key.keyRef().value());
-}
-
-std::vector<std::string> keyManagementAlgorithmsOf(const Zennet::Key& key) {
-    if (isSecp256k1(key)) return {};
-    return fitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value());
-}
-
-std::vector<std::string> algorithmsOf(const JsonWebKey& key) {
+std::vector<std::string> algorithmsOf(const Zennet::Key& key, JWKUse use) {
+    if (isSecp256k1(key)) {
+        if (use == JWKUse::JWK_ENC) return {};
+        return {std::string(JOSE::rawValue(JOSE::SignatureAlgorithm::ES256K))};
+    }
     std::vector<std::string> names;
-    if (key.use() != JWKUse::JWK_ENC) names = signatureAlgorithmsOf(key.key());
-    if (key.use() != JWKUse::JWK_SIG) {
-        for (auto& name : keyManagementAlgorithmsOf(key.key())) names.push_back(std::move(name));
+    if (use != JWKUse::JWK_ENC) names = fitting<JOSE::SignatureAlgorithm>(key.keyRef().value());
+    if (use != JWKUse::JWK_SIG) {
+        for (auto& name : fitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value())) names.push_back(std::move(name));
     }
     return names;
+}
+
+bool isAlgorithm(std::string_view name) noexcept {
+    return JOSE::fromRawValue<JOSE::SignatureAlgorithm>(name) || JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(name);
 }
 
 }  // namespace Command

@@ -11,6 +11,8 @@ namespace Command {
 
 /// A key and what it is for: "USE[/ALG][:KID]=URI", for example "sig:2026=sign.pem".
 struct KeySpec {
+    /// All before "=", for errors: the URI may hold a PIN.
+    std::string name;
     Torvane::JWKUse use;
     std::optional<std::string> algorithm;
     std::optional<std::string> keyId;
@@ -20,43 +22,38 @@ struct KeySpec {
 /// @throws Failure
 KeySpec keySpecFrom(const std::string& text);
 
-/// The key under its id, or under its thumbprint where it was given none.
-Torvane::JsonWebKey asJsonWebKey(const Zennet::Key& key, const KeySpec& spec);
+/// The key for a use, under its id, or under its thumbprint where it was given none.
+Torvane::JsonWebKey asJsonWebKey(const Zennet::Key& key, Torvane::JWKUse use, const std::optional<std::string>& keyId);
 
-/// Opens the private keys of "USE[:KID]=URI".
+/// Opens the private keys of "USE[:KID]=URI"; one for both uses is there for each.
 /// @throws Failure, and what the library throws.
 Torvane::JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::SecretSource& secret);
 
 /// Reads a JWK Set as the library does: one bad key refuses all.
-Torvane::JsonWebKeySet keySetOf(const std::string& file);
+Torvane::JsonWebKeySet keySetFrom(Platform::ByteView text);
 
 /// One key of a set by itself.
 struct SetEntry {
     Platform::JSONValue::Object members;
+    /// Under its thumbprint where it has no id.
     std::optional<Torvane::JsonWebKey> key;
+    /// Of a key that can be read.
+    std::string thumbprint;
     /// Why there is no key.
     std::exception_ptr refusal;
 };
 
 /// Reads each key of a set that can be read, secp256k1 keys too; a lone JWK is a set of one.
 /// @throws Failure for what is no set at all.
-std::vector<SetEntry> entriesOf(const std::string& file);
+std::vector<SetEntry> entriesFrom(Platform::ByteView text);
 
 /// "RSA 3072", "P-256", "secp256k1".
 std::string kindOf(const Zennet::Key& key);
 
-/// The names of the algorithms that the key fits, by its kind alone.
-std::vector<std::string> signatureAlgorithmsOf(const Zennet::Key& key);
-std::vector<std::string> keyManagementAlgorithmsOf(const Zennet::Key& key);
-/// Those of both lists that the use allows.
-std::vector<std::string> algorithmsOf(const Torvane::JsonWebKey& key);
+/// The names of the algorithms that the key fits and the use allows.
+std::vector<std::string> algorithmsOf(const Zennet::Key& key, Torvane::JWKUse use);
 
-/// The names of all algorithms of one kind.
-template <class Algorithm>
-std::vector<std::string> algorithmNames() {
-    std::vector<std::string> names;
-    for (const auto& entry : valueTable(Algorithm{})) names.emplace_back(entry.name);
-    return names;
-}
+/// Whether some algorithm has that name.
+bool isAlgorithm(std::string_view name) noexcept;
 
 }  // namespace Command

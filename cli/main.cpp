@@ -5,6 +5,7 @@
 
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/files.hpp"
 #include "cli/text.hpp"
 
 namespace {
@@ -19,6 +20,7 @@ int fail(ExitCode code, const std::string& text) {
 }  // namespace
 
 int main(int count, char** arguments) {
+    Command::holdStandardStreams();
     const auto commandLine = Command::commandLine();
     try {
         commandLine->parse(count, arguments);
@@ -27,7 +29,11 @@ int main(int count, char** arguments) {
     } catch (const CLI::Success& asked) {
         return commandLine->exit(asked);
     } catch (const CLI::ParseError& error) {
-        return fail(ExitCode::usage, std::string(error.what()) + " (torvane --help explains.)");
+        // A word that is no command shows as the lack of one.
+        const auto rest = commandLine->remaining(true);
+        const bool isWord = error.get_name() == "RequiredError" && !rest.empty();
+        return fail(ExitCode::usage, (isWord ? "There is no command \"" + rest.front() + "\"." : error.what()) +
+                                         std::string(" (torvane --help explains.)"));
     } catch (...) {
         const auto thrown = std::current_exception();
         return fail(Command::exitCodeOf(thrown), Platform::localizedDescription(thrown));

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
@@ -11,14 +13,19 @@ namespace {
 
 using namespace Torvane;
 
+// Parameters that the library sets itself, in place of any other.
+constexpr std::array<std::string_view, 3> reserved{"alg", "enc", "kid"};
+
 StringMap headersFrom(const std::vector<std::string>& texts) {
     StringMap headers;
     for (const auto& text : texts) {
         const auto equals = text.find('=');
-        if (equals == text.npos || equals == 0) {
-            throw Failure(ExitCode::usage, "\"" + text + "\" is not a header parameter in the form NAME=VALUE.");
-        }
-        headers[text.substr(0, equals)] = text.substr(equals + 1);
+        const auto name = text.substr(0, equals);
+        const auto refuse = [&text](const char* why) { throw Failure(ExitCode::usage, '"' + text + "\" " + why); };
+        if (equals == text.npos || equals == 0) refuse("is not a header parameter in the form NAME=VALUE.");
+        if (std::ranges::find(reserved, name) != reserved.end()) refuse("is for another option to say.");
+        if (!headers.emplace(name, text.substr(equals + 1)).second)
+            refuse("gives a header parameter for the second time.");
     }
     return headers;
 }
@@ -30,7 +37,7 @@ std::optional<std::string> unlessEmpty(const std::string& text) {
 JOSEHelper helperFrom(const MessageOptions& options) {
     JOSEHelper::Builder builder;
     builder.setSenderJwkSet(ownKeys(options.own, secretSource(options.secretFile)), unlessEmpty(options.signWith))
-        .setRecipientJwkSet(keySetOf(options.peer), unlessEmpty(options.encryptTo));
+        .setRecipientJwkSet(keySetFrom(readInput(options.peer)), unlessEmpty(options.encryptTo));
     if (!options.jwsAlgorithm.empty()) builder.setJWSAlgorithm(options.jwsAlgorithm);
     if (!options.keyManagementAlgorithm.empty()) {
         builder.setJWEKeyManagementAlgorithm(options.keyManagementAlgorithm);
@@ -55,7 +62,13 @@ ByteBuffer withProgress(std::string_view verb, std::size_t bytes, Step step) {
 void encode(const MessageOptions& options) {
     const auto helper = helperFrom(options);
     const auto message = readInput(options.input);
-    auto token = withProgress("encoding", message.size(), [&] { return helper.encodeMessage(message); });
+    auto token = withProgress("encoding", message.size(), [&] {
+        try {
+            return helper.encodeMessage(message);
+        } catch (const JOSE::JOSESwiftError& error) {
+            throw Failure(ExitCode::usage, error.errorDescription());  // of a header parameter
+        }
+    });
     token.push_back('\n');
     writeOutput(options.output, token);
 }

@@ -2,11 +2,14 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
@@ -21,17 +24,28 @@ std::string_view environment(const char* name) noexcept {
     return value == nullptr ? std::string_view() : value;
 }
 
-// /dev/tty with its echo off, for as long as this lives.
+// The signal that came while somebody was asked.
+volatile std::sig_atomic_t signalled = 0;
+
+extern "C" void noteSignal(int number) {
+    signalled = number;
+}
+
+// /dev/tty with its echo off, for as long as this lives, and however it ends.
 class HiddenInput {
   public:
     HiddenInput() noexcept : tty_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
         if (tty_ < 0 || ::tcgetattr(tty_, &before_) != 0) return;
+        struct sigaction note {};
+        note.sa_handler = noteSignal;
+        for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &note, &handlers_[i]);
         auto hidden = before_;
         hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        isHidden_ = ::tcsetattr(tty_, TCSAFLUSH, &hidden) == 0;
+        isHidden_ = true;
+        if (::tcsetattr(tty_, TCSAFLUSH, &hidden) != 0) restore();
     }
     ~HiddenInput() {
-        if (isHidden_) ::tcsetattr(tty_, TCSAFLUSH, &before_);
+        restore();
         if (tty_ >= 0) ::close(tty_);
     }
     HiddenInput(const HiddenInput&) = delete;
@@ -39,25 +53,41 @@ class HiddenInput {
 
     explicit operator bool() const noexcept { return isHidden_; }
 
-    std::optional<SecretBuffer> ask(const std::string& question) const {
+    // Nothing for the end of the input.
+    std::optional<SecretBuffer> ask(const std::string& question) {
         print(question);
         SecretBuffer answer;
         for (unsigned char c = 0;;) {
             const auto count = ::read(tty_, &c, 1);
-            if (count < 0 && errno == EINTR) continue;
-            if (count <= 0 && answer.empty()) return std::nullopt;
-            if (count <= 0 || c == '\n') break;
+            if (count < 0 && errno == EINTR) {
+                if (const int number = std::exchange(signalled, 0); number != 0) {
+                    restore();
+                    ::raise(number);
+                }
+                continue;
+            }
+            if (count <= 0 || c == '\n') {
+                print("\n");
+                return count <= 0 && answer.empty() ? std::nullopt : std::optional(std::move(answer));
+            }
             answer.push_back(c);
         }
-        print("\n");
-        return answer;
     }
 
   private:
+    static constexpr std::array<int, 4> signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+    void restore() noexcept {
+        if (!std::exchange(isHidden_, false)) return;
+        ::tcsetattr(tty_, TCSAFLUSH, &before_);
+        for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &handlers_[i], nullptr);
+    }
+
     void print(std::string_view text) const noexcept { static_cast<void>(!::write(tty_, text.data(), text.size())); }
 
     int tty_;
     termios before_{};
+    std::array<struct sigaction, signals.size()> handlers_{};
     bool isHidden_ = false;
 };
 
@@ -69,10 +99,25 @@ SecretBuffer firstLineOf(const std::string& path) {
     return content;
 }
 
+// OpenSSL reads no longer one.
+constexpr std::size_t longestPassphrase = 1024;
+
 std::string capitalised(std::string_view text) {
     std::string result(text);
     if (!result.empty() && result[0] >= 'a' && result[0] <= 'z') result[0] = static_cast<char>(result[0] - 'a' + 'A');
     return result;
+}
+
+SecretBuffer askTwice(std::string_view whose) {
+    HiddenInput terminal;
+    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(whose) + " on.");
+    const auto question = printable(capitalised(whose));
+    auto first = terminal.ask(question + ": ");
+    if (!first) throw Failure(ExitCode::key, "There is no passphrase.");
+    if (first != terminal.ask(question + ", again: ")) {
+        throw Failure(ExitCode::key, "The two passphrases are not the same.");
+    }
+    return *std::move(first);
 }
 
 }  // namespace
@@ -84,29 +129,26 @@ Palette paletteOfOutput() {
 }
 
 Platform::SecretSource secretSource(const std::string& secretFile) {
-    return [secretFile](std::string_view whose) -> std::optional<SecretBuffer> {
-        if (!secretFile.empty()) return firstLineOf(secretFile);
-        const HiddenInput terminal;
-        return terminal ? terminal.ask(printable(capitalised(whose)) + ": ") : std::nullopt;
+    if (secretFile.empty()) {
+        return [](std::string_view whose) -> std::optional<SecretBuffer> {
+            HiddenInput terminal;
+            return terminal ? terminal.ask(printable(capitalised(whose)) + ": ") : std::nullopt;
+        };
+    }
+    // Read when it is first needed, and once: it may be a pipe.
+    return [secretFile, secret = std::make_shared<std::optional<SecretBuffer>>()](std::string_view) {
+        if (!*secret) *secret = firstLineOf(secretFile);
+        return *secret;
     };
 }
 
 Platform::SecretSource newSecretSource(const std::string& secretFile) {
     return [secretFile](std::string_view whose) -> std::optional<SecretBuffer> {
-        const auto ask = [&] {
-            if (!secretFile.empty()) return firstLineOf(secretFile);
-            const HiddenInput terminal;
-            if (!terminal)
-                throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(whose) + " on.");
-            const auto question = printable(capitalised(whose));
-            auto first = terminal.ask(question + ": ");
-            if (first != terminal.ask(question + ", again: ")) {
-                throw Failure(ExitCode::key, "The two passphrases are not the same.");
-            }
-            return std::move(first).value_or(SecretBuffer());
-        };
-        auto secret = ask();
+        const auto secret = secretFile.empty() ? askTwice(whose) : firstLineOf(secretFile);
         if (secret.empty()) throw Failure(ExitCode::key, "The passphrase is empty.");
+        if (secret.size() > longestPassphrase) {
+            throw Failure(ExitCode::key, "The passphrase is longer than " + counted(longestPassphrase, "byte") + '.');
+        }
         return secret;
     };
 }

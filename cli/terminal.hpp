@@ -14,11 +14,11 @@ namespace Command {
 /// Colours when standard output is a terminal that has them, unless NO_COLOR is set (no-color.org).
 Palette paletteOfOutput();
 
-/// Answers with the first line of the file; without one, asks on the terminal, where what is typed is not shown. Gives
-/// nothing where there is no terminal.
+/// Answers each time with the first line of the file; without one, asks on the terminal, where what is typed is not
+/// shown. Gives nothing where there is no terminal.
 Platform::SecretSource secretSource(const std::string& secretFile);
 
-/// The same for a new passphrase: asked for twice, and never none.
+/// The same for a new passphrase: asked for twice, and neither empty nor too long.
 /// @throws Failure
 Platform::SecretSource newSecretSource(const std::string& secretFile);
 

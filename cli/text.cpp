@@ -198,6 +198,12 @@ std::string nameList(const std::vector<std::pair<std::string, std::string>>& row
     return text;
 }
 
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const auto& word : words) text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
 std::string counted(std::size_t count, std::string_view noun) {
     return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
 }

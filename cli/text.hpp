@@ -37,6 +37,9 @@ std::string table(const std::vector<std::vector<std::string>>& rows, const Palet
 /// Names and values, one a line, as two columns.
 std::string nameList(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette);
 
+/// The words with blanks between them.
+std::string joined(const std::vector<std::string>& words);
+
 /// "1 byte", "17 bytes".
 std::string counted(std::size_t count, std::string_view noun);
 

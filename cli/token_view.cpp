@@ -34,40 +34,53 @@ std::string inQuotes(std::string_view text) {
 }
 
 template <class Algorithm>
-void checkAlgorithm(const TokenView& view, std::string_view member, std::vector<std::string>& warnings) {
+void checkAlgorithm(TokenView& view, std::string_view member) {
     const auto name = view.headerMember(member);
     if (name.empty()) {
-        warnings.push_back("There is no " + inQuotes(member) + '.');
-    } else if (name == "none") {
-        warnings.emplace_back("The algorithm is \"none\": there is no signature.");
+        view.warnings.push_back("There is no " + inQuotes(member) + '.');
+    } else if (name == "none" && !view.isEncrypted) {
+        view.warnings.emplace_back("The algorithm is \"none\": there is no signature.");
     } else if (!JOSE::fromRawValue<Algorithm>(name)) {
-        warnings.push_back("The algorithm " + inQuotes(name) + " is not known.");
+        view.warnings.push_back("The algorithm " + inQuotes(name) + " is not known.");
     }
 }
 
-std::vector<std::string> warningsOf(const TokenView& view) {
-    std::vector<std::string> warnings;
-    for (const auto& part : view.parts) {
-        if (!part.bytes) warnings.push_back("The " + std::string(part.name) + " is not base64url without padding.");
-    }
-    if (view.parts.back().bytes && view.parts.back().bytes->empty()) {
-        warnings.push_back("The " + std::string(view.parts.back().name) + " is empty.");
-    }
-    if (!view.header) {
-        warnings.emplace_back("The header is not a JSON object.");
-        return warnings;
-    }
+void checkHeader(TokenView& view) {
     if (view.isEncrypted) {
-        checkAlgorithm<JOSE::KeyManagementAlgorithm>(view, "alg", warnings);
-        checkAlgorithm<JOSE::ContentEncryptionAlgorithm>(view, "enc", warnings);
+        checkAlgorithm<JOSE::KeyManagementAlgorithm>(view, "alg");
+        checkAlgorithm<JOSE::ContentEncryptionAlgorithm>(view, "enc");
     } else {
-        checkAlgorithm<JOSE::SignatureAlgorithm>(view, "alg", warnings);
+        checkAlgorithm<JOSE::SignatureAlgorithm>(view, "alg");
     }
-    if (!view.header->contains("kid")) warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
+    if (view.headerMember("kid").empty()) {
+        view.warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
+    }
     for (const auto& [name, what] : unusualParameters) {
-        if (view.header->contains(name)) warnings.push_back(inQuotes(name) + ' ' + std::string(what));
+        if (view.header->contains(name)) view.warnings.push_back(inQuotes(name) + ' ' + std::string(what));
     }
-    return warnings;
+}
+
+void readHeader(TokenView& view, Platform::ByteView text) {
+    std::string why = "It is not a JSON object.";
+    try {
+        auto value = Platform::JSONSerialization::jsonObject(text);
+        if (auto* object = value.as<JSONValue::Object>()) view.header = std::move(*object);
+    } catch (const Platform::JSONError& error) {
+        why = error.errorDescription();
+    }
+    if (view.header) return checkHeader(view);
+    view.isMalformed = true;
+    view.warnings.push_back("The header cannot be read. " + why + " Its text: " + printable(Platform::asText(text)));
+}
+
+void checkParts(TokenView& view) {
+    for (const auto& part : view.parts) {
+        if (part.bytes) continue;
+        view.isMalformed = true;
+        view.warnings.push_back("The " + std::string(part.name) + " is not base64url without padding.");
+    }
+    const auto& last = view.parts.back();
+    if (last.bytes && last.bytes->empty()) view.warnings.push_back("The " + std::string(last.name) + " is empty.");
 }
 
 std::optional<JSONValue::Object> objectFrom(Platform::ByteView text) {
@@ -97,14 +110,16 @@ TokenView viewOfToken(std::string_view token) {
         throw Failure(ExitCode::token, "The input is no compact token: it has " + counted(count, "part") +
                                            ", and a JWS has 3, a JWE 5.");
     }
-    TokenView view{count == partsOfJWE.size(), token.size(), {}, {}, {}};
+    TokenView view;
+    view.isEncrypted = count == partsOfJWE.size();
+    view.length = token.size();
     for (std::size_t i = 0; i < count; ++i) {
         const auto part = token.substr(0, token.find('.'));
         view.parts.push_back({view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), Platform::decodeBase64url(part)});
         token.remove_prefix(std::min(token.size(), part.size() + 1));
     }
-    if (view.parts.front().bytes) view.header = objectFrom(*view.parts.front().bytes);
-    view.warnings = warningsOf(view);
+    checkParts(view);
+    if (view.parts.front().bytes) readHeader(view, *view.parts.front().bytes);
     return view;
 }
 

@@ -26,10 +26,12 @@ struct PayloadView {
 };
 
 struct TokenView {
-    bool isEncrypted;
-    std::size_t length;
+    bool isEncrypted = false;
+    std::size_t length = 0;
     std::vector<TokenPart> parts;
     std::optional<Platform::JSONValue::Object> header;
+    /// Whether a part is not base64url, or the header no JSON object.
+    bool isMalformed = false;
     std::vector<std::string> warnings;
 
     /// A string of the header; empty where there is none.

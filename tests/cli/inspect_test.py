@@ -11,6 +11,7 @@ from jwcrypto.jws import JWS
 
 from running import CommandTest, Terminal
 
+PARTLY = "Not all of it was verified: the rest is what somebody claims.\n"
 CLAIM = "Nothing was verified: this is what somebody claims.\n"
 
 
@@ -41,7 +42,7 @@ class Inspect(CommandTest):
         return jws.serialize(compact=True)
 
     def encrypted(self, plaintext, algorithm="ECDH-ES+A128KW", name="ec", **header):
-        jwe = JWE(plaintext, json.dumps({"alg": algorithm, "enc": "A256GCM", "kid": "e", **header}))
+        jwe = JWE(plaintext, json.dumps({"alg": algorithm, "enc": "A256GCM", "kid": "e"} | header))
         jwe.add_recipient(self.jwk(name))
         return jwe.serialize(compact=True)
 
@@ -75,12 +76,23 @@ warning: It is not valid yet.
 
 {CLAIM}''')
 
+    def test_times_at_the_edges_are_told_right(self):
+        now = int(time.time())
+        for seconds, words in ((-0.5, "1969-12-31 23:59:59 UTC ("), (0, "1970-01-01 00:00:00 UTC ("),
+                               (253402300799, "9999-12-31 23:59:59 UTC (in "), (now - 90, "(1 minute ago)")):
+            shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
+            self.assertIn(words, shown)
+            self.assertEqual("It has expired." in shown, seconds < now)
+        for seconds in (253402300800, 1e300, -1e18):
+            shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
+            self.assertNotIn("UTC", shown)
+
     def test_what_is_unusual_is_warned_of(self):
         for header, payload, warnings in (
                 ({"alg": "none", "kid": "k"}, b"", ['The algorithm is "none": there is no signature.']),
                 ({"alg": "HS256"}, b"x", ['The algorithm "HS256" is not known.',
                                           'There is no "kid": a receiver has to try its keys.']),
-                ({"kid": 5}, b"x", ['There is no "alg".']),
+                ({"kid": 5}, b"x", ['There is no "alg".', 'There is no "kid": a receiver has to try its keys.']),
                 ({"alg": "RS256", "kid": "k", "crit": ["b64"], "b64": False, "zip": "DEF", "jku": "x", "x5u": "x",
                   "jwk": {}, "x5c": []}, b"x",
                  ['"crit" asks for extensions, and is refused.', '"zip" asks for compression, and is refused.',
@@ -89,22 +101,24 @@ warning: It is not valid yet.
                   '"x5u" names a place to fetch a certificate from: a receiver must not do so.',
                   '"jwk" is a key that the sender chose: it proves nothing.',
                   '"x5c" is a certificate that the sender chose: it proves nothing by itself.']),
-                (b'{"alg": "RS256", "alg": "none"}', b"x", ["The header is not a JSON object."]),
-                ([], b"x", ["The header is not a JSON object."]),
                 ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ['"exp" is not a number.',
                                                                               "It was issued in the future."])):
             shown = self.text("inspect", stdin=token(header, payload))
             self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
             self.assertTrue(shown.endswith("\n" + CLAIM))
-        self.assertIn("warning: The signature is not base64url without padding.\nwarning: There is no",
-                      self.text("inspect", stdin=part({"alg": "ES256"}) + ".AA.A"))
+        for text, warning in (
+                (part({"alg": "ES256"}) + ".AA.A", "The signature is not base64url without padding."),
+                (token(b'{"alg": "RS256", "alg": "none"}', b"x"), "The header cannot be read. The text is not JSON: a member is given twice. Its text: {"),
+                (token([], b"x"), "The header cannot be read. It is not a JSON object. Its text: []")):
+            shown = self.refuse(5, "The token is malformed.", "inspect", stdin=text, prints=None)
+            self.assertIn("warning: " + warning, shown)
         self.assertIn("warning: The signature is empty.\n", self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
 
     def test_no_token_gets_at_the_terminal(self):
         evil = "\u001b]0;x\u0007\u009b2J\u202e\u2028\u200b\ufeff\u007f\U000e0041\r\b"
         header = {"alg": "RS256", "kid": evil, evil: evil}
         acting = set(evil) - set("]0;x2J")
-        for payload in (evil.encode(), {evil: evil}, b"\xff\x1b[2J", b"\x9b2J"):
+        for payload in (evil.encode(), {evil: evil}, b"\xff\x1b[2J", b"\x9b2J", b"\xc1\x9b", b"\xe0\x80\x9b2J"):
             for options in ((), ("--json",)):
                 shown = self.text("inspect", *options, stdin=token(header, payload))
                 self.assertEqual([character for character in shown if character in acting], [], shown)
@@ -116,7 +130,8 @@ warning: It is not valid yet.
             self.refuse(5, f"The input is no compact token: it has {parts} part{'s' * (parts != 1)}, and a JWS has 3, "
                            "a JWE 5.", "inspect", stdin=text)
         deep = b'{"alg":' + b"[" * 100_000 + b"]" * 100_000 + b"}"
-        self.assertIn("warning: The header is not a JSON object.", self.text("inspect", stdin=token(deep, b"x")))
+        self.assertIn("warning: The header cannot be read. ",
+                      self.refuse(5, "The token is malformed.", "inspect", stdin=token(deep, b"x"), prints=None))
         wide = {"alg": "RS256", "kid": "k", **{f"name{i}": "x" * 40 for i in range(20_000)}}
         self.assertIn('"name19999": "x', self.text("inspect", stdin=token(wide, b"x")))
 
@@ -127,17 +142,33 @@ warning: It is not valid yet.
         self.assertRegex(shown, r'\ninside it, a JWS, \d+ characters, verified with the peer\'s key "s"\n')
         self.assertTrue(shown.endswith('claims {\n  "sub": "Ada"\n}\n'), shown)
         document = json.loads(self.text(*self.opening("--json"), stdin=self.encrypted(inner)))
+        self.assertEqual([layer["key"] for layer in document["layers"]], ["e", "s"])
         self.assertEqual((document["verified"], [layer["kind"] for layer in document["layers"]],
                           document["layers"][1]["claims"]), (True, ["JWE", "JWS"], {"sub": "Ada"}))
         shown = self.text(*self.opening(), stdin=self.signed("ES256K", "k1", "k"))
         self.assertIn("verified with the peer's key \"k\"\n", shown)
+        # A key without an id goes by its thumbprint.
+        with open(self.key("set"), encoding="utf-8") as file:
+            key = json.load(file)["keys"][0]
+        del key["kid"]
+        shown = self.text("inspect", "--peer", self.path("bare", json.dumps({"keys": [key]})), stdin=inner)
+        self.assertIn(f"verified with the peer's key \"{self.jwk('sign').thumbprint()}\"\n", shown)
+        # Looking inside asks for no signature, and is told so.
+        shown = self.text("inspect", "--own", "enc:e=" + self.key("ec.pem"),
+                          stdin=self.encrypted(inner, enc="A256CBC-HS512"))
+        self.assertTrue(shown.endswith("\n" + CLAIM), shown)
+        self.assertIn("payload two. dots.\n", self.text(*self.opening()[:3], stdin=self.encrypted(b"two. dots.")))
         # Without a key id that is known all keys are tried.
         self.assertIn('with your key "e"', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
 
     def test_what_is_not_signed_is_never_called_verified(self):
-        shown = self.text(*self.opening(), stdin=self.encrypted(b"anybody can do this"))
+        shown = self.refuse(7, "There is no signature in the token.", *self.opening(),
+                            stdin=self.encrypted(b"anybody can do this"), prints=None)
         self.assertTrue(shown.endswith("payload anybody can do this\n\n" + CLAIM), shown)
         forged = self.signed("RS256", "decrypt", "s")
+        nested = forged
+        for _ in range(8):
+            nested = self.signed("RS256", "sign", "s", nested.encode())
         for arguments, stdin, code, error in (
                 (self.opening(), forged, 7, "JWSVerificationError("),
                 (self.opening(), self.encrypted(forged), 7, "JWSVerificationError("),
@@ -146,7 +177,12 @@ warning: It is not valid yet.
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
                 (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token with.\n"),
                 (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
-                (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read ")):
+                (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read "),
+                (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4, "No key was given to verify "),
+                (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),
+                # A key that others encrypt to verifies nothing.
+                (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 7, "JWSVerificationError("),
+                (self.opening(), nested, 5, "There are more than 8 tokens in one another.")):
             for options in ((), ("--json",)):
                 done = self.run_command(*arguments, *options, stdin=stdin)
                 self.assertEqual(done.returncode, code, done.stderr)
@@ -154,7 +190,7 @@ warning: It is not valid yet.
                 if options and done.stdout:
                     self.assertFalse(json.loads(done.stdout)["verified"])
                 elif done.stdout:
-                    self.assertTrue(done.stdout.decode().endswith("\n" + CLAIM), done.stdout)
+                    self.assertTrue(done.stdout.decode().endswith("\n" + (PARTLY if stdin == nested else CLAIM)))
 
     def test_colours_are_for_terminals_that_want_them(self):
         self.path("token", token({"alg": "RS256", "kid": "k"}, {"sub": "Ada", "n": 1, "b": True}))

@@ -1,7 +1,11 @@
 """Keys made and shown: read back by another implementation, kept from others, and never in public."""
 import os
+import select
+import signal
 import stat
 import subprocess
+import termios
+import time
 import unittest
 
 from jwcrypto.jwk import JWK
@@ -44,7 +48,11 @@ class Keys(CommandTest):
         self.assertEqual(self.text("key", "show", "key.pem"), before)
         self.refuse(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
                     "key", "new", "P-256", "none/key.pem")
-        self.refuse(2, '"RSA-1024" is no kind of key.', "key", "new", "RSA-1024", "small.pem")
+        kinds = f"The kind of key is none of {' '.join(KINDS)}."
+        for kind in ("RSA-1024", "pkcs11:token=t?pin-value=1234"):  # a URI in the wrong place, whose PIN is not repeated
+            self.refuse(2, kinds, "key", "new", kind, "small.pem")
+        for option in ("--secret-file=", "--encrypt"):  # an unset variable is no "unencrypted, please"
+            self.assertNotEqual(self.run_command("key", "new", "P-256", "small.pem", option).returncode, 0)
         self.refuse(4, "There is no terminal to ask for a new passphrase of \"secret.pem\" on.",
                     "key", "new", "P-256", "secret.pem", "--encrypt")
         self.refuse(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
@@ -52,13 +60,16 @@ class Keys(CommandTest):
         self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
 
     def test_a_passphrase_locks_the_file(self):
-        secret = self.path("secret.txt", "open sesame\nnot this line\n")
+        secret = self.path("secret.txt", "open sesame\r\nnot this line\n")
         self.succeed("key", "new", "secp256k1", "key.pem", "--secret-file", secret)
         self.assertEqual(self.pem("key.pem", b"open sesame").get("crv"), "secp256k1")
         self.refuse(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem")
         self.refuse(4, 'The passphrase does not decrypt "key.pem", or OpenSSL does not know its encryption.',
                     "key", "show", "key.pem", "--secret-file", self.path("wrong.txt", "open barley"))
         self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
+        self.refuse(4, "The passphrase is longer than 1024 bytes.", "key", "new", "P-256", "long.pem", "--secret-file",
+                    self.path("long.txt", "x" * 1025))
+        self.refuse(3, 'Cannot read "/dev/zero": It is too long.', "key", "show", "key.pem", "--secret-file", "/dev/zero")
         self.refuse(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
                     "--secret-file", "none.txt")
 
@@ -71,12 +82,29 @@ class Keys(CommandTest):
             terminal.answer(f'A new passphrase of "{name}", again: ', second)
             self.assertEqual(terminal.finish(), (code, f'A new passphrase of "{name}": \n'
                                                        f'A new passphrase of "{name}", again: \n{ends}'))
+        terminal = Terminal("key", "new", "P-256", "--encrypt", "none.pem", folder=self.folder)
+        terminal.answer('A new passphrase of "none.pem": ', "\x04", end="")
+        self.assertEqual(terminal.finish()[1].splitlines()[-1], "torvane: There is no passphrase.")
         self.assertEqual(os.listdir(self.folder), ["key0.pem"])
         terminal = Terminal("key", "show", "key0.pem", folder=self.folder, env={"NO_COLOR": "1"})
         terminal.answer('The passphrase of "key0.pem": ', "open sesame")
         code, shown = terminal.finish()
         self.assertEqual(code, 0)
         self.assertIn("curve       P-256", shown)
+
+    def test_a_signal_at_the_question_leaves_the_terminal_as_it_was(self):
+        self.succeed("key", "new", "P-256", "key.pem", "--secret-file", self.path("secret.txt", "open sesame"))
+        for typed, number in (("\x03", signal.SIGINT), ("\x1c", signal.SIGQUIT)):
+            terminal = Terminal("key", "show", "key.pem", folder=self.folder)
+            echo = termios.ECHO & termios.tcgetattr(terminal.master)[3]
+            terminal.answer('The passphrase of "key.pem": ', "half of it" + typed, end="")
+            end = time.monotonic() + 60
+            while os.waitpid(terminal.process, os.WNOHANG) == (0, 0):
+                self.assertLess(time.monotonic(), end, "it does not end")
+                if select.select([terminal.master], [], [], 0.05)[0]:
+                    terminal.read()
+            self.assertTrue(echo and termios.ECHO & termios.tcgetattr(terminal.master)[3], number)
+            os.close(terminal.master)
 
     def test_files_without_a_key_are_told_apart(self):
         for content, error in ((b"", 'One public key was looked for in "file"; there are 0 private keys, '
@@ -108,7 +136,7 @@ class Tokens(CommandTest):
             file.write("1234\n")
 
     def uri(self, name):
-        return f"pkcs11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
+        return f"PKCS11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
 
     def test_a_key_is_made_in_the_token_and_used_there(self):
         pin = ("--secret-file", self.key("pin.txt"))

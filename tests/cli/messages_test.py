@@ -1,6 +1,7 @@
 """Messages encoded and decoded: by streams and files, with others, and each failure by its own exit code."""
 import json
 import os
+import resource
 import subprocess
 import time
 import unittest
@@ -102,10 +103,35 @@ class Messages(CommandTest):
                     "enc:e=" + self.key("decrypt.pem"), "--peer", self.key("set"))
         self.refuse(4, "Must provide recipient's public key to encrypt JWTs.", "encode", "--own",
                     "sig:s=" + self.key("sign.pem"), "--peer", self.key("renamed-set"))
-        self.refuse(2, '"nothing" is not a header parameter in the form NAME=VALUE.', "encode", "--own",
-                    "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--jws-header", "nothing")
+        encoding = ("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--encrypt-to", "e")
+        for header, error in (("nothing", "is not a header parameter in the form NAME=VALUE."),
+                              ("=x", "is not a header parameter in the form NAME=VALUE."),
+                              ("alg=none", "is for another option to say."), ("kid=z", "is for another option to say.")):
+            self.refuse(2, f'"{header}" {error}', *encoding, "--jws-header", header)
+        self.refuse(2, '"a=2" gives a header parameter for the second time.', *encoding, "--jwe-header", "a=1",
+                    "--jwe-header", "a=2")
+        for option, code in (("--jws-header", 2), ("--jwe-header", 2)):
+            self.assertEqual(self.run_command(*encoding, option, "crit=x").returncode, code)
+        self.assertEqual(self.run_command(*encoding, "--jws-alg", "ES256").returncode, 4)
         self.refuse(3, 'Cannot write "none/out": No such file or directory.', *self.decoding("-o", "none/out"),
                     stdin=token)
+
+    def test_one_key_for_both_uses_is_there_for_each(self):
+        token = self.succeed("encode", "--own", "sig_enc:s=" + self.key("sign.pem"), "--peer", self.key("set"),
+                             "--encrypt-to", "e", stdin="both")
+        self.assertEqual(self.text(*self.decoding(own="sig_enc:e=decrypt.pem"), stdin=token), "both")
+
+    def test_a_standard_stream_that_is_closed_or_asked_for_twice_is_no_message(self):
+        encoding = ["encode", "--own", "sig:s=" + self.key("sign.pem"), "--encrypt-to", "e", "--peer"]
+        closed = subprocess.run(["sh", "-c", '"$0" "$@" <&-', TORVANE, *encoding, self.key("set")], capture_output=True,
+                                cwd=self.folder, env=ENVIRONMENT)
+        self.assertEqual((closed.returncode, closed.stdout, closed.stderr),
+                         (3, b"", b"torvane: Cannot read the standard stream: Bad file descriptor.\n"))
+        with open(self.key("set"), "rb") as file:
+            self.refuse(2, "Only one of the files can be standard input.", *encoding, "-", stdin=file.read())
+        for option in ("--peer=", "--own=", "--encrypt-to=", "-o", "--jws-alg="):
+            done = self.run_command(*encoding, self.key("set"), *([option, ""] if option == "-o" else [option]))
+            self.assertEqual((done.returncode, done.stdout), (2, b""), option)
 
     def test_a_full_disk_is_an_error(self):
         with open("/dev/full", "wb") as full:
@@ -117,6 +143,14 @@ class Messages(CommandTest):
             done = subprocess.run([TORVANE, "jwks", "list", self.key("set")], stdout=full, stderr=subprocess.PIPE,
                                   env=ENVIRONMENT, timeout=60)
         self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream.\n"))
+        # What was there stays, whole, and nothing beside it.
+        self.path("out", "before")
+        done = subprocess.run([TORVANE, *self.decoding("-o", "out")], input=self.encode(bytes(5000)), env=ENVIRONMENT,
+                              cwd=self.folder, stderr=subprocess.PIPE, timeout=60, restore_signals=False,
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)))
+        self.assertEqual((done.returncode, done.stderr), (3, b'torvane: Cannot write "out": File too large.\n'))
+        with open(self.path("out"), "rb") as file:
+            self.assertEqual((os.listdir(self.folder), file.read()), (["out"], b"before"))
 
     def test_a_long_input_shows_how_far_it_is_and_leaves_no_trace_of_it(self):
         reader, writer = os.pipe()

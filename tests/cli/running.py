@@ -95,9 +95,9 @@ class Terminal:
             if time.monotonic() > end or not select.select([self.master], [], [], 60)[0] or not self.read():
                 raise AssertionError(f"{text!r} is not shown, but {self.shown!r}")
 
-    def answer(self, question, answer):
+    def answer(self, question, answer, end="\n"):
         self.wait_for(question)
-        os.write(self.master, answer.encode() + b"\n")
+        os.write(self.master, (answer + end).encode())
 
     def finish(self):
         """The exit code, and all that was shown."""

@@ -1,4 +1,5 @@
 """JWK Sets made, listed, checked and picked from."""
+import base64
 import json
 import os
 import unittest
@@ -37,29 +38,37 @@ class Sets(CommandTest):
 
     def test_a_key_that_does_not_fit_what_it_is_made_for_is_refused(self):
         rsa = "RSA-2048.pem"
-        for spec, code, error in (
-                (f"sig/ES256:a={rsa}", 4, f'The algorithm ES256 does not fit the key "{rsa}" (RSA 2048) and its use.'),
-                (f"enc/RS256:a={rsa}", 4, f'The algorithm RS256 does not fit the key "{rsa}" (RSA 2048) and its use.'),
-                ("sign:a=x", 2, '"sign:a=x" is not a key in the form USE[/ALG][:KID]=URI: '
-                                "the use is none of sig, enc and sig_enc."),
-                ("sig:a", 2, '"sig:a" is not a key in the form USE[/ALG][:KID]=URI: there is no URI.'),
-                ("sig:a=none", 4, 'The file "none" cannot be read: No such file or directory.')):
+        form = "does not begin a key in the form USE[/ALG][:KID]=URI: "
+        for specs, code, error in (
+                ([f"sig/ES256:a={rsa}"], 4, 'The key "sig/ES256:a" (RSA 2048) does not fit its algorithm.'),
+                ([f"enc/RS256:a={rsa}"], 4, 'The key "enc/RS256:a" (RSA 2048) does not fit its algorithm.'),
+                (["enc:a=" + self.key("secp256k1.pem")], 4, 'The key "enc:a" (secp256k1) fits no algorithm of its use.'),
+                ([f"sig:a={rsa}", f"sig:a={rsa}"], 4, 'The key "sig:a" (RSA 2048) has the id and the use of another.'),
+                ([f"sig/FOO:a={rsa}"], 2, f'"sig/FOO:a" {form}the algorithm is not known.'),
+                ([f"sig:={rsa}"], 2, f'"sig:" {form}the key id is no text.'),
+                (["sign:a=x?pin-value=1234"], 2, f'"sign:a" {form}the use is none of sig, enc and sig_enc.'),
+                (["sig:a"], 2, f'"sig:a" {form}there is no URI.'),
+                ([f"sig:a={rsa}", "-o", rsa], 2, "The output is a file with a key."),
+                (["sig:a=none"], 4, 'The file "none" cannot be read: No such file or directory.')):
+            spec = specs[0]
             with self.subTest(spec):
                 if os.path.islink(self.path(rsa)):
                     os.remove(self.path(rsa))
                 os.symlink(self.key(rsa), self.path(rsa))
-                self.refuse(code, error, "jwks", "make", spec, "-o", "made")
+                self.refuse(code, error, "jwks", "make", *(["-o", "made"] if "-o" not in specs else []), *specs)
                 self.assertFalse(os.path.exists(self.path("made")))
 
     def test_a_list_shows_every_key_even_one_that_cannot_be_read(self):
-        keys = self.read("set-k1")["keys"] + [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5]
+        keys = self.read("set-k1")["keys"]
+        keys += [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5, {**keys[1], "y": keys[1]["x"]}]
         rsa, k1 = self.jwk("RSA-2048").thumbprint(), self.jwk("secp256k1").thumbprint()
         self.assertEqual(self.text("jwks", "list", stdin=json.dumps({"keys": keys})),
-                         "kid              use  key        alg     thumbprint\n"
-                         f"rsa              sig  RSA 2048   -       {rsa}\n"
-                         f"k1               sig  secp256k1  ES256K  {k1}\n"
-                         "shared\\u001b[2J  -    oct        -       -\n"
-                         "-                -    -          -       -\n")
+                         "kid              use  key           alg     thumbprint\n"
+                         f"rsa              sig  RSA 2048      -       {rsa}\n"
+                         f"k1               sig  secp256k1     ES256K  {k1}\n"
+                         "shared\\u001b[2J  -    oct           -       -\n"
+                         "-                -    -             -       -\n"
+                         "k1               sig  EC secp256k1  ES256K  -\n")
 
     def test_a_check_says_what_a_key_is_good_for_and_finds_what_is_bad(self):
         good = self.text("jwks", "check", self.key("set"))
@@ -77,6 +86,9 @@ class Sets(CommandTest):
                 ({"kty": "OKP"}, None),
                 (private, "It holds a private key."),
                 ({"kty": "oct", "k": "AAAA"}, "It holds a private key."),
+                ({**rsa, "qi": "AA"}, "It holds a private key."),
+                ({**self.read("set-k1")["keys"][1], "use": "enc"}, "No algorithm takes a key of this kind for this use."),
+                ({**self.read("set-k1")["keys"][1], "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
                 shown = self.refuse(4, "1 of 2 keys bad.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
@@ -85,10 +97,22 @@ class Sets(CommandTest):
                 if verdict:
                     self.assertIn("  " + verdict + "\n", shown)
         bare = {member: rsa[member] for member in ("kty", "n", "e")}
-        for keys, remark in (([bare], 'It has no "kid".'), ([bare], 'It has no "use", and counts as one for both.'),
-                             ([{**bare, "use": "x"}], 'Its "use" is not known, and counts as one for both.'),
-                             ([rsa, {**ec, "kid": "rsa"}], 'Another key has its "kid" and use.')):
-            self.assertIn("  " + remark + "\n", self.text("jwks", "check", stdin=json.dumps({"keys": keys})))
+        passed_over = 'Its "use" is neither sig nor enc: encode and decode pass it over.'
+        for keys, remark in (([bare], 'It has no "kid".'), ([{**rsa, "kid": 7}], 'It has no "kid".'), ([bare], passed_over),
+                             ([{**bare, "use": "x"}], passed_over), ([{**bare, "use": "sig_enc"}], passed_over),
+                             ([rsa, {**ec, "kid": "rsa"}], 'Another key has its "kid" for the same use.'),
+                             ([rsa, {**bare, "kid": "rsa"}], 'Another key has its "kid" for the same use.')):
+            shown = self.run_command("jwks", "check", stdin=json.dumps({"keys": keys})).stdout.decode()
+            self.assertIn("  " + remark + "\n", shown)
+            self.assertNotIn("BAD", shown)
+        self.refuse(4, "There is no key in the set.", "jwks", "check", stdin='{"keys": []}')
+        together = self.run_command("jwks", "check", self.key("set-k1"))
+        self.assertEqual((together.returncode, together.stdout.decode().count("good")), (4, 2))
+        self.assertTrue(together.stderr.decode().startswith("torvane: As a set encode and decode refuse it: "))
+        odd = "f" * 511  # of 2044 bits
+        number = base64.urlsafe_b64encode(bytes.fromhex("0" + odd)).decode().rstrip("=")
+        self.assertIn("  RSA 2044  BAD\n", self.run_command(
+            "jwks", "check", stdin=json.dumps({"kty": "RSA", "n": number, "e": "AQAB"})).stdout.decode())
         found = json.loads(self.refuse(4, "1 of 1 key bad.", "jwks", "check", "--json", stdin=json.dumps(private),
                                        prints=None))
         self.assertEqual(found[0]["faults"], ["It holds a private key."])
@@ -99,11 +123,17 @@ class Sets(CommandTest):
                                (("--kty", "RSA", "--use", "sig"), ["rsa"])):
             found = json.loads(self.text("jwks", "select", *criteria, self.key("set")))["keys"]
             ids = ["ec" if key["kty"] == "EC" else key["kid"] for key in found]
+            self.assertEqual([key for key in self.read("set")["keys"] if key in found], found)
             self.assertEqual(ids, kids, criteria)
         for criteria, code, error in ((("--kid", "none"), 4, "No key of the set is such a key."),
                                       (("--use", "sign"), 2, "The use is none of sig, enc and sig_enc."),
+                                      (("--alg", "FOO"), 2, "The algorithm is not known."),
                                       (("--kty", "oct"), 2, "The key type is neither RSA nor EC.")):
             self.refuse(code, error, "jwks", "select", *criteria, self.key("set"))
+        # As it came: with members that the library does not know.
+        key = {**self.read("set")["keys"][0], "key_ops": ["verify"], "mine": 1}
+        self.assertEqual(json.loads(self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [key]}))),
+                         {"keys": [key]})
 
     def test_what_is_no_set_is_refused(self):
         for text, error in (("[]", "The input is neither a JWK Set nor a JWK."),

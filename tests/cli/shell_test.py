@@ -1,7 +1,6 @@
 """What a shell meets: help, usage errors, completion, and a manual page that has it all."""
 import os
 import re
-import shutil
 import subprocess
 import unittest
 
@@ -36,13 +35,14 @@ class Shell(CommandTest):
 
     def test_help_teaches_by_example_on_every_command_that_does_something(self):
         for command in COMMANDS:
-            if command not in ("key", "jwks", "jwks list", "jwks check"):
+            if command not in ("key", "jwks"):
                 self.assertRegex(self.help(command), r"\n  (echo Hello \| )?torvane " + command)
         self.assertRegex(self.text("--version"), r"\Atorvane \d+\.\d+\.\d+\n\Z")
 
     def test_usage_errors_are_one_line_and_exit_with_2(self):
         for arguments, error in (((), "A subcommand is required"), (("key",), "A subcommand is required"),
-                                 (("frobnicate",), "A subcommand is required"),
+                                 (("frobnicate",), 'There is no command "frobnicate".'),
+                                 (("jwks", "build"), 'There is no command "build".'),
                                  (("key", "new"), "kind is required"), (("decode",), "--peer is required"),
                                  (("inspect", "a", "b"), "The following argument was not expected: b"),
                                  (("inspect", "--peer"), "--peer: 1 required FILE missing")):
@@ -51,7 +51,7 @@ class Shell(CommandTest):
             self.assertRegex(done.stderr.decode(), rf"\Atorvane: {error}.*\(torvane --help explains\.\)\n\Z")
 
     CANDIDATES = (("key n", ["new"]), ("", ["key", "jwks", "encode", "decode", "inspect"]),
-                  ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg ECDH-ES+A12", ["ECDH-ES+A128KW"]),
+                  ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
                   ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),
                   ("jwks select --kty ", ["RSA", "EC"]), ("inspect --js", ["--json"]), ("inspect --peer ", []),
                   ("key new P-256 ", []), ("decode --peer set --out", ["--output"]))
@@ -64,7 +64,6 @@ class Shell(CommandTest):
                                   text=True, cwd=self.folder, env=ENVIRONMENT, check=True)
             self.assertEqual((done.stdout.split(), done.stderr), (expected, ""), line)
 
-    @unittest.skipUnless(shutil.which("fish"), "there is no fish")
     def test_fish_completes(self):
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["fish", "--no-config", "-c", f"source {SOURCE}/completions/torvane.fish; "
@@ -73,10 +72,9 @@ class Shell(CommandTest):
             found = [row.split("\t")[0] for row in done.stdout.splitlines()]
             self.assertEqual((sorted(found), done.stderr), (sorted(expected), ""), line)
 
-    @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
     def test_zsh_completes(self):
         # The two functions that completion ends in, as those of a shell without a terminal.
-        script = f'compdef() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; _files() {{ print files; }}; ' \
+        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; _files() {{ print files; }}; ' \
                  f'words=("$@"); CURRENT=$#; . {SOURCE}/completions/_torvane'
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["zsh", "-f", "-c", script, "zsh", "torvane", *line.split(" ")], capture_output=True,

@@ -9,10 +9,6 @@
 
 namespace Platform {
 
-bool namesToken(std::string_view uri) noexcept {
-    return hasScheme(uri, "pkcs11");
-}
-
 Crypto::Pkey keyOfFile(std::string_view uri, KeyHalf half, const SecretSource& secret) {
     const auto path = pathOf(uri);
     return Crypto::readKey(readFile(path), half, secret, debugQuoted(path));

@@ -8,9 +8,6 @@
 
 namespace Platform {
 
-/// Whether a key URI names a key in a token; any other names a file.
-bool namesToken(std::string_view uri) noexcept;
-
 /// The key of that half.
 /// @throws KeyStoreError, and as Crypto::readKey().
 Crypto::Pkey keyOfFile(std::string_view uri, KeyHalf half, const SecretSource& secret);

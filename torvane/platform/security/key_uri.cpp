@@ -1,6 +1,7 @@
 #include "torvane/platform/security/key_uri.hpp"
 
 #include "torvane/platform/crypto/asymmetric_key.hpp"
+#include "torvane/platform/security/key_file.hpp"
 #include "torvane/platform/security/key_file_access.hpp"
 #include "torvane/platform/security/pkcs11_key_store.hpp"
 #include "torvane/platform/security/sec_key_access.hpp"
@@ -13,6 +14,10 @@ SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource&
 }
 
 }  // namespace
+
+bool namesToken(std::string_view uri) noexcept {
+    return hasScheme(uri, "pkcs11");
+}
 
 SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret) {
     if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(half);

@@ -15,6 +15,9 @@
 
 namespace Platform {
 
+/// Whether a key URI names a key in a token; any other names a file.
+TORVANE_EXPORT bool namesToken(std::string_view uri) noexcept;
+
 /// Opens one half of the key that the URI names:
 /// - "pkcs11:" (RFC 7512), a key in a token. The path attributes name the token (token, manufacturer, serial, model,
 ///   slot-id, library-...) and the key (object, id, type); of the query, module-path or module-name names the driver,
