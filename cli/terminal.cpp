@@ -62,7 +62,7 @@ class HiddenInput {
             if (count < 0 && errno == EINTR) {
                 if (const int number = std::exchange(signalled, 0); number != 0) {
                     restore();
-                    ::raise(number);
+                    static_cast<void>(::raise(number));
                 }
                 continue;
             }
