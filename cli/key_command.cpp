@@ -48,7 +48,7 @@ Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
         return Zennet::openKey(uri, KeyClass::privateKey, [&](auto whose) { return answer = secret(whose); });
     } catch (const Platform::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
-        return Zennet::openKey(uri, KeyClass::publicKey, [&](auto whose) { return answer ? answer : secret(whose); });
+        return Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
     }
 }
 

@@ -39,7 +39,8 @@ class Keys(CommandTest):
                 with open(self.path("public.pem"), "wb") as file:
                     file.write(other.export_to_pem())
                 self.assertEqual(self.text("key", "show", "public.pem"), shown.replace("private", "public"))
-                self.assertEqual(self.text("key", "show", "--public", kind + ".pem"), shown.replace("private", "public"))
+                self.assertEqual(self.text("key", "show", "--public", kind + ".pem"),
+                                 shown.replace("private", "public"))
 
     def test_a_key_is_never_replaced_and_one_that_cannot_be_made_leaves_no_file(self):
         self.succeed("key", "new", "P-256", "key.pem")
@@ -49,7 +50,8 @@ class Keys(CommandTest):
         self.refuse(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
                     "key", "new", "P-256", "none/key.pem")
         kinds = f"The kind of key is none of {' '.join(KINDS)}."
-        for kind in ("RSA-1024", "pkcs11:token=t?pin-value=1234"):  # a URI in the wrong place, whose PIN is not repeated
+        # A URI in the wrong place may hold a PIN, which is not repeated.
+        for kind in ("RSA-1024", "pkcs11:token=t?pin-value=1234"):
             self.refuse(2, kinds, "key", "new", kind, "small.pem")
         for option in ("--secret-file=", "--encrypt"):  # an unset variable is no "unencrypted, please"
             self.assertNotEqual(self.run_command("key", "new", "P-256", "small.pem", option).returncode, 0)
@@ -69,7 +71,8 @@ class Keys(CommandTest):
         self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
         self.refuse(4, "The passphrase is longer than 1024 bytes.", "key", "new", "P-256", "long.pem", "--secret-file",
                     self.path("long.txt", "x" * 1025))
-        self.refuse(3, 'Cannot read "/dev/zero": It is too long.', "key", "show", "key.pem", "--secret-file", "/dev/zero")
+        self.refuse(3, 'Cannot read "/dev/zero": It is too long.', "key", "show", "key.pem",
+                    "--secret-file", "/dev/zero")
         self.refuse(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
                     "--secret-file", "none.txt")
 
@@ -88,6 +91,8 @@ class Keys(CommandTest):
         self.assertEqual(os.listdir(self.folder), ["key0.pem"])
         terminal = Terminal("key", "show", "key0.pem", folder=self.folder, env={"NO_COLOR": "1"})
         terminal.answer('The passphrase of "key0.pem": ', "open sesame")
+        terminal.wait_for("thumbprint")
+        self.assertTrue(termios.ECHO & termios.tcgetattr(terminal.master)[3])
         code, shown = terminal.finish()
         self.assertEqual(code, 0)
         self.assertIn("curve       P-256", shown)
@@ -130,7 +135,8 @@ class Tokens(CommandTest):
         with open(configuration, "w", encoding="ascii") as file:
             file.write(f"directories.tokendir = {cls.keys}/tokens\nlog.level = ERROR\n")
         cls.environment = {"SOFTHSM2_CONF": configuration}
-        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234", "--so-pin", "5678"],
+        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234",
+                        "--so-pin", "5678"],
                        env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
         with open(os.path.join(cls.keys, "pin.txt"), "w", encoding="ascii") as file:
             file.write("1234\n")

@@ -61,8 +61,8 @@ class Messages(CommandTest):
         theirs.add_signature(self.jwk("sign"), None, json.dumps({"alg": "PS384", "kid": "s"}))
         theirs = JWE(theirs.serialize(compact=True), json.dumps({"alg": "RSA-OAEP", "enc": "A256GCM", "kid": "e"}))
         theirs.add_recipient(self.jwk("decrypt"))
-        self.assertEqual(self.text(*self.decoding("--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM"),
-                                   stdin=theirs.serialize(compact=True)), "from another")
+        algorithms = ("--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM")
+        self.assertEqual(self.text(*self.decoding(*algorithms), stdin=theirs.serialize(compact=True)), "from another")
 
     def test_each_failure_has_its_exit_code_and_writes_nothing(self):
         token = self.encode("secret").decode()
@@ -88,7 +88,8 @@ class Messages(CommandTest):
                  "Algorithm 'none' is not supported for signing/verifying data.\n"),
                 (self.decoding("--jwe-alg", "RSA1_5"), token, 2,
                  "RSA1_5 algorithm is not supported for key management.\n"),
-                (self.decoding(peer="none"), token, 3, f'Cannot read "{self.key("none")}": No such file or directory.\n'),
+                (self.decoding(peer="none"), token, 3,
+                 f'Cannot read "{self.key("none")}": No such file or directory.\n'),
                 (self.decoding(peer="sign.pem"), token, 4, "cannotDecodeJWK("),
                 (self.decoding("none"), "", 3, 'Cannot read "none": No such file or directory.\n'),
                 (self.decoding(own="enc/RSA-OAEP:e=decrypt.pem"), token, 2,
@@ -106,7 +107,8 @@ class Messages(CommandTest):
         encoding = ("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--encrypt-to", "e")
         for header, error in (("nothing", "is not a header parameter in the form NAME=VALUE."),
                               ("=x", "is not a header parameter in the form NAME=VALUE."),
-                              ("alg=none", "is for another option to say."), ("kid=z", "is for another option to say.")):
+                              ("alg=none", "is for another option to say."),
+                              ("kid=z", "is for another option to say.")):
             self.refuse(2, f'"{header}" {error}', *encoding, "--jws-header", header)
         self.refuse(2, '"a=2" gives a header parameter for the second time.', *encoding, "--jwe-header", "a=1",
                     "--jwe-header", "a=2")

@@ -42,7 +42,8 @@ class Sets(CommandTest):
         for specs, code, error in (
                 ([f"sig/ES256:a={rsa}"], 4, 'The key "sig/ES256:a" (RSA 2048) does not fit its algorithm.'),
                 ([f"enc/RS256:a={rsa}"], 4, 'The key "enc/RS256:a" (RSA 2048) does not fit its algorithm.'),
-                (["enc:a=" + self.key("secp256k1.pem")], 4, 'The key "enc:a" (secp256k1) fits no algorithm of its use.'),
+                (["enc:a=" + self.key("secp256k1.pem")], 4,
+                 'The key "enc:a" (secp256k1) fits no algorithm of its use.'),
                 ([f"sig:a={rsa}", f"sig:a={rsa}"], 4, 'The key "sig:a" (RSA 2048) has the id and the use of another.'),
                 ([f"sig/FOO:a={rsa}"], 2, f'"sig/FOO:a" {form}the algorithm is not known.'),
                 ([f"sig:={rsa}"], 2, f'"sig:" {form}the key id is no text.'),
@@ -87,7 +88,8 @@ class Sets(CommandTest):
                 (private, "It holds a private key."),
                 ({"kty": "oct", "k": "AAAA"}, "It holds a private key."),
                 ({**rsa, "qi": "AA"}, "It holds a private key."),
-                ({**self.read("set-k1")["keys"][1], "use": "enc"}, "No algorithm takes a key of this kind for this use."),
+                ({**self.read("set-k1")["keys"][1], "use": "enc"},
+                 "No algorithm takes a key of this kind for this use."),
                 ({**self.read("set-k1")["keys"][1], "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
@@ -98,7 +100,8 @@ class Sets(CommandTest):
                     self.assertIn("  " + verdict + "\n", shown)
         bare = {member: rsa[member] for member in ("kty", "n", "e")}
         passed_over = 'Its "use" is neither sig nor enc: encode and decode pass it over.'
-        for keys, remark in (([bare], 'It has no "kid".'), ([{**rsa, "kid": 7}], 'It has no "kid".'), ([bare], passed_over),
+        for keys, remark in (([bare], 'It has no "kid".'), ([{**rsa, "kid": 7}], 'It has no "kid".'),
+                             ([bare], passed_over),
                              ([{**bare, "use": "x"}], passed_over), ([{**bare, "use": "sig_enc"}], passed_over),
                              ([rsa, {**ec, "kid": "rsa"}], 'Another key has its "kid" for the same use.'),
                              ([rsa, {**bare, "kid": "rsa"}], 'Another key has its "kid" for the same use.')):

@@ -74,7 +74,8 @@ class Shell(CommandTest):
 
     def test_zsh_completes(self):
         # The two functions that completion ends in, as those of a shell without a terminal.
-        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; _files() {{ print files; }}; ' \
+        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; ' \
+                 '_files() { print files; }; ' \
                  f'words=("$@"); CURRENT=$#; . {SOURCE}/completions/_torvane'
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["zsh", "-f", "-c", script, "zsh", "torvane", *line.split(" ")], capture_output=True,
