@@ -19,7 +19,7 @@ namespace {
 using Platform::ByteBuffer;
 using Platform::ByteView;
 
-constexpr std::size_t step = std::size_t{1} << 20;
+constexpr std::size_t pieceSize = std::size_t{1} << 20;
 constexpr std::size_t longestSecretFile = std::size_t{64} << 10;
 
 bool isStandardStream(const std::string& path) noexcept {
@@ -66,8 +66,8 @@ Buffer readAll(const std::string& path, std::size_t longest) {
     Progress progress("reading");
     Buffer content;
     for (std::size_t size = 0;;) {
-        if (content.size() - size < step) content.resize(size + size / 2 + step);
-        const auto count = ::read(file.number(), content.data() + size, step);
+        if (content.size() - size < pieceSize) content.resize(size + size / 2 + pieceSize);
+        const auto count = ::read(file.number(), content.data() + size, pieceSize);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) failWithErrno("read", path);
         size += static_cast<std::size_t>(count);
@@ -85,7 +85,7 @@ bool writeAll(int descriptor, ByteView content) {
     Progress progress("writing");
     for (std::size_t written = 0; written < content.size();) {
         const auto rest = content.subspan(written);
-        const auto count = ::write(descriptor, rest.data(), std::min(rest.size(), step));
+        const auto count = ::write(descriptor, rest.data(), std::min(rest.size(), pieceSize));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         written += static_cast<std::size_t>(count);

@@ -38,7 +38,10 @@ class HiddenInput {
         if (tty_ < 0 || ::tcgetattr(tty_, &before_) != 0) return;
         struct sigaction note {};
         note.sa_handler = noteSignal;
-        for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &note, &handlers_[i]);
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            ::sigaction(signals[i], &note, &handlers_[i]);
+            if (handlers_[i].sa_handler == SIG_IGN) ::sigaction(signals[i], &handlers_[i], nullptr);
+        }
         auto hidden = before_;
         hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         isHidden_ = true;

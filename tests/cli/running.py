@@ -3,6 +3,7 @@ import os
 import pty
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -76,6 +77,8 @@ class Terminal:
         self.process, self.master = pty.fork()
         if self.process == 0:
             os.chdir(folder)
+            for number in (signal.SIGINT, signal.SIGQUIT):  # a run in the background ignores them
+                signal.signal(number, signal.SIG_DFL)
             if stdin is not None:
                 os.dup2(stdin, 0)
             os.execvpe(TORVANE, [TORVANE, *arguments], {**ENVIRONMENT, **(env or {})})
