@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <poll.h>
 #include <string>
 #include <termios.h>
 #include <unistd.h>
@@ -36,6 +37,11 @@ class HiddenInput {
   public:
     HiddenInput() noexcept : tty_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
         if (tty_ < 0 || ::tcgetattr(tty_, &before_) != 0) return;
+        // Held back but while it waits, so that none slips in between looking for one and waiting.
+        sigset_t held;
+        ::sigemptyset(&held);
+        for (const int number : signals) ::sigaddset(&held, number);
+        ::sigprocmask(SIG_BLOCK, &held, &mask_);
         struct sigaction note {};
         note.sa_handler = noteSignal;
         for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -61,14 +67,15 @@ class HiddenInput {
         print(question);
         SecretBuffer answer;
         for (unsigned char c = 0;;) {
-            const auto count = ::read(tty_, &c, 1);
-            if (count < 0 && errno == EINTR) {
+            pollfd input{tty_, POLLIN, 0};
+            if (::ppoll(&input, 1, nullptr, &mask_) < 0 && errno == EINTR) {
                 if (const int number = std::exchange(signalled, 0); number != 0) {
                     restore();
                     static_cast<void>(::raise(number));
                 }
                 continue;
             }
+            const auto count = ::read(tty_, &c, 1);
             if (count <= 0 || c == '\n') {
                 print("\n");
                 return count <= 0 && answer.empty() ? std::nullopt : std::optional(std::move(answer));
@@ -84,12 +91,14 @@ class HiddenInput {
         if (!std::exchange(isHidden_, false)) return;
         ::tcsetattr(tty_, TCSAFLUSH, &before_);
         for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &handlers_[i], nullptr);
+        ::sigprocmask(SIG_SETMASK, &mask_, nullptr);
     }
 
     void print(std::string_view text) const noexcept { static_cast<void>(!::write(tty_, text.data(), text.size())); }
 
     int tty_;
     termios before_{};
+    sigset_t mask_{};
     std::array<struct sigaction, signals.size()> handlers_{};
     bool isHidden_ = false;
 };
