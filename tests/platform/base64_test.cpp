@@ -30,10 +30,29 @@ TEST(Base64url, EveryLengthGoesThereAndBackByOneTextOnly) {
     }
 }
 
+TEST(Base64url, IsTheSameWhereverInMemoryItIsAndToTheLastByte) {
+    std::mt19937 random(20240301);
+    for (std::size_t size = 0; size <= 300; ++size) {
+        ByteBuffer bytes(size);
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+        const auto text = Testing::naiveBase64url(bytes);
+        // Nothing is to spare behind them.
+        for (std::size_t offset = 0; offset < 32; ++offset) {
+            SCOPED_TRACE(std::to_string(size) + " bytes at " + std::to_string(offset));
+            ByteBuffer movedBytes(offset + size), movedText(offset + text.size());
+            std::copy(bytes.begin(), bytes.end(), movedBytes.begin() + static_cast<std::ptrdiff_t>(offset));
+            std::copy(text.begin(), text.end(), movedText.begin() + static_cast<std::ptrdiff_t>(offset));
+            ASSERT_EQ(encodeBase64url(ByteView(movedBytes).subspan(offset)), text);
+            ASSERT_EQ(decodeBase64url(asText(movedText).substr(offset)), bytes);
+            ASSERT_TRUE(isBase64url(asText(movedText).substr(offset)));
+        }
+    }
+}
+
 TEST(Base64url, RefusesEveryByteOutsideTheAlphabetAndEveryUnusedBitAtEveryPlace) {
     // A length, and how many values its last character can have; any other can have 64.
-    const std::pair<std::size_t, int> cases[] = {{1, 0}, {2, 4},  {3, 16}, {4, 64},  {5, 0},
-                                                 {6, 4}, {7, 16}, {8, 64}, {43, 16}, {44, 64}};
+    const std::pair<std::size_t, int> cases[] = {{1, 0},  {2, 4},  {3, 16},  {4, 64},  {5, 0},   {6, 4},
+                                                 {7, 16}, {8, 64}, {43, 16}, {44, 64}, {96, 64}, {127, 16}};
     for (const auto& [length, accepted] : cases) {
         for (std::size_t place = 0; place < length; ++place) {
             SCOPED_TRACE(std::to_string(length) + " characters, place " + std::to_string(place));

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "torvane/platform/crypto/declassified.hpp"
+#include "torvane/platform/services/base64_kernel.hpp"
 
 namespace Platform {
 namespace {
@@ -49,6 +50,8 @@ constexpr std::uint32_t maskOfRange(std::uint32_t x, std::uint32_t first, std::u
 
 // base64url by arithmetic: for secrets, since the cache remembers which part of a table was read.
 struct Arithmetic {
+    static constexpr bool hasKernel = false;
+
     struct Range {
         char first, last;
         std::uint32_t value;
@@ -82,11 +85,15 @@ struct Arithmetic {
 };
 
 struct UrlTables {
+    static constexpr bool hasKernel = true;
+
     static std::uint32_t valueAt(std::size_t place, unsigned char c) noexcept { return urlValues[place][c]; }
     static Pair pairOf(std::uint32_t group) noexcept { return urlPairs[group]; }
 };
 
 struct StandardTables {
+    static constexpr bool hasKernel = false;
+
     static Pair pairOf(std::uint32_t group) noexcept { return standardPairs[group]; }
 };
 
@@ -100,6 +107,11 @@ Char* encode(ByteView bytes, Char* out) noexcept {
     };
     const std::uint8_t* in = bytes.data();
     const std::uint8_t* const end = in + bytes.size();
+    if constexpr (Alphabet::hasKernel) {
+        const auto done = Base64Kernel::encode(in, bytes.size(), reinterpret_cast<std::uint8_t*>(out));
+        in += done;
+        out += done / 3 * 4;
+    }
     for (; end - in >= 3; in += 3) {
         const std::uint32_t group = std::uint32_t{in[0]} << 16 | std::uint32_t{in[1]} << 8 | in[2];
         put(group >> 12);
@@ -130,6 +142,11 @@ std::optional<Buffer> decode(std::string_view text) {
     auto* out = bytes.data();
     const auto* in = reinterpret_cast<const unsigned char*>(text.data());
     const auto* const end = in + (text.size() - rest);
+    if constexpr (Alphabet::hasKernel) {
+        const auto done = Base64Kernel::decode(in, text.size() - rest, out);
+        in += done;
+        out += done / 4 * 3;
+    }
 
     // One look at the end serves for all: a character outside the alphabet leaves its bit in `seen`.
     std::uint32_t seen = 0, unused = 0;
@@ -180,8 +197,9 @@ std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) {
 bool isBase64url(std::string_view text) noexcept {
     const std::size_t rest = text.size() % 4;
     if (rest == 1) return false;
+    const auto known = Base64Kernel::countValid(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     std::uint32_t seen = 0;
-    for (const char c : text) seen |= urlValues[3][static_cast<unsigned char>(c)];
+    for (const char c : text.substr(known)) seen |= urlValues[3][static_cast<unsigned char>(c)];
     if ((seen & notInAlphabet) != 0) return false;
     const std::uint32_t unusedBits = rest == 2 ? 0xF : rest == 3 ? 0x3 : 0;
     return rest == 0 || (urlValues[3][static_cast<unsigned char>(text.back())] & unusedBits) == 0;
