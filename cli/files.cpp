@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -94,24 +95,24 @@ bool writeAll(int descriptor, ByteView content) {
     return true;
 }
 
-// What is there and no ordinary file (a device, a pipe) is written to and not replaced.
-bool isToBeReplaced(const std::string& path) noexcept {
+// Of the file that is to be replaced, or as a new one has it. Nothing for what is there and no ordinary file (a device,
+// a pipe, a link): that is written to, and not replaced.
+std::optional<mode_t> modeOfReplacement(const std::string& path) noexcept {
     struct stat status {};
-    return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
-}
-
-mode_t usualMode() noexcept {
+    if (::lstat(path.c_str(), &status) == 0) {
+        return S_ISREG(status.st_mode) ? std::optional(status.st_mode & 07777) : std::nullopt;
+    }
     const auto mask = ::umask(0);
     ::umask(mask);
     return 0666 & ~mask;
 }
 
 // Beside the file, and then in its place.
-void replaceFile(const std::string& path, ByteView content) {
+void replaceFile(const std::string& path, mode_t mode, ByteView content) {
     auto beside = path + ".XXXXXX";
     const Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
     if (file.number() < 0) failWithErrno("write", path);
-    if (!writeAll(file.number(), content) || ::fchmod(file.number(), usualMode()) != 0 ||
+    if (!writeAll(file.number(), content) || ::fchmod(file.number(), mode) != 0 ||
         ::rename(beside.c_str(), path.c_str()) != 0) {
         const int reason = errno;
         ::unlink(beside.c_str());
@@ -139,8 +140,10 @@ Platform::SecretBuffer readSecretFile(const std::string& path) {
 }
 
 void writeOutput(const std::string& path, ByteView content) {
-    if (!isStandardStream(path) && isToBeReplaced(path)) return replaceFile(path, content);
-    const Descriptor file(isStandardStream(path) ? STDOUT_FILENO : ::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const bool isFile = !isStandardStream(path);
+    if (const auto mode = isFile ? modeOfReplacement(path) : std::nullopt) return replaceFile(path, *mode, content);
+    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+    const Descriptor file(isFile ? ::open(path.c_str(), flags, 0666) : STDOUT_FILENO);
     if (file.number() < 0 || !writeAll(file.number(), content)) failWithErrno("write", path);
 }
 

@@ -122,7 +122,7 @@ JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
 // A set as such: each key may be good, and the library refuse them together.
 void requireSet(ByteView text) {
     try {
-        keySetFrom(text);
+        [[maybe_unused]] const JsonWebKeySet set(text);
     } catch (const Platform::Error& error) {
         throw Failure(ExitCode::key, "As a set encode and decode refuse it: " + error.errorDescription());
     }
@@ -226,7 +226,7 @@ void selectKeys(const SelectOptions& options) {
     }
     // One at a time, so that what is found is written as it came.
     const auto text = readInput(options.input);
-    const auto set = keySetFrom(text);
+    const JsonWebKeySet set(text);
     const auto entries = entriesFrom(text);
     JSONValue::List found;
     for (std::size_t i = 0; i < set.jwks.size(); ++i) {

@@ -46,7 +46,8 @@ SetEntry entryOf(const JSONValue& element) {
         entry.members = *members;
         const auto key = keyOf(*members);
         entry.thumbprint = key.thumbprint();
-        entry.key = members->contains("kid") ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
+        const bool hasId = Platform::stringMember(*members, "kid") != nullptr;
+        entry.key = hasId ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
     } catch (const Platform::Error&) {
         entry.refusal = std::current_exception();
     }
@@ -94,10 +95,6 @@ JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::Sec
         }
     }
     return keys;
-}
-
-JsonWebKeySet keySetFrom(ByteView text) {
-    return JsonWebKeySet(text);
 }
 
 std::vector<SetEntry> entriesFrom(ByteView text) {

@@ -29,9 +29,6 @@ Torvane::JsonWebKey asJsonWebKey(const Zennet::Key& key, Torvane::JWKUse use, co
 /// @throws Failure, and what the library throws.
 Torvane::JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::SecretSource& secret);
 
-/// Reads a JWK Set as the library does: one bad key refuses all.
-Torvane::JsonWebKeySet keySetFrom(Platform::ByteView text);
-
 /// One key of a set by itself.
 struct SetEntry {
     Platform::JSONValue::Object members;

@@ -37,7 +37,7 @@ std::optional<std::string> unlessEmpty(const std::string& text) {
 JOSEHelper helperFrom(const MessageOptions& options) {
     JOSEHelper::Builder builder;
     builder.setSenderJwkSet(ownKeys(options.own, secretSource(options.secretFile)), unlessEmpty(options.signWith))
-        .setRecipientJwkSet(keySetFrom(readInput(options.peer)), unlessEmpty(options.encryptTo));
+        .setRecipientJwkSet(JsonWebKeySet(readInput(options.peer)), unlessEmpty(options.encryptTo));
     if (!options.jwsAlgorithm.empty()) builder.setJWSAlgorithm(options.jwsAlgorithm);
     if (!options.keyManagementAlgorithm.empty()) {
         builder.setJWEKeyManagementAlgorithm(options.keyManagementAlgorithm);

@@ -145,6 +145,16 @@ class Messages(CommandTest):
             done = subprocess.run([TORVANE, "jwks", "list", self.key("set")], stdout=full, stderr=subprocess.PIPE,
                                   env=ENVIRONMENT, timeout=60)
         self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream.\n"))
+        # A file stays as private as it was, and a link is a link.
+        os.chmod(self.path("private", "x" * 9000), 0o600)
+        os.symlink("private", self.path("link"))
+        for name in ("private", "link"):
+            self.succeed(*self.decoding("-o", name), stdin=self.encode(name))
+            with open(self.path("private"), encoding="ascii") as file:
+                self.assertEqual((file.read(), os.fstat(file.fileno()).st_mode & 0o777), (name, 0o600))
+        self.assertTrue(os.path.islink(self.path("link")))
+        os.remove(self.path("private"))
+        os.remove(self.path("link"))
         # What was there stays, whole, and nothing beside it.
         self.path("out", "before")
         done = subprocess.run([TORVANE, *self.decoding("-o", "out")], input=self.encode(bytes(5000)), env=ENVIRONMENT,
