@@ -17,8 +17,8 @@ Platform::ByteBuffer readInput(const std::string& path);
 /// @throws Failure
 Platform::SecretBuffer readSecretFile(const std::string& path);
 
-/// To a file, or to standard output for "-" and for no name. A file is replaced when all is written, under its old mode,
-/// and else as it was; a link, device or pipe is written to.
+/// To a file, or to standard output for "-" and for no name. A file is replaced when all is written, with the mode that
+/// it had, and is else as it was; a link, device or pipe is written to.
 /// @throws Failure
 void writeOutput(const std::string& path, Platform::ByteView content);
 
