@@ -1,13 +1,20 @@
 #include "torvane/jwe/jwe_decrypter.hpp"
 
 #include "torvane/jwe/coder_making.hpp"
-#include "torvane/platform/jose/jwe.hpp"
 
 namespace Torvane {
 namespace {
 
 JOSE::Decrypter decrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& key) {
     return makeJweCoderForJwk<JOSE::Decrypter>(algorithms, key, Zennet::KeyClass::privateKey, "decrypter");
+}
+
+JOSE::ReceivedJWE received(ByteView jweData) {
+    try {
+        return JOSE::ReceivedJWE(jweData);
+    } catch (...) {
+        throw JOSEError::JWEDecrypterError(std::current_exception());
+    }
 }
 
 }  // namespace
@@ -28,8 +35,12 @@ JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
     : decrypter_(decrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), jwk_(jwk) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
+    return decryptJWE(received(jweData));
+}
+
+ByteBuffer JWEDecrypter::decryptJWE(JOSE::ReceivedJWE&& jwe) const {
     try {
-        return JOSE::ReceivedJWE(jweData).decrypt(decrypter_).data();
+        return std::move(jwe).decrypt(decrypter_).data();
     } catch (...) {
         throw JOSEError::JWEDecrypterError(std::current_exception());
     }

@@ -8,6 +8,7 @@
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
+#include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 #include "torvane/support/vocabulary.hpp"
 
@@ -54,6 +55,7 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         Platform::SecurityError when the key store fails.
     ByteBuffer decryptJWE(ByteView jweData) const;
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
+    ByteBuffer decryptJWE(JOSE::ReceivedJWE&& jwe) const;
     /// @}
 
   private:

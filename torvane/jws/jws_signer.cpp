@@ -4,7 +4,8 @@
 
 namespace Torvane {
 
-JOSE::JWS JWSSigner::signedJWS(ByteView payload, const std::optional<StringMap>& headerParams) const {
+template <class Signed>
+Signed JWSSigner::made(ByteView payload, const std::optional<StringMap>& headerParams) const {
     try {
         const JOSE::JWSHeader header(jwsAlgorithm_, headerParams, jwk_.keyId());
         return {header, payload, makeJwsCoder<JOSE::Signer>(jwsAlgorithm_, jwk_.key(), "signer")};
@@ -14,11 +15,15 @@ JOSE::JWS JWSSigner::signedJWS(ByteView payload, const std::optional<StringMap>&
 }
 
 ByteBuffer JWSSigner::signJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return signedJWS(payload, headerParams).compactSerializedData();
+    return made<JOSE::JWS>(payload, headerParams).compactSerializedData();
+}
+
+JOSE::SignedPayload JWSSigner::signPayload(ByteView payload, const std::optional<StringMap>& headerParams) const {
+    return made<JOSE::SignedPayload>(payload, headerParams);
 }
 
 ByteBuffer JWSSigner::sign(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return signedJWS(payload, headerParams).signature();
+    return signPayload(payload, headerParams).signature();
 }
 
 }  // namespace Torvane

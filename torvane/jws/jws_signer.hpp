@@ -36,11 +36,17 @@ class TORVANE_EXPORT JWSSigner {
     ///         reason why the header was refused or the key store failed.
     ByteBuffer signJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
+    /// The same JWS for JWEEncrypter, which writes it while it encrypts it. The payload is not copied and has to stay
+    /// where it is until then.
+    JOSE::SignedPayload signPayload(ByteView payload,
+                                    const std::optional<StringMap>& headerParams = std::nullopt) const;
+
     /// The signature alone, of the same JWS: raw bytes, as long as RFC 7518, section 3, has them.
     ByteBuffer sign(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
   private:
-    JOSE::JWS signedJWS(ByteView payload, const std::optional<StringMap>& headerParams) const;
+    template <class Signed>
+    Signed made(ByteView payload, const std::optional<StringMap>& headerParams) const;
 
     JOSE::SignatureAlgorithm jwsAlgorithm_;
     JsonWebKey jwk_;

@@ -1,13 +1,26 @@
 #include "torvane/jws/jws_verifier.hpp"
 
 #include "torvane/jws/coder_making.hpp"
-#include "torvane/platform/jose/jws.hpp"
 
 namespace Torvane {
+namespace {
+
+JOSE::ReceivedJWS received(ByteView jwsData) {
+    try {
+        return JOSE::ReceivedJWS(jwsData);
+    } catch (...) {
+        throw JOSEError::JWSVerificationError(std::current_exception());
+    }
+}
+
+}  // namespace
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
+    return verifyJWS(received(jwsData));
+}
+
+ByteBuffer JWSVerifier::verifyJWS(JOSE::ReceivedJWS&& jws) const {
     try {
-        JOSE::ReceivedJWS jws(jwsData);
         const auto verifier = makeJwsCoder<JOSE::Verifier>(jwsAlgorithm_, jwk_.key(), "verifier");
         return std::move(jws).validate(verifier).data();
     } catch (...) {

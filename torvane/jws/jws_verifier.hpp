@@ -6,6 +6,7 @@
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/jose/jws.hpp"
 #include "torvane/support/vocabulary.hpp"
 
 namespace Torvane {
@@ -27,11 +28,13 @@ class TORVANE_EXPORT JWSVerifier {
     /// @{
     /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm()
     /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is looked at.
+    /// A JWS that has been read already keeps its payload when it does not verify, to be tried with another key.
     /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or does not
     ///         verify, around missingKey for a key without what the algorithm needs, or around
     ///         invalidKeyFormat for one that does not fit it.
     ByteBuffer verifyJWS(ByteView jwsData) const;
     ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
+    ByteBuffer verifyJWS(JOSE::ReceivedJWS&& jws) const;
     /// @}
 
   private:

@@ -1,6 +1,8 @@
 #include "torvane/messaging/jose_helper.hpp"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "torvane/jwe/jwe_decrypter.hpp"
@@ -33,10 +35,12 @@ namespace {
 // RSA keys only, whatever the algorithms say. Without an id, keys of every id.
 std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std::optional<std::string>& keyId,
                                  KeyClass keyClass) {
-    return set.findKeysFor({{"use", JSONValue::opaque(use)},
-                            {"kty", JSONValue::opaque(Zennet::KeyType::RSA2048Key)},
-                            {"kid", keyId ? JSONValue(*keyId) : JSONValue()}},
-                           keyClass);
+    std::vector<JsonWebKey> found;
+    std::copy_if(set.jwks.begin(), set.jwks.end(), std::back_inserter(found), [&](const JsonWebKey& key) {
+        return key.key().keyClass() == keyClass && key.key().keyType() == Zennet::KeyType::RSA2048Key &&
+               key.use() == use && (!keyId || key.keyId() == *keyId);
+    });
+    return found;
 }
 
 // Exactly one key that passes the test; several are as wrong as none.
@@ -53,12 +57,37 @@ JOSE::SignatureAlgorithm signatureAlgorithmNamed(const std::string& name) {
     return *algorithm;
 }
 
+std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
+    const auto* keyId = Platform::stringMember(header, "kid");
+    return keyId ? std::optional(*keyId) : std::nullopt;
+}
+
 // The header's "kid". A header that cannot be read, or has none, is no error: the lookup then goes without an id.
 std::optional<std::string> extractKeyId(ByteView compactSerialization) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
     const auto header = JsonWebStructure::headerOf(text);
-    const auto* keyId = header ? Platform::stringMember(*header, "kid") : nullptr;
-    return keyId ? std::optional(*keyId) : std::nullopt;
+    return header ? keyIdIn(*header) : std::nullopt;
+}
+
+// A token that is in order is read once. From any other these give nothing, and it is read again by those who say,
+// each at its turn, what is wrong with it.
+
+std::optional<JOSE::ReceivedJWE> readJWE(ByteView token) {
+    try {
+        JOSE::ReceivedJWE jwe(token);
+        if (!jwe.hasEmptyPart()) return jwe;
+    } catch (const std::exception&) {
+    }
+    return std::nullopt;
+}
+
+// Takes the text over when it gives something.
+std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& token) {
+    try {
+        return JOSE::ReceivedJWS(std::move(token));
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
 }
 
 }  // namespace
@@ -71,39 +100,43 @@ ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const auto encryptionKey = onlyKey(findKeys(recipientJwkSet, JWKUse::JWK_ENC, encryptionKeyId, KeyClass::publicKey),
                                        true, "Must provide recipient's public key to encrypt JWTs.");
 
-    auto jws = JWSSigner(signatureAlgorithmNamed(signerAlgorithm), signingKey).signJWT(rawMessage, jwsHeaders);
-    const Platform::WipeOnExit wipeJws(jws);
+    const auto jws =
+        JWSSigner(signatureAlgorithmNamed(signerAlgorithm), signingKey).signPayload(rawMessage, jwsHeaders);
     const JWEEncrypter encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, *encryptionKey.key().keyRef(),
                                  encryptionKeyId);
-    return encrypter.encryptJWT(jws, jweHeaders, true);
+    return encrypter.encryptJWT(jws, jweHeaders);
 }
 
 ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
     const auto& configuration = *configuration_;
-    const auto decryptionKey = onlyKey(
-        findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, extractKeyId(encodedMessage), KeyClass::privateKey), true,
-        "Must provide sender's private key to decrypt JWTs.");
+    auto jwe = readJWE(encodedMessage);
+    const auto recipientId = jwe ? keyIdIn(jwe->header().parameters()) : extractKeyId(encodedMessage);
+    const auto decryptionKey =
+        onlyKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, recipientId, KeyClass::privateKey), true,
+                "Must provide sender's private key to decrypt JWTs.");
     const JWEDecrypter decrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                  *decryptionKey.key().keyRef());
-    auto jws = decrypter.decryptJWE(encodedMessage);
-    const Platform::WipeOnExit wipeJws(jws);
+    auto jwsText = jwe ? decrypter.decryptJWE(*std::move(jwe)) : decrypter.decryptJWE(encodedMessage);
+    const Platform::WipeOnExit wipeJws(jwsText);
 
+    auto jws = readJWS(jwsText);
+    const auto signerId = jws ? keyIdIn(jws->header().parameters()) : extractKeyId(jwsText);
     const auto verificationKeys =
-        findKeys(configuration.recipientJwkSet, JWKUse::JWK_SIG, extractKeyId(jws), KeyClass::publicKey);
+        findKeys(configuration.recipientJwkSet, JWKUse::JWK_SIG, signerId, KeyClass::publicKey);
     if (verificationKeys.empty()) {
         throw JOSEError::missingKey("Must provide recipient's public key to verify JWT signatures.");
     }
-    auto lastError = JOSEError::JWSVerificationError(
-        std::make_exception_ptr(JOSE::JOSESwiftError::verifyingFailed("Failed to verify JWT")));
     const auto algorithm = signatureAlgorithmNamed(configuration.signerAlgorithm);
     for (const auto& key : verificationKeys) {
+        const JWSVerifier verifier(algorithm, key);
         try {
-            return JWSVerifier(algorithm, key).verifyJWS(jws);
-        } catch (const JOSEError& error) {
-            lastError = error;
+            return jws ? verifier.verifyJWS(*std::move(jws)) : verifier.verifyJWS(jwsText);
+        } catch (const JOSEError&) {
+            if (&key == &verificationKeys.back()) throw;
         }
     }
-    throw JOSEError(lastError);
+    throw JOSEError::JWSVerificationError(
+        std::make_exception_ptr(JOSE::JOSESwiftError::verifyingFailed("Failed to verify JWT")));
 }
 
 JOSEHelper::Builder& JOSEHelper::Builder::addJwsHeaders(StringMap headers) {

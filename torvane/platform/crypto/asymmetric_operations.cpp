@@ -5,23 +5,7 @@
 namespace Platform::Crypto {
 namespace {
 
-PkeyContext newContext(EVP_PKEY* key) {
-    return PkeyContext(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr), "set up a key operation"));
-}
-
-void setScheme(EVP_PKEY_CTX* context, SignatureScheme scheme, HashFunction hash) {
-    check(EVP_PKEY_CTX_set_signature_md(context, evpDigest(hash)), "choose a hash function");
-    if (scheme == SignatureScheme::ECDSA) return;
-    const bool pss = scheme == SignatureScheme::RSA_PSS;
-    check(EVP_PKEY_CTX_set_rsa_padding(context, pss ? RSA_PKCS1_PSS_PADDING : RSA_PKCS1_PADDING), "choose a padding");
-    if (pss) check(EVP_PKEY_CTX_set_rsa_pss_saltlen(context, RSA_PSS_SALTLEN_DIGEST), "choose a salt length");
-}
-
-void setOaep(EVP_PKEY_CTX* context, HashFunction hash) {
-    check(EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING), "choose a padding");
-    check(EVP_PKEY_CTX_set_rsa_oaep_md(context, evpDigest(hash)), "choose a hash function");
-    check(EVP_PKEY_CTX_set_rsa_mgf1_md(context, evpDigest(hash)), "choose a hash function");
-}
+using Operation = Purpose::Operation;
 
 std::size_t bytes(int size) noexcept {
     return static_cast<std::size_t>(size);
@@ -61,52 +45,44 @@ ByteBuffer derFromRaw(ByteView raw) {
 
 }  // namespace
 
-ByteBuffer sign(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest) {
+ByteBuffer sign(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, ByteView digest) {
     const ErrorScope scope;
-    const auto context = newContext(key);
-    check(EVP_PKEY_sign_init(context.get()), "set up signing");
-    setScheme(context.get(), scheme, hash);
-    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    const auto context = key.context({Operation::sign, hash, scheme});
+    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     ByteBuffer signature(size);
     check(EVP_PKEY_sign(context.get(), signature.data(), &size, digest.data(), digest.size()), "sign");
     signature.resize(size);
-    if (scheme == SignatureScheme::ECDSA) signature = rawFromDer(signature, halfSize(key));
+    if (scheme == SignatureScheme::ECDSA) signature = rawFromDer(signature, halfSize(key.get()));
     // When memory runs out OpenSSL 3.0 may sign with a broken blinding, and says so in its error queue only.
     if (ERR_peek_error() != 0 && !verify(key, scheme, hash, digest, signature)) fail("sign");
     return signature;
 }
 
-bool verify(EVP_PKEY* key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) {
+bool verify(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) {
     const ErrorScope scope;
     const bool ecdsa = scheme == SignatureScheme::ECDSA;
-    if (ecdsa != (EVP_PKEY_is_a(key, "EC") == 1)) return false;
-    if (signature.size() != (ecdsa ? 2 * halfSize(key) : bytes(EVP_PKEY_get_size(key)))) return false;
-    const auto context = newContext(key);
-    check(EVP_PKEY_verify_init(context.get()), "set up verifying");
-    setScheme(context.get(), scheme, hash);
+    if (ecdsa != (EVP_PKEY_is_a(key.get(), "EC") == 1)) return false;
+    if (signature.size() != (ecdsa ? 2 * halfSize(key.get()) : bytes(EVP_PKEY_get_size(key.get())))) return false;
+    const auto context = key.context({Operation::verify, hash, scheme});
     const ByteBuffer der = ecdsa ? derFromRaw(signature) : ByteBuffer();
     const ByteView encoded = ecdsa ? ByteView(der) : signature;
     return EVP_PKEY_verify(context.get(), encoded.data(), encoded.size(), digest.data(), digest.size()) == 1;
 }
 
-ByteBuffer encryptOaep(EVP_PKEY* key, HashFunction hash, ByteView plaintext) {
+ByteBuffer encryptOaep(const PreparedKey& key, HashFunction hash, ByteView plaintext) {
     const ErrorScope scope;
-    const auto context = newContext(key);
-    check(EVP_PKEY_encrypt_init(context.get()), "set up encryption");
-    setOaep(context.get(), hash);
-    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    const auto context = key.context({Operation::encrypt, hash});
+    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     ByteBuffer ciphertext(size);
     check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
     return ciphertext;
 }
 
-std::optional<SecretBuffer> decryptOaep(EVP_PKEY* key, HashFunction hash, ByteView ciphertext) {
+std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction hash, ByteView ciphertext) {
     const ErrorScope scope;
-    std::size_t size = bytes(EVP_PKEY_get_size(key));
+    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     if (ciphertext.size() != size) return std::nullopt;
-    const auto context = newContext(key);
-    check(EVP_PKEY_decrypt_init(context.get()), "set up decryption");
-    setOaep(context.get(), hash);
+    const auto context = key.context({Operation::decrypt, hash});
     SecretBuffer plaintext(size);
     if (EVP_PKEY_decrypt(context.get(), plaintext.data(), &size, ciphertext.data(), ciphertext.size()) != 1) {
         if (scope.ranOutOfMemory()) fail("decrypt");
@@ -134,12 +110,11 @@ std::optional<SecretBuffer> decodeOaep(HashFunction hash, ByteView encoded) {
     return plaintext;
 }
 
-SecretBuffer agree(EVP_PKEY* key, EVP_PKEY* peer) {
+SecretBuffer agree(const PreparedKey& key, EVP_PKEY* peer) {
     const ErrorScope scope;
-    const auto context = newContext(key);
-    check(EVP_PKEY_derive_init(context.get()), "set up key agreement");
+    const auto context = key.context({Operation::agree});
     check(EVP_PKEY_derive_set_peer(context.get(), peer), "accept the peer's key");
-    SecretBuffer secret(halfSize(key));
+    SecretBuffer secret(halfSize(key.get()));
     std::size_t size = secret.size();
     check(EVP_PKEY_derive(context.get(), secret.data(), &size), "agree on a secret");
     return secret;

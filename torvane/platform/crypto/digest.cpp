@@ -15,6 +15,24 @@ ByteBuffer digest(HashFunction hash, ByteView data) {
     return result;
 }
 
+Digest::Digest(HashFunction hash) : size_(digestSize(hash)) {
+    const ErrorScope scope;
+    context_.reset(check(EVP_MD_CTX_new(), "set up a digest"));
+    check(EVP_DigestInit_ex2(context_.get(), evpDigest(hash), nullptr), "set up a digest");
+}
+
+void Digest::update(ByteView data) {
+    const ErrorScope scope;
+    check(EVP_DigestUpdate(context_.get(), data.data(), data.size()), "compute a digest");
+}
+
+ByteBuffer Digest::finish() {
+    const ErrorScope scope;
+    ByteBuffer result(size_);
+    check(EVP_DigestFinal_ex(context_.get(), result.data(), nullptr), "compute a digest");
+    return result;
+}
+
 Hmac::Hmac(HashFunction hash, ByteView key) : size_(digestSize(hash)) {
     const ErrorScope scope;
     const Mac mac(check(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr), "find HMAC"));

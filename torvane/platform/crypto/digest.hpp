@@ -12,6 +12,20 @@ namespace Platform::Crypto {
 /// The digest of one run of bytes.
 ByteBuffer digest(HashFunction hash, ByteView data);
 
+/// A digest of data that arrives in pieces, finished once.
+class Digest {
+  public:
+    explicit Digest(HashFunction hash);
+
+    void update(ByteView data);
+    /// digestSize(hash) bytes.
+    ByteBuffer finish();
+
+  private:
+    DigestContext context_;
+    std::size_t size_;
+};
+
 /// HMAC (RFC 2104), fed in pieces and finished once.
 class Hmac {
   public:

@@ -34,6 +34,7 @@ using Handle = std::unique_ptr<T, Deleter<Free>>;
 using Pkey = Handle<EVP_PKEY, EVP_PKEY_free>;
 using PkeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 using Mac = Handle<EVP_MAC, EVP_MAC_free>;
 using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using Kdf = Handle<EVP_KDF, EVP_KDF_free>;

@@ -29,10 +29,15 @@ std::array<std::string_view, Count> splitCompact(std::string_view text) {
     return pieces;
 }
 
+/// @throws JOSESwiftError parsingFailed, always.
+[[noreturn]] inline void refusePiece(std::string_view part) {
+    throw JOSESwiftError::parsingFailed("The " + std::string(part) + " is not valid base64url.");
+}
+
 /// @throws JOSESwiftError parsingFailed, naming the part, when the piece is not canonical unpadded base64url.
 inline Platform::ByteBuffer decodePiece(std::string_view piece, std::string_view part) {
     auto bytes = Platform::decodeBase64url(piece);
-    if (!bytes) throw JOSESwiftError::parsingFailed("The " + std::string(part) + " is not valid base64url.");
+    if (!bytes) refusePiece(part);
     return *std::move(bytes);
 }
 

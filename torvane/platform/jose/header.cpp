@@ -21,8 +21,10 @@ JSONValue::Object parsedHeader(Platform::ByteView json) {
     throw JOSESwiftError::parsingFailed("The header is not a JSON object.");
 }
 
-StringMap with(StringMap members, std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
-               std::optional<std::string> keyId) {
+JSONValue::Object with(const StringMap& additional,
+                       std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
+                       std::optional<std::string> keyId) {
+    auto members = Platform::toJSONObject(additional);
     for (const auto& [name, value] : overwriting) members[name] = value;
     if (keyId) members["kid"] = *std::move(keyId);
     return members;
@@ -64,8 +66,7 @@ void Header::check() const {
 
 JWSHeader::JWSHeader(SignatureAlgorithm algorithm, std::optional<StringMap> additionalHeaderParams,
                      std::optional<std::string> keyId)
-    : JWSHeader(Platform::toJSONObject(with(std::move(additionalHeaderParams).value_or(StringMap()),
-                                            {{"alg", rawValue(algorithm)}}, std::move(keyId)))) {}
+    : JWSHeader(with(additionalHeaderParams.value_or(StringMap()), {{"alg", rawValue(algorithm)}}, std::move(keyId))) {}
 
 JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {
     requireString("enc");
@@ -78,9 +79,8 @@ JWEHeader::JWEHeader(Platform::ByteView json) : Header(json) {
 JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
                      ContentEncryptionAlgorithm contentEncryptionAlgorithm, StringMap additionalHeaderParams,
                      std::optional<std::string> keyId)
-    : JWEHeader(Platform::toJSONObject(
-          with(std::move(additionalHeaderParams),
-               {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
-               std::move(keyId)))) {}
+    : JWEHeader(with(additionalHeaderParams,
+                     {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
+                     std::move(keyId))) {}
 
 }  // namespace JOSE

@@ -15,10 +15,8 @@ using Platform::ByteView;
 
 constexpr std::size_t aesBlockSize = 16;
 
-// How much is encrypted, authenticated and written as text at a time: small enough to stay in the cache,
-// whole AES blocks, and whole groups of base64url so that the text of consecutive pieces joins up.
-constexpr std::size_t pieceSize = 12288;
-static_assert(pieceSize % aesBlockSize == 0 && pieceSize % 3 == 0);
+// How much is encrypted, authenticated and written as text at a time: small enough to stay in the cache.
+constexpr std::size_t pieceSize = 8192;
 
 std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size_t plaintextSize) noexcept {
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
@@ -31,16 +29,41 @@ std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(const Conte
                            : Platform::Crypto::gcmEncryptor(key, iv, additionalData);
 }
 
-void appendCiphertext(ByteBuffer& compact, Platform::Crypto::ContentEncryptor& encryptor, ByteView plaintext) {
-    std::array<std::uint8_t, pieceSize + 2 * aesBlockSize> scratch;
-    for (; plaintext.size() > pieceSize; plaintext = plaintext.subspan(pieceSize)) {
-        const auto written = encryptor.update(plaintext.first(pieceSize), scratch);
-        Platform::appendBase64url(compact, ByteView(scratch).first(written));
+// Encrypts pieces of any size, and appends the ciphertext as text.
+class CiphertextWriter {
+  public:
+    CiphertextWriter(Platform::Crypto::ContentEncryptor& encryptor, ByteBuffer& compact) noexcept
+        : encryptor_(encryptor), compact_(compact) {}
+
+    void write(ByteView plaintext) {
+        while (!plaintext.empty()) {
+            const auto piece = plaintext.first(std::min(plaintext.size(), pieceSize));
+            pending_ += encryptor_.update(piece, free());
+            append(pending_ / 3 * 3);
+            plaintext = plaintext.subspan(piece.size());
+        }
     }
-    auto written = encryptor.update(plaintext, scratch);
-    written += encryptor.finish(std::span(scratch).subspan(written));
-    Platform::appendBase64url(compact, ByteView(scratch).first(written));
-}
+
+    void finish() {
+        pending_ += encryptor_.finish(free());
+        append(pending_);
+    }
+
+  private:
+    std::span<std::uint8_t> free() noexcept { return std::span(ciphertext_).subspan(pending_); }
+
+    void append(std::size_t size) {
+        Platform::appendBase64url(compact_, ByteView(ciphertext_).first(size));
+        std::copy_n(ciphertext_.begin() + static_cast<std::ptrdiff_t>(size), pending_ - size, ciphertext_.begin());
+        pending_ -= size;
+    }
+
+    Platform::Crypto::ContentEncryptor& encryptor_;
+    ByteBuffer& compact_;
+    // Begins with what is left of an unfinished group of three bytes.
+    std::array<std::uint8_t, pieceSize + 3 * aesBlockSize> ciphertext_;
+    std::size_t pending_ = 0;
+};
 
 // The header must name what the encrypter or decrypter was made for.
 template <class Coder>
@@ -60,9 +83,9 @@ void requireSize(ByteView part, std::size_t size, const char* name) {
     }
 }
 
-}  // namespace
-
-JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
+// A compact serialisation of what writePlaintext(sink) writes, `size` bytes.
+template <class Write>
+ByteBuffer encrypted(JWEHeader header, std::size_t size, const Encrypter& encrypter, Write writePlaintext) {
     requireAlgorithms(header, encrypter, "encrypter's");
     const auto content = parameters(encrypter.contentEncryptionAlgorithm());
     const auto contentKey = encrypter.newContentKey(header);
@@ -70,22 +93,36 @@ JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
     Platform::secRandomCopyBytes(iv);
 
     const auto headerText = header.jsonData();
-    compact_.reserve(Platform::base64urlSize(headerText.size()) +
-                     Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
-                     Platform::base64urlSize(ciphertextSize(content, payload.size())) +
-                     Platform::base64urlSize(content.tagSize) + componentCount - 1);
-    Platform::appendBase64url(compact_, headerText);
-    const auto encryptor = contentEncryptor(content, contentKey.key, iv, compact_);
-    const auto append = [this](ByteView part) {
-        compact_.push_back('.');
-        Platform::appendBase64url(compact_, part);
+    ByteBuffer compact;
+    compact.reserve(Platform::base64urlSize(headerText.size()) +
+                    Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
+                    Platform::base64urlSize(ciphertextSize(content, size)) + Platform::base64urlSize(content.tagSize) +
+                    JWE::componentCount - 1);
+    Platform::appendBase64url(compact, headerText);
+    const auto encryptor = contentEncryptor(content, contentKey.key, iv, compact);
+    const auto append = [&compact](ByteView part) {
+        compact.push_back('.');
+        Platform::appendBase64url(compact, part);
     };
     append(contentKey.encryptedKey);
     append(iv);
-    compact_.push_back('.');
-    appendCiphertext(compact_, *encryptor, payload);
+    compact.push_back('.');
+    CiphertextWriter writer(*encryptor, compact);
+    writePlaintext([&writer](ByteView piece) { writer.write(piece); });
+    writer.finish();
     append(encryptor->tag());
+    return compact;
 }
+
+}  // namespace
+
+JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter)
+    : compact_(encrypted(std::move(header), payload.size(), encrypter,
+                         [payload](const PieceSink& sink) { sink(payload); })) {}
+
+JWE::JWE(JWEHeader header, const SignedPayload& payload, const Encrypter& encrypter)
+    : compact_(encrypted(std::move(header), payload.compactSize(), encrypter,
+                         [&payload](const PieceSink& sink) { payload.writeTo(sink); })) {}
 
 ReceivedJWE::ReceivedJWE(ByteView compactSerialization)
     : ReceivedJWE(splitCompact<JWE::componentCount>(Platform::asText(compactSerialization))) {}
@@ -97,6 +134,11 @@ ReceivedJWE::ReceivedJWE(const Pieces& pieces)
       initializationVector_(decodePiece(pieces[2], "initialization vector")),
       ciphertext_(decodePiece(pieces[3], "ciphertext")),
       authenticationTag_(decodePiece(pieces[4], "authentication tag")) {}
+
+bool ReceivedJWE::hasEmptyPart() const noexcept {
+    return encryptedKey_.empty() || initializationVector_.empty() || ciphertext_.data().empty() ||
+           authenticationTag_.empty();
+}
 
 Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
     requireAlgorithms(header_, decrypter, "decrypter's");

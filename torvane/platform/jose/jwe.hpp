@@ -9,6 +9,7 @@
 #include "torvane/platform/bytes.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/header.hpp"
+#include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/jose/payload.hpp"
 
 namespace JOSE {
@@ -19,10 +20,13 @@ class TORVANE_EXPORT JWE {
     /// Pieces of the compact serialisation.
     static constexpr std::size_t componentCount = 5;
 
-    /// Encrypts, under a content key and an initialization vector of its own.
+    /// @{
+    /// Encrypts bytes, or a JWS while it is written, under a content key and an initialization vector of its own.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
     ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError.
     JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
+    JWE(JWEHeader header, const SignedPayload& payload, const Encrypter& encrypter);
+    /// @}
 
     /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
@@ -49,6 +53,9 @@ class TORVANE_EXPORT ReceivedJWE {
     ///         parsingFailed for a part whose size shows it to be malformed, and as Decrypter::contentKey;
     ///         decryptingFailed for everything else, without a trace of why.
     Payload decrypt(const Decrypter& decrypter) &&;
+
+    /// Whether any part is empty, as the encrypted key is where both parties derive the content key.
+    bool hasEmptyPart() const noexcept;
 
   private:
     using Pieces = std::array<std::string_view, JWE::componentCount>;

@@ -2,6 +2,7 @@
 // a peer are two types: a peer's payload is to be had by verifying only.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -11,6 +12,31 @@
 #include "torvane/platform/jose/signer.hpp"
 
 namespace JOSE {
+
+/// Takes the next piece of what somebody writes; the piece is valid for the length of the call.
+using PieceSink = std::function<void(Platform::ByteView piece)>;
+
+/// A payload with its signature: a JWS whose text is written where it goes, piece by piece, so that a long one never
+/// stands in memory.
+class TORVANE_EXPORT SignedPayload {
+  public:
+    /// Signs. The payload is not copied: it has to stay where it is, unchanged, until the text has been written.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's;
+    ///         Platform::SecurityError when the key store fails.
+    SignedPayload(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
+
+    /// Characters of the compact serialisation.
+    std::size_t compactSize() const noexcept;
+    /// Writes the compact serialisation, in pieces that are wiped when they have been taken.
+    void writeTo(const PieceSink& sink) const;
+    /// Raw bytes, as many as Signer::signatureSize().
+    const Platform::ByteBuffer& signature() const noexcept { return signature_; }
+
+  private:
+    Platform::ByteBuffer header_;
+    Platform::ByteView payload_;
+    Platform::ByteBuffer signature_;
+};
 
 /// A JWS made here.
 class TORVANE_EXPORT JWS {
@@ -40,27 +66,31 @@ class TORVANE_EXPORT JWS {
 /// A JWS that somebody sent, not verified yet. Keeps nothing of the text that it was read from.
 class TORVANE_EXPORT ReceivedJWS {
   public:
+    /// @{
+    /// Reads the text; the second decodes the payload in the text's own memory, of which nothing else is left.
     /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not canonical
-    ///         unpadded base64url, a header that JWSHeader refuses, or an empty signature.
+    ///         unpadded base64url, a header that JWSHeader refuses, or an empty signature. The text is then unchanged.
     explicit ReceivedJWS(Platform::ByteView compactSerialization);
+    explicit ReceivedJWS(Platform::ByteBuffer&& compactSerialization);
+    /// @}
 
     /// What the sender claims; nothing of it is authentic before validate().
     const JWSHeader& header() const noexcept { return header_; }
 
-    /// The payload, once.
+    /// The payload, once; a failure leaves it here, to be tried with another verifier.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
     ///         when the signature does not verify.
     Payload validate(const Verifier& verifier) &&;
 
   private:
     struct Parts;
-    explicit ReceivedJWS(const Parts& parts);
+    ReceivedJWS(const Parts& parts, Platform::ByteBuffer* owned);
 
     JWSHeader header_;
+    Platform::ByteBuffer signature_;
     // Of the signing input, by the header's algorithm; nothing when that is not known.
     std::optional<Platform::ByteBuffer> digest_;
-    Payload payload_;
-    Platform::ByteBuffer signature_;
+    Payload payload_{Platform::ByteBuffer()};
 };
 
 }  // namespace JOSE

@@ -23,8 +23,11 @@ std::size_t Signer::signatureSize() const noexcept {
 }
 
 Platform::ByteBuffer Signer::sign(Platform::ByteView signingInput) const {
+    return signDigest(Platform::Crypto::digest(parameters(algorithm_).hash, signingInput));
+}
+
+Platform::ByteBuffer Signer::signDigest(Platform::ByteView digest) const {
     const auto [name, scheme, hash, curve] = parameters(algorithm_);
-    const auto digest = Platform::Crypto::digest(hash, signingInput);
     if (const auto* key = std::get_if<Platform::SecKey>(&key_)) return key->sign(scheme, hash, digest);
     return Secp256k1::sign(std::get<Platform::SecretBuffer>(key_), digest);
 }

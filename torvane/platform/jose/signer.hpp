@@ -23,9 +23,12 @@ class TORVANE_EXPORT Signer {
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Bytes in every signature.
     std::size_t signatureSize() const noexcept;
-    /// A signature over the whole input, which is hashed here.
+    /// @{
+    /// A signature over the whole input, or over its digest by the algorithm's hash function.
     /// @throws Platform::SecurityError when the key store fails.
     Platform::ByteBuffer sign(Platform::ByteView signingInput) const;
+    Platform::ByteBuffer signDigest(Platform::ByteView digest) const;
+    /// @}
 
   private:
     using Key = std::variant<Platform::SecKey, Platform::SecretBuffer>;

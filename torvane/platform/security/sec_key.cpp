@@ -51,14 +51,14 @@ struct SecKey::State {
     PublicComponents components;
     KeyName name;
     // Shared by the two halves of a pair: built once from the numbers.
-    std::shared_ptr<EVP_PKEY> publicKey;
+    std::shared_ptr<const Crypto::PreparedKey> publicKey;
     // Null for a public key.
     std::shared_ptr<const StoreKey> storeKey;
 
     State(PublicComponents numbers, KeyName keyName, std::shared_ptr<const StoreKey> store)
         : components(normalized(std::move(numbers))),
           name(std::move(keyName)),
-          publicKey(Crypto::publicKey(components)),
+          publicKey(std::make_shared<const Crypto::PreparedKey>(Crypto::publicKey(components))),
           storeKey(std::move(store)) {}
 
     State(const State& pair, std::nullptr_t)
@@ -136,15 +136,15 @@ SecretBuffer SecKey::agree(const SecKey& peer) const {
 }
 
 bool SecKey::verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const {
-    return Crypto::verify(state_->publicKey.get(), scheme, hash, digest, signature);
+    return Crypto::verify(*state_->publicKey, scheme, hash, digest, signature);
 }
 
 ByteBuffer SecKey::encrypt(HashFunction oaepHash, ByteView plaintext) const {
-    return Crypto::encryptOaep(state_->publicKey.get(), oaepHash, plaintext);
+    return Crypto::encryptOaep(*state_->publicKey, oaepHash, plaintext);
 }
 
 EVP_PKEY* SecKeyAccess::publicPkey(const SecKey& key) noexcept {
-    return key.state_->publicKey.get();
+    return key.state_->publicKey->get();
 }
 
 }  // namespace Platform

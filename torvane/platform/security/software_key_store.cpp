@@ -22,19 +22,19 @@ class SoftwareKey final : public StoreKey {
     PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        auto signature = withKey([&](EVP_PKEY* key) { return Crypto::sign(key, scheme, hash, digest); });
-        if (hasFailed_ && !Crypto::verify(key_.get(), scheme, hash, digest, signature)) {
+        auto signature = withKey([&](const auto& key) { return Crypto::sign(key, scheme, hash, digest); });
+        if (hasFailed_ && !Crypto::verify(key_, scheme, hash, digest, signature)) {
             throw SecurityError("Failed to sign.");
         }
         return signature;
     }
 
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const override {
-        return withKey([&](EVP_PKEY* key) { return Crypto::decryptOaep(key, oaepHash, ciphertext); });
+        return withKey([&](const auto& key) { return Crypto::decryptOaep(key, oaepHash, ciphertext); });
     }
 
     SecretBuffer agree(const SecKey& peer) const override {
-        return withKey([&](EVP_PKEY* key) { return Crypto::agree(key, SecKeyAccess::publicPkey(peer)); });
+        return withKey([&](const auto& key) { return Crypto::agree(key, SecKeyAccess::publicPkey(peer)); });
     }
 
   private:
@@ -42,16 +42,16 @@ class SoftwareKey final : public StoreKey {
     // what is done with it later, or make an incomplete copy, both without a word. So after a failure each operation
     // has a new copy, and signatures are verified.
     template <class Operation>
-    std::invoke_result_t<Operation, EVP_PKEY*> withKey(Operation operation) const {
+    std::invoke_result_t<Operation, const Crypto::PreparedKey&> withKey(Operation operation) const {
         try {
-            return hasFailed_ ? operation(Crypto::copyOf(key_.get()).get()) : operation(key_.get());
+            return hasFailed_ ? operation(Crypto::PreparedKey(Crypto::copyOf(key_.get()))) : operation(key_);
         } catch (const SecurityError&) {
             hasFailed_ = true;
             throw;
         }
     }
 
-    Crypto::Pkey key_;
+    Crypto::PreparedKey key_;
     KeyName name_;
     mutable std::atomic<bool> hasFailed_ = false;
 };

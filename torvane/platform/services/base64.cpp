@@ -127,6 +127,10 @@ Char* encode(ByteView bytes, Char* out) noexcept {
     return out;
 }
 
+constexpr std::size_t decodedSize(std::size_t textSize) noexcept {
+    return textSize / 4 * 3 + textSize % 4 * 3 / 4;
+}
+
 template <class Alphabet>
 void append(ByteBuffer& out, ByteView bytes) {
     const auto start = out.size();
@@ -134,12 +138,11 @@ void append(ByteBuffer& out, ByteView bytes) {
     encode<Alphabet>(bytes, out.data() + start);
 }
 
-template <class Alphabet, class Buffer>
-std::optional<Buffer> decode(std::string_view text) {
+// Decodes to `out` and moves it to the end of what was written; false when the text is not valid.
+template <class Alphabet>
+bool decodeTo(std::string_view text, std::uint8_t*& out) noexcept {
     const std::size_t rest = text.size() % 4;
-    if (rest == 1) return std::nullopt;
-    Buffer bytes(text.size() / 4 * 3 + rest * 3 / 4);
-    auto* out = bytes.data();
+    if (rest == 1) return false;
     const auto* in = reinterpret_cast<const unsigned char*>(text.data());
     const auto* const end = in + (text.size() - rest);
     if constexpr (Alphabet::hasKernel) {
@@ -164,9 +167,27 @@ std::optional<Buffer> decode(std::string_view text) {
         seen |= group;
         unused = group & (rest == 3 ? 0xFF : 0xFFFF);
         *out++ = static_cast<std::uint8_t>(group >> 16);
-        if (rest == 3) *out = static_cast<std::uint8_t>(group >> 8);
+        if (rest == 3) *out++ = static_cast<std::uint8_t>(group >> 8);
     }
-    if (Crypto::declassified(((seen & notInAlphabet) | unused) != 0)) return std::nullopt;
+    return !Crypto::declassified(((seen & notInAlphabet) | unused) != 0);
+}
+
+// A vector fills what it grows by with zeros, so it grows by pieces that stay in the cache.
+constexpr std::size_t textPiece = 16384;
+static_assert(textPiece % 4 == 0);
+
+template <class Alphabet, class Buffer>
+std::optional<Buffer> decode(std::string_view text) {
+    Buffer bytes;
+    bytes.reserve(decodedSize(text.size()));
+    while (!text.empty()) {
+        const auto piece = text.substr(0, textPiece);
+        const auto start = bytes.size();
+        bytes.resize(start + decodedSize(piece.size()));
+        auto* out = bytes.data() + start;
+        if (!decodeTo<Alphabet>(piece, out)) return std::nullopt;
+        text.remove_prefix(piece.size());
+    }
     return bytes;
 }
 
@@ -176,6 +197,10 @@ std::string encodeBase64url(ByteView bytes) {
     std::string text(base64urlSize(bytes.size()), '\0');
     encode<UrlTables>(bytes, text.data());
     return text;
+}
+
+std::size_t encodeBase64url(ByteView bytes, std::span<std::uint8_t> out) noexcept {
+    return static_cast<std::size_t>(encode<UrlTables>(bytes, out.data()) - out.data());
 }
 
 void appendBase64url(ByteBuffer& out, ByteView bytes) {
@@ -188,6 +213,12 @@ void appendSecretBase64url(ByteBuffer& out, ByteView bytes) {
 
 std::optional<ByteBuffer> decodeBase64url(std::string_view text) {
     return decode<UrlTables, ByteBuffer>(text);
+}
+
+std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std::uint8_t> out) noexcept {
+    auto* end = out.data();
+    if (!decodeTo<UrlTables>(text, end)) return std::nullopt;
+    return static_cast<std::size_t>(end - out.data());
 }
 
 std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,9 +21,16 @@ TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 /// Appends the text to a buffer; nothing is copied when the buffer has room for base64urlSize(bytes.size()) more.
 TORVANE_EXPORT void appendBase64url(ByteBuffer& out, ByteView bytes);
 
+/// Writes the text to `out`, which has room for base64urlSize(bytes.size()) characters, and returns how many it wrote.
+TORVANE_EXPORT std::size_t encodeBase64url(ByteView bytes, std::span<std::uint8_t> out) noexcept;
+
 /// The decoded bytes; nothing for a character outside the alphabet (padding and white space among them), for
 /// a length that no bytes have, and for unused bits that are not zero: each byte sequence has exactly one text.
 TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
+
+/// The same into `out`, which has room for three bytes for each four characters and may be the memory of the text itself,
+/// or begin in front of it. Returns how many bytes it wrote; after a failure they mean nothing.
+TORVANE_EXPORT std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std::uint8_t> out) noexcept;
 
 /// Whether decodeBase64url() would give something; nothing is decoded.
 TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;

@@ -153,6 +153,8 @@ constexpr bool isPlain(char c) noexcept {
 
 class Writer {
   public:
+    Writer() { out_.reserve(256); }
+
     void operator()(std::monostate) { write("null"); }
     void operator()(bool value) { write(value ? "true" : "false"); }
     void operator()(std::int64_t value) { writeNumber(value); }
@@ -167,9 +169,9 @@ class Writer {
     }
     void operator()(const std::string& text) {
         if (std::all_of(text.begin(), text.end(), isPlain)) {
-            write("\"");
+            out_.push_back('"');
             write(text);
-            write("\"");
+            out_.push_back('"');
             return;
         }
         const auto escaped = quotedJSON(text);
@@ -180,22 +182,24 @@ class Writer {
         }
     }
     void operator()(const JSONValue::List& list) {
-        const char* separator = "[";
+        out_.push_back('[');
+        bool isFirst = true;
         for (const auto& value : list) {
-            write(std::exchange(separator, ","));
+            if (!std::exchange(isFirst, false)) out_.push_back(',');
             value.visit(*this);
         }
-        write(list.empty() ? "[]" : "]");
+        out_.push_back(']');
     }
     void operator()(const JSONValue::Object& object) {
-        const char* separator = "{";
+        out_.push_back('{');
+        bool isFirst = true;
         for (const auto& [name, value] : object) {
-            write(std::exchange(separator, ","));
+            if (!std::exchange(isFirst, false)) out_.push_back(',');
             (*this)(name);
-            write(":");
+            out_.push_back(':');
             value.visit(*this);
         }
-        write(object.empty() ? "{}" : "}");
+        out_.push_back('}');
     }
     void operator()(const std::any&) { throw JSONError("A value that is not JSON cannot be written as JSON."); }
 
