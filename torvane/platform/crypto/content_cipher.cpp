@@ -3,20 +3,13 @@
 #include <array>
 
 #include "torvane/platform/crypto/digest.hpp"
+#include "torvane/platform/crypto/fetched.hpp"
 #include "torvane/platform/crypto/openssl.hpp"
 
 namespace Platform::Crypto {
 namespace {
 
 constexpr std::size_t gcmTagSize = 16;
-
-const EVP_CIPHER* aesGcm(std::size_t keySize) noexcept {
-    return keySize == 16 ? EVP_aes_128_gcm() : keySize == 24 ? EVP_aes_192_gcm() : EVP_aes_256_gcm();
-}
-
-const EVP_CIPHER* aesCbc(std::size_t keySize) noexcept {
-    return keySize == 16 ? EVP_aes_128_cbc() : keySize == 24 ? EVP_aes_192_cbc() : EVP_aes_256_cbc();
-}
 
 enum class Direction : int { decrypt = 0, encrypt = 1 };
 
@@ -25,8 +18,9 @@ class Cipher {
   public:
     Cipher(const EVP_CIPHER* algorithm, Direction direction, ByteView key, ByteView iv)
         : context_(check(EVP_CIPHER_CTX_new(), "set up AES")) {
-        check(EVP_CipherInit_ex(context_.get(), algorithm, nullptr, key.data(), iv.data(), static_cast<int>(direction)),
-              "set up AES");
+        check(
+            EVP_CipherInit_ex2(context_.get(), algorithm, key.data(), iv.data(), static_cast<int>(direction), nullptr),
+            "set up AES");
     }
 
     void addAuthenticatedData(ByteView data) {
@@ -65,24 +59,21 @@ class Cipher {
 class GcmEncryptor final : public ContentEncryptor {
   public:
     GcmEncryptor(ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(aesGcm(key.size()), Direction::encrypt, key, iv) {
+        : cipher_(fetchedAesGcm(key.size()), Direction::encrypt, key, iv) {
         cipher_.addAuthenticatedData(additionalData);
     }
 
     std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) override {
-        const ErrorScope scope;
         return cipher_.update(plaintext, out.data());
     }
 
     std::size_t finish(std::span<std::uint8_t> out) override {
-        const ErrorScope scope;
         const auto written = cipher_.finish(out.data());
         if (!written) fail("finish AES-GCM");
         return *written;
     }
 
     ByteBuffer tag() const override {
-        const ErrorScope scope;
         ByteBuffer tag(gcmTagSize);
         check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()),
               "read the tag");
@@ -90,6 +81,7 @@ class GcmEncryptor final : public ContentEncryptor {
     }
 
   private:
+    ErrorScope scope_;
     Cipher cipher_;
 };
 
@@ -127,16 +119,14 @@ ByteView cipherHalf(ByteView key) noexcept {
 class CbcHmacEncryptor final : public ContentEncryptor {
   public:
     CbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(aesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
+        : cipher_(fetchedAesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
           mac_(hash, key, iv, additionalData) {}
 
     std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) override {
-        const ErrorScope scope;
         return authenticated(out, cipher_.update(plaintext, out.data()));
     }
 
     std::size_t finish(std::span<std::uint8_t> out) override {
-        const ErrorScope scope;
         const auto written = cipher_.finish(out.data());
         if (!written) fail("finish AES-CBC");
         authenticated(out, *written);
@@ -153,6 +143,7 @@ class CbcHmacEncryptor final : public ContentEncryptor {
         return written;
     }
 
+    ErrorScope scope_;
     Cipher cipher_;
     CompositeMac mac_;
     ByteBuffer tag_;
@@ -179,19 +170,17 @@ bool decryptInPlace(Cipher& cipher, ByteBuffer& buffer) {
 }  // namespace
 
 std::unique_ptr<ContentEncryptor> gcmEncryptor(ByteView key, ByteView iv, ByteView additionalData) {
-    const ErrorScope scope;
     return std::make_unique<GcmEncryptor>(key, iv, additionalData);
 }
 
 std::unique_ptr<ContentEncryptor> cbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
                                                    ByteView additionalData) {
-    const ErrorScope scope;
     return std::make_unique<CbcHmacEncryptor>(hash, key, iv, additionalData);
 }
 
 bool gcmDecrypt(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer) {
     const ErrorScope scope;
-    Cipher cipher(aesGcm(key.size()), Direction::decrypt, key, iv);
+    Cipher cipher(fetchedAesGcm(key.size()), Direction::decrypt, key, iv);
     check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tag.size()),
                               const_cast<std::uint8_t*>(tag.data())),
           "set the tag");
@@ -205,7 +194,7 @@ bool cbcHmacDecrypt(HashFunction hash, ByteView key, ByteView iv, ByteView addit
     CompositeMac mac(hash, key, iv, additionalData);
     mac.update(buffer);
     if (!equalInConstantTime(mac.tag(), tag)) return discard(buffer);
-    Cipher cipher(aesCbc(key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
+    Cipher cipher(fetchedAesCbc(key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
     return decryptInPlace(cipher, buffer);
 }
 

@@ -22,11 +22,12 @@ class Digest {
     ByteBuffer finish();
 
   private:
+    ErrorScope scope_;
     DigestContext context_;
     std::size_t size_;
 };
 
-/// HMAC (RFC 2104), fed in pieces and finished once.
+/// HMAC (RFC 2104), fed in pieces and finished once, under an ErrorScope of the caller's.
 class Hmac {
   public:
     Hmac(HashFunction hash, ByteView key);

@@ -45,10 +45,11 @@ using ParamBuilder = Handle<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free>;
 using Params = Handle<OSSL_PARAM, OSSL_PARAM_free>;
 
 /// Leaves the thread's OpenSSL error queue as it was found; one stands at the head of every function that
-/// calls OpenSSL, so that no failure of ours is read by somebody else.
+/// calls OpenSSL, or of the object whose functions do, so that no failure of ours is read by somebody else.
 class ErrorScope {
   public:
-    ErrorScope() noexcept : wasEmpty_(ERR_peek_error() == 0) { ERR_set_mark(); }
+    // There is nothing to mark in an empty queue.
+    ErrorScope() noexcept : wasEmpty_(ERR_set_mark() == 0) {}
     ~ErrorScope() { ERR_pop_to_mark(); }
     ErrorScope(const ErrorScope&) = delete;
     ErrorScope& operator=(const ErrorScope&) = delete;
