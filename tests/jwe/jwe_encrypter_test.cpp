@@ -28,6 +28,22 @@ TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
     }
 }
 
+TEST(JWEEncrypter, LosesNothingBetweenThePiecesOfAJwsThatItWrites) {
+    const JWSSigner signer(JOSE::SignatureAlgorithm::RS256, privateJwk(rsaSig, JWK_SIG));
+    for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
+        const JWEEncrypter encrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt);
+        const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
+        for (const std::size_t size : {0U, 1U, 2U, 3U, 6143U, 6144U, 6145U, 8191U, 12288U, 18433U, 100000U}) {
+            SCOPED_TRACE(encryption + std::to_string(size));
+            ByteBuffer payload(size);
+            for (std::size_t i = 0; i < size; ++i) payload[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
+            const auto token = encrypter.encryptJWT(signer.signPayload(payload, StringMap{{"x", "y"}}), StringMap());
+            EXPECT_EQ(decrypter.decryptJWE(token), signer.signJWT(payload, StringMap{{"x", "y"}}));
+            EXPECT_EQ(token.capacity(), token.size()) << "the reserved size is the exact one";
+        }
+    }
+}
+
 TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
     const auto key = publicKey(rsaEnc);
     const JWEEncrypter withId("RSA-OAEP-256", "A128CBC-HS256", key, "k");

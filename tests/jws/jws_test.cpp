@@ -54,6 +54,38 @@ TEST(JWSSigner, WrapsAFailureOfTheKeyStore) {
         JOSEError::JWSSignerError(wrapped(Platform::SecurityError("This key store does not sign with this key."))));
 }
 
+TEST(JWSVerifier, TriesAnotherKeyOnAJwsThatWasReadOnce) {
+    const auto token = JWSSigner(RS256, privateJwk(rsaSig, JWK_SIG)).signJWT(asBytes("m"));
+    const JWSVerifier right(RS256, publicJwk(rsaSig, JWK_SIG)), wrong(RS256, publicJwk(rsaSig2, JWK_SIG));
+    const auto expectSecondTry = [&](JOSE::ReceivedJWS jws) {
+        EXPECT_ERROR(wrong.verifyJWS(std::move(jws)),
+                     JOSEError::JWSVerificationError(
+                         wrapped(JOSESwiftError::verifyingFailed("The signature does not verify."))));
+        EXPECT_EQ(right.verifyJWS(std::move(jws)), bytesOf("m"));
+    };
+    expectSecondTry(JOSE::ReceivedJWS(token));
+    expectSecondTry(JOSE::ReceivedJWS(ByteBuffer(token)));
+}
+
+TEST(ReceivedJWS, LeavesATextAloneThatItDoesNotTakeOver) {
+    const std::string good(asText(JWSSigner(RS256, privateJwk(rsaSig, JWK_SIG)).signJWT(asBytes("payload"))));
+    const auto payloadAt = good.find('.') + 1;
+    const std::pair<std::string, const char*> cases[] = {
+        {good.substr(0, good.rfind('.')), "The compact serialisation does not have 3 parts."},
+        {good + ".e30", "The compact serialisation does not have 3 parts."},
+        {std::string(good).insert(payloadAt, "."), "The compact serialisation does not have 3 parts."},
+        {std::string(good).replace(payloadAt, 1, "="), "The payload is not valid base64url."},
+        {good + "=", "The signature is not valid base64url."},
+        {good.substr(0, good.rfind('.') + 1), "The signature is empty."},
+    };
+    for (const auto& [text, why] : cases) {
+        auto bytes = bytesOf(text);
+        EXPECT_ERROR(JOSE::ReceivedJWS(std::move(bytes)), JOSESwiftError::parsingFailed(why));
+        EXPECT_EQ(bytes, bytesOf(text));
+        EXPECT_ERROR(JOSE::ReceivedJWS(asBytes(text)), JOSESwiftError::parsingFailed(why));
+    }
+}
+
 TEST(JWSVerifier, WrapsEveryFailureOnce) {
     const std::string token(asText(JWSSigner(RS256, keyInWords("private d-sig-rs256 sig")).signJWT(asBytes("m"))));
     forEachRow("key_refusals.json", "verify", 8, [&](const json& row) {

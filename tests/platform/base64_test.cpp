@@ -49,6 +49,22 @@ TEST(Base64url, IsTheSameWhereverInMemoryItIsAndToTheLastByte) {
     }
 }
 
+TEST(Base64url, LosesNothingBetweenThePiecesOfALongText) {
+    std::mt19937 random(20240302);
+    for (const std::size_t size : {12288U, 12289U, 24577U, 40000U}) {
+        SCOPED_TRACE(size);
+        ByteBuffer bytes(size);
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+        auto text = Testing::base64urlByAll(bytes);
+        EXPECT_TRUE(isAccepted(text));
+        for (const std::size_t place : {std::size_t{0}, std::size_t{16383}, text.size() - 1}) {
+            const char good = std::exchange(text.at(place), '=');
+            EXPECT_FALSE(isAccepted(text)) << place;
+            text.at(place) = good;
+        }
+    }
+}
+
 TEST(Base64url, RefusesEveryByteOutsideTheAlphabetAndEveryUnusedBitAtEveryPlace) {
     // A length, and how many values its last character can have; any other can have 64.
     const std::pair<std::size_t, int> cases[] = {{1, 0},  {2, 4},  {3, 16},  {4, 64},  {5, 0},   {6, 4},

@@ -36,6 +36,14 @@ inline bool isBase64urlToAll(std::string_view text) {
     require((secret ? std::optional(Platform::ByteBuffer(secret->begin(), secret->end())) : std::nullopt) == expected,
             "decodeSecretBase64url() decodes as the slow way does");
     require(Platform::isBase64url(text) == expected.has_value(), "isBase64url() knows what decodes");
+    for (const std::size_t gap : {0U, 5U}) {
+        Platform::ByteBuffer memory(gap);
+        memory.insert(memory.end(), text.begin(), text.end());
+        const auto size = Platform::decodeBase64url(Platform::asText(memory).substr(gap), memory);
+        memory.resize(size.value_or(0));
+        require((size ? std::optional(memory) : std::nullopt) == expected,
+                "what is decoded in its place is what the slow way decodes");
+    }
     return expected.has_value();
 }
 
@@ -43,6 +51,9 @@ inline bool isBase64urlToAll(std::string_view text) {
 inline std::string base64urlByAll(Platform::ByteView bytes) {
     const auto text = naiveBase64url(bytes);
     require(Platform::encodeBase64url(bytes) == text, "encodeBase64url() encodes as the slow way does");
+    Platform::ByteBuffer written(text.size());
+    require(Platform::encodeBase64url(bytes, written) == text.size() && Platform::asText(written) == text,
+            "what is written is what the slow way encodes");
     for (const auto append : {Platform::appendBase64url, Platform::appendSecretBase64url}) {
         Platform::ByteBuffer appended{1, 2, 3};
         append(appended, bytes);

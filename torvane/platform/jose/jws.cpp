@@ -95,35 +95,41 @@ JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
 }
 
 struct ReceivedJWS::Parts {
-    std::string_view text, header, payload, signature;
+    std::string_view text;
+    CompactPieces<JWS::componentCount> pieces;
 
-    explicit Parts(ByteView compact) : text(Platform::asText(compact)) {
-        const auto pieces = splitCompact<JWS::componentCount>(text);
-        header = pieces[0];
-        payload = pieces[1];
-        signature = pieces[2];
-        if (signature.empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
-    }
+    explicit Parts(ByteView compact)
+        : text(Platform::asText(compact)), pieces(splitCompact<JWS::componentCount>(text)) {}
+
+    std::string_view payload() const noexcept { return pieces[1]; }
+    std::string_view signature() const noexcept { return pieces[2]; }
 
     ByteView signingInput() const noexcept {
-        return Platform::asBytes(text.substr(0, text.size() - signature.size() - 1));
+        return Platform::asBytes(text.substr(0, text.size() - signature().size() - 1));
+    }
+
+    void check() const {
+        if (!Platform::isBase64url(payload())) refusePiece(pieces, "payload");
+        if (signature().empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
     }
 };
 
-ReceivedJWS::ReceivedJWS(const Parts& parts, ByteBuffer* owned)
-    : header_(decodePiece(parts.header, "header")), signature_(decodePiece(parts.signature, "signature")) {
-    if (owned != nullptr && !Platform::isBase64url(parts.payload)) refusePiece("payload");
+ReceivedJWS::ReceivedJWS(const Parts& parts)
+    : header_((parts.check(), decodePiece(parts.pieces, 0, "header"))),
+      signature_(decodePiece(parts.pieces, 2, "signature")) {
     if (const auto algorithm = fromRawValue<SignatureAlgorithm>(header_.algorithm())) {
         digest_ = Platform::Crypto::digest(parameters(*algorithm).hash, parts.signingInput());
     }
-    payload_ = Payload(owned != nullptr ? decodedInPlace(parts.payload, std::move(*owned))
-                                        : decodePiece(parts.payload, "payload"));
 }
 
-ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(Parts(compactSerialization), nullptr) {}
+ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(Parts(compactSerialization)) {
+    payload_ = Payload(decodePiece(Parts(compactSerialization).pieces, 1, "payload"));
+}
 
-ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization)
-    : ReceivedJWS(Parts(compactSerialization), &compactSerialization) {}
+ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization) : ReceivedJWS(Parts(compactSerialization)) {
+    const auto payload = Parts(compactSerialization).payload();
+    payload_ = Payload(decodedInPlace(payload, std::move(compactSerialization)));
+}
 
 Payload ReceivedJWS::validate(const Verifier& verifier) && {
     if (header_.algorithm() != rawValue(verifier.algorithm())) {

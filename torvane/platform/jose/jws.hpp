@@ -84,7 +84,7 @@ class TORVANE_EXPORT ReceivedJWS {
 
   private:
     struct Parts;
-    ReceivedJWS(const Parts& parts, Platform::ByteBuffer* owned);
+    explicit ReceivedJWS(const Parts& parts);
 
     JWSHeader header_;
     Platform::ByteBuffer signature_;

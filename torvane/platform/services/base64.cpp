@@ -179,10 +179,11 @@ static_assert(textPiece % 4 == 0);
 template <class Alphabet, class Buffer>
 std::optional<Buffer> decode(std::string_view text) {
     Buffer bytes;
-    bytes.reserve(decodedSize(text.size()));
     while (!text.empty()) {
         const auto piece = text.substr(0, textPiece);
         const auto start = bytes.size();
+        // All that is needed, when the first piece has been good: what is not base64url costs no memory of its size.
+        if (start != 0) bytes.reserve(start + decodedSize(text.size()));
         bytes.resize(start + decodedSize(piece.size()));
         auto* out = bytes.data() + start;
         if (!decodeTo<Alphabet>(piece, out)) return std::nullopt;

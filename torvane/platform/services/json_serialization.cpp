@@ -259,7 +259,7 @@ JSONValue read(ByteView text, ValueBuilder& builder) {
     if (text.size() >= 3 && text[0] == 0xEF && text[1] == 0xBB && text[2] == 0xBF) {
         throw JSONError("The text is not JSON: it starts with a byte order mark.");
     }
-    if (std::find(text.begin(), text.end(), 0) != text.end()) {
+    if (asText(text).find('\0') != std::string_view::npos) {
         throw JSONError("The text is not JSON: it holds a NUL byte.");
     }
     if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder)) {
