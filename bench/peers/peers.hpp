@@ -1,0 +1,15 @@
+// Other JOSE libraries doing the same work; each is there when it was found.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "bench/party.hpp"
+
+namespace Bench {
+
+std::unique_ptr<Party> makeCjose(const Keys& keys, const std::string& enc);
+std::unique_ptr<Party> makeJose(const Keys& keys, const std::string& enc);
+std::unique_ptr<Party> makeRhonabwy(const Keys& keys, const std::string& enc);
+
+}  // namespace Bench
