@@ -1,110 +1,268 @@
 #include "bench/floor.hpp"
 
-#include <array>
-#include <cstdint>
-#include <stdexcept>
-#include <vector>
+#include <algorithm>
+#include <string_view>
 
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
+#include <openssl/core_names.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/params.h>
+#include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/rsa.h>
+
+#include "torvane/platform/services/base64.hpp"
 
 namespace Bench {
 namespace {
 
-void check(bool succeeded) {
-    if (!succeeded) throw std::runtime_error("OpenSSL failed");
+using Bio = Handle<BIO, BIO_free>;
+
+PkeyContext contextFor(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+    auto context = owned<PkeyContext>(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
+    check(initialize(context.get()) == 1);
+    return context;
 }
 
-using Bytes = std::vector<unsigned char>;
-
-constexpr std::size_t rsaSize = 256;
-constexpr std::size_t headerSize = 40;
-
-std::size_t base64Size(std::size_t size) {
-    return (size + 2) / 3 * 4;
+PkeyContext signatureContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+    auto context = contextFor(key, initialize);
+    check(EVP_PKEY_CTX_set_signature_md(context.get(), EVP_sha256()) == 1);
+    if (EVP_PKEY_is_a(key, "RSA") == 1) {
+        check(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1);
+    }
+    return context;
 }
 
-struct KeyFree {
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
-    void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
-};
-using Context = std::unique_ptr<EVP_PKEY_CTX, KeyFree>;
+PkeyContext oaepContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+    auto context = contextFor(key, initialize);
+    check(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_OAEP_PADDING) == 1);
+    check(EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) == 1);
+    check(EVP_PKEY_CTX_set_rsa_mgf1_md(context.get(), EVP_sha256()) == 1);
+    return context;
+}
+
+Bytes decoded(std::string_view piece) {
+    auto bytes = Platform::decodeBase64url(piece);
+    check(bytes.has_value());
+    return *std::move(bytes);
+}
+
+template <class Call>
+bool fails(Call call) {
+    try {
+        call();
+    } catch (const std::runtime_error&) {
+        return true;
+    }
+    return false;
+}
 
 }  // namespace
 
-struct Floor::State {
-    std::unique_ptr<EVP_PKEY, KeyFree> key{EVP_RSA_gen(2048)};
-    std::unique_ptr<EVP_CIPHER_CTX, KeyFree> cipher{EVP_CIPHER_CTX_new()};
-    Context signing = context(EVP_PKEY_sign_init, false), verifying = context(EVP_PKEY_verify_init, false);
-    Context encrypting = context(EVP_PKEY_encrypt_init, true), decrypting = context(EVP_PKEY_decrypt_init, true);
-    Bytes message, jws, ciphertext, token, signature = Bytes(rsaSize), encryptedKey = Bytes(rsaSize);
-    std::array<unsigned char, 32> contentKey{}, digest{}, tag{};
-    std::array<unsigned char, 16> iv{};
+Pkey readKey(const std::string& pem) {
+    const auto text = owned<Bio>(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    return owned<Pkey>(PEM_read_bio_PrivateKey(text.get(), nullptr, nullptr, nullptr));
+}
 
-    Context context(int (*initialize)(EVP_PKEY_CTX*), bool oaep) const {
-        Context made(EVP_PKEY_CTX_new(key.get(), nullptr));
-        check(initialize(made.get()) == 1);
-        check(EVP_PKEY_CTX_set_rsa_padding(made.get(), oaep ? RSA_PKCS1_OAEP_PADDING : RSA_PKCS1_PADDING) == 1);
-        check((oaep ? EVP_PKEY_CTX_set_rsa_oaep_md(made.get(), EVP_sha256())
-                    : EVP_PKEY_CTX_set_signature_md(made.get(), EVP_sha256())) == 1);
-        return made;
+HashFloor::HashFloor()
+    : algorithm_(owned<Digest>(EVP_MD_fetch(nullptr, "SHA256", nullptr))),
+      context_(owned<DigestContext>(EVP_MD_CTX_new())) {}
+
+const HashFloor::Hash& HashFloor::operator()(View input) {
+    check(EVP_DigestInit_ex2(context_.get(), algorithm_.get(), nullptr) == 1);
+    check(EVP_DigestUpdate(context_.get(), input.data(), input.size()) == 1);
+    check(EVP_DigestFinal_ex(context_.get(), hash_.data(), nullptr) == 1);
+    return hash_;
+}
+
+SignatureFloor::SignatureFloor(EVP_PKEY* key)
+    : signing_(signatureContext(key, EVP_PKEY_sign_init)),
+      verifying_(signatureContext(key, EVP_PKEY_verify_init)),
+      signature_(static_cast<std::size_t>(EVP_PKEY_get_size(key))) {}
+
+void SignatureFloor::sign(View input) {
+    const auto& hash = hash_(input);
+    size_ = signature_.size();
+    check(EVP_PKEY_sign(signing_.get(), signature_.data(), &size_, hash.data(), hash.size()) == 1);
+}
+
+void SignatureFloor::verify(View input) {
+    const auto& hash = hash_(input);
+    check(EVP_PKEY_verify(verifying_.get(), signature_.data(), size_, hash.data(), hash.size()) == 1);
+}
+
+void SignatureFloor::setSignature(View signature) {
+    check(signature.size() <= signature_.size());
+    std::copy(signature.begin(), signature.end(), signature_.begin());
+    size_ = signature.size();
+}
+
+ContentFloor::ContentFloor(const std::string& enc)
+    : iv(enc == "A256GCM" ? 12 : 16),
+      isGcm_(enc == "A256GCM"),
+      cipher_(owned<Cipher>(EVP_CIPHER_fetch(nullptr, isGcm_ ? "AES-256-GCM" : "AES-128-CBC", nullptr))),
+      encrypting_(owned<CipherContext>(EVP_CIPHER_CTX_new())),
+      decrypting_(owned<CipherContext>(EVP_CIPHER_CTX_new())),
+      mac_(owned<Mac>(EVP_MAC_fetch(nullptr, "HMAC", nullptr))),
+      macContext_(owned<MacContext>(EVP_MAC_CTX_new(mac_.get()))) {
+    check(isGcm_ || enc == "A128CBC-HS256");
+    check(EVP_EncryptInit_ex2(encrypting_.get(), cipher_.get(), nullptr, nullptr, nullptr) == 1);
+    check(EVP_DecryptInit_ex2(decrypting_.get(), cipher_.get(), nullptr, nullptr, nullptr) == 1);
+    std::string hash = "SHA256";
+    const std::array params{OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, hash.data(), hash.size()),
+                            OSSL_PARAM_construct_end()};
+    check(EVP_MAC_CTX_set_params(macContext_.get(), params.data()) == 1);
+}
+
+void ContentFloor::randomize() {
+    check(RAND_bytes(key.data(), static_cast<int>(key.size())) == 1);
+    check(RAND_bytes(iv.data(), static_cast<int>(iv.size())) == 1);
+}
+
+// The two halves of the key, RFC 7518, section 5.2.2.1: the first authenticates, the second encrypts.
+void ContentFloor::authenticate(View additionalData, View ciphertext) {
+    std::array<std::uint8_t, 8> bits{};
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        bits[i] = static_cast<std::uint8_t>(std::uint64_t{additionalData.size()} * 8 >> (56 - 8 * i));
     }
-
-    void hash() { check(EVP_Digest(jws.data(), jws.size(), digest.data(), nullptr, EVP_sha256(), nullptr) == 1); }
-
-    void authenticate() {
-        check(HMAC(EVP_sha256(), contentKey.data(), 16, ciphertext.data(), ciphertext.size(), tag.data(), nullptr) !=
-              nullptr);
+    check(EVP_MAC_init(macContext_.get(), key.data(), key.size() / 2, nullptr) == 1);
+    for (const View part : {additionalData, View(iv), ciphertext, View(bits)}) {
+        check(EVP_MAC_update(macContext_.get(), part.data(), part.size()) == 1);
     }
+    std::size_t size = 0;
+    check(EVP_MAC_final(macContext_.get(), fullTag_.data(), &size, fullTag_.size()) == 1);
+    check(size == fullTag_.size());
+}
 
-    void crypt(const Bytes& in, Bytes& out, bool encrypt) {
-        int written = 0, last = 0;
-        check(EVP_CipherInit_ex(cipher.get(), EVP_aes_128_cbc(), nullptr, contentKey.data() + 16, iv.data(),
-                                encrypt ? 1 : 0) == 1);
-        check(EVP_CipherUpdate(cipher.get(), out.data(), &written, in.data(), static_cast<int>(in.size())) == 1);
-        check(EVP_CipherFinal_ex(cipher.get(), out.data() + written, &last) == 1);
+std::size_t ContentFloor::run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out) {
+    int written = 0, last = 0;
+    if (isGcm_) {
+        const auto size = static_cast<int>(additionalData.size());
+        check(EVP_CipherUpdate(context, nullptr, &written, additionalData.data(), size) == 1);
     }
-};
+    check(EVP_CipherUpdate(context, out, &written, in.data(), static_cast<int>(in.size())) == 1);
+    check(EVP_CipherFinal_ex(context, out + written, &last) == 1);
+    return static_cast<std::size_t>(written) + static_cast<std::size_t>(last);
+}
 
-Floor::Floor(std::size_t messageSize) : state_(std::make_unique<State>()) {
-    auto& s = *state_;
-    s.message.assign(messageSize, 7);
-    s.jws.assign(headerSize + base64Size(messageSize) + base64Size(rsaSize), 'A');
-    s.ciphertext.resize((s.jws.size() / 16 + 1) * 16);
-    s.token.resize(base64Size(s.ciphertext.size()) + 1);
+std::size_t ContentFloor::encrypt(View additionalData, View in, std::uint8_t* out) {
+    auto* const context = encrypting_.get();
+    const auto* cipherKey = key.data() + (isGcm_ ? 0 : key.size() / 2);
+    check(EVP_EncryptInit_ex2(context, nullptr, cipherKey, iv.data(), nullptr) == 1);
+    const auto written = run(context, additionalData, in, out);
+    if (isGcm_) {
+        check(EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()) == 1);
+    } else {
+        authenticate(additionalData, {out, written});
+        std::copy_n(fullTag_.begin(), tag.size(), tag.begin());
+    }
+    return written;
+}
+
+std::size_t ContentFloor::decrypt(View additionalData, View in, std::uint8_t* out) {
+    auto* const context = decrypting_.get();
+    if (!isGcm_) {
+        authenticate(additionalData, in);
+        check(CRYPTO_memcmp(fullTag_.data(), tag.data(), tag.size()) == 0);
+    }
+    const auto* cipherKey = key.data() + (isGcm_ ? 0 : key.size() / 2);
+    check(EVP_DecryptInit_ex2(context, nullptr, cipherKey, iv.data(), nullptr) == 1);
+    if (isGcm_) {
+        check(EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tag.size()), tag.data()) == 1);
+    }
+    return run(context, additionalData, in, out);
+}
+
+MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
+    : signingKey_(readKey(keys.signing)),
+      decryptionKey_(readKey(keys.decryption)),
+      signature_(signingKey_.get()),
+      wrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
+      unwrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
+      content_(enc) {
+    std::array<std::string_view, 5> pieces;
+    std::string_view rest(reinterpret_cast<const char*>(token.data()), token.size());
+    for (auto& piece : pieces) {
+        piece = rest.substr(0, rest.find('.'));
+        rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+    }
+    jweHeader_.assign(pieces[0].begin(), pieces[0].end());
+    encryptedKey_ = decoded(pieces[1]);
+    content_.iv = decoded(pieces[2]);
+    ciphertext_ = decoded(pieces[3]);
+    const auto tag = decoded(pieces[4]);
+    check(rest.empty() && tag.size() == content_.tag.size());
+    std::copy(tag.begin(), tag.end(), content_.tag.begin());
+
+    decrypted_.resize(ContentFloor::maximumSize(ciphertext_.size()));
+    decrypt();
+    jws_.assign(decrypted_.begin(), decrypted_.begin() + static_cast<std::ptrdiff_t>(decryptedSize_));
+    const std::string_view jws(reinterpret_cast<const char*>(jws_.data()), jws_.size());
+    signedSize_ = jws.rfind('.');
+    signature_.setSignature(decoded(jws.substr(signedSize_ + 1)));
+    tryAll();
+}
+
+// That nothing is left out shows when what was made is what was there, and each fault is found.
+void MessageFloor::tryAll() {
+    decode();
+    const Bytes signature(signature_.signature().begin(), signature_.signature().end());
+    const auto key = content_.key;
+    for (const auto make : {&MessageFloor::encode, &MessageFloor::verifyEncrypt}) {
+        const auto size = ciphertext_.size();
+        std::fill(ciphertext_.begin(), ciphertext_.end(), 0);
+        std::fill(decrypted_.begin(), decrypted_.end(), 0);
+        (this->*make)();
+        decode();
+        check(ciphertext_.size() == size && decryptedSize_ == jws_.size());
+        check(std::equal(jws_.begin(), jws_.end(), decrypted_.begin()) && content_.key != key);
+        // PKCS #1 v1.5 gives the same signature each time.
+        check(std::equal(signature.begin(), signature.end(), signature_.signature().begin()));
+    }
+    for (auto* byte : {&encryptedKey_.back(), &content_.tag.back(), &ciphertext_.front(), &jweHeader_.front()}) {
+        *byte ^= 1;
+        check(fails([this] { decode(); }));
+        *byte ^= 1;
+    }
+    jws_.front() ^= 1;
+    check(fails([this] { verifyEncrypt(); }));
+    jws_.front() ^= 1;
+    ERR_clear_error();
     encode();
+    decode();
 }
 
-Floor::~Floor() = default;
-
-void Floor::encode() {
-    auto& s = *state_;
-    std::size_t size = rsaSize;
-    EVP_EncodeBlock(s.jws.data() + headerSize, s.message.data(), static_cast<int>(s.message.size()));
-    s.hash();
-    check(EVP_PKEY_sign(s.signing.get(), s.signature.data(), &size, s.digest.data(), s.digest.size()) == 1);
-    check(RAND_bytes(s.contentKey.data(), 32) == 1 && RAND_bytes(s.iv.data(), 16) == 1);
-    check(EVP_PKEY_encrypt(s.encrypting.get(), s.encryptedKey.data(), &size, s.contentKey.data(), 32) == 1);
-    s.crypt(s.jws, s.ciphertext, true);
-    s.authenticate();
-    EVP_EncodeBlock(s.token.data(), s.ciphertext.data(), static_cast<int>(s.ciphertext.size()));
+void MessageFloor::encode() {
+    signature_.sign(signingInput(jws_));
+    encrypt();
 }
 
-void Floor::decode() {
-    auto& s = *state_;
-    std::array<unsigned char, rsaSize> unwrapped{};
+void MessageFloor::decode() {
+    decrypt();
+    signature_.verify(signingInput(decrypted_));
+}
+
+void MessageFloor::verifyEncrypt() {
+    signature_.verify(signingInput(jws_));
+    encrypt();
+}
+
+void MessageFloor::encrypt() {
+    content_.randomize();
+    std::size_t size = encryptedKey_.size();
+    const auto& key = content_.key;
+    check(EVP_PKEY_encrypt(wrapping_.get(), encryptedKey_.data(), &size, key.data(), key.size()) == 1);
+    check(content_.encrypt(jweHeader_, jws_, ciphertext_.data()) == ciphertext_.size());
+}
+
+void MessageFloor::decrypt() {
+    std::array<std::uint8_t, 256> unwrapped{};
     std::size_t size = unwrapped.size();
-    Bytes decoded(s.token.size()), jws(s.ciphertext.size() + 16), message(s.jws.size());
-    EVP_DecodeBlock(decoded.data(), s.token.data(), static_cast<int>(s.token.size() - 1));
-    check(EVP_PKEY_decrypt(s.decrypting.get(), unwrapped.data(), &size, s.encryptedKey.data(), rsaSize) == 1);
-    s.authenticate();
-    s.crypt(s.ciphertext, jws, false);
-    s.hash();
-    check(EVP_PKEY_verify(s.verifying.get(), s.signature.data(), rsaSize, s.digest.data(), s.digest.size()) == 1);
-    EVP_DecodeBlock(message.data(), s.jws.data() + headerSize, static_cast<int>(base64Size(s.message.size())));
+    check(EVP_PKEY_decrypt(unwrapping_.get(), unwrapped.data(), &size, encryptedKey_.data(), encryptedKey_.size()) ==
+          1);
+    check(size == content_.key.size());
+    std::copy_n(unwrapped.begin(), size, content_.key.begin());
+    decryptedSize_ = content_.decrypt(jweHeader_, ciphertext_, decrypted_.data());
 }
 
 }  // namespace Bench

@@ -1,28 +1,114 @@
-// What a message cannot cost less than: the bare OpenSSL calls on the same number of bytes, with keys and
-// contexts prepared beforehand as far as OpenSSL lets them be.
+// What no library can cost less than: the bare OpenSSL calls on the same number of bytes. Keys, contexts, fetched
+// algorithms and buffers are made beforehand, contexts are used again, and there is no base64 and no JSON.
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <memory>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "bench/openssl.hpp"
+#include "bench/party.hpp"
 
 namespace Bench {
 
-/// RS256, RSA-OAEP-256 and A128CBC-HS256 with RSA keys of 2048 bits, over a message of one size.
-class Floor {
-  public:
-    explicit Floor(std::size_t messageSize);
-    ~Floor();
-    Floor(const Floor&) = delete;
-    Floor& operator=(const Floor&) = delete;
+using View = std::span<const std::uint8_t>;
 
-    /// SHA-256, RSA signature, RSA encryption, AES-CBC and HMAC, and both base64 passes.
-    void encode();
-    /// The same the other way.
-    void decode();
+Pkey readKey(const std::string& pem);
+
+/// SHA-256.
+class HashFloor {
+  public:
+    using Hash = std::array<std::uint8_t, 32>;
+
+    HashFloor();
+    const Hash& operator()(View input);
 
   private:
-    struct State;
-    std::unique_ptr<State> state_;
+    Digest algorithm_;
+    DigestContext context_;
+    Hash hash_{};
+};
+
+/// SHA-256 and a signature: PKCS #1 v1.5 by an RSA key, ECDSA in DER by an EC key.
+class SignatureFloor {
+  public:
+    explicit SignatureFloor(EVP_PKEY* key);
+    void sign(View input);
+    /// Throws when signature() is not the input's.
+    void verify(View input);
+
+    View signature() const { return View(signature_).first(size_); }
+    void setSignature(View signature);
+
+  private:
+    HashFloor hash_;
+    PkeyContext signing_, verifying_;
+    Bytes signature_;
+    std::size_t size_ = 0;
+};
+
+/// A128CBC-HS256 or A256GCM: both have a key of 32 bytes and a tag of 16.
+class ContentFloor {
+  public:
+    explicit ContentFloor(const std::string& enc);
+
+    /// A new content key and initialization vector.
+    void randomize();
+    /// Returns how much it wrote, at most maximumSize(in.size()) bytes.
+    std::size_t encrypt(View additionalData, View in, std::uint8_t* out);
+    /// Throws when the tag, or the padding, is wrong.
+    std::size_t decrypt(View additionalData, View in, std::uint8_t* out);
+
+    static std::size_t maximumSize(std::size_t plaintextSize) { return plaintextSize + 16; }
+
+    std::array<std::uint8_t, 32> key{};
+    Bytes iv;
+    std::array<std::uint8_t, 16> tag{};
+
+  private:
+    void authenticate(View additionalData, View ciphertext);
+    std::size_t run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out);
+
+    bool isGcm_;
+    Cipher cipher_;
+    CipherContext encrypting_, decrypting_;
+    Mac mac_;
+    MacContext macContext_;
+    std::array<std::uint8_t, 32> fullTag_{};
+};
+
+/// The primitives of one nested token: RS256, RSA-OAEP-256 and the content encryption.
+class MessageFloor {
+  public:
+    /// Takes a token apart that was made with these keys, so as to work on the same bytes, and tries all operations on
+    /// it, with faults too.
+    MessageFloor(const Keys& keys, const std::string& enc, View token);
+
+    /// From the JWS signing input to what the parts of the JWE hold.
+    void encode();
+    /// And back.
+    void decode();
+    /// A JWS verified and encrypted: encode() and decode() without the RSA private operations.
+    void verifyEncrypt();
+
+    std::size_t ciphertextSize() const { return ciphertext_.size(); }
+    std::size_t jwsSize() const { return jws_.size(); }
+
+  private:
+    void encrypt();
+    void decrypt();
+    void tryAll();
+    View signingInput(const Bytes& jws) const { return View(jws).first(signedSize_); }
+
+    Pkey signingKey_, decryptionKey_;
+    SignatureFloor signature_;
+    PkeyContext wrapping_, unwrapping_;
+    ContentFloor content_;
+    Bytes jweHeader_, encryptedKey_, ciphertext_, decrypted_, jws_;
+    std::size_t decryptedSize_ = 0, signedSize_ = 0;
 };
 
 }  // namespace Bench

@@ -1,62 +1,53 @@
-// A message out and in again: the library beside the bare primitives, in one run. What counts is their ratio:
+// A message out and in again: the library and its peers beside the bare primitives, in one run. What counts is the
+// ratio of each to the floor:
 //
-//     build/release/bench/message_benchmark --benchmark_repetitions=7 --benchmark_report_aggregates_only
-//         --benchmark_enable_random_interleaving
+//     build/release/bench/message_benchmark --benchmark_repetitions=7 --benchmark_enable_random_interleaving
 #include <benchmark/benchmark.h>
+#include <map>
+#include <tuple>
 
-#include "torvane/torvane.hpp"
-
-#include "bench/floor.hpp"
+#include "bench/operation.hpp"
+#include "bench/trial.hpp"
 
 namespace {
 
-using namespace Torvane;
+struct Subject {
+    std::string who, what, enc;
+    std::size_t size;
 
-// One party that writes to itself.
-JOSEHelper makeHelper() {
-    JsonWebKeySet own{std::vector<JsonWebKey>()}, peer{std::vector<JsonWebKey>()};
-    for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
-        using Zennet::KeyClass, Zennet::KeyType;
-        const auto key = Platform::SoftwareKeyStore::generateRSA(2048);
-        own.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, "k");
-        peer.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, "k");
+    auto operator<=>(const Subject&) const = default;
+    std::string name() const { return what + '/' + who + '/' + enc + '/' + std::to_string(size); }
+};
+
+void run(benchmark::State& state, const Subject& subject) {
+    const auto& [who, what, enc, size] = subject;
+    static std::map<Subject, std::string> trials;
+    if (!trials.contains(subject)) trials[subject] = Bench::whyNot(who, what, enc, size);
+    if (!trials[subject].empty()) {
+        state.SkipWithError(trials[subject].c_str());
+        return;
     }
-    return JOSEHelper::Builder().setSenderJwkSet(own, "k").setRecipientJwkSet(peer, "k").create();
+    const auto operation = Bench::makeOperation(who, what, enc, size);
+    for (auto _ : state) operation();
 }
 
-std::size_t messageSize(const benchmark::State& state) {
-    return static_cast<std::size_t>(state.range(0));
+void add(const Subject& subject) {
+    benchmark::RegisterBenchmark(subject.name().c_str(), run, subject)->Unit(benchmark::kMicrosecond);
 }
-
-void encodeFloor(benchmark::State& state) {
-    Bench::Floor floor(messageSize(state));
-    for (auto _ : state) floor.encode();
-}
-
-void encodeMessage(benchmark::State& state) {
-    const auto helper = makeHelper();
-    const ByteBuffer message(messageSize(state), 7);
-    for (auto _ : state) benchmark::DoNotOptimize(helper.encodeMessage(message));
-}
-
-void decodeFloor(benchmark::State& state) {
-    Bench::Floor floor(messageSize(state));
-    for (auto _ : state) floor.decode();
-}
-
-void decodeMessage(benchmark::State& state) {
-    const auto helper = makeHelper();
-    const auto token = helper.encodeMessage(ByteBuffer(messageSize(state), 7));
-    for (auto _ : state) benchmark::DoNotOptimize(helper.decodeMessage(token));
-}
-
-void sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Arg(1024)->Arg(64 << 10)->Arg(1 << 20)->Arg(16 << 20)->Unit(benchmark::kMicrosecond);
-}
-
-BENCHMARK(encodeFloor)->Apply(sizes);
-BENCHMARK(encodeMessage)->Apply(sizes);
-BENCHMARK(decodeFloor)->Apply(sizes);
-BENCHMARK(decodeMessage)->Apply(sizes);
 
 }  // namespace
+
+int main(int count, char** arguments) {
+    for (const std::string enc : {"A128CBC-HS256", "A256GCM"}) {
+        for (const std::size_t size : {100U, 1024U, 64U << 10, 1U << 20, 16U << 20}) {
+            for (const std::string what : {"encode", "decode"}) {
+                add({"floor", what, enc, size});
+                for (const auto& party : Bench::parties(enc)) add({party->name(), what, enc, size});
+            }
+            for (const std::string who : {"floor", "torvane"}) add({who, "verify_encrypt", enc, size});
+        }
+    }
+    benchmark::Initialize(&count, arguments);
+    if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+}

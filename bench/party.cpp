@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "bench/peers/peers.hpp"
+#include "bench/torvane_party.hpp"
 
 namespace Bench {
 namespace {

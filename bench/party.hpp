@@ -37,6 +37,4 @@ class Party {
 /// Torvane first, then the peers that were built in. enc: "A128CBC-HS256" or "A256GCM".
 std::vector<std::unique_ptr<Party>> makeParties(const Keys& keys, const std::string& enc);
 
-std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc);
-
 }  // namespace Bench

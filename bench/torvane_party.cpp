@@ -1,45 +1,61 @@
-#include "torvane/torvane.hpp"
+#include "bench/torvane_party.hpp"
 
-#include "bench/party.hpp"
+#include "torvane/torvane.hpp"
 
 namespace Bench {
 namespace {
 
 using namespace Torvane;
+using Zennet::KeyClass, Zennet::KeyType;
+
+struct KeyPair {
+    KeyPair(const std::string& pem, JWKUse use, const char* id)
+        : secKey(Platform::SoftwareKeyStore::load(asBytes(pem))),
+          own(secKey, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
+          peers(secKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id) {}
+
+    Platform::SecKey secKey;
+    JsonWebKey own, peers;
+};
+
+struct KeyPairs {
+    explicit KeyPairs(const Keys& keys)
+        : signing(keys.signing, JWKUse::JWK_SIG, "sign"), decryption(keys.decryption, JWKUse::JWK_ENC, "decrypt") {}
+
+    KeyPair signing, decryption;
+};
 
 class TorvaneParty final : public Party {
   public:
-    TorvaneParty(const Keys& keys, const std::string& enc) : helper_(makeHelper(keys, enc)) {}
+    TorvaneParty(const KeyPairs& keys, const std::string& enc)
+        : helper_(JOSEHelper::Builder()
+                      .setSenderJwkSet({keys.signing.own, keys.decryption.own}, "sign")
+                      .setRecipientJwkSet({keys.signing.peers, keys.decryption.peers}, "decrypt")
+                      .setJWEContentEncryptionAlgorithm(enc)
+                      .create()) {}
 
     std::string name() const override { return "torvane"; }
     Bytes encode(std::span<const std::uint8_t> message) override { return helper_.encodeMessage(message); }
     Bytes decode(std::span<const std::uint8_t> token) override { return helper_.decodeMessage(token); }
 
   private:
-    static JOSEHelper makeHelper(const Keys& keys, const std::string& enc) {
-        using Zennet::KeyClass, Zennet::KeyType;
-        JsonWebKeySet own{std::vector<JsonWebKey>()}, peer{std::vector<JsonWebKey>()};
-        const auto add = [&](const std::string& pem, JWKUse use, const char* id) {
-            const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
-            own.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id);
-            peer.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id);
-        };
-        add(keys.signing, JWKUse::JWK_SIG, "sign");
-        add(keys.decryption, JWKUse::JWK_ENC, "decrypt");
-        return JOSEHelper::Builder()
-            .setSenderJwkSet(own, "sign")
-            .setRecipientJwkSet(peer, "decrypt")
-            .setJWEContentEncryptionAlgorithm(enc)
-            .create();
-    }
-
     JOSEHelper helper_;
 };
 
 }  // namespace
 
 std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc) {
-    return std::make_unique<TorvaneParty>(keys, enc);
+    return std::make_unique<TorvaneParty>(KeyPairs(keys), enc);
+}
+
+Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, const Bytes& message) {
+    const KeyPairs pairs(keys);
+    return [jws = JWSSigner(JOSE::SignatureAlgorithm::RS256, pairs.signing.own).signJWT(message),
+            verifier = JWSVerifier(JOSE::SignatureAlgorithm::RS256, pairs.signing.peers),
+            encrypter = JWEEncrypter("RSA-OAEP-256", enc, pairs.decryption.secKey.publicKey(), "decrypt")] {
+        verifier.verifyJWS(jws);
+        return encrypter.encryptJWT(jws, std::nullopt, true).size();
+    };
 }
 
 }  // namespace Bench

@@ -1,0 +1,22 @@
+// One operation a number of times and as little else as can be, for tools that count instructions:
+//
+//     calls WHO OPERATION ENC SIZE COUNT
+//
+// The difference of two runs with other counts, divided by the difference of the counts, is one call.
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "bench/operation.hpp"
+
+int main(int count, char** arguments) try {
+    if (count != 6) {
+        std::cerr << "usage: calls WHO encode|decode|verify_encrypt ENC SIZE COUNT\n";
+        return 2;
+    }
+    const auto operation = Bench::makeOperation(arguments[1], arguments[2], arguments[3], std::stoul(arguments[4]));
+    for (auto left = std::stoul(arguments[5]); left > 0; --left) operation();
+} catch (const std::exception& error) {
+    std::cerr << "calls: " << error.what() << '\n';
+    return 1;
+}

@@ -1,0 +1,45 @@
+// Owning handles over OpenSSL, and failures as exceptions. What the floor is made of.
+#pragma once
+
+#include <memory>
+#include <source_location>
+#include <stdexcept>
+#include <string>
+
+#include <openssl/evp.h>
+
+namespace Bench {
+
+template <auto Free>
+struct Deleter {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        Free(object);
+    }
+};
+template <class T, auto Free>
+using Handle = std::unique_ptr<T, Deleter<Free>>;
+
+using Pkey = Handle<EVP_PKEY, EVP_PKEY_free>;
+using PkeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using Digest = Handle<EVP_MD, EVP_MD_free>;
+using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
+using Cipher = Handle<EVP_CIPHER, EVP_CIPHER_free>;
+using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using Mac = Handle<EVP_MAC, EVP_MAC_free>;
+using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
+
+inline void check(bool succeeded, std::source_location where = std::source_location::current()) {
+    if (!succeeded) {
+        throw std::runtime_error("failed at " + std::string(where.file_name()) + ":" + std::to_string(where.line()));
+    }
+}
+
+/// Takes over what OpenSSL made.
+template <class Owner>
+Owner owned(typename Owner::pointer made, std::source_location where = std::source_location::current()) {
+    check(made != nullptr, where);
+    return Owner(made);
+}
+
+}  // namespace Bench

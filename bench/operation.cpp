@@ -1,0 +1,70 @@
+#include "bench/operation.hpp"
+
+#include <map>
+#include <random>
+#include <stdexcept>
+#include <utility>
+
+#include <openssl/err.h>
+
+#include "bench/floor.hpp"
+#include "bench/torvane_party.hpp"
+
+namespace Bench {
+namespace {
+
+Operation floorOperation(const std::string& what, const std::string& enc, std::size_t size) {
+    static std::map<std::pair<std::string, std::size_t>, std::shared_ptr<MessageFloor>> floors;
+    auto& floor = floors[{enc, size}];
+    if (!floor) {
+        const auto token = partyNamed("torvane", enc).encode(messageOf(size));
+        floor = std::make_shared<MessageFloor>(readKeys(), enc, token);
+    }
+    if (what == "encode") return [floor] { return floor->encode(), floor->ciphertextSize(); };
+    if (what == "decode") return [floor] { return floor->decode(), floor->jwsSize(); };
+    if (what == "verify_encrypt") return [floor] { return floor->verifyEncrypt(), floor->ciphertextSize(); };
+    throw std::invalid_argument("no operation " + what);
+}
+
+}  // namespace
+
+Bytes messageOf(std::size_t size) {
+    std::mt19937 random(1);
+    Bytes message(size);
+    for (auto& byte : message) byte = static_cast<std::uint8_t>(random());
+    return message;
+}
+
+const std::vector<std::unique_ptr<Party>>& parties(const std::string& enc) {
+    static std::map<std::string, std::vector<std::unique_ptr<Party>>> made;
+    auto& those = made[enc];
+    if (those.empty()) those = makeParties(readKeys(), enc);
+    return those;
+}
+
+Party& partyNamed(const std::string& who, const std::string& enc) {
+    for (const auto& party : parties(enc)) {
+        if (party->name() == who) return *party;
+    }
+    throw std::invalid_argument("no party " + who);
+}
+
+Operation makeOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
+    // What one party leaves in OpenSSL's error queue is not to slow down the next.
+    ERR_clear_error();
+    if (who == "floor") return floorOperation(what, enc, size);
+    auto& party = partyNamed(who, enc);
+    if (what == "encode") {
+        return [&party, message = messageOf(size)] { return party.encode(message).size(); };
+    }
+    if (what == "decode") {
+        return
+            [&party, token = partyNamed("torvane", enc).encode(messageOf(size))] { return party.decode(token).size(); };
+    }
+    if (what == "verify_encrypt" && who == "torvane") {
+        return makeTorvaneVerifyEncrypt(readKeys(), enc, messageOf(size));
+    }
+    throw std::invalid_argument("no operation " + what + " of " + who);
+}
+
+}  // namespace Bench

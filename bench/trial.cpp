@@ -1,0 +1,112 @@
+#include "bench/trial.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "bench/operation.hpp"
+
+namespace Bench {
+namespace {
+
+constexpr unsigned seconds = 20;
+constexpr rlim_t memory = rlim_t{8} << 30;
+constexpr std::size_t small = 1024;
+
+void mustBe(const Bytes& read, const Bytes& message, const std::string& whose) {
+    if (read != message) throw std::runtime_error(whose + " reads back as something else");
+}
+
+template <class Call>
+Bytes limited(Call call) {
+    alarm(seconds);
+    auto result = call();
+    alarm(0);
+    return result;
+}
+
+void attempt(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
+    if (who == "floor" || what == "verify_encrypt") {
+        makeOperation(who, what, enc, size)();
+        return;
+    }
+    auto& party = partyNamed(who, enc);
+    auto& torvane = partyNamed("torvane", enc);
+    for (const auto some : {small, size}) {
+        const auto message = messageOf(some);
+        const bool isSmall = some == small;
+        if (what == "encode" || isSmall) {
+            const auto token = limited([&] { return party.encode(message); });
+            mustBe(torvane.decode(token), message, "its token");
+            if (isSmall) mustBe(limited([&] { return party.decode(token); }), message, "its token, to itself,");
+        }
+        if (what == "decode" || isSmall) {
+            const auto token = torvane.encode(message);
+            mustBe(limited([&] { return party.decode(token); }), message, "torvane's token");
+        }
+    }
+}
+
+void write(int pipe, std::string_view text) {
+    while (!text.empty()) {
+        const auto written = ::write(pipe, text.data(), text.size());
+        if (written <= 0) return;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+[[noreturn]] void runChild(int pipe, const std::string& who, const std::string& what, const std::string& enc,
+                           std::size_t size) {
+    const rlimit limit{memory, memory};
+    std::string reason;
+    if (setrlimit(RLIMIT_AS, &limit) != 0) reason = "cannot limit the memory";
+    try {
+        if (reason.empty()) attempt(who, what, enc, size);
+    } catch (const std::bad_alloc&) {
+        reason = "needs more than 8 GiB";
+    } catch (const std::exception& error) {
+        reason = *error.what() != '\0' ? error.what() : "fails";
+    }
+    write(pipe, reason);
+    _exit(reason.empty() ? 0 : 1);
+}
+
+std::string readAll(int pipe) {
+    std::string text;
+    char piece[256];
+    for (ssize_t got = 0; (got = read(pipe, piece, sizeof piece)) > 0;)
+        text.append(piece, static_cast<std::size_t>(got));
+    return text;
+}
+
+}  // namespace
+
+std::string whyNot(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
+    int ends[2];
+    if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    const pid_t child = fork();
+    if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+    if (child == 0) {
+        close(ends[0]);
+        runChild(ends[1], who, what, enc, size);
+    }
+    close(ends[1]);
+    const auto reason = readAll(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (WIFSIGNALED(status)) {
+        if (WTERMSIG(status) == SIGALRM) return "a call takes more than 20 s";
+        return std::string("stopped by the signal ") + strsignal(WTERMSIG(status)) + ", with 8 GiB of memory";
+    }
+    return WEXITSTATUS(status) == 0 ? "" : reason;
+}
+
+}  // namespace Bench
