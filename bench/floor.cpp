@@ -207,15 +207,17 @@ MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
 void MessageFloor::tryAll() {
     decode();
     const Bytes signature(signature_.signature().begin(), signature_.signature().end());
-    const auto key = content_.key;
+    const auto wrongSignature = Bytes(signature.size(), 1);
+    signature_.setSignature(wrongSignature);
     for (const auto make : {&MessageFloor::encode, &MessageFloor::verifyEncrypt}) {
-        const auto size = ciphertext_.size();
+        const auto key = content_.key;
+        const auto iv = content_.iv;
         std::fill(ciphertext_.begin(), ciphertext_.end(), 0);
         std::fill(decrypted_.begin(), decrypted_.end(), 0);
         (this->*make)();
         decode();
-        check(ciphertext_.size() == size && decryptedSize_ == jws_.size());
-        check(std::equal(jws_.begin(), jws_.end(), decrypted_.begin()) && content_.key != key);
+        check(content_.key != key && content_.iv != iv && decryptedSize_ == jws_.size());
+        check(std::equal(jws_.begin(), jws_.end(), decrypted_.begin()));
         // PKCS #1 v1.5 gives the same signature each time.
         check(std::equal(signature.begin(), signature.end(), signature_.signature().begin()));
     }
@@ -227,6 +229,8 @@ void MessageFloor::tryAll() {
     jws_.front() ^= 1;
     check(fails([this] { verifyEncrypt(); }));
     jws_.front() ^= 1;
+    signature_.setSignature(wrongSignature);
+    check(fails([this] { decode(); }));
     ERR_clear_error();
     encode();
     decode();
