@@ -5,7 +5,6 @@
 
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
-#include <openssl/err.h>
 #include <openssl/params.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
@@ -47,17 +46,21 @@ Bytes decoded(std::string_view piece) {
     return *std::move(bytes);
 }
 
-template <class Call>
-bool fails(Call call) {
-    try {
-        call();
-    } catch (const std::runtime_error&) {
-        return true;
-    }
-    return false;
-}
-
 }  // namespace
+
+TokenParts takeApart(View token, ContentFloor& content) {
+    std::array<std::string_view, 5> pieces;
+    std::string_view rest(reinterpret_cast<const char*>(token.data()), token.size());
+    for (auto& piece : pieces) {
+        piece = rest.substr(0, rest.find('.'));
+        rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+    }
+    const auto iv = decoded(pieces[2]), tag = decoded(pieces[4]);
+    check(rest.empty() && iv.size() == content.iv.size() && tag.size() == content.tag.size());
+    std::copy(iv.begin(), iv.end(), content.iv.begin());
+    std::copy(tag.begin(), tag.end(), content.tag.begin());
+    return {Bytes(pieces[0].begin(), pieces[0].end()), decoded(pieces[1]), decoded(pieces[3])};
+}
 
 Pkey readKey(const std::string& pem) {
     const auto text = owned<Bio>(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
@@ -114,8 +117,11 @@ ContentFloor::ContentFloor(const std::string& enc)
     check(EVP_MAC_CTX_set_params(macContext_.get(), params.data()) == 1);
 }
 
-void ContentFloor::randomize() {
+void ContentFloor::makeKey() {
     check(RAND_bytes(key.data(), static_cast<int>(key.size())) == 1);
+}
+
+void ContentFloor::makeIv() {
     check(RAND_bytes(iv.data(), static_cast<int>(iv.size())) == 1);
 }
 
@@ -180,20 +186,10 @@ MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
       wrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
       unwrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
       content_(enc) {
-    std::array<std::string_view, 5> pieces;
-    std::string_view rest(reinterpret_cast<const char*>(token.data()), token.size());
-    for (auto& piece : pieces) {
-        piece = rest.substr(0, rest.find('.'));
-        rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
-    }
-    jweHeader_.assign(pieces[0].begin(), pieces[0].end());
-    encryptedKey_ = decoded(pieces[1]);
-    content_.iv = decoded(pieces[2]);
-    ciphertext_ = decoded(pieces[3]);
-    const auto tag = decoded(pieces[4]);
-    check(rest.empty() && tag.size() == content_.tag.size());
-    std::copy(tag.begin(), tag.end(), content_.tag.begin());
-
+    auto parts = takeApart(token, content_);
+    jweHeader_ = std::move(parts.header);
+    encryptedKey_ = std::move(parts.encryptedKey);
+    ciphertext_ = std::move(parts.ciphertext);
     decrypted_.resize(ContentFloor::maximumSize(ciphertext_.size()));
     decrypt();
     jws_.assign(decrypted_.begin(), decrypted_.begin() + static_cast<std::ptrdiff_t>(decryptedSize_));
@@ -231,7 +227,6 @@ void MessageFloor::tryAll() {
     jws_.front() ^= 1;
     signature_.setSignature(wrongSignature);
     check(fails([this] { decode(); }));
-    ERR_clear_error();
     encode();
     decode();
 }
@@ -252,7 +247,8 @@ void MessageFloor::verifyEncrypt() {
 }
 
 void MessageFloor::encrypt() {
-    content_.randomize();
+    content_.makeKey();
+    content_.makeIv();
     std::size_t size = encryptedKey_.size();
     const auto& key = content_.key;
     check(EVP_PKEY_encrypt(wrapping_.get(), encryptedKey_.data(), &size, key.data(), key.size()) == 1);

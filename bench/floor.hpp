@@ -55,8 +55,8 @@ class ContentFloor {
   public:
     explicit ContentFloor(const std::string& enc);
 
-    /// A new content key and initialization vector.
-    void randomize();
+    void makeKey();
+    void makeIv();
     /// Returns how much it wrote, at most maximumSize(in.size()) bytes.
     std::size_t encrypt(View additionalData, View in, std::uint8_t* out);
     /// Throws when the tag, or the padding, is wrong.
@@ -79,6 +79,14 @@ class ContentFloor {
     MacContext macContext_;
     std::array<std::uint8_t, 32> fullTag_{};
 };
+
+struct TokenParts {
+    /// The header as it is written, the others decoded.
+    Bytes header, encryptedKey, ciphertext;
+};
+
+/// The parts of a compact JWE; the initialization vector and the tag go to the content.
+TokenParts takeApart(View token, ContentFloor& content);
 
 /// The primitives of one nested token: RS256, RSA-OAEP-256 and the content encryption.
 class MessageFloor {

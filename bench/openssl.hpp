@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include <openssl/err.h>
 #include <openssl/evp.h>
 
 namespace Bench {
@@ -40,6 +41,18 @@ template <class Owner>
 Owner owned(typename Owner::pointer made, std::source_location where = std::source_location::current()) {
     check(made != nullptr, where);
     return Owner(made);
+}
+
+/// Whether the call fails a check. Leaves no error in OpenSSL's queue.
+template <class Call>
+bool fails(Call call) {
+    try {
+        call();
+    } catch (const std::runtime_error&) {
+        ERR_clear_error();
+        return true;
+    }
+    return false;
 }
 
 }  // namespace Bench

@@ -1,0 +1,189 @@
+// Signatures, key agreement and keys by themselves: the library beside the bare OpenSSL calls.
+#include <benchmark/benchmark.h>
+#include <string>
+
+#include <openssl/pem.h>
+
+#include "torvane/platform/services/base64.hpp"
+#include "torvane/torvane.hpp"
+
+#include "bench/agreement_floor.hpp"
+#include "bench/floor.hpp"
+#include "bench/key_sets.hpp"
+#include "bench/operation.hpp"
+
+namespace {
+
+using namespace Torvane;
+using Bench::check, Bench::owned;
+using Zennet::KeyClass, Zennet::KeyType;
+using enum JWKUse;
+
+constexpr std::size_t messageSize = 1024;
+
+template <class Work>
+void add(const std::string& name, Work work) {
+    const auto run = [work](benchmark::State& state) {
+        try {
+            work(state);
+        } catch (const std::exception& error) {
+            state.SkipWithError(error.what());
+        }
+    };
+    benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond);
+}
+
+struct Signing {
+    JOSE::SignatureAlgorithm algorithm;
+    JsonWebKey privateKey, publicKey;
+    // For OpenSSL; another key of the kind, but for RSA.
+    std::shared_ptr<EVP_PKEY> floorKey;
+};
+
+std::shared_ptr<EVP_PKEY> generated(const char* curve) {
+    return {owned<Bench::Pkey>(EVP_EC_gen(curve)).release(), EVP_PKEY_free};
+}
+
+JsonWebKey keyOf(const Platform::SecKey& key, KeyType type) {
+    return {key, key.isPublicKey() ? KeyClass::publicKey : KeyClass::privateKey, type, JWK_SIG, "k"};
+}
+
+Signing signingBy(const std::string& name) {
+    using enum JOSE::SignatureAlgorithm;
+    if (name == "RS256") {
+        const auto pem = Bench::readKeys().signing;
+        const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+        return {RS256,
+                keyOf(key, KeyType::RSA2048Key),
+                keyOf(key.publicKey(), KeyType::RSA2048Key),
+                {Bench::readKey(pem).release(), EVP_PKEY_free}};
+    }
+    if (name == "ES256") {
+        const auto key = Platform::SoftwareKeyStore::generateEC(Platform::EllipticCurve::P256);
+        return {ES256, keyOf(key, KeyType::EC256Key), keyOf(key.publicKey(), KeyType::EC256Key), generated("P-256")};
+    }
+    const auto pair = Zennet::Secp256k1Utils::generateKeyPair();
+    return {ES256K,
+            {pair.privateKey, JWK_SIG, "k", pair.publicKey},
+            {pair.publicKey, JWK_SIG, "k"},
+            generated("secp256k1")};
+}
+
+// Over the signing input of the library's JWS; that it is not another one is tried.
+std::pair<Bench::SignatureFloor, ByteBuffer> signatureFloor(const Signing& signing, const ByteBuffer& jws) {
+    Bench::SignatureFloor floor(signing.floorKey.get());
+    const auto dot = asText(jws).rfind('.');
+    ByteBuffer input(jws.begin(), jws.begin() + static_cast<std::ptrdiff_t>(dot));
+    if (signing.algorithm == JOSE::SignatureAlgorithm::RS256) {
+        floor.setSignature(Platform::decodeBase64url(asText(jws).substr(dot + 1)).value());
+        floor.verify(input);
+    }
+    floor.sign(input);
+    floor.verify(input);
+    ++input.back();
+    check(Bench::fails([&] { floor.verify(input); }));
+    --input.back();
+    return {std::move(floor), std::move(input)};
+}
+
+void addSignatures(const std::string& name) {
+    const auto signing = signingBy(name);
+    const auto payload = Bench::messageOf(messageSize);
+    const JWSSigner signer(signing.algorithm, signing.privateKey);
+    const JWSVerifier verifier(signing.algorithm, signing.publicKey);
+    const auto jws = signer.signJWT(payload);
+    const auto rest = '/' + name + '/' + std::to_string(messageSize);
+    add("sign/floor" + rest, [=](auto& state) {
+        auto [floor, input] = signatureFloor(signing, jws);
+        for (auto _ : state) floor.sign(input);
+    });
+    add("sign/torvane" + rest, [=](auto& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(signer.signJWT(payload));
+    });
+    add("verify/floor" + rest, [=](auto& state) {
+        auto [floor, input] = signatureFloor(signing, jws);
+        for (auto _ : state) floor.verify(input);
+    });
+    add("verify/torvane" + rest, [=](auto& state) {
+        if (verifier.verifyJWS(jws) != payload) throw std::runtime_error("another payload");
+        for (auto _ : state) benchmark::DoNotOptimize(verifier.verifyJWS(jws));
+    });
+}
+
+// A new key on P-256, as PKCS #8.
+std::string agreementKey() {
+    using Bio = Bench::Handle<BIO, BIO_free>;
+    const auto key = owned<Bench::Pkey>(EVP_EC_gen("P-256"));
+    const auto text = owned<Bio>(BIO_new(BIO_s_mem()));
+    check(PEM_write_bio_PKCS8PrivateKey(text.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1);
+    char* data = nullptr;
+    const auto size = BIO_get_mem_data(text.get(), &data);
+    return {data, static_cast<std::size_t>(size)};
+}
+
+void addAgreement() {
+    const auto pem = agreementKey();
+    const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+    const auto payload = Bench::messageOf(messageSize);
+    const JWEEncrypter encrypter("ECDH-ES", "A128CBC-HS256", key.publicKey(), "k");
+    const JWEDecrypter decrypter("ECDH-ES", "A128CBC-HS256", key);
+    const auto token = encrypter.encryptJWT(payload);
+    const auto rest = "/ECDH-ES/" + std::to_string(messageSize);
+    add("encrypt/floor" + rest, [=](auto& state) {
+        Bench::AgreementFloor floor(pem, token);
+        for (auto _ : state) floor.encrypt();
+    });
+    add("encrypt/torvane" + rest, [=](auto& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(encrypter.encryptJWT(payload));
+    });
+    add("decrypt/floor" + rest, [=](auto& state) {
+        Bench::AgreementFloor floor(pem, token);
+        for (auto _ : state) floor.decrypt();
+    });
+    add("decrypt/torvane" + rest, [=](auto& state) {
+        if (decrypter.decryptJWE(token) != payload) throw std::runtime_error("another payload");
+        for (auto _ : state) benchmark::DoNotOptimize(decrypter.decryptJWE(token));
+    });
+}
+
+void addKeys() {
+    for (const std::string kind : {"RS256", "ES256"}) {
+        const auto key = signingBy(kind).publicKey;
+        add("jwk_parse/torvane/" + kind,
+            [text = key.encode().value(), type = key.key().keyType().value()](auto& state) {
+                for (auto _ : state) benchmark::DoNotOptimize(JsonWebKey(text, type));
+            });
+    }
+    // Such keys are read from the members of a set.
+    const auto text = R"({"keys":[)" + signingBy("ES256K").publicKey.encodeToString().value() + "]}";
+    add("jwk_parse/torvane/ES256K", [text](auto& state) {
+        for (auto _ : state) {
+            const auto set = Platform::JSONSerialization::jsonObject(asBytes(text));
+            benchmark::DoNotOptimize(JsonWebKeySet(*set.template as<JSONValue::Object>()));
+        }
+    });
+    for (const std::size_t count : {1U, 10U, 1000U}) {
+        add("set_parse/torvane/" + std::to_string(count), [text = Bench::setOfKeys(count)](auto& state) {
+            for (auto _ : state) benchmark::DoNotOptimize(JsonWebKeySet(asBytes(text)));
+        });
+        add("set_find/torvane/" + std::to_string(count), [count](auto& state) {
+            const JsonWebKeySet set(asBytes(Bench::setOfKeys(count)));
+            const JSONValue::Object last{{"kid", "k" + std::to_string(count - 1)},
+                                         {"use", JSONValue::opaque(JWK_SIG)},
+                                         {"kty", JSONValue::opaque(KeyType::RSA2048Key)}};
+            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) throw std::runtime_error("not the one key");
+            for (auto _ : state) benchmark::DoNotOptimize(set.findKeysFor(last, KeyClass::publicKey));
+        });
+    }
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    for (const auto* name : {"RS256", "ES256", "ES256K"}) addSignatures(name);
+    addAgreement();
+    addKeys();
+    benchmark::Initialize(&count, arguments);
+    if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+}
