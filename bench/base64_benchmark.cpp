@@ -1,0 +1,113 @@
+// base64url by itself, and OpenSSL's base64 beside it. Bytes per second are those of the bytes, not of the text.
+// base64_benchmark_portable is the same with the library's code as it is without vector instructions.
+#include <algorithm>
+#include <benchmark/benchmark.h>
+#include <stdexcept>
+#include <string>
+
+#include <openssl/evp.h>
+
+#include "torvane/platform/services/base64.hpp"
+
+#include "bench/operation.hpp"
+
+namespace {
+
+using Platform::ByteBuffer;
+
+// What OpenSSL makes of the bytes, with room for the zero that it ends with.
+std::string standardText(const ByteBuffer& bytes) {
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
+    auto* const out = reinterpret_cast<unsigned char*>(text.data());
+    const int written = EVP_EncodeBlock(out, bytes.data(), static_cast<int>(bytes.size()));
+    if (written + 1 != static_cast<int>(text.size())) throw std::runtime_error("EVP_EncodeBlock failed");
+    text.pop_back();
+    return text;
+}
+
+// The same in base64url.
+std::string urlText(const ByteBuffer& bytes) {
+    auto text = standardText(bytes);
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    text.resize(std::min(text.find('='), text.size()));
+    return text;
+}
+
+void require(bool right) {
+    if (!right) throw std::runtime_error("a wrong result");
+}
+
+void encodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
+    require(Platform::encodeBase64url(bytes) == urlText(bytes));
+    for (auto _ : state) benchmark::DoNotOptimize(Platform::encodeBase64url(bytes));
+}
+
+void appendTorvane(benchmark::State& state, const ByteBuffer& bytes) {
+    ByteBuffer text;
+    Platform::appendBase64url(text, bytes);
+    require(Platform::asText(text) == urlText(bytes));
+    for (auto _ : state) {
+        text.clear();
+        Platform::appendBase64url(text, bytes);
+        benchmark::DoNotOptimize(text.data());
+    }
+}
+
+void decodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
+    const auto text = urlText(bytes);
+    require(Platform::decodeBase64url(text) == bytes);
+    for (auto _ : state) benchmark::DoNotOptimize(Platform::decodeBase64url(text));
+}
+
+void checkTorvane(benchmark::State& state, const ByteBuffer& bytes) {
+    auto text = urlText(bytes);
+    text[text.size() / 2] = '=';
+    require(!Platform::isBase64url(text));
+    text = urlText(bytes);
+    require(Platform::isBase64url(text));
+    for (auto _ : state) benchmark::DoNotOptimize(Platform::isBase64url(text));
+}
+
+// Both into a buffer that is there already.
+void encodeOpenSSL(benchmark::State& state, const ByteBuffer& bytes) {
+    auto text = standardText(bytes) + '\0';
+    auto* const out = reinterpret_cast<unsigned char*>(text.data());
+    const auto size = static_cast<int>(bytes.size());
+    for (auto _ : state) benchmark::DoNotOptimize(EVP_EncodeBlock(out, bytes.data(), size));
+}
+
+void decodeOpenSSL(benchmark::State& state, const ByteBuffer& bytes) {
+    const auto text = standardText(bytes);
+    const auto* const in = reinterpret_cast<const unsigned char*>(text.data());
+    const auto size = static_cast<int>(text.size());
+    ByteBuffer decoded(text.size() / 4 * 3);
+    require(EVP_DecodeBlock(decoded.data(), in, size) == static_cast<int>(decoded.size()));
+    require(std::equal(bytes.begin(), bytes.end(), decoded.begin()));
+    for (auto _ : state) benchmark::DoNotOptimize(EVP_DecodeBlock(decoded.data(), in, size));
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    const std::initializer_list<std::pair<const char*, void (*)(benchmark::State&, const ByteBuffer&)>> works{
+        {"base64_encode/torvane", encodeTorvane}, {"base64_encode/openssl", encodeOpenSSL},
+        {"base64_append/torvane", appendTorvane}, {"base64_decode/torvane", decodeTorvane},
+        {"base64_decode/openssl", decodeOpenSSL}, {"base64_check/torvane", checkTorvane}};
+    for (const std::size_t size : {1024U, 48U << 10, 16U << 20}) {
+        for (const auto& [name, work] : works) {
+            const auto run = [work = work, size](benchmark::State& state) {
+                try {
+                    work(state, Bench::messageOf(size));
+                } catch (const std::exception& error) {
+                    state.SkipWithError(error.what());
+                }
+                state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(size));
+            };
+            benchmark::RegisterBenchmark((name + ('/' + std::to_string(size))).c_str(), run);
+        }
+    }
+    benchmark::Initialize(&count, arguments);
+    if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+}
