@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <source_location>
 #include <stdexcept>
 #include <string>
 
@@ -30,16 +29,14 @@ using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using Mac = Handle<EVP_MAC, EVP_MAC_free>;
 using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 
-inline void check(bool succeeded, std::source_location where = std::source_location::current()) {
-    if (!succeeded) {
-        throw std::runtime_error("failed at " + std::string(where.file_name()) + ":" + std::to_string(where.line()));
-    }
+inline void check(bool succeeded, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    if (!succeeded) throw std::runtime_error("failed at " + std::string(file) + ":" + std::to_string(line));
 }
 
 /// Takes over what OpenSSL made.
 template <class Owner>
-Owner owned(typename Owner::pointer made, std::source_location where = std::source_location::current()) {
-    check(made != nullptr, where);
+Owner owned(typename Owner::pointer made, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    check(made != nullptr, file, line);
     return Owner(made);
 }
 

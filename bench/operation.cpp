@@ -1,7 +1,6 @@
 #include "bench/operation.hpp"
 
 #include <map>
-#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -29,9 +28,12 @@ Operation floorOperation(const std::string& what, const std::string& enc, std::s
 }  // namespace
 
 Bytes messageOf(std::size_t size) {
-    std::mt19937 random(1);
     Bytes message(size);
-    for (auto& byte : message) byte = static_cast<std::uint8_t>(random());
+    std::uint32_t random = 1;
+    for (auto& byte : message) {
+        random = random * 1664525 + 1013904223;
+        byte = static_cast<std::uint8_t>(random >> 24);
+    }
     return message;
 }
 

@@ -93,18 +93,18 @@ void addSignatures(const std::string& name) {
     const JWSVerifier verifier(signing.algorithm, signing.publicKey);
     const auto jws = signer.signJWT(payload);
     const auto rest = '/' + name + '/' + std::to_string(messageSize);
-    add("sign/floor" + rest, [=](auto& state) {
+    add("sign/floor" + rest, [=](benchmark::State& state) {
         auto [floor, input] = signatureFloor(signing, jws);
         for (auto _ : state) floor.sign(input);
     });
-    add("sign/torvane" + rest, [=](auto& state) {
+    add("sign/torvane" + rest, [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(signer.signJWT(payload));
     });
-    add("verify/floor" + rest, [=](auto& state) {
+    add("verify/floor" + rest, [=](benchmark::State& state) {
         auto [floor, input] = signatureFloor(signing, jws);
         for (auto _ : state) floor.verify(input);
     });
-    add("verify/torvane" + rest, [=](auto& state) {
+    add("verify/torvane" + rest, [=](benchmark::State& state) {
         if (verifier.verifyJWS(jws) != payload) throw std::runtime_error("another payload");
         for (auto _ : state) benchmark::DoNotOptimize(verifier.verifyJWS(jws));
     });
@@ -129,18 +129,18 @@ void addAgreement() {
     const JWEDecrypter decrypter("ECDH-ES", "A128CBC-HS256", key);
     const auto token = encrypter.encryptJWT(payload);
     const auto rest = "/ECDH-ES/" + std::to_string(messageSize);
-    add("encrypt/floor" + rest, [=](auto& state) {
+    add("encrypt/floor" + rest, [=](benchmark::State& state) {
         Bench::AgreementFloor floor(pem, token);
         for (auto _ : state) floor.encrypt();
     });
-    add("encrypt/torvane" + rest, [=](auto& state) {
+    add("encrypt/torvane" + rest, [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(encrypter.encryptJWT(payload));
     });
-    add("decrypt/floor" + rest, [=](auto& state) {
+    add("decrypt/floor" + rest, [=](benchmark::State& state) {
         Bench::AgreementFloor floor(pem, token);
         for (auto _ : state) floor.decrypt();
     });
-    add("decrypt/torvane" + rest, [=](auto& state) {
+    add("decrypt/torvane" + rest, [=](benchmark::State& state) {
         if (decrypter.decryptJWE(token) != payload) throw std::runtime_error("another payload");
         for (auto _ : state) benchmark::DoNotOptimize(decrypter.decryptJWE(token));
     });
@@ -150,23 +150,23 @@ void addKeys() {
     for (const std::string kind : {"RS256", "ES256"}) {
         const auto key = signingBy(kind).publicKey;
         add("jwk_parse/torvane/" + kind,
-            [text = key.encode().value(), type = key.key().keyType().value()](auto& state) {
+            [text = key.encode().value(), type = key.key().keyType().value()](benchmark::State& state) {
                 for (auto _ : state) benchmark::DoNotOptimize(JsonWebKey(text, type));
             });
     }
     // Such keys are read from the members of a set.
     const auto text = R"({"keys":[)" + signingBy("ES256K").publicKey.encodeToString().value() + "]}";
-    add("jwk_parse/torvane/ES256K", [text](auto& state) {
+    add("jwk_parse/torvane/ES256K", [text](benchmark::State& state) {
         for (auto _ : state) {
             const auto set = Platform::JSONSerialization::jsonObject(asBytes(text));
-            benchmark::DoNotOptimize(JsonWebKeySet(*set.template as<JSONValue::Object>()));
+            benchmark::DoNotOptimize(JsonWebKeySet(*set.as<JSONValue::Object>()));
         }
     });
     for (const std::size_t count : {1U, 10U, 1000U}) {
-        add("set_parse/torvane/" + std::to_string(count), [text = Bench::setOfKeys(count)](auto& state) {
+        add("set_parse/torvane/" + std::to_string(count), [text = Bench::setOfKeys(count)](benchmark::State& state) {
             for (auto _ : state) benchmark::DoNotOptimize(JsonWebKeySet(asBytes(text)));
         });
-        add("set_find/torvane/" + std::to_string(count), [count](auto& state) {
+        add("set_find/torvane/" + std::to_string(count), [count](benchmark::State& state) {
             const JsonWebKeySet set(asBytes(Bench::setOfKeys(count)));
             const JSONValue::Object last{{"kid", "k" + std::to_string(count - 1)},
                                          {"use", JSONValue::opaque(JWK_SIG)},

@@ -1,5 +1,6 @@
 #include "bench/trial.hpp"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -79,17 +80,17 @@ void write(int pipe, std::string_view text) {
 
 std::string readAll(int pipe) {
     std::string text;
-    char piece[256];
-    for (ssize_t got = 0; (got = read(pipe, piece, sizeof piece)) > 0;)
-        text.append(piece, static_cast<std::size_t>(got));
+    std::array<char, 256> piece{};
+    for (ssize_t got = 0; (got = read(pipe, piece.data(), piece.size())) > 0;)
+        text.append(piece.data(), static_cast<std::size_t>(got));
     return text;
 }
 
 }  // namespace
 
 std::string whyNot(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
-    int ends[2];
-    if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     const pid_t child = fork();
     if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
     if (child == 0) {
@@ -104,7 +105,7 @@ std::string whyNot(const std::string& who, const std::string& what, const std::s
     }
     if (WIFSIGNALED(status)) {
         if (WTERMSIG(status) == SIGALRM) return "a call takes more than 20 s";
-        return std::string("stopped by the signal ") + strsignal(WTERMSIG(status)) + ", with 8 GiB of memory";
+        return std::string("stopped by the signal ") + sigdescr_np(WTERMSIG(status)) + ", with 8 GiB of memory";
     }
     return WEXITSTATUS(status) == 0 ? "" : reason;
 }
