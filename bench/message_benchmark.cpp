@@ -28,6 +28,7 @@ void run(benchmark::State& state, const Subject& subject) {
     }
     const auto operation = Bench::makeOperation(who, what, enc, size);
     for (auto _ : state) operation();
+    state.SetLabel(Bench::difference(who, enc));
 }
 
 void add(const Subject& subject) {

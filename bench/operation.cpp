@@ -6,6 +6,8 @@
 
 #include <openssl/err.h>
 
+#include "torvane/support/errors.hpp"
+
 #include "bench/floor.hpp"
 #include "bench/torvane_party.hpp"
 
@@ -51,6 +53,22 @@ Party& partyNamed(const std::string& who, const std::string& enc) {
     throw std::invalid_argument("no party " + who);
 }
 
+Party& partnerOf(Party& party, const std::string& enc) {
+    static std::map<std::pair<std::string, std::string>, std::unique_ptr<Party>> made;
+    const std::pair work(party.keyManagement(), enc);
+    if (!made.contains(work)) {
+        auto torvane = makeTorvane(readKeys(), enc, party.keyManagement());
+        try {
+            torvane->encode({});
+        } catch (const Torvane::JOSEError& error) {
+            if (error.errorCase() != Torvane::JOSEError::Case::algorithmNotSupported) throw;
+            torvane.reset();
+        }
+        made[work] = std::move(torvane);
+    }
+    return made[work] ? *made[work] : party;
+}
+
 Operation makeOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
     // What one party leaves in OpenSSL's error queue is not to slow down the next.
     ERR_clear_error();
@@ -60,8 +78,9 @@ Operation makeOperation(const std::string& who, const std::string& what, const s
         return [&party, message = messageOf(size)] { return party.encode(message).size(); };
     }
     if (what == "decode") {
-        return
-            [&party, token = partyNamed("torvane", enc).encode(messageOf(size))] { return party.decode(token).size(); };
+        return [&party, token = std::make_shared<const Result>(partnerOf(party, enc).encode(messageOf(size)))] {
+            return party.decode(*token).size();
+        };
     }
     if (what == "verify_encrypt" && who == "torvane") {
         return makeTorvaneVerifyEncrypt(readKeys(), enc, messageOf(size));

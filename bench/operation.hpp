@@ -20,8 +20,11 @@ Bytes messageOf(std::size_t size);
 const std::vector<std::unique_ptr<Party>>& parties(const std::string& enc);
 Party& partyNamed(const std::string& who, const std::string& enc);
 
-/// who: "floor" or a party's name. what: "encode"; "decode", of a token that torvane made; "verify_encrypt", which only
-/// the floor and torvane do. Throws std::invalid_argument for what there is not.
+/// Who exchanges tokens with a party: torvane with its key management or, where torvane refuses that, itself.
+Party& partnerOf(Party& party, const std::string& enc);
+
+/// who: "floor" or a party's name. what: "encode"; "decode", of a token that the partner made; "verify_encrypt", which
+/// only the floor and torvane do. Throws std::invalid_argument for what there is not.
 Operation makeOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size);
 
 }  // namespace Bench

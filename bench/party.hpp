@@ -1,10 +1,13 @@
 // Who turns a message into a nested token and back. Not the floor, which makes no tokens.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Bench {
@@ -19,6 +22,25 @@ struct Keys {
 /// The keys of every run, from bench/keys.
 Keys readKeys();
 
+/// A token or a message, where the library has put it: a copy would be charged to those who answer in C.
+class Result {
+  public:
+    using Owner = std::unique_ptr<void, void (*)(void*)>;
+
+    Result(Bytes bytes) : bytes_(std::move(bytes)), view_(bytes_) {}
+    Result(Owner owner, const void* data, std::size_t size)
+        : owner_(std::move(owner)), view_(static_cast<const std::uint8_t*>(data), size) {}
+
+    operator std::span<const std::uint8_t>() const { return view_; }
+    std::size_t size() const { return view_.size(); }
+    bool operator==(const Bytes& other) const { return std::ranges::equal(view_, other); }
+
+  private:
+    Bytes bytes_;
+    Owner owner_{nullptr, nullptr};
+    std::span<const std::uint8_t> view_;
+};
+
 /// A library with its keys loaded, once, as an application would. Throws a std::exception when it fails.
 class Party {
   public:
@@ -28,10 +50,12 @@ class Party {
     Party& operator=(const Party&) = delete;
 
     virtual std::string name() const = 0;
-    /// A compact JWS by RS256 inside a compact JWE by RSA-OAEP-256.
-    virtual Bytes encode(std::span<const std::uint8_t> message) = 0;
+    /// RSA-OAEP-256, or what comes nearest where a library does not know that.
+    virtual std::string keyManagement() const { return "RSA-OAEP-256"; }
+    /// A compact JWS by RS256 inside a compact JWE by that algorithm.
+    virtual Result encode(std::span<const std::uint8_t> message) = 0;
     /// The message of such a token, verified.
-    virtual Bytes decode(std::span<const std::uint8_t> token) = 0;
+    virtual Result decode(std::span<const std::uint8_t> token) = 0;
 };
 
 /// Torvane first, then the peers that were built in. enc: "A128CBC-HS256" or "A256GCM".

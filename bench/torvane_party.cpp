@@ -27,25 +27,29 @@ struct KeyPairs {
 
 class TorvaneParty final : public Party {
   public:
-    TorvaneParty(const KeyPairs& keys, const std::string& enc)
-        : helper_(JOSEHelper::Builder()
+    TorvaneParty(const KeyPairs& keys, const std::string& enc, const std::string& keyManagement)
+        : keyManagement_(keyManagement),
+          helper_(JOSEHelper::Builder()
                       .setSenderJwkSet({keys.signing.own, keys.decryption.own}, "sign")
                       .setRecipientJwkSet({keys.signing.peers, keys.decryption.peers}, "decrypt")
+                      .setJWEKeyManagementAlgorithm(keyManagement)
                       .setJWEContentEncryptionAlgorithm(enc)
                       .create()) {}
 
     std::string name() const override { return "torvane"; }
-    Bytes encode(std::span<const std::uint8_t> message) override { return helper_.encodeMessage(message); }
-    Bytes decode(std::span<const std::uint8_t> token) override { return helper_.decodeMessage(token); }
+    std::string keyManagement() const override { return keyManagement_; }
+    Result encode(std::span<const std::uint8_t> message) override { return helper_.encodeMessage(message); }
+    Result decode(std::span<const std::uint8_t> token) override { return helper_.decodeMessage(token); }
 
   private:
+    std::string keyManagement_;
     JOSEHelper helper_;
 };
 
 }  // namespace
 
-std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc) {
-    return std::make_unique<TorvaneParty>(KeyPairs(keys), enc);
+std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc, const std::string& keyManagement) {
+    return std::make_unique<TorvaneParty>(KeyPairs(keys), enc, keyManagement);
 }
 
 Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, const Bytes& message) {

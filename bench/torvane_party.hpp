@@ -9,7 +9,8 @@
 
 namespace Bench {
 
-std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc);
+std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc,
+                                   const std::string& keyManagement = "RSA-OAEP-256");
 
 /// Verifies a JWS of the message and encrypts it: a message without the RSA private operations.
 Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, const Bytes& message);

@@ -20,12 +20,12 @@ constexpr unsigned seconds = 20;
 constexpr rlim_t memory = rlim_t{8} << 30;
 constexpr std::size_t small = 1024;
 
-void mustBe(const Bytes& read, const Bytes& message, const std::string& whose) {
+void mustBe(const Result& read, const Bytes& message, const std::string& whose) {
     if (read != message) throw std::runtime_error(whose + " reads back as something else");
 }
 
 template <class Call>
-Bytes limited(Call call) {
+Result limited(Call call) {
     alarm(seconds);
     auto result = call();
     alarm(0);
@@ -38,18 +38,18 @@ void attempt(const std::string& who, const std::string& what, const std::string&
         return;
     }
     auto& party = partyNamed(who, enc);
-    auto& torvane = partyNamed("torvane", enc);
+    auto& partner = partnerOf(party, enc);
     for (const auto some : {small, size}) {
         const auto message = messageOf(some);
         const bool isSmall = some == small;
         if (what == "encode" || isSmall) {
             const auto token = limited([&] { return party.encode(message); });
-            mustBe(torvane.decode(token), message, "its token");
+            mustBe(limited([&] { return partner.decode(token); }), message, "its token");
             if (isSmall) mustBe(limited([&] { return party.decode(token); }), message, "its token, to itself,");
         }
         if (what == "decode" || isSmall) {
-            const auto token = torvane.encode(message);
-            mustBe(limited([&] { return party.decode(token); }), message, "torvane's token");
+            const auto token = limited([&] { return partner.encode(message); });
+            mustBe(limited([&] { return party.decode(token); }), message, partner.name() + "'s token");
         }
     }
 }
@@ -108,6 +108,14 @@ std::string whyNot(const std::string& who, const std::string& what, const std::s
         return std::string("stopped by the signal ") + sigdescr_np(WTERMSIG(status)) + ", with 8 GiB of memory";
     }
     return WEXITSTATUS(status) == 0 ? "" : reason;
+}
+
+std::string difference(const std::string& who, const std::string& enc) {
+    if (who == "floor") return "";
+    auto& party = partyNamed(who, enc);
+    const auto algorithm = party.keyManagement();
+    if (algorithm == "RSA-OAEP-256") return "";
+    return algorithm + (&partnerOf(party, enc) == &party ? ", which torvane refuses: its own tokens only" : "");
 }
 
 }  // namespace Bench
