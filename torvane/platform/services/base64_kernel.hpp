@@ -13,7 +13,7 @@ namespace Platform::Base64Kernel {
 std::size_t encode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept;
 
 /// Decodes groups of four characters up to one that is not of the alphabet, at the latest; returns how many characters.
-/// Writes three bytes for each four, and no more.
+/// `out` may be `in` or begin in front of it; where the characters that it leaves would be written, it may write too.
 std::size_t decode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept;
 
 /// How many characters from the front are known to be of the alphabet.
