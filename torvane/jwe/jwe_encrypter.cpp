@@ -31,14 +31,16 @@ JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
 JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
     : encrypter_(encrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), keyId_(jwk.keyId()), jwk_(jwk) {}
 
-template <class Content>
-ByteBuffer JWEEncrypter::encrypted(const Content& content, const std::optional<StringMap>& headerParams,
+template <class Payload>
+ByteBuffer JWEEncrypter::encrypted(Payload& payload, const std::optional<StringMap>& headerParams,
                                    bool isNested) const {
     JOSE::JWEHeader header(jweKeyManagementAlgorithm(), jweContentEncryptionAlgorithm(),
                            headerParams.value_or(StringMap()), keyId_);
     if (isNested) header.setContentType("JWT");
     try {
-        return JOSE::JWE(std::move(header), content, encrypter_).compactSerializedData();
+        return JOSE::JWE(std::move(header), payload, encrypter_).compactSerializedData();
+    } catch (const JOSEError&) {
+        throw;
     } catch (...) {
         throw JOSEError::JWEEncrypterError(std::current_exception());
     }
@@ -49,9 +51,9 @@ ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const std::optional<String
     return encrypted(payload, headerParams, isNested);
 }
 
-ByteBuffer JWEEncrypter::encryptJWT(const JOSE::SignedPayload& jws,
-                                    const std::optional<StringMap>& headerParams) const {
-    return encrypted(jws, headerParams, true);
+ByteBuffer JWEEncrypter::encryptJWT(JOSE::Content& content, const std::optional<StringMap>& headerParams,
+                                    bool isNested) const {
+    return encrypted(content, headerParams, isNested);
 }
 
 }  // namespace Torvane

@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/security/sec_key.hpp"
 #include "torvane/support/vocabulary.hpp"
 
@@ -59,13 +59,14 @@ class TORVANE_EXPORT JWEEncrypter {
     ByteBuffer encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt,
                           bool isNested = false) const;
 
-    /// The same around a JWS, as from JWSSigner::signPayload(), which is written while it is encrypted: a nested token.
-    ByteBuffer encryptJWT(const JOSE::SignedPayload& jws,
-                          const std::optional<StringMap>& headerParams = std::nullopt) const;
+    /// The same for content that writes itself, such as JWSSigner::pendingJWT(), while it is encrypted.
+    /// @throws JOSEError of the content, as it is.
+    ByteBuffer encryptJWT(JOSE::Content& content, const std::optional<StringMap>& headerParams = std::nullopt,
+                          bool isNested = false) const;
 
   private:
-    template <class Content>
-    ByteBuffer encrypted(const Content& content, const std::optional<StringMap>& headerParams, bool isNested) const;
+    template <class Payload>
+    ByteBuffer encrypted(Payload& payload, const std::optional<StringMap>& headerParams, bool isNested) const;
 
     JOSE::Encrypter encrypter_;
     std::optional<std::string> keyId_;

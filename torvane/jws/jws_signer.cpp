@@ -4,6 +4,18 @@
 
 namespace Torvane {
 
+void PendingJWS::writeTo(const JOSE::PieceSink& sink) {
+    wasWritten_ = true;
+    const auto digest = writer_.writeSigningInput(sink);
+    ByteBuffer signature;
+    try {
+        signature = signer_.signDigest(digest);
+    } catch (...) {
+        throw JOSEError::JWSSignerError(std::current_exception());
+    }
+    JOSE::JWSWriter::writeSignature(signature, sink);
+}
+
 template <class Signed>
 Signed JWSSigner::made(ByteView payload, const std::optional<StringMap>& headerParams) const {
     try {
@@ -18,12 +30,12 @@ ByteBuffer JWSSigner::signJWT(ByteView payload, const std::optional<StringMap>& 
     return made<JOSE::JWS>(payload, headerParams).compactSerializedData();
 }
 
-JOSE::SignedPayload JWSSigner::signPayload(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<JOSE::SignedPayload>(payload, headerParams);
+PendingJWS JWSSigner::pendingJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
+    return made<PendingJWS>(payload, headerParams);
 }
 
 ByteBuffer JWSSigner::sign(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return signPayload(payload, headerParams).signature();
+    return made<JOSE::JWS>(payload, headerParams).signature();
 }
 
 }  // namespace Torvane

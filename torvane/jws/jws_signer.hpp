@@ -14,6 +14,27 @@
 
 namespace Torvane {
 
+/// A JWS that is signed while it is written. Made by JWSSigner.
+class TORVANE_EXPORT PendingJWS final : public JOSE::Content {
+  public:
+    /// For JWSSigner; as JOSE::JWSWriter.
+    PendingJWS(const JOSE::JWSHeader& header, ByteView payload, JOSE::Signer signer)
+        : writer_(header, payload, signer), signer_(std::move(signer)) {}
+
+    /// Characters of the compact serialisation.
+    std::size_t size() const noexcept override { return writer_.compactSize(); }
+    /// Writes the compact serialisation.
+    /// @throws JOSEError JWSSignerError when the key store fails.
+    void writeTo(const JOSE::PieceSink& sink) override;
+    /// Whether it was begun to be written.
+    bool wasWritten() const noexcept { return wasWritten_; }
+
+  private:
+    JOSE::JWSWriter writer_;
+    JOSE::Signer signer_;
+    bool wasWritten_ = false;
+};
+
 /// One key and one algorithm. A value; nothing is kept between calls. That the key fits the algorithm shows when
 /// signing.
 class TORVANE_EXPORT JWSSigner {
@@ -36,10 +57,10 @@ class TORVANE_EXPORT JWSSigner {
     ///         reason why the header was refused or the key store failed.
     ByteBuffer signJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
-    /// The same JWS for JWEEncrypter, which writes it while it encrypts it. The payload is not copied and has to stay
-    /// where it is until then.
-    JOSE::SignedPayload signPayload(ByteView payload,
-                                    const std::optional<StringMap>& headerParams = std::nullopt) const;
+    /// The same JWS, to be signed while JWEEncrypter encrypts it. The payload is not copied and has to stay where it is
+    /// until then.
+    /// @throws JOSEError as signJWT(), but for a key store that fails.
+    PendingJWS pendingJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
     /// The signature alone, of the same JWS: raw bytes, as long as RFC 7518, section 3, has them.
     ByteBuffer sign(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;

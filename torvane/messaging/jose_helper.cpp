@@ -100,11 +100,16 @@ ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const auto encryptionKey = onlyKey(findKeys(recipientJwkSet, JWKUse::JWK_ENC, encryptionKeyId, KeyClass::publicKey),
                                        true, "Must provide recipient's public key to encrypt JWTs.");
 
-    const auto jws =
-        JWSSigner(signatureAlgorithmNamed(signerAlgorithm), signingKey).signPayload(rawMessage, jwsHeaders);
-    const JWEEncrypter encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, *encryptionKey.key().keyRef(),
-                                 encryptionKeyId);
-    return encrypter.encryptJWT(jws, jweHeaders);
+    auto jws = JWSSigner(signatureAlgorithmNamed(signerAlgorithm), signingKey).pendingJWT(rawMessage, jwsHeaders);
+    try {
+        const JWEEncrypter encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, *encryptionKey.key().keyRef(),
+                                     encryptionKeyId);
+        return encrypter.encryptJWT(jws, jweHeaders, true);
+    } catch (...) {
+        // A message is signed before it is encrypted, so what fails there is the failure.
+        if (!jws.wasWritten()) jws.writeTo([](ByteView) {});
+        throw;
+    }
 }
 
 ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {

@@ -83,9 +83,18 @@ void requireSize(ByteView part, std::size_t size, const char* name) {
     }
 }
 
-// A compact serialisation of what writePlaintext(sink) writes, `size` bytes.
-template <class Write>
-ByteBuffer encrypted(JWEHeader header, std::size_t size, const Encrypter& encrypter, Write writePlaintext) {
+class ViewedContent final : public Content {
+  public:
+    explicit ViewedContent(ByteView bytes) noexcept : bytes_(bytes) {}
+
+    std::size_t size() const noexcept override { return bytes_.size(); }
+    void writeTo(const PieceSink& sink) override { sink(bytes_); }
+
+  private:
+    ByteView bytes_;
+};
+
+ByteBuffer encrypted(JWEHeader header, Content& plaintext, const Encrypter& encrypter) {
     requireAlgorithms(header, encrypter, "encrypter's");
     const auto content = parameters(encrypter.contentEncryptionAlgorithm());
     const auto contentKey = encrypter.newContentKey(header);
@@ -96,8 +105,8 @@ ByteBuffer encrypted(JWEHeader header, std::size_t size, const Encrypter& encryp
     ByteBuffer compact;
     compact.reserve(Platform::base64urlSize(headerText.size()) +
                     Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
-                    Platform::base64urlSize(ciphertextSize(content, size)) + Platform::base64urlSize(content.tagSize) +
-                    JWE::componentCount - 1);
+                    Platform::base64urlSize(ciphertextSize(content, plaintext.size())) +
+                    Platform::base64urlSize(content.tagSize) + JWE::componentCount - 1);
     Platform::appendBase64url(compact, headerText);
     const auto encryptor = contentEncryptor(content, contentKey.key, iv, compact);
     const auto append = [&compact](ByteView part) {
@@ -108,7 +117,7 @@ ByteBuffer encrypted(JWEHeader header, std::size_t size, const Encrypter& encryp
     append(iv);
     compact.push_back('.');
     CiphertextWriter writer(*encryptor, compact);
-    writePlaintext([&writer](ByteView piece) { writer.write(piece); });
+    plaintext.writeTo([&writer](ByteView piece) { writer.write(piece); });
     writer.finish();
     append(encryptor->tag());
     return compact;
@@ -116,13 +125,13 @@ ByteBuffer encrypted(JWEHeader header, std::size_t size, const Encrypter& encryp
 
 }  // namespace
 
-JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter)
-    : compact_(encrypted(std::move(header), payload.size(), encrypter,
-                         [payload](const PieceSink& sink) { sink(payload); })) {}
+JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
+    ViewedContent content(payload);
+    compact_ = encrypted(std::move(header), content, encrypter);
+}
 
-JWE::JWE(JWEHeader header, const SignedPayload& payload, const Encrypter& encrypter)
-    : compact_(encrypted(std::move(header), payload.compactSize(), encrypter,
-                         [&payload](const PieceSink& sink) { payload.writeTo(sink); })) {}
+JWE::JWE(JWEHeader header, Content& content, const Encrypter& encrypter)
+    : compact_(encrypted(std::move(header), content, encrypter)) {}
 
 ReceivedJWE::ReceivedJWE(ByteView compactSerialization)
     : ReceivedJWE(splitCompact<JWE::componentCount>(Platform::asText(compactSerialization))) {}

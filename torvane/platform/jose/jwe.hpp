@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/header.hpp"
-#include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/jose/payload.hpp"
 
 namespace JOSE {
@@ -21,11 +21,12 @@ class TORVANE_EXPORT JWE {
     static constexpr std::size_t componentCount = 5;
 
     /// @{
-    /// Encrypts bytes, or a JWS while it is written, under a content key and an initialization vector of its own.
+    /// Encrypts bytes, or content while it writes itself, under a content key and an initialization vector of its own.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError.
+    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError;
+    ///         whatever the content throws.
     JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
-    JWE(JWEHeader header, const SignedPayload& payload, const Encrypter& encrypter);
+    JWE(JWEHeader header, Content& content, const Encrypter& encrypter);
     /// @}
 
     /// @{

@@ -30,25 +30,6 @@ void inBase64urlPieces(ByteView bytes, Use use) {
     }
 }
 
-// The header's piece with the dot behind it.
-ByteBuffer headerText(const JWSHeader& header, const Signer& signer) {
-    if (header.algorithm() != rawValue(signer.algorithm())) {
-        throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
-    }
-    ByteBuffer text;
-    Platform::appendBase64url(text, header.jsonData());
-    text.push_back('.');
-    return text;
-}
-
-Platform::Crypto::Digest newDigest(const Signer& signer) {
-    return Platform::Crypto::Digest(parameters(signer.algorithm()).hash);
-}
-
-std::size_t sizeOf(const ByteBuffer& headerText, ByteView payload, std::size_t signatureSize) noexcept {
-    return headerText.size() + Platform::base64urlSize(payload.size()) + 1 + Platform::base64urlSize(signatureSize);
-}
-
 // The bytes of a valid piece, in the memory of the text that it is part of; the rest of the text is wiped.
 ByteBuffer decodedInPlace(std::string_view piece, ByteBuffer text) {
     const auto size = *Platform::decodeBase64url(piece, text);
@@ -59,39 +40,44 @@ ByteBuffer decodedInPlace(std::string_view piece, ByteBuffer text) {
 
 }  // namespace
 
-SignedPayload::SignedPayload(const JWSHeader& header, ByteView payload, const Signer& signer)
-    : header_(headerText(header, signer)), payload_(payload) {
-    auto digest = newDigest(signer);
-    digest.update(header_);
-    inBase64urlPieces(payload, [&digest](ByteView piece) { digest.update(piece); });
-    signature_ = signer.signDigest(digest.finish());
+JWSWriter::JWSWriter(const JWSHeader& header, ByteView payload, const Signer& signer)
+    : payload_(payload), hash_(parameters(signer.algorithm()).hash), signatureSize_(signer.signatureSize()) {
+    if (header.algorithm() != rawValue(signer.algorithm())) {
+        throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
+    }
+    const auto text = header.jsonData();
+    header_.reserve(Platform::base64urlSize(text.size()) + 1);
+    Platform::appendBase64url(header_, text);
+    header_.push_back('.');
 }
 
-std::size_t SignedPayload::compactSize() const noexcept {
-    return sizeOf(header_, payload_, signature_.size());
+std::size_t JWSWriter::compactSize() const noexcept {
+    return header_.size() + Platform::base64urlSize(payload_.size()) + 1 + Platform::base64urlSize(signatureSize_);
 }
 
-void SignedPayload::writeTo(const PieceSink& sink) const {
-    sink(header_);
-    inBase64urlPieces(payload_, sink);
+ByteBuffer JWSWriter::writeSigningInput(const PieceSink& sink) const {
+    Platform::Crypto::Digest digest(hash_);
+    const auto write = [&](ByteView piece) {
+        digest.update(piece);
+        sink(piece);
+    };
+    write(header_);
+    inBase64urlPieces(payload_, write);
+    return digest.finish();
+}
+
+void JWSWriter::writeSignature(ByteView signature, const PieceSink& sink) {
     sink(Platform::asBytes("."));
-    inBase64urlPieces(signature_, sink);
+    inBase64urlPieces(signature, sink);
 }
 
 JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
+    const JWSWriter writer(header, payload, signer);
     auto& compact = compact_.data();
-    auto digest = newDigest(signer);
-    const auto write = [&](ByteView piece) {
-        compact.insert(compact.end(), piece.begin(), piece.end());
-        digest.update(piece);
-    };
-    const auto start = headerText(header, signer);
-    compact.reserve(sizeOf(start, payload, signer.signatureSize()));
-    write(start);
-    inBase64urlPieces(payload, write);
-    signature_ = signer.signDigest(digest.finish());
-    compact.push_back('.');
-    Platform::appendBase64url(compact, signature_);
+    compact.reserve(writer.compactSize());
+    const auto append = [&compact](ByteView piece) { compact.insert(compact.end(), piece.begin(), piece.end()); };
+    signature_ = signer.signDigest(writer.writeSigningInput(append));
+    JWSWriter::writeSignature(signature_, append);
 }
 
 struct ReceivedJWS::Parts {

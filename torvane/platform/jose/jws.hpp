@@ -2,40 +2,36 @@
 // a peer are two types: a peer's payload is to be had by verifying only.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <utility>
 
 #include "torvane/platform/bytes.hpp"
+#include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
 #include "torvane/platform/jose/signer.hpp"
 
 namespace JOSE {
 
-/// Takes the next piece of what somebody writes; the piece is valid for the length of the call.
-using PieceSink = std::function<void(Platform::ByteView piece)>;
-
-/// A payload with its signature: a JWS whose text is written where it goes, piece by piece, so that a long one never
-/// stands in memory.
-class TORVANE_EXPORT SignedPayload {
+/// Writes a JWS piece by piece, and says what is to be signed.
+class TORVANE_EXPORT JWSWriter {
   public:
-    /// Signs. The payload is not copied: it has to stay where it is, unchanged, until the text has been written.
-    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's;
-    ///         Platform::SecurityError when the key store fails.
-    SignedPayload(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
+    /// The payload is not copied: it has to stay where it is, unchanged, until it has been written.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's.
+    JWSWriter(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
 
     /// Characters of the compact serialisation.
     std::size_t compactSize() const noexcept;
-    /// Writes the compact serialisation, in pieces that are wiped when they have been taken.
-    void writeTo(const PieceSink& sink) const;
-    /// Raw bytes, as many as Signer::signatureSize().
-    const Platform::ByteBuffer& signature() const noexcept { return signature_; }
+    /// Writes header and payload, in pieces that are wiped when they have been taken; returns the digest to be signed.
+    Platform::ByteBuffer writeSigningInput(const PieceSink& sink) const;
+    /// Writes the rest.
+    static void writeSignature(Platform::ByteView signature, const PieceSink& sink);
 
   private:
     Platform::ByteBuffer header_;
     Platform::ByteView payload_;
-    Platform::ByteBuffer signature_;
+    Platform::HashFunction hash_;
+    std::size_t signatureSize_;
 };
 
 /// A JWS made here.

@@ -173,7 +173,7 @@ bool decodeTo(std::string_view text, std::uint8_t*& out) noexcept {
 }
 
 // A vector fills what it grows by with zeros, so it grows by pieces that stay in the cache.
-constexpr std::size_t textPiece = 16384;
+constexpr std::size_t textPiece = 2048;
 static_assert(textPiece % 4 == 0);
 
 template <class Alphabet, class Buffer>
