@@ -227,7 +227,7 @@ TEST(Allocations, AreFewForATokenOfTenMillionDots) {
     EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
     EXPECT_THROW(helper().decodeMessage(dots), JOSEError);
-    EXPECT_LT(Harness::allocatedBytes - before, 50'000U);
+    EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
 }
 
 // Lets each allocation of the code fail in turn, until it gets through. Each time it throws an error of its own or

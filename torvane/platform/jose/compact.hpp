@@ -20,11 +20,12 @@ template <std::size_t Count>
     throw JOSESwiftError::parsingFailed("The compact serialisation does not have " + std::to_string(Count) + " parts.");
 }
 
-/// Splits at the first dots and at the last one, without a look at the long piece between: what dots there are too many
-/// stay in it, for refusePiece() to find.
-/// @throws JOSESwiftError parsingFailed for fewer pieces.
-template <std::size_t Count>
-CompactPieces<Count> splitCompact(std::string_view text) {
+/// What read(pieces) makes of a text, split at the first dots and at the last one. Nobody looks at the long piece
+/// between for more of them, unless reading fails.
+/// @throws JOSESwiftError parsingFailed for another number of pieces than Count, and before whatever read() throws.
+template <std::size_t Count, class Read>
+auto readCompact(Platform::ByteView compact, Read read) {
+    auto text = Platform::asText(compact);
     CompactPieces<Count> pieces;
     for (std::size_t i = 0; i + 1 < Count; ++i) {
         const auto dot = i + 2 < Count ? text.find('.') : text.rfind('.');
@@ -33,22 +34,23 @@ CompactPieces<Count> splitCompact(std::string_view text) {
         text.remove_prefix(dot + 1);
     }
     pieces.back() = text;
-    return pieces;
+    try {
+        return read(pieces);
+    } catch (const JOSESwiftError&) {
+        if (pieces[Count - 2].find('.') != std::string_view::npos) refuseCount<Count>();
+        throw;
+    }
 }
 
-/// Says what is wrong when a piece is not canonical unpadded base64url.
-/// @throws JOSESwiftError parsingFailed, of the number of pieces or naming the part.
-template <std::size_t Count>
-[[noreturn]] void refusePiece(const CompactPieces<Count>& pieces, std::string_view part) {
-    if (pieces[Count - 2].find('.') != std::string_view::npos) refuseCount<Count>();
+/// @throws JOSESwiftError parsingFailed, always.
+[[noreturn]] inline void refusePiece(std::string_view part) {
     throw JOSESwiftError::parsingFailed("The " + std::string(part) + " is not valid base64url.");
 }
 
-/// @throws JOSESwiftError as refusePiece().
-template <std::size_t Count>
-Platform::ByteBuffer decodePiece(const CompactPieces<Count>& pieces, std::size_t index, std::string_view part) {
-    auto bytes = Platform::decodeBase64url(pieces[index]);
-    if (!bytes) refusePiece(pieces, part);
+/// @throws JOSESwiftError parsingFailed, naming the part, when the piece is not canonical unpadded base64url.
+inline Platform::ByteBuffer decodePiece(std::string_view piece, std::string_view part) {
+    auto bytes = Platform::decodeBase64url(piece);
+    if (!bytes) refusePiece(part);
     return *std::move(bytes);
 }
 

@@ -134,15 +134,16 @@ JWE::JWE(JWEHeader header, Content& content, const Encrypter& encrypter)
     : compact_(encrypted(std::move(header), content, encrypter)) {}
 
 ReceivedJWE::ReceivedJWE(ByteView compactSerialization)
-    : ReceivedJWE(splitCompact<JWE::componentCount>(Platform::asText(compactSerialization))) {}
+    : ReceivedJWE(readCompact<JWE::componentCount>(compactSerialization,
+                                                   [](const Pieces& pieces) { return ReceivedJWE(pieces); })) {}
 
 ReceivedJWE::ReceivedJWE(const Pieces& pieces)
-    : ciphertext_(decodePiece(pieces, 3, "ciphertext")),
-      header_(decodePiece(pieces, 0, "header")),
+    : header_(decodePiece(pieces[0], "header")),
       additionalData_(pieces[0]),
-      encryptedKey_(decodePiece(pieces, 1, "encrypted key")),
-      initializationVector_(decodePiece(pieces, 2, "initialization vector")),
-      authenticationTag_(decodePiece(pieces, 4, "authentication tag")) {}
+      encryptedKey_(decodePiece(pieces[1], "encrypted key")),
+      initializationVector_(decodePiece(pieces[2], "initialization vector")),
+      ciphertext_(decodePiece(pieces[3], "ciphertext")),
+      authenticationTag_(decodePiece(pieces[4], "authentication tag")) {}
 
 bool ReceivedJWE::hasEmptyPart() const noexcept {
     return encryptedKey_.empty() || initializationVector_.empty() || ciphertext_.data().empty() ||

@@ -62,12 +62,11 @@ class TORVANE_EXPORT ReceivedJWE {
     using Pieces = std::array<std::string_view, JWE::componentCount>;
     explicit ReceivedJWE(const Pieces& pieces);
 
-    // Decoded first, to find dots that are too many.
-    Payload ciphertext_;
     JWEHeader header_;
     std::string additionalData_;
     Platform::ByteBuffer encryptedKey_;
     Platform::ByteBuffer initializationVector_;
+    Payload ciphertext_;
     Platform::ByteBuffer authenticationTag_;
 };
 

@@ -11,9 +11,10 @@ namespace {
 
 using Platform::ByteBuffer;
 using Platform::ByteView;
+using Platform::Crypto::Digest;
 
-// How much of a payload is written as text at a time: whole groups of base64url, and small enough that the text stays
-// in the cache until it has been used.
+// How much of a payload is written as text, or read from it, at a time: whole groups of base64url, and small enough
+// that the text stays in the cache until it has been used.
 constexpr std::size_t pieceSize = 6144;
 static_assert(pieceSize % 3 == 0);
 
@@ -30,12 +31,65 @@ void inBase64urlPieces(ByteView bytes, Use use) {
     }
 }
 
-// The bytes of a valid piece, in the memory of the text that it is part of; the rest of the text is wiped.
-ByteBuffer decodedInPlace(std::string_view piece, ByteBuffer text) {
-    const auto size = *Platform::decodeBase64url(piece, text);
-    Platform::wipe(text.data() + size, text.size() - size);
-    text.resize(size);
-    return text;
+// Hashes a text and decodes it: calls use(bytes) for consecutive pieces of what it decodes to, wiped afterwards. False
+// when it is not valid.
+template <class Use>
+bool decodeInPieces(std::string_view text, std::optional<Digest>& digest, Use use) {
+    std::array<std::uint8_t, pieceSize> bytes;
+    const auto longest = std::span(bytes).first(std::min(text.size(), pieceSize));
+    const Platform::WipeOnExit wipeBytes(longest);
+    while (!text.empty()) {
+        const auto piece = text.substr(0, Platform::base64urlSize(pieceSize));
+        if (digest) digest->update(Platform::asBytes(piece));
+        const auto size = Platform::decodeBase64url(piece, bytes);
+        if (!size) return false;
+        use(ByteView(bytes).first(*size));
+        text.remove_prefix(piece.size());
+    }
+    return true;
+}
+
+ByteBuffer decodedPayload(std::string_view payload, std::optional<Digest>& digest) {
+    Payload decoded{ByteBuffer()};
+    auto& bytes = decoded.data();
+    bytes.reserve(payload.size() / 4 * 3 + 2);
+    const auto append = [&bytes](ByteView piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); };
+    if (!decodeInPieces(payload, digest, append)) refusePiece("payload");
+    return std::move(decoded).data();
+}
+
+// The text again whose payload was decoded to its front, so far; bytes have only one text. Backwards, for none to be
+// overwritten before it has been encoded.
+void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noexcept {
+    std::array<std::uint8_t, pieceSize> bytes;
+    while (decoded > 0) {
+        const auto start = (decoded - 1) / pieceSize * pieceSize;
+        const auto piece = ByteView(text).subspan(start, decoded - start);
+        std::copy(piece.begin(), piece.end(), bytes.begin());
+        Platform::encodeBase64url(ByteView(bytes).first(piece.size()),
+                                  std::span(text).subspan(front.size() + Platform::base64urlSize(start)));
+        decoded = start;
+    }
+    std::copy(front.begin(), front.end(), text.begin());
+    Platform::wipe(bytes.data(), bytes.size());
+}
+
+// The payload in the memory of the text, of which nothing else is left.
+ByteBuffer decodedInPlace(std::string_view payload, ByteBuffer& text, std::optional<Digest>& digest) {
+    const auto front = Platform::asText(text).substr(0, Platform::asText(text).find('.') + 1);
+    const ByteBuffer header(front.begin(), front.end());
+    std::size_t decoded = 0;
+    const auto write = [&](ByteView piece) {
+        std::copy(piece.begin(), piece.end(), text.begin() + static_cast<std::ptrdiff_t>(decoded));
+        decoded += piece.size();
+    };
+    if (!decodeInPieces(payload, digest, write)) {
+        restore(text, header, decoded);
+        refusePiece("payload");
+    }
+    Platform::wipe(text.data() + decoded, text.size() - decoded);
+    text.resize(decoded);
+    return std::move(text);
 }
 
 }  // namespace
@@ -56,7 +110,7 @@ std::size_t JWSWriter::compactSize() const noexcept {
 }
 
 ByteBuffer JWSWriter::writeSigningInput(const PieceSink& sink) const {
-    Platform::Crypto::Digest digest(hash_);
+    Digest digest(hash_);
     const auto write = [&](ByteView piece) {
         digest.update(piece);
         sink(piece);
@@ -80,42 +134,29 @@ JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
     JWSWriter::writeSignature(signature_, append);
 }
 
-struct ReceivedJWS::Parts {
-    std::string_view text;
-    CompactPieces<JWS::componentCount> pieces;
-
-    explicit Parts(ByteView compact)
-        : text(Platform::asText(compact)), pieces(splitCompact<JWS::componentCount>(text)) {}
-
-    std::string_view payload() const noexcept { return pieces[1]; }
-    std::string_view signature() const noexcept { return pieces[2]; }
-
-    ByteView signingInput() const noexcept {
-        return Platform::asBytes(text.substr(0, text.size() - signature().size() - 1));
-    }
-
-    void check() const {
-        if (!Platform::isBase64url(payload())) refusePiece(pieces, "payload");
-        if (signature().empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
-    }
-};
-
-ReceivedJWS::ReceivedJWS(const Parts& parts)
-    : header_((parts.check(), decodePiece(parts.pieces, 0, "header"))),
-      signature_(decodePiece(parts.pieces, 2, "signature")) {
+ReceivedJWS::ReceivedJWS(const Pieces& pieces, ByteBuffer* text)
+    : header_(decodePiece(pieces[0], "header")), signature_(decodePiece(pieces[2], "signature")) {
+    std::optional<Digest> digest;
     if (const auto algorithm = fromRawValue<SignatureAlgorithm>(header_.algorithm())) {
-        digest_ = Platform::Crypto::digest(parameters(*algorithm).hash, parts.signingInput());
+        digest.emplace(parameters(*algorithm).hash);
+        digest->update(Platform::asBytes(pieces[0]));
+        digest->update(Platform::asBytes("."));
     }
+    payload_ = Payload(text != nullptr ? decodedInPlace(pieces[1], *text, digest) : decodedPayload(pieces[1], digest));
+    if (digest) digest_ = digest->finish();
 }
 
-ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(Parts(compactSerialization)) {
-    payload_ = Payload(decodePiece(Parts(compactSerialization).pieces, 1, "payload"));
+ReceivedJWS ReceivedJWS::read(ByteView compactSerialization, ByteBuffer* text) {
+    return readCompact<JWS::componentCount>(compactSerialization, [text](const Pieces& pieces) {
+        if (pieces[2].empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
+        return ReceivedJWS(pieces, text);
+    });
 }
 
-ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization) : ReceivedJWS(Parts(compactSerialization)) {
-    const auto payload = Parts(compactSerialization).payload();
-    payload_ = Payload(decodedInPlace(payload, std::move(compactSerialization)));
-}
+ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(read(compactSerialization, nullptr)) {}
+
+ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization)
+    : ReceivedJWS(read(compactSerialization, &compactSerialization)) {}
 
 Payload ReceivedJWS::validate(const Verifier& verifier) && {
     if (header_.algorithm() != rawValue(verifier.algorithm())) {

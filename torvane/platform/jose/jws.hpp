@@ -2,7 +2,9 @@
 // a peer are two types: a peer's payload is to be had by verifying only.
 #pragma once
 
+#include <array>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "torvane/platform/bytes.hpp"
@@ -79,8 +81,9 @@ class TORVANE_EXPORT ReceivedJWS {
     Payload validate(const Verifier& verifier) &&;
 
   private:
-    struct Parts;
-    explicit ReceivedJWS(const Parts& parts);
+    using Pieces = std::array<std::string_view, JWS::componentCount>;
+    ReceivedJWS(const Pieces& pieces, Platform::ByteBuffer* text);
+    static ReceivedJWS read(Platform::ByteView compactSerialization, Platform::ByteBuffer* text);
 
     JWSHeader header_;
     Platform::ByteBuffer signature_;
