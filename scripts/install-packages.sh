@@ -1,10 +1,11 @@
 #!/bin/sh
-# Installs those packages of packages.txt that are missing, as root or through sudo.
+# Installs those packages of packages.txt that are missing, as root or through sudo: `install-packages.sh [WORD]`, with
+# those of WORD too.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 
 missing=
-for package in $(grep -v '^#' "$here/packages.txt"); do
+for package in $(awk -v word="${1:-}" '!/^#/ && (NF == 1 || $2 == word) { print $1 }' "$here/packages.txt"); do
     status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
     [ "$status" = installed ] || missing="$missing $package"
 done
