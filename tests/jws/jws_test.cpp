@@ -68,21 +68,29 @@ TEST(JWSVerifier, TriesAnotherKeyOnAJwsThatWasReadOnce) {
 }
 
 TEST(ReceivedJWS, LeavesATextAloneThatItDoesNotTakeOver) {
-    const std::string good(asText(JWSSigner(RS256, privateJwk(rsaSig, JWK_SIG)).signJWT(asBytes("payload"))));
-    const auto payloadAt = good.find('.') + 1;
-    const std::pair<std::string, const char*> cases[] = {
-        {good.substr(0, good.rfind('.')), "The compact serialisation does not have 3 parts."},
-        {good + ".e30", "The compact serialisation does not have 3 parts."},
-        {std::string(good).insert(payloadAt, "."), "The compact serialisation does not have 3 parts."},
-        {std::string(good).replace(payloadAt, 1, "="), "The payload is not valid base64url."},
+    const JWSSigner signer(RS256, privateJwk(rsaSig, JWK_SIG));
+    ByteBuffer payload(20000);
+    for (std::size_t i = 0; i < payload.size(); ++i) payload[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
+    const std::string good(asText(signer.signJWT(payload)));
+    const auto payloadAt = good.find('.') + 1, lastDot = good.rfind('.');
+    const std::string count = "The compact serialisation does not have 3 parts.";
+    std::vector<std::pair<std::string, std::string>> cases{
+        {good.substr(0, lastDot), count},
+        {good + ".e30", count},
+        {std::string(good).insert(payloadAt, "."), count},
+        {"e30" + good.substr(payloadAt - 1) + ".e30", count},
         {good + "=", "The signature is not valid base64url."},
-        {good.substr(0, good.rfind('.') + 1), "The signature is empty."},
+        {good.substr(0, lastDot + 1), "The signature is empty."},
     };
-    for (const auto& [text, why] : cases) {
-        auto bytes = bytesOf(text);
-        EXPECT_ERROR(JOSE::ReceivedJWS(std::move(bytes)), JOSESwiftError::parsingFailed(why));
-        EXPECT_EQ(bytes, bytesOf(text));
-        EXPECT_ERROR(JOSE::ReceivedJWS(asBytes(text)), JOSESwiftError::parsingFailed(why));
+    for (const auto place : {payloadAt, payloadAt + 8191, payloadAt + 8192, payloadAt + 16384, lastDot - 1})
+        cases.emplace_back(std::string(good).replace(place, 1, "="), "The payload is not valid base64url.");
+    for (const auto& entry : cases) {
+        const auto text = bytesOf(entry.first);
+        const auto refusal = JOSESwiftError::parsingFailed(entry.second);
+        auto bytes = text;
+        EXPECT_ERROR(JOSE::ReceivedJWS(std::move(bytes)), refusal);
+        EXPECT_EQ(bytes, text);
+        EXPECT_ERROR(JOSE::ReceivedJWS(ByteView(text)), refusal);
     }
 }
 

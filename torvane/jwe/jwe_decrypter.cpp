@@ -9,7 +9,7 @@ JOSE::Decrypter decrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKe
     return makeJweCoderForJwk<JOSE::Decrypter>(algorithms, key, Zennet::KeyClass::privateKey, "decrypter");
 }
 
-JOSE::ReceivedJWE received(ByteView jweData) {
+JOSE::ReceivedJWE receivedJWE(ByteView jweData) {
     try {
         return JOSE::ReceivedJWE(jweData);
     } catch (...) {
@@ -35,7 +35,7 @@ JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
     : decrypter_(decrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), jwk_(jwk) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
-    return decryptJWE(received(jweData));
+    return decryptJWE(receivedJWE(jweData));
 }
 
 ByteBuffer JWEDecrypter::decryptJWE(JOSE::ReceivedJWE&& jwe) const {

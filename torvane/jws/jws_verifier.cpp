@@ -5,7 +5,7 @@
 namespace Torvane {
 namespace {
 
-JOSE::ReceivedJWS received(ByteView jwsData) {
+JOSE::ReceivedJWS receivedJWS(ByteView jwsData) {
     try {
         return JOSE::ReceivedJWS(jwsData);
     } catch (...) {
@@ -16,7 +16,7 @@ JOSE::ReceivedJWS received(ByteView jwsData) {
 }  // namespace
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
-    return verifyJWS(received(jwsData));
+    return verifyJWS(receivedJWS(jwsData));
 }
 
 ByteBuffer JWSVerifier::verifyJWS(JOSE::ReceivedJWS&& jws) const {

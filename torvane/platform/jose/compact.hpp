@@ -11,6 +11,10 @@
 
 namespace JOSE {
 
+/// How much of a token is worked on at a time, as bytes and as the base64url of them: small enough to stay in the cache
+/// from step to step, and whole groups of three bytes.
+inline constexpr std::size_t bytesAtATime = 6144, textAtATime = Platform::base64urlSize(bytesAtATime);
+
 /// Pieces in their order. The last but one is the long one, the payload or the ciphertext.
 template <std::size_t Count>
 using CompactPieces = std::array<std::string_view, Count>;

@@ -15,9 +15,6 @@ using Platform::ByteView;
 
 constexpr std::size_t aesBlockSize = 16;
 
-// How much is encrypted, authenticated and written as text at a time: small enough to stay in the cache.
-constexpr std::size_t pieceSize = 8192;
-
 std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size_t plaintextSize) noexcept {
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
 }
@@ -37,7 +34,7 @@ class CiphertextWriter {
 
     void write(ByteView plaintext) {
         while (!plaintext.empty()) {
-            const auto piece = plaintext.first(std::min(plaintext.size(), pieceSize));
+            const auto piece = plaintext.first(std::min(plaintext.size(), textAtATime));
             pending_ += encryptor_.update(piece, free());
             append(pending_ / 3 * 3);
             plaintext = plaintext.subspan(piece.size());
@@ -61,7 +58,7 @@ class CiphertextWriter {
     Platform::Crypto::ContentEncryptor& encryptor_;
     ByteBuffer& compact_;
     // Begins with what is left of an unfinished group of three bytes.
-    std::array<std::uint8_t, pieceSize + 3 * aesBlockSize> ciphertext_;
+    std::array<std::uint8_t, textAtATime + 3 * aesBlockSize> ciphertext_;
     std::size_t pending_ = 0;
 };
 

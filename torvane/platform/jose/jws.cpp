@@ -13,19 +13,14 @@ using Platform::ByteBuffer;
 using Platform::ByteView;
 using Platform::Crypto::Digest;
 
-// How much of a payload is written as text, or read from it, at a time: whole groups of base64url, and small enough
-// that the text stays in the cache until it has been used.
-constexpr std::size_t pieceSize = 6144;
-static_assert(pieceSize % 3 == 0);
-
 // Calls use(piece) for consecutive pieces of the text, wiped afterwards.
 template <class Use>
 void inBase64urlPieces(ByteView bytes, Use use) {
-    std::array<std::uint8_t, Platform::base64urlSize(pieceSize)> text;
-    const auto longest = std::span(text).first(Platform::base64urlSize(std::min(bytes.size(), pieceSize)));
+    std::array<std::uint8_t, textAtATime> text;
+    const auto longest = std::span(text).first(Platform::base64urlSize(std::min(bytes.size(), bytesAtATime)));
     const Platform::WipeOnExit wipeText(longest);
     while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), pieceSize));
+        const auto piece = bytes.first(std::min(bytes.size(), bytesAtATime));
         use(ByteView(text).first(Platform::encodeBase64url(piece, text)));
         bytes = bytes.subspan(piece.size());
     }
@@ -35,11 +30,11 @@ void inBase64urlPieces(ByteView bytes, Use use) {
 // when it is not valid.
 template <class Use>
 bool decodeInPieces(std::string_view text, std::optional<Digest>& digest, Use use) {
-    std::array<std::uint8_t, pieceSize> bytes;
-    const auto longest = std::span(bytes).first(std::min(text.size(), pieceSize));
+    std::array<std::uint8_t, bytesAtATime> bytes;
+    const auto longest = std::span(bytes).first(std::min(text.size(), bytesAtATime));
     const Platform::WipeOnExit wipeBytes(longest);
     while (!text.empty()) {
-        const auto piece = text.substr(0, Platform::base64urlSize(pieceSize));
+        const auto piece = text.substr(0, textAtATime);
         if (digest) digest->update(Platform::asBytes(piece));
         const auto size = Platform::decodeBase64url(piece, bytes);
         if (!size) return false;
@@ -61,9 +56,9 @@ ByteBuffer decodedPayload(std::string_view payload, std::optional<Digest>& diges
 // The text again whose payload was decoded to its front, so far; bytes have only one text. Backwards, for none to be
 // overwritten before it has been encoded.
 void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noexcept {
-    std::array<std::uint8_t, pieceSize> bytes;
+    std::array<std::uint8_t, bytesAtATime> bytes;
     while (decoded > 0) {
-        const auto start = (decoded - 1) / pieceSize * pieceSize;
+        const auto start = (decoded - 1) / bytesAtATime * bytesAtATime;
         const auto piece = ByteView(text).subspan(start, decoded - start);
         std::copy(piece.begin(), piece.end(), bytes.begin());
         Platform::encodeBase64url(ByteView(bytes).first(piece.size()),
