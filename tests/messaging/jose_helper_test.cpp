@@ -117,6 +117,44 @@ TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
     });
 }
 
+// A key that counts how often its store is asked to sign, and may refuse.
+struct CountedKey final : Platform::StoreKey {
+    explicit CountedKey(bool doesSign) : signs(doesSign) {}
+
+    Platform::PublicComponents publicComponents() const override { return privateKey(sigA).publicComponents(); }
+    ByteBuffer sign(Platform::SignatureScheme scheme, Platform::HashFunction hash, ByteView digest) const override {
+        ++asked;
+        return signs ? privateKey(sigA).sign(scheme, hash, digest) : StoreKey::sign(scheme, hash, digest);
+    }
+
+    bool signs;
+    mutable int asked = 0;
+};
+
+TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
+    const auto refused =
+        JOSEError::JWSSignerError(wrapped(Platform::SecurityError("This key store does not sign with this key.")));
+    for (const bool signs : {true, false}) {
+        for (const std::string keyManagement : {"RSA-OAEP-256", "XYZ"}) {
+            SCOPED_TRACE(keyManagement);
+            const auto key = std::make_shared<CountedKey>(signs);
+            Party a;
+            a.ours = {{Zennet::PrivateKey(Platform::SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
+            a.keyManagement = keyManagement;
+            const auto encode = [helper = a.helper()] { return helper.encodeMessage(asBytes("m")); };
+            if (!signs) {
+                EXPECT_ERROR(encode(), refused);
+            } else if (keyManagement == "XYZ") {
+                EXPECT_ERROR(encode(),
+                             JOSEError::algorithmNotSupported("XYZ algorithm is not supported for key management."));
+            } else {
+                EXPECT_EQ(partyB().helper().decodeMessage(encode()), ByteBuffer{'m'});
+            }
+            EXPECT_EQ(key->asked, 1);
+        }
+    }
+}
+
 // The token of a row of hostile_messages.json: honestly encrypted for B but for what the row says.
 ByteBuffer hostileToken(const json& row) {
     static const auto good = Party().helper().encodeMessage(asBytes("secret"));

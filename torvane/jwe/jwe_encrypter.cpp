@@ -12,6 +12,21 @@ JOSE::Encrypter encrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKe
     return makeJweCoderForJwk<JOSE::Encrypter>(algorithms, key, Zennet::KeyClass::publicKey, "encrypter");
 }
 
+template <class Payload>
+ByteBuffer encrypted(const JWEEncrypter& with, Payload& payload, const std::optional<StringMap>& headerParams,
+                     bool isNested) {
+    JOSE::JWEHeader header(with.jweKeyManagementAlgorithm(), with.jweContentEncryptionAlgorithm(),
+                           headerParams.value_or(StringMap()), with.keyId());
+    if (isNested) header.setContentType("JWT");
+    try {
+        return JOSE::JWE(std::move(header), payload, with.encrypter()).compactSerializedData();
+    } catch (const JOSEError&) {
+        throw;
+    } catch (...) {
+        throw JOSEError::JWEEncrypterError(std::current_exception());
+    }
+}
+
 }  // namespace
 
 JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
@@ -31,29 +46,14 @@ JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
 JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
     : encrypter_(encrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), keyId_(jwk.keyId()), jwk_(jwk) {}
 
-template <class Payload>
-ByteBuffer JWEEncrypter::encrypted(Payload& payload, const std::optional<StringMap>& headerParams,
-                                   bool isNested) const {
-    JOSE::JWEHeader header(jweKeyManagementAlgorithm(), jweContentEncryptionAlgorithm(),
-                           headerParams.value_or(StringMap()), keyId_);
-    if (isNested) header.setContentType("JWT");
-    try {
-        return JOSE::JWE(std::move(header), payload, encrypter_).compactSerializedData();
-    } catch (const JOSEError&) {
-        throw;
-    } catch (...) {
-        throw JOSEError::JWEEncrypterError(std::current_exception());
-    }
-}
-
 ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams,
                                     bool isNested) const {
-    return encrypted(payload, headerParams, isNested);
+    return encrypted(*this, payload, headerParams, isNested);
 }
 
 ByteBuffer JWEEncrypter::encryptJWT(JOSE::Content& content, const std::optional<StringMap>& headerParams,
                                     bool isNested) const {
-    return encrypted(content, headerParams, isNested);
+    return encrypted(*this, content, headerParams, isNested);
 }
 
 }  // namespace Torvane

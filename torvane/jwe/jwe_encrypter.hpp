@@ -65,9 +65,6 @@ class TORVANE_EXPORT JWEEncrypter {
                           bool isNested = false) const;
 
   private:
-    template <class Payload>
-    ByteBuffer encrypted(Payload& payload, const std::optional<StringMap>& headerParams, bool isNested) const;
-
     JOSE::Encrypter encrypter_;
     std::optional<std::string> keyId_;
     std::optional<JsonWebKey> jwk_;

@@ -3,6 +3,19 @@
 #include "torvane/jws/coder_making.hpp"
 
 namespace Torvane {
+namespace {
+
+template <class Signed>
+Signed made(const JWSSigner& signer, ByteView payload, const std::optional<StringMap>& headerParams) {
+    try {
+        const JOSE::JWSHeader header(signer.jwsAlgorithm(), headerParams, signer.jwk().keyId());
+        return {header, payload, makeJwsCoder<JOSE::Signer>(signer.jwsAlgorithm(), signer.jwk().key(), "signer")};
+    } catch (...) {
+        throw JOSEError::JWSSignerError(std::current_exception());
+    }
+}
+
+}  // namespace
 
 void PendingJWS::writeTo(const JOSE::PieceSink& sink) {
     wasWritten_ = true;
@@ -16,26 +29,16 @@ void PendingJWS::writeTo(const JOSE::PieceSink& sink) {
     JOSE::JWSWriter::writeSignature(signature, sink);
 }
 
-template <class Signed>
-Signed JWSSigner::made(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    try {
-        const JOSE::JWSHeader header(jwsAlgorithm_, headerParams, jwk_.keyId());
-        return {header, payload, makeJwsCoder<JOSE::Signer>(jwsAlgorithm_, jwk_.key(), "signer")};
-    } catch (...) {
-        throw JOSEError::JWSSignerError(std::current_exception());
-    }
-}
-
 ByteBuffer JWSSigner::signJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<JOSE::JWS>(payload, headerParams).compactSerializedData();
+    return made<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();
 }
 
 PendingJWS JWSSigner::pendingJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<PendingJWS>(payload, headerParams);
+    return made<PendingJWS>(*this, payload, headerParams);
 }
 
 ByteBuffer JWSSigner::sign(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<JOSE::JWS>(payload, headerParams).signature();
+    return made<JOSE::JWS>(*this, payload, headerParams).signature();
 }
 
 }  // namespace Torvane

@@ -66,9 +66,6 @@ class TORVANE_EXPORT JWSSigner {
     ByteBuffer sign(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
 
   private:
-    template <class Signed>
-    Signed made(ByteView payload, const std::optional<StringMap>& headerParams) const;
-
     JOSE::SignatureAlgorithm jwsAlgorithm_;
     JsonWebKey jwk_;
 };
