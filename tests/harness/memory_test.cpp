@@ -220,12 +220,17 @@ TEST(FreedMemory, HoldsNoScalarAfterItSignedOrWasWritten) {
     expectNothingLeft("written", everywhere, secrets, write);
 }
 
-TEST(Allocations, AreFewForATokenOfTenMillionDots) {
+TEST(Allocations, AreFewForTenMillionCharactersThatAreNoToken) {
     const ByteBuffer dots(10'000'000, '.');
+    const auto longHeader = bytesOf(std::string(10'000'000, 'A') + ".e30.e30.e30");
+    const auto longKey =
+        bytesOf(parts(helper().encodeMessage(message)).front() + "." + std::string(10'000'000, '=') + ".e30.e30.e30");
     EXPECT_THROW(helper().decodeMessage({}), JOSEError);  // makes the helper
     const auto before = Harness::allocatedBytes;
     EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
+    EXPECT_THROW(JOSE::ReceivedJWS{longHeader}, JOSESwiftError);
+    EXPECT_THROW(JOSE::ReceivedJWE{longKey}, JOSESwiftError);
     EXPECT_THROW(helper().decodeMessage(dots), JOSEError);
     EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
 }
@@ -246,6 +251,7 @@ void sweepAllocations(Code code, IsRight isRight) {
         }
         Harness::untilFailure = 0;
         EXPECT_TRUE(result ? isRight(*result) : Harness::hasFailed) << "allocation " << n;
+        EXPECT_EQ(ERR_peek_error(), 0U) << "allocation " << n;
         result.reset();
         return Harness::liveBlocks != before;
     };

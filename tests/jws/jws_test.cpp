@@ -21,6 +21,7 @@ TEST(JWS, EveryAlgorithmSignsAndVerifiesEverySize) {
         for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 1000U, 1U << 20}) {
             const ByteBuffer payload(size, static_cast<std::uint8_t>(size));
             const auto token = signer.signJWT(payload);
+            EXPECT_EQ(token.capacity(), token.size()) << "what grows leaves the payload behind";
             EXPECT_EQ(verifier.verifyJWS(token), payload);
             EXPECT_EQ(verifier.verifyJWS(asText(token)), payload);
         }
@@ -62,6 +63,9 @@ TEST(JWSVerifier, TriesAnotherKeyOnAJwsThatWasReadOnce) {
                      JOSEError::JWSVerificationError(
                          wrapped(JOSESwiftError::verifyingFailed("The signature does not verify."))));
         EXPECT_EQ(right.verifyJWS(std::move(jws)), bytesOf("m"));
+        EXPECT_ERROR(
+            right.verifyJWS(std::move(jws)),
+            JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The payload has been taken."))));
     };
     expectSecondTry(JOSE::ReceivedJWS(token));
     expectSecondTry(JOSE::ReceivedJWS(ByteBuffer(token)));
@@ -80,6 +84,7 @@ TEST(ReceivedJWS, LeavesATextAloneThatItDoesNotTakeOver) {
         {std::string(good).insert(payloadAt, "."), count},
         {"e30" + good.substr(payloadAt - 1) + ".e30", count},
         {good + "=", "The signature is not valid base64url."},
+        {std::string(good).replace(payloadAt, 1, "=") + "=", "The payload is not valid base64url."},
         {good.substr(0, lastDot + 1), "The signature is empty."},
     };
     for (const auto place : {payloadAt, payloadAt + 8191, payloadAt + 8192, payloadAt + 16384, lastDot - 1})

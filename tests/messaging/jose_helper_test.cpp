@@ -134,17 +134,22 @@ struct CountedKey final : Platform::StoreKey {
 TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
     const auto refused =
         JOSEError::JWSSignerError(wrapped(Platform::SecurityError("This key store does not sign with this key.")));
+    const auto zipped =
+        JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported.");
     for (const bool signs : {true, false}) {
-        for (const std::string keyManagement : {"RSA-OAEP-256", "XYZ"}) {
-            SCOPED_TRACE(keyManagement);
+        for (const std::string fault : {"", "XYZ", "zip"}) {
+            SCOPED_TRACE(fault);
             const auto key = std::make_shared<CountedKey>(signs);
             Party a;
             a.ours = {{Zennet::PrivateKey(Platform::SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
-            a.keyManagement = keyManagement;
+            if (fault == "XYZ") a.keyManagement = fault;
+            if (fault == "zip") a.jweHeaders = {{"zip", "DEF"}};
             const auto encode = [helper = a.helper()] { return helper.encodeMessage(asBytes("m")); };
             if (!signs) {
                 EXPECT_ERROR(encode(), refused);
-            } else if (keyManagement == "XYZ") {
+            } else if (fault == "zip") {
+                EXPECT_ERROR(encode(), zipped);
+            } else if (fault == "XYZ") {
                 EXPECT_ERROR(encode(),
                              JOSEError::algorithmNotSupported("XYZ algorithm is not supported for key management."));
             } else {
@@ -163,7 +168,13 @@ ByteBuffer hostileToken(const json& row) {
     static const auto headerOf = [](const std::string& kid) { return R"({"alg":"RS256","kid":")" + kid + R"("})"; };
     static const auto jws = signedToken(headerOf(sigA), "secret", signerA);
     const auto text = [](const ByteBuffer& token) { return std::string(asText(token)); };
+    const auto pieces = parts(good);
     const std::vector<std::pair<std::string, std::string>> words{
+        {"<header>", pieces[0]},
+        {"<key>", pieces[1]},
+        {"<iv>", pieces[2]},
+        {"<ciphertext>", pieces[3]},
+        {"<tag>", pieces[4]},
         {"<good>", text(good)},
         {"<off>", text(withFlippedBit(good, 3))},
         {"<rest>", text(good).substr(text(good).find('.') + 1)},
@@ -183,7 +194,7 @@ ByteBuffer hostileToken(const json& row) {
 }
 
 TEST(JOSEHelper, NoMessageIsDecodedThatIsOffInOneThing) {
-    forEachHostileRow("hostile_messages.json", "messages", 72, [&](const json& row) {
+    forEachHostileRow("hostile_messages.json", "messages", 76, [&](const json& row) {
         EXPECT_EQ(changed(partyB(), row).helper().decodeMessage(hostileToken(row)), bytesOf("secret"));
     });
 }

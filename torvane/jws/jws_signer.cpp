@@ -19,11 +19,17 @@ Signed made(const JWSSigner& signer, ByteView payload, const std::optional<Strin
 
 void PendingJWS::writeTo(const JOSE::PieceSink& sink) {
     wasWritten_ = true;
-    const auto digest = writer_.writeSigningInput(sink);
+    bool hasSinkFailed = false;
+    const auto guardedSink = [&](ByteView piece) {
+        hasSinkFailed = true;
+        sink(piece);
+        hasSinkFailed = false;
+    };
     ByteBuffer signature;
     try {
-        signature = signer_.signDigest(digest);
+        signature = signer_.signDigest(writer_.writeSigningInput(guardedSink));
     } catch (...) {
+        if (hasSinkFailed) throw;
         throw JOSEError::JWSSignerError(std::current_exception());
     }
     JOSE::JWSWriter::writeSignature(signature, sink);

@@ -24,7 +24,7 @@ class TORVANE_EXPORT PendingJWS final : public JOSE::Content {
     /// Characters of the compact serialisation.
     std::size_t size() const noexcept override { return writer_.compactSize(); }
     /// Writes the compact serialisation.
-    /// @throws JOSEError JWSSignerError when the key store fails.
+    /// @throws JOSEError JWSSignerError when the key store fails; whatever the sink throws.
     void writeTo(const JOSE::PieceSink& sink) override;
     /// Whether it was begun to be written.
     bool wasWritten() const noexcept { return wasWritten_; }

@@ -34,7 +34,8 @@ class TORVANE_EXPORT JOSEHelper {
     ByteBuffer encodeMessage(ByteView rawMessage) const;
 
     /// Decrypts a compact JWE with the private key that its header names, verifies the JWS inside with the peer's keys
-    /// that its header names (each in turn, the first that verifies wins), and returns the signed payload.
+    /// that its header names (each in turn, the first that verifies wins), and returns the signed payload, in memory
+    /// that has room for a third more: shrink_to_fit() gives it back.
     /// @throws JOSEError invalidJOSEComponent for a token, or a token inside, that is no compact serialisation (its
     ///         text quotes the piece at fault, so it is not for showing to the sender); missingKey for keys that are
     ///         not to be found; algorithmNotSupported and invalidKeyFormat as above; JWEDecrypterError and

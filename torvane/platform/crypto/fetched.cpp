@@ -22,13 +22,15 @@ const EVP_CIPHER* fetchedCipher(const char* name) {
     return check(EVP_CIPHER_fetch(nullptr, name, nullptr), "find AES");
 }
 
-EVP_MAC_CTX* keylessHmac(HashFunction hash) {
+// With a key that means nothing: there are releases of OpenSSL that copy no context without one.
+EVP_MAC_CTX* hmacToCopy(HashFunction hash) {
     const Mac mac(check(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr), "find HMAC"));
     MacContext context(check(EVP_MAC_CTX_new(mac.get()), "set up HMAC"));
     const std::array params{OSSL_PARAM_construct_utf8_string(
                                 OSSL_MAC_PARAM_DIGEST, const_cast<char*>(EVP_MD_get0_name(fetchedDigest(hash))), 0),
                             OSSL_PARAM_construct_end()};
-    check(EVP_MAC_CTX_set_params(context.get(), params.data()), "set up HMAC");
+    const std::uint8_t key = 0;
+    check(EVP_MAC_init(context.get(), &key, sizeof key, params.data()), "set up HMAC");
     return context.release();
 }
 
@@ -55,11 +57,11 @@ const EVP_CIPHER* fetchedAesCbc(std::size_t keySize) {
 }
 
 MacContext newHmac(HashFunction hash) {
-    const auto* const keyless = withHash(hash, []<HashFunction value>() {
-        static const auto* const context = keylessHmac(value);
+    const auto* const original = withHash(hash, []<HashFunction value>() {
+        static const auto* const context = hmacToCopy(value);
         return context;
     });
-    return MacContext(check(EVP_MAC_CTX_dup(keyless), "set up HMAC"));
+    return MacContext(check(EVP_MAC_CTX_dup(original), "set up HMAC"));
 }
 
 }  // namespace Platform::Crypto

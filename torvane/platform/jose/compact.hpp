@@ -25,7 +25,7 @@ template <std::size_t Count>
 }
 
 /// What read(pieces) makes of a text, split at the first dots and at the last one. Nobody looks at the long piece
-/// between for more of them, unless reading fails.
+/// between for more of them, unless the header is long or reading fails.
 /// @throws JOSESwiftError parsingFailed for another number of pieces than Count, and before whatever read() throws.
 template <std::size_t Count, class Read>
 auto readCompact(Platform::ByteView compact, Read read) {
@@ -38,10 +38,15 @@ auto readCompact(Platform::ByteView compact, Read read) {
         text.remove_prefix(dot + 1);
     }
     pieces.back() = text;
+    const auto requireCount = [&pieces] {
+        if (pieces[Count - 2].find('.') != std::string_view::npos) refuseCount<Count>();
+    };
+    // A header as long as that costs more than the look.
+    if (pieces.front().size() > textAtATime) requireCount();
     try {
         return read(pieces);
     } catch (const JOSESwiftError&) {
-        if (pieces[Count - 2].find('.') != std::string_view::npos) refuseCount<Count>();
+        requireCount();
         throw;
     }
 }

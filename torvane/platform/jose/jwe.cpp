@@ -51,6 +51,7 @@ class CiphertextWriter {
 
     void append(std::size_t size) {
         Platform::appendBase64url(compact_, ByteView(ciphertext_).first(size));
+        if (size == 0) return;
         std::copy_n(ciphertext_.begin() + static_cast<std::ptrdiff_t>(size), pending_ - size, ciphertext_.begin());
         pending_ -= size;
     }

@@ -26,34 +26,45 @@ void inBase64urlPieces(ByteView bytes, Use use) {
     }
 }
 
-// Hashes a text and decodes it: calls use(bytes) for consecutive pieces of what it decodes to, wiped afterwards. False
-// when it is not valid.
+// The digest of what is signed, which is fed while the payload is decoded; nothing where the algorithm is not known.
+class SigningDigest {
+  public:
+    SigningDigest(const std::string& algorithm, std::string_view header) {
+        if (const auto known = fromRawValue<SignatureAlgorithm>(algorithm)) {
+            digest_.emplace(parameters(*known).hash);
+            update(header);
+            update(".");
+        }
+    }
+
+    void update(std::string_view text) {
+        if (digest_) digest_->update(Platform::asBytes(text));
+    }
+    std::optional<ByteBuffer> finish() { return digest_ ? std::optional(digest_->finish()) : std::nullopt; }
+
+  private:
+    std::optional<Digest> digest_;
+};
+
+// Hashes a payload's text and decodes it: calls use(bytes) for consecutive pieces of what it decodes to, wiped
+// afterwards. Returns the digest.
 template <class Use>
-bool decodeInPieces(std::string_view text, std::optional<Digest>& digest, Use use) {
+std::optional<ByteBuffer> decodeInPieces(std::string_view text, SigningDigest& digest, Use use) {
     std::array<std::uint8_t, bytesAtATime> bytes;
     const auto longest = std::span(bytes).first(std::min(text.size(), bytesAtATime));
     const Platform::WipeOnExit wipeBytes(longest);
     while (!text.empty()) {
         const auto piece = text.substr(0, textAtATime);
-        if (digest) digest->update(Platform::asBytes(piece));
+        digest.update(piece);
         const auto size = Platform::decodeBase64url(piece, bytes);
-        if (!size) return false;
+        if (!size) refusePiece("payload");
         use(ByteView(bytes).first(*size));
         text.remove_prefix(piece.size());
     }
-    return true;
+    return digest.finish();
 }
 
-ByteBuffer decodedPayload(std::string_view payload, std::optional<Digest>& digest) {
-    Payload decoded{ByteBuffer()};
-    auto& bytes = decoded.data();
-    bytes.reserve(payload.size() / 4 * 3 + 2);
-    const auto append = [&bytes](ByteView piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); };
-    if (!decodeInPieces(payload, digest, append)) refusePiece("payload");
-    return std::move(decoded).data();
-}
-
-// The text again whose payload was decoded to its front, so far; bytes have only one text. Backwards, for none to be
+// Puts a text back whose payload was decoded to its front, so far; bytes have only one text. Backwards, for none to be
 // overwritten before it has been encoded.
 void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noexcept {
     std::array<std::uint8_t, bytesAtATime> bytes;
@@ -69,22 +80,31 @@ void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noe
     Platform::wipe(bytes.data(), bytes.size());
 }
 
-// The payload in the memory of the text, of which nothing else is left.
-ByteBuffer decodedInPlace(std::string_view payload, ByteBuffer& text, std::optional<Digest>& digest) {
-    const auto front = Platform::asText(text).substr(0, Platform::asText(text).find('.') + 1);
-    const ByteBuffer header(front.begin(), front.end());
+// Turns the text into the payload, in its own memory; a failure leaves it as it was. Returns the digest.
+std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_view payload, ByteBuffer& text,
+                                        SigningDigest& digest) {
+    ByteBuffer front(header.begin(), header.end());
+    front.push_back('.');
     std::size_t decoded = 0;
-    const auto write = [&](ByteView piece) {
-        std::copy(piece.begin(), piece.end(), text.begin() + static_cast<std::ptrdiff_t>(decoded));
-        decoded += piece.size();
-    };
-    if (!decodeInPieces(payload, digest, write)) {
-        restore(text, header, decoded);
-        refusePiece("payload");
+    std::optional<ByteBuffer> finished;
+    try {
+        finished = decodeInPieces(payload, digest, [&](ByteView piece) {
+            std::copy(piece.begin(), piece.end(), text.begin() + static_cast<std::ptrdiff_t>(decoded));
+            decoded += piece.size();
+        });
+    } catch (...) {
+        restore(text, front, decoded);
+        throw;
     }
     Platform::wipe(text.data() + decoded, text.size() - decoded);
     text.resize(decoded);
-    return std::move(text);
+    return finished;
+}
+
+ByteBuffer decodedSignature(const CompactPieces<JWS::componentCount>& pieces) {
+    auto signature = Platform::decodeBase64url(pieces[2]);
+    if (!signature) refusePiece(Platform::isBase64url(pieces[1]) ? "signature" : "payload");
+    return *std::move(signature);
 }
 
 }  // namespace
@@ -130,15 +150,18 @@ JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
 }
 
 ReceivedJWS::ReceivedJWS(const Pieces& pieces, ByteBuffer* text)
-    : header_(decodePiece(pieces[0], "header")), signature_(decodePiece(pieces[2], "signature")) {
-    std::optional<Digest> digest;
-    if (const auto algorithm = fromRawValue<SignatureAlgorithm>(header_.algorithm())) {
-        digest.emplace(parameters(*algorithm).hash);
-        digest->update(Platform::asBytes(pieces[0]));
-        digest->update(Platform::asBytes("."));
+    : header_(decodePiece(pieces[0], "header")), signature_(decodedSignature(pieces)) {
+    SigningDigest digest(header_.algorithm(), pieces[0]);
+    if (text != nullptr) {
+        digest_ = decodeInPlace(pieces[0], pieces[1], *text, digest);
+        payload_ = Payload(std::move(*text));
+    } else {
+        auto& payload = payload_.data();
+        payload.reserve(pieces[1].size() / 4 * 3 + 2);
+        digest_ = decodeInPieces(pieces[1], digest, [&payload](ByteView piece) {
+            payload.insert(payload.end(), piece.begin(), piece.end());
+        });
     }
-    payload_ = Payload(text != nullptr ? decodedInPlace(pieces[1], *text, digest) : decodedPayload(pieces[1], digest));
-    if (digest) digest_ = digest->finish();
 }
 
 ReceivedJWS ReceivedJWS::read(ByteView compactSerialization, ByteBuffer* text) {
@@ -157,9 +180,11 @@ Payload ReceivedJWS::validate(const Verifier& verifier) && {
     if (header_.algorithm() != rawValue(verifier.algorithm())) {
         throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the verifier's.");
     }
+    if (!digest_) throw JOSESwiftError::verifyingFailed("The payload has been taken.");
     if (!verifier.verifyDigest(*digest_, signature_)) {
         throw JOSESwiftError::verifyingFailed("The signature does not verify.");
     }
+    digest_.reset();
     return std::move(payload_);
 }
 

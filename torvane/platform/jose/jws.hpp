@@ -77,7 +77,7 @@ class TORVANE_EXPORT ReceivedJWS {
 
     /// The payload, once; a failure leaves it here, to be tried with another verifier.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
-    ///         when the signature does not verify.
+    ///         when the signature does not verify, or the payload has been taken.
     Payload validate(const Verifier& verifier) &&;
 
   private:

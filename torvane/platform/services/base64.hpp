@@ -28,8 +28,8 @@ TORVANE_EXPORT std::size_t encodeBase64url(ByteView bytes, std::span<std::uint8_
 /// a length that no bytes have, and for unused bits that are not zero: each byte sequence has exactly one text.
 TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 
-/// The same into `out`, which has room for three bytes for each four characters and may be the memory of the text itself,
-/// or begin in front of it. Returns how many bytes it wrote; after a failure they mean nothing.
+/// The same into `out`, which has room for the bytes (three for each four characters, rounded down) and may be the
+/// memory of the text itself, or begin in front of it. Returns how many it wrote; after a failure they mean nothing.
 TORVANE_EXPORT std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std::uint8_t> out) noexcept;
 
 /// Whether decodeBase64url() would give something; nothing is decoded.
