@@ -32,7 +32,8 @@ struct JOSEHelper::Configuration {
 
 namespace {
 
-// RSA keys only, whatever the algorithms say. Without an id, keys of every id.
+// RSA keys only, whatever the algorithms say. Without an id, keys of every id. What findKeysFor() would find, without a
+// JSON object made for each message to say so.
 std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std::optional<std::string>& keyId,
                                  KeyClass keyClass) {
     std::vector<JsonWebKey> found;
