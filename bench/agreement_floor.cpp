@@ -7,8 +7,8 @@
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/jwe.hpp"
-#include "torvane/platform/services/base64.hpp"
 
 namespace Bench {
 namespace {
@@ -17,11 +17,11 @@ constexpr std::size_t coordinateSize = 32, counterSize = 4;
 
 // The sender's public key in the header.
 Bytes pointOf(View token) {
-    const JOSE::ReceivedJWE jwe(token);
-    const auto& members = *jwe.header().parameters().at("epk").as<Platform::JSONValue::Object>();
+    const Torvane::JOSE::ReceivedJWE jwe(token);
+    const auto& members = *jwe.header().parameters().at("epk").as<Torvane::JSONValue::Object>();
     Bytes point{POINT_CONVERSION_UNCOMPRESSED};
     for (const auto* name : {"x", "y"}) {
-        const auto coordinate = Platform::decodeBase64url(*Platform::stringMember(members, name)).value();
+        const auto coordinate = Torvane::decodeBase64url(*Torvane::stringMember(members, name)).value();
         point.insert(point.end(), coordinate.begin(), coordinate.end());
     }
     return point;

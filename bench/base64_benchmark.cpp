@@ -7,13 +7,13 @@
 
 #include <openssl/evp.h>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 
 #include "bench/operation.hpp"
 
 namespace {
 
-using Platform::ByteBuffer;
+using Torvane::ByteBuffer;
 
 // What OpenSSL makes of the bytes, with room for the zero that it ends with.
 std::string standardText(const ByteBuffer& bytes) {
@@ -39,34 +39,34 @@ void require(bool right) {
 }
 
 void encodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
-    require(Platform::encodeBase64url(bytes) == urlText(bytes));
-    for (auto _ : state) benchmark::DoNotOptimize(Platform::encodeBase64url(bytes));
+    require(Torvane::encodeBase64url(bytes) == urlText(bytes));
+    for (auto _ : state) benchmark::DoNotOptimize(Torvane::encodeBase64url(bytes));
 }
 
 void appendTorvane(benchmark::State& state, const ByteBuffer& bytes) {
     ByteBuffer text;
-    Platform::appendBase64url(text, bytes);
-    require(Platform::asText(text) == urlText(bytes));
+    Torvane::appendBase64url(text, bytes);
+    require(Torvane::asText(text) == urlText(bytes));
     for (auto _ : state) {
         text.clear();
-        Platform::appendBase64url(text, bytes);
+        Torvane::appendBase64url(text, bytes);
         benchmark::DoNotOptimize(text.data());
     }
 }
 
 void decodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
     const auto text = urlText(bytes);
-    require(Platform::decodeBase64url(text) == bytes);
-    for (auto _ : state) benchmark::DoNotOptimize(Platform::decodeBase64url(text));
+    require(Torvane::decodeBase64url(text) == bytes);
+    for (auto _ : state) benchmark::DoNotOptimize(Torvane::decodeBase64url(text));
 }
 
 void checkTorvane(benchmark::State& state, const ByteBuffer& bytes) {
     auto text = urlText(bytes);
     text[text.size() / 2] = '=';
-    require(!Platform::isBase64url(text));
+    require(!Torvane::isBase64url(text));
     text = urlText(bytes);
-    require(Platform::isBase64url(text));
-    for (auto _ : state) benchmark::DoNotOptimize(Platform::isBase64url(text));
+    require(Torvane::isBase64url(text));
+    for (auto _ : state) benchmark::DoNotOptimize(Torvane::isBase64url(text));
 }
 
 // Both into a buffer that is there already.

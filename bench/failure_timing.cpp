@@ -25,7 +25,7 @@ namespace {
 using namespace Torvane;
 using Testing::ForgedJWE;
 
-constexpr auto hash = Platform::HashFunction::SHA256;
+constexpr auto hash = HashFunction::SHA256;
 
 struct Kind {
     std::string name;
@@ -41,7 +41,7 @@ struct Kind {
 };
 
 // What a forger who knows the content key makes of a good token.
-std::vector<Kind> kindsFor(const Platform::SecKey& recipient) {
+std::vector<Kind> kindsFor(const SecKey& recipient) {
     const std::vector<std::pair<std::string, std::function<void(ForgedJWE&)>>> faults{
         {"a tag that is off", [](ForgedJWE& jwe) { jwe.tag.front() ^= 1; }},
         {"bad padding, tag right",
@@ -52,7 +52,7 @@ std::vector<Kind> kindsFor(const Platform::SecKey& recipient) {
         {"content key of 31 bytes",
          [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(hash, ByteBuffer(31, 0x42)); }},
         {"wrapped with another hash",
-         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(Platform::HashFunction::SHA1, jwe.contentKey); }},
+         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(HashFunction::SHA1, jwe.contentKey); }},
         {"wrapped key of random bytes", [](ForgedJWE& jwe) { jwe.encryptedKey.assign(256, 0x55); }},
     };
     std::vector<Kind> kinds;
@@ -90,7 +90,7 @@ void print(const std::vector<Kind>& kinds) {
 
 int main(int argc, char** argv) try {
     const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 10'000;
-    const auto key = Platform::SoftwareKeyStore::generateRSA();
+    const auto key = SoftwareKeyStore::generateRSA();
     const JWEDecrypter decrypter("RSA-OAEP-256", "A128CBC-HS256", key);
     auto kinds = kindsFor(key.publicKey());
     std::mt19937 random(std::random_device{}());

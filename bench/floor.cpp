@@ -10,7 +10,7 @@
 #include <openssl/rand.h>
 #include <openssl/rsa.h>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 
 namespace Bench {
 namespace {
@@ -41,7 +41,7 @@ PkeyContext oaepContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
 }
 
 Bytes decoded(std::string_view piece) {
-    auto bytes = Platform::decodeBase64url(piece);
+    auto bytes = Torvane::decodeBase64url(piece);
     check(bytes.has_value());
     return *std::move(bytes);
 }

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/jwe.hpp"
-#include "torvane/platform/services/base64.hpp"
 #include "torvane/torvane.hpp"
 
 #include "bench/heap_counter.hpp"
@@ -59,7 +59,7 @@ void measureRefusal(const std::string& series, std::size_t x, const std::functio
     measure(series, x, [&] {
         try {
             call();
-        } catch (const Platform::Error&) {
+        } catch (const Error&) {
             return;
         }
         throw std::logic_error(series + " was not refused");
@@ -84,7 +84,7 @@ void measureMessages() {
 }
 
 JsonWebKey ownKey(const std::string& pem, JWKUse use, const char* id) {
-    return {Platform::SoftwareKeyStore::load(asBytes(pem)), KeyClass::privateKey, KeyType::RSA2048Key, use, id};
+    return {SoftwareKeyStore::load(asBytes(pem)), KeyClass::privateKey, KeyType::RSA2048Key, use, id};
 }
 
 void measureSets() {
@@ -140,7 +140,7 @@ void measureHostileTokens() {
     const auto token = std::string(asText(torvane.encode(Bench::messageOf(100))));
     const auto withHeader = [&](const std::string& header) {
         ByteBuffer piece;
-        Platform::appendBase64url(piece, asBytes(header));
+        appendBase64url(piece, asBytes(header));
         return std::string(asText(piece)) + token.substr(token.find('.'));
     };
     const std::string start = R"({"alg":"RSA-OAEP-256","enc":")" + enc + R"(","kid":"decrypt")";

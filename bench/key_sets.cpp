@@ -8,7 +8,7 @@ namespace Bench {
 
 std::string setOfKeys(std::size_t count, const std::string& id) {
     using namespace Torvane;
-    const auto key = Platform::SoftwareKeyStore::load(asBytes(readKeys().decryption)).publicKey();
+    const auto key = SoftwareKeyStore::load(asBytes(readKeys().decryption)).publicKey();
     const auto jwk = JOSE::RSAPublicKey(key, {});
     const auto numbers = R"("n":")" + jwk["n"].value() + R"(","e":")" + jwk["e"].value() + R"("})";
     std::string text = R"({"keys":[)";

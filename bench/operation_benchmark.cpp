@@ -4,7 +4,7 @@
 
 #include <openssl/pem.h>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/torvane.hpp"
 
 #include "bench/agreement_floor.hpp"
@@ -44,7 +44,7 @@ std::shared_ptr<EVP_PKEY> generated(const char* curve) {
     return {owned<Bench::Pkey>(EVP_EC_gen(curve)).release(), EVP_PKEY_free};
 }
 
-JsonWebKey keyOf(const Platform::SecKey& key, KeyType type) {
+JsonWebKey keyOf(const SecKey& key, KeyType type) {
     return {key, key.isPublicKey() ? KeyClass::publicKey : KeyClass::privateKey, type, JWK_SIG, "k"};
 }
 
@@ -52,14 +52,14 @@ Signing signingBy(const std::string& name) {
     using enum JOSE::SignatureAlgorithm;
     if (name == "RS256") {
         const auto pem = Bench::readKeys().signing;
-        const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+        const auto key = SoftwareKeyStore::load(asBytes(pem));
         return {RS256,
                 keyOf(key, KeyType::RSA2048Key),
                 keyOf(key.publicKey(), KeyType::RSA2048Key),
                 {Bench::readKey(pem).release(), EVP_PKEY_free}};
     }
     if (name == "ES256") {
-        const auto key = Platform::SoftwareKeyStore::generateEC(Platform::EllipticCurve::P256);
+        const auto key = SoftwareKeyStore::generateEC(EllipticCurve::P256);
         return {ES256, keyOf(key, KeyType::EC256Key), keyOf(key.publicKey(), KeyType::EC256Key), generated("P-256")};
     }
     const auto pair = Zennet::Secp256k1Utils::generateKeyPair();
@@ -75,7 +75,7 @@ std::pair<Bench::SignatureFloor, ByteBuffer> signatureFloor(const Signing& signi
     const auto dot = asText(jws).rfind('.');
     ByteBuffer input(jws.begin(), jws.begin() + static_cast<std::ptrdiff_t>(dot));
     if (signing.algorithm == JOSE::SignatureAlgorithm::RS256) {
-        floor.setSignature(Platform::decodeBase64url(asText(jws).substr(dot + 1)).value());
+        floor.setSignature(decodeBase64url(asText(jws).substr(dot + 1)).value());
         floor.verify(input);
     }
     floor.sign(input);
@@ -123,7 +123,7 @@ std::string agreementKey() {
 
 void addAgreement() {
     const auto pem = agreementKey();
-    const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+    const auto key = SoftwareKeyStore::load(asBytes(pem));
     const auto payload = Bench::messageOf(messageSize);
     const JWEEncrypter encrypter("ECDH-ES", "A128CBC-HS256", key.publicKey(), "k");
     const JWEDecrypter decrypter("ECDH-ES", "A128CBC-HS256", key);
@@ -158,7 +158,7 @@ void addKeys() {
     const auto text = R"({"keys":[)" + signingBy("ES256K").publicKey.encodeToString().value() + "]}";
     add("jwk_parse/torvane/ES256K", [text](benchmark::State& state) {
         for (auto _ : state) {
-            const auto set = Platform::JSONSerialization::jsonObject(asBytes(text));
+            const auto set = JSONSerialization::jsonObject(asBytes(text));
             benchmark::DoNotOptimize(JsonWebKeySet(*set.as<JSONValue::Object>()));
         }
     });

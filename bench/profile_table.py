@@ -16,7 +16,7 @@ KINDS = [
     ("base64url", r"[bB]ase64"),
     ("JSON", r"nlohmann|Value(Builder|Reader)|[jJ]son(?!Web)|JSON"),
     ("strings, vectors, maps", r":([a-z]+ )?std::|libstdc"),
-    ("the rest of the library", r"\b(Torvane|Platform|Zennet|JOSE)::"),
+    ("the rest of the library", r"\bTorvane::"),
     ("all else", r""),
 ]
 LINE = re.compile(r"^ *([\d,]+) \([^)]*\)  (.*)$")

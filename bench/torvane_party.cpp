@@ -10,11 +10,11 @@ using Zennet::KeyClass, Zennet::KeyType;
 
 struct KeyPair {
     KeyPair(const std::string& pem, JWKUse use, const char* id)
-        : secKey(Platform::SoftwareKeyStore::load(asBytes(pem))),
+        : secKey(SoftwareKeyStore::load(asBytes(pem))),
           own(secKey, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
           peers(secKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id) {}
 
-    Platform::SecKey secKey;
+    SecKey secKey;
     JsonWebKey own, peers;
 };
 

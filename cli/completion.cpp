@@ -22,14 +22,16 @@ std::vector<std::string> namesOf(Test test) {
 std::vector<std::string> valuesOf(const std::string& name) {
     if (name == "new") return keyKinds();
     // Messages are signed and encrypted with RSA keys.
-    using Platform::SignatureScheme;
+    using Torvane::SignatureScheme;
     if (name == "--jws-alg") {
-        return namesOf<JOSE::SignatureAlgorithm>([](const auto& row) { return row.scheme != SignatureScheme::ECDSA; });
+        return namesOf<Torvane::JOSE::SignatureAlgorithm>(
+            [](const auto& row) { return row.scheme != SignatureScheme::ECDSA; });
     }
     if (name == "--jwe-alg") {
-        return namesOf<JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
+        return namesOf<Torvane::JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
     }
-    if (name == "--jwe-enc") return namesOf<JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
+    if (name == "--jwe-enc")
+        return namesOf<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
     return {};

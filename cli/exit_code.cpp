@@ -8,7 +8,7 @@ namespace {
 bool isOfKeyStore(const std::exception_ptr& error) noexcept {
     try {
         if (error) std::rethrow_exception(error);
-    } catch (const Platform::SecurityError&) {
+    } catch (const Torvane::SecurityError&) {
         return true;
     } catch (...) {
     }
@@ -50,10 +50,11 @@ ExitCode exitCodeOf(const std::exception_ptr& thrown) noexcept {
         return failure.code();
     } catch (const Torvane::JOSEError& error) {
         return codeOf(error);
-    } catch (const Platform::SecurityError&) {
+    } catch (const Torvane::SecurityError&) {
         return ExitCode::key;
-    } catch (const JOSE::JOSESwiftError& error) {
-        return error.errorCase() == JOSE::JOSESwiftError::Case::unsupportedKey ? ExitCode::key : ExitCode::token;
+    } catch (const Torvane::JOSE::JOSESwiftError& error) {
+        return error.errorCase() == Torvane::JOSE::JOSESwiftError::Case::unsupportedKey ? ExitCode::key
+                                                                                        : ExitCode::token;
     } catch (...) {
         return ExitCode::other;
     }

@@ -17,8 +17,8 @@
 namespace Command {
 namespace {
 
-using Platform::ByteBuffer;
-using Platform::ByteView;
+using Torvane::ByteBuffer;
+using Torvane::ByteView;
 
 constexpr std::size_t pieceSize = std::size_t{1} << 20;
 constexpr std::size_t longestSecretFile = std::size_t{64} << 10;
@@ -135,8 +135,8 @@ ByteBuffer readInput(const std::string& path) {
     return readAll<ByteBuffer>(path, SIZE_MAX);
 }
 
-Platform::SecretBuffer readSecretFile(const std::string& path) {
-    return readAll<Platform::SecretBuffer>(path, longestSecretFile);
+Torvane::SecretBuffer readSecretFile(const std::string& path) {
+    return readAll<Torvane::SecretBuffer>(path, longestSecretFile);
 }
 
 void writeOutput(const std::string& path, ByteView content) {

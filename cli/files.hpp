@@ -2,7 +2,7 @@
 #pragma once
 
 #include <string>
-#include <torvane/platform/bytes.hpp>
+#include <torvane/platform/core/bytes.hpp>
 
 namespace Command {
 
@@ -11,15 +11,15 @@ void holdStandardStreams();
 
 /// A file, or standard input for "-" and for no name; that can be read once.
 /// @throws Failure
-Platform::ByteBuffer readInput(const std::string& path);
+Torvane::ByteBuffer readInput(const std::string& path);
 
 /// A file of at most 64 KiB that holds a secret.
 /// @throws Failure
-Platform::SecretBuffer readSecretFile(const std::string& path);
+Torvane::SecretBuffer readSecretFile(const std::string& path);
 
 /// To a file, or to standard output for "-" and for no name. A file is replaced when all is written, with the mode that
 /// it had, and is else as it was; a link, device or pipe is written to.
 /// @throws Failure
-void writeOutput(const std::string& path, Platform::ByteView content);
+void writeOutput(const std::string& path, Torvane::ByteView content);
 
 }  // namespace Command

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <iostream>
 #include <iterator>
-#include <torvane/platform/services/clock.hpp>
+#include <torvane/platform/core/clock.hpp>
 #include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
@@ -69,7 +69,7 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
         try {
             open(key);
             return key.keyId();
-        } catch (const Platform::Error&) {
+        } catch (const Error&) {
             lastError = std::current_exception();
         }
     }
@@ -126,7 +126,7 @@ void inspectLayers(Inspection& inspection, std::string_view token, const Keys& k
     if (layer.view.isEncrypted && layer.key) layer.payload = viewOfPayload(inner);
     if (!looksLikeToken(inner)) return;
     layer.payload.reset();
-    inspectLayers(inspection, Platform::asText(inner), keys);
+    inspectLayers(inspection, asText(inner), keys);
 }
 
 JSONValue::Object asJSON(const Layer& layer, double now) {
@@ -190,7 +190,7 @@ void printJSON(const Inspection& inspection, double now) {
     JSONValue::List layers;
     for (const auto& layer : inspection.layers) layers.emplace_back(asJSON(layer, now));
     JSONValue::Object document{{"layers", std::move(layers)}, {"verified", inspection.isVerified()}};
-    if (inspection.failure) document["error"] = Platform::localizedDescription(inspection.failure);
+    if (inspection.failure) document["error"] = localizedDescription(inspection.failure);
     std::cout << indentedJSON(document) << '\n';
 }
 
@@ -223,13 +223,13 @@ void inspect(const InspectOptions& options) {
     const auto input = readInput(options.input);
     Inspection inspection;
     try {
-        inspectLayers(inspection, trimmed(Platform::asText(input)), keys);
+        inspectLayers(inspection, trimmed(asText(input)), keys);
         if (keys.peer && !inspection.isVerified())
             throw Failure(ExitCode::signature, "There is no signature in the token.");
     } catch (...) {
         inspection.failure = std::current_exception();
     }
-    const auto now = Platform::secondsSince1970();
+    const auto now = secondsSince1970();
     if (inspection.layers.empty()) std::rethrow_exception(inspection.failure);
     options.asJSON ? printJSON(inspection, now) : print(inspection, now);
     std::cout.flush();

@@ -25,7 +25,7 @@ void writeSet(const std::string& output, JSONValue::List keys) {
 
 // A member as text, whatever it is.
 std::string member(const SetEntry& entry, std::string_view name) {
-    const auto* text = Platform::stringMember(entry.members, name);
+    const auto* text = stringMember(entry.members, name);
     return text != nullptr ? *text : entry.members.contains(name) ? "?" : "";
 }
 
@@ -56,7 +56,7 @@ std::optional<JWKUse> useOf(const SetEntry& entry) {
 
 Verdict verdictOn(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
-    if (entry.refusal) verdict.faults.push_back(printable(Platform::localizedDescription(entry.refusal)));
+    if (entry.refusal) verdict.faults.push_back(printable(localizedDescription(entry.refusal)));
     if (std::ranges::any_of(privateMembers, [&](auto name) { return entry.members.contains(name); })) {
         verdict.faults.emplace_back("It holds a private key.");
     }
@@ -76,7 +76,7 @@ Verdict verdictOn(const SetEntry& entry, bool sharesItsId) {
     if (!use || *use == JWKUse::JWK_SIG_ENC) {
         verdict.remarks.emplace_back("Its \"use\" is neither sig nor enc: encode and decode pass it over.");
     }
-    if (Platform::stringMember(entry.members, "kid") == nullptr) verdict.remarks.emplace_back("It has no \"kid\".");
+    if (stringMember(entry.members, "kid") == nullptr) verdict.remarks.emplace_back("It has no \"kid\".");
     if (sharesItsId) verdict.remarks.emplace_back("Another key has its \"kid\" for the same use.");
     return verdict;
 }
@@ -85,7 +85,7 @@ std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
     // How many keys an id stands for, to verify with and to encrypt to.
     std::map<std::pair<std::string, JWKUse>, int> counts;
     const auto forEachUse = [](const SetEntry& entry, auto act) {
-        const auto* id = Platform::stringMember(entry.members, "kid");
+        const auto* id = stringMember(entry.members, "kid");
         if (id == nullptr) return;
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             const auto own = useOf(entry).value_or(JWKUse::JWK_SIG_ENC);
@@ -123,7 +123,7 @@ JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
 void requireSet(ByteView text) {
     try {
         [[maybe_unused]] const JsonWebKeySet set(text);
-    } catch (const Platform::Error& error) {
+    } catch (const Error& error) {
         throw Failure(ExitCode::key, "As a set encode and decode refuse it: " + error.errorDescription());
     }
 }
@@ -159,7 +159,7 @@ void makeSet(const MakeSetOptions& options) {
             if (std::ranges::find(fitting, *spec.algorithm) == fitting.end()) refuse("does not fit its algorithm.");
             members["alg"] = *spec.algorithm;
         }
-        keys.emplace_back(Platform::toJSONObject(members));
+        keys.emplace_back(toJSONObject(members));
     }
     writeSet(options.output, std::move(keys));
 }

@@ -12,10 +12,10 @@
 namespace Command {
 namespace {
 
-using Platform::EllipticCurve;
-using Platform::JSONValue;
-using Platform::SecretSource;
-using Zennet::KeyClass;
+using Torvane::EllipticCurve;
+using Torvane::JSONValue;
+using Torvane::SecretSource;
+using Torvane::Zennet::KeyClass;
 
 struct KeyKind {
     std::string_view name;
@@ -23,11 +23,11 @@ struct KeyKind {
 };
 
 KeyKind rsa(std::string_view name, std::size_t bits) {
-    return {name, [bits](auto uri, const auto& secret) { Platform::generateRSAKey(uri, bits, secret); }};
+    return {name, [bits](auto uri, const auto& secret) { Torvane::generateRSAKey(uri, bits, secret); }};
 }
 
 KeyKind ec(std::string_view name, EllipticCurve curve) {
-    return {name, [curve](auto uri, const auto& secret) { Platform::generateECKey(uri, curve, secret); }};
+    return {name, [curve](auto uri, const auto& secret) { Torvane::generateECKey(uri, curve, secret); }};
 }
 
 std::vector<KeyKind> kinds() {
@@ -37,18 +37,18 @@ std::vector<KeyKind> kinds() {
             ec("P-256", EllipticCurve::P256),
             ec("P-384", EllipticCurve::P384),
             ec("P-521", EllipticCurve::P521),
-            {"secp256k1", [](auto uri, const auto& secret) { Zennet::generateSecp256k1Key(uri, secret); }}};
+            {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1Key(uri, secret); }}};
 }
 
 // The private half, or the public one where there is no other; nobody is asked twice.
-Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
-    using enum Platform::KeyStoreError::Case;
-    std::optional<Platform::SecretBuffer> answer;
+Torvane::Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
+    using enum Torvane::KeyStoreError::Case;
+    std::optional<Torvane::SecretBuffer> answer;
     try {
-        return Zennet::openKey(uri, KeyClass::privateKey, [&](auto whose) { return answer = secret(whose); });
-    } catch (const Platform::KeyStoreError& error) {
+        return Torvane::Zennet::openKey(uri, KeyClass::privateKey, [&](auto whose) { return answer = secret(whose); });
+    } catch (const Torvane::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
-        return Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
+        return Torvane::Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
     }
 }
 
@@ -69,19 +69,19 @@ void newKey(const NewKeyOptions& options) {
     }
     // A token asks for its PIN; a file is encrypted when its owner says so.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto secret = Platform::namesToken(options.uri) ? secretSource(options.secretFile)
-                        : isEncrypted                     ? newSecretSource(options.secretFile)
-                                                          : SecretSource();
+    const auto secret = Torvane::namesToken(options.uri) ? secretSource(options.secretFile)
+                        : isEncrypted                    ? newSecretSource(options.secretFile)
+                                                         : SecretSource();
     kind->make(options.uri, secret);
 }
 
 void showKey(const ShowKeyOptions& options) {
     const auto secret = secretSource(options.secretFile);
-    const auto key =
-        options.isPublic ? Zennet::openKey(options.uri, KeyClass::publicKey, secret) : openAnyHalf(options.uri, secret);
+    const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, secret)
+                                      : openAnyHalf(options.uri, secret);
     const auto kind = kindOf(key);
     const bool isRSA = kind.starts_with("RSA");
-    const auto name = key.keyRef() ? key.keyRef()->name() : Platform::KeyName();
+    const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
     std::vector<std::pair<std::string, std::string>> rows{
         {"family", isRSA ? "RSA" : "EC"},
         isRSA ? std::pair("size", kind.substr(4)) : std::pair("curve", kind),

@@ -1,7 +1,7 @@
 #include "cli/keys.hpp"
 
 #include <bit>
-#include <torvane/platform/zennet/text.hpp>
+#include <torvane/platform/encodings/utf8.hpp>
 #include <utility>
 
 #include "cli/exit_code.hpp"
@@ -21,7 +21,7 @@ std::size_t bitsOf(const ByteBuffer& number) noexcept {
 }
 
 template <class Algorithm>
-std::vector<std::string> fitting(const Platform::SecKey& key) {
+std::vector<std::string> fitting(const SecKey& key) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < valueTable(Algorithm{}).size(); ++i) {
         const auto algorithm = static_cast<Algorithm>(i);
@@ -31,7 +31,7 @@ std::vector<std::string> fitting(const Platform::SecKey& key) {
 }
 
 JsonWebKey keyOf(const JSONValue::Object& members) {
-    const auto* curve = Platform::stringMember(members, "crv");
+    const auto* curve = stringMember(members, "crv");
     if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
         return JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{members}}}).jwks.front();
     }
@@ -46,9 +46,9 @@ SetEntry entryOf(const JSONValue& element) {
         entry.members = *members;
         const auto key = keyOf(*members);
         entry.thumbprint = key.thumbprint();
-        const bool hasId = Platform::stringMember(*members, "kid") != nullptr;
+        const bool hasId = stringMember(*members, "kid") != nullptr;
         entry.key = hasId ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
-    } catch (const Platform::Error&) {
+    } catch (const Error&) {
         entry.refusal = std::current_exception();
     }
     return entry;
@@ -82,7 +82,7 @@ JsonWebKey asJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<
     return {key, use, std::move(id)};
 }
 
-JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::SecretSource& secret) {
+JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const SecretSource& secret) {
     JsonWebKeySet keys(std::vector<JsonWebKey>{});
     for (const auto& text : specs) {
         const auto spec = keySpecFrom(text);
@@ -100,8 +100,8 @@ JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::Sec
 std::vector<SetEntry> entriesFrom(ByteView text) {
     JSONValue json;
     try {
-        json = Platform::JSONSerialization::jsonObject(text);
-    } catch (const Platform::JSONError& error) {
+        json = JSONSerialization::jsonObject(text);
+    } catch (const JSONError& error) {
         throw Failure(ExitCode::key, "The key set cannot be read. " + error.errorDescription());
     }
     const auto* object = json.as<JSONValue::Object>();
@@ -118,13 +118,13 @@ std::vector<SetEntry> entriesFrom(ByteView text) {
 std::string kindOf(const Zennet::Key& key) {
     if (isSecp256k1(key)) return std::string(Zennet::Secp256k1Utils::SECP256K1CURVE);
     const auto& numbers = key.keyRef().value().publicComponents();
-    if (const auto* rsa = std::get_if<Platform::RSAPublicComponents>(&numbers)) {
+    if (const auto* rsa = std::get_if<RSAPublicComponents>(&numbers)) {
         return "RSA " + std::to_string(bitsOf(rsa->modulus));
     }
-    switch (std::get<Platform::ECPublicComponents>(numbers).curve) {
-        case Platform::EllipticCurve::P256: return "P-256";
-        case Platform::EllipticCurve::P384: return "P-384";
-        case Platform::EllipticCurve::P521: return "P-521";
+    switch (std::get<ECPublicComponents>(numbers).curve) {
+        case EllipticCurve::P256: return "P-256";
+        case EllipticCurve::P384: return "P-384";
+        case EllipticCurve::P521: return "P-521";
     }
     return {};
 }

@@ -23,15 +23,16 @@ struct KeySpec {
 KeySpec keySpecFrom(const std::string& text);
 
 /// The key for a use, under its id, or under its thumbprint where it was given none.
-Torvane::JsonWebKey asJsonWebKey(const Zennet::Key& key, Torvane::JWKUse use, const std::optional<std::string>& keyId);
+Torvane::JsonWebKey asJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWKUse use,
+                                 const std::optional<std::string>& keyId);
 
 /// Opens the private keys of "USE[:KID]=URI"; one for both uses is there for each.
 /// @throws Failure, and what the library throws.
-Torvane::JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Platform::SecretSource& secret);
+Torvane::JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& secret);
 
 /// One key of a set by itself.
 struct SetEntry {
-    Platform::JSONValue::Object members;
+    Torvane::JSONValue::Object members;
     /// Under its thumbprint where it has no id.
     std::optional<Torvane::JsonWebKey> key;
     /// Of a key that can be read.
@@ -42,13 +43,13 @@ struct SetEntry {
 
 /// Reads each key of a set that can be read, secp256k1 keys too; a lone JWK is a set of one.
 /// @throws Failure for what is no set at all.
-std::vector<SetEntry> entriesFrom(Platform::ByteView text);
+std::vector<SetEntry> entriesFrom(Torvane::ByteView text);
 
 /// "RSA 3072", "P-256", "secp256k1".
-std::string kindOf(const Zennet::Key& key);
+std::string kindOf(const Torvane::Zennet::Key& key);
 
 /// The names of the algorithms that the key fits and the use allows.
-std::vector<std::string> algorithmsOf(const Zennet::Key& key, Torvane::JWKUse use);
+std::vector<std::string> algorithmsOf(const Torvane::Zennet::Key& key, Torvane::JWKUse use);
 
 /// Whether some algorithm has that name.
 bool isAlgorithm(std::string_view name) noexcept;

@@ -1,7 +1,7 @@
 // The torvane command.
 #include <exception>
 #include <iostream>
-#include <torvane/platform/error.hpp>
+#include <torvane/platform/core/error.hpp>
 
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"
@@ -36,6 +36,6 @@ int main(int count, char** arguments) {
                                          std::string(" (torvane --help explains.)"));
     } catch (...) {
         const auto thrown = std::current_exception();
-        return fail(Command::exitCodeOf(thrown), Platform::localizedDescription(thrown));
+        return fail(Command::exitCodeOf(thrown), Torvane::localizedDescription(thrown));
     }
 }

@@ -18,7 +18,7 @@
 namespace Command {
 namespace {
 
-using Platform::SecretBuffer;
+using Torvane::SecretBuffer;
 
 std::string_view environment(const char* name) noexcept {
     const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): there is one thread
@@ -140,7 +140,7 @@ Palette paletteOfOutput() {
     return wantsColours && ::isatty(STDOUT_FILENO) == 1 ? Palette::colours() : Palette::none();
 }
 
-Platform::SecretSource secretSource(const std::string& secretFile) {
+Torvane::SecretSource secretSource(const std::string& secretFile) {
     if (secretFile.empty()) {
         return [](std::string_view whose) -> std::optional<SecretBuffer> {
             HiddenInput terminal;
@@ -154,7 +154,7 @@ Platform::SecretSource secretSource(const std::string& secretFile) {
     };
 }
 
-Platform::SecretSource newSecretSource(const std::string& secretFile) {
+Torvane::SecretSource newSecretSource(const std::string& secretFile) {
     return [secretFile](std::string_view whose) -> std::optional<SecretBuffer> {
         const auto secret = secretFile.empty() ? askTwice(whose) : firstLineOf(secretFile);
         if (secret.empty()) throw Failure(ExitCode::key, "The passphrase is empty.");

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
-#include <torvane/platform/primitives.hpp>
+#include <torvane/platform/core/key_vocabulary.hpp>
 
 #include "cli/text.hpp"
 
@@ -16,11 +16,11 @@ Palette paletteOfOutput();
 
 /// Answers each time with the first line of the file; without one, asks on the terminal, where what is typed is not
 /// shown. Gives nothing where there is no terminal.
-Platform::SecretSource secretSource(const std::string& secretFile);
+Torvane::SecretSource secretSource(const std::string& secretFile);
 
 /// The same for a new passphrase: asked for twice, and neither empty nor too long.
 /// @throws Failure
-Platform::SecretSource newSecretSource(const std::string& secretFile);
+Torvane::SecretSource newSecretSource(const std::string& secretFile);
 
 /// A line on standard error that says how far a long input is, where that is a terminal; gone when it goes.
 class Progress {

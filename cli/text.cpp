@@ -5,12 +5,12 @@
 #include <cmath>
 #include <cstdint>
 #include <ctime>
-#include <torvane/platform/services/json_serialization.hpp>
+#include <torvane/platform/encodings/json_serialization.hpp>
 
 namespace Command {
 namespace {
 
-using Platform::JSONValue;
+using Torvane::JSONValue;
 
 struct Character {
     char32_t code;
@@ -97,8 +97,8 @@ class JSONWriter {
         } else if (const auto* string = value.as<std::string>()) {
             coloured(palette_.text, quoted(*string));
         } else {
-            const auto written = Platform::JSONSerialization::data(value);
-            coloured(value.isNull() || value.as<bool>() ? palette_.word : palette_.number, Platform::asText(written));
+            const auto written = Torvane::JSONSerialization::data(value);
+            coloured(value.isNull() || value.as<bool>() ? palette_.word : palette_.number, Torvane::asText(written));
         }
     }
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <torvane/platform/services/json_value.hpp>
+#include <torvane/platform/encodings/json_value.hpp>
 #include <utility>
 #include <vector>
 
@@ -22,13 +22,13 @@ struct Palette {
 std::string printable(std::string_view text);
 
 /// What is said beside a member of the outermost object; nothing to most.
-using Note = std::function<std::string(const std::string& name, const Platform::JSONValue& value)>;
+using Note = std::function<std::string(const std::string& name, const Torvane::JSONValue& value)>;
 
 /// Without the blanks and line ends around it.
 std::string_view trimmed(std::string_view text) noexcept;
 
 /// JSON text over several lines, indented by two blanks; control characters as above. With notes it is for people only.
-std::string indentedJSON(const Platform::JSONValue& value, const Palette& palette = Palette::none(),
+std::string indentedJSON(const Torvane::JSONValue& value, const Palette& palette = Palette::none(),
                          const Note& note = {});
 
 /// Rows as columns, two blanks between them; the first row is the heading.

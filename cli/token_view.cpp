@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <torvane/platform/services/base64.hpp>
-#include <torvane/platform/zennet/text.hpp>
+#include <torvane/platform/encodings/base64.hpp>
+#include <torvane/platform/encodings/utf8.hpp>
 #include <torvane/torvane.hpp>
 #include <utility>
 
@@ -13,7 +13,7 @@
 namespace Command {
 namespace {
 
-using Platform::JSONValue;
+using Torvane::JSONValue;
 
 constexpr std::array<std::string_view, 3> partsOfJWS{"header", "payload", "signature"};
 constexpr std::array<std::string_view, 5> partsOfJWE{"header", "encrypted key", "initialization vector", "ciphertext",
@@ -40,17 +40,17 @@ void checkAlgorithm(TokenView& view, std::string_view member) {
         view.warnings.push_back("There is no " + inQuotes(member) + '.');
     } else if (name == "none" && !view.isEncrypted) {
         view.warnings.emplace_back("The algorithm is \"none\": there is no signature.");
-    } else if (!JOSE::fromRawValue<Algorithm>(name)) {
+    } else if (!Torvane::JOSE::fromRawValue<Algorithm>(name)) {
         view.warnings.push_back("The algorithm " + inQuotes(name) + " is not known.");
     }
 }
 
 void checkHeader(TokenView& view) {
     if (view.isEncrypted) {
-        checkAlgorithm<JOSE::KeyManagementAlgorithm>(view, "alg");
-        checkAlgorithm<JOSE::ContentEncryptionAlgorithm>(view, "enc");
+        checkAlgorithm<Torvane::JOSE::KeyManagementAlgorithm>(view, "alg");
+        checkAlgorithm<Torvane::JOSE::ContentEncryptionAlgorithm>(view, "enc");
     } else {
-        checkAlgorithm<JOSE::SignatureAlgorithm>(view, "alg");
+        checkAlgorithm<Torvane::JOSE::SignatureAlgorithm>(view, "alg");
     }
     if (view.headerMember("kid").empty()) {
         view.warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
@@ -60,17 +60,17 @@ void checkHeader(TokenView& view) {
     }
 }
 
-void readHeader(TokenView& view, Platform::ByteView text) {
+void readHeader(TokenView& view, Torvane::ByteView text) {
     std::string why = "It is not a JSON object.";
     try {
-        auto value = Platform::JSONSerialization::jsonObject(text);
+        auto value = Torvane::JSONSerialization::jsonObject(text);
         if (auto* object = value.as<JSONValue::Object>()) view.header = std::move(*object);
-    } catch (const Platform::JSONError& error) {
+    } catch (const Torvane::JSONError& error) {
         why = error.errorDescription();
     }
     if (view.header) return checkHeader(view);
     view.isMalformed = true;
-    view.warnings.push_back("The header cannot be read. " + why + " Its text: " + printable(Platform::asText(text)));
+    view.warnings.push_back("The header cannot be read. " + why + " Its text: " + printable(Torvane::asText(text)));
 }
 
 void checkParts(TokenView& view) {
@@ -83,12 +83,12 @@ void checkParts(TokenView& view) {
     if (last.bytes && last.bytes->empty()) view.warnings.push_back("The " + std::string(last.name) + " is empty.");
 }
 
-std::optional<JSONValue::Object> objectFrom(Platform::ByteView text) {
+std::optional<JSONValue::Object> objectFrom(Torvane::ByteView text) {
     try {
-        auto value = Platform::JSONSerialization::jsonObject(text);
+        auto value = Torvane::JSONSerialization::jsonObject(text);
         auto* object = value.as<JSONValue::Object>();
         return object == nullptr ? std::nullopt : std::optional(std::move(*object));
-    } catch (const Platform::JSONError&) {
+    } catch (const Torvane::JSONError&) {
         return std::nullopt;
     }
 }
@@ -96,11 +96,11 @@ std::optional<JSONValue::Object> objectFrom(Platform::ByteView text) {
 }  // namespace
 
 std::string TokenView::headerMember(std::string_view name) const {
-    const auto* text = header ? Platform::stringMember(*header, name) : nullptr;
+    const auto* text = header ? Torvane::stringMember(*header, name) : nullptr;
     return text == nullptr ? std::string() : *text;
 }
 
-const Platform::ByteBuffer* TokenView::payload() const noexcept {
+const Torvane::ByteBuffer* TokenView::payload() const noexcept {
     return isEncrypted || !parts[1].bytes ? nullptr : &*parts[1].bytes;
 }
 
@@ -115,7 +115,7 @@ TokenView viewOfToken(std::string_view token) {
     view.length = token.size();
     for (std::size_t i = 0; i < count; ++i) {
         const auto part = token.substr(0, token.find('.'));
-        view.parts.push_back({view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), Platform::decodeBase64url(part)});
+        view.parts.push_back({view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), Torvane::decodeBase64url(part)});
         token.remove_prefix(std::min(token.size(), part.size() + 1));
     }
     checkParts(view);
@@ -123,16 +123,16 @@ TokenView viewOfToken(std::string_view token) {
     return view;
 }
 
-bool looksLikeToken(Platform::ByteView bytes) noexcept {
-    const auto text = Platform::asText(bytes);
+bool looksLikeToken(Torvane::ByteView bytes) noexcept {
+    const auto text = Torvane::asText(bytes);
     const auto dots = std::ranges::count(text, '.');
     // "ey" is how "{" and a quote begin in base64url.
     return text.starts_with("ey") && (dots == 2 || dots == 4) && text.find_first_of(" \t\r\n\"") == text.npos;
 }
 
-PayloadView viewOfPayload(Platform::ByteView bytes) {
+PayloadView viewOfPayload(Torvane::ByteView bytes) {
     PayloadView view{bytes.size(), objectFrom(bytes), std::nullopt};
-    if (!view.claims && Zennet::isUTF8(bytes)) view.text = std::string(Platform::asText(bytes));
+    if (!view.claims && Torvane::Zennet::isUTF8(bytes)) view.text = std::string(Torvane::asText(bytes));
     return view;
 }
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <torvane/platform/bytes.hpp>
-#include <torvane/platform/services/json_value.hpp>
+#include <torvane/platform/core/bytes.hpp>
+#include <torvane/platform/encodings/json_value.hpp>
 #include <vector>
 
 namespace Command {
@@ -13,14 +13,14 @@ namespace Command {
 struct TokenPart {
     std::string_view name;
     /// Nothing for a part that is not base64url.
-    std::optional<Platform::ByteBuffer> bytes;
+    std::optional<Torvane::ByteBuffer> bytes;
 };
 
 /// The payload of a JWS, or what a JWE held.
 struct PayloadView {
     std::size_t size = 0;
     /// A JSON object is taken for a claims set.
-    std::optional<Platform::JSONValue::Object> claims;
+    std::optional<Torvane::JSONValue::Object> claims;
     /// Any other text.
     std::optional<std::string> text;
 };
@@ -29,7 +29,7 @@ struct TokenView {
     bool isEncrypted = false;
     std::size_t length = 0;
     std::vector<TokenPart> parts;
-    std::optional<Platform::JSONValue::Object> header;
+    std::optional<Torvane::JSONValue::Object> header;
     /// Whether a part is not base64url, or the header no JSON object.
     bool isMalformed = false;
     std::vector<std::string> warnings;
@@ -37,21 +37,21 @@ struct TokenView {
     /// A string of the header; empty where there is none.
     std::string headerMember(std::string_view name) const;
     /// Of a JWS, where its part is base64url.
-    const Platform::ByteBuffer* payload() const noexcept;
+    const Torvane::ByteBuffer* payload() const noexcept;
 };
 
 /// @throws Failure for a text that is in neither three nor five parts.
 TokenView viewOfToken(std::string_view token);
 
 /// Whether a payload looks like a token itself.
-bool looksLikeToken(Platform::ByteView bytes) noexcept;
+bool looksLikeToken(Torvane::ByteView bytes) noexcept;
 
-PayloadView viewOfPayload(Platform::ByteView bytes);
+PayloadView viewOfPayload(Torvane::ByteView bytes);
 
 /// The time of "exp", "nbf" or "iat" in words; empty for any other member.
-std::string timeOfClaim(const std::string& name, const Platform::JSONValue& value, double now);
+std::string timeOfClaim(const std::string& name, const Torvane::JSONValue& value, double now);
 
 /// What the claims' times say against the token.
-std::vector<std::string> warningsOf(const Platform::JSONValue::Object& claims, double now);
+std::vector<std::string> warningsOf(const Torvane::JSONValue::Object& claims, double now);
 
 }  // namespace Command

@@ -12,8 +12,8 @@ PAGE = ROOT / "docs/errors.md"
 CLASSES = (
     ("Torvane::JOSEError", "torvane/support/errors.hpp"),
     ("Torvane::JsonSerializeError", "torvane/support/errors.hpp"),
-    ("Platform::KeyStoreError", "torvane/platform/error.hpp"),
-    ("JOSE::JOSESwiftError", "torvane/platform/jose/error.hpp"),
+    ("Torvane::KeyStoreError", "torvane/platform/core/error.hpp"),
+    ("Torvane::JOSE::JOSESwiftError", "torvane/platform/jose/error.hpp"),
 )
 
 HEAD = """# Errors
@@ -30,9 +30,9 @@ Texts are part of the interface: an old one is never reworded.
 TAIL = """
 ## Without cases
 
-`Platform::SecurityError`, of which `KeyStoreError` is one, is thrown where numbers are no key and where an operation is
-not one for the key. `Platform::JSONError` is a text that is not JSON or a value that has no text, from
-`Platform::JSONSerialization` alone. Both have a description. `Platform::Error` is the base of all of them.
+`Torvane::SecurityError`, of which `KeyStoreError` is one, is thrown where numbers are no key and where an operation is
+not one for the key. `Torvane::JSONError` is a text that is not JSON or a value that has no text, from
+`Torvane::JSONSerialization` alone. Both have a description. `Torvane::Error` is the base of all of them.
 """
 
 

@@ -41,7 +41,7 @@ ByteBuffer answer(const JOSEHelper& bank, const URLRequestHeader& header, ByteVi
 
 std::pair<JsonWebKey, JsonWebKey> keyPair(JWKUse use, const std::string& id) {
     using Zennet::KeyClass, Zennet::KeyType;
-    const auto key = Platform::SoftwareKeyStore::generateRSA();
+    const auto key = SoftwareKeyStore::generateRSA();
     return {JsonWebKey(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
             JsonWebKey(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id)};
 }

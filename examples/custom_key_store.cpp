@@ -8,7 +8,7 @@
 #include <torvane/torvane.hpp>
 #include <unistd.h>
 
-using namespace Platform;
+using namespace Torvane;
 
 // A request, and in its place the answer. It is one packet of the socket, which comes whole or not at all.
 struct Message {

@@ -5,7 +5,7 @@
 int main() {
     using namespace Torvane;
     const auto keyPair = [](JWKUse use, const std::string& id) {
-        const auto key = Platform::SoftwareKeyStore::generateRSA();
+        const auto key = SoftwareKeyStore::generateRSA();
         using Zennet::KeyClass, Zennet::KeyType;
         return std::pair{JsonWebKey(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
                          JsonWebKey(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id)};

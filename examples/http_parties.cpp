@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <torvane/platform/services/clock.hpp>
+#include <torvane/platform/core/clock.hpp>
 #include <torvane/torvane.hpp>
 #include <utility>
 #include <vector>
@@ -31,7 +31,7 @@ struct Party {
     }
     // A private key and its public half, which is all that the text of the set shows.
     void addKey(JWKUse use, const std::string& id) {
-        const auto key = Platform::SoftwareKeyStore::generateRSA();
+        const auto key = SoftwareKeyStore::generateRSA();
         ours.jwks.emplace_back(key, Zennet::KeyClass::privateKey, Zennet::KeyType::RSA2048Key, use, id);
         ours.jwks.emplace_back(key.publicKey(), Zennet::KeyClass::publicKey, Zennet::KeyType::RSA2048Key, use, id);
     }
@@ -47,7 +47,7 @@ struct Party {
     double read(const std::string& token) const {
         const auto claims = fromJsonString<JWTClaims>(asText(helper().decodeMessage(asBytes(token))));
         if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name}) throw std::runtime_error("stray");
-        if (claims.getExpirationTime() <= Platform::secondsSince1970()) throw std::runtime_error("expired");
+        if (claims.getExpirationTime() <= secondsSince1970()) throw std::runtime_error("expired");
         return claims.getClaimValue<double>("amount");
     }
 };
@@ -103,7 +103,7 @@ std::string brief(const auto& message) {
     if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(asBytes(message.body)).jwks.back().keyId();
     if (type != jwtType) return message.body.empty() ? "" : ' ' + type + ' ' + message.body;
     const auto header = JsonWebStructure::headerOf(message.body).value();
-    return ' ' + type + ' ' + std::string(asText(Platform::JSONSerialization::data(header)));
+    return ' ' + type + ' ' + std::string(asText(JSONSerialization::data(header)));
 }
 
 struct App : Party {

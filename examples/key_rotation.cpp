@@ -13,7 +13,7 @@ using namespace Torvane;
 
 void addKey(JsonWebKeySet& keys, JWKUse use, const std::string& id) {
     using Zennet::KeyClass, Zennet::KeyType;
-    const auto key = Platform::SoftwareKeyStore::generateRSA();
+    const auto key = SoftwareKeyStore::generateRSA();
     keys.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id);
     keys.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id);
 }

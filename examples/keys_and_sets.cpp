@@ -19,7 +19,7 @@ ABk49qhkMMumLnd4wWtEE4w8WPPwtyUerDt5vXwmg/ClST+Qso8/x4+g
 )";
 
 // What a party publishes: the public half of each of its keys, with a use and an id.
-JsonWebKeySet publicSet(const Platform::SecKey& ecKey, const Platform::SecKey& rsaKey) {
+JsonWebKeySet publicSet(const SecKey& ecKey, const SecKey& rsaKey) {
     return {JsonWebKey(ecKey.publicKey(), KeyClass::publicKey, KeyType::EC256Key, JWKUse::JWK_SIG, "2026-ec"),
             JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "2026-rsa"),
             JsonWebKey(rsaKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "2026-enc")};
@@ -34,8 +34,8 @@ void print(const char* what, const std::vector<JsonWebKey>& keys) {
 }  // namespace
 
 int main() {
-    const auto ecKey = Platform::SoftwareKeyStore::load(asBytes(privateKeyPem));
-    const auto rsaKey = Platform::SoftwareKeyStore::generateRSA(2048);
+    const auto ecKey = SoftwareKeyStore::load(asBytes(privateKeyPem));
+    const auto rsaKey = SoftwareKeyStore::generateRSA(2048);
 
     // Over the wire: nothing private is ever written into a set.
     const std::string published = publicSet(ecKey, rsaKey).encodeToString();

@@ -19,23 +19,23 @@ using Zennet::KeyClass;
 using Zennet::KeyType;
 
 // A program for people asks on the terminal instead.
-std::optional<Platform::SecretBuffer> fromEnvironment(std::string_view whose) {
+std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
     std::cerr << "asked for " << whose << '\n';
     const char* secret = std::getenv("KEY_SECRET");
     if (secret == nullptr) return std::nullopt;
     const auto bytes = asBytes(secret);
-    return Platform::SecretBuffer(bytes.begin(), bytes.end());
+    return SecretBuffer(bytes.begin(), bytes.end());
 }
 
-Platform::SecKey openOrMake(const std::string& uri) {
-    using Case = Platform::KeyStoreError::Case;
+SecKey openOrMake(const std::string& uri) {
+    using Case = KeyStoreError::Case;
     try {
-        return Platform::openKey(uri, Platform::KeyHalf::privateHalf, fromEnvironment);
-    } catch (const Platform::KeyStoreError& error) {
+        return openKey(uri, KeyHalf::privateHalf, fromEnvironment);
+    } catch (const KeyStoreError& error) {
         // No such key in the token, or no such file.
         if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;
         std::cerr << error.errorDescription() << " One is made.\n";
-        return Platform::generateRSAKey(uri, 2048, fromEnvironment);
+        return generateRSAKey(uri, 2048, fromEnvironment);
     }
 }
 
@@ -62,7 +62,7 @@ int main(int count, char** arguments) {
     }
     try {
         run(arguments[1], arguments[2]);
-    } catch (const Platform::Error& error) {
+    } catch (const Error& error) {
         std::cerr << error.errorDescription() << '\n';
         return 1;
     }

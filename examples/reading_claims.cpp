@@ -12,7 +12,7 @@ namespace {
 
 using namespace Torvane;
 
-constexpr double now = 1'800'000'000;  // so that it prints the same each time; else Platform::secondsSince1970()
+constexpr double now = 1'800'000'000;  // so that it prints the same each time; else secondsSince1970()
 constexpr double leeway = 30;          // seconds by which the sender's clock may be off
 
 void require(bool condition, const char* otherwise) {

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <torvane/platform/services/base64.hpp>
+#include <torvane/platform/encodings/base64.hpp>
 #include <torvane/torvane.hpp>
 #include <vector>
 
@@ -45,7 +45,7 @@ class Application {
   private:
     void add(JWKUse use, const std::string& keyId) {
         using Zennet::KeyClass, Zennet::KeyType;
-        const auto key = Platform::SoftwareKeyStore::generateRSA(2048);
+        const auto key = SoftwareKeyStore::generateRSA(2048);
         privateKeys_.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, keyId);
         publicKeys_.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, keyId);
     }
@@ -70,7 +70,7 @@ std::string cut(std::string_view text, std::size_t longest = 48) {
 void printToken(std::string_view token, const std::vector<std::string>& partNames) {
     const auto header = JsonWebStructure::headerOf(token);
     if (!header) throw std::runtime_error("the token has no protected header");
-    std::cout << "    protected header       " << asText(Platform::JSONSerialization::data(*header)) << '\n';
+    std::cout << "    protected header       " << asText(JSONSerialization::data(*header)) << '\n';
     for (const auto& name : partNames) {
         const auto part = token.substr(0, token.find('.'));
         std::cout << "    " << std::left << std::setw(22) << name << std::right << std::setw(9) << part.size() * 3 / 4
@@ -87,7 +87,7 @@ ByteBuffer tampered(const ByteBuffer& token) {
     for (std::size_t i = 0; i < structure.components.size(); ++i) {
         if (i == 3) structure.components[i].front() ^= 1;
         if (i > 0) result += '.';
-        result += Platform::encodeBase64url(structure.components[i]);
+        result += encodeBase64url(structure.components[i]);
     }
     return {result.begin(), result.end()};
 }

@@ -22,7 +22,7 @@ bool isListOfTexts(const json_t* value) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto text = Platform::asText({data, size});
+    const auto text = asText({data, size});
     JSONValue::Object members;
     if (!refusalOf([&] { members = Torvane::dictFromJsonString(text); }).empty()) return 0;
     const JWTClaims read(members);

@@ -21,7 +21,7 @@ std::string expectedRefusal(const std::vector<std::string>& pieces, bool mayLack
     for (std::size_t i = 0; i < pieces.size(); ++i) {
         const bool allowed =
             pieces[i].empty() ? mayLackPayload && pieces.size() == 3 && i == 1 : naiveDecoding(pieces[i]).has_value();
-        if (!allowed) return prefix + Platform::debugQuoted("Component is not valid base64: " + pieces[i]) + ")";
+        if (!allowed) return prefix + debugQuoted("Component is not valid base64: " + pieces[i]) + ")";
     }
     return {};
 }
@@ -30,14 +30,14 @@ std::optional<JSONValue::Object> headerIn(const std::string& piece) {
     std::optional<JSONValue::Object> header;
     refusalOf([&] {
         const auto bytes = naiveDecoding(piece);
-        if (bytes) header = Platform::JSONSerialization::jsonObject(*bytes).to<JSONValue::Object>();
+        if (bytes) header = JSONSerialization::jsonObject(*bytes).to<JSONValue::Object>();
     });
     return header;
 }
 
 // A token is accepted when it has so many pieces, each the one text of its bytes, and a header that is one.
 template <class Received>
-void requireExact(Platform::ByteView token, const std::vector<std::string>& pieces, std::size_t count) {
+void requireExact(ByteView token, const std::vector<std::string>& pieces, std::size_t count) {
     const auto header = headerIn(pieces.at(0));
     bool isExact = pieces.size() == count && header;
     for (const auto& piece : pieces) isExact = isExact && naiveDecoding(piece).has_value();
@@ -52,7 +52,7 @@ void requireExact(Platform::ByteView token, const std::vector<std::string>& piec
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto text = Platform::asText({data, size});
+    const auto text = asText({data, size});
     const auto pieces = parts({data, size});
     std::optional<JSONValue::Object> header;
     const auto refusal = refusalOf([&] { header = JsonWebStructure(text).getHeader(); });

@@ -1,12 +1,12 @@
 // The JSON reader against another strict reader (Jansson): the same texts are accepted, with the same values, by the
 // reader of secrets too, and what is written is read the same by all.
-#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
 
 #include "tests/testing/jansson.hpp"
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 
 // What only one of the two refuses: depth and a NUL byte at the end, or a NUL in a member's name.

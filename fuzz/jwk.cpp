@@ -16,13 +16,13 @@ void requireSame(const JWK& a, const JWK& b) {
     require(a.parameters() == b.parameters() && a.keyType() == b.keyType(), "the key that is read back is the same");
 }
 
-void checkKey(Platform::ByteView text) {
+void checkKey(ByteView text) {
     std::optional<JWK> jwk, own;
     const auto refusal = refusalOf([&] { jwk = JWK::initFrom(text); });
     const bool isPrivate = refusalOf([&] { own = JWK::initPrivateFrom(text); }).empty();
-    const auto set = "{\"keys\":[" + std::string(Platform::asText(text)) + "]}";
+    const auto set = "{\"keys\":[" + std::string(asText(text)) + "]}";
     std::optional<JWKSet> keys;
-    const auto refusalOfSet = refusalOf([&] { keys = JWKSet::initFrom(Platform::asBytes(set)); });
+    const auto refusalOfSet = refusalOf([&] { keys = JWKSet::initFrom(asBytes(set)); });
     if (refusalOfSet.find("nest too deep") != refusalOfSet.npos) return;  // two levels deeper than alone
     require(keys.has_value() || !jwk, "a key that reads alone reads in a set: " + refusalOfSet);
     if (!jwk) return require(!isPrivate, "a private key reads as a public one: " + refusal);
@@ -30,7 +30,7 @@ void checkKey(Platform::ByteView text) {
     requireSame(keys->keys().front(), *jwk);
     const auto written = jwk->jsonData();
     if (written) requireSame(JWK::initFrom(*written), *jwk);
-    std::optional<Platform::SecKey> key;
+    std::optional<SecKey> key;
     const bool isKey = refusalOf([&] { key = jwk->converted(); }).empty();
     if (!own) return;
     requireSame(*own, *jwk);
@@ -38,7 +38,7 @@ void checkKey(Platform::ByteView text) {
     require(own->converted().publicComponents() == key->publicComponents(), "that is its own");
 }
 
-void checkSet(Platform::ByteView text) {
+void checkSet(ByteView text) {
     std::optional<JWKSet> set;
     if (!refusalOf([&] { set = JWKSet::initFrom(text); }).empty()) return;
     const auto again = JWKSet::initFrom(set->jsonData());

@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         default: {
             static const auto recipient = publicKey(rsaEnc);
             const ForgedJWE forged(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, header, recipient,
-                                   Platform::HashFunction::SHA256, content);
+                                   HashFunction::SHA256, content);
             check(forged.token(), genuine, true);
         }
     }

@@ -9,8 +9,8 @@ rm -rf "$folder/html" "$folder/xml"
 mkdir -p "$folder"
 {
     cat docs/Doxyfile
-    # A header that is not installed says so in its first lines.
-    find torvane -name '*.hpp' -not -path '*/crypto/*' -exec grep -L 'Not installed' {} + | sort | sed 's/^/INPUT += /'
+    # The private headers are those in private folders.
+    find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
     echo "OUTPUT_DIRECTORY = \"$folder\""
 } | doxygen -
 python3 docs/undocumented.py "$folder/xml"

@@ -7,7 +7,7 @@ from itertools import zip_longest
 
 ROOT = pathlib.Path(sys.argv[1])
 CODE = (ROOT / "torvane/platform/jose/algorithms.hpp").read_text()
-PRIMITIVES = (ROOT / "torvane/platform/primitives.hpp").read_text()
+PRIMITIVES = (ROOT / "torvane/platform/core/key_vocabulary.hpp").read_text()
 PAGE = (ROOT / "docs/algorithms.md").read_text()
 
 SCHEMES = {"RSA_PKCS1": "RSASSA-PKCS1-v1_5", "RSA_PSS": "RSASSA-PSS", "ECDSA": "ECDSA"}

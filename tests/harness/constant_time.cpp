@@ -4,14 +4,14 @@
 #include <cstring>
 #include <valgrind/memcheck.h>
 
-#include "torvane/platform/crypto/content_cipher.hpp"
-#include "torvane/platform/crypto/digest.hpp"
-#include "torvane/platform/crypto/key_derivation.hpp"
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/primitives/content_cipher.hpp"
+#include "torvane/platform/primitives/digest.hpp"
+#include "torvane/platform/primitives/key_derivation.hpp"
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using enum HashFunction;
 
 // Returns the bytes as a secret.

@@ -12,7 +12,7 @@
 
 #include <openssl/crypto.h>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 
 namespace Harness {
 
@@ -78,7 +78,7 @@ class Quarantine {
     void close() noexcept { isKeeping = false; }
 
     /// Whether the bytes stand in a block of that owner, forwards or, as in a big number, backwards.
-    bool holds(Platform::ByteView bytes, Owner owner) const {
+    bool holds(Torvane::ByteView bytes, Owner owner) const {
         return std::any_of(kept, kept + keptCount, [&](const auto& block) {
             const auto* begin = static_cast<const std::uint8_t*>(block.first);
             const auto* end = begin + malloc_usable_size(block.first);

@@ -3,7 +3,7 @@
 #include <iostream>
 #include <unistd.h>
 
-#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/torvane.hpp"
 
 namespace {
@@ -17,7 +17,7 @@ struct KeyPair {
 };
 
 KeyPair open(const char* uri, KeyType type, JWKUse use) {
-    const auto key = Platform::openKey(uri, Platform::KeyHalf::privateHalf);
+    const auto key = openKey(uri, KeyHalf::privateHalf);
     return {{key, KeyClass::privateKey, type, use, uri}, {key.publicKey(), KeyClass::publicKey, type, use, uri}};
 }
 

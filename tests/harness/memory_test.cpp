@@ -1,8 +1,8 @@
 // What is left in memory that was released, how much is asked for, and what happens when there is none to be had.
-#include "torvane/platform/crypto/key_derivation.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
-#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
+#include "torvane/platform/primitives/key_derivation.hpp"
 
 #include "tests/harness/heap.hpp"
 #include "tests/testing/forge.hpp"
@@ -14,7 +14,6 @@ namespace {
 using namespace Testing;
 using enum Harness::Owner;
 using Harness::Quarantine;
-using Platform::HashFunction;
 using Secrets = std::vector<ByteBuffer>;
 
 // A secret in halves, since a growing buffer leaves a part.
@@ -51,8 +50,7 @@ void expectNothingLeft(const std::string& name, Owners owners, const GetSecrets&
     EXPECT_FALSE(searched.empty());
     for (const auto& secret : searched) {
         EXPECT_GE(secret.size(), 16U);
-        for (const auto owner : owners)
-            EXPECT_FALSE(quarantine.holds(secret, owner)) << Platform::encodeBase64url(secret);
+        for (const auto owner : owners) EXPECT_FALSE(quarantine.holds(secret, owner)) << encodeBase64url(secret);
     }
 }
 
@@ -70,7 +68,7 @@ const JOSEHelper& helper() {
 TEST(FreedMemory, ShowsASecretThatWasNotWiped) {
     ASSERT_TRUE(Harness::watchesOpenSSL);
     Quarantine quarantine;
-    std::string(Platform::asText(message));
+    std::string(asText(message));
     OPENSSL_free(OPENSSL_memdup(message.data() + 1, message.size() - 1));
     { const ByteBuffer backwards(message.rbegin(), message.rend() - 1); }
     EXPECT_TRUE(quarantine.holds(message, library));
@@ -143,7 +141,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
     const auto files = readVectors("key_files.json")["files"];
     const std::string passphrase = files[1][2];
     const auto source = [&](std::string_view) {
-        return std::optional(Platform::SecretBuffer(passphrase.begin(), passphrase.end()));
+        return std::optional(SecretBuffer(passphrase.begin(), passphrase.end()));
     };
     const auto passphraseHalves = [&] {
         Secrets halves;
@@ -152,7 +150,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
     };
     for (const auto row : {0U, 1U, 4U, 7U, 10U, 13U}) {
         const auto path = folder.write("key", fromBase64(files[row][1]));
-        const auto open = [&] { Platform::openKey(path, Platform::KeyHalf::privateHalf, source); };
+        const auto open = [&] { openKey(path, KeyHalf::privateHalf, source); };
         expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);
         // OpenSSL's decoders leave the numbers behind.
         expectNothingLeft(
@@ -161,7 +159,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
     const auto made = folder / "made.pem";
     const auto make = [&] {
         std::filesystem::remove(made);
-        Platform::generateECKey(made, Platform::EllipticCurve::P256);
+        generateECKey(made, EllipticCurve::P256);
     };
     const auto writtenHalves = [&] {
         std::ostringstream text;
@@ -186,7 +184,7 @@ TEST(FreedMemory, HoldsNothingOfAKeyAgreementAfterDecryption) {
             const auto wrapping = agreedKeyOf(token, own, management, encryption);
             secrets.emplace_back(wrapping.begin(), wrapping.end());
             addHalves(secrets, own.agree(ephemeralKeyOf(token)));
-            addHalves(secrets, Platform::Crypto::unwrapKey(wrapping, fromBase64(parts(token).at(1)), 32).value());
+            addHalves(secrets, Crypto::unwrapKey(wrapping, fromBase64(parts(token).at(1)), 32).value());
             return secrets;
         };
         const auto numbers = [&] { return secretsOf(kid); };
@@ -206,7 +204,7 @@ TEST(FreedMemory, HoldsNoScalarAfterItSignedOrWasWritten) {
     const auto secrets = [&] {
         Secrets both;
         addHalves(both, scalar);
-        addHalves(both, asBytes(Platform::encodeBase64url(scalar)));
+        addHalves(both, asBytes(encodeBase64url(scalar)));
         return both;
     };
     const auto sign = [&] { JWSSigner(JOSE::SignatureAlgorithm::ES256K, key).sign(message); };
@@ -247,7 +245,7 @@ void sweepAllocations(Code code, IsRight isRight) {
         try {
             result = code();
         } catch (const std::bad_alloc&) {
-        } catch (const Platform::Error&) {
+        } catch (const Error&) {
         }
         Harness::untilFailure = 0;
         EXPECT_TRUE(result ? isRight(*result) : Harness::hasFailed) << "allocation " << n;
@@ -265,14 +263,14 @@ void sweepAllocations(Code code, IsRight isRight) {
 
 TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingSpoilNoSignature) {
     const auto pem = keyText(rsaSig, "pkcs8_pem");
-    const auto digest = Platform::Crypto::digest(HashFunction::SHA256, message);
-    const auto sign = [&](const Platform::SecKey& key) {
-        return key.sign(Platform::SignatureScheme::RSA_PKCS1, HashFunction::SHA256, digest);
+    const auto digest = Crypto::digest(HashFunction::SHA256, message);
+    const auto sign = [&](const SecKey& key) {
+        return key.sign(SignatureScheme::RSA_PKCS1, HashFunction::SHA256, digest);
     };
     const auto right = sign(privateKey(rsaSig));
     Harness::hasFailed = true;
     for (std::size_t n = 1; Harness::hasFailed; ++n) {
-        const auto key = Platform::SoftwareKeyStore::load(asBytes(pem));
+        const auto key = SoftwareKeyStore::load(asBytes(pem));
         for (int i = 0; i < 31; ++i) EXPECT_EQ(sign(key), right);
         Harness::hasFailed = false;
         Harness::untilFailure = n;  // at the 32nd signature OpenSSL makes a new blinding

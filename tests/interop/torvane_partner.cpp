@@ -15,7 +15,7 @@ using namespace Testing;
 constexpr auto signatureAlgorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>;
 
 std::string base64url(ByteView bytes) {
-    return Platform::encodeBase64url(bytes);
+    return encodeBase64url(bytes);
 }
 
 bool isSecp256k1(const json& jwk) {

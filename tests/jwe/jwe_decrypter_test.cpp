@@ -79,8 +79,7 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
         const auto token = JWEEncrypter(management, "A128GCM", publicKey(kid), std::nullopt).encryptJWT({});
         const auto refusal = "This key store does not " + std::string(what) + " with this key.";
         const JWEDecrypter decrypter(management, "A128GCM", keyOfIdleStore(kid));
-        EXPECT_ERROR(decrypter.decryptJWE(token),
-                     JOSEError::JWEDecrypterError(wrapped(Platform::SecurityError(refusal))));
+        EXPECT_ERROR(decrypter.decryptJWE(token), JOSEError::JWEDecrypterError(wrapped(SecurityError(refusal))));
     }
 }
 

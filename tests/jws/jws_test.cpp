@@ -50,9 +50,8 @@ TEST(JWSSigner, WrapsEveryFailure) {
 
 TEST(JWSSigner, WrapsAFailureOfTheKeyStore) {
     const Zennet::PrivateKey key(keyOfIdleStore(rsaSig), KeyType::RSA2048Key);
-    EXPECT_ERROR(
-        JWSSigner(RS256, {key, JWK_SIG, "k"}).signJWT({}),
-        JOSEError::JWSSignerError(wrapped(Platform::SecurityError("This key store does not sign with this key."))));
+    EXPECT_ERROR(JWSSigner(RS256, {key, JWK_SIG, "k"}).signJWT({}),
+                 JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key."))));
 }
 
 TEST(JWSVerifier, TriesAnotherKeyOnAJwsThatWasReadOnce) {

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <openssl/rand.h>
 
-#include "torvane/platform/services/clock.hpp"
+#include "torvane/platform/core/clock.hpp"
 
 #include "tests/testing/testing.hpp"
 
@@ -51,7 +51,7 @@ TEST(JWTClaims, NullIsThereAndAnAbsentClaimIsNot) {
 template <class T>
 void expectRead(const JWTClaims& claims, const json& row, const char* name, const std::string& typeName) {
     if (const auto read = row["reads"].find(name); read != row["reads"].end()) {
-        const auto text = Platform::JSONSerialization::data(claims.getClaimValue<T>("c"));
+        const auto text = JSONSerialization::data(claims.getClaimValue<T>("c"));
         EXPECT_EQ(json::parse(text), *read) << name;
     } else {
         EXPECT_ERROR(claims.getClaimValue<T>("c"),
@@ -108,9 +108,9 @@ TEST(JWTClaims, RelativeTimesCountFromNowInFractionsOfASecond) {
     std::set<double> fractions;
     for (int i = 0; i < 5; ++i) {
         JWTClaims claims;
-        const double before = Platform::secondsSince1970();
+        const double before = secondsSince1970();
         claims.setExpirationTimeSecondsInTheFuture(-60.25).setNotBeforeSecondsInThePast(10.5).setIssuedAtToNow();
-        const double after = Platform::secondsSince1970();
+        const double after = secondsSince1970();
         for (const double now :
              {claims.getExpirationTime() + 60.25, claims.getNotBefore() + 10.5, claims.getIssuedAt()})
             EXPECT_TRUE(before <= now && now <= after && now > 1.7e9) << now;

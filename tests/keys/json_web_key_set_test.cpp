@@ -8,7 +8,7 @@ using namespace Testing;
 
 JSONValue::Object object(const json& value) {
     const auto text = value.dump();
-    return *Platform::JSONSerialization::jsonObject(asBytes(text)).as<JSONValue::Object>();
+    return *JSONSerialization::jsonObject(asBytes(text)).as<JSONValue::Object>();
 }
 
 // The JWK with members replaced, or removed where null.
@@ -82,7 +82,7 @@ TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
     EXPECT_TRUE(set.jwks.at(2).key().isPublicKey()) << "a \"d\" that does not decode makes a public key";
 
     JSONValue::List again;
-    for (const auto& map : set.encodeToArray()) again.emplace_back(Platform::toJSONObject(map));
+    for (const auto& map : set.encodeToArray()) again.emplace_back(toJSONObject(map));
     const JsonWebKeySet reread(JSONValue::Object{{"keys", again}});
     ASSERT_EQ(reread.jwks.size(), 2U) << "private keys are left out";
     EXPECT_EQ(reread.jwks.at(0).encode(), set.jwks.at(1).encode());
@@ -111,8 +111,8 @@ TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
 
 TEST(JsonWebKeySet, AKeyThatCannotBeWrittenFailsTheSet) {
     const JsonWebKeySet set{JsonWebKey(Zennet::PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff")};
-    EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(wrapped(
-                                   Platform::JSONError("A string that is not UTF-8 cannot be written as JSON."))));
+    EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(
+                                   wrapped(JSONError("A string that is not UTF-8 cannot be written as JSON."))));
     EXPECT_ERROR(set.encodeToArray(), JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON."));
     EXPECT_EQ(set.debugDescription(), "An error occurred while performing the operation.");
 }

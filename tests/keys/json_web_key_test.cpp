@@ -78,7 +78,7 @@ TEST(JsonWebKey, ThumbprintIsOneForBothHalvesWhateverTheirUseAndId) {
     EXPECT_EQ(JsonWebKey(privateHalf, JWK_SIG, "own").thumbprint(), JsonWebKey(publicHalf, JWK_SIG, "").thumbprint());
     const std::vector<std::uint8_t> zero(32);
     EXPECT_ERROR(JsonWebKey(Zennet::PrivateKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(),
-                 Platform::SecurityError("The raw bytes are no secp256k1 private key."));
+                 SecurityError("The raw bytes are no secp256k1 private key."));
 }
 
 TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {

@@ -48,7 +48,7 @@ TEST(PlatformKeyJWK, WrapsWhatCannotBeReadAndPassesOnWhatIsNoKey) {
                  cannotDecode(JOSESwiftError::unsupportedKey("The JWK is not an RSA key.")));
     faulty["e"] = "Ag";
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(faulty.dump())),
-                 Platform::SecurityError("An RSA key has an odd modulus and an odd exponent."));
+                 SecurityError("An RSA key has an odd modulus and an odd exponent."));
 }
 
 }  // namespace

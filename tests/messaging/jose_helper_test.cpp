@@ -118,11 +118,11 @@ TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
 }
 
 // A key that counts how often its store is asked to sign, and may refuse.
-struct CountedKey final : Platform::StoreKey {
+struct CountedKey final : StoreKey {
     explicit CountedKey(bool doesSign) : signs(doesSign) {}
 
-    Platform::PublicComponents publicComponents() const override { return privateKey(sigA).publicComponents(); }
-    ByteBuffer sign(Platform::SignatureScheme scheme, Platform::HashFunction hash, ByteView digest) const override {
+    PublicComponents publicComponents() const override { return privateKey(sigA).publicComponents(); }
+    ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
         ++asked;
         return signs ? privateKey(sigA).sign(scheme, hash, digest) : StoreKey::sign(scheme, hash, digest);
     }
@@ -133,7 +133,7 @@ struct CountedKey final : Platform::StoreKey {
 
 TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
     const auto refused =
-        JOSEError::JWSSignerError(wrapped(Platform::SecurityError("This key store does not sign with this key.")));
+        JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key.")));
     const auto zipped =
         JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported.");
     for (const bool signs : {true, false}) {
@@ -141,7 +141,7 @@ TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
             SCOPED_TRACE(fault);
             const auto key = std::make_shared<CountedKey>(signs);
             Party a;
-            a.ours = {{Zennet::PrivateKey(Platform::SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
+            a.ours = {{Zennet::PrivateKey(SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
             if (fault == "XYZ") a.keyManagement = fault;
             if (fault == "zip") a.jweHeaders = {{"zip", "DEF"}};
             const auto encode = [helper = a.helper()] { return helper.encodeMessage(asBytes("m")); };
@@ -189,7 +189,7 @@ ByteBuffer hostileToken(const json& row) {
     if (row.contains("outer")) return bytesOf(filledIn(row["outer"], words));
     if (!row.contains("header")) return JWEEncrypter(publicJwk(encB, JWK_ENC)).encryptJWT(inner, std::nullopt, true);
     return ForgedJWE(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, filledIn(row["header"]), publicKey(encB),
-                     Platform::HashFunction::SHA256, asText(inner))
+                     HashFunction::SHA256, asText(inner))
         .token();
 }
 
@@ -201,14 +201,14 @@ TEST(JOSEHelper, NoMessageIsDecodedThatIsOffInOneThing) {
 
 TEST(JOSEHelper, TriesEveryVerificationKeyAndReportsTheLastFailure) {
     const auto token = Party().helper().encodeMessage(asBytes("m"));
-    const auto named = [](const Platform::SecKey& key, KeyType type = KeyType::RSA2048Key) {
+    const auto named = [](const SecKey& key, KeyType type = KeyType::RSA2048Key) {
         return JsonWebKey(Zennet::PublicKey(key, type), JWK_SIG, sigA);
     };
     Party b = partyB();
     b.theirs = {named(publicKey(sigB)), named(publicKey(sigA))};
     EXPECT_EQ(b.helper().decodeMessage(token), ByteBuffer{'m'});
 
-    b.theirs = {named(publicKey(sigB)), named(Platform::SoftwareKeyStore::generateRSA(1024).publicKey())};
+    b.theirs = {named(publicKey(sigB)), named(SoftwareKeyStore::generateRSA(1024).publicKey())};
     EXPECT_ERROR(b.helper().decodeMessage(token),
                  JOSEError::JWSVerificationError(wrapped(JOSEError::invalidKeyFormat(
                      "An error occurred while initializing verifier for JWS. Make sure the key you are using is "

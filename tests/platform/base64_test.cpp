@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 
 // In a copy without a byte to spare, so that a sanitizer sees a read beyond the end.
 bool isAccepted(const std::string& text) {

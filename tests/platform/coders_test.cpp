@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 using enum JOSE::SignatureAlgorithm;
 using enum JOSE::KeyManagementAlgorithm;

@@ -1,16 +1,16 @@
 // What an attacker could send in the place of a token: each row is refused with its error, and so gives no payload.
 #include <map>
 
-#include "torvane/platform/crypto/key_derivation.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/primitives/key_derivation.hpp"
 
 #include "tests/testing/forge.hpp"
 #include "tests/testing/vector_cases.hpp"
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 using enum JOSE::SignatureAlgorithm;
 using enum JOSE::KeyManagementAlgorithm;

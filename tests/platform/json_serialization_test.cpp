@@ -1,4 +1,4 @@
-#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
 
 #include <cmath>
 #include <limits>
@@ -9,7 +9,7 @@
 #include "tests/testing/expect_error.hpp"
 #include "tests/testing/tokens.hpp"
 
-namespace Platform {
+namespace Torvane {
 
 // The value as the other library's, whose text tells 1 from 1.0.
 void to_json(nlohmann::json& json, const JSONValue& value) {
@@ -18,11 +18,11 @@ void to_json(nlohmann::json& json, const JSONValue& value) {
     });
 }
 
-}  // namespace Platform
+}  // namespace Torvane
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace std::string_literals;
 using nlohmann::json;
 using List = JSONValue::List;

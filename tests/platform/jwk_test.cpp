@@ -85,18 +85,18 @@ TEST(JWK, KeepsUnknownStringsAndNothingPrivateOrOfAnotherKind) {
 
 TEST(JWK, ThumbprintIsThatOfRfc7638AndOfNothingThatTextWritesInTwoWays) {
     // RFC 7638, section 3.1.
-    const Platform::StringMap published{{"kty", "RSA"},
-                                        {"n",
-                                         "0vx7agoebGcQSuuPiLJXZptN9nndrQmbXEps2aiAFbWhM78LhWx4cbbfAAtVT86zwu1RK7aPFFxuh"
-                                         "DR1L6tSoc_BJECPebWKRXjBZCiFV4n3ok"
-                                         "njhMstn64tZ_2W-5JsGY4Hc5n9yBXArwl93lqt7_RN5w6Cf0h4QyQ5v-65YGjQR0_"
-                                         "FDW2QvzqY368QQMicAtaSqzs8KJZgnYb9c7d0zgdAZHzu6q"
-                                         "MQvRL5hajrn1n91CbOpbISD08qNLyrdkt-bFTWhAI4vMQFh6WeZu0fM4lFd2NcRwr3XPksINHaQ-"
-                                         "G_xBniIqbw0Ls1jF44-csFCur-kEgU8awapJ"
-                                         "zKnqDKgw"},
-                                        {"e", "AQAB"},
-                                        {"alg", "RS256"},
-                                        {"kid", "2011-04-29"}};
+    const StringMap published{{"kty", "RSA"},
+                              {"n",
+                               "0vx7agoebGcQSuuPiLJXZptN9nndrQmbXEps2aiAFbWhM78LhWx4cbbfAAtVT86zwu1RK7aPFFxuh"
+                               "DR1L6tSoc_BJECPebWKRXjBZCiFV4n3ok"
+                               "njhMstn64tZ_2W-5JsGY4Hc5n9yBXArwl93lqt7_RN5w6Cf0h4QyQ5v-65YGjQR0_"
+                               "FDW2QvzqY368QQMicAtaSqzs8KJZgnYb9c7d0zgdAZHzu6q"
+                               "MQvRL5hajrn1n91CbOpbISD08qNLyrdkt-bFTWhAI4vMQFh6WeZu0fM4lFd2NcRwr3XPksINHaQ-"
+                               "G_xBniIqbw0Ls1jF44-csFCur-kEgU8awapJ"
+                               "zKnqDKgw"},
+                              {"e", "AQAB"},
+                              {"alg", "RS256"},
+                              {"kid", "2011-04-29"}};
     EXPECT_EQ(JOSE::thumbprint(published), "NzbLsXh8uDCcd-6MNwXF4W_7noWXFZAfHkxZsRGC9Xs");
     for (const std::string odd : {"a/b", "a\"b", "a\\b", "\x7f", "\u00fc", "\n"}) {
         auto jwk = published;

@@ -1,4 +1,4 @@
-#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
 
 #include <sys/stat.h>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 using enum KeyHalf;
 

@@ -1,11 +1,11 @@
-#include "torvane/platform/security/key_uri.hpp"
-#include "torvane/platform/security/pkcs11_key_store.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
+#include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 
 #include "tests/testing/testing.hpp"
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 
 TEST(Pkcs11KeyStore, OfABuildWithoutItSaysSo) {
     const auto absent = KeyStoreError::notSupported("This build of the library has no PKCS #11 key store.");

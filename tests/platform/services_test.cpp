@@ -2,16 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include "torvane/platform/bytes.hpp"
-#include "torvane/platform/security/sec_random.hpp"
-#include "torvane/platform/services/uuid.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/core/uuid.hpp"
 
 namespace {
 
 TEST(UUID, IsARandomOneInCanonicalForm) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
-        const auto uuid = Platform::randomUUID();
+        const auto uuid = Torvane::randomUUID();
         ASSERT_EQ(uuid.size(), 36U);
         EXPECT_EQ(uuid.find_first_not_of("0123456789ABCDEF-"), std::string::npos) << uuid;
         for (const std::size_t dash : {8U, 13U, 18U, 23U}) EXPECT_EQ(uuid[dash], '-') << uuid;
@@ -22,14 +22,14 @@ TEST(UUID, IsARandomOneInCanonicalForm) {
 }
 
 TEST(SecRandom, FillsEveryByte) {
-    Platform::ByteBuffer seen(64, 0);
+    Torvane::ByteBuffer seen(64, 0);
     for (int i = 0; i < 32; ++i) {
-        Platform::ByteBuffer bytes(64, 0);
-        Platform::secRandomCopyBytes(bytes);
+        Torvane::ByteBuffer bytes(64, 0);
+        Torvane::secRandomCopyBytes(bytes);
         for (std::size_t j = 0; j < bytes.size(); ++j) seen[j] |= bytes[j];
     }
     EXPECT_EQ(std::count(seen.begin(), seen.end(), 0), 0);
-    Platform::secRandomCopyBytes({});
+    Torvane::secRandomCopyBytes({});
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "torvane/platform/security/software_key_store.hpp"
+#include "torvane/platform/key_stores/software_key_store.hpp"
 
 #include <openssl/ui.h>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 using enum HashFunction;
 using enum SignatureScheme;

@@ -1,15 +1,15 @@
 #include <gtest/gtest.h>
 
-#include "torvane/platform/zennet/key.hpp"
-#include "torvane/platform/zennet/secp256k1_utils.hpp"
-#include "torvane/platform/zennet/text.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
+#include "torvane/platform/key_library/key.hpp"
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
 
 #include "tests/testing/keys.hpp"
 #include "tests/testing/vectors.hpp"
 
 namespace {
 
-using namespace Platform;
+using namespace Torvane;
 using namespace Testing;
 using Zennet::KeyType;
 

@@ -1,23 +1,30 @@
 #!/bin/sh
-# Fails when an include runs up the stairs, or when a third-party header is outside platform/*.cpp and platform/crypto.
+# Fails when an include runs up the stairs, when a public header reaches into a private folder, or when a third-party
+# header is included outside the sources and private folders of platform/.
 set -eu
 cd "$(dirname "$0")/../.."
 
-# From the bottom up; a file may include its own floor and those below. The three of one floor don't see each other.
+# From the bottom up. A file includes its own floor and those below; jws, jwe and jwt do not include each other.
 floor() {
     case $1 in
-        torvane/platform/crypto/*) echo 1 ;;
-        torvane/platform/security/*) echo 2 ;;
-        torvane/platform/services/*) echo 3 ;;
-        torvane/platform/zennet/*) echo 4 ;;
+        torvane/platform/core/*) echo 0 ;;
+        torvane/platform/primitives/*) echo 1 ;;
+        torvane/platform/encodings/*) echo 2 ;;
+        torvane/platform/key_stores/*) echo 3 ;;
+        torvane/platform/key_library/*) echo 4 ;;
         torvane/platform/jose/*) echo 5 ;;
-        torvane/platform/*) echo 0 ;;
         torvane/support/*) echo 6 ;;
         torvane/keys/*) echo 7 ;;
         torvane/jws/* | torvane/jwe/* | torvane/jwt/*) echo 8 ;;
         torvane/messaging/*) echo 9 ;;
-        *) echo 10 ;;
+        torvane/torvane.hpp) echo 10 ;;
+        *) echo none ;;
     esac
+}
+
+is_private() {
+    case $1 in */internal/* | torvane/platform/primitives/*) return 0 ;; esac
+    return 1
 }
 
 bad=0
@@ -27,17 +34,26 @@ files=$(find torvane -name '*.hpp' -o -name '*.cpp')
 count=0
 for file in $files; do
     count=$((count + 1))
+    own=$(floor "$file")
+    [ "$own" != none ] || complain "$file is in no room"
     for included in $(sed -n 's/^#include "\(torvane\/.*\)"/\1/p' "$file"); do
-        [ "$(floor "$included")" -le "$(floor "$file")" ] || complain "$file includes $included, which is above it"
-        if [ "$(floor "$file")" = 8 ] && [ "$(floor "$included")" = 8 ]; then
-            [ "${included%/*}" = "${file%/*}" ] || complain "$file includes $included, which is beside it"
+        other=$(floor "$included")
+        [ "$other" -le "$own" ] || complain "$file includes $included, which is above it"
+        if [ "$own" = 8 ] && [ "$other" = 8 ] && [ "$(echo "$included" | cut -d/ -f2)" != "$(echo "$file" | cut -d/ -f2)" ]; then
+            complain "$file includes $included, which is beside it"
         fi
+        case $included in
+            torvane/platform/primitives/*) [ "$own" -le 5 ] || complain "$file includes $included from above platform/" ;;
+        esac
+        case $file in
+            *.hpp)
+                if is_private "$included" && ! is_private "$file"; then
+                    complain "$file is public and includes $included, which is private"
+                fi ;;
+        esac
     done
-    case $file in torvane/platform/*.cpp | torvane/platform/crypto/*) continue ;; esac
+    case $file in torvane/platform/*.cpp | torvane/platform/*/internal/* | torvane/platform/primitives/*) continue ;; esac
     if grep -HnE '^#include <(openssl|nlohmann|secp256k1|p11-kit)' "$file" >&2; then bad=1; fi
-    if grep -HnE '^#include "torvane/platform/crypto/' "$file" >&2; then
-        case $file in *_access.hpp) ;; *) bad=1 ;; esac
-    fi
 done
 [ "$count" -gt 50 ] || complain "only $count files were looked at"
 exit $bad

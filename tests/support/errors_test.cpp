@@ -39,7 +39,7 @@ TEST(JOSEError, DescribesEachCaseInItsOwnWords) {
          "JWSVerificationError(JOSESwiftError.verifyingFailed(description: \"bad\")): bad"},
         {JOSEError::JWEEncrypterError(wrapped(std::runtime_error("x\ny"))), JWEEncrypterError,
          "JWEEncrypterError(\"x\\u{A}y\"): x\ny"},
-        {JOSEError::JWEDecrypterError(wrapped(Platform::SecurityError("gone"))), JWEDecrypterError,
+        {JOSEError::JWEDecrypterError(wrapped(SecurityError("gone"))), JWEDecrypterError,
          "JWEDecrypterError(SecurityError(\"gone\")): gone"},
         {JOSEError::cannotDecodeResponse(std::make_exception_ptr(7)), cannotDecodeResponse,
          "cannotDecodeResponse(unknown error): unknown error"},

@@ -119,7 +119,7 @@ TEST(JsonSerializeObject, ConvertsObjectsByTheirDynamicType) {
 
 TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
     const auto failing = std::make_shared<Overriding>(-1);
-    const auto reason = [](auto code) { return Platform::localizedDescription(Testing::thrownBy(code)); };
+    const auto reason = [](auto code) { return localizedDescription(Testing::thrownBy(code)); };
     EXPECT_EQ(reason([&] { textOf(failing); }), "no negative id");
     EXPECT_EQ(reason([&] { textOf(std::vector{std::make_shared<Overriding>(1), failing}); }), "no negative id");
     // Nothing is converted in a list that holds anything else.

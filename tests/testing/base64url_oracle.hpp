@@ -4,14 +4,16 @@
 #include <bitset>
 #include <optional>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 
 #include "tests/testing/oracle.hpp"
 #include "tests/testing/vectors.hpp"
 
 namespace Testing {
 
-inline std::string naiveBase64url(Platform::ByteView bytes) {
+using namespace Torvane;
+
+inline std::string naiveBase64url(ByteView bytes) {
     const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
     std::string bits, text;
     for (const auto byte : bytes) bits += std::bitset<8>(byte).to_string();
@@ -21,7 +23,7 @@ inline std::string naiveBase64url(Platform::ByteView bytes) {
 }
 
 /// What a lenient decoder makes of the text, where that has no other text.
-inline std::optional<Platform::ByteBuffer> naiveDecoding(const std::string& text) try {
+inline std::optional<ByteBuffer> naiveDecoding(const std::string& text) try {
     const auto bytes = fromBase64(text);
     return naiveBase64url(bytes) == text ? std::optional(bytes) : std::nullopt;
 } catch (const std::runtime_error&) {
@@ -31,15 +33,15 @@ inline std::optional<Platform::ByteBuffer> naiveDecoding(const std::string& text
 /// Whether the text decodes; all decoders have to agree on that and on the bytes.
 inline bool isBase64urlToAll(std::string_view text) {
     const auto expected = naiveDecoding(std::string(text));
-    const auto secret = Platform::decodeSecretBase64url(text);
-    require(Platform::decodeBase64url(text) == expected, "decodeBase64url() decodes as the slow way does");
-    require((secret ? std::optional(Platform::ByteBuffer(secret->begin(), secret->end())) : std::nullopt) == expected,
+    const auto secret = decodeSecretBase64url(text);
+    require(decodeBase64url(text) == expected, "decodeBase64url() decodes as the slow way does");
+    require((secret ? std::optional(ByteBuffer(secret->begin(), secret->end())) : std::nullopt) == expected,
             "decodeSecretBase64url() decodes as the slow way does");
-    require(Platform::isBase64url(text) == expected.has_value(), "isBase64url() knows what decodes");
+    require(isBase64url(text) == expected.has_value(), "isBase64url() knows what decodes");
     for (const std::size_t gap : {0U, 5U}) {
-        Platform::ByteBuffer memory(gap);
+        ByteBuffer memory(gap);
         memory.insert(memory.end(), text.begin(), text.end());
-        const auto size = Platform::decodeBase64url(Platform::asText(memory).substr(gap), memory);
+        const auto size = decodeBase64url(asText(memory).substr(gap), memory);
         memory.resize(size.value_or(0));
         require((size ? std::optional(memory) : std::nullopt) == expected,
                 "what is decoded in its place is what the slow way decodes");
@@ -48,18 +50,18 @@ inline bool isBase64urlToAll(std::string_view text) {
 }
 
 /// The text of bytes, by every encoder and the slow way.
-inline std::string base64urlByAll(Platform::ByteView bytes) {
+inline std::string base64urlByAll(ByteView bytes) {
     const auto text = naiveBase64url(bytes);
-    require(Platform::encodeBase64url(bytes) == text, "encodeBase64url() encodes as the slow way does");
-    Platform::ByteBuffer written(text.size());
-    require(Platform::encodeBase64url(bytes, written) == text.size() && Platform::asText(written) == text,
+    require(encodeBase64url(bytes) == text, "encodeBase64url() encodes as the slow way does");
+    ByteBuffer written(text.size());
+    require(encodeBase64url(bytes, written) == text.size() && asText(written) == text,
             "what is written is what the slow way encodes");
-    for (const auto append : {Platform::appendBase64url, Platform::appendSecretBase64url}) {
-        Platform::ByteBuffer appended{1, 2, 3};
+    for (const auto append : {appendBase64url, appendSecretBase64url}) {
+        ByteBuffer appended{1, 2, 3};
         append(appended, bytes);
-        require(Platform::asText(appended) == "\1\2\3" + text, "what is appended is what the slow way encodes");
+        require(asText(appended) == "\1\2\3" + text, "what is appended is what the slow way encodes");
     }
-    require(Platform::base64urlSize(bytes.size()) == text.size(), "base64urlSize() is the text's");
+    require(base64urlSize(bytes.size()) == text.size(), "base64urlSize() is the text's");
     return text;
 }
 

@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
 
 namespace Testing {
+
+using namespace Torvane;
 
 template <class Error>
 std::exception_ptr wrapped(const Error& error) {
@@ -27,7 +29,7 @@ std::exception_ptr thrownBy(Code&& code) {
 
 /// The textual form of what was thrown: type, case and text in one.
 inline std::string textualForm(const std::exception_ptr& thrown) {
-    return thrown ? Platform::debugDescription(thrown) : "nothing was thrown";
+    return thrown ? debugDescription(thrown) : "nothing was thrown";
 }
 
 }  // namespace Testing

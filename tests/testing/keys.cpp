@@ -21,34 +21,34 @@ const nlohmann::json& entry(const std::string& kid) {
     throw std::runtime_error("no test key " + kid);
 }
 
-KeyType typeOf(const Platform::SecKey& key) {
+KeyType typeOf(const SecKey& key) {
     return key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
 }
 
-struct IdleStoreKey final : Platform::StoreKey {
-    explicit IdleStoreKey(Platform::PublicComponents numbers) : components(std::move(numbers)) {}
-    Platform::PublicComponents publicComponents() const override { return components; }
+struct IdleStoreKey final : StoreKey {
+    explicit IdleStoreKey(PublicComponents numbers) : components(std::move(numbers)) {}
+    PublicComponents publicComponents() const override { return components; }
 
-    Platform::PublicComponents components;
+    PublicComponents components;
 };
 
 }  // namespace
 
-Platform::SecKey keyOfIdleStore(const std::string& kid) {
-    return Platform::SecKey(std::make_shared<const IdleStoreKey>(publicKey(kid).publicComponents()));
+SecKey keyOfIdleStore(const std::string& kid) {
+    return SecKey(std::make_shared<const IdleStoreKey>(publicKey(kid).publicComponents()));
 }
 
-const Platform::SecKey& privateKey(const std::string& kid) {
-    static std::map<std::string, Platform::SecKey> keys;
+const SecKey& privateKey(const std::string& kid) {
+    static std::map<std::string, SecKey> keys;
     auto found = keys.find(kid);
     if (found == keys.end()) {
         const auto pem = keyText(kid, "pkcs8_pem");
-        found = keys.emplace(kid, Platform::SoftwareKeyStore::load(Platform::asBytes(pem))).first;
+        found = keys.emplace(kid, SoftwareKeyStore::load(asBytes(pem))).first;
     }
     return found->second;
 }
 
-Platform::SecKey publicKey(const std::string& kid) {
+SecKey publicKey(const std::string& kid) {
     return privateKey(kid).publicKey();
 }
 
@@ -72,19 +72,19 @@ JsonWebKey keyInWords(const std::string& words) {
     const bool isPublic = half == "public";
     const auto use = Torvane::fromRawValue<Torvane::JWKUse>(useText).value();
     if (half == "privateJwk") {
-        return JsonWebKey::fromPrivateJwk(Platform::asBytes(keyText(kid, "jwk_private")), use, kid);
+        return JsonWebKey::fromPrivateJwk(asBytes(keyText(kid, "jwk_private")), use, kid);
     }
     if (kid.starts_with("secp256k1")) {
-        const auto raw = [&](const Platform::ByteBuffer& bytes) -> Zennet::Key {
+        const auto raw = [&](const ByteBuffer& bytes) -> Zennet::Key {
             if (isPublic) return Zennet::PublicKey(bytes, KeyType::SECP256K1Key);
             return Zennet::PrivateKey(bytes, KeyType::SECP256K1Key);
         };
-        if (kid == "secp256k1-zero") return {raw(Platform::ByteBuffer(32, 0)), use, kid};
-        if (kid == "secp256k1-off-curve") return {raw(Platform::ByteBuffer(65, 4)), use, kid};
+        if (kid == "secp256k1-zero") return {raw(ByteBuffer(32, 0)), use, kid};
+        if (kid == "secp256k1-off-curve") return {raw(ByteBuffer(65, 4)), use, kid};
         if (isPublic) return {secp256k1KeyPair().publicKey, use, kid};
         return {secp256k1KeyPair().privateKey, use, kid, secp256k1KeyPair().publicKey};
     }
-    const auto key = kid == "rsa1024" ? Platform::SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
+    const auto key = kid == "rsa1024" ? SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
     if (!isPublic) return {Zennet::PrivateKey(key, typeOf(key)), use, kid};
     if (type == "untyped") return {Zennet::PublicKey(key.publicKey(), std::nullopt), use, kid};
     return {Zennet::PublicKey(key.publicKey(), type.empty() ? typeOf(key) : KeyType("EC384", "P-384")), use, kid};

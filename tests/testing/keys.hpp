@@ -3,18 +3,20 @@
 
 #include <string>
 
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/platform/zennet/secp256k1_utils.hpp"
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 #include "torvane/torvane.hpp"
 
 namespace Testing {
 
+using namespace Torvane;
+
 /// The platform private key of one RSA or EC key of nested_interop.json, by its "kid"; read once.
-const Platform::SecKey& privateKey(const std::string& kid);
-Platform::SecKey publicKey(const std::string& kid);
+const SecKey& privateKey(const std::string& kid);
+SecKey publicKey(const std::string& kid);
 
 /// The same key in a store that does nothing with it.
-Platform::SecKey keyOfIdleStore(const std::string& kid);
+SecKey keyOfIdleStore(const std::string& kid);
 
 /// A member of that key's entry, for example "jwk_public" or "pkcs8_pem", as text.
 std::string keyText(const std::string& kid, const std::string& member);

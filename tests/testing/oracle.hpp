@@ -5,9 +5,11 @@
 #include <stdexcept>
 #include <string>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
 
 namespace Testing {
+
+using namespace Torvane;
 
 inline void require(bool holds, const std::string& promise) {
     if (!holds) throw std::logic_error(promise);
@@ -19,7 +21,7 @@ std::string refusalOf(Code&& code) {
     try {
         code();
         return {};
-    } catch (const Platform::Error& error) {
+    } catch (const Error& error) {
         return error.debugDescription();
     }
 }

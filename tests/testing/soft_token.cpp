@@ -9,7 +9,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "torvane/platform/crypto/pkcs11/token.hpp"
+#include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
 #include "tests/testing/keys.hpp"
 
@@ -25,9 +25,9 @@ std::string tokenUri(const std::string& attributes, const char* driver) {
 
 }  // namespace
 
-Platform::SecretSource answering(const std::string& text) {
-    const auto bytes = Platform::asBytes(text);
-    return [secret = Platform::SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return secret; };
+SecretSource answering(const std::string& text) {
+    const auto bytes = asBytes(text);
+    return [secret = SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return secret; };
 }
 
 void run(const std::string& command) {
@@ -37,7 +37,7 @@ void run(const std::string& command) {
 SoftToken::SoftToken() {
     std::filesystem::create_directory(folder_ / "tokens");
     const auto configuration = "directories.tokendir = " + folder_ / "tokens" + "\nlog.level = ERROR\n";
-    const auto file = folder_.write("softhsm2.conf", Platform::asBytes(configuration));
+    const auto file = folder_.write("softhsm2.conf", asBytes(configuration));
     ::setenv("SOFTHSM2_CONF", file.c_str(), 1);
     run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
 }
@@ -47,7 +47,7 @@ std::string SoftToken::uri(const std::string& attributes) const {
 }
 
 void SoftToken::import(const std::string& kid, const std::string& label, const std::string& id) const {
-    const auto file = folder_.write("import.pem", Platform::asBytes(keyText(kid, "pkcs8_pem")));
+    const auto file = folder_.write("import.pem", asBytes(keyText(kid, "pkcs8_pem")));
     run("softhsm2-util --import " + file + " --token app --pin 1234 --label " + label + " --id " + id);
     std::filesystem::remove(file);
 }
@@ -57,14 +57,14 @@ std::string SoftToken::driver() const {
 }
 
 std::map<std::string, std::string> SoftToken::protections() const {
-    using namespace Platform::Crypto;
+    using namespace Torvane::Crypto;
     std::map<std::string, std::string> protections;
     Pkcs11Token token(Pkcs11URI(uri()), answering("1234"));
     token.with(Pkcs11Token::Login::needed, [&](Pkcs11Session& session, unsigned) {
         Pkcs11Template privateKeys(CKO_PRIVATE_KEY);
         for (const auto key : session.find(privateKeys)) {
             const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.attribute(key, type); };
-            auto& words = protections[std::string(Platform::asText(read(CKA_LABEL).value()))];
+            auto& words = protections[std::string(asText(read(CKA_LABEL).value()))];
             words = read(CKA_EXTRACTABLE).value().front() == CK_FALSE ? "not extractable" : "extractable";
             words += read(CKA_SENSITIVE).value().front() == CK_TRUE ? ", sensitive" : ", not sensitive";
             if (read(CKA_VALUE) || read(CKA_PRIVATE_EXPONENT)) words += ", readable";

@@ -4,14 +4,16 @@
 #include <map>
 #include <string>
 
-#include "torvane/platform/primitives.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
 
 #include "tests/testing/temporary_folder.hpp"
 
 namespace Testing {
 
+using namespace Torvane;
+
 /// Gives the text as a PIN or passphrase.
-Platform::SecretSource answering(const std::string& text);
+SecretSource answering(const std::string& text);
 
 /// Runs a shell command; throws std::runtime_error when it fails.
 void run(const std::string& command);

@@ -6,9 +6,11 @@
 #include <fstream>
 #include <string>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 
 namespace Testing {
+
+using namespace Torvane;
 
 class TemporaryFolder {
   public:
@@ -23,9 +25,9 @@ class TemporaryFolder {
 
     std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
-    std::string write(const std::string& name, Platform::ByteView content) const {
+    std::string write(const std::string& name, ByteView content) const {
         auto path = *this / name;
-        std::ofstream(path, std::ios::binary) << Platform::asText(content);
+        std::ofstream(path, std::ios::binary) << asText(content);
         return path;
     }
 

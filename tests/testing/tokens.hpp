@@ -6,21 +6,23 @@
 #include <string_view>
 #include <vector>
 
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 
 #include "tests/testing/vectors.hpp"
 
 namespace Testing {
 
+using namespace Torvane;
+
 /// The pieces between the dots, still encoded.
-inline std::vector<std::string> parts(Platform::ByteView token) {
+inline std::vector<std::string> parts(ByteView token) {
     std::vector<std::string> pieces;
-    std::istringstream text(std::string(Platform::asText(token)) + '.');
+    std::istringstream text(std::string(asText(token)) + '.');
     for (std::string piece; std::getline(text, piece, '.');) pieces.push_back(piece);
     return pieces;
 }
 
-inline Platform::ByteBuffer joined(const std::vector<std::string>& pieces) {
+inline ByteBuffer joined(const std::vector<std::string>& pieces) {
     std::string text;
     for (const auto& piece : pieces) text += piece + '.';
     text.pop_back();
@@ -28,24 +30,24 @@ inline Platform::ByteBuffer joined(const std::vector<std::string>& pieces) {
 }
 
 /// The header as JSON text.
-inline std::string headerText(Platform::ByteView token) {
+inline std::string headerText(ByteView token) {
     const auto bytes = fromBase64(parts(token).front());
-    return std::string(Platform::asText(bytes));
+    return std::string(asText(bytes));
 }
 
 /// The token with the lowest bit of one part's first byte flipped.
-inline Platform::ByteBuffer withFlippedBit(Platform::ByteView token, std::size_t part) {
+inline ByteBuffer withFlippedBit(ByteView token, std::size_t part) {
     auto pieces = parts(token);
     auto bytes = fromBase64(pieces.at(part));
     bytes.at(0) ^= 1;
-    pieces.at(part) = Platform::encodeBase64url(bytes);
+    pieces.at(part) = encodeBase64url(bytes);
     return joined(pieces);
 }
 
 /// The token with another header, given as JSON text.
-inline Platform::ByteBuffer withHeader(Platform::ByteView token, std::string_view header) {
+inline ByteBuffer withHeader(ByteView token, std::string_view header) {
     auto pieces = parts(token);
-    pieces.front() = Platform::encodeBase64url(Platform::asBytes(header));
+    pieces.front() = encodeBase64url(asBytes(header));
     return joined(pieces);
 }
 

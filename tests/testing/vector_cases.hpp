@@ -8,6 +8,8 @@
 
 namespace Testing {
 
+using namespace Torvane;
+
 /// How many cases ended in each way: what was done with them, or why they were refused. A test compares the
 /// whole with outcomes.json, so that no case can silently stop running, or be refused for another reason.
 class Outcomes {
@@ -21,18 +23,18 @@ class Outcomes {
 };
 
 /// A member in base64url or base64, decoded.
-inline Platform::ByteBuffer decoded(const json& object, const char* member) {
+inline ByteBuffer decoded(const json& object, const char* member) {
     return fromBase64(object.at(member).get<std::string>());
 }
 
-inline Platform::SecKey privateKeyOf(const json& jwk) {
+inline SecKey privateKeyOf(const json& jwk) {
     return JOSE::JWK::initPrivateFrom(bytesOf(jwk.dump())).converted();
 }
 
 /// A key for verifying: of a secp256k1 JWK its raw point, of any other the platform key.
 inline JsonWebKey publicKeyOf(const json& jwk) {
     if (jwk.value("crv", "") != "secp256k1") return JsonWebKey(JOSE::JWK::initFrom(bytesOf(jwk.dump())));
-    Platform::ByteBuffer point{0x04};
+    ByteBuffer point{0x04};
     for (const auto* coordinate : {"x", "y"})
         for (const auto byte : decoded(jwk, coordinate)) point.push_back(byte);
     return {Zennet::PublicKey(point, Zennet::KeyType::SECP256K1Key), JWKUse::JWK_SIG, "raw"};
@@ -46,8 +48,7 @@ std::string reasonOf(JOSEError::Case expected, Code&& code) {
         code();
     } catch (const JOSEError& error) {
         EXPECT_EQ(error.errorCase(), expected) << error.errorDescription();
-        return error.underlyingError() ? Platform::localizedDescription(error.underlyingError())
-                                       : error.errorDescription();
+        return error.underlyingError() ? localizedDescription(error.underlyingError()) : error.errorDescription();
     }
     ADD_FAILURE() << "accepted, and should have been refused";
     return "accepted";

@@ -23,17 +23,17 @@ std::optional<nlohmann::json> readRfcVectors(const std::string& fileName) {
     return nlohmann::json::parse(file);
 }
 
-Platform::ByteBuffer bytesOf(const std::string& text) {
+ByteBuffer bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-Platform::ByteBuffer fromBase64(std::string text) {
+ByteBuffer fromBase64(std::string text) {
     std::replace(text.begin(), text.end(), '-', '+');
     std::replace(text.begin(), text.end(), '_', '/');
     text.resize(text.find_last_not_of('=') + 1);
     const std::size_t missing = (4 - text.size() % 4) % 4;
     text.append(missing, '=');
-    Platform::ByteBuffer bytes(text.size() / 4 * 3);
+    ByteBuffer bytes(text.size() / 4 * 3);
     const auto* in = reinterpret_cast<const unsigned char*>(text.data());
     const int size = EVP_DecodeBlock(bytes.data(), in, static_cast<int>(text.size()));
     if (size < static_cast<int>(missing)) throw std::runtime_error("not base64: " + text);
@@ -41,8 +41,8 @@ Platform::ByteBuffer fromBase64(std::string text) {
     return bytes;
 }
 
-Platform::ByteBuffer fromHex(const std::string& text) {
-    Platform::ByteBuffer bytes;
+ByteBuffer fromHex(const std::string& text) {
+    ByteBuffer bytes;
     for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
     }

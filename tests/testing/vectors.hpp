@@ -9,11 +9,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 
 #include "tests/testing/expect_error.hpp"
 
 namespace Testing {
+
+using namespace Torvane;
 
 /// A file of tests/vectors.
 nlohmann::json readVectors(const std::string& fileName);
@@ -45,11 +47,11 @@ void forEachHostileRow(const std::string& fileName, const char* list, std::size_
     std::cout << "COUNT hostile cases refused " << refused << std::endl;
 }
 
-Platform::ByteBuffer bytesOf(const std::string& text);
+ByteBuffer bytesOf(const std::string& text);
 
 /// From base64url or standard base64, by OpenSSL's decoder, which is lenient; throws std::runtime_error.
-Platform::ByteBuffer fromBase64(std::string text);
+ByteBuffer fromBase64(std::string text);
 
-Platform::ByteBuffer fromHex(const std::string& text);
+ByteBuffer fromHex(const std::string& text);
 
 }  // namespace Testing

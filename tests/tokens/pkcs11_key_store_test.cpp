@@ -1,4 +1,4 @@
-#include "torvane/platform/crypto/pkcs11/token.hpp"
+#include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
 #include "tests/testing/vectors.hpp"
 #include "tests/tokens/token_testing.hpp"
@@ -118,7 +118,7 @@ TEST(TokenKey, IsFoundByLabelIdOrBothInEitherHalf) {
 
 // As on a signature card: no public key, a certificate, and a private key that asks for the PIN each time.
 TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo) {
-    using namespace Platform::Crypto;
+    using namespace Torvane::Crypto;
     const SoftToken token;
     const KeyName name{"card", {1}};
     const auto curve = fromHex("06082a8648ce3d030107"),
@@ -151,7 +151,7 @@ TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo)
 }
 
 TEST(TokenKey, SaysWhichAlgorithmsItsTokenDoesNotDo) {
-    using namespace Platform::Crypto;
+    using namespace Torvane::Crypto;
     const SoftToken token;
     const KeyName name{"limited", {1}};
     const CK_MECHANISM_TYPE allowed = CKM_RSA_PKCS;

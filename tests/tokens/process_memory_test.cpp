@@ -4,8 +4,8 @@
 #include <set>
 #include <sstream>
 
-#include "torvane/platform/crypto/openssl.hpp"
-#include "torvane/platform/security/key_uri.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
+#include "torvane/platform/primitives/openssl.hpp"
 
 #include "tests/testing/soft_token.hpp"
 #include "tests/testing/testing.hpp"
@@ -77,10 +77,10 @@ Numbers numbersFound(const KeyUser& user, const std::string& kid, int times) {
 
 // Whether a factor of an RSA modulus of 2048 bits is in a process at one of so many times, in either order of bytes:
 // for keys whose numbers nobody knows.
-bool holdsAFactor(const KeyUser& user, const Platform::SecKey& key, int times) {
-    using namespace Platform::Crypto;
+bool holdsAFactor(const KeyUser& user, const SecKey& key, int times) {
+    using namespace Torvane::Crypto;
     constexpr std::size_t size = 128;
-    const auto& modulus = std::get<Platform::RSAPublicComponents>(key.publicComponents()).modulus;
+    const auto& modulus = std::get<RSAPublicComponents>(key.publicComponents()).modulus;
     const Bignum n(BN_bin2bn(modulus.data(), static_cast<int>(modulus.size()), nullptr)), factor(BN_new()),
         rest(BN_new());
     const Handle<BN_CTX, BN_CTX_free> context(BN_CTX_new());
@@ -135,9 +135,8 @@ TEST(ProcessMemory, HoldsNoFactorOfAKeyThatWasMadeInTheToken) {
     const TokenServer server(token);
     const auto uri = [](const char* name) { return TokenServer::uri(name) + "&pin-value=1234"; };
     const std::string names[] = {uri("object=sign"), uri("object=decrypt"), uri("object=ec")};
-    const auto signing = Platform::generateRSAKey(names[0], 2048),
-               decrypting = Platform::generateRSAKey(names[1], 2048);
-    Platform::generateECKey(names[2], Platform::EllipticCurve::P256);
+    const auto signing = generateRSAKey(names[0], 2048), decrypting = generateRSAKey(names[1], 2048);
+    generateECKey(names[2], EllipticCurve::P256);
     const KeyUser user(" '" + names[0] + "' '" + names[1] + "' '" + names[2] + "'");
     EXPECT_EQ(token.protections(),
               (std::map<std::string, std::string>{{"sign", safe}, {"decrypt", safe}, {"ec", safe}}));

@@ -1,15 +1,15 @@
 // What the tests of tokens share.
 #pragma once
 
-#include "torvane/platform/security/key_uri.hpp"
-#include "torvane/platform/security/pkcs11_key_store.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
+#include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 
 #include "tests/testing/soft_token.hpp"
 #include "tests/testing/testing.hpp"
 
 namespace Testing {
 
-using namespace Platform;
+using namespace Torvane;
 using enum KeyHalf;
 using enum HashFunction;
 using enum SignatureScheme;

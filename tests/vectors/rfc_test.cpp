@@ -1,10 +1,10 @@
 // The published examples of the RFCs: what the library supports gives the published bytes, and what it leaves
 // out on purpose is refused. outcomes.json states how many cases end in which way.
 
-#include "torvane/platform/crypto/content_cipher.hpp"
-#include "torvane/platform/crypto/key_derivation.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
 #include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/primitives/content_cipher.hpp"
+#include "torvane/platform/primitives/key_derivation.hpp"
 
 #include "tests/testing/forge.hpp"
 #include "tests/testing/vector_cases.hpp"
@@ -14,9 +14,8 @@ namespace {
 using namespace Testing;
 using enum JOSEError::Case;
 using enum JOSE::SignatureAlgorithm;
-namespace Crypto = Platform::Crypto;
+namespace Crypto = Crypto;
 using JOSE::fromRawValue;
-using Platform::SoftwareKeyStore;
 
 // An RSA key for a token that is not to be opened: its own, if it has one.
 json rsaKeyFor(const json& key) {
@@ -191,11 +190,10 @@ TEST(RfcVectors, Rfc7638CountsTheMembersThatMakeAKeyAndNoOthers) {
     const auto thumbprint = [](const json& vector, Outcomes& outcomes) {
         const auto& jwk = vector.at("jwk");
         const std::string bits = vector.at("hash"), expected = vector.at("thumbprint_b64u");
-        const auto hash = bits == "SHA-512"   ? Platform::HashFunction::SHA512
-                          : bits == "SHA-384" ? Platform::HashFunction::SHA384
-                                              : Platform::HashFunction::SHA256;
-        const auto members =
-            Platform::toStringMap(Platform::JSONSerialization::jsonObject(bytesOf(jwk.dump()))).value();
+        const auto hash = bits == "SHA-512"   ? HashFunction::SHA512
+                          : bits == "SHA-384" ? HashFunction::SHA384
+                                              : HashFunction::SHA256;
+        const auto members = toStringMap(JSONSerialization::jsonObject(bytesOf(jwk.dump()))).value();
         if (jwk.at("kty") != "RSA" && jwk.at("kty") != "EC") {
             EXPECT_ERROR(JOSE::thumbprint(members, hash),
                          JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
@@ -212,7 +210,7 @@ TEST(RfcVectors, Rfc7638CountsTheMembersThatMakeAKeyAndNoOthers) {
 
 void runPrimitive(const json& vector, Outcomes& outcomes) {
     const auto hex = [&](const char* name) { return fromHex(vector.at(name)); };
-    const auto secret = [](const auto& bytes) { return Platform::SecretBuffer(bytes.begin(), bytes.end()); };
+    const auto secret = [](const auto& bytes) { return SecretBuffer(bytes.begin(), bytes.end()); };
     const std::string kind = vector.at("kind");
     outcomes.count(kind);
     if (kind == "aes_cbc_hmac_sha2") {

@@ -1,6 +1,6 @@
 #include "torvane/jwe/jwe_decrypter.hpp"
 
-#include "torvane/jwe/coder_making.hpp"
+#include "torvane/jwe/internal/coder_making.hpp"
 
 namespace Torvane {
 namespace {
@@ -20,8 +20,7 @@ JOSE::ReceivedJWE receivedJWE(ByteView jweData) {
 }  // namespace
 
 JWEDecrypter::JWEDecrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm,
-                           const Platform::SecKey& decryptionPrivateKey)
+                           const std::string& jweContentEncryptionAlgorithm, const SecKey& decryptionPrivateKey)
     : decrypter_(
           makeJweCoder<JOSE::Decrypter>(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
                                         decryptionPrivateKey, "decrypter")) {}

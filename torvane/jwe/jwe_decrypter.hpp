@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/jwe.hpp"
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
@@ -21,7 +21,7 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
     JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
-                 const Platform::SecKey& decryptionPrivateKey);
+                 const SecKey& decryptionPrivateKey);
 
     /// With a key from JsonWebKey::fromPrivateJwk().
     /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
@@ -52,7 +52,7 @@ class TORVANE_EXPORT JWEDecrypter {
     /// The plaintext, exactly as it was encrypted. A JWE whose header names other algorithms is refused.
     /// @throws JOSEError JWEDecrypterError, around JOSE::JOSESwiftError: unsupportedAlgorithm, parsingFailed
     ///         for what is malformed, one and the same decryptingFailed for every other failure; around
-    ///         Platform::SecurityError when the key store fails.
+    ///         SecurityError when the key store fails.
     ByteBuffer decryptJWE(ByteView jweData) const;
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
     ByteBuffer decryptJWE(JOSE::ReceivedJWE&& jwe) const;

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "torvane/jwe/coder_making.hpp"
+#include "torvane/jwe/internal/coder_making.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 
 namespace Torvane {
@@ -30,8 +30,8 @@ ByteBuffer encrypted(const JWEEncrypter& with, Payload& payload, const std::opti
 }  // namespace
 
 JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm,
-                           const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId)
+                           const std::string& jweContentEncryptionAlgorithm, const SecKey& encryptionPublicKey,
+                           std::optional<std::string> keyId)
     : encrypter_(makeJweCoder<JOSE::Encrypter>(
           algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey, "encrypter")),
       keyId_(std::move(keyId)) {}

@@ -9,11 +9,12 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
@@ -24,7 +25,7 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
     ///         invalidKeyFormat for a key that does not fit.
     JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
-                 const Platform::SecKey& encryptionPublicKey, std::optional<std::string> keyId);
+                 const SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
     /// For a recipient's key with a JWK; its own id is not used.
     /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"

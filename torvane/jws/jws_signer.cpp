@@ -1,6 +1,6 @@
 #include "torvane/jws/jws_signer.hpp"
 
-#include "torvane/jws/coder_making.hpp"
+#include "torvane/jws/internal/coder_making.hpp"
 
 namespace Torvane {
 namespace {

@@ -1,6 +1,6 @@
 // JWSSigner: signs bytes with one key (RFC 7515).
 //
-//     Torvane::JWSSigner signer(JOSE::SignatureAlgorithm::RS256, key);
+//     Torvane::JWSSigner signer(Torvane::JOSE::SignatureAlgorithm::RS256, key);
 //     Torvane::ByteBuffer jws = signer.signJWT(payload, {{"typ", "JWT"}});
 #pragma once
 
@@ -8,9 +8,10 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/jws.hpp"
-#include "torvane/support/vocabulary.hpp"
 
 namespace Torvane {
 

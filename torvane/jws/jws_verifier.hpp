@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/jws.hpp"
-#include "torvane/support/vocabulary.hpp"
 
 namespace Torvane {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <utility>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
-#include "torvane/platform/services/base64.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -36,7 +36,7 @@ void forEachPiece(std::string_view text, Use use) {
 std::vector<ByteBuffer> decodeComponents(std::string_view text) {
     std::vector<ByteBuffer> components;
     forEachPiece(text, [&components](std::string_view piece) {
-        auto bytes = piece.empty() ? std::nullopt : Platform::decodeBase64url(piece);
+        auto bytes = piece.empty() ? std::nullopt : decodeBase64url(piece);
         if (!bytes) refuse(piece);
         components.push_back(*std::move(bytes));
     });
@@ -67,12 +67,12 @@ std::optional<JSONValue::Object> JsonWebStructure::headerOf(std::string_view tex
     std::size_t position = 0;
     forEachPiece(text, [&](std::string_view piece) {
         const bool mayBeEmpty = count == JOSE::JWS::componentCount && position == 1;
-        if ((piece.empty() && !mayBeEmpty) || !Platform::isBase64url(piece)) refuse(piece);
+        if ((piece.empty() && !mayBeEmpty) || !isBase64url(piece)) refuse(piece);
         ++position;
     });
     if (count != JOSE::JWS::componentCount && count != JOSE::JWE::componentCount) return std::nullopt;
     std::vector<ByteBuffer> header(count);
-    header.front() = *Platform::decodeBase64url(text.substr(0, text.find('.')));
+    header.front() = *decodeBase64url(text.substr(0, text.find('.')));
     return JsonWebStructure(std::move(header)).getHeader();
 }
 
@@ -80,9 +80,9 @@ std::optional<JSONValue::Object> JsonWebStructure::getHeader() const {
     const auto* header = at(headerIndex);
     if (header == nullptr) return std::nullopt;
     try {
-        auto value = Platform::JSONSerialization::jsonObject(*header);
+        auto value = JSONSerialization::jsonObject(*header);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
-    } catch (const Platform::JSONError&) {
+    } catch (const JSONError&) {
         // A header that cannot be read is no header.
     }
     return std::nullopt;
@@ -90,7 +90,7 @@ std::optional<JSONValue::Object> JsonWebStructure::getHeader() const {
 
 const ByteBuffer* JsonWebStructure::at(const Index& index) const noexcept {
     if (!index) return nullptr;
-    if (*index < 0) Platform::stopProcess("a component index is negative");
+    if (*index < 0) stopProcess("a component index is negative");
     const auto position = static_cast<std::size_t>(*index);
     return position < components.size() ? &components[position] : nullptr;
 }

@@ -10,7 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 

@@ -4,9 +4,9 @@
 #include <type_traits>
 #include <variant>
 
-#include "torvane/platform/security/sec_random.hpp"
-#include "torvane/platform/services/base64.hpp"
-#include "torvane/platform/services/clock.hpp"
+#include "torvane/platform/core/clock.hpp"
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -79,7 +79,7 @@ JWTClaims& JWTClaims::setExpirationTime(double secondsSince1970) {
 }
 
 JWTClaims& JWTClaims::setExpirationTimeSecondsInTheFuture(double seconds) {
-    return setExpirationTime(Platform::secondsSince1970() + seconds);
+    return setExpirationTime(secondsSince1970() + seconds);
 }
 
 double JWTClaims::getExpirationTime() const {
@@ -91,7 +91,7 @@ JWTClaims& JWTClaims::setNotBefore(double secondsSince1970) {
 }
 
 JWTClaims& JWTClaims::setNotBeforeSecondsInThePast(double seconds) {
-    return setNotBefore(Platform::secondsSince1970() - seconds);
+    return setNotBefore(secondsSince1970() - seconds);
 }
 
 double JWTClaims::getNotBefore() const {
@@ -103,7 +103,7 @@ JWTClaims& JWTClaims::setIssuedAt(double secondsSince1970) {
 }
 
 JWTClaims& JWTClaims::setIssuedAtToNow() {
-    return setIssuedAt(Platform::secondsSince1970());
+    return setIssuedAt(secondsSince1970());
 }
 
 double JWTClaims::getIssuedAt() const {
@@ -116,8 +116,8 @@ JWTClaims& JWTClaims::setJwtId(std::string_view jwtId) {
 
 JWTClaims& JWTClaims::setGeneratedJwtId(std::size_t count) {
     ByteBuffer bytes(count);
-    Platform::secRandomCopyBytes(bytes);
-    return setJwtId(Platform::encodeBase64(bytes));
+    secRandomCopyBytes(bytes);
+    return setJwtId(encodeBase64(bytes));
 }
 
 std::string JWTClaims::getJwtId() const {

@@ -21,8 +21,9 @@
 #include <utility>
 #include <vector>
 
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/support/json_object.hpp"
-#include "torvane/support/vocabulary.hpp"
 
 namespace Torvane {
 

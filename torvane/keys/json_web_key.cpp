@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "torvane/platform/core/uuid.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/thumbprint.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
-#include "torvane/platform/services/uuid.hpp"
-#include "torvane/platform/zennet/secp256k1_utils.hpp"
-#include "torvane/platform/zennet/text.hpp"
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -26,7 +26,7 @@ std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::st
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
 
-Zennet::Key keyOf(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType) {
+Zennet::Key keyOf(SecKey secKey, KeyClass keyClass, KeyType keyType) {
     if (keyClass == KeyClass::publicKey) return Zennet::PublicKey(std::move(secKey), keyType);
     return Zennet::PrivateKey(std::move(secKey), keyType);
 }
@@ -47,7 +47,7 @@ JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::
 JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
     : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId), std::move(pairingKey)}) {}
 
-JsonWebKey::JsonWebKey(Platform::SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
+JsonWebKey::JsonWebKey(SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
     : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
 
 JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
@@ -58,7 +58,7 @@ JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
     auto keyId = publicJwk["kid"];
     return {publicJwk, Zennet::PublicKey(getPubSecKey(publicJwk), keyTypeOf(publicJwk)),
             fromRawValue<JWKUse>(publicJwk["use"].value_or("sig_enc")).value_or(JWKUse::JWK_SIG_ENC),
-            keyId ? *std::move(keyId) : Platform::randomUUID(), std::nullopt};
+            keyId ? *std::move(keyId) : randomUUID(), std::nullopt};
 }
 
 JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
@@ -67,7 +67,7 @@ JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::stri
         State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
-Platform::SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
+SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
     // A key that cannot be written as JSON is no key to exchange with anybody.
     if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
     try {
@@ -97,16 +97,16 @@ std::optional<ByteBuffer> JsonWebKey::encode() const {
 std::optional<std::string> JsonWebKey::encodeToString() const {
     auto bytes = encode();
     if (!bytes) return std::nullopt;
-    const Platform::WipeOnExit wipeBytes(*bytes);
+    const WipeOnExit wipeBytes(*bytes);
     return Zennet::isUTF8(*bytes) ? std::optional<std::string>(asText(*bytes)) : std::nullopt;
 }
 
 StringMap JsonWebKey::encodeToDictionary() const {
     auto bytes = encode();
     if (!bytes) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK to JSON.");
-    const Platform::WipeOnExit wipeBytes(*bytes);
-    const auto json = Platform::JSONSerialization::secretJSONObject(*bytes);
-    auto dictionary = Platform::toStringMap(json.get());
+    const WipeOnExit wipeBytes(*bytes);
+    const auto json = JSONSerialization::secretJSONObject(*bytes);
+    auto dictionary = toStringMap(json.get());
     if (!dictionary) throw JOSEError::cannotEncodeJWK(nullptr, "Failed to encode JWK as Dictionary.");
     return *std::move(dictionary);
 }

@@ -1,6 +1,6 @@
 // JsonWebKey: one key with its purpose and its id, and its public JWK where it has one (RFC 7517).
 //
-//     Torvane::JsonWebKey key(secKey, Zennet::KeyClass::publicKey, Zennet::KeyType::RSA2048Key,
+//     Torvane::JsonWebKey key(secKey, Torvane::Zennet::KeyClass::publicKey, Torvane::Zennet::KeyType::RSA2048Key,
 //                             Torvane::JWKUse::JWK_SIG, "my-signing-key");
 //     std::optional<std::string> json = key.encodeToString();
 //
@@ -17,11 +17,12 @@
 #include <string>
 
 #include "torvane/keys/jwk_vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwk.hpp"
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/platform/zennet/key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/key_library/key.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
@@ -35,8 +36,7 @@ class TORVANE_EXPORT JsonWebKey {
     JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey = std::nullopt);
 
     /// Wraps the platform key as a public or private key, and goes on as above.
-    JsonWebKey(Platform::SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse,
-               std::string keyId);
+    JsonWebKey(SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse, std::string keyId);
 
     /// Reads the JSON text of one JWK as a public key: of RSA for RSA2048Key, else of EC.
     /// @throws JOSE::JOSESwiftError when it is none; and as below.
@@ -50,14 +50,14 @@ class TORVANE_EXPORT JsonWebKey {
     /// A private key from the JSON text of an RSA or EC private JWK (RFC 7518, sections 6.2 and 6.3), for
     /// decryption through every constructor of JWEDecrypter. It is never written: each encode treats it as a
     /// private key. An RSA key needs its primes and CRT values; "d" alone is not enough.
-    /// @throws JOSE::JOSESwiftError when the text is no such JWK; Platform::SecurityError when its numbers don't
+    /// @throws JOSE::JOSESwiftError when the text is no such JWK; SecurityError when its numbers don't
     ///         belong together.
     static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
 
     /// The platform public key of a public JWK.
     /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key type other
     ///         than RSA and EC; around nothing when the JWK cannot be written as JSON.
-    static Platform::SecKey getPubSecKey(const JOSE::JWK& from);
+    static SecKey getPubSecKey(const JOSE::JWK& from);
 
     /// Of an RSA or EC public key, and of a key from fromPrivateJwk().
     const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
@@ -88,7 +88,7 @@ class TORVANE_EXPORT JsonWebKey {
 
     /// The thumbprint of the public half in base64url, 43 characters (RFC 7638 with SHA-256): the same for a private
     /// key and its public one, whatever their use and id, and therefore an id that need not be agreed upon.
-    /// @throws JOSEError cannotEncodeJWK for a key that cannot be written; Platform::SecurityError for a private key of
+    /// @throws JOSEError cannotEncodeJWK for a key that cannot be written; SecurityError for a private key of
     ///         raw bytes that is not secp256k1.
     std::string thumbprint() const;
 

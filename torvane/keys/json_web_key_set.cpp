@@ -4,12 +4,12 @@
 #include <iterator>
 #include <utility>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
-#include "torvane/platform/services/base64.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
-#include "torvane/platform/zennet/secp256k1_utils.hpp"
-#include "torvane/platform/zennet/text.hpp"
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -17,8 +17,6 @@ namespace {
 
 using Zennet::KeyType;
 using Zennet::Secp256k1Utils;
-
-using Platform::stringMember;
 
 template <class Buffer>
 std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*decode)(std::string_view)) {
@@ -28,8 +26,8 @@ std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*d
 JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
     if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
-    const auto x = decoded(stringMember(entry, "x"), Platform::decodeBase64url);
-    const auto y = decoded(stringMember(entry, "y"), Platform::decodeBase64url);
+    const auto x = decoded(stringMember(entry, "x"), decodeBase64url);
+    const auto y = decoded(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
     if (!x || !y || keyId == nullptr) throw JOSEError::invalidKeyFormat("Missing key components");
 
@@ -37,7 +35,7 @@ JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
     point.insert(point.end(), x->begin(), x->end());
     point.insert(point.end(), y->begin(), y->end());
     const Zennet::PublicKey publicKey(point, KeyType::SECP256K1Key);
-    const auto scalar = decoded(stringMember(entry, "d"), Platform::decodeSecretBase64url);
+    const auto scalar = decoded(stringMember(entry, "d"), decodeSecretBase64url);
     if (!scalar) return {publicKey, JWKUse::JWK_SIG, *keyId};
     return {Zennet::PrivateKey(*scalar, KeyType::SECP256K1Key), JWKUse::JWK_SIG, *keyId, publicKey};
 }
@@ -46,7 +44,7 @@ JsonWebKey keyFrom(const JSONValue& entry) {
     const auto& members = *entry.as<JSONValue::Object>();
     const auto* keyType = stringMember(members, "kty");
     if (keyType == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Missing key type in JWK.");
-    if (!Platform::JSONSerialization::isValidJSONObject(entry)) {
+    if (!JSONSerialization::isValidJSONObject(entry)) {
         throw JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
     }
     if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members));
@@ -111,7 +109,7 @@ class Criteria {
 };
 
 bool isExported(const JsonWebKey& key) {
-    if (!key.key().keyType()) Platform::stopProcess("a key without a key type cannot be encoded");
+    if (!key.key().keyType()) stopProcess("a key without a key type cannot be encoded");
     return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey() : key.exportableJwk() != nullptr;
 }
 

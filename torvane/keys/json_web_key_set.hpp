@@ -1,7 +1,7 @@
 // JsonWebKeySet: the keys of one party, in order, and the choice among them (RFC 7517, section 5).
 //
 //     Torvane::JsonWebKeySet peer(Torvane::asBytes(jwkSetText));
-//     auto keys = peer.findKeysFor({{"kid", "their-key"}}, Zennet::KeyClass::publicKey);
+//     auto keys = peer.findKeysFor({{"kid", "their-key"}}, Torvane::Zennet::KeyClass::publicKey);
 #pragma once
 
 #include <initializer_list>
@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "torvane/keys/json_web_key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 

@@ -6,8 +6,9 @@
 #include <functional>
 #include <string_view>
 
-#include "torvane/platform/zennet/key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/raw_value.hpp"
+#include "torvane/platform/key_library/key.hpp"
 
 namespace Torvane {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/jwk.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -19,20 +19,20 @@ JOSE::RSAPublicKey parsed(ByteView jwk) {
 
 }  // namespace
 
-ByteBuffer PlatformKeyJWK::encodeToJWK(const Platform::SecKey& key, JWKUse jwkUse) {
+ByteBuffer PlatformKeyJWK::encodeToJWK(const SecKey& key, JWKUse jwkUse) {
     if (!key.isPublicKey()) {
         throw JOSEError::cannotEncodeJWK(nullptr,
                                          "Currently only public key can be encoded to JWK for security reasons.");
     }
     try {
         const JOSE::RSAPublicKey jwk(key, {{"use", std::string(rawValue(jwkUse))}});
-        return Platform::JSONSerialization::data(Platform::toJSONObject(jwk.parameters()));
+        return JSONSerialization::data(toJSONObject(jwk.parameters()));
     } catch (...) {
         throw JOSEError::cannotEncodeJWK(std::current_exception());
     }
 }
 
-Platform::SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {
+SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {
     return parsed(jwk).converted();
 }
 

@@ -2,12 +2,12 @@
 // no use for a JsonWebKey with its id and its other key kinds.
 //
 //     Torvane::ByteBuffer jwk = Torvane::PlatformKeyJWK::encodeToJWK(secKey.publicKey(), Torvane::JWKUse::JWK_SIG);
-//     Platform::SecKey publicKey = Torvane::PlatformKeyJWK::decodeFrom(jwk);
+//     Torvane::SecKey publicKey = Torvane::PlatformKeyJWK::decodeFrom(jwk);
 #pragma once
 
 #include "torvane/keys/jwk_vocabulary.hpp"
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
@@ -18,12 +18,12 @@ struct TORVANE_EXPORT PlatformKeyJWK {
     /// JSON text in UTF-8 with "kty", "n", "e" and "use"; there is no "kid".
     /// @throws JOSEError cannotEncodeJWK for a private key, with a text that says so, and around the reason for a
     ///         public key that is not RSA.
-    static ByteBuffer encodeToJWK(const Platform::SecKey& key, JWKUse jwkUse);
+    static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
 
     /// The public key of an RSA JWK, whatever private members its text holds besides.
-    /// @throws JOSEError cannotDecodeJWK around the reason for a text that is no RSA JWK; Platform::SecurityError for
+    /// @throws JOSEError cannotDecodeJWK around the reason for a text that is no RSA JWK; SecurityError for
     ///         one whose numbers are no key.
-    static Platform::SecKey decodeFrom(ByteView jwk);
+    static SecKey decodeFrom(ByteView jwk);
 };
 
 }  // namespace Torvane

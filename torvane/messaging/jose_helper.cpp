@@ -10,8 +10,8 @@
 #include "torvane/jws/jws_signer.hpp"
 #include "torvane/jws/jws_verifier.hpp"
 #include "torvane/jwt/json_web_structure.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/zennet/text.hpp"
 #include "torvane/support/errors.hpp"
 
 namespace Torvane {
@@ -59,7 +59,7 @@ JOSE::SignatureAlgorithm signatureAlgorithmNamed(const std::string& name) {
 }
 
 std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
-    const auto* keyId = Platform::stringMember(header, "kid");
+    const auto* keyId = stringMember(header, "kid");
     return keyId ? std::optional(*keyId) : std::nullopt;
 }
 
@@ -123,7 +123,7 @@ ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
     const JWEDecrypter decrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                  *decryptionKey.key().keyRef());
     auto jwsText = jwe ? decrypter.decryptJWE(*std::move(jwe)) : decrypter.decryptJWE(encodedMessage);
-    const Platform::WipeOnExit wipeJws(jwsText);
+    const WipeOnExit wipeJws(jwsText);
 
     auto jws = readJWS(jwsText);
     const auto signerId = jws ? keyIdIn(jws->header().parameters()) : extractKeyId(jwsText);

@@ -15,7 +15,8 @@
 #include <utility>
 
 #include "torvane/keys/json_web_key_set.hpp"
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <variant>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
 
 namespace Torvane {
 namespace {
@@ -17,7 +17,7 @@ class Description {
     void operator()(bool value) { text_ += value ? "true" : "false"; }
     void operator()(std::int64_t value) { addNumber(value); }
     void operator()(double value) { addNumber(value); }
-    void operator()(const std::string& value) { text_ += Platform::debugQuoted(value); }
+    void operator()(const std::string& value) { text_ += debugQuoted(value); }
     void operator()(const std::any&) { text_ += "Any"; }
     void operator()(const JSONValue& value) { value.visit(*this); }
     void operator()(const JSONValue::List& list) {

@@ -21,7 +21,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 

@@ -35,13 +35,12 @@ std::string JOSEError::textualForm(const State& state) {
         case Case::cannotEncodeJWK:
         case Case::cannotDecodeJWK: {
             using Form = std::optional<std::string>;
-            const auto underlying = state.underlying ? Form(Platform::debugDescription(state.underlying)) : Form();
-            const auto text = state.text ? Form(Platform::debugQuoted(*state.text)) : Form();
+            const auto underlying = state.underlying ? Form(Torvane::debugDescription(state.underlying)) : Form();
+            const auto text = state.text ? Form(debugQuoted(*state.text)) : Form();
             payload = optionalForm(underlying) + ", description: " + optionalForm(text);
             break;
         }
-        default:
-            payload = state.text ? Platform::debugQuoted(*state.text) : Platform::debugDescription(state.underlying);
+        default: payload = state.text ? debugQuoted(*state.text) : Torvane::debugDescription(state.underlying);
     }
     return std::string(joseCaseNames[static_cast<std::size_t>(state.errorCase)]) + "(" + payload + ")";
 }
@@ -65,7 +64,7 @@ std::string JOSEError::describe(const State& state) {
         case Case::cannotDecodeJWK: break;
     }
     return textualForm(state) + ": " +
-           (state.underlying ? Platform::localizedDescription(state.underlying) : state.text.value_or(""));
+           (state.underlying ? localizedDescription(state.underlying) : state.text.value_or(""));
 }
 
 std::string JOSEError::debugDescription() const {
@@ -159,9 +158,9 @@ JsonSerializeError JsonSerializeError::invalidJsonString() {
 std::string JsonSerializeError::debugDescription() const {
     std::string form = "JsonSerializeError." + std::string(jsonCaseNames[static_cast<std::size_t>(case_)]);
     switch (case_) {
-        case Case::failedToParseJson: return form + "(description: " + Platform::debugQuoted(errorDescription()) + ")";
+        case Case::failedToParseJson: return form + "(description: " + debugQuoted(errorDescription()) + ")";
         case Case::missingRequiredInformationForKey:
-            return form + "(" + Platform::debugQuoted(errorDescription().substr(missingKeyText.size())) + ")";
+            return form + "(" + debugQuoted(errorDescription().substr(missingKeyText.size())) + ")";
         case Case::missingRequiredInit:
         case Case::invalidJsonString: break;
     }

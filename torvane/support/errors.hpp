@@ -16,12 +16,12 @@
 #include <optional>
 #include <string>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
 
 namespace Torvane {
 
 /// What went wrong with a key, a signature, an encryption or a token.
-class TORVANE_EXPORT JOSEError final : public Platform::Error {
+class TORVANE_EXPORT JOSEError final : public Error {
   public:
     /// What failed; the message, or the underlying error, says why.
     enum class Case {
@@ -104,7 +104,7 @@ class TORVANE_EXPORT JOSEError final : public Platform::Error {
 };
 
 /// What went wrong between objects and JSON.
-class TORVANE_EXPORT JsonSerializeError final : public Platform::Error {
+class TORVANE_EXPORT JsonSerializeError final : public Error {
   public:
     /// What failed; the description says where.
     enum class Case {

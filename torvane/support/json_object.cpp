@@ -1,11 +1,9 @@
 #include "torvane/support/json_object.hpp"
 
-#include "torvane/platform/services/json_serialization.hpp"
-#include "torvane/platform/zennet/text.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
 
 namespace Torvane {
-
-using Platform::JSONSerialization;
 
 const JsonSerializeObject* JsonProperty::serializable(const JsonSerializeObject& object) noexcept {
     return dynamic_cast<const JsonSerializeProtocol*>(&object) == nullptr ? nullptr : &object;
@@ -51,7 +49,7 @@ ByteBuffer JsonCodeHelper::encodeAndConvertToJson(const JSONValue& value) {
 JSONValue JsonCodeHelper::decodeCodeJson(ByteView data) {
     try {
         return JSONSerialization::jsonObject(data);
-    } catch (const Platform::JSONError& error) {
+    } catch (const JSONError& error) {
         throw JsonSerializeError::failedToParseJson("Failed to parse response to JSON. " + error.errorDescription());
     }
 }

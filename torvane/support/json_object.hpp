@@ -31,9 +31,10 @@
 #include <string_view>
 #include <utility>
 
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/support/errors.hpp"
 #include "torvane/support/json_property.hpp"
-#include "torvane/support/vocabulary.hpp"
 
 namespace Torvane {
 

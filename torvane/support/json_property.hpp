@@ -11,7 +11,8 @@
 #include <string_view>
 #include <type_traits>
 
-#include "torvane/support/vocabulary.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 
@@ -67,7 +68,7 @@ constexpr void requireMeaning() {
     if constexpr (isOptional<T>) {
         requireMeaning<typename T::value_type>();
     } else {
-        static_assert(!Platform::Character<T>, "A property that is a character: use std::string, or a number type.");
+        static_assert(!Character<T>, "A property that is a character: use std::string, or a number type.");
         static_assert(!Unsigned64<T>, "A property that is an unsigned 64-bit integer: use std::int64_t.");
         static_assert(!Pointer<T> || JSON<T> || PointerToObject<T>,
                       "A property that is a pointer: use the value, or std::optional.");

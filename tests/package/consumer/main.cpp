@@ -1,13 +1,26 @@
-// Makes keys, sends itself claims as a nested token, and opens a key file that is not there.
+// Makes keys, sends itself claims as a nested token, and opens a key file that is not there. The application has names
+// of its own that the library uses too, inside its namespace.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
 
+enum class Platform { desktop, android };
+namespace JOSE {
+struct Token {};
+}  // namespace JOSE
+struct Zennet {};
+
 namespace {
 
 using namespace Torvane;
-using Zennet::KeyClass;
-using Zennet::KeyType;
+using Torvane::Zennet::KeyClass;
+using Torvane::Zennet::KeyType;
+
+struct Application {
+    ::Platform platform = ::Platform::android;
+    ::JOSE::Token token;
+    ::Zennet zennet;
+};
 
 class Payment : public JsonSerializeObject, public JsonSerializeProtocol {
   protected:
@@ -17,7 +30,8 @@ class Payment : public JsonSerializeObject, public JsonSerializeProtocol {
 }  // namespace
 
 int main() {
-    const auto key = Platform::SoftwareKeyStore::generateRSA();
+    if (Application().platform != Platform::android) return 1;
+    const auto key = SoftwareKeyStore::generateRSA();
     const auto half = [&](KeyClass which, JWKUse use) {
         return JsonWebKey(which == KeyClass::publicKey ? key.publicKey() : key, which, KeyType::RSA2048Key, use,
                           "ours");
@@ -42,8 +56,8 @@ int main() {
         std::cout << error.errorDescription() << '\n';
     }
     try {
-        Platform::openKey("missing.pem", Platform::KeyHalf::privateHalf);
-    } catch (const Platform::KeyStoreError& error) {
+        openKey("missing.pem", KeyHalf::privateHalf);
+    } catch (const KeyStoreError& error) {
         std::cout << error.errorDescription() << '\n';
     }
 }

@@ -3,7 +3,7 @@
 #include <bit>
 #include <variant>
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
 constexpr std::size_t minimumModulusBits = 2048;
@@ -11,13 +11,13 @@ constexpr std::size_t maximumModulusBits = 16384;
 constexpr std::size_t maximumExponentBits = 64;
 
 // Of an unsigned big-endian number without leading zero bytes.
-std::size_t bitLength(const Platform::ByteBuffer& number) noexcept {
+std::size_t bitLength(const ByteBuffer& number) noexcept {
     if (number.empty()) return 0;
     return number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
 }
 
-bool isUsableRSA(const Platform::SecKey& key) noexcept {
-    const auto* rsa = std::get_if<Platform::RSAPublicComponents>(&key.publicComponents());
+bool isUsableRSA(const SecKey& key) noexcept {
+    const auto* rsa = std::get_if<RSAPublicComponents>(&key.publicComponents());
     if (rsa == nullptr) return false;
     const auto modulusBits = bitLength(rsa->modulus);
     const auto exponentBits = bitLength(rsa->exponent);
@@ -28,14 +28,14 @@ bool isUsableRSA(const Platform::SecKey& key) noexcept {
 
 }  // namespace
 
-bool fits(SignatureAlgorithm algorithm, const Platform::SecKey& key) noexcept {
+bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept {
     const auto [name, scheme, hash, curve] = parameters(algorithm);
-    if (scheme != Platform::SignatureScheme::ECDSA) return isUsableRSA(key);
+    if (scheme != SignatureScheme::ECDSA) return isUsableRSA(key);
     return curve && key.curve() == curve;
 }
 
-bool fits(KeyManagementAlgorithm algorithm, const Platform::SecKey& key) noexcept {
+bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept {
     return parameters(algorithm).isKeyAgreement() ? key.curve().has_value() : isUsableRSA(key);
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

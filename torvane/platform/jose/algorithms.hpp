@@ -9,16 +9,16 @@
 #include <optional>
 #include <string_view>
 
-#include "torvane/platform/primitives.hpp"
-#include "torvane/platform/raw_value.hpp"
-#include "torvane/platform/security/sec_key.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/raw_value.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 /// The formats themselves, JWK, JWS and JWE, below the classes of Torvane: for callers who need a header or a key as
 /// the RFCs have it.
-namespace JOSE {
+namespace Torvane::JOSE {
 
-using Platform::fromRawValue;
-using Platform::rawValue;
+using Torvane::fromRawValue;
+using Torvane::rawValue;
 
 /// The "alg" of a JWS. rawValue(algorithm) gives the name, fromRawValue<SignatureAlgorithm>(name) the algorithm.
 enum class SignatureAlgorithm {
@@ -39,11 +39,11 @@ struct SignatureParameters {
     /// In the header; exact, with its case.
     std::string_view name;
     /// What the key store is asked for.
-    Platform::SignatureScheme scheme;
+    SignatureScheme scheme;
     /// Of the signing input, and of MGF1 in RSASSA-PSS.
-    Platform::HashFunction hash;
+    HashFunction hash;
     /// Of the ECDSA algorithms over platform keys. ES256K has none: it signs with raw secp256k1 keys.
-    std::optional<Platform::EllipticCurve> curve;
+    std::optional<EllipticCurve> curve;
 };
 
 /// The "alg" of a JWE: how the content key reaches the recipient. Names as for SignatureAlgorithm.
@@ -63,7 +63,7 @@ struct KeyManagementParameters {
     /// In the header; exact, with its case.
     std::string_view name;
     /// Of RSA-OAEP; nothing for ECDH-ES.
-    std::optional<Platform::HashFunction> oaepHash;
+    std::optional<HashFunction> oaepHash;
     /// Bytes of the AES key that wraps the content key; 0 where the agreed key is the content key.
     std::size_t wrappingKeySize;
 
@@ -88,7 +88,7 @@ struct ContentEncryptionParameters {
     /// In the header; exact, with its case.
     std::string_view name;
     /// Of the MAC in AES-CBC with HMAC; nothing for AES-GCM.
-    std::optional<Platform::HashFunction> macHash;
+    std::optional<HashFunction> macHash;
     /// Of the content key: for AES-CBC with HMAC those of both keys together.
     std::size_t keySize;
     /// Of the initialization vector, which is random and new for each JWE.
@@ -100,9 +100,9 @@ struct ContentEncryptionParameters {
 /// @{
 /// One line an algorithm, in the order of the enumerators: for parameters(), rawValue() and fromRawValue().
 constexpr auto valueTable(SignatureAlgorithm) noexcept {
-    using enum Platform::SignatureScheme;
-    using enum Platform::HashFunction;
-    using enum Platform::EllipticCurve;
+    using enum SignatureScheme;
+    using enum HashFunction;
+    using enum EllipticCurve;
     return std::array<SignatureParameters, 10>{{{"RS256", RSA_PKCS1, SHA256, {}},
                                                 {"RS384", RSA_PKCS1, SHA384, {}},
                                                 {"RS512", RSA_PKCS1, SHA512, {}},
@@ -116,7 +116,7 @@ constexpr auto valueTable(SignatureAlgorithm) noexcept {
 }
 
 constexpr auto valueTable(KeyManagementAlgorithm) noexcept {
-    using enum Platform::HashFunction;
+    using enum HashFunction;
     return std::array<KeyManagementParameters, 8>{{{"RSA-OAEP", SHA1, 0},
                                                    {"RSA-OAEP-256", SHA256, 0},
                                                    {"RSA-OAEP-384", SHA384, 0},
@@ -128,7 +128,7 @@ constexpr auto valueTable(KeyManagementAlgorithm) noexcept {
 }
 
 constexpr auto valueTable(ContentEncryptionAlgorithm) noexcept {
-    using enum Platform::HashFunction;
+    using enum HashFunction;
     return std::array<ContentEncryptionParameters, 6>{{{"A128CBC-HS256", SHA256, 32, 16, 16},
                                                        {"A192CBC-HS384", SHA384, 48, 16, 24},
                                                        {"A256CBC-HS512", SHA512, 64, 16, 32},
@@ -148,8 +148,8 @@ constexpr auto parameters(Algorithm algorithm) noexcept {
 /// Whether a platform key, by its family, curve and size, is one for the algorithm: RSA of 2048 to 16384 bits
 /// with an odd public exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. ES256K fits
 /// no platform key.
-TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const Platform::SecKey& key) noexcept;
-TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const Platform::SecKey& key) noexcept;
+TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept;
+TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept;
 /// @}
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -4,12 +4,12 @@
 #include <cstddef>
 #include <functional>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// Takes the next piece of what somebody writes; the piece is valid for the length of the call.
-using PieceSink = std::function<void(Platform::ByteView piece)>;
+using PieceSink = std::function<void(ByteView piece)>;
 
 /// What an encryption is given piece by piece.
 class TORVANE_EXPORT Content {
@@ -22,4 +22,4 @@ class TORVANE_EXPORT Content {
     virtual void writeTo(const PieceSink& sink) = 0;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -1,27 +1,25 @@
 #include "torvane/platform/jose/encrypter.hpp"
 
-#include "torvane/platform/crypto/key_derivation.hpp"
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/jose/key_agreement.hpp"
-#include "torvane/platform/security/sec_random.hpp"
-#include "torvane/platform/security/software_key_store.hpp"
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/jose/internal/key_agreement.hpp"
+#include "torvane/platform/key_stores/software_key_store.hpp"
+#include "torvane/platform/primitives/key_derivation.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
-using Platform::JSONValue;
-
-Platform::SecretBuffer randomKey(std::size_t size) {
-    Platform::SecretBuffer key(size);
-    Platform::secRandomCopyBytes(key);
+SecretBuffer randomKey(std::size_t size) {
+    SecretBuffer key(size);
+    secRandomCopyBytes(key);
     return key;
 }
 
-std::optional<Platform::SecKey> convertedOrNothing(const JWK& jwk) {
+std::optional<SecKey> convertedOrNothing(const JWK& jwk) {
     try {
         return jwk.converted();
-    } catch (const Platform::Error&) {
+    } catch (const Error&) {
         return std::nullopt;
     }
 }
@@ -30,24 +28,24 @@ std::optional<Platform::SecKey> convertedOrNothing(const JWK& jwk) {
     throw JOSESwiftError::parsingFailed("The header's \"epk\" is not a public key on the recipient's curve.");
 }
 
-Platform::SecKey ephemeralKey(const JWEHeader& header, const Platform::SecKey& own) {
+SecKey ephemeralKey(const JWEHeader& header, const SecKey& own) {
     const auto member = header.parameters().find("epk");
     const auto* members = member == header.parameters().end() ? nullptr : member->second.as<JSONValue::Object>();
     if (members == nullptr || members->contains("d")) refuseEpk();
     try {
         auto key = JWK::initFrom(*members).converted();
         if (key.curve() && key.curve() == own.curve()) return key;
-    } catch (const Platform::Error&) {
+    } catch (const Error&) {
         // Whatever is wrong with it, it is refused in the same words.
     }
     refuseEpk();
 }
 
-Platform::ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
+ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
     const auto member = header.parameters().find(name);
     if (member == header.parameters().end()) return {};
     const auto* text = member->second.as<std::string>();
-    auto bytes = text ? Platform::decodeBase64url(*text) : std::nullopt;
+    auto bytes = text ? decodeBase64url(*text) : std::nullopt;
     if (!bytes) throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
     return *std::move(bytes);
 }
@@ -56,7 +54,7 @@ Platform::ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
 
 std::optional<Encrypter> Encrypter::create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const Platform::SecKey& encryptionKey) {
+                                           const SecKey& encryptionKey) {
     if (!encryptionKey.isPublicKey() || !fits(keyManagementAlgorithm, encryptionKey)) return std::nullopt;
     return Encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, encryptionKey);
 }
@@ -76,19 +74,19 @@ ContentKey Encrypter::newContentKey(JWEHeader& header) const {
         auto encryptedKey = key_.encrypt(*management.oaepHash, key);
         return {std::move(key), std::move(encryptedKey)};
     }
-    const auto ephemeral = Platform::SoftwareKeyStore::generateEC(*key_.curve());
-    header.setEphemeralPublicKey(Platform::toJSONObject(ECPublicKey(ephemeral.publicKey(), {}).parameters()));
+    const auto ephemeral = SoftwareKeyStore::generateEC(*key_.curve());
+    header.setEphemeralPublicKey(toJSONObject(ECPublicKey(ephemeral.publicKey(), {}).parameters()));
     const PartyInfo info{partyInfo(header, "apu"), partyInfo(header, "apv")};
     auto agreed = agreedKey(ephemeral, key_, keyManagement_, contentEncryption_, info);
     if (management.isDirect()) return {std::move(agreed), {}};
     auto key = randomKey(keySize);
-    auto encryptedKey = Platform::Crypto::wrapKey(agreed, key);
+    auto encryptedKey = Crypto::wrapKey(agreed, key);
     return {std::move(key), std::move(encryptedKey)};
 }
 
 std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const Platform::SecKey& decryptionKey) {
+                                           const SecKey& decryptionKey) {
     if (decryptionKey.isPublicKey() || !fits(keyManagementAlgorithm, decryptionKey)) return std::nullopt;
     return Decrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, decryptionKey);
 }
@@ -100,12 +98,12 @@ std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementA
     return key ? create(keyManagementAlgorithm, contentEncryptionAlgorithm, *key) : std::nullopt;
 }
 
-Platform::SecretBuffer Decrypter::agreed(const JWEHeader& header) const {
+SecretBuffer Decrypter::agreed(const JWEHeader& header) const {
     const PartyInfo info{partyInfo(header, "apu"), partyInfo(header, "apv")};
     return agreedKey(key_, ephemeralKey(header, key_), keyManagement_, contentEncryption_, info);
 }
 
-Platform::SecretBuffer Decrypter::contentKey(const JWEHeader& header, Platform::ByteView encryptedKey) const {
+SecretBuffer Decrypter::contentKey(const JWEHeader& header, ByteView encryptedKey) const {
     const auto management = parameters(keyManagement_);
     const auto keySize = parameters(contentEncryption_).keySize;
     if (encryptedKey.empty() != management.isDirect()) {
@@ -115,9 +113,9 @@ Platform::SecretBuffer Decrypter::contentKey(const JWEHeader& header, Platform::
     if (management.isDirect()) return agreed(header);
 
     auto substitute = randomKey(keySize);
-    auto key = management.isKeyAgreement() ? Platform::Crypto::unwrapKey(agreed(header), encryptedKey, keySize)
+    auto key = management.isKeyAgreement() ? Crypto::unwrapKey(agreed(header), encryptedKey, keySize)
                                            : key_.decrypt(*management.oaepHash, encryptedKey);
     return key && key->size() == keySize ? *std::move(key) : std::move(substitute);
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

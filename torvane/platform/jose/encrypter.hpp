@@ -4,20 +4,20 @@
 #include <optional>
 #include <utility>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/jwk.hpp"
-#include "torvane/platform/security/sec_key.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// A content key, and the form in which it travels: empty where both parties derive it.
 struct ContentKey {
     /// As long as the content encryption algorithm wants it.
-    Platform::SecretBuffer key;
+    SecretBuffer key;
     /// For the recipient's private key to open.
-    Platform::ByteBuffer encryptedKey;
+    ByteBuffer encryptedKey;
 };
 
 /// The sender's side, with the recipient's public key: a value, safe to use from several threads at once.
@@ -27,7 +27,7 @@ class TORVANE_EXPORT Encrypter {
     /// Nothing unless the key is a public one that fits the key management algorithm.
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const Platform::SecKey& encryptionKey);
+                                           const SecKey& encryptionKey);
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& encryptionKey);
@@ -40,17 +40,16 @@ class TORVANE_EXPORT Encrypter {
 
     /// A fresh content key; under ECDH-ES the header gets the ephemeral public key.
     /// @throws JOSESwiftError parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES;
-    ///         Platform::SecurityError.
+    ///         SecurityError.
     ContentKey newContentKey(JWEHeader& header) const;
 
   private:
-    Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
-              Platform::SecKey key) noexcept
+    Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
 
     KeyManagementAlgorithm keyManagement_;
     ContentEncryptionAlgorithm contentEncryption_;
-    Platform::SecKey key_;
+    SecKey key_;
 };
 
 /// The recipient's side, with a private key: a value, safe to use from several threads at once.
@@ -60,7 +59,7 @@ class TORVANE_EXPORT Decrypter {
     /// Nothing unless the key is a private one that fits the key management algorithm.
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const Platform::SecKey& decryptionKey);
+                                           const SecKey& decryptionKey);
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& decryptionKey);
@@ -75,19 +74,18 @@ class TORVANE_EXPORT Decrypter {
     /// unwrapped, so that nothing tells the two apart until the tag fails.
     /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there where
     ///         none is; for an "epk", "apu" or "apv" that is malformed or no public key on the curve of ours.
-    ///         Platform::SecurityError when the key store fails.
-    Platform::SecretBuffer contentKey(const JWEHeader& header, Platform::ByteView encryptedKey) const;
+    ///         SecurityError when the key store fails.
+    SecretBuffer contentKey(const JWEHeader& header, ByteView encryptedKey) const;
 
   private:
-    Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption,
-              Platform::SecKey key) noexcept
+    Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
 
-    Platform::SecretBuffer agreed(const JWEHeader& header) const;
+    SecretBuffer agreed(const JWEHeader& header) const;
 
     KeyManagementAlgorithm keyManagement_;
     ContentEncryptionAlgorithm contentEncryption_;
-    Platform::SecKey key_;
+    SecKey key_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 JOSESwiftError::JOSESwiftError(Case errorCase, std::string description)
     : Error(std::move(description)), case_(errorCase) {}
@@ -33,7 +33,7 @@ std::string JOSESwiftError::debugDescription() const {
     constexpr std::array<std::string_view, 5> names{"parsingFailed", "verifyingFailed", "decryptingFailed",
                                                     "unsupportedAlgorithm", "unsupportedKey"};
     return "JOSESwiftError." + std::string(names[static_cast<std::size_t>(case_)]) +
-           "(description: " + Platform::debugQuoted(errorDescription()) + ")";
+           "(description: " + debugQuoted(errorDescription()) + ")";
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

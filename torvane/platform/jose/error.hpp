@@ -3,12 +3,12 @@
 
 #include <string>
 
-#include "torvane/platform/error.hpp"
+#include "torvane/platform/core/error.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// The error below the library's own: mostly found as JOSEError::underlyingError().
-class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
+class TORVANE_EXPORT JOSESwiftError final : public Error {
   public:
     /// What was refused; the description says why.
     enum class Case {
@@ -44,4 +44,4 @@ class TORVANE_EXPORT JOSESwiftError final : public Platform::Error {
     Case case_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

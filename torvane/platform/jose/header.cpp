@@ -2,20 +2,17 @@
 
 #include <utility>
 
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
-using Platform::JSONValue;
-using Platform::StringMap;
-
-JSONValue::Object parsedHeader(Platform::ByteView json) {
+JSONValue::Object parsedHeader(ByteView json) {
     try {
-        auto value = Platform::JSONSerialization::jsonObject(json);
+        auto value = JSONSerialization::jsonObject(json);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
-    } catch (const Platform::JSONError& error) {
+    } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The header cannot be read. " + error.errorDescription());
     }
     throw JOSESwiftError::parsingFailed("The header is not a JSON object.");
@@ -24,7 +21,7 @@ JSONValue::Object parsedHeader(Platform::ByteView json) {
 JSONValue::Object with(const StringMap& additional,
                        std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
                        std::optional<std::string> keyId) {
-    auto members = Platform::toJSONObject(additional);
+    auto members = toJSONObject(additional);
     for (const auto& [name, value] : overwriting) members[name] = value;
     if (keyId) members["kid"] = *std::move(keyId);
     return members;
@@ -33,22 +30,22 @@ JSONValue::Object with(const StringMap& additional,
 }  // namespace
 
 Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)) {
-    if (!Platform::JSONSerialization::isValidJSONObject(parameters_)) {
+    if (!JSONSerialization::isValidJSONObject(parameters_)) {
         throw JOSESwiftError::parsingFailed("The header holds a value that is not JSON.");
     }
     check();
 }
 
-Header::Header(Platform::ByteView json) : parameters_(parsedHeader(json)) {
+Header::Header(ByteView json) : parameters_(parsedHeader(json)) {
     check();
 }
 
-Platform::ByteBuffer Header::jsonData() const {
-    return Platform::JSONSerialization::data(parameters_);
+ByteBuffer Header::jsonData() const {
+    return JSONSerialization::data(parameters_);
 }
 
 void Header::requireString(const char* name) const {
-    if (Platform::stringMember(parameters_, name) == nullptr) {
+    if (stringMember(parameters_, name) == nullptr) {
         throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
     }
 }
@@ -72,7 +69,7 @@ JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters
     requireString("enc");
 }
 
-JWEHeader::JWEHeader(Platform::ByteView json) : Header(json) {
+JWEHeader::JWEHeader(ByteView json) : Header(json) {
     requireString("enc");
 }
 
@@ -83,4 +80,4 @@ JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
                      {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
                      std::move(keyId))) {}
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

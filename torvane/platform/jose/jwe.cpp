@@ -3,15 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "torvane/platform/crypto/content_cipher.hpp"
-#include "torvane/platform/jose/compact.hpp"
-#include "torvane/platform/security/sec_random.hpp"
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/jose/internal/compact.hpp"
+#include "torvane/platform/primitives/content_cipher.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
-
-using Platform::ByteBuffer;
-using Platform::ByteView;
 
 constexpr std::size_t aesBlockSize = 16;
 
@@ -19,17 +16,16 @@ std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
 }
 
-std::unique_ptr<Platform::Crypto::ContentEncryptor> contentEncryptor(const ContentEncryptionParameters& content,
-                                                                     ByteView key, ByteView iv,
-                                                                     ByteView additionalData) {
-    return content.macHash ? Platform::Crypto::cbcHmacEncryptor(*content.macHash, key, iv, additionalData)
-                           : Platform::Crypto::gcmEncryptor(key, iv, additionalData);
+std::unique_ptr<Crypto::ContentEncryptor> contentEncryptor(const ContentEncryptionParameters& content, ByteView key,
+                                                           ByteView iv, ByteView additionalData) {
+    return content.macHash ? Crypto::cbcHmacEncryptor(*content.macHash, key, iv, additionalData)
+                           : Crypto::gcmEncryptor(key, iv, additionalData);
 }
 
 // Encrypts pieces of any size, and appends the ciphertext as text.
 class CiphertextWriter {
   public:
-    CiphertextWriter(Platform::Crypto::ContentEncryptor& encryptor, ByteBuffer& compact) noexcept
+    CiphertextWriter(Crypto::ContentEncryptor& encryptor, ByteBuffer& compact) noexcept
         : encryptor_(encryptor), compact_(compact) {}
 
     void write(ByteView plaintext) {
@@ -50,13 +46,13 @@ class CiphertextWriter {
     std::span<std::uint8_t> free() noexcept { return std::span(ciphertext_).subspan(pending_); }
 
     void append(std::size_t size) {
-        Platform::appendBase64url(compact_, ByteView(ciphertext_).first(size));
+        appendBase64url(compact_, ByteView(ciphertext_).first(size));
         if (size == 0) return;
         std::copy_n(ciphertext_.begin() + static_cast<std::ptrdiff_t>(size), pending_ - size, ciphertext_.begin());
         pending_ -= size;
     }
 
-    Platform::Crypto::ContentEncryptor& encryptor_;
+    Crypto::ContentEncryptor& encryptor_;
     ByteBuffer& compact_;
     // Begins with what is left of an unfinished group of three bytes.
     std::array<std::uint8_t, textAtATime + 3 * aesBlockSize> ciphertext_;
@@ -97,19 +93,18 @@ ByteBuffer encrypted(JWEHeader header, Content& plaintext, const Encrypter& encr
     const auto content = parameters(encrypter.contentEncryptionAlgorithm());
     const auto contentKey = encrypter.newContentKey(header);
     ByteBuffer iv(content.ivSize);
-    Platform::secRandomCopyBytes(iv);
+    secRandomCopyBytes(iv);
 
     const auto headerText = header.jsonData();
     ByteBuffer compact;
-    compact.reserve(Platform::base64urlSize(headerText.size()) +
-                    Platform::base64urlSize(contentKey.encryptedKey.size()) + Platform::base64urlSize(iv.size()) +
-                    Platform::base64urlSize(ciphertextSize(content, plaintext.size())) +
-                    Platform::base64urlSize(content.tagSize) + JWE::componentCount - 1);
-    Platform::appendBase64url(compact, headerText);
+    compact.reserve(base64urlSize(headerText.size()) + base64urlSize(contentKey.encryptedKey.size()) +
+                    base64urlSize(iv.size()) + base64urlSize(ciphertextSize(content, plaintext.size())) +
+                    base64urlSize(content.tagSize) + JWE::componentCount - 1);
+    appendBase64url(compact, headerText);
     const auto encryptor = contentEncryptor(content, contentKey.key, iv, compact);
     const auto append = [&compact](ByteView part) {
         compact.push_back('.');
-        Platform::appendBase64url(compact, part);
+        appendBase64url(compact, part);
     };
     append(contentKey.encryptedKey);
     append(iv);
@@ -159,13 +154,13 @@ Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
         throw JOSESwiftError::parsingFailed("The ciphertext is not made of whole blocks.");
     }
     const auto key = decrypter.contentKey(header_, encryptedKey_);
-    const auto aad = Platform::asBytes(additionalData_);
+    const auto aad = asBytes(additionalData_);
     const bool decrypted =
-        content.macHash ? Platform::Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad,
-                                                           authenticationTag_, buffer)
-                        : Platform::Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
+        content.macHash
+            ? Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad, authenticationTag_, buffer)
+            : Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
     if (!decrypted) throw JOSESwiftError::decryptingFailed();
     return std::move(ciphertext_);
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -6,13 +6,13 @@
 #include <string_view>
 #include <utility>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// A JWE made here.
 class TORVANE_EXPORT JWE {
@@ -23,20 +23,20 @@ class TORVANE_EXPORT JWE {
     /// @{
     /// Encrypts bytes, or content while it writes itself, under a content key and an initialization vector of its own.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; Platform::SecurityError;
+    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; SecurityError;
     ///         whatever the content throws.
-    JWE(JWEHeader header, Platform::ByteView payload, const Encrypter& encrypter);
+    JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter);
     JWE(JWEHeader header, Content& content, const Encrypter& encrypter);
     /// @}
 
     /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
-    const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
-    Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
+    const ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
+    ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
     /// @}
 
   private:
-    Platform::ByteBuffer compact_;
+    ByteBuffer compact_;
 };
 
 /// A JWE that somebody sent. Keeps nothing of the text that it was read from but the header's piece.
@@ -44,7 +44,7 @@ class TORVANE_EXPORT ReceivedJWE {
   public:
     /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
     ///         unpadded base64url, or a header that JWEHeader refuses.
-    explicit ReceivedJWE(Platform::ByteView compactSerialization);
+    explicit ReceivedJWE(ByteView compactSerialization);
 
     /// What the sender claims; nothing of it is authentic before decrypt().
     const JWEHeader& header() const noexcept { return header_; }
@@ -64,10 +64,10 @@ class TORVANE_EXPORT ReceivedJWE {
 
     JWEHeader header_;
     std::string additionalData_;
-    Platform::ByteBuffer encryptedKey_;
-    Platform::ByteBuffer initializationVector_;
+    ByteBuffer encryptedKey_;
+    ByteBuffer initializationVector_;
     Payload ciphertext_;
-    Platform::ByteBuffer authenticationTag_;
+    ByteBuffer authenticationTag_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -4,18 +4,14 @@
 #include <array>
 #include <utility>
 
+#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/thumbprint.hpp"
-#include "torvane/platform/security/software_key_store.hpp"
-#include "torvane/platform/services/base64.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
+#include "torvane/platform/key_stores/software_key_store.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
-
-using Platform::EllipticCurve;
-using Platform::JSONValue;
-using Platform::StringMap;
 
 // RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1; "oth" is a list and falls away with the other lists.
 constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "dq", "qi", "k"};
@@ -23,21 +19,21 @@ constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "d
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 
-Platform::SecretJSON parsedJWK(Platform::ByteView text) {
+SecretJSON parsedJWK(ByteView text) {
     try {
-        return Platform::JSONSerialization::secretJSONObject(text);
-    } catch (const Platform::JSONError& error) {
+        return JSONSerialization::secretJSONObject(text);
+    } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
     }
 }
 
-const JSONValue::Object& membersOf(const Platform::SecretJSON& jwk) {
+const JSONValue::Object& membersOf(const SecretJSON& jwk) {
     if (const auto* members = jwk.get().as<JSONValue::Object>()) return *members;
     throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
 }
 
 const std::string& required(const JSONValue::Object& members, std::string_view name) {
-    const auto* value = Platform::stringMember(members, name);
+    const auto* value = stringMember(members, name);
     if (value == nullptr) {
         throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) + "\" is missing or not a string.");
     }
@@ -50,20 +46,20 @@ const std::string& required(const JSONValue::Object& members, std::string_view n
 }
 
 // A number in the fewest bytes that hold it (RFC 7518, section 2, Base64urlUInt).
-Platform::ByteBuffer leastBytes(const JSONValue::Object& members, std::string_view name) {
-    auto bytes = Platform::decodeBase64url(required(members, name));
+ByteBuffer leastBytes(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = decodeBase64url(required(members, name));
     if (!bytes || bytes->empty() || bytes->front() == 0) refuseNumber(name);
     return *std::move(bytes);
 }
 
-Platform::ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
-    auto bytes = Platform::decodeBase64url(required(members, name));
+ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
+    auto bytes = decodeBase64url(required(members, name));
     if (!bytes || bytes->size() != coordinateSize(curve)) refuseNumber(name);
     return *std::move(bytes);
 }
 
-Platform::SecretBuffer secret(const JSONValue::Object& members, std::string_view name) {
-    auto bytes = Platform::decodeSecretBase64url(required(members, name));
+SecretBuffer secret(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = decodeSecretBase64url(required(members, name));
     if (!bytes || bytes->empty()) refuseNumber(name);
     return *std::move(bytes);
 }
@@ -83,28 +79,28 @@ JWKKeyType keyTypeNamed(std::string_view name) noexcept {
     return name == "RSA" ? JWKKeyType::RSA : name == "EC" ? JWKKeyType::EC : JWKKeyType::other;
 }
 
-Platform::RSAPublicComponents rsaComponents(const JSONValue::Object& members) {
+RSAPublicComponents rsaComponents(const JSONValue::Object& members) {
     return {leastBytes(members, "n"), leastBytes(members, "e")};
 }
 
-Platform::ECPublicComponents ecComponents(const JSONValue::Object& members) {
+ECPublicComponents ecComponents(const JSONValue::Object& members) {
     const auto curve = curveNamed(required(members, "crv"));
     return {curve, coordinate(members, "x", curve), coordinate(members, "y", curve)};
 }
 
-Platform::SecKey rsaPrivateKey(const JSONValue::Object& members) {
+SecKey rsaPrivateKey(const JSONValue::Object& members) {
     if (members.contains("oth")) {
         throw JOSESwiftError::unsupportedKey("An RSA key of more than two primes is not supported.");
     }
-    return Platform::SoftwareKeyStore::fromComponents(Platform::RSAPrivateComponents{
-        rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"), secret(members, "dp"),
-        secret(members, "dq"), secret(members, "qi")});
+    return SoftwareKeyStore::fromComponents(
+        RSAPrivateComponents{rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"),
+                             secret(members, "dp"), secret(members, "dq"), secret(members, "qi")});
 }
 
-Platform::SecKey ecPrivateKey(const JSONValue::Object& members) {
-    const Platform::ECPrivateComponents components{ecComponents(members), secret(members, "d")};
+SecKey ecPrivateKey(const JSONValue::Object& members) {
+    const ECPrivateComponents components{ecComponents(members), secret(members, "d")};
     if (components.d.size() != coordinateSize(components.publicHalf.curve)) refuseNumber("d");
-    return Platform::SoftwareKeyStore::fromComponents(components);
+    return SoftwareKeyStore::fromComponents(components);
 }
 
 StringMap publicStrings(const JSONValue::Object& members) {
@@ -119,26 +115,26 @@ StringMap publicStrings(const JSONValue::Object& members) {
 }
 
 // The platform key's own members win over additional ones of the same name.
-StringMap rsaParameters(const Platform::SecKey& key, StringMap parameters) {
-    const auto* numbers = std::get_if<Platform::RSAPublicComponents>(&key.publicComponents());
+StringMap rsaParameters(const SecKey& key, StringMap parameters) {
+    const auto* numbers = std::get_if<RSAPublicComponents>(&key.publicComponents());
     if (numbers == nullptr || !key.isPublicKey()) {
         throw JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key.");
     }
     parameters["kty"] = "RSA";
-    parameters["n"] = Platform::encodeBase64url(numbers->modulus);
-    parameters["e"] = Platform::encodeBase64url(numbers->exponent);
+    parameters["n"] = encodeBase64url(numbers->modulus);
+    parameters["e"] = encodeBase64url(numbers->exponent);
     return parameters;
 }
 
-StringMap ecParameters(const Platform::SecKey& key, StringMap parameters) {
-    const auto* point = std::get_if<Platform::ECPublicComponents>(&key.publicComponents());
+StringMap ecParameters(const SecKey& key, StringMap parameters) {
+    const auto* point = std::get_if<ECPublicComponents>(&key.publicComponents());
     if (point == nullptr || !key.isPublicKey()) {
         throw JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key.");
     }
     parameters["kty"] = "EC";
     parameters["crv"] = nameOf(point->curve);
-    parameters["x"] = Platform::encodeBase64url(point->x);
-    parameters["y"] = Platform::encodeBase64url(point->y);
+    parameters["x"] = encodeBase64url(point->x);
+    parameters["y"] = encodeBase64url(point->y);
     return parameters;
 }
 
@@ -158,7 +154,7 @@ JWK::JWK(JWK jwk, JWKKeyType expected) : JWK(std::move(jwk)) {
     requireKeyType(keyType(), expected);
 }
 
-JWK JWK::initFrom(Platform::ByteView data) {
+JWK JWK::initFrom(ByteView data) {
     return initFrom(membersOf(parsedJWK(data)));
 }
 
@@ -170,7 +166,7 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
     return {publicStrings(members), keyType, std::move(key)};
 }
 
-JWK JWK::initPrivateFrom(Platform::ByteView data) {
+JWK JWK::initPrivateFrom(ByteView data) {
     const auto json = parsedJWK(data);
     const auto& members = membersOf(json);
     const auto keyType = keyTypeNamed(required(members, "kty"));
@@ -187,38 +183,38 @@ std::optional<std::string> JWK::operator[](std::string_view name) const {
     return member == parameters().end() ? std::nullopt : std::optional(member->second);
 }
 
-Platform::SecKey JWK::converted() const {
-    if (const auto* key = std::get_if<Platform::SecKey>(&state_->key)) return *key;
-    if (const auto* numbers = std::get_if<Platform::PublicComponents>(&state_->key)) return Platform::SecKey(*numbers);
+SecKey JWK::converted() const {
+    if (const auto* key = std::get_if<SecKey>(&state_->key)) return *key;
+    if (const auto* numbers = std::get_if<PublicComponents>(&state_->key)) return SecKey(*numbers);
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 
 JWK JWK::publicHalf() const {
-    const auto* key = std::get_if<Platform::SecKey>(&state_->key);
+    const auto* key = std::get_if<SecKey>(&state_->key);
     return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), keyType(), key->publicKey());
 }
 
-std::string JWK::thumbprint(Platform::HashFunction hash) const {
+std::string JWK::thumbprint(HashFunction hash) const {
     return JOSE::thumbprint(parameters(), hash);
 }
 
-std::optional<Platform::ByteBuffer> JWK::jsonData() const {
+std::optional<ByteBuffer> JWK::jsonData() const {
     try {
-        return Platform::JSONSerialization::data(Platform::toJSONObject(parameters()));
-    } catch (const Platform::JSONError&) {
+        return JSONSerialization::data(toJSONObject(parameters()));
+    } catch (const JSONError&) {
         return std::nullopt;
     }
 }
 
 std::optional<std::string> JWK::jsonString() const {
     const auto data = jsonData();
-    return data ? std::optional<std::string>(Platform::asText(*data)) : std::nullopt;
+    return data ? std::optional<std::string>(asText(*data)) : std::nullopt;
 }
 
-RSAPublicKey::RSAPublicKey(const Platform::SecKey& publicKey, StringMap additionalParameters)
+RSAPublicKey::RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters)
     : JWK(rsaParameters(publicKey, std::move(additionalParameters)), JWKKeyType::RSA, publicKey) {}
 
-ECPublicKey::ECPublicKey(const Platform::SecKey& publicKey, StringMap additionalParameters)
+ECPublicKey::ECPublicKey(const SecKey& publicKey, StringMap additionalParameters)
     : JWK(ecParameters(publicKey, std::move(additionalParameters)), JWKKeyType::EC, publicKey) {}
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

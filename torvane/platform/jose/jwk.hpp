@@ -12,12 +12,12 @@
 #include <utility>
 #include <variant>
 
-#include "torvane/platform/bytes.hpp"
-#include "torvane/platform/primitives.hpp"
-#include "torvane/platform/security/sec_key.hpp"
-#include "torvane/platform/services/json_value.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// The "kty" of a JWK, as far as it is known here.
 enum class JWKKeyType {
@@ -34,52 +34,52 @@ class TORVANE_EXPORT JWK {
     /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
     ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another
     ///         length than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
-    static JWK initFrom(Platform::ByteView data);
-    static JWK initFrom(const Platform::JSONValue::Object& members);
+    static JWK initFrom(ByteView data);
+    static JWK initFrom(const JSONValue::Object& members);
     /// @}
 
     /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members,
     /// all of them, and no "oth"; for EC a "d" as long as a coordinate.
-    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; Platform::SecurityError when the
+    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; SecurityError when the
     ///         numbers don't belong together.
-    static JWK initPrivateFrom(Platform::ByteView data);
+    static JWK initPrivateFrom(ByteView data);
 
     /// The members, none of them private.
-    const Platform::StringMap& parameters() const noexcept { return state_->parameters; }
+    const StringMap& parameters() const noexcept { return state_->parameters; }
     /// One member; nothing when it is missing.
     std::optional<std::string> operator[](std::string_view name) const;
     /// The family that "kty" names.
     JWKKeyType keyType() const noexcept { return state_->keyType; }
 
     /// The platform key: of a JWK read as a private key the private one, else the public one.
-    /// @throws Platform::SecurityError when the numbers are no key (a point off its curve, an even modulus);
+    /// @throws SecurityError when the numbers are no key (a point off its curve, an even modulus);
     ///         JOSESwiftError unsupportedKey for another key type.
-    Platform::SecKey converted() const;
+    SecKey converted() const;
 
     /// The same JWK, as one that was read as a public key.
     JWK publicHalf() const;
 
     /// The thumbprint (RFC 7638), as JOSE::thumbprint() makes it of the members.
-    std::string thumbprint(Platform::HashFunction hash = Platform::HashFunction::SHA256) const;
+    std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
 
     /// @{
     /// The public members as JSON text; nothing when a member is not UTF-8.
-    std::optional<Platform::ByteBuffer> jsonData() const;
+    std::optional<ByteBuffer> jsonData() const;
     std::optional<std::string> jsonString() const;
     /// @}
 
   protected:
     /// Nothing for a key of type `other`, numbers for a public key, a handle for a private one.
-    using Key = std::variant<std::monostate, Platform::PublicComponents, Platform::SecKey>;
+    using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.
-    JWK(Platform::StringMap parameters, JWKKeyType keyType, Key key);
+    JWK(StringMap parameters, JWKKeyType keyType, Key key);
     /// @throws JOSESwiftError unsupportedKey when it is another type.
     JWK(JWK jwk, JWKKeyType expected);
 
   private:
     struct State {
-        Platform::StringMap parameters;
+        StringMap parameters;
         JWKKeyType keyType;
         Key key;
     };
@@ -92,7 +92,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
   public:
     /// "kty", "n" and "e" of the platform key, and the additional members.
     /// @throws JOSESwiftError unsupportedKey unless it is a public RSA key.
-    RSAPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
+    RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters);
     /// From either source of JWK::initFrom().
     /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
     template <class Source>
@@ -109,7 +109,7 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
   public:
     /// "kty", "crv", "x" and "y" of the platform key, and the additional members.
     /// @throws JOSESwiftError unsupportedKey unless it is a public EC key.
-    ECPublicKey(const Platform::SecKey& publicKey, Platform::StringMap additionalParameters);
+    ECPublicKey(const SecKey& publicKey, StringMap additionalParameters);
     /// From either source of JWK::initFrom().
     /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
     template <class Source>
@@ -121,4 +121,4 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     explicit ECPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::EC) {}
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -1,17 +1,15 @@
 #include "torvane/platform/jose/jwk_set.hpp"
 
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/json_serialization.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
-using Platform::JSONValue;
-
-Platform::SecretJSON parsedSet(Platform::ByteView data) {
+SecretJSON parsedSet(ByteView data) {
     try {
-        return Platform::JSONSerialization::secretJSONObject(data);
-    } catch (const Platform::JSONError& error) {
+        return JSONSerialization::secretJSONObject(data);
+    } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK Set cannot be read. " + error.errorDescription());
     }
 }
@@ -26,7 +24,7 @@ const JSONValue::List& keyList(const JSONValue& set) {
 
 }  // namespace
 
-JWKSet JWKSet::initFrom(Platform::ByteView data) {
+JWKSet JWKSet::initFrom(ByteView data) {
     const auto set = parsedSet(data);
     std::vector<JWK> keys;
     for (const auto& entry : keyList(set.get())) {
@@ -37,11 +35,11 @@ JWKSet JWKSet::initFrom(Platform::ByteView data) {
     return JWKSet(std::move(keys));
 }
 
-Platform::ByteBuffer JWKSet::jsonData() const {
+ByteBuffer JWKSet::jsonData() const {
     JSONValue::List list;
     list.reserve(keys_.size());
-    for (const auto& key : keys_) list.emplace_back(Platform::toJSONObject(key.parameters()));
-    return Platform::JSONSerialization::data(JSONValue::Object{{"keys", std::move(list)}});
+    for (const auto& key : keys_) list.emplace_back(toJSONObject(key.parameters()));
+    return JSONSerialization::data(JSONValue::Object{{"keys", std::move(list)}});
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/jwk.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// Public keys in their order, of any type.
 class TORVANE_EXPORT JWKSet {
@@ -18,17 +18,17 @@ class TORVANE_EXPORT JWKSet {
     /// Reads the public half of every key; one that cannot be read fails the whole set.
     /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom for its keys.
-    static JWKSet initFrom(Platform::ByteView data);
+    static JWKSet initFrom(ByteView data);
 
     /// In the order of the text.
     const std::vector<JWK>& keys() const noexcept { return keys_; }
 
     /// The set as JSON text.
-    /// @throws Platform::JSONError when a member is not UTF-8.
-    Platform::ByteBuffer jsonData() const;
+    /// @throws JSONError when a member is not UTF-8.
+    ByteBuffer jsonData() const;
 
   private:
     std::vector<JWK> keys_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

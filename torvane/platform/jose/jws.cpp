@@ -3,25 +3,23 @@
 #include <algorithm>
 #include <array>
 
-#include "torvane/platform/crypto/digest.hpp"
-#include "torvane/platform/jose/compact.hpp"
+#include "torvane/platform/jose/internal/compact.hpp"
+#include "torvane/platform/primitives/digest.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
-using Platform::ByteBuffer;
-using Platform::ByteView;
-using Platform::Crypto::Digest;
+using Crypto::Digest;
 
 // Calls use(piece) for consecutive pieces of the text, wiped afterwards.
 template <class Use>
 void inBase64urlPieces(ByteView bytes, Use use) {
     std::array<std::uint8_t, textAtATime> text;
-    const auto longest = std::span(text).first(Platform::base64urlSize(std::min(bytes.size(), bytesAtATime)));
-    const Platform::WipeOnExit wipeText(longest);
+    const auto longest = std::span(text).first(base64urlSize(std::min(bytes.size(), bytesAtATime)));
+    const WipeOnExit wipeText(longest);
     while (!bytes.empty()) {
         const auto piece = bytes.first(std::min(bytes.size(), bytesAtATime));
-        use(ByteView(text).first(Platform::encodeBase64url(piece, text)));
+        use(ByteView(text).first(encodeBase64url(piece, text)));
         bytes = bytes.subspan(piece.size());
     }
 }
@@ -38,7 +36,7 @@ class SigningDigest {
     }
 
     void update(std::string_view text) {
-        if (digest_) digest_->update(Platform::asBytes(text));
+        if (digest_) digest_->update(asBytes(text));
     }
     std::optional<ByteBuffer> finish() { return digest_ ? std::optional(digest_->finish()) : std::nullopt; }
 
@@ -52,11 +50,11 @@ template <class Use>
 std::optional<ByteBuffer> decodeInPieces(std::string_view text, SigningDigest& digest, Use use) {
     std::array<std::uint8_t, bytesAtATime> bytes;
     const auto longest = std::span(bytes).first(std::min(text.size(), bytesAtATime));
-    const Platform::WipeOnExit wipeBytes(longest);
+    const WipeOnExit wipeBytes(longest);
     while (!text.empty()) {
         const auto piece = text.substr(0, textAtATime);
         digest.update(piece);
-        const auto size = Platform::decodeBase64url(piece, bytes);
+        const auto size = decodeBase64url(piece, bytes);
         if (!size) refusePiece("payload");
         use(ByteView(bytes).first(*size));
         text.remove_prefix(piece.size());
@@ -72,12 +70,12 @@ void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noe
         const auto start = (decoded - 1) / bytesAtATime * bytesAtATime;
         const auto piece = ByteView(text).subspan(start, decoded - start);
         std::copy(piece.begin(), piece.end(), bytes.begin());
-        Platform::encodeBase64url(ByteView(bytes).first(piece.size()),
-                                  std::span(text).subspan(front.size() + Platform::base64urlSize(start)));
+        encodeBase64url(ByteView(bytes).first(piece.size()),
+                        std::span(text).subspan(front.size() + base64urlSize(start)));
         decoded = start;
     }
     std::copy(front.begin(), front.end(), text.begin());
-    Platform::wipe(bytes.data(), bytes.size());
+    wipe(bytes.data(), bytes.size());
 }
 
 // Turns the text into the payload, in its own memory; a failure leaves it as it was. Returns the digest.
@@ -96,14 +94,14 @@ std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_vie
         restore(text, front, decoded);
         throw;
     }
-    Platform::wipe(text.data() + decoded, text.size() - decoded);
+    wipe(text.data() + decoded, text.size() - decoded);
     text.resize(decoded);
     return finished;
 }
 
 ByteBuffer decodedSignature(const CompactPieces<JWS::componentCount>& pieces) {
-    auto signature = Platform::decodeBase64url(pieces[2]);
-    if (!signature) refusePiece(Platform::isBase64url(pieces[1]) ? "signature" : "payload");
+    auto signature = decodeBase64url(pieces[2]);
+    if (!signature) refusePiece(isBase64url(pieces[1]) ? "signature" : "payload");
     return *std::move(signature);
 }
 
@@ -115,13 +113,13 @@ JWSWriter::JWSWriter(const JWSHeader& header, ByteView payload, const Signer& si
         throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
     }
     const auto text = header.jsonData();
-    header_.reserve(Platform::base64urlSize(text.size()) + 1);
-    Platform::appendBase64url(header_, text);
+    header_.reserve(base64urlSize(text.size()) + 1);
+    appendBase64url(header_, text);
     header_.push_back('.');
 }
 
 std::size_t JWSWriter::compactSize() const noexcept {
-    return header_.size() + Platform::base64urlSize(payload_.size()) + 1 + Platform::base64urlSize(signatureSize_);
+    return header_.size() + base64urlSize(payload_.size()) + 1 + base64urlSize(signatureSize_);
 }
 
 ByteBuffer JWSWriter::writeSigningInput(const PieceSink& sink) const {
@@ -136,7 +134,7 @@ ByteBuffer JWSWriter::writeSigningInput(const PieceSink& sink) const {
 }
 
 void JWSWriter::writeSignature(ByteView signature, const PieceSink& sink) {
-    sink(Platform::asBytes("."));
+    sink(asBytes("."));
     inBase64urlPieces(signature, sink);
 }
 
@@ -188,4 +186,4 @@ Payload ReceivedJWS::validate(const Verifier& verifier) && {
     return std::move(payload_);
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

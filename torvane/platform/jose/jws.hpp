@@ -7,32 +7,32 @@
 #include <string_view>
 #include <utility>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
 #include "torvane/platform/jose/signer.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// Writes a JWS piece by piece, and says what is to be signed.
 class TORVANE_EXPORT JWSWriter {
   public:
     /// The payload is not copied: it has to stay where it is, unchanged, until it has been written.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's.
-    JWSWriter(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
+    JWSWriter(const JWSHeader& header, ByteView payload, const Signer& signer);
 
     /// Characters of the compact serialisation.
     std::size_t compactSize() const noexcept;
     /// Writes header and payload, in pieces that are wiped when they have been taken; returns the digest to be signed.
-    Platform::ByteBuffer writeSigningInput(const PieceSink& sink) const;
+    ByteBuffer writeSigningInput(const PieceSink& sink) const;
     /// Writes the rest.
-    static void writeSignature(Platform::ByteView signature, const PieceSink& sink);
+    static void writeSignature(ByteView signature, const PieceSink& sink);
 
   private:
-    Platform::ByteBuffer header_;
-    Platform::ByteView payload_;
-    Platform::HashFunction hash_;
+    ByteBuffer header_;
+    ByteView payload_;
+    HashFunction hash_;
     std::size_t signatureSize_;
 };
 
@@ -44,21 +44,21 @@ class TORVANE_EXPORT JWS {
 
     /// Signs.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's;
-    ///         Platform::SecurityError when the key store fails.
-    JWS(const JWSHeader& header, Platform::ByteView payload, const Signer& signer);
+    ///         SecurityError when the key store fails.
+    JWS(const JWSHeader& header, ByteView payload, const Signer& signer);
 
     /// @{
     /// ASCII text: header, payload and signature in base64url, joined by dots.
-    const Platform::ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
-    Platform::ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
+    const ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
+    ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
     /// @}
     /// Raw bytes, as many as Signer::signatureSize().
-    const Platform::ByteBuffer& signature() const noexcept { return signature_; }
+    const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
     // Holds the payload, readable by anybody, so it is not left behind when signing fails.
-    Payload compact_{Platform::ByteBuffer()};
-    Platform::ByteBuffer signature_;
+    Payload compact_{ByteBuffer()};
+    ByteBuffer signature_;
 };
 
 /// A JWS that somebody sent, not verified yet. Keeps nothing of the text that it was read from.
@@ -68,8 +68,8 @@ class TORVANE_EXPORT ReceivedJWS {
     /// Reads the text; the second decodes the payload in the text's own memory, of which nothing else is left.
     /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not canonical
     ///         unpadded base64url, a header that JWSHeader refuses, or an empty signature. The text is then unchanged.
-    explicit ReceivedJWS(Platform::ByteView compactSerialization);
-    explicit ReceivedJWS(Platform::ByteBuffer&& compactSerialization);
+    explicit ReceivedJWS(ByteView compactSerialization);
+    explicit ReceivedJWS(ByteBuffer&& compactSerialization);
     /// @}
 
     /// What the sender claims; nothing of it is authentic before validate().
@@ -82,14 +82,14 @@ class TORVANE_EXPORT ReceivedJWS {
 
   private:
     using Pieces = std::array<std::string_view, JWS::componentCount>;
-    ReceivedJWS(const Pieces& pieces, Platform::ByteBuffer* text);
-    static ReceivedJWS read(Platform::ByteView compactSerialization, Platform::ByteBuffer* text);
+    ReceivedJWS(const Pieces& pieces, ByteBuffer* text);
+    static ReceivedJWS read(ByteView compactSerialization, ByteBuffer* text);
 
     JWSHeader header_;
-    Platform::ByteBuffer signature_;
+    ByteBuffer signature_;
     // Of the signing input, by the header's algorithm; nothing when that is not known.
-    std::optional<Platform::ByteBuffer> digest_;
-    Payload payload_{Platform::ByteBuffer()};
+    std::optional<ByteBuffer> digest_;
+    Payload payload_{ByteBuffer()};
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

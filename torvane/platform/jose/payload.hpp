@@ -3,16 +3,16 @@
 
 #include <utility>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// Owned content that is wiped when nobody takes it: what was decrypted or decoded on the way to a failure
 /// leaves nothing behind.
 class Payload {
   public:
     /// Takes the bytes over.
-    explicit Payload(Platform::ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
+    explicit Payload(ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
     /// @{
     /// Moved, never copied: there is one place to wipe.
     Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
@@ -23,18 +23,18 @@ class Payload {
     /// @}
     Payload(const Payload&) = delete;
     Payload& operator=(const Payload&) = delete;
-    ~Payload() { Platform::wipe(bytes_.data(), bytes_.size()); }
+    ~Payload() { wipe(bytes_.data(), bytes_.size()); }
 
     /// @{
     /// The bytes, which stay here.
-    const Platform::ByteBuffer& data() const& noexcept { return bytes_; }
-    Platform::ByteBuffer& data() & noexcept { return bytes_; }
+    const ByteBuffer& data() const& noexcept { return bytes_; }
+    ByteBuffer& data() & noexcept { return bytes_; }
     /// @}
     /// Hands the bytes over; they are no longer wiped.
-    Platform::ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
+    ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
 
   private:
-    Platform::ByteBuffer bytes_;
+    ByteBuffer bytes_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -5,19 +5,19 @@
 #include <utility>
 #include <variant>
 
-#include "torvane/platform/bytes.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
-#include "torvane/platform/security/sec_key.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 
 /// One algorithm and a private key that fits it: a value, safe to use from several threads at once.
 class TORVANE_EXPORT Signer {
   public:
     /// Nothing unless the key is a private one that fits the algorithm.
-    static std::optional<Signer> create(SignatureAlgorithm algorithm, const Platform::SecKey& privateKey);
+    static std::optional<Signer> create(SignatureAlgorithm algorithm, const SecKey& privateKey);
     /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
-    static std::optional<Signer> create(SignatureAlgorithm algorithm, Platform::ByteView privateKey);
+    static std::optional<Signer> create(SignatureAlgorithm algorithm, ByteView privateKey);
 
     /// The "alg" that goes into the header.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
@@ -25,13 +25,13 @@ class TORVANE_EXPORT Signer {
     std::size_t signatureSize() const noexcept;
     /// @{
     /// A signature over the whole input, or over its digest by the algorithm's hash function.
-    /// @throws Platform::SecurityError when the key store fails.
-    Platform::ByteBuffer sign(Platform::ByteView signingInput) const;
-    Platform::ByteBuffer signDigest(Platform::ByteView digest) const;
+    /// @throws SecurityError when the key store fails.
+    ByteBuffer sign(ByteView signingInput) const;
+    ByteBuffer signDigest(ByteView digest) const;
     /// @}
 
   private:
-    using Key = std::variant<Platform::SecKey, Platform::SecretBuffer>;
+    using Key = std::variant<SecKey, SecretBuffer>;
     Signer(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 
     SignatureAlgorithm algorithm_;
@@ -42,21 +42,21 @@ class TORVANE_EXPORT Signer {
 class TORVANE_EXPORT Verifier {
   public:
     /// Nothing unless the key is a public one that fits the algorithm.
-    static std::optional<Verifier> create(SignatureAlgorithm algorithm, const Platform::SecKey& publicKey);
+    static std::optional<Verifier> create(SignatureAlgorithm algorithm, const SecKey& publicKey);
     /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
-    static std::optional<Verifier> create(SignatureAlgorithm algorithm, Platform::ByteView publicKey);
+    static std::optional<Verifier> create(SignatureAlgorithm algorithm, ByteView publicKey);
 
     /// The "alg" that has to be in the header.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Whether the signature is one over the input with this digest, by the algorithm's hash function.
-    bool verifyDigest(Platform::ByteView digest, Platform::ByteView signature) const;
+    bool verifyDigest(ByteView digest, ByteView signature) const;
 
   private:
-    using Key = std::variant<Platform::SecKey, Platform::ByteBuffer>;
+    using Key = std::variant<SecKey, ByteBuffer>;
     Verifier(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 
     SignatureAlgorithm algorithm_;
     Key key_;
 };
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -5,18 +5,18 @@
 #include <span>
 #include <string_view>
 
-#include "torvane/platform/crypto/digest.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/error.hpp"
-#include "torvane/platform/services/base64.hpp"
+#include "torvane/platform/primitives/digest.hpp"
 
-namespace JOSE {
+namespace Torvane::JOSE {
 namespace {
 
 // In the order in which they are hashed.
 constexpr std::array<std::string_view, 3> rsaMembers{"e", "kty", "n"};
 constexpr std::array<std::string_view, 4> ecMembers{"crv", "kty", "x", "y"};
 
-std::span<const std::string_view> membersOfKeyType(const Platform::StringMap& jwk) {
+std::span<const std::string_view> membersOfKeyType(const StringMap& jwk) {
     const auto keyType = jwk.find("kty");
     if (keyType != jwk.end() && keyType->second == "RSA") return rsaMembers;
     if (keyType != jwk.end() && keyType->second == "EC") return ecMembers;
@@ -29,7 +29,7 @@ bool isWrittenInOneWay(char c) noexcept {
 
 }  // namespace
 
-std::string thumbprint(const Platform::StringMap& jwk, Platform::HashFunction hash) {
+std::string thumbprint(const StringMap& jwk, HashFunction hash) {
     std::string text;
     for (const auto name : membersOfKeyType(jwk)) {
         const auto member = jwk.find(name);
@@ -41,7 +41,7 @@ std::string thumbprint(const Platform::StringMap& jwk, Platform::HashFunction ha
         text.append(name).append("\":\"").append(member->second).append("\"");
     }
     text += '}';
-    return Platform::encodeBase64url(Platform::Crypto::digest(hash, Platform::asBytes(text)));
+    return encodeBase64url(Crypto::digest(hash, asBytes(text)));
 }
 
-}  // namespace JOSE
+}  // namespace Torvane::JOSE

@@ -1,0 +1,107 @@
+#include "torvane/platform/core/error.hpp"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace Torvane {
+namespace {
+
+template <class OnError, class OnException>
+std::string describe(const std::exception_ptr& error, OnError onError, OnException onException) {
+    constexpr const char* unknown = "unknown error";
+    if (!error) return unknown;
+    try {
+        std::rethrow_exception(error);
+    } catch (const Error& known) {
+        return onError(known);
+    } catch (const std::exception& other) {
+        return onException(other);
+    } catch (...) {
+        return unknown;
+    }
+}
+
+}  // namespace
+
+Error::Error(std::string description) : description_(std::make_shared<const std::string>(std::move(description))) {}
+
+const char* Error::what() const noexcept {
+    return description_->c_str();
+}
+
+std::string SecurityError::debugDescription() const {
+    return "SecurityError(" + debugQuoted(errorDescription()) + ")";
+}
+
+KeyStoreError::KeyStoreError(Case errorCase, std::string description)
+    : SecurityError(std::move(description)), case_(errorCase) {}
+
+KeyStoreError KeyStoreError::invalidURI(std::string description) {
+    return {Case::invalidURI, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::unavailable(std::string description) {
+    return {Case::unavailable, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::keyNotFound(std::string description) {
+    return {Case::keyNotFound, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::wrongSecret(std::string description) {
+    return {Case::wrongSecret, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::notSupported(std::string description) {
+    return {Case::notSupported, std::move(description)};
+}
+
+KeyStoreError KeyStoreError::operationFailed(std::string description) {
+    return {Case::operationFailed, std::move(description)};
+}
+
+std::string KeyStoreError::debugDescription() const {
+    constexpr std::array names{"invalidURI",  "unavailable",  "keyNotFound",
+                               "wrongSecret", "notSupported", "operationFailed"};
+    return std::string("KeyStoreError.") + names[static_cast<std::size_t>(case_)] + "(" +
+           debugQuoted(errorDescription()) + ")";
+}
+
+std::string localizedDescription(const std::exception_ptr& error) {
+    return describe(
+        error, [](const Error& known) { return known.errorDescription(); },
+        [](const std::exception& other) { return std::string(other.what()); });
+}
+
+std::string debugDescription(const std::exception_ptr& error) {
+    return describe(
+        error, [](const Error& known) { return known.debugDescription(); },
+        [](const std::exception& other) { return debugQuoted(other.what()); });
+}
+
+std::string debugQuoted(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+            result += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            std::array<char, 8> escape{};
+            static_cast<void>(std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c)));
+            result += escape.data();
+        } else {
+            result += c;
+        }
+    }
+    result += '"';
+    return result;
+}
+
+void stopProcess(std::string_view why) noexcept {
+    static_cast<void>(std::fprintf(stderr, "torvane: %.*s\n", static_cast<int>(why.size()), why.data()));
+    std::abort();
+}
+
+}  // namespace Torvane

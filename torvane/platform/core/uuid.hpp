@@ -1,0 +1,13 @@
+// Random identifiers.
+#pragma once
+
+#include <string>
+
+#include "torvane/platform/core/export.hpp"
+
+namespace Torvane {
+
+/// A random UUID (RFC 4122, section 4.4) in its canonical form of 36 characters, in upper case.
+TORVANE_EXPORT std::string randomUUID();
+
+}  // namespace Torvane

@@ -1,0 +1,290 @@
+#include "torvane/platform/encodings/json_serialization.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+#include <nlohmann/json.hpp>
+
+namespace Torvane {
+namespace {
+
+// What stands between the quotes of each string in JSON text, one after the other.
+class StringLiterals {
+  public:
+    explicit StringLiterals(ByteView text) noexcept : rest_(asText(text)) {}
+
+    std::optional<std::string_view> next() noexcept {
+        const auto quote = rest_.find('"');
+        if (quote == std::string_view::npos) return std::nullopt;
+        rest_.remove_prefix(quote + 1);
+        std::size_t size = 0;
+        while (size < rest_.size() && rest_[size] != '"') size += rest_[size] == '\\' ? 2 : 1;
+        const auto literal = rest_.substr(0, size);
+        rest_.remove_prefix(std::min(size + 1, rest_.size()));
+        return literal;
+    }
+
+  private:
+    std::string_view rest_;
+};
+
+// Whether a string is the same with its quotes and without, byte for byte.
+bool isVerbatim(std::string_view literal) noexcept {
+    return std::all_of(literal.begin(), literal.end(), [](char c) { return c >= 0x20 && c < 0x7f && c != '\\'; });
+}
+
+// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
+class ValueBuilder {
+  public:
+    ValueBuilder() = default;
+    // For a reader that is kept from seeing the strings: they are taken from the text that it does not see.
+    explicit ValueBuilder(ByteView hidden) : hidden_(StringLiterals(hidden)) {}
+    ~ValueBuilder() {
+        // What a failure leaves behind may have been a key.
+        for (auto& level : open_) wipeStrings(level.container);
+        wipeStrings(result_);
+    }
+    ValueBuilder(const ValueBuilder&) = delete;
+    ValueBuilder& operator=(const ValueBuilder&) = delete;
+
+    bool null() { return add(nullptr); }
+    bool boolean(bool value) { return add(value); }
+    bool number_integer(std::int64_t value) { return add(value); }
+    bool number_unsigned(std::uint64_t value) {
+        // The reader calls this for every integer without a sign.
+        if (value <= static_cast<std::uint64_t>(INT64_MAX)) return add(static_cast<std::int64_t>(value));
+        return add(static_cast<double>(value));
+    }
+    bool number_float(double value, const std::string&) { return add(value); }
+    bool string(std::string& value) { return add(actual(value)); }
+    bool binary(nlohmann::json::binary_t&) { return false; }
+
+    bool start_object(std::size_t) { return open(JSONValue::Object()); }
+    bool key(std::string& name) {
+        auto& level = open_.back();
+        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(actual(name));
+        level.member = member;
+        return inserted || refuse("a member is given twice");
+    }
+    bool end_object() { return close(); }
+    bool start_array(std::size_t) { return open(JSONValue::List()); }
+    bool end_array() { return close(); }
+
+    bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
+        return refuse(reason(error) + " at byte " + std::to_string(position));
+    }
+
+    JSONValue result() && { return std::move(result_); }
+    const std::string& failure() const noexcept { return failure_; }
+
+  private:
+    struct Level {
+        JSONValue container;
+        // Of an object, the member whose value comes next.
+        JSONValue::Object::iterator member;
+    };
+
+    bool refuse(std::string why) {
+        failure_ = std::move(why);
+        return false;
+    }
+
+    // What the reader objects to, without the library's prefix and without the text it objects to, which may
+    // be secret or as long as the input.
+    static std::string reason(const nlohmann::json::exception& error) {
+        if (error.id == 406) return "a number is too large";
+        const std::string_view what = error.what();
+        const auto start = what.find(" - ");
+        const auto text = start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
+        return std::string(text.substr(0, text.find("; last read: ")));
+    }
+
+    // The string itself, where the reader has seen others in its place.
+    std::string actual(std::string& seen) {
+        const auto literal = hidden_ ? hidden_->next() : std::nullopt;
+        return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(seen);
+    }
+
+    bool open(JSONValue container) {
+        if (open_.size() == JSONSerialization::maximumDepth) return refuse("lists and objects nest too deep");
+        open_.push_back({std::move(container), {}});
+        return true;
+    }
+
+    bool close() {
+        auto container = std::move(open_.back().container);
+        open_.pop_back();
+        return add(std::move(container));
+    }
+
+    bool add(JSONValue value) {
+        if (open_.empty()) {
+            result_ = std::move(value);
+        } else if (auto* list = open_.back().container.as<JSONValue::List>()) {
+            list->push_back(std::move(value));
+        } else {
+            open_.back().member->second = std::move(value);
+        }
+        return true;
+    }
+
+    std::optional<StringLiterals> hidden_;
+    std::vector<Level> open_;
+    JSONValue result_;
+    std::string failure_;
+};
+
+// The string as JSON; nothing when it is not UTF-8.
+std::optional<std::string> quotedJSON(const std::string& text) {
+    try {
+        return nlohmann::json(text).dump();
+    } catch (const nlohmann::json::type_error&) {
+        return std::nullopt;
+    }
+}
+
+// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON library.
+constexpr bool isPlain(char c) noexcept {
+    return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/';
+}
+
+class Writer {
+  public:
+    Writer() { out_.reserve(256); }
+
+    void operator()(std::monostate) { write("null"); }
+    void operator()(bool value) { write(value ? "true" : "false"); }
+    void operator()(std::int64_t value) { writeNumber(value); }
+    void operator()(double value) {
+        constexpr double exactIntegers = 9007199254740992.0;  // 2^53
+        if (!std::isfinite(value)) throw JSONError("A number that is not finite cannot be written as JSON.");
+        if (std::trunc(value) == value && std::abs(value) < exactIntegers) {
+            writeNumber(static_cast<std::int64_t>(value));
+        } else {
+            writeNumber(value);
+        }
+    }
+    void operator()(const std::string& text) {
+        if (std::all_of(text.begin(), text.end(), isPlain)) {
+            out_.push_back('"');
+            write(text);
+            out_.push_back('"');
+            return;
+        }
+        const auto escaped = quotedJSON(text);
+        if (!escaped) throw JSONError("A string that is not UTF-8 cannot be written as JSON.");
+        for (const char c : *escaped) {
+            if (c == '/') out_.push_back('\\');
+            out_.push_back(static_cast<std::uint8_t>(c));
+        }
+    }
+    void operator()(const JSONValue::List& list) {
+        out_.push_back('[');
+        bool isFirst = true;
+        for (const auto& value : list) {
+            if (!std::exchange(isFirst, false)) out_.push_back(',');
+            value.visit(*this);
+        }
+        out_.push_back(']');
+    }
+    void operator()(const JSONValue::Object& object) {
+        out_.push_back('{');
+        bool isFirst = true;
+        for (const auto& [name, value] : object) {
+            if (!std::exchange(isFirst, false)) out_.push_back(',');
+            (*this)(name);
+            out_.push_back(':');
+            value.visit(*this);
+        }
+        out_.push_back('}');
+    }
+    void operator()(const std::any&) { throw JSONError("A value that is not JSON cannot be written as JSON."); }
+
+    ByteBuffer result() && { return std::move(out_); }
+
+  private:
+    void write(std::string_view text) { out_.insert(out_.end(), text.begin(), text.end()); }
+
+    void writeNumber(auto value) {
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+        write({digits.data(), static_cast<std::size_t>(end - digits.data())});
+    }
+
+    ByteBuffer out_;
+};
+
+struct IsJSON {
+    bool operator()(double value) const { return std::isfinite(value); }
+    bool operator()(const std::string& text) const {
+        return std::all_of(text.begin(), text.end(), isPlain) || quotedJSON(text).has_value();
+    }
+    bool operator()(const JSONValue::List& list) const {
+        return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });
+    }
+    bool operator()(const JSONValue::Object& object) const {
+        return std::all_of(object.begin(), object.end(),
+                           [this](const auto& member) { return (*this)(member.first) && member.second.visit(*this); });
+    }
+    bool operator()(const std::any&) const { return false; }
+    template <class T>
+    bool operator()(const T&) const {
+        return true;
+    }
+};
+
+}  // namespace
+
+std::string JSONError::debugDescription() const {
+    return "JSONError(" + debugQuoted(errorDescription()) + ")";
+}
+
+bool JSONSerialization::isValidJSONObject(const JSONValue& value) {
+    return (value.as<JSONValue::List>() || value.as<JSONValue::Object>()) && value.visit(IsJSON());
+}
+
+ByteBuffer JSONSerialization::data(const JSONValue& value) {
+    Writer writer;
+    value.visit(writer);
+    return std::move(writer).result();
+}
+
+namespace {
+
+JSONValue read(ByteView text, ValueBuilder& builder) {
+    // The reader skips a byte order mark and takes a NUL byte for the end of its input.
+    if (text.size() >= 3 && text[0] == 0xEF && text[1] == 0xBB && text[2] == 0xBF) {
+        throw JSONError("The text is not JSON: it starts with a byte order mark.");
+    }
+    if (asText(text).find('\0') != std::string_view::npos) {
+        throw JSONError("The text is not JSON: it holds a NUL byte.");
+    }
+    if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder)) {
+        throw JSONError("The text is not JSON: " + builder.failure() + ".");
+    }
+    return std::move(builder).result();
+}
+
+}  // namespace
+
+JSONValue JSONSerialization::jsonObject(ByteView text) {
+    ValueBuilder builder;
+    return read(text, builder);
+}
+
+SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
+    // The reader leaves copies of what it reads in freed memory, so it is shown a text with other strings.
+    SecretBuffer shown(text.begin(), text.end());
+    StringLiterals literals(text);
+    while (const auto literal = literals.next()) {
+        const auto offset = reinterpret_cast<const std::uint8_t*>(literal->data()) - text.data();
+        if (isVerbatim(*literal)) std::fill_n(shown.begin() + offset, literal->size(), 'x');
+    }
+    ValueBuilder builder(text);
+    return SecretJSON(read(shown, builder));
+}
+
+}  // namespace Torvane

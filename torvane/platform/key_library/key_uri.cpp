@@ -1,0 +1,41 @@
+#include "torvane/platform/key_library/key_uri.hpp"
+
+#include <utility>
+
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/keys_in_files.hpp"
+#include "torvane/platform/key_stores/internal/software_key.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
+
+namespace Torvane::Zennet {
+namespace {
+
+namespace Crypto = Crypto;
+
+Key platformKey(SecKey key, KeyClass keyClass) {
+    const auto type = key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
+    if (keyClass == KeyClass::publicKey) return PublicKey(std::move(key), type);
+    return PrivateKey(std::move(key), type);
+}
+
+}  // namespace
+
+Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
+    const auto half = keyClass == KeyClass::publicKey ? KeyHalf::publicHalf : KeyHalf::privateHalf;
+    if (namesToken(uri)) return platformKey(Torvane::openKey(uri, half, secret), keyClass);
+    auto key = keyOfFile(uri, half, secret);
+    if (!Crypto::isSecp256k1(key.get())) return platformKey(softwareKey(std::move(key), half), keyClass);
+    if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::secp256k1Point(key.get()), KeyType::SECP256K1Key);
+    return PrivateKey(Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key);
+}
+
+PrivateKey generateSecp256k1Key(std::string_view uri, const SecretSource& secret) {
+    if (namesToken(uri)) {
+        throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a token.");
+    }
+    const auto key = keyIntoFile(uri, Crypto::generateSecp256k1(), secret);
+    return {Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key};
+}
+
+}  // namespace Torvane::Zennet

@@ -1,0 +1,57 @@
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
+
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/primitives/secp256k1_curve.hpp"
+
+namespace Torvane::Zennet {
+
+namespace Curve = Crypto::Secp256k1;
+
+bool Secp256k1Utils::isSecp256k1Key(const Key& key) noexcept {
+    return key.keyType() && key.keyType()->curve() == SECP256K1CURVE;
+}
+
+std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
+                                                      std::string_view keyId) {
+    const auto point = publicKey.keyData() ? Curve::publicPoint(*publicKey.keyData()) : std::nullopt;
+    if (!point) return std::nullopt;
+
+    ByteView scalar;
+    if (privateKey) {
+        scalar = privateKey->keyData().value_or(ByteView());
+        if (!Curve::isPrivateKey(scalar) || Curve::publicPointOf(scalar) != *point) return std::nullopt;
+    }
+
+    const auto coordinate = [&point](std::size_t offset) {
+        return encodeBase64url(ByteView(*point).subspan(offset, Curve::scalarSize));
+    };
+    JSONValue::Object jwk{{"kty", "EC"},         {"crv", SECP256K1CURVE}, {"x", coordinate(1)},
+                          {"y", coordinate(33)}, {"kid", keyId},          {"alg", "ES256K"}};
+    if (!JSONSerialization::isValidJSONObject(jwk)) return std::nullopt;
+    auto text = JSONSerialization::data(jwk);
+    if (privateKey) {
+        // The scalar goes straight into its place in the text, so that no copy of it stays behind.
+        constexpr std::string_view member = ",\"d\":\"";
+        ByteBuffer complete;
+        complete.reserve(text.size() + member.size() + base64urlSize(scalar.size()) + 1);
+        complete.assign(text.begin(), text.end() - 1);
+        complete.insert(complete.end(), member.begin(), member.end());
+        appendSecretBase64url(complete, scalar);
+        complete.push_back('"');
+        complete.push_back('}');
+        return complete;
+    }
+    return text;
+}
+
+Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
+    SecretBuffer scalar(Curve::scalarSize);
+    do {
+        secRandomCopyBytes(scalar);
+    } while (!Curve::isPrivateKey(scalar));
+    return {PrivateKey(scalar, KeyType::SECP256K1Key), PublicKey(Curve::publicPointOf(scalar), KeyType::SECP256K1Key)};
+}
+
+}  // namespace Torvane::Zennet

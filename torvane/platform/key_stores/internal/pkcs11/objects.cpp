@@ -1,0 +1,157 @@
+#include "torvane/platform/key_stores/internal/pkcs11/objects.hpp"
+
+#include <array>
+#include <cstring>
+#include <set>
+#include <utility>
+
+#include <openssl/asn1.h>
+#include <openssl/objects.h>
+
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/key_text.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
+#include "torvane/platform/primitives/openssl.hpp"
+
+namespace Torvane::Crypto {
+namespace {
+
+using OctetString = Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
+
+std::string hexadecimal(ByteView bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const auto byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+std::string inWords(const KeyName& name) {
+    std::string words;
+    if (!name.label.empty()) words = debugQuoted(name.label);
+    if (!name.id.empty()) words += (words.empty() ? "id " : ", id ") + hexadecimal(name.id);
+    return words.empty() ? "any name" : words;
+}
+
+const char* inWords(CK_OBJECT_CLASS objectClass) noexcept {
+    switch (objectClass) {
+        case CKO_PRIVATE_KEY: return "private key";
+        case CKO_CERTIFICATE: return "certificate";
+        default: return "public key";
+    }
+}
+
+std::string listed(Pkcs11Session& session, const std::vector<CK_OBJECT_HANDLE>& objects) {
+    std::multiset<std::string> names;
+    for (const auto object : objects) names.insert(inWords(nameOf(session, object)));
+    std::string list;
+    for (const auto& name : names) list += (list.empty() ? "" : "; ") + name;
+    return list.empty() ? "none" : list;
+}
+
+CK_ULONG number(Pkcs11Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+    const auto value = session.attribute(object, type);
+    CK_ULONG number = CK_UNAVAILABLE_INFORMATION;
+    if (value && value->size() == sizeof(number)) std::memcpy(&number, value->data(), sizeof(number));
+    return number;
+}
+
+// The name of a curve as PKCS #11 has it: the DER text of its object identifier.
+ByteBuffer ecParameters(EllipticCurve curve) {
+    const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(groupName(curve)));
+    ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_OBJECT(identifier, nullptr)));
+    auto* out = der.data();
+    i2d_ASN1_OBJECT(identifier, &out);
+    return der;
+}
+
+std::optional<PublicComponents> ecComponents(ByteView parameters, ByteBuffer point) {
+    if (parameters.empty() || point.empty()) return std::nullopt;
+    for (const auto curve : {EllipticCurve::P256, EllipticCurve::P384, EllipticCurve::P521}) {
+        const auto expected = ecParameters(curve);
+        if (!std::equal(parameters.begin(), parameters.end(), expected.begin(), expected.end())) continue;
+        const auto size = coordinateSize(curve);
+        if (point.size() != 2 * size + 1) {
+            // Else it is wrapped into an OCTET STRING, as it should be.
+            const auto* data = point.data();
+            const OctetString wrapped(d2i_ASN1_OCTET_STRING(nullptr, &data, static_cast<long>(point.size())));
+            if (wrapped) point.assign(wrapped->data, wrapped->data + wrapped->length);
+        }
+        if (point.size() != 2 * size + 1 || point.front() != POINT_CONVERSION_UNCOMPRESSED) break;
+        const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
+        return ECPublicComponents{curve, ByteBuffer(point.begin() + 1, middle), ByteBuffer(middle, point.end())};
+    }
+    throw unsupportedKey();
+}
+
+void generate(Pkcs11Session& session, CK_MECHANISM_TYPE type, Pkcs11Template& publicKey, Pkcs11Template& privateKey) {
+    publicKey.setTrue({CKA_TOKEN, CKA_VERIFY}).setFalse({CKA_PRIVATE});
+    privateKey.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN}).setFalse({CKA_EXTRACTABLE});
+    CK_MECHANISM mechanism{type, nullptr, 0};
+    CK_OBJECT_HANDLE publicHandle{}, privateHandle{};
+    session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("make a key pair", &mechanism, publicKey.data(),
+                                                       publicKey.size(), privateKey.data(), privateKey.size(),
+                                                       &publicHandle, &privateHandle);
+}
+
+}  // namespace
+
+std::optional<CK_OBJECT_HANDLE> findOne(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
+                                        const std::string& tokenName) {
+    Pkcs11Template attributes(objectClass, name);
+    const auto found = session.find(attributes);
+    if (found.size() > 1) {
+        throw KeyStoreError::keyNotFound("One " + std::string(inWords(objectClass)) + " (" + inWords(name) +
+                                         ") was looked for in " + tokenName + "; these fit: " + listed(session, found) +
+                                         ".");
+    }
+    return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
+void refuseMissing(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
+                   const std::string& tokenName) {
+    Pkcs11Template all(objectClass);
+    throw KeyStoreError::keyNotFound("One " + std::string(inWords(objectClass)) + " (" + inWords(name) +
+                                     ") was looked for in " + tokenName +
+                                     "; there are: " + listed(session, session.find(all)) + ".");
+}
+
+KeyName nameOf(Pkcs11Session& session, CK_OBJECT_HANDLE object) {
+    const auto label = session.attributeOrEmpty(object, CKA_LABEL);
+    return {std::string(asText(label)), session.attributeOrEmpty(object, CKA_ID)};
+}
+
+std::optional<PublicComponents> publicComponents(Pkcs11Session& session, CK_OBJECT_HANDLE object) {
+    const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.attributeOrEmpty(object, type); };
+    if (number(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
+        const auto keys = readKeys(read(CKA_VALUE), nullptr, {});
+        if (keys.certifiedKeys.empty()) return std::nullopt;
+        return publicComponents(keys.certifiedKeys.front().get());
+    }
+    const auto type = number(session, object, CKA_KEY_TYPE);
+    if (type == CKK_EC) return ecComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
+    if (type != CKK_RSA) throw unsupportedKey();
+    RSAPublicComponents rsa{read(CKA_MODULUS), read(CKA_PUBLIC_EXPONENT)};
+    if (rsa.modulus.empty() || rsa.exponent.empty()) return std::nullopt;
+    return rsa;
+}
+
+void generateRSA(Pkcs11Session& session, std::size_t modulusBits, const KeyName& name) {
+    constexpr std::array<std::uint8_t, 3> exponent{1, 0, 1};
+    Pkcs11Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
+    publicKey.add(CKA_MODULUS_BITS, modulusBits).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_ENCRYPT});
+    privateKey.setTrue({CKA_DECRYPT});
+    generate(session, CKM_RSA_PKCS_KEY_PAIR_GEN, publicKey, privateKey);
+}
+
+void generateEC(Pkcs11Session& session, EllipticCurve curve, const KeyName& name) {
+    const auto parameters = ecParameters(curve);
+    Pkcs11Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
+    publicKey.add(CKA_EC_PARAMS, ByteView(parameters));
+    privateKey.setTrue({CKA_DERIVE});
+    generate(session, CKM_EC_KEY_PAIR_GEN, publicKey, privateKey);
+}
+
+}  // namespace Torvane::Crypto

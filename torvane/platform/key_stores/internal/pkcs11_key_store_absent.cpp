@@ -1,0 +1,40 @@
+// The PKCS #11 key store of a library that is built without p11-kit: each use says so.
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/pkcs11_key_store.hpp"
+
+namespace Torvane {
+
+namespace {
+
+[[noreturn]] void refuse() {
+    throw KeyStoreError::notSupported("This build of the library has no PKCS #11 key store.");
+}
+
+}  // namespace
+
+Pkcs11KeyStore::Pkcs11KeyStore(std::string_view, SecretSource) {
+    refuse();
+}
+
+const KeyName& Pkcs11KeyStore::keyName() const noexcept {
+    static const KeyName none;
+    return none;
+}
+
+SecKey Pkcs11KeyStore::key(KeyHalf) const {
+    refuse();
+}
+
+SecKey Pkcs11KeyStore::key(const KeyName&, KeyHalf) const {
+    refuse();
+}
+
+SecKey Pkcs11KeyStore::generateRSA(std::size_t, const KeyName&) const {
+    refuse();
+}
+
+SecKey Pkcs11KeyStore::generateEC(EllipticCurve, const KeyName&) const {
+    refuse();
+}
+
+}  // namespace Torvane

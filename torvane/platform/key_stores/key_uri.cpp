@@ -1,0 +1,39 @@
+#include "torvane/platform/key_stores/key_uri.hpp"
+
+#include "torvane/platform/key_stores/internal/key_file.hpp"
+#include "torvane/platform/key_stores/internal/keys_in_files.hpp"
+#include "torvane/platform/key_stores/internal/software_key.hpp"
+#include "torvane/platform/key_stores/pkcs11_key_store.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
+
+namespace Torvane {
+namespace {
+
+SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
+    return softwareKey(keyIntoFile(uri, key, secret), KeyHalf::privateHalf);
+}
+
+}  // namespace
+
+bool namesToken(std::string_view uri) noexcept {
+    return hasScheme(uri, "pkcs11");
+}
+
+SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret) {
+    if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(half);
+    return softwareKey(keyOfFile(uri, half, secret), half);
+}
+
+SecKey generateRSAKey(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {
+    if (!namesToken(uri)) return inFile(uri, Crypto::generateRSA(modulusBits), secret);
+    const Pkcs11KeyStore store(uri, secret);
+    return store.generateRSA(modulusBits, store.keyName());
+}
+
+SecKey generateECKey(std::string_view uri, EllipticCurve curve, const SecretSource& secret) {
+    if (!namesToken(uri)) return inFile(uri, Crypto::generateEC(curve), secret);
+    const Pkcs11KeyStore store(uri, secret);
+    return store.generateEC(curve, store.keyName());
+}
+
+}  // namespace Torvane

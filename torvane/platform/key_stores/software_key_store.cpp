@@ -1,0 +1,96 @@
+#include "torvane/platform/key_stores/software_key_store.hpp"
+
+#include <atomic>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "torvane/platform/key_stores/internal/key_text.hpp"
+#include "torvane/platform/key_stores/internal/software_key.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
+#include "torvane/platform/primitives/asymmetric_operations.hpp"
+
+namespace Torvane {
+namespace {
+
+class SoftwareKey final : public StoreKey {
+  public:
+    SoftwareKey(Crypto::Pkey key, KeyName name) noexcept : key_(std::move(key)), name_(std::move(name)) {}
+
+    KeyName name() const override { return name_; }
+
+    PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
+
+    ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
+        auto signature = withKey([&](const auto& key) { return Crypto::sign(key, scheme, hash, digest); });
+        if (hasFailed_ && !Crypto::verify(key_, scheme, hash, digest, signature)) {
+            throw SecurityError("Failed to sign.");
+        }
+        return signature;
+    }
+
+    std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const override {
+        return withKey([&](const auto& key) { return Crypto::decryptOaep(key, oaepHash, ciphertext); });
+    }
+
+    SecretBuffer agree(const SecKey& peer) const override {
+        return withKey([&](const auto& key) { return Crypto::agree(key, SecKeyAccess::publicPkey(peer)); });
+    }
+
+  private:
+    // When memory runs out inside an operation, OpenSSL 3.0 may leave a broken blinding in an RSA key, which spoils
+    // what is done with it later, or make an incomplete copy, both without a word. So after a failure each operation
+    // has a new copy, and signatures are verified.
+    template <class Operation>
+    std::invoke_result_t<Operation, const Crypto::PreparedKey&> withKey(Operation operation) const {
+        try {
+            return hasFailed_ ? operation(Crypto::PreparedKey(Crypto::copyOf(key_.get()))) : operation(key_);
+        } catch (const SecurityError&) {
+            hasFailed_ = true;
+            throw;
+        }
+    }
+
+    Crypto::PreparedKey key_;
+    KeyName name_;
+    mutable std::atomic<bool> hasFailed_ = false;
+};
+
+SecKey held(Crypto::Pkey key, KeyName name = {}) {
+    return SecKey(std::make_shared<const SoftwareKey>(std::move(key), std::move(name)));
+}
+
+}  // namespace
+
+SecKey softwareKey(Crypto::Pkey key, KeyHalf half) {
+    return half == KeyHalf::privateHalf ? held(std::move(key)) : SecKey(Crypto::publicComponents(key.get()));
+}
+
+SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
+    return held(Crypto::generateRSA(modulusBits), std::move(name));
+}
+
+SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
+    return held(Crypto::generateEC(curve), std::move(name));
+}
+
+SecKey SoftwareKeyStore::load(ByteView encoded) {
+    auto keys = Crypto::readKeys(encoded, nullptr, {});
+    if (!keys.privateKeys.empty()) return held(Crypto::checkedPair(std::move(keys.privateKeys.front())));
+    if (!keys.publicKeys.empty()) return softwareKey(std::move(keys.publicKeys.front()), KeyHalf::publicHalf);
+    throw SecurityError("No unencrypted key was found in the PEM or DER text.");
+}
+
+SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
+    return softwareKey(Crypto::readKey(encoded, half, passphrase, origin), half);
+}
+
+SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {
+    return held(Crypto::privateKey(components));
+}
+
+SecKey SoftwareKeyStore::fromComponents(const ECPrivateComponents& components) {
+    return held(Crypto::privateKey(components));
+}
+
+}  // namespace Torvane

@@ -1,0 +1,65 @@
+#include "torvane/platform/primitives/key_derivation.hpp"
+
+#include <array>
+
+#include "torvane/platform/primitives/openssl.hpp"
+
+namespace Torvane::Crypto {
+namespace {
+
+constexpr std::size_t wrapOverhead = 8;
+
+CipherContext wrapContext(ByteView wrappingKey, bool encrypt) {
+    const EVP_CIPHER* cipher = wrappingKey.size() == 16   ? EVP_aes_128_wrap()
+                               : wrappingKey.size() == 24 ? EVP_aes_192_wrap()
+                                                          : EVP_aes_256_wrap();
+    CipherContext context(check(EVP_CIPHER_CTX_new(), "set up key wrap"));
+    EVP_CIPHER_CTX_set_flags(context.get(), EVP_CIPHER_CTX_FLAG_WRAP_ALLOW);
+    check(EVP_CipherInit_ex(context.get(), cipher, nullptr, wrappingKey.data(), nullptr, encrypt ? 1 : 0),
+          "set up key wrap");
+    return context;
+}
+
+}  // namespace
+
+SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size) {
+    const ErrorScope scope;
+    const Kdf kdf(check(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_SSKDF, nullptr), "find the key derivation"));
+    const KdfContext context(check(EVP_KDF_CTX_new(kdf.get()), "set up the key derivation"));
+    std::array params{OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>("SHA256"), 0),
+                      OSSL_PARAM_construct_octet_string(
+                          OSSL_KDF_PARAM_KEY, const_cast<std::uint8_t*>(sharedSecret.data()), sharedSecret.size()),
+                      OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO,
+                                                        const_cast<std::uint8_t*>(otherInfo.data()), otherInfo.size()),
+                      OSSL_PARAM_construct_end()};
+    SecretBuffer key(size);
+    check(EVP_KDF_derive(context.get(), key.data(), key.size(), params.data()), "derive a key");
+    return key;
+}
+
+ByteBuffer wrapKey(ByteView wrappingKey, ByteView key) {
+    const ErrorScope scope;
+    const auto context = wrapContext(wrappingKey, true);
+    ByteBuffer wrapped(key.size() + 2 * wrapOverhead);
+    int written = 0;
+    check(EVP_CipherUpdate(context.get(), wrapped.data(), &written, key.data(), static_cast<int>(key.size())),
+          "wrap a key");
+    wrapped.resize(static_cast<std::size_t>(written));
+    return wrapped;
+}
+
+std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, std::size_t size) {
+    const ErrorScope scope;
+    if (wrapped.size() != size + wrapOverhead) return std::nullopt;
+    const auto context = wrapContext(wrappingKey, false);
+    SecretBuffer key(wrapped.size() + wrapOverhead);
+    int written = 0;
+    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), static_cast<int>(wrapped.size())) != 1 ||
+        static_cast<std::size_t>(written) != size) {
+        return std::nullopt;
+    }
+    key.resize(size);
+    return key;
+}
+
+}  // namespace Torvane::Crypto

@@ -1,0 +1,88 @@
+// Owning handles over OpenSSL 3, and the one way in which its failures become errors.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/kdf.h>
+#include <openssl/param_build.h>
+
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/internal/error_scope.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
+
+namespace Torvane::Crypto {
+
+template <auto Free>
+struct Deleter {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        Free(object);
+    }
+};
+
+template <class T, auto Free>
+using Handle = std::unique_ptr<T, Deleter<Free>>;
+
+using Pkey = Handle<EVP_PKEY, EVP_PKEY_free>;
+using PkeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
+using Mac = Handle<EVP_MAC, EVP_MAC_free>;
+using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
+using Kdf = Handle<EVP_KDF, EVP_KDF_free>;
+using KdfContext = Handle<EVP_KDF_CTX, EVP_KDF_CTX_free>;
+using Bignum = Handle<BIGNUM, BN_clear_free>;
+using EcdsaSignature = Handle<ECDSA_SIG, ECDSA_SIG_free>;
+using ParamBuilder = Handle<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free>;
+using Params = Handle<OSSL_PARAM, OSSL_PARAM_free>;
+
+/// Without OpenSSL's reason: it differs between patch releases, and may be an older one of somebody else's.
+[[noreturn]] inline void fail(std::string_view what) {
+    throw SecurityError("Failed to " + std::string(what) + ".");
+}
+
+/// Turns every result other than 1 into a SecurityError "Failed to " + what + ".".
+inline void check(int result, std::string_view what) {
+    if (result != 1) fail(what);
+}
+
+/// The same for functions that return a pointer.
+template <class T>
+T* check(T* result, std::string_view what) {
+    if (result == nullptr) fail(what);
+    return result;
+}
+
+/// OpenSSL's ciphers count bytes in an int; longer input goes in pieces of this size.
+inline constexpr std::size_t largestCipherUpdate = std::size_t{1} << 30;
+
+/// Calls use(piece) for consecutive pieces that fit an int.
+template <class Use>
+void inCipherPieces(ByteView bytes, Use use) {
+    while (!bytes.empty()) {
+        const auto piece = bytes.first(std::min(bytes.size(), largestCipherUpdate));
+        use(piece);
+        bytes = bytes.subspan(piece.size());
+    }
+}
+
+inline const EVP_MD* evpDigest(HashFunction hash) noexcept {
+    switch (hash) {
+        case HashFunction::SHA1: return EVP_sha1();
+        case HashFunction::SHA256: return EVP_sha256();
+        case HashFunction::SHA384: return EVP_sha384();
+        case HashFunction::SHA512: return EVP_sha512();
+    }
+    return nullptr;
+}
+
+}  // namespace Torvane::Crypto
