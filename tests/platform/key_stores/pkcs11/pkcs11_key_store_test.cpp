@@ -1,7 +1,7 @@
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
+#include "tests/platform/key_stores/pkcs11/device_testing.hpp"
 #include "tests/testing/vectors.hpp"
-#include "tests/tokens/token_testing.hpp"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <p11-kit/pkcs11.h>
 #include <thread>
 
-#include "tests/tokens/token_testing.hpp"
+#include "tests/platform/key_stores/pkcs11/device_testing.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/testing/soft_token.hpp"
+#include "tests/testing/soft_device.hpp"
 
 #include <chrono>
 #include <csignal>

@@ -7,7 +7,7 @@
 #include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
-#include "tests/testing/soft_token.hpp"
+#include "tests/testing/soft_device.hpp"
 #include "tests/testing/testing.hpp"
 #include "tests/testing/vectors.hpp"
 

@@ -1,4 +1,4 @@
-"""The report of the benchmarks reads hand-made measurements as it should: bench_report_test.py ROOT
+"""The report of the benchmarks reads hand-made measurements as it should: report_test.py ROOT
 
 Each fault that it names would make the library look better or worse than it was measured.
 """

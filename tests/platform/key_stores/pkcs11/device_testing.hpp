@@ -4,7 +4,7 @@
 #include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 
-#include "tests/testing/soft_token.hpp"
+#include "tests/testing/soft_device.hpp"
 #include "tests/testing/testing.hpp"
 
 namespace Testing {

@@ -1,8 +1,9 @@
+#include "torvane/platform/key_library/secp256k1_utils.hpp"
+
 #include <gtest/gtest.h>
 
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/key_library/key.hpp"
-#include "torvane/platform/key_library/secp256k1_utils.hpp"
 
 #include "tests/testing/keys.hpp"
 #include "tests/testing/vectors.hpp"
