@@ -13,4 +13,4 @@ mkdir -p "$folder"
     find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
     echo "OUTPUT_DIRECTORY = \"$folder\""
 } | doxygen -
-python3 docs/undocumented.py "$folder/xml"
+python3 scripts/undocumented.py "$folder/xml"

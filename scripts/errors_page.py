@@ -18,7 +18,7 @@ CLASSES = (
 
 HEAD = """# Errors
 
-<!-- Written by docs/errors_page.py from the headers. -->
+<!-- Written by scripts/errors_page.py from the headers. -->
 
 Every case of every error, when it is thrown, and what its text is made of. [What to do](handling-errors.md) is another
 page. Where the text is the message or the description, it says what was wrong in the case at hand. "The textual form"
@@ -90,4 +90,4 @@ page = HEAD + "".join(section(*its) for its in CLASSES) + TAIL
 if sys.argv[1:] == ["--write"]:
     PAGE.write_text(page)
 elif PAGE.read_text() != page:
-    sys.exit("docs/errors.md is stale: run docs/errors_page.py --write")
+    sys.exit("docs/errors.md is stale: run scripts/errors_page.py --write")
