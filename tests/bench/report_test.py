@@ -13,6 +13,7 @@ ROOT = pathlib.Path(sys.argv[1])
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(ROOT / "bench"))
 import goals
+import plots
 import profile_table
 import report
 import results as measured
@@ -191,8 +192,21 @@ def check_profile():
         "malloc and free": 90, "the rest of the library": 10}
 
 
+def check_pictures():
+    growth = {"hostile_a": {10: (1, 1000), 1000: (100, 0)}, "b": {10: (0, 1000), 1000: (10_000, 100_000)}}
+    svg = plots.picture(growth, "Sets & keys", "keys")
+    drawn = re.findall(r'class="s(\d)" points="([^"]+)"', svg)
+    yield "a point in the wrong place, or one that was not measured", drawn[:4], [
+        ("0", "64,318 404,190"), ("1", "404,62"), ("0", "484,318"), ("1", "484,318 824,62")]
+    text = re.findall(r">([^<]+)</text>", svg)
+    yield "a wrong decade", text[1:9], ["10", "100", "1 k", "1 µs", "10 µs", "100 µs", "1 ms", "10 ms"]
+    yield "a wrong name", text[-3:], ["a", "b", "in proportion"]
+    yield "a line that is not in proportion", re.findall(r'class="p" d="([^"]+)"', svg)[0], "M64 220.5L404 92.5"
+    yield "a title that is not escaped", text[0], "Sets &amp; keys"
+
+
 def main():
-    checks = [*check_goals(), *check_others(), *check_profile()]
+    checks = [*check_goals(), *check_others(), *check_profile(), *check_pictures()]
     wrong = [f"{what}: it is {found!r}, and has to be {expected!r}" for what, found, expected in checks
              if found != expected]
     if len(checks) < 2 * len(GOALS) + 12:
