@@ -13,7 +13,8 @@ PICTURES = [
 ]
 # Readers who see no red or green can tell these apart too (Okabe and Ito). Shapes of markers help them as well.
 COLOURS = ["#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9", "#000000"]
-SHAPES = ['<circle cx="5" cy="5" r="3"/>', '<rect x="2" y="2" width="6" height="6"/>', '<polygon points="5,1 9,8 1,8"/>']
+SHAPES = ['<circle cx="5" cy="5" r="3"/>', '<rect x="2" y="2" width="6" height="6"/>',
+          '<polygon points="5,1 9,8 1,8"/>']
 WIDTH, TOP, BOTTOM = 860, 62, 318
 PANELS = [(64, 404), (484, 824)]
 LEGEND_TOP, LEGEND_COLUMNS = 362, 4
@@ -95,7 +96,8 @@ def legend(names):
             yield f'<polyline class="s{position}" points="{x},{y} {x + 16},{y} {x + 32},{y}"/>'
         else:
             yield f'<path class="p" d="M{x} {y}h32"/>'
-        yield f'<text class="k" x="{x + 40}" y="{y + 4}">{escape(name.replace("_", " ").removeprefix("hostile "))}</text>'
+        shown = escape(name.replace("_", " ").removeprefix("hostile "))
+        yield f'<text class="k" x="{x + 40}" y="{y + 4}">{shown}</text>'
 
 
 def picture(growth, title, label):

@@ -20,6 +20,19 @@ consumer sends {"amount":950,"currency":"EUR"}
 Type of claim payment is String, expected type is Bool.Type
 The file "missing.pem" cannot be read: No such file or directory.
 """
+# What add_subdirectory() may leave in the cache: our own names, and what CMake's modules keep of the dependencies.
+IN_THE_CACHE = re.compile(
+    r"(TORVANE|PKG_CONFIG)_|(pkgcfg_lib_|__pkg_config_(arguments|checked)_)?(torvane_|_?OPENSSL[_ ])"
+    r"|(nlohmann_json_DIR|prefix_result|FIND_PACKAGE_MESSAGE_DETAILS_(OpenSSL|PkgConfig|nlohmann_json)) "
+)
+WARNINGS = "-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion"
+COMPILERS = {
+    "GNU": f"{WARNINGS};-Wno-restrict",
+    "Clang": WARNINGS,
+    "AppleClang": WARNINGS,
+    "MSVC": "/W4",
+    "Another": "flags-NOTFOUND",
+}
 BY_THE_COMPILER = ("isImplicit", "explicitlyDefaulted", "explicitlyDeleted", "pure")
 PRIVATE_FOLDERS = {"internal", "primitives"}
 
@@ -134,10 +147,46 @@ def find_package_shared():
 
 def add_subdirectory():
     settings = ("-DTORVANE_FROM=subdirectory", f"-DTORVANE_SOURCE={source}", *quick)
-    check_consumer(with_cmake("subdirectory", *settings), shared=False)
+    shutil.rmtree(work / "subdirectory", ignore_errors=True)
+    program = with_cmake("subdirectory", *settings)
+    check_consumer(program, shared=False)
+    check_embedder(program.parent)
     prefix = work / "subdirectory-prefix"
     run("cmake", "--install", work / "subdirectory", "--prefix", prefix)
     expect(not prefix.exists(), "what an application adds is installed with it")
+
+
+def check_embedder(tree):
+    """The project that added the library has the settings, targets and flags that it had before."""
+    before, after = ((tree / f"{name}.txt").read_text().splitlines() for name in ("before", "after"))
+    expect(len(before) > 100, f"only {len(before)} settings were looked at")
+    lost, new = set(before) - set(after), set(after) - set(before)
+    strays = {line for line in new if not IN_THE_CACHE.match(line.removeprefix("variable "))}
+    expect(not lost and not strays, f"add_subdirectory changes\n" + "\n".join(sorted(lost | strays)))
+    same((tree / "targets.txt").read_text().split(";"), {"torvane"}, "targets that an application gets")
+    flags = {}
+    for unit in json.loads((tree / "compile_commands.json").read_text()):
+        kind = "ours" if "/torvane.dir/" in unit["command"] else "its"
+        flags.setdefault(kind, set()).update(word for word in unit["command"].split() if re.match("-[Wf]", word))
+    expect({"-Wall", "-fvisibility=hidden"} <= flags["ours"], f"the library is built with {flags['ours']} alone")
+    expect(not flags["its"], f"the application is built with {flags['its']}")
+
+
+def warning_flags():
+    """A compiler gets only flags that it is known to have."""
+    tree = work / "flags"
+    tree.mkdir(exist_ok=True)
+    lines = ["cmake_minimum_required(VERSION 3.25)", "project(flags LANGUAGES CXX)"]
+    lines += [f"include({source}/cmake/Settings.cmake)"]
+    for name, flags in COMPILERS.items():
+        lines += [f"set(CMAKE_CXX_COMPILER_ID {name})", f"string(COMPARE EQUAL {name} MSVC MSVC)"]
+        lines += [f"add_library({name} OBJECT EXCLUDE_FROM_ALL x.cpp)", f"torvane_warnings({name})"]
+        lines += [f"get_target_property(flags {name} COMPILE_OPTIONS)", f'message("{name}: ${{flags}}.")']
+    (tree / "CMakeLists.txt").write_text("\n".join(lines))
+    (tree / "x.cpp").write_text("")
+    printed = run("cmake", "-S", tree, "-B", tree / "build", f"-DCMAKE_CXX_COMPILER={compiler}")
+    for name, flags in COMPILERS.items():
+        expect(f"{name}: {flags}.\n" in printed, f"{name} should get {flags}:\n{printed}")
 
 
 def fetch_content():
