@@ -1,7 +1,7 @@
-// The bulk of base64url by the widest instructions that the processor has.
+// Base64url with the vector instructions that the processor has.
 //
-// Each function does as much of the front as it can and says how much; what is left, and what is wrong, is for the
-// caller's own loop. On a processor without such instructions that is everything.
+// Each function handles as much of the input's beginning as it can, and returns how much that is. The rest, including
+// everything invalid, is left to the caller. Without such instructions that is the whole input.
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,16 @@
 
 namespace Torvane::Base64Kernel {
 
-/// Encodes groups of three bytes; returns how many bytes. Writes four characters for each three, and no more.
+/// Encodes groups of three bytes to four characters each. Returns how many bytes it read; writes nothing beyond their
+/// characters.
 std::size_t encode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept;
 
-/// Decodes groups of four characters up to one that is not of the alphabet, at the latest; returns how many characters.
-/// `out` may be `in` or begin in front of it; where the characters that it leaves would be written, it may write too.
+/// Decodes groups of four characters to three bytes each, and stops at the latest at a character outside the alphabet.
+/// Returns how many characters it read. `out` may be `in` or begin before it. Bytes of `out` beyond the result, up to
+/// the size that all of the input would decode to, may be overwritten.
 std::size_t decode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept;
 
-/// How many characters from the front are known to be of the alphabet.
+/// Returns a number of characters at the beginning that are all in the alphabet.
 std::size_t countValid(const std::uint8_t* in, std::size_t size) noexcept;
 
 }  // namespace Torvane::Base64Kernel
