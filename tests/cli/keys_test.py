@@ -112,7 +112,7 @@ class Keys(CommandTest):
             os.close(terminal.master)
 
     def test_files_without_a_key_are_told_apart(self):
-        for content, error in ((b"", 'One public key was looked for in "file"; there are 0 private keys, '
+        for content, error in ((b"", 'Expected one public key in "file", found 0 private keys, '
                                      "0 public keys and 0 certificates."),
                                (None, 'The file "file" cannot be read: No such file or directory.')):
             self.path("file", content) if content is not None else os.remove(self.path("file"))

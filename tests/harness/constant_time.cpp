@@ -44,13 +44,13 @@ bool runClean() {
     for (const auto& [hash, size] : {std::pair{SHA256, 32U}, {SHA384, 48U}, {SHA512, 64U}}) {
         const auto key = hidden(SecretBuffer(size, 4));
         ByteBuffer forged(112, 5);
-        works = works && encrypts(*Crypto::cbcHmacEncryptor(hash, key, iv, aad)) &&
-                !Crypto::cbcHmacDecrypt(hash, key, iv, aad, ByteBuffer(size / 2, 6), forged);
+        works = works && encrypts(*Crypto::makeCbcHmacEncryptor(hash, key, iv, aad)) &&
+                !Crypto::decryptCbcHmac(hash, key, iv, aad, ByteBuffer(size / 2, 6), forged);
     }
     for (const std::size_t size : {16U, 24U, 32U}) {
         const auto key = hidden(SecretBuffer(size, 4));
-        works = works && encrypts(*Crypto::gcmEncryptor(key, gcmIv, aad)) &&
-                shown(Crypto::concatKdf(key, aad, 32)).size() == 32;
+        works = works && encrypts(*Crypto::makeGcmEncryptor(key, gcmIv, aad)) &&
+                shown(Crypto::deriveKeyByConcatKdf(key, aad, 32)).size() == 32;
     }
     for (const std::size_t size : {31U, 32U, 33U}) {
         ByteBuffer text;

@@ -29,7 +29,8 @@ inline ByteBuffer signedToken(std::string_view header, std::string_view payload,
 inline std::pair<ByteBuffer, ByteBuffer> encrypted(JOSE::ContentEncryptionAlgorithm encryption, ByteView key,
                                                    ByteView iv, ByteView aad, ByteView plaintext) {
     const auto hash = JOSE::parameters(encryption).macHash;
-    const auto encryptor = hash ? Crypto::cbcHmacEncryptor(*hash, key, iv, aad) : Crypto::gcmEncryptor(key, iv, aad);
+    const auto encryptor =
+        hash ? Crypto::makeCbcHmacEncryptor(*hash, key, iv, aad) : Crypto::makeGcmEncryptor(key, iv, aad);
     ByteBuffer ciphertext(plaintext.size() + 32);
     auto size = encryptor->update(plaintext, ciphertext);
     size += encryptor->finish(std::span(ciphertext).subspan(size));

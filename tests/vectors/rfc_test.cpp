@@ -220,10 +220,10 @@ void runPrimitive(const json& vector, Outcomes& outcomes) {
         EXPECT_EQ(tag, hex("tag_hex"));
         const auto hash = parameters(encryptionNamed(vector.at("enc"))).macHash.value();
         auto buffer = ciphertext;
-        EXPECT_TRUE(Crypto::cbcHmacDecrypt(hash, key, iv, aad, tag, buffer));
+        EXPECT_TRUE(Crypto::decryptCbcHmac(hash, key, iv, aad, tag, buffer));
         EXPECT_EQ(buffer, hex("plaintext_hex"));
         buffer = ciphertext;
-        EXPECT_FALSE(Crypto::cbcHmacDecrypt(hash, key, iv, ByteBuffer(), tag, buffer));
+        EXPECT_FALSE(Crypto::decryptCbcHmac(hash, key, iv, ByteBuffer(), tag, buffer));
         EXPECT_TRUE(buffer.empty());
     } else if (kind == "ecdh_es") {
         const auto ephemeral = privateKeyOf(vector.at("ephemeral_key"));
@@ -231,7 +231,7 @@ void runPrimitive(const json& vector, Outcomes& outcomes) {
         const auto published = secret(decoded(vector, "derived_b64u"));
         const JOSE::PartyInfo info{decoded(vector, "apu"), decoded(vector, "apv")};
         EXPECT_EQ(ephemeral.agree(recipient.publicKey()), secret(hex("z_hex")));
-        EXPECT_EQ(Crypto::concatKdf(hex("z_hex"), hex("kdf_otherinfo_hex"), 16), published);
+        EXPECT_EQ(Crypto::deriveKeyByConcatKdf(hex("z_hex"), hex("kdf_otherinfo_hex"), 16), published);
         EXPECT_EQ(JOSE::agreedKey(recipient, ephemeral.publicKey(), JOSE::KeyManagementAlgorithm::ECDH_ES,
                                   JOSE::ContentEncryptionAlgorithm::A128GCM, info),
                   published);

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "torvane/platform/encodings/internal/base64_kernel.hpp"
-#include "torvane/platform/primitives/declassified.hpp"
+#include "torvane/platform/primitives/declassify.hpp"
 
 namespace Torvane {
 namespace {
@@ -12,11 +12,11 @@ namespace {
 constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
-// Both characters of every 12-bit group, so that three bytes cost two look-ups.
+// The two characters of every 12-bit value, so that three bytes take two look-ups.
 using Pair = std::array<char, 2>;
 using PairTable = std::array<Pair, 4096>;
 
-constexpr PairTable pairsOf(std::string_view alphabet) {
+constexpr PairTable makePairs(std::string_view alphabet) {
     PairTable table{};
     for (std::size_t group = 0; group < table.size(); ++group) {
         table[group] = {alphabet[group >> 6], alphabet[group & 63]};
@@ -24,15 +24,16 @@ constexpr PairTable pairsOf(std::string_view alphabet) {
     return table;
 }
 
-constexpr PairTable urlPairs = pairsOf(urlAlphabet);
-constexpr PairTable standardPairs = pairsOf(standardAlphabet);
+constexpr PairTable urlPairs = makePairs(urlAlphabet);
+constexpr PairTable standardPairs = makePairs(standardAlphabet);
 
-// The value of every character in each of the four places of a group of 24 bits; other characters set a bit above.
+// For each of the four characters of a 24-bit group a table of character values, shifted to their place in the group.
+// Characters outside the alphabet have a bit above the group instead.
 constexpr std::uint32_t notInAlphabet = 1U << 24;
 constexpr std::array<unsigned, 4> shifts{18, 12, 6, 0};
 using PlaceTable = std::array<std::uint32_t, 256>;
 
-constexpr PlaceTable valuesAtPlace(unsigned shift) {
+constexpr PlaceTable makeValues(unsigned shift) {
     PlaceTable table{};
     table.fill(notInAlphabet);
     for (std::size_t value = 0; value < urlAlphabet.size(); ++value) {
@@ -41,16 +42,16 @@ constexpr PlaceTable valuesAtPlace(unsigned shift) {
     return table;
 }
 
-constexpr std::array<PlaceTable, 4> urlValues{valuesAtPlace(shifts[0]), valuesAtPlace(shifts[1]),
-                                              valuesAtPlace(shifts[2]), valuesAtPlace(shifts[3])};
+constexpr std::array<PlaceTable, 4> urlValues{makeValues(shifts[0]), makeValues(shifts[1]), makeValues(shifts[2]),
+                                              makeValues(shifts[3])};
 
-// All ones where first <= x <= last, else zero; of numbers below 2^31.
+// All bits set where first <= x <= last, else zero. All three are below 2^31.
 constexpr std::uint32_t maskOfRange(std::uint32_t x, std::uint32_t first, std::uint32_t last) noexcept {
     return 0U - (((first - 1 - x) & (x - last - 1)) >> 31);
 }
 
-// base64url by arithmetic: for secrets, since the cache remembers which part of a table was read.
-struct Arithmetic {
+// base64url by arithmetic, for secrets: table look-ups leave traces of them in the processor's cache.
+struct UrlArithmetic {
     static constexpr bool hasKernel = false;
 
     struct Range {
@@ -77,7 +78,7 @@ struct Arithmetic {
         std::uint32_t c = 0;
         for (const auto& [first, last, start] : ranges) {
             const auto size = static_cast<std::uint32_t>(last - first);
-            // One more on both sides, since the first range starts at zero.
+            // Both sides are increased by 1, since the first range starts at 0.
             c |= maskOfRange(value + 1, start + 1, start + size + 1) &
                  (value - start + static_cast<std::uint32_t>(first));
         }
@@ -98,7 +99,7 @@ struct StandardTables {
     static Pair pairOf(std::uint32_t group) noexcept { return standardPairs[group]; }
 };
 
-// Writes the text without padding and returns its end.
+// Encodes without padding. Returns the end of what it wrote.
 template <class Alphabet, class Char>
 Char* encode(ByteView bytes, Char* out) noexcept {
     const auto put = [&out](std::uint32_t group) {
@@ -128,6 +129,7 @@ Char* encode(ByteView bytes, Char* out) noexcept {
     return out;
 }
 
+// The number of bytes in a valid text of this size.
 constexpr std::size_t decodedSize(std::size_t textSize) noexcept {
     return textSize / 4 * 3 + textSize % 4 * 3 / 4;
 }
@@ -140,12 +142,12 @@ void append(ByteBuffer& out, ByteView bytes) {
 }
 
 template <class Alphabet>
-std::uint32_t groupOf(const unsigned char* in) noexcept {
+std::uint32_t readGroup(const unsigned char* in) noexcept {
     return Alphabet::valueAt(0, in[0]) | Alphabet::valueAt(1, in[1]) | Alphabet::valueAt(2, in[2]) |
            Alphabet::valueAt(3, in[3]);
 }
 
-// Decodes to `out` and returns the end of what was written; null when the text is not valid.
+// Decodes to `out`. Returns the end of what it wrote; null when the text is not valid.
 template <class Alphabet>
 std::uint8_t* decodeTo(std::string_view text, std::uint8_t* out) noexcept {
     const std::size_t rest = text.size() % 4;
@@ -158,12 +160,12 @@ std::uint8_t* decodeTo(std::string_view text, std::uint8_t* out) noexcept {
         out += done / 4 * 3;
     }
 
-    // One look at the end serves for all: a character outside the alphabet leaves its bit in `seen`.
+    // `seen` collects the bit that characters outside the alphabet have, so that one test at the end is enough.
     std::uint32_t seen = 0, unused = 0;
 #if defined(__GNUC__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    // Two groups with one store, where there is room for the two bytes too many that the next group overwrites.
+    // Stores two groups at once. That writes two bytes too many, so at least one more group has to follow.
     for (; end - in > 8; in += 8, out += 6) {
-        const std::uint32_t first = groupOf<Alphabet>(in), second = groupOf<Alphabet>(in + 4);
+        const std::uint32_t first = readGroup<Alphabet>(in), second = readGroup<Alphabet>(in + 4);
         seen |= first | second;
         const auto bytes =
             __builtin_bswap64(std::uint64_t{first} << 40 | std::uint64_t{second & (notInAlphabet - 1)} << 16);
@@ -171,7 +173,7 @@ std::uint8_t* decodeTo(std::string_view text, std::uint8_t* out) noexcept {
     }
 #endif
     for (; in != end; in += 4, out += 3) {
-        const std::uint32_t group = groupOf<Alphabet>(in);
+        const std::uint32_t group = readGroup<Alphabet>(in);
         seen |= group;
         out[0] = static_cast<std::uint8_t>(group >> 16);
         out[1] = static_cast<std::uint8_t>(group >> 8);
@@ -185,24 +187,25 @@ std::uint8_t* decodeTo(std::string_view text, std::uint8_t* out) noexcept {
         *out++ = static_cast<std::uint8_t>(group >> 16);
         if (rest == 3) *out++ = static_cast<std::uint8_t>(group >> 8);
     }
-    return Crypto::declassified(((seen & notInAlphabet) | unused) != 0) ? nullptr : out;
+    return Crypto::declassify(((seen & notInAlphabet) | unused) != 0) ? nullptr : out;
 }
 
-// A vector fills what it grows by with zeros, so it grows by pieces that stay in the cache.
-constexpr std::size_t textPiece = 2048;
-static_assert(textPiece % 4 == 0);
+// Size of the chunks that are decoded one by one: a growing vector is filled with zeros first, and a chunk of this size
+// is still in the cache when it is decoded.
+constexpr std::size_t chunkSize = 2048;
+static_assert(chunkSize % 4 == 0);
 
 template <class Alphabet, class Buffer>
 std::optional<Buffer> decode(std::string_view text) {
     Buffer bytes;
     while (!text.empty()) {
-        const auto piece = text.substr(0, textPiece);
+        const auto chunk = text.substr(0, chunkSize);
         const auto start = bytes.size();
-        // All that is needed, when the first piece has been good: what is not base64url costs no memory of its size.
+        // Reserves the whole size only after the first chunk was valid: garbage does not cost memory of its size.
         if (start != 0) bytes.reserve(start + decodedSize(text.size()));
-        bytes.resize(start + decodedSize(piece.size()));
-        if (decodeTo<Alphabet>(piece, bytes.data() + start) == nullptr) return std::nullopt;
-        text.remove_prefix(piece.size());
+        bytes.resize(start + decodedSize(chunk.size()));
+        if (decodeTo<Alphabet>(chunk, bytes.data() + start) == nullptr) return std::nullopt;
+        text.remove_prefix(chunk.size());
     }
     return bytes;
 }
@@ -224,7 +227,7 @@ void appendBase64url(ByteBuffer& out, ByteView bytes) {
 }
 
 void appendSecretBase64url(ByteBuffer& out, ByteView bytes) {
-    append<Arithmetic>(out, bytes);
+    append<UrlArithmetic>(out, bytes);
 }
 
 std::optional<ByteBuffer> decodeBase64url(std::string_view text) {
@@ -239,7 +242,7 @@ std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std:
 }
 
 std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text) {
-    return decode<Arithmetic, SecretBuffer>(text);
+    return decode<UrlArithmetic, SecretBuffer>(text);
 }
 
 bool isBase64url(std::string_view text) noexcept {

@@ -1,4 +1,6 @@
-// base64url without padding (RFC 7515, section 2), and standard base64 (RFC 4648, section 4).
+// base64url without padding (RFC 7515, section 2), and a writer of standard base64 (RFC 4648, section 4).
+//
+// Decoding is strict: each byte sequence has exactly one text.
 #pragma once
 
 #include <optional>
@@ -10,39 +12,40 @@
 
 namespace Torvane {
 
-/// Characters that `size` bytes take in base64url.
+/// The number of base64url characters for `size` bytes.
 constexpr std::size_t base64urlSize(std::size_t size) noexcept {
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 
-/// One line of base64urlSize(bytes.size()) characters.
+/// Encodes to a text of base64urlSize(bytes.size()) characters, without line breaks.
 TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 
-/// Appends the text to a buffer; nothing is copied when the buffer has room for base64urlSize(bytes.size()) more.
+/// Encodes to the end of a buffer, which does not reallocate when it has room for base64urlSize(bytes.size()) more.
 TORVANE_EXPORT void appendBase64url(ByteBuffer& out, ByteView bytes);
 
-/// Writes the text to `out`, which has room for base64urlSize(bytes.size()) characters, and returns how many it wrote.
+/// Encodes to `out`, which has room for base64urlSize(bytes.size()) characters. Returns how many it wrote.
 TORVANE_EXPORT std::size_t encodeBase64url(ByteView bytes, std::span<std::uint8_t> out) noexcept;
 
-/// The decoded bytes; nothing for a character outside the alphabet (padding and white space among them), for
-/// a length that no bytes have, and for unused bits that are not zero: each byte sequence has exactly one text.
+/// Decodes a text. Returns nothing for a character outside the alphabet (padding and white space included), for an
+/// impossible length, and for unused bits that are not zero.
 TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 
-/// The same into `out`, which has room for the bytes (three for each four characters, rounded down) and may be the
-/// memory of the text itself, or begin in front of it. Returns how many it wrote; after a failure they mean nothing.
+/// Decodes to `out`, which has room for three bytes for each four characters, rounded down. `out` may be the memory of
+/// the text itself, or begin before it. Returns how many bytes it wrote; after a failure the contents of `out` are
+/// unspecified.
 TORVANE_EXPORT std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std::uint8_t> out) noexcept;
 
-/// Whether decodeBase64url() would give something; nothing is decoded.
+/// Whether decodeBase64url() would succeed. Allocates nothing.
 TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;
 
 /// @{
-/// appendBase64url() and decodeBase64url() for secrets: time and memory access do not depend on the bytes, only on
-/// their number and on whether the text decodes, which it does into a buffer that is wiped.
+/// appendBase64url() and decodeBase64url() for secrets. Time and memory accesses depend only on the number of bytes and
+/// on whether the text is valid. The decoded bytes are wiped when they are no longer used.
 TORVANE_EXPORT void appendSecretBase64url(ByteBuffer& out, ByteView bytes);
 TORVANE_EXPORT std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text);
 /// @}
 
-/// Standard base64 with "+", "/" and "=" padding, without line breaks.
+/// Encodes to standard base64 with "+", "/" and "=" padding, without line breaks.
 TORVANE_EXPORT std::string encodeBase64(ByteView bytes);
 
 }  // namespace Torvane

@@ -18,8 +18,8 @@ std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size
 
 std::unique_ptr<Crypto::ContentEncryptor> contentEncryptor(const ContentEncryptionParameters& content, ByteView key,
                                                            ByteView iv, ByteView additionalData) {
-    return content.macHash ? Crypto::cbcHmacEncryptor(*content.macHash, key, iv, additionalData)
-                           : Crypto::gcmEncryptor(key, iv, additionalData);
+    return content.macHash ? Crypto::makeCbcHmacEncryptor(*content.macHash, key, iv, additionalData)
+                           : Crypto::makeGcmEncryptor(key, iv, additionalData);
 }
 
 // Encrypts pieces of any size, and appends the ciphertext as text.
@@ -157,8 +157,8 @@ Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
     const auto aad = asBytes(additionalData_);
     const bool decrypted =
         content.macHash
-            ? Crypto::cbcHmacDecrypt(*content.macHash, key, initializationVector_, aad, authenticationTag_, buffer)
-            : Crypto::gcmDecrypt(key, initializationVector_, aad, authenticationTag_, buffer);
+            ? Crypto::decryptCbcHmac(*content.macHash, key, initializationVector_, aad, authenticationTag_, buffer)
+            : Crypto::decryptGcm(key, initializationVector_, aad, authenticationTag_, buffer);
     if (!decrypted) throw JOSESwiftError::decryptingFailed();
     return std::move(ciphertext_);
 }

@@ -38,7 +38,7 @@ std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, const Sec
 }
 
 std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, ByteView publicKey) {
-    if (algorithm != SignatureAlgorithm::ES256K || !Secp256k1::publicPoint(publicKey)) return std::nullopt;
+    if (algorithm != SignatureAlgorithm::ES256K || !Secp256k1::parsePublicPoint(publicKey)) return std::nullopt;
     return Verifier(algorithm, ByteBuffer(publicKey.begin(), publicKey.end()));
 }
 

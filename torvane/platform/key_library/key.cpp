@@ -22,7 +22,7 @@ Key Key::publicKey() const {
     if (keyType() != KeyType::SECP256K1Key || !Curve::isPrivateKey(*keyData())) {
         throw SecurityError("The raw bytes are no secp256k1 private key.");
     }
-    return PublicKey(Curve::publicPointOf(*keyData()), keyType());
+    return PublicKey(Curve::derivePublicPoint(*keyData()), keyType());
 }
 
 }  // namespace Torvane::Zennet

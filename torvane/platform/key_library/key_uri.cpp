@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
-#include "torvane/platform/key_stores/internal/keys_in_files.hpp"
+#include "torvane/platform/key_stores/internal/key_file.hpp"
 #include "torvane/platform/key_stores/internal/software_key.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
@@ -24,18 +24,18 @@ Key platformKey(SecKey key, KeyClass keyClass) {
 Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
     const auto half = keyClass == KeyClass::publicKey ? KeyHalf::publicHalf : KeyHalf::privateHalf;
     if (namesToken(uri)) return platformKey(Torvane::openKey(uri, half, secret), keyClass);
-    auto key = keyOfFile(uri, half, secret);
-    if (!Crypto::isSecp256k1(key.get())) return platformKey(softwareKey(std::move(key), half), keyClass);
-    if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::secp256k1Point(key.get()), KeyType::SECP256K1Key);
-    return PrivateKey(Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key);
+    auto key = readKeyFile(uri, half, secret);
+    if (!Crypto::isSecp256k1(key.get())) return platformKey(makeSoftwareKey(std::move(key), half), keyClass);
+    if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
+    return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);
 }
 
 PrivateKey generateSecp256k1Key(std::string_view uri, const SecretSource& secret) {
     if (namesToken(uri)) {
         throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a token.");
     }
-    const auto key = keyIntoFile(uri, Crypto::generateSecp256k1(), secret);
-    return {Crypto::secp256k1Scalar(key.get()), KeyType::SECP256K1Key};
+    const auto key = writeKeyFile(uri, Crypto::generateSecp256k1(), secret);
+    return {Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key};
 }
 
 }  // namespace Torvane::Zennet

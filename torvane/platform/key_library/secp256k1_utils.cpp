@@ -15,13 +15,13 @@ bool Secp256k1Utils::isSecp256k1Key(const Key& key) noexcept {
 
 std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
                                                       std::string_view keyId) {
-    const auto point = publicKey.keyData() ? Curve::publicPoint(*publicKey.keyData()) : std::nullopt;
+    const auto point = publicKey.keyData() ? Curve::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
     if (!point) return std::nullopt;
 
     ByteView scalar;
     if (privateKey) {
         scalar = privateKey->keyData().value_or(ByteView());
-        if (!Curve::isPrivateKey(scalar) || Curve::publicPointOf(scalar) != *point) return std::nullopt;
+        if (!Curve::isPrivateKey(scalar) || Curve::derivePublicPoint(scalar) != *point) return std::nullopt;
     }
 
     const auto coordinate = [&point](std::size_t offset) {
@@ -51,7 +51,8 @@ Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
     do {
         secRandomCopyBytes(scalar);
     } while (!Curve::isPrivateKey(scalar));
-    return {PrivateKey(scalar, KeyType::SECP256K1Key), PublicKey(Curve::publicPointOf(scalar), KeyType::SECP256K1Key)};
+    return {PrivateKey(scalar, KeyType::SECP256K1Key),
+            PublicKey(Curve::derivePublicPoint(scalar), KeyType::SECP256K1Key)};
 }
 
 }  // namespace Torvane::Zennet

@@ -1,7 +1,7 @@
 #include "torvane/platform/key_stores/key_uri.hpp"
 
+#include "torvane/platform/key_stores/internal/file_uri.hpp"
 #include "torvane/platform/key_stores/internal/key_file.hpp"
-#include "torvane/platform/key_stores/internal/keys_in_files.hpp"
 #include "torvane/platform/key_stores/internal/software_key.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
@@ -10,7 +10,7 @@ namespace Torvane {
 namespace {
 
 SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
-    return softwareKey(keyIntoFile(uri, key, secret), KeyHalf::privateHalf);
+    return makeSoftwareKey(writeKeyFile(uri, key, secret), KeyHalf::privateHalf);
 }
 
 }  // namespace
@@ -21,7 +21,7 @@ bool namesToken(std::string_view uri) noexcept {
 
 SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret) {
     if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(half);
-    return softwareKey(keyOfFile(uri, half, secret), half);
+    return makeSoftwareKey(readKeyFile(uri, half, secret), half);
 }
 
 SecKey generateRSAKey(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {

@@ -8,7 +8,8 @@
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/core/random.hpp"
-#include "torvane/platform/key_stores/internal/key_file.hpp"
+#include "torvane/platform/key_stores/internal/file_io.hpp"
+#include "torvane/platform/key_stores/internal/file_uri.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/objects.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/operations.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"

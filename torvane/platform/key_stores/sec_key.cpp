@@ -58,7 +58,7 @@ struct SecKey::State {
     State(PublicComponents numbers, KeyName keyName, std::shared_ptr<const StoreKey> store)
         : components(normalized(std::move(numbers))),
           name(std::move(keyName)),
-          publicKey(std::make_shared<const Crypto::PreparedKey>(Crypto::publicKey(components))),
+          publicKey(std::make_shared<const Crypto::PreparedKey>(Crypto::makePublicKey(components))),
           storeKey(std::move(store)) {}
 
     State(const State& pair, std::nullptr_t)

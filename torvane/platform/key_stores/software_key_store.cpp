@@ -5,7 +5,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "torvane/platform/key_stores/internal/key_text.hpp"
+#include "torvane/platform/key_stores/internal/key_encoding.hpp"
 #include "torvane/platform/key_stores/internal/software_key.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
@@ -19,7 +19,7 @@ class SoftwareKey final : public StoreKey {
 
     KeyName name() const override { return name_; }
 
-    PublicComponents publicComponents() const override { return Crypto::publicComponents(key_.get()); }
+    PublicComponents publicComponents() const override { return Crypto::readPublicComponents(key_.get()); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
         auto signature = withKey([&](const auto& key) { return Crypto::sign(key, scheme, hash, digest); });
@@ -44,7 +44,7 @@ class SoftwareKey final : public StoreKey {
     template <class Operation>
     std::invoke_result_t<Operation, const Crypto::PreparedKey&> withKey(Operation operation) const {
         try {
-            return hasFailed_ ? operation(Crypto::PreparedKey(Crypto::copyOf(key_.get()))) : operation(key_);
+            return hasFailed_ ? operation(Crypto::PreparedKey(Crypto::copyKey(key_.get()))) : operation(key_);
         } catch (const SecurityError&) {
             hasFailed_ = true;
             throw;
@@ -62,8 +62,8 @@ SecKey held(Crypto::Pkey key, KeyName name = {}) {
 
 }  // namespace
 
-SecKey softwareKey(Crypto::Pkey key, KeyHalf half) {
-    return half == KeyHalf::privateHalf ? held(std::move(key)) : SecKey(Crypto::publicComponents(key.get()));
+SecKey makeSoftwareKey(Crypto::Pkey key, KeyHalf half) {
+    return half == KeyHalf::privateHalf ? held(std::move(key)) : SecKey(Crypto::readPublicComponents(key.get()));
 }
 
 SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
@@ -76,21 +76,21 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
-    if (!keys.privateKeys.empty()) return held(Crypto::checkedPair(std::move(keys.privateKeys.front())));
-    if (!keys.publicKeys.empty()) return softwareKey(std::move(keys.publicKeys.front()), KeyHalf::publicHalf);
+    if (!keys.privateKeys.empty()) return held(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
+    if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyHalf::publicHalf);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
 SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
-    return softwareKey(Crypto::readKey(encoded, half, passphrase, origin), half);
+    return makeSoftwareKey(Crypto::readKey(encoded, half, passphrase, origin), half);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {
-    return held(Crypto::privateKey(components));
+    return held(Crypto::makePrivateKey(components));
 }
 
 SecKey SoftwareKeyStore::fromComponents(const ECPrivateComponents& components) {
-    return held(Crypto::privateKey(components));
+    return held(Crypto::makePrivateKey(components));
 }
 
 }  // namespace Torvane

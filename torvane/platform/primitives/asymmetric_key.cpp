@@ -13,17 +13,18 @@ namespace {
 
 constexpr const char* secp256k1 = "secp256k1";
 
-// Numbers on their way into a key. OSSL_PARAM_BLD keeps pointers, so the numbers live as long as the builder,
-// and secret ones come from BN_secure_new, which makes the builder wipe its own copy too.
+// Collects the components of a key. OSSL_PARAM_BLD keeps pointers, so the big numbers live as long as the builder.
+// Secret ones come from BN_secure_new, which makes OSSL_PARAM_BLD wipe its own copy too.
 class KeyBuilder {
   public:
     KeyBuilder() : builder_(check(OSSL_PARAM_BLD_new(), "set up a key")) {}
 
-    void push(const char* name, ByteView number) { pushNumber(name, number, BN_new()); }
-    void pushSecret(const char* name, ByteView number) { pushNumber(name, number, BN_secure_new()); }
+    void push(const char* name, ByteView value) { pushNumber(name, value, BN_new()); }
+    void pushSecret(const char* name, ByteView value) { pushNumber(name, value, BN_secure_new()); }
 
     void pushPoint(const ECPublicComponents& point) {
-        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, groupName(point.curve), 0),
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, openSSLCurveName(point.curve),
+                                              0),
               "set up a key");
         point_.push_back(POINT_CONVERSION_UNCOMPRESSED);
         point_.insert(point_.end(), point.x.begin(), point.x.end());
@@ -34,10 +35,10 @@ class KeyBuilder {
 
     Pkey build(const char* family, int selection) const {
         const Params params(check(OSSL_PARAM_BLD_to_param(builder_.get()), "set up a key"));
-        const PkeyContext context(check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a key management"));
+        const PkeyContext context(check(EVP_PKEY_CTX_new_from_name(nullptr, family, nullptr), "find a type of key"));
         EVP_PKEY* key = nullptr;
         check(EVP_PKEY_fromdata_init(context.get()), "set up a key");
-        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()), "build a key from its numbers");
+        check(EVP_PKEY_fromdata(context.get(), &key, selection, params.get()), "build a key from its components");
         return Pkey(key);
     }
 
@@ -70,29 +71,35 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
     builder.push(OSSL_PKEY_PARAM_RSA_E, key.exponent);
 }
 
-constexpr const char* mismatch = "match the private key with its public half";
+[[noreturn]] void rejectPair() {
+    throw SecurityError("The private key does not match its public key.");
+}
 
-// Longer factors belong to no key, be there a zero byte before each, and to try whether they are prime could take days.
+// Bounds the time of the primality tests, which could take days. Longer factors are invalid anyway; one leading zero
+// byte in each is allowed.
 void requireCheckableSizes(const RSAPrivateComponents& key) {
     constexpr std::size_t longest = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
     const auto size = key.publicHalf.modulus.size();
-    if (size > longest || key.p.size() + key.q.size() > size + 2) fail(mismatch);
+    if (size > longest || key.p.size() + key.q.size() > size + 2) rejectPair();
 }
 
+// Reads one component, big-endian: `size` bytes, or as many as it needs when that is 0.
 template <class Buffer = ByteBuffer>
-Buffer number(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
+Buffer readComponent(const EVP_PKEY* key, const char* name, std::size_t size = 0) {
     BIGNUM* raw = nullptr;
-    check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's numbers");
+    check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's components");
     const Bignum value(raw);
     Buffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
-    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) fail("read a key's numbers");
+    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) {
+        fail("read a key's components");
+    }
     return bytes;
 }
 
-// Empty for what is no EC key.
-using GroupName = std::array<char, 64>;
-GroupName groupNameOf(const EVP_PKEY* key) noexcept {
-    GroupName name{};
+// OpenSSL's name of an EC key's curve; empty for other keys.
+using CurveName = std::array<char, 64>;
+CurveName readCurveName(const EVP_PKEY* key) noexcept {
+    CurveName name{};
     if (EVP_PKEY_is_a(key, "EC") != 1 ||
         EVP_PKEY_get_utf8_string_param(key, OSSL_PKEY_PARAM_GROUP_NAME, name.data(), name.size(), nullptr) != 1) {
         return {};
@@ -100,18 +107,18 @@ GroupName groupNameOf(const EVP_PKEY* key) noexcept {
     return name;
 }
 
-std::optional<EllipticCurve> curveOf(const EVP_PKEY* key) noexcept {
-    const auto name = groupNameOf(key);
-    const std::string_view group(name.data());
-    if (group == "P-256" || group == "prime256v1") return EllipticCurve::P256;
-    if (group == "P-384" || group == "secp384r1") return EllipticCurve::P384;
-    if (group == "P-521" || group == "secp521r1") return EllipticCurve::P521;
+std::optional<EllipticCurve> readCurve(const EVP_PKEY* key) noexcept {
+    const auto buffer = readCurveName(key);
+    const std::string_view name(buffer.data());
+    if (name == "P-256" || name == "prime256v1") return EllipticCurve::P256;
+    if (name == "P-384" || name == "secp384r1") return EllipticCurve::P384;
+    if (name == "P-521" || name == "secp521r1") return EllipticCurve::P521;
     return std::nullopt;
 }
 
 }  // namespace
 
-const char* groupName(EllipticCurve curve) noexcept {
+const char* openSSLCurveName(EllipticCurve curve) noexcept {
     switch (curve) {
         case EllipticCurve::P256: return "P-256";
         case EllipticCurve::P384: return "P-384";
@@ -120,7 +127,7 @@ const char* groupName(EllipticCurve curve) noexcept {
     return "";
 }
 
-Pkey publicKey(const PublicComponents& components) {
+Pkey makePublicKey(const PublicComponents& components) {
     const ErrorScope scope;
     KeyBuilder builder;
     if (const auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
@@ -131,7 +138,7 @@ Pkey publicKey(const PublicComponents& components) {
     return builder.build("EC", EVP_PKEY_PUBLIC_KEY);
 }
 
-Pkey privateKey(const RSAPrivateComponents& components) {
+Pkey makePrivateKey(const RSAPrivateComponents& components) {
     const ErrorScope scope;
     requireCheckableSizes(components);
     KeyBuilder builder;
@@ -142,30 +149,31 @@ Pkey privateKey(const RSAPrivateComponents& components) {
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_EXPONENT1, components.dp);
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_EXPONENT2, components.dq);
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_COEFFICIENT1, components.qi);
-    return checkedPair(builder.build("RSA", EVP_PKEY_KEYPAIR));
+    return requireConsistentPair(builder.build("RSA", EVP_PKEY_KEYPAIR));
 }
 
-Pkey privateKey(const ECPrivateComponents& components) {
+Pkey makePrivateKey(const ECPrivateComponents& components) {
     const ErrorScope scope;
     KeyBuilder builder;
     builder.pushPoint(components.publicHalf);
     builder.pushSecret(OSSL_PKEY_PARAM_PRIV_KEY, components.d);
-    return checkedPair(builder.build("EC", EVP_PKEY_KEYPAIR));
+    return requireConsistentPair(builder.build("EC", EVP_PKEY_KEYPAIR));
 }
 
-SecurityError unsupportedKey() {
+SecurityError unsupportedKeyError() {
     return SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
 }
 
-PublicComponents publicComponents(const EVP_PKEY* key) {
+PublicComponents readPublicComponents(const EVP_PKEY* key) {
     const ErrorScope scope;
     if (EVP_PKEY_is_a(key, "RSA") == 1) {
-        return RSAPublicComponents{number(key, OSSL_PKEY_PARAM_RSA_N), number(key, OSSL_PKEY_PARAM_RSA_E)};
+        return RSAPublicComponents{readComponent(key, OSSL_PKEY_PARAM_RSA_N),
+                                   readComponent(key, OSSL_PKEY_PARAM_RSA_E)};
     }
-    const auto curve = curveOf(key);
-    if (!curve) throw unsupportedKey();
-    return ECPublicComponents{*curve, number(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
-                              number(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
+    const auto curve = readCurve(key);
+    if (!curve) throw unsupportedKeyError();
+    return ECPublicComponents{*curve, readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
+                              readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
 }
 
 Pkey generateRSA(std::size_t modulusBits) {
@@ -175,7 +183,7 @@ Pkey generateRSA(std::size_t modulusBits) {
 
 Pkey generateEC(EllipticCurve curve) {
     const ErrorScope scope;
-    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", groupName(curve)), "generate an EC key"));
+    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", openSSLCurveName(curve)), "generate an EC key"));
 }
 
 Pkey generateSecp256k1() {
@@ -185,32 +193,32 @@ Pkey generateSecp256k1() {
 
 bool isSecp256k1(const EVP_PKEY* key) noexcept {
     const ErrorScope scope;
-    return std::string_view(groupNameOf(key).data()) == secp256k1;
+    return std::string_view(readCurveName(key).data()) == secp256k1;
 }
 
-SecretBuffer secp256k1Scalar(const EVP_PKEY* key) {
+SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key) {
     const ErrorScope scope;
-    return number<SecretBuffer>(key, OSSL_PKEY_PARAM_PRIV_KEY, Secp256k1::scalarSize);
+    return readComponent<SecretBuffer>(key, OSSL_PKEY_PARAM_PRIV_KEY, Secp256k1::scalarSize);
 }
 
-ByteBuffer secp256k1Point(const EVP_PKEY* key) {
+ByteBuffer readSecp256k1Point(const EVP_PKEY* key) {
     const ErrorScope scope;
     ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
     for (const char* coordinate : {OSSL_PKEY_PARAM_EC_PUB_X, OSSL_PKEY_PARAM_EC_PUB_Y}) {
-        const auto bytes = number(key, coordinate, Secp256k1::scalarSize);
+        const auto bytes = readComponent(key, coordinate, Secp256k1::scalarSize);
         point.insert(point.end(), bytes.begin(), bytes.end());
     }
     return point;
 }
 
-Pkey checkedPair(Pkey key) {
+Pkey requireConsistentPair(Pkey key) {
     const ErrorScope scope;
     const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
-    check(EVP_PKEY_pairwise_check(context.get()), mismatch);
+    if (EVP_PKEY_pairwise_check(context.get()) != 1) rejectPair();
     return key;
 }
 
-Pkey copyOf(EVP_PKEY* key) {
+Pkey copyKey(EVP_PKEY* key) {
     const ErrorScope scope;
     return Pkey(check(EVP_PKEY_dup(key), "copy a key"));
 }

@@ -1,4 +1,6 @@
-// RSA and EC keys between numbers and OpenSSL's own form.
+// RSA and EC keys as OpenSSL objects: built from components, generated, and read back into components.
+//
+// Keys that are not consistent are rejected: an even modulus, a point off its curve, a private value of another key.
 #pragma once
 
 #include "torvane/platform/core/bytes.hpp"
@@ -8,39 +10,48 @@
 namespace Torvane::Crypto {
 
 /// OpenSSL's name of a curve, for example "P-256".
-const char* groupName(EllipticCurve curve) noexcept;
+const char* openSSLCurveName(EllipticCurve curve) noexcept;
 
-/// @throws SecurityError when the numbers are no key: an even modulus or exponent, a point off its curve.
-Pkey publicKey(const PublicComponents& components);
+/// Builds a public key.
+/// @throws SecurityError for an even modulus or exponent, or a point that is not on its curve.
+Pkey makePublicKey(const PublicComponents& components);
 
-/// @throws SecurityError when the numbers don't belong together.
-Pkey privateKey(const RSAPrivateComponents& components);
-Pkey privateKey(const ECPrivateComponents& components);
+/// @{
+/// Builds a private key and checks it with requireConsistentPair().
+/// @throws SecurityError when the components do not belong together, or an RSA modulus has more than 16384 bits.
+Pkey makePrivateKey(const RSAPrivateComponents& components);
+Pkey makePrivateKey(const ECPrivateComponents& components);
+/// @}
 
-/// Says which keys there are.
-SecurityError unsupportedKey();
+/// The error for a key that is neither RSA nor EC on a curve of EllipticCurve.
+SecurityError unsupportedKeyError();
 
-/// @throws SecurityError for another kind of key, or a curve other than those of EllipticCurve.
-PublicComponents publicComponents(const EVP_PKEY* key);
+/// The public components of a public or private key, without leading zero bytes for RSA, and with coordinates of
+/// exactly coordinateSize(curve) bytes for EC.
+/// @throws SecurityError as unsupportedKeyError().
+PublicComponents readPublicComponents(const EVP_PKEY* key);
 
+/// A new RSA key pair with the public exponent 65537.
+/// @throws SecurityError when OpenSSL rejects the size.
 Pkey generateRSA(std::size_t modulusBits);
 Pkey generateEC(EllipticCurve curve);
 
-// secp256k1 keys are used as raw bytes, and are OpenSSL's only where they are read from text or written as such.
+// secp256k1 keys are used as raw bytes. They are OpenSSL objects only while a file with one is read or written.
 
 Pkey generateSecp256k1();
 bool isSecp256k1(const EVP_PKEY* key) noexcept;
-/// The 32 bytes of a private key's scalar.
-SecretBuffer secp256k1Scalar(const EVP_PKEY* key);
-/// The 65 bytes of the point in uncompressed form.
-ByteBuffer secp256k1Point(const EVP_PKEY* key);
+/// The scalar of a private key: 32 bytes, big-endian.
+SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key);
+/// The uncompressed point: 65 bytes, the first of which is 0x04.
+ByteBuffer readSecp256k1Point(const EVP_PKEY* key);
 
-/// The key, if its private numbers belong to the public ones: n = pq with primes, d and the CRT values, or d times the
-/// generator. A key that mixes two pairs would sign with one and be verified with the other.
+/// Returns the key if its private values belong to its public ones. For RSA, n = pq with p and q prime, and d, dp, dq
+/// and qi match them; for EC, the point is d times the generator. A key that mixes two pairs would sign with one, and
+/// be verified with the other.
 /// @throws SecurityError
-Pkey checkedPair(Pkey key);
+Pkey requireConsistentPair(Pkey key);
 
-/// The same numbers in a key of their own, with nothing of what OpenSSL has worked out from them.
-Pkey copyOf(EVP_PKEY* key);
+/// A new key object with the same components and none of the values that OpenSSL caches in a key, such as blindings.
+Pkey copyKey(EVP_PKEY* key);
 
 }  // namespace Torvane::Crypto

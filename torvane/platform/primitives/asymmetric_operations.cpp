@@ -11,12 +11,12 @@ std::size_t bytes(int size) noexcept {
     return static_cast<std::size_t>(size);
 }
 
-// Size of each half of a raw ECDSA signature: that of the curve's order.
+// Size in bytes of r and of s in a raw ECDSA signature: that of the curve's order.
 std::size_t halfSize(const EVP_PKEY* key) noexcept {
     return (bytes(EVP_PKEY_get_bits(key)) + 7) / 8;
 }
 
-ByteBuffer rawFromDer(ByteView der, std::size_t half) {
+ByteBuffer convertDerToRaw(ByteView der, std::size_t half) {
     const std::uint8_t* data = der.data();
     const EcdsaSignature signature(
         check(d2i_ECDSA_SIG(nullptr, &data, static_cast<long>(der.size())), "read an ECDSA signature"));
@@ -29,7 +29,7 @@ ByteBuffer rawFromDer(ByteView der, std::size_t half) {
     return raw;
 }
 
-ByteBuffer derFromRaw(ByteView raw) {
+ByteBuffer convertRawToDer(ByteView raw) {
     const auto half = raw.size() / 2;
     const EcdsaSignature signature(check(ECDSA_SIG_new(), "set up an ECDSA signature"));
     Bignum r(check(BN_bin2bn(raw.data(), static_cast<int>(half), nullptr), "read an ECDSA signature"));
@@ -47,13 +47,13 @@ ByteBuffer derFromRaw(ByteView raw) {
 
 ByteBuffer sign(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, ByteView digest) {
     const ErrorScope scope;
-    const auto context = key.context({Operation::sign, hash, scheme});
+    const auto context = key.makeContext({Operation::sign, hash, scheme});
     std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     ByteBuffer signature(size);
     check(EVP_PKEY_sign(context.get(), signature.data(), &size, digest.data(), digest.size()), "sign");
     signature.resize(size);
-    if (scheme == SignatureScheme::ECDSA) signature = rawFromDer(signature, halfSize(key.get()));
-    // When memory runs out OpenSSL 3.0 may sign with a broken blinding, and says so in its error queue only.
+    if (scheme == SignatureScheme::ECDSA) signature = convertDerToRaw(signature, halfSize(key.get()));
+    // When memory runs out, OpenSSL 3.0 may sign with a broken blinding and report it in its error queue only.
     if (ERR_peek_error() != 0 && !verify(key, scheme, hash, digest, signature)) fail("sign");
     return signature;
 }
@@ -63,15 +63,15 @@ bool verify(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, B
     const bool ecdsa = scheme == SignatureScheme::ECDSA;
     if (ecdsa != (EVP_PKEY_is_a(key.get(), "EC") == 1)) return false;
     if (signature.size() != (ecdsa ? 2 * halfSize(key.get()) : bytes(EVP_PKEY_get_size(key.get())))) return false;
-    const auto context = key.context({Operation::verify, hash, scheme});
-    const ByteBuffer der = ecdsa ? derFromRaw(signature) : ByteBuffer();
+    const auto context = key.makeContext({Operation::verify, hash, scheme});
+    const ByteBuffer der = ecdsa ? convertRawToDer(signature) : ByteBuffer();
     const ByteView encoded = ecdsa ? ByteView(der) : signature;
     return EVP_PKEY_verify(context.get(), encoded.data(), encoded.size(), digest.data(), digest.size()) == 1;
 }
 
 ByteBuffer encryptOaep(const PreparedKey& key, HashFunction hash, ByteView plaintext) {
     const ErrorScope scope;
-    const auto context = key.context({Operation::encrypt, hash});
+    const auto context = key.makeContext({Operation::encrypt, hash});
     std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     ByteBuffer ciphertext(size);
     check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
@@ -82,7 +82,7 @@ std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction has
     const ErrorScope scope;
     std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
     if (ciphertext.size() != size) return std::nullopt;
-    const auto context = key.context({Operation::decrypt, hash});
+    const auto context = key.makeContext({Operation::decrypt, hash});
     SecretBuffer plaintext(size);
     if (EVP_PKEY_decrypt(context.get(), plaintext.data(), &size, ciphertext.data(), ciphertext.size()) != 1) {
         if (scope.ranOutOfMemory()) fail("decrypt");
@@ -92,11 +92,11 @@ std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction has
     return plaintext;
 }
 
-std::optional<SecretBuffer> decodeOaep(HashFunction hash, ByteView encoded) {
+std::optional<SecretBuffer> removeOaepPadding(HashFunction hash, ByteView encoded) {
     const ErrorScope scope;
     SecretBuffer plaintext(encoded.size());
     const auto size = static_cast<int>(encoded.size());
-    // Deprecated, and without a successor: EVP decodes only what it has decrypted itself.
+    // Deprecated, but EVP offers no function that removes OAEP padding without decrypting.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     const int length = RSA_padding_check_PKCS1_OAEP_mgf1(plaintext.data(), size, encoded.data(), size, size, nullptr, 0,
@@ -112,7 +112,7 @@ std::optional<SecretBuffer> decodeOaep(HashFunction hash, ByteView encoded) {
 
 SecretBuffer agree(const PreparedKey& key, EVP_PKEY* peer) {
     const ErrorScope scope;
-    const auto context = key.context({Operation::agree});
+    const auto context = key.makeContext({Operation::agree});
     check(EVP_PKEY_derive_set_peer(context.get(), peer), "accept the peer's key");
     SecretBuffer secret(halfSize(key.get()));
     std::size_t size = secret.size();

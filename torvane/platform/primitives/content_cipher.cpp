@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "torvane/platform/primitives/algorithm_cache.hpp"
 #include "torvane/platform/primitives/digest.hpp"
-#include "torvane/platform/primitives/fetched.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::Crypto {
@@ -13,37 +13,36 @@ constexpr std::size_t gcmTagSize = 16;
 
 enum class Direction : int { decrypt = 0, encrypt = 1 };
 
-// An initialised cipher. EVP checks neither size, so both are settled by the caller's algorithm.
+// An AES cipher with key and IV set. EVP checks the size of neither: the caller's algorithm determines both.
 class Cipher {
   public:
     Cipher(const EVP_CIPHER* algorithm, Direction direction, ByteView key, ByteView iv)
         : context_(check(EVP_CIPHER_CTX_new(), "set up AES")) {
-        check(
-            EVP_CipherInit_ex2(context_.get(), algorithm, key.data(), iv.data(), static_cast<int>(direction), nullptr),
-            "set up AES");
+        const auto mode = static_cast<int>(direction);
+        check(EVP_CipherInit_ex2(context_.get(), algorithm, key.data(), iv.data(), mode, nullptr), "set up AES");
     }
 
     void addAuthenticatedData(ByteView data) {
-        inCipherPieces(data, [this](ByteView piece) {
+        forEachCipherChunk(data, [this](ByteView chunk) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), nullptr, &written, piece.data(), static_cast<int>(piece.size())),
+            check(EVP_CipherUpdate(context_.get(), nullptr, &written, chunk.data(), static_cast<int>(chunk.size())),
                   "authenticate data");
         });
     }
 
-    // in and out may be the same memory.
+    // `in` and `out` may be the same memory. Returns how many bytes it wrote.
     std::size_t update(ByteView in, std::uint8_t* out) {
         std::size_t total = 0;
-        inCipherPieces(in, [&](ByteView piece) {
+        forEachCipherChunk(in, [&](ByteView chunk) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), out + total, &written, piece.data(), static_cast<int>(piece.size())),
+            check(EVP_CipherUpdate(context_.get(), out + total, &written, chunk.data(), static_cast<int>(chunk.size())),
                   "run AES");
             total += static_cast<std::size_t>(written);
         });
         return total;
     }
 
-    // Nothing when the padding or the tag is wrong.
+    // Returns how many bytes it wrote; nothing when the padding or the tag is wrong.
     std::optional<std::size_t> finish(std::uint8_t* out) {
         int written = 0;
         if (EVP_CipherFinal_ex(context_.get(), out, &written) != 1) return std::nullopt;
@@ -59,7 +58,7 @@ class Cipher {
 class GcmEncryptor final : public ContentEncryptor {
   public:
     GcmEncryptor(ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(fetchedAesGcm(key.size()), Direction::encrypt, key, iv) {
+        : cipher_(fetchAesGcm(key.size()), Direction::encrypt, key, iv) {
         cipher_.addAuthenticatedData(additionalData);
     }
 
@@ -85,10 +84,10 @@ class GcmEncryptor final : public ContentEncryptor {
     Cipher cipher_;
 };
 
-// The HMAC of the composite cipher; half of the content key is its own.
-class CompositeMac {
+// The tag of AES-CBC with HMAC; its key is the first half of the content encryption key.
+class CbcHmacTag {
   public:
-    CompositeMac(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
+    CbcHmacTag(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
         : hmac_(hash, key.first(key.size() / 2)), additionalBits_(std::uint64_t{additionalData.size()} * 8) {
         hmac_.update(additionalData);
         hmac_.update(iv);
@@ -96,7 +95,7 @@ class CompositeMac {
 
     void update(ByteView ciphertext) { hmac_.update(ciphertext); }
 
-    SecretBuffer tag() {
+    SecretBuffer finish() {
         std::array<std::uint8_t, 8> length{};
         for (std::size_t i = 0; i < length.size(); ++i) {
             length[length.size() - 1 - i] = static_cast<std::uint8_t>(additionalBits_ >> (8 * i));
@@ -112,6 +111,7 @@ class CompositeMac {
     std::uint64_t additionalBits_;
 };
 
+// The AES key of AES-CBC with HMAC.
 ByteView cipherHalf(ByteView key) noexcept {
     return key.subspan(key.size() / 2);
 }
@@ -119,18 +119,20 @@ ByteView cipherHalf(ByteView key) noexcept {
 class CbcHmacEncryptor final : public ContentEncryptor {
   public:
     CbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(fetchedAesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
+        : cipher_(fetchAesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
           mac_(hash, key, iv, additionalData) {}
 
     std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) override {
-        return authenticated(out, cipher_.update(plaintext, out.data()));
+        const auto written = cipher_.update(plaintext, out.data());
+        mac_.update(out.first(written));
+        return written;
     }
 
     std::size_t finish(std::span<std::uint8_t> out) override {
         const auto written = cipher_.finish(out.data());
         if (!written) fail("finish AES-CBC");
-        authenticated(out, *written);
-        const auto tag = mac_.tag();
+        mac_.update(out.first(*written));
+        const auto tag = mac_.finish();
         tag_.assign(tag.begin(), tag.end());
         return *written;
     }
@@ -138,29 +140,27 @@ class CbcHmacEncryptor final : public ContentEncryptor {
     ByteBuffer tag() const override { return tag_; }
 
   private:
-    std::size_t authenticated(std::span<std::uint8_t> out, std::size_t written) {
-        mac_.update(out.first(written));
-        return written;
-    }
-
     ErrorScope scope_;
     Cipher cipher_;
-    CompositeMac mac_;
+    CbcHmacTag mac_;
     ByteBuffer tag_;
 };
 
-bool discard(ByteBuffer& buffer) noexcept {
+void wipeAndClear(ByteBuffer& buffer) noexcept {
     wipe(buffer.data(), buffer.size());
     buffer.clear();
-    return false;
 }
 
-// Finishes a decryption in place; what the cipher wrote is dropped when it doesn't end well.
+// Replaces the ciphertext by the plaintext. Returns false, with the buffer wiped and empty, when the tag or the padding
+// is wrong.
 bool decryptInPlace(Cipher& cipher, ByteBuffer& buffer) {
     const std::size_t written = cipher.update(buffer, buffer.data());
     std::array<std::uint8_t, EVP_MAX_BLOCK_LENGTH> rest{};
     const auto last = cipher.finish(rest.data());
-    if (!last) return discard(buffer);
+    if (!last) {
+        wipeAndClear(buffer);
+        return false;
+    }
     std::copy_n(rest.begin(), *last, buffer.begin() + static_cast<std::ptrdiff_t>(written));
     buffer.resize(written + *last);
     wipe(rest.data(), rest.size());
@@ -169,18 +169,18 @@ bool decryptInPlace(Cipher& cipher, ByteBuffer& buffer) {
 
 }  // namespace
 
-std::unique_ptr<ContentEncryptor> gcmEncryptor(ByteView key, ByteView iv, ByteView additionalData) {
+std::unique_ptr<ContentEncryptor> makeGcmEncryptor(ByteView key, ByteView iv, ByteView additionalData) {
     return std::make_unique<GcmEncryptor>(key, iv, additionalData);
 }
 
-std::unique_ptr<ContentEncryptor> cbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
-                                                   ByteView additionalData) {
+std::unique_ptr<ContentEncryptor> makeCbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
+                                                       ByteView additionalData) {
     return std::make_unique<CbcHmacEncryptor>(hash, key, iv, additionalData);
 }
 
-bool gcmDecrypt(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer) {
+bool decryptGcm(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer) {
     const ErrorScope scope;
-    Cipher cipher(fetchedAesGcm(key.size()), Direction::decrypt, key, iv);
+    Cipher cipher(fetchAesGcm(key.size()), Direction::decrypt, key, iv);
     check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tag.size()),
                               const_cast<std::uint8_t*>(tag.data())),
           "set the tag");
@@ -188,13 +188,16 @@ bool gcmDecrypt(ByteView key, ByteView iv, ByteView additionalData, ByteView tag
     return decryptInPlace(cipher, buffer);
 }
 
-bool cbcHmacDecrypt(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData, ByteView tag,
+bool decryptCbcHmac(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData, ByteView tag,
                     ByteBuffer& buffer) {
     const ErrorScope scope;
-    CompositeMac mac(hash, key, iv, additionalData);
+    CbcHmacTag mac(hash, key, iv, additionalData);
     mac.update(buffer);
-    if (!equalInConstantTime(mac.tag(), tag)) return discard(buffer);
-    Cipher cipher(fetchedAesCbc(key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
+    if (!equalInConstantTime(mac.finish(), tag)) {
+        wipeAndClear(buffer);
+        return false;
+    }
+    Cipher cipher(fetchAesCbc(key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
     return decryptInPlace(cipher, buffer);
 }
 

@@ -1,4 +1,6 @@
-// Authenticated encryption of content: AES-CBC with HMAC, and AES-GCM (RFC 7518, sections 5.2 and 5.3).
+// Content encryption of JWE: AES-CBC with HMAC and AES-GCM (RFC 7518, sections 5.2 and 5.3).
+//
+// No function checks the sizes of key and IV: the caller's algorithm determines them.
 #pragma once
 
 #include <memory>
@@ -10,37 +12,38 @@
 
 namespace Torvane::Crypto {
 
-/// Encrypts one message in blocks, so that a long one never needs a second buffer of its size.
+/// Encryption of one plaintext that arrives in chunks, so that a long one needs no second buffer of its size.
 class ContentEncryptor {
   public:
     virtual ~ContentEncryptor() = default;
 
-    /// Encrypts the next bytes into `out`, which has room for them and one cipher block (16 bytes) more;
-    /// returns how many bytes were written.
+    /// Encrypts the next chunk into `out`, which has room for the chunk and one more cipher block (16 bytes).
+    /// Returns how many bytes it wrote.
     virtual std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) = 0;
 
-    /// Writes what is left (at most 16 bytes) to `out` and returns its size; the tag is ready afterwards.
+    /// Writes the rest of the ciphertext (at most 16 bytes) to `out`, returns its size, and computes the tag.
     virtual std::size_t finish(std::span<std::uint8_t> out) = 0;
 
-    /// The authentication tag, after finish().
+    /// The authentication tag; valid after finish().
     virtual ByteBuffer tag() const = 0;
 };
 
-/// AES-GCM. Key 16, 24 or 32 bytes, IV 12 bytes, tag 16 bytes.
-std::unique_ptr<ContentEncryptor> gcmEncryptor(ByteView key, ByteView iv, ByteView additionalData);
+/// AES-GCM. The key is 16, 24 or 32 bytes, the IV 12 bytes, and the tag 16 bytes.
+std::unique_ptr<ContentEncryptor> makeGcmEncryptor(ByteView key, ByteView iv, ByteView additionalData);
 
-/// AES-CBC with PKCS #7 padding, then HMAC over additional data, IV, ciphertext and the additional data's bit
-/// length. The key's first half is the MAC key, the second the cipher key; IV 16 bytes; the tag is the MAC's
-/// first half.
-std::unique_ptr<ContentEncryptor> cbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
-                                                   ByteView additionalData);
+/// AES-CBC with PKCS #7 padding, then HMAC over additional data, IV, ciphertext and the bit length of the additional
+/// data. The key is 32, 48 or 64 bytes: its first half is the MAC key, its second half the AES key. The IV is 16 bytes;
+/// the tag is the first half of the MAC.
+std::unique_ptr<ContentEncryptor> makeCbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
+                                                       ByteView additionalData);
 
-/// Decrypts in place: the ciphertext's buffer becomes the plaintext. False, with the buffer wiped and
-/// emptied, when the tag does not fit. Key and IV sizes as above; the tag is exactly 16 bytes.
-bool gcmDecrypt(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer);
+/// Decrypts in place: on success `buffer`, which holds the ciphertext, holds the plaintext. Returns false when the tag
+/// is wrong; the buffer is then wiped and empty. Key and IV as for makeGcmEncryptor(); the tag is exactly 16 bytes.
+bool decryptGcm(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer);
 
-/// The same; the MAC is checked before anything is decrypted, and bad padding is the same failure.
-bool cbcHmacDecrypt(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData, ByteView tag,
+/// The same for makeCbcHmacEncryptor(). The MAC is checked before anything is decrypted. Wrong padding also returns
+/// false, with the buffer wiped and empty.
+bool decryptCbcHmac(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData, ByteView tag,
                     ByteBuffer& buffer);
 
 }  // namespace Torvane::Crypto

@@ -2,21 +2,20 @@
 
 #include <openssl/crypto.h>
 
-#include "torvane/platform/primitives/declassified.hpp"
-#include "torvane/platform/primitives/fetched.hpp"
+#include "torvane/platform/primitives/algorithm_cache.hpp"
+#include "torvane/platform/primitives/declassify.hpp"
 
 namespace Torvane::Crypto {
 
 ByteBuffer digest(HashFunction hash, ByteView data) {
     const ErrorScope scope;
     ByteBuffer result(digestSize(hash));
-    check(EVP_Digest(data.data(), data.size(), result.data(), nullptr, fetchedDigest(hash), nullptr),
-          "compute a digest");
+    check(EVP_Digest(data.data(), data.size(), result.data(), nullptr, fetchDigest(hash), nullptr), "compute a digest");
     return result;
 }
 
 Digest::Digest(HashFunction hash) : context_(check(EVP_MD_CTX_new(), "set up a digest")), size_(digestSize(hash)) {
-    check(EVP_DigestInit_ex2(context_.get(), fetchedDigest(hash), nullptr), "set up a digest");
+    check(EVP_DigestInit_ex2(context_.get(), fetchDigest(hash), nullptr), "set up a digest");
 }
 
 void Digest::update(ByteView data) {
@@ -29,7 +28,7 @@ ByteBuffer Digest::finish() {
     return result;
 }
 
-Hmac::Hmac(HashFunction hash, ByteView key) : context_(newHmac(hash)), size_(digestSize(hash)) {
+Hmac::Hmac(HashFunction hash, ByteView key) : context_(makeHmac(hash)), size_(digestSize(hash)) {
     check(EVP_MAC_init(context_.get(), key.data(), key.size(), nullptr), "set up HMAC");
 }
 
@@ -45,7 +44,7 @@ SecretBuffer Hmac::finish() {
 }
 
 bool equalInConstantTime(ByteView a, ByteView b) noexcept {
-    return a.size() == b.size() && declassified(CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0);
+    return a.size() == b.size() && declassify(CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0);
 }
 
 }  // namespace Torvane::Crypto

@@ -1,4 +1,4 @@
-// Digests, and HMAC over data that arrives in pieces.
+// Digests (SHA-1 and SHA-2), HMAC, and comparison in constant time.
 #pragma once
 
 #include <span>
@@ -9,16 +9,16 @@
 
 namespace Torvane::Crypto {
 
-/// The digest of one run of bytes.
+/// The digest of the data: digestSize(hash) bytes.
 ByteBuffer digest(HashFunction hash, ByteView data);
 
-/// A digest of data that arrives in pieces, finished once.
+/// Digest of data that arrives in chunks. Holds an ErrorScope, so it is destroyed in the thread that made it.
 class Digest {
   public:
     explicit Digest(HashFunction hash);
 
     void update(ByteView data);
-    /// digestSize(hash) bytes.
+    /// Returns digestSize(hash) bytes. Nothing may be called afterwards.
     ByteBuffer finish();
 
   private:
@@ -27,13 +27,13 @@ class Digest {
     std::size_t size_;
 };
 
-/// HMAC (RFC 2104), fed in pieces and finished once, under an ErrorScope of the caller's.
+/// HMAC (RFC 2104) of data that arrives in chunks. The caller holds the ErrorScope.
 class Hmac {
   public:
     Hmac(HashFunction hash, ByteView key);
 
     void update(ByteView data);
-    /// digestSize(hash) bytes.
+    /// Returns digestSize(hash) bytes. Nothing may be called afterwards.
     SecretBuffer finish();
 
   private:
@@ -41,7 +41,7 @@ class Hmac {
     std::size_t size_;
 };
 
-/// Compares in a time that depends on the sizes alone.
+/// Compares in a time that depends only on the sizes.
 bool equalInConstantTime(ByteView a, ByteView b) noexcept;
 
 }  // namespace Torvane::Crypto

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t wrapOverhead = 8;
 
-CipherContext wrapContext(ByteView wrappingKey, bool encrypt) {
+CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
     const EVP_CIPHER* cipher = wrappingKey.size() == 16   ? EVP_aes_128_wrap()
                                : wrappingKey.size() == 24 ? EVP_aes_192_wrap()
                                                           : EVP_aes_256_wrap();
@@ -22,7 +22,7 @@ CipherContext wrapContext(ByteView wrappingKey, bool encrypt) {
 
 }  // namespace
 
-SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size) {
+SecretBuffer deriveKeyByConcatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size) {
     const ErrorScope scope;
     const Kdf kdf(check(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_SSKDF, nullptr), "find the key derivation"));
     const KdfContext context(check(EVP_KDF_CTX_new(kdf.get()), "set up the key derivation"));
@@ -39,7 +39,7 @@ SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t si
 
 ByteBuffer wrapKey(ByteView wrappingKey, ByteView key) {
     const ErrorScope scope;
-    const auto context = wrapContext(wrappingKey, true);
+    const auto context = makeWrapContext(wrappingKey, true);
     ByteBuffer wrapped(key.size() + 2 * wrapOverhead);
     int written = 0;
     check(EVP_CipherUpdate(context.get(), wrapped.data(), &written, key.data(), static_cast<int>(key.size())),
@@ -51,7 +51,7 @@ ByteBuffer wrapKey(ByteView wrappingKey, ByteView key) {
 std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, std::size_t size) {
     const ErrorScope scope;
     if (wrapped.size() != size + wrapOverhead) return std::nullopt;
-    const auto context = wrapContext(wrappingKey, false);
+    const auto context = makeWrapContext(wrappingKey, false);
     SecretBuffer key(wrapped.size() + wrapOverhead);
     int written = 0;
     if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), static_cast<int>(wrapped.size())) != 1 ||

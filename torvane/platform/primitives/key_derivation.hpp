@@ -1,4 +1,4 @@
-// Keys out of keys: the Concat KDF (RFC 7518, section 4.6.2) and the AES key wrap (RFC 3394).
+// Key derivation and key wrapping: the Concat KDF (RFC 7518, section 4.6.2) and the AES key wrap (RFC 3394).
 #pragma once
 
 #include <optional>
@@ -7,13 +7,15 @@
 
 namespace Torvane::Crypto {
 
-/// The Concat KDF over SHA-256: `size` bytes of key from a shared secret and the other-info bytes.
-SecretBuffer concatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size);
+/// The Concat KDF over SHA-256: derives `size` bytes of key from a shared secret and the other-info bytes.
+SecretBuffer deriveKeyByConcatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size);
 
-/// Wraps a key of a multiple of 8 bytes, at least 16, under one of 16, 24 or 32 bytes; the result is 8 bytes longer.
+/// Wraps a key whose size is a multiple of 8 bytes and at least 16, under a wrapping key of 16, 24 or 32 bytes. The
+/// result is 8 bytes longer than the key.
 ByteBuffer wrapKey(ByteView wrappingKey, ByteView key);
 
-/// Nothing when the wrapped bytes are not a key of `size` bytes under this wrapping key.
+/// Reverses wrapKey(). Returns nothing when the wrapped bytes are not a key of exactly `size` bytes under this wrapping
+/// key.
 std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, std::size_t size);
 
 }  // namespace Torvane::Crypto

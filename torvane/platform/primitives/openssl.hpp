@@ -1,4 +1,4 @@
-// Owning handles over OpenSSL 3, and the one way in which its failures become errors.
+// Owning handles for OpenSSL 3 objects, and the conversion of OpenSSL's failures to SecurityError.
 #pragma once
 
 #include <algorithm>
@@ -21,6 +21,7 @@
 
 namespace Torvane::Crypto {
 
+/// Deleter of a Handle: calls the function that OpenSSL has for that type.
 template <auto Free>
 struct Deleter {
     template <class T>
@@ -45,36 +46,38 @@ using EcdsaSignature = Handle<ECDSA_SIG, ECDSA_SIG_free>;
 using ParamBuilder = Handle<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free>;
 using Params = Handle<OSSL_PARAM, OSSL_PARAM_free>;
 
-/// Without OpenSSL's reason: it differs between patch releases, and may be an older one of somebody else's.
+/// Throws a SecurityError "Failed to " + what + ".". OpenSSL's own reason is left out: it differs between patch
+/// releases, and may belong to an earlier failure of other code.
 [[noreturn]] inline void fail(std::string_view what) {
     throw SecurityError("Failed to " + std::string(what) + ".");
 }
 
-/// Turns every result other than 1 into a SecurityError "Failed to " + what + ".".
+/// Calls fail() for every result other than 1.
 inline void check(int result, std::string_view what) {
     if (result != 1) fail(what);
 }
 
-/// The same for functions that return a pointer.
+/// Returns the pointer, or calls fail() when it is null.
 template <class T>
 T* check(T* result, std::string_view what) {
     if (result == nullptr) fail(what);
     return result;
 }
 
-/// OpenSSL's ciphers count bytes in an int; longer input goes in pieces of this size.
-inline constexpr std::size_t largestCipherUpdate = std::size_t{1} << 30;
+/// Size of the chunks in which long input is passed to OpenSSL's ciphers, which count bytes in an int.
+inline constexpr std::size_t cipherChunkSize = std::size_t{1} << 30;
 
-/// Calls use(piece) for consecutive pieces that fit an int.
+/// Calls use(chunk) for consecutive chunks of at most cipherChunkSize bytes.
 template <class Use>
-void inCipherPieces(ByteView bytes, Use use) {
+void forEachCipherChunk(ByteView bytes, Use use) {
     while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), largestCipherUpdate));
-        use(piece);
-        bytes = bytes.subspan(piece.size());
+        const auto chunk = bytes.first(std::min(bytes.size(), cipherChunkSize));
+        use(chunk);
+        bytes = bytes.subspan(chunk.size());
     }
 }
 
+/// OpenSSL's constant for a hash function; for computing digests, fetchDigest() is faster.
 inline const EVP_MD* evpDigest(HashFunction hash) noexcept {
     switch (hash) {
         case HashFunction::SHA1: return EVP_sha1();

@@ -41,12 +41,12 @@ void setUp(EVP_PKEY_CTX* context, const Purpose& purpose) {
 
 }  // namespace
 
-PkeyContext PreparedKey::context(const Purpose& purpose) const {
-    // Without the lock: what is prepared stays where it is, and is only read.
-    return PkeyContext(check(EVP_PKEY_CTX_dup(prepared(purpose)), "set up a key operation"));
+PkeyContext PreparedKey::makeContext(const Purpose& purpose) const {
+    // Needs no lock: a prepared context is never moved or changed.
+    return PkeyContext(check(EVP_PKEY_CTX_dup(findOrPrepare(purpose)), "set up a key operation"));
 }
 
-const EVP_PKEY_CTX* PreparedKey::prepared(const Purpose& purpose) const {
+const EVP_PKEY_CTX* PreparedKey::findOrPrepare(const Purpose& purpose) const {
     const std::lock_guard lock(mutex_);
     const auto known = std::find_if(contexts_.begin(), contexts_.end(),
                                     [&purpose](const auto& entry) { return entry.first == purpose; });

@@ -14,7 +14,7 @@ namespace {
 
 using Context = Handle<secp256k1_context, secp256k1_context_destroy>;
 
-Context newSigningContext() {
+Context makeSigningContext() {
     Context context(secp256k1_context_create(SECP256K1_CONTEXT_NONE));
     SecretBuffer seed(32);
     if (RAND_priv_bytes(seed.data(), static_cast<int>(seed.size())) != 1) stopProcess("the random source failed");
@@ -22,9 +22,9 @@ Context newSigningContext() {
     return context;
 }
 
-// A constant: made at first use, only read afterwards. One for each signature would double its cost.
+// Made at its first use and only read afterwards. A context for each signature would double the cost of signing.
 const secp256k1_context* signingContext() {
-    static const Context context = newSigningContext();
+    static const Context context = makeSigningContext();
     return context.get();
 }
 
@@ -33,9 +33,9 @@ const secp256k1_context* verifyingContext() noexcept {
 }
 
 bool parse(ByteView encoded, secp256k1_pubkey& point) noexcept {
-    // The hybrid forms 0x06 and 0x07, which the library reads too, are no JOSE key.
-    const bool known = encoded.size() == 33 || (encoded.size() == 65 && encoded[0] == 0x04);
-    return known && secp256k1_ec_pubkey_parse(verifyingContext(), &point, encoded.data(), encoded.size()) == 1;
+    // libsecp256k1 also reads the hybrid forms 0x06 and 0x07, which JOSE does not have.
+    const bool isJoseForm = encoded.size() == 33 || (encoded.size() == 65 && encoded[0] == 0x04);
+    return isJoseForm && secp256k1_ec_pubkey_parse(verifyingContext(), &point, encoded.data(), encoded.size()) == 1;
 }
 
 Point serialize(const secp256k1_pubkey& point) noexcept {
@@ -51,16 +51,16 @@ bool isPrivateKey(ByteView scalar) noexcept {
     return scalar.size() == scalarSize && secp256k1_ec_seckey_verify(verifyingContext(), scalar.data()) == 1;
 }
 
-std::optional<Point> publicPoint(ByteView encoded) noexcept {
+std::optional<Point> parsePublicPoint(ByteView encoded) noexcept {
     secp256k1_pubkey point;
     if (!parse(encoded, point)) return std::nullopt;
     return serialize(point);
 }
 
-Point publicPointOf(ByteView scalar) {
+Point derivePublicPoint(ByteView scalar) {
     secp256k1_pubkey point;
     if (!isPrivateKey(scalar) || secp256k1_ec_pubkey_create(signingContext(), &point, scalar.data()) != 1) {
-        throw SecurityError("A secp256k1 private key is 32 bytes, from 1 to the order less 1.");
+        throw SecurityError("A secp256k1 private key is 32 bytes, from 1 to the order - 1.");
     }
     return serialize(point);
 }

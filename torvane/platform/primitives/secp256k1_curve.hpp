@@ -1,4 +1,6 @@
 // ECDSA over secp256k1 with raw keys (RFC 8812, section 3), through libsecp256k1.
+//
+// Public keys are accepted compressed (33 bytes) or uncompressed (65 bytes); the hybrid forms are rejected.
 #pragma once
 
 #include <array>
@@ -13,23 +15,25 @@ inline constexpr std::size_t scalarSize = 32;
 inline constexpr std::size_t digestSize = 32;
 inline constexpr std::size_t signatureSize = 64;
 
-/// 0x04, x and y.
+/// An uncompressed point: 0x04, x and y.
 using Point = std::array<std::uint8_t, 65>;
 
-/// Whether these are the 32 bytes of a scalar from 1 to the order less 1.
+/// Whether the bytes are a private key: a scalar of 32 bytes from 1 to the order - 1.
 bool isPrivateKey(ByteView scalar) noexcept;
 
-/// The point in uncompressed form; nothing when it is not a 33- or 65-byte point of the curve.
-std::optional<Point> publicPoint(ByteView encoded) noexcept;
+/// The uncompressed form of a public key of 33 or 65 bytes; nothing when the bytes are not a point on the curve.
+std::optional<Point> parsePublicPoint(ByteView encoded) noexcept;
 
-/// The public half of a valid private key.
-Point publicPointOf(ByteView scalar);
+/// The public key of a private key.
+/// @throws SecurityError when the scalar is not a private key.
+Point derivePublicPoint(ByteView scalar);
 
-/// r and s, 32 bytes each, with the nonce of RFC 6979 and the lower s.
-/// @throws SecurityError for a scalar out of range, or a digest of another size.
+/// Signs a digest of 32 bytes. Returns r and s, 32 bytes each, with the nonce of RFC 6979 and the lower s.
+/// @throws SecurityError for a scalar that is not a private key, or a digest of another size.
 ByteBuffer sign(ByteView scalar, ByteView digest);
 
-/// A signature with the higher s is as good; r or s zero or not below the order is not, nor is any other size.
+/// Verifies a signature of the form that sign() returns; the higher s is accepted too. False for an r or s that is zero
+/// or not below the order, and for a point, digest or signature of the wrong form or size.
 bool verify(ByteView point, ByteView digest, ByteView signature) noexcept;
 
 }  // namespace Torvane::Crypto::Secp256k1

@@ -27,7 +27,7 @@ SecretBuffer agreedKey(const SecKey& own, const SecKey& peer, KeyManagementAlgor
     appendCounted(otherInfo, info.u);
     appendCounted(otherInfo, info.v);
     appendNumber(otherInfo, keySize * 8);
-    return Crypto::concatKdf(own.agree(peer), otherInfo, keySize);
+    return Crypto::deriveKeyByConcatKdf(own.agree(peer), otherInfo, keySize);
 }
 
 }  // namespace Torvane::JOSE

@@ -1,26 +1,20 @@
-// Files that a key URI names: the only ones that the library itself opens.
+// Keys in files: reading one key from a file, and writing a new private key to a file.
 #pragma once
 
-#include <string>
 #include <string_view>
 
-#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane {
 
-/// Whether a text is a URI of that scheme (RFC 3986, section 3.1).
-bool hasScheme(std::string_view text, std::string_view scheme) noexcept;
+/// Reads the one key of that half from the file that a path or "file" URI names.
+/// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
+Crypto::Pkey readKeyFile(std::string_view uri, KeyHalf half, const SecretSource& secret);
 
-/// The path of a "file" URI (RFC 8089); any other text is a path itself.
-/// @throws KeyStoreError invalidURI
-std::string pathOf(std::string_view uri);
-
-/// The whole of a file of at most 1 MiB.
-/// @throws KeyStoreError unavailable
-SecretBuffer readFile(const std::string& path);
-
-/// Makes a file that its owner alone may read, and leaves none where that fails. A file that is there stays as it is.
-/// @throws KeyStoreError unavailable
-void writeNewFile(const std::string& path, ByteView content);
+/// Writes a private key to a new file, encrypted if the source gives a passphrase. Returns the key as it was read back
+/// from the file's text, which proves that the file can be read.
+/// @throws KeyStoreError invalidURI, or unavailable when the file exists or cannot be written.
+Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret);
 
 }  // namespace Torvane

@@ -1,9 +1,8 @@
-// The PKCS #11 key store of a library that is built without p11-kit: each use says so.
+// Pkcs11KeyStore of a library that is built without p11-kit: every operation throws KeyStoreError notSupported.
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 
 namespace Torvane {
-
 namespace {
 
 [[noreturn]] void refuse() {

@@ -1,4 +1,4 @@
-// Between handles and the keys that OpenSSL holds.
+// Handles of keys that OpenSSL holds, and access from a handle to OpenSSL's public key.
 #pragma once
 
 #include "torvane/platform/key_stores/sec_key.hpp"
@@ -6,12 +6,14 @@
 
 namespace Torvane {
 
+/// Friend of SecKey.
 struct SecKeyAccess {
+    /// OpenSSL's object for the public key; valid as long as some copy of the handle lives.
     static EVP_PKEY* publicPkey(const SecKey& key) noexcept;
 };
 
 /// A handle to one half of a key that OpenSSL holds.
 /// @throws SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
-SecKey softwareKey(Crypto::Pkey key, KeyHalf half);
+SecKey makeSoftwareKey(Crypto::Pkey key, KeyHalf half);
 
 }  // namespace Torvane

@@ -9,7 +9,7 @@
 #include <openssl/objects.h>
 
 #include "torvane/platform/core/error.hpp"
-#include "torvane/platform/key_stores/internal/key_text.hpp"
+#include "torvane/platform/key_stores/internal/key_encoding.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
@@ -60,7 +60,7 @@ CK_ULONG number(Pkcs11Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TY
 
 // The name of a curve as PKCS #11 has it: the DER text of its object identifier.
 ByteBuffer ecParameters(EllipticCurve curve) {
-    const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(groupName(curve)));
+    const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(openSSLCurveName(curve)));
     ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_OBJECT(identifier, nullptr)));
     auto* out = der.data();
     i2d_ASN1_OBJECT(identifier, &out);
@@ -83,7 +83,7 @@ std::optional<PublicComponents> ecComponents(ByteView parameters, ByteBuffer poi
         const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
         return ECPublicComponents{curve, ByteBuffer(point.begin() + 1, middle), ByteBuffer(middle, point.end())};
     }
-    throw unsupportedKey();
+    throw unsupportedKeyError();
 }
 
 void generate(Pkcs11Session& session, CK_MECHANISM_TYPE type, Pkcs11Template& publicKey, Pkcs11Template& privateKey) {
@@ -128,11 +128,11 @@ std::optional<PublicComponents> publicComponents(Pkcs11Session& session, CK_OBJE
     if (number(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
         const auto keys = readKeys(read(CKA_VALUE), nullptr, {});
         if (keys.certifiedKeys.empty()) return std::nullopt;
-        return publicComponents(keys.certifiedKeys.front().get());
+        return readPublicComponents(keys.certifiedKeys.front().get());
     }
     const auto type = number(session, object, CKA_KEY_TYPE);
     if (type == CKK_EC) return ecComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
-    if (type != CKK_RSA) throw unsupportedKey();
+    if (type != CKK_RSA) throw unsupportedKeyError();
     RSAPublicComponents rsa{read(CKA_MODULUS), read(CKA_PUBLIC_EXPONENT)};
     if (rsa.modulus.empty() || rsa.exponent.empty()) return std::nullopt;
     return rsa;

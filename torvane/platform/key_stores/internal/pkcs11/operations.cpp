@@ -168,7 +168,7 @@ std::optional<SecretBuffer> decrypt(const Pkcs11Use& use, HashFunction hash, Byt
     if (begins<init>(use, operation, {CKM_RSA_X_509, nullptr, 0})) {
         const auto decrypted = finishDecryption(use, operation, ciphertext);
         if (!decrypted) return std::nullopt;
-        return decodeOaep(hash, padded(decrypted->buffer, decrypted->size, ciphertext.size()));
+        return removeOaepPadding(hash, padded(decrypted->buffer, decrypted->size, ciphertext.size()));
     }
     refuse(use, std::string("decryption by RSA-OAEP with ") + words.name + ", and RSA without padding");
 }

@@ -1,12 +1,11 @@
-#include "torvane/platform/primitives/fetched.hpp"
+#include "torvane/platform/primitives/algorithm_cache.hpp"
 
 #include <array>
 
 namespace Torvane::Crypto {
 namespace {
 
-// Each call of use<value>() is a function of its own, with constants of its own.
-
+// Calls use<hash>() with the hash as a template argument, so that each hash has static variables of its own.
 template <class Use>
 auto withHash(HashFunction hash, Use use) {
     switch (hash) {
@@ -18,16 +17,17 @@ auto withHash(HashFunction hash, Use use) {
     return use.template operator()<HashFunction::SHA512>();
 }
 
-const EVP_CIPHER* fetchedCipher(const char* name) {
+const EVP_CIPHER* fetchCipher(const char* name) {
     return check(EVP_CIPHER_fetch(nullptr, name, nullptr), "find AES");
 }
 
-// With a key that means nothing: there are releases of OpenSSL that copy no context without one.
-EVP_MAC_CTX* hmacToCopy(HashFunction hash) {
+// The context that makeHmac() copies. It has a meaningless key, since some releases of OpenSSL copy no context without
+// one.
+EVP_MAC_CTX* makeHmacTemplate(HashFunction hash) {
     const Mac mac(check(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr), "find HMAC"));
     MacContext context(check(EVP_MAC_CTX_new(mac.get()), "set up HMAC"));
-    const std::array params{OSSL_PARAM_construct_utf8_string(
-                                OSSL_MAC_PARAM_DIGEST, const_cast<char*>(EVP_MD_get0_name(fetchedDigest(hash))), 0),
+    const std::array params{OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST,
+                                                             const_cast<char*>(EVP_MD_get0_name(fetchDigest(hash))), 0),
                             OSSL_PARAM_construct_end()};
     const std::uint8_t key = 0;
     check(EVP_MAC_init(context.get(), &key, sizeof key, params.data()), "set up HMAC");
@@ -36,7 +36,7 @@ EVP_MAC_CTX* hmacToCopy(HashFunction hash) {
 
 }  // namespace
 
-const EVP_MD* fetchedDigest(HashFunction hash) {
+const EVP_MD* fetchDigest(HashFunction hash) {
     return withHash(hash, []<HashFunction value>() {
         static const auto* const digest =
             check(EVP_MD_fetch(nullptr, EVP_MD_get0_name(evpDigest(value)), nullptr), "find a digest");
@@ -44,24 +44,22 @@ const EVP_MD* fetchedDigest(HashFunction hash) {
     });
 }
 
-const EVP_CIPHER* fetchedAesGcm(std::size_t keySize) {
-    static const std::array ciphers{fetchedCipher("AES-128-GCM"), fetchedCipher("AES-192-GCM"),
-                                    fetchedCipher("AES-256-GCM")};
+const EVP_CIPHER* fetchAesGcm(std::size_t keySize) {
+    static const std::array ciphers{fetchCipher("AES-128-GCM"), fetchCipher("AES-192-GCM"), fetchCipher("AES-256-GCM")};
     return ciphers.at(keySize / 8 - 2);
 }
 
-const EVP_CIPHER* fetchedAesCbc(std::size_t keySize) {
-    static const std::array ciphers{fetchedCipher("AES-128-CBC"), fetchedCipher("AES-192-CBC"),
-                                    fetchedCipher("AES-256-CBC")};
+const EVP_CIPHER* fetchAesCbc(std::size_t keySize) {
+    static const std::array ciphers{fetchCipher("AES-128-CBC"), fetchCipher("AES-192-CBC"), fetchCipher("AES-256-CBC")};
     return ciphers.at(keySize / 8 - 2);
 }
 
-MacContext newHmac(HashFunction hash) {
-    const auto* const original = withHash(hash, []<HashFunction value>() {
-        static const auto* const context = hmacToCopy(value);
+MacContext makeHmac(HashFunction hash) {
+    const auto* const hmacTemplate = withHash(hash, []<HashFunction value>() {
+        static const auto* const context = makeHmacTemplate(value);
         return context;
     });
-    return MacContext(check(EVP_MAC_CTX_dup(original), "set up HMAC"));
+    return MacContext(check(EVP_MAC_CTX_dup(hmacTemplate), "set up HMAC"));
 }
 
 }  // namespace Torvane::Crypto

@@ -1,4 +1,4 @@
-#include "torvane/platform/key_stores/internal/key_text.hpp"
+#include "torvane/platform/key_stores/internal/key_encoding.hpp"
 
 #include <climits>
 #include <exception>
@@ -23,22 +23,23 @@ using UiMethod = Handle<UI_METHOD, UI_destroy_method>;
 using PrivateKeyInfo = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using EncryptedKey = Handle<X509_SIG, X509_SIG_free>;
 
-// Makes each guess at a passphrase cost a good part of a second.
+// Iterations of PBKDF2: each guess at a passphrase takes a good part of a second.
 constexpr int passphraseRounds = 600'000;
 
-// Asks once, however often OpenSSL does: it tries a text in several ways.
-class Passphrase {
+// Calls the source at most once, however often OpenSSL asks: it tries to decode a text in several ways.
+class PassphrasePrompt {
   public:
-    Passphrase(const SecretSource& source, std::string_view whose) : source_(source), whose_(whose) {}
+    PassphrasePrompt(const SecretSource& source, std::string_view whose) : source_(source), whose_(whose) {}
 
     bool wasAsked() const noexcept { return wasAsked_; }
-    bool wasGiven() const noexcept { return answer_.has_value(); }
+    bool wasAnswered() const noexcept { return answer_.has_value(); }
+    // Rethrows what the source threw: an exception cannot pass through OpenSSL.
     void rethrow() const {
         if (thrown_) std::rethrow_exception(thrown_);
     }
 
-    // With a method of its own OpenSSL never asks on the terminal.
-    static UiMethod method() {
+    // Replaces OpenSSL's default method, which asks on the terminal.
+    static UiMethod makeMethod() {
         UiMethod method(check(UI_create_method("passphrase"), "set up a key reader"));
         check(UI_method_set_reader(method.get(), read) == 0 ? 1 : 0, "set up a key reader");
         return method;
@@ -48,7 +49,7 @@ class Passphrase {
     static int read(UI* ui, UI_STRING* prompt) noexcept {
         const auto type = UI_get_string_type(prompt);
         if (type != UIT_PROMPT && type != UIT_VERIFY) return 1;
-        const auto* answer = static_cast<Passphrase*>(UI_get0_user_data(ui))->ask();
+        const auto* answer = static_cast<PassphrasePrompt*>(UI_get0_user_data(ui))->ask();
         if (answer == nullptr) return 0;
         const auto text = asText(*answer);
         return UI_set_result_ex(ui, prompt, text.data(), static_cast<int>(text.size())) >= 0 ? 1 : 0;
@@ -72,7 +73,7 @@ class Passphrase {
     std::exception_ptr thrown_;
 };
 
-// How many objects of a text are looked at, one that cannot be read included.
+// At most this many objects of a text are read, including those that cannot be decoded.
 constexpr int mostObjects = 64;
 
 void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
@@ -87,8 +88,9 @@ void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
     }
 }
 
-// What is expected decides how DER is read: a public key of PKCS #1 is known for one only when it is.
-void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* method, Passphrase& passphrase) {
+// `expected` is a type of OSSL_STORE_INFO, or 0 for all types. OpenSSL recognises a PKCS #1 public key in DER only when
+// a public key is expected.
+void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* method, PassphrasePrompt& passphrase) {
     const Bio input(check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key reader"));
     const Store store(
         check(OSSL_STORE_attach(input.get(), "file", nullptr, nullptr, method, &passphrase, nullptr, nullptr, nullptr),
@@ -103,22 +105,22 @@ void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* m
     }
 }
 
-std::string counted(std::size_t count, const char* noun) {
+std::string describeCount(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
-[[noreturn]] void refuse(const KeysRead& keys, KeyHalf half, std::string_view origin) {
+[[noreturn]] void rejectKeys(const KeysRead& keys, KeyHalf half, std::string_view origin) {
     const std::string where(origin);
     if (keys.remainsEncrypted) {
         throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where +
                                                                   ", or OpenSSL does not know its encryption."
                                                             : "A passphrase is needed for " + where + ".");
     }
-    throw KeyStoreError::keyNotFound(std::string("One ") + (half == KeyHalf::privateHalf ? "private" : "public") +
-                                     " key was looked for in " + where + "; there are " +
-                                     counted(keys.privateKeys.size(), "private key") + ", " +
-                                     counted(keys.publicKeys.size(), "public key") + " and " +
-                                     counted(keys.certifiedKeys.size(), "certificate") + ".");
+    throw KeyStoreError::keyNotFound(std::string("Expected one ") +
+                                     (half == KeyHalf::privateHalf ? "private" : "public") + " key in " + where +
+                                     ", found " + describeCount(keys.privateKeys.size(), "private key") + ", " +
+                                     describeCount(keys.publicKeys.size(), "public key") + " and " +
+                                     describeCount(keys.certifiedKeys.size(), "certificate") + ".");
 }
 
 }  // namespace
@@ -127,27 +129,27 @@ KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view
     const ErrorScope scope;
     KeysRead keys;
     if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return keys;
-    const auto method = Passphrase::method();
-    Passphrase passphrase(source, whose);
+    const auto method = PassphrasePrompt::makeMethod();
+    PassphrasePrompt passphrase(source, whose);
     for (const int expected : {0, OSSL_STORE_INFO_PUBKEY}) {
         if (keys.empty()) readInto(keys, encoded, expected, method.get(), passphrase);
     }
     passphrase.rethrow();
-    keys.hadPassphrase = passphrase.wasGiven();
+    keys.hadPassphrase = passphrase.wasAnswered();
     return keys;
 }
 
 Pkey readKey(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
     auto keys = readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
-    if (keys.privateKeys.size() == 1) return checkedPair(std::move(keys.privateKeys.front()));
+    if (keys.privateKeys.size() == 1) return requireConsistentPair(std::move(keys.privateKeys.front()));
     if (half == KeyHalf::publicHalf && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());
         if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return std::move(keys.certifiedKeys.front());
     }
-    refuse(keys, half, origin);
+    rejectKeys(keys, half, origin);
 }
 
-SecretBuffer privateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase) {
+SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase) {
     const ErrorScope scope;
     const PrivateKeyInfo info(check(EVP_PKEY2PKCS8(key), "write a key"));
     const Bio output(check(BIO_new(BIO_s_secmem()), "write a key"));

@@ -1,0 +1,68 @@
+#include "torvane/platform/key_stores/internal/file_uri.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "torvane/platform/core/error.hpp"
+
+namespace Torvane {
+namespace {
+
+char lowered(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+int hexDigit(char c) noexcept {
+    constexpr std::string_view digits = "0123456789abcdef";
+    const auto position = digits.find(lowered(c));
+    return position == digits.npos ? -1 : static_cast<int>(position);
+}
+
+// Returns nothing when the percent-encoding is wrong, or for a query, a fragment or a NUL byte.
+std::optional<std::string> decodePath(std::string_view text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (c == '?' || c == '#') return std::nullopt;
+        if (c == '%') {
+            if (text.size() - i < 3) return std::nullopt;
+            const int high = hexDigit(text[i + 1]), low = hexDigit(text[i + 2]);
+            if (high < 0 || low < 0) return std::nullopt;
+            c = static_cast<char>(high * 16 + low);
+            i += 2;
+        }
+        if (c == '\0') return std::nullopt;
+        decoded += c;
+    }
+    return decoded;
+}
+
+}  // namespace
+
+bool hasScheme(std::string_view text, std::string_view scheme) noexcept {
+    return text.size() > scheme.size() && text[scheme.size()] == ':' &&
+           std::equal(scheme.begin(), scheme.end(), text.begin(), [](char a, char b) { return a == lowered(b); });
+}
+
+std::string pathOf(std::string_view uri) {
+    const auto reject = [&] {
+        throw KeyStoreError::invalidURI(quotedWithoutPin(uri) +
+                                        " is neither a path nor the URI of a file on this machine.");
+    };
+    if (uri.find('\0') != uri.npos) reject();
+    if (!hasScheme(uri, "file")) return std::string(uri);
+    auto rest = uri.substr(std::string_view("file:").size());
+    for (const std::string_view thisHost : {"//localhost/", "///"}) {
+        if (rest.starts_with(thisHost)) rest.remove_prefix(thisHost.size() - 1);
+    }
+    auto path = decodePath(rest);
+    if (!path || path->empty() || rest.starts_with("//")) reject();
+    return std::move(*path);
+}
+
+std::string quotedWithoutPin(std::string_view uri) {
+    return debugQuoted(uri.substr(0, uri.find_first_of(uri.find("pkcs11") == uri.npos ? "?" : "?;")));
+}
+
+}  // namespace Torvane

@@ -1,0 +1,42 @@
+// Keys in PEM, DER and PKCS #12: a reader for what a key file may hold, and a writer of PKCS #8 PEM.
+#pragma once
+
+#include <vector>
+
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/primitives/openssl.hpp"
+
+namespace Torvane::Crypto {
+
+/// The keys of a text, those of each kind in their order in the text.
+struct KeysRead {
+    std::vector<Pkey> privateKeys;
+    std::vector<Pkey> publicKeys;
+    /// The public keys of certificates.
+    std::vector<Pkey> certifiedKeys;
+    /// Whether the source gave a passphrase.
+    bool hadPassphrase = false;
+    /// Whether a part of the text could not be decrypted.
+    bool remainsEncrypted = false;
+
+    bool empty() const noexcept { return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty(); }
+};
+
+/// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever
+/// else the text holds is skipped, and so are objects after the 64th. The source may be null and is called at most
+/// once, with `whose`.
+/// @throws what the source throws.
+KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_view whose);
+
+/// Reads the one key of that half. For the public half a private key takes precedence over a public key, and that over
+/// the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
+/// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
+///         more than one; SecurityError for a private key that does not match its public key.
+Pkey readKey(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin);
+
+/// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
+/// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).
+SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase);
+
+}  // namespace Torvane::Crypto

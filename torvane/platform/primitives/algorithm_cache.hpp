@@ -1,0 +1,27 @@
+// Algorithms of OpenSSL, each fetched once in a process.
+//
+// OpenSSL's own constants, such as EVP_sha256(), are looked up at every use, which costs as much as hashing a short
+// message.
+#pragma once
+
+#include <cstddef>
+
+#include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/primitives/openssl.hpp"
+
+namespace Torvane::Crypto {
+
+// What is returned is fetched at its first use and never freed. Threads may share it.
+
+const EVP_MD* fetchDigest(HashFunction hash);
+
+/// @{
+/// For keys of 16, 24 or 32 bytes.
+const EVP_CIPHER* fetchAesGcm(std::size_t keySize);
+const EVP_CIPHER* fetchAesCbc(std::size_t keySize);
+/// @}
+
+/// A new HMAC context for the caller alone. It has a meaningless key: set the real one before use.
+MacContext makeHmac(HashFunction hash);
+
+}  // namespace Torvane::Crypto
