@@ -31,7 +31,8 @@ SecretSource answering(const std::string& text) {
 }
 
 void run(const std::string& command) {
-    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) throw std::runtime_error("This failed: " + command);
+    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0)
+        throw std::runtime_error("Command failed: " + command);
 }
 
 SoftToken::SoftToken() {
@@ -57,13 +58,13 @@ std::string SoftToken::driver() const {
 }
 
 std::map<std::string, std::string> SoftToken::protections() const {
-    using namespace Torvane::Crypto;
+    using namespace Torvane::PKCS11;
     std::map<std::string, std::string> protections;
-    Pkcs11Token token(Pkcs11URI(uri()), answering("1234"));
-    token.with(Pkcs11Token::Login::needed, [&](Pkcs11Session& session, unsigned) {
-        Pkcs11Template privateKeys(CKO_PRIVATE_KEY);
+    Token token(URI(uri()), answering("1234"));
+    token.runInSession(Token::Login::needed, [&](Session& session, unsigned) {
+        Template privateKeys(CKO_PRIVATE_KEY);
         for (const auto key : session.find(privateKeys)) {
-            const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.attribute(key, type); };
+            const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.readAttribute(key, type); };
             auto& words = protections[std::string(asText(read(CKA_LABEL).value()))];
             words = read(CKA_EXTRACTABLE).value().front() == CK_FALSE ? "not extractable" : "extractable";
             words += read(CKA_SENSITIVE).value().front() == CK_TRUE ? ", sensitive" : ", not sensitive";
@@ -100,7 +101,7 @@ std::string TokenServer::uri(const std::string& attributes) {
 void TokenServer::start() {
     process_ = ::fork();
     if (process_ == 0) {
-        // A group of its own, with the processes that it starts for each connection.
+        // A process group, so that stop() also ends the processes that it starts for each connection.
         ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         for (const int stream : {1, 2}) ::dup2(::open("/dev/null", O_WRONLY), stream);

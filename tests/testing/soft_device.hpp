@@ -1,4 +1,4 @@
-// A PKCS #11 token that is made for one test: SoftHSM, over its files in a folder of its own.
+// PKCS #11 devices for tests: a SoftHSM token in a temporary folder, in this process or behind a server.
 #pragma once
 
 #include <map>
@@ -12,30 +12,30 @@ namespace Testing {
 
 using namespace Torvane;
 
-/// Gives the text as a PIN or passphrase.
+/// A source that always answers with the text.
 SecretSource answering(const std::string& text);
 
 /// Runs a shell command; throws std::runtime_error when it fails.
 void run(const std::string& command);
 
-/// The environment of this process and its children names the token's folder, so there is one at a time.
+/// A SoftHSM token "app" with the PIN 1234. SoftHSM finds its folder in the environment, so only one may exist at a
+/// time.
 class SoftToken {
   public:
-    /// A token "app" with the PIN 1234.
     SoftToken();
 
-    /// A URI with these attributes of a key, for example "object=sign;id=%01", and the driver.
+    /// The URI of a key, by attributes such as "object=sign;id=%01", and of SoftHSM's driver.
     std::string uri(const std::string& attributes = "") const;
 
-    /// Imports the private key of tests/vectors by another program, not extractable; the id in hexadecimal.
+    /// Imports a private key of tests/vectors with softhsm2-util, as not extractable. The id is hexadecimal.
     void import(const std::string& kid, const std::string& label, const std::string& id) const;
 
     std::string driver() const;
 
-    /// Of each private key: its label, and what another program finds out about it, in words.
+    /// The protection of each private key by its label, for example "not extractable, sensitive".
     std::map<std::string, std::string> protections() const;
 
-    /// As if it was pulled out: its files are elsewhere.
+    /// Simulates removal: moves the device's files away.
     void takeOut() const;
     void putBack() const;
 
@@ -45,7 +45,7 @@ class SoftToken {
     TemporaryFolder folder_;
 };
 
-/// The token in another process, reached over a socket by p11-kit's own driver. Its URI is that of the served token.
+/// A p11-kit server process that gives access to a SoftToken over a socket.
 class TokenServer {
   public:
     explicit TokenServer(const SoftToken& token);
@@ -53,6 +53,7 @@ class TokenServer {
     TokenServer(const TokenServer&) = delete;
     TokenServer& operator=(const TokenServer&) = delete;
 
+    /// As SoftToken::uri(), with the driver that talks to the server.
     static std::string uri(const std::string& attributes);
     void stop();
     void start();

@@ -17,14 +17,14 @@
 namespace Torvane {
 namespace {
 
-using Crypto::Pkcs11Session;
-using Crypto::Pkcs11Token;
-using Crypto::Pkcs11URI;
-using Crypto::Pkcs11Use;
-using Login = Pkcs11Token::Login;
+using PKCS11::KeyInSession;
+using PKCS11::Session;
+using PKCS11::Token;
+using PKCS11::URI;
+using Login = Token::Login;
 
-// The PIN that the URI has goes before the caller's.
-SecretSource pinOf(const Pkcs11URI& uri, SecretSource source) {
+// A PIN in the URI takes precedence over the caller's source.
+SecretSource choosePinSource(const URI& uri, SecretSource source) {
     if (const char* value = uri.pinValue()) {
         const auto bytes = asBytes(value);
         return [pin = SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return pin; };
@@ -39,39 +39,40 @@ SecretSource pinOf(const Pkcs11URI& uri, SecretSource source) {
     return source;
 }
 
-// By the numbers that the private key shows, or those of the public key or certificate beside it, which has its id.
-PublicComponents publicComponentsOf(Pkcs11Session& session, CK_OBJECT_HANDLE privateKey, const KeyName& name,
-                                    const Pkcs11Token& token) {
-    if (auto shown = Crypto::publicComponents(session, privateKey)) return std::move(*shown);
+// The public components that the private key reveals, or else those of the public key or certificate with the same id.
+PublicComponents findPublicComponents(Session& session, CK_OBJECT_HANDLE privateKey, const KeyName& name,
+                                      const Token& token) {
+    if (auto shown = PKCS11::readPublicComponents(session, privateKey)) return std::move(*shown);
     const KeyName shared = name.id.empty() ? name : KeyName{{}, name.id};
     for (const CK_OBJECT_CLASS objectClass : {CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
         if (shared == KeyName()) break;
-        const auto beside = Crypto::findOne(session, objectClass, shared, token.name());
+        const auto beside = PKCS11::findObject(session, objectClass, shared, token.description());
         if (!beside) continue;
-        if (auto shown = Crypto::publicComponents(session, *beside)) return std::move(*shown);
+        if (auto shown = PKCS11::readPublicComponents(session, *beside)) return std::move(*shown);
     }
-    Crypto::refuseMissing(session, CKO_PUBLIC_KEY, shared, token.name());
+    PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, shared, token.description());
 }
 
 struct FoundKey {
-    Crypto::Pkcs11PrivateKey key;
+    PKCS11::PrivateKey key;
     KeyName name;
     PublicComponents components;
 };
 
-// An error names what was asked for: the private key may be the last place where a public half was looked for.
-FoundKey findPrivateKey(Pkcs11Session& session, const KeyName& name, const Pkcs11Token& token,
+// When there is no such key, the error names the class that the caller asked for: a private key may have been searched
+// only because the public key was not found otherwise.
+FoundKey findPrivateKey(Session& session, const KeyName& name, const Token& token,
                         CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) {
-    const auto handle = Crypto::findOne(session, CKO_PRIVATE_KEY, name, token.name());
-    if (!handle) Crypto::refuseMissing(session, asked, name, token.name());
-    auto fullName = Crypto::nameOf(session, *handle);
-    auto components = publicComponentsOf(session, *handle, fullName, token);
-    return {{*handle, session.flag(*handle, CKA_ALWAYS_AUTHENTICATE)}, std::move(fullName), std::move(components)};
+    const auto handle = PKCS11::findObject(session, CKO_PRIVATE_KEY, name, token.description());
+    if (!handle) PKCS11::throwNotFound(session, asked, name, token.description());
+    auto fullName = PKCS11::readName(session, *handle);
+    auto components = findPublicComponents(session, *handle, fullName, token);
+    return {{*handle, session.readFlag(*handle, CKA_ALWAYS_AUTHENTICATE)}, std::move(fullName), std::move(components)};
 }
 
-class TokenKey final : public StoreKey {
+class Pkcs11Key final : public StoreKey {
   public:
-    TokenKey(std::shared_ptr<Pkcs11Token> token, FoundKey found, unsigned connection)
+    Pkcs11Key(std::shared_ptr<Token> token, FoundKey found, unsigned connection)
         : token_(std::move(token)),
           serialNumber_(token_->serialNumber()),
           publicKey_(std::move(found.components), std::move(found.name)),
@@ -82,21 +83,21 @@ class TokenKey final : public StoreKey {
     KeyName name() const override { return publicKey_.name(); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        return use([&](const Pkcs11Use& with) {
-            return Crypto::sign(with, scheme, hash, digest, publicKey_.signatureSize());
+        return runWithKey([&](const KeyInSession& use) {
+            return PKCS11::sign(use, scheme, hash, digest, publicKey_.signatureSize());
         });
     }
 
     std::optional<SecretBuffer> decrypt(HashFunction hash, ByteView ciphertext) const override {
         const auto& modulus = std::get<RSAPublicComponents>(publicKey_.publicComponents()).modulus;
-        // No token is asked about what cannot be a ciphertext: they differ in what they say to it.
+        // Tokens differ in how they report what cannot be a ciphertext, so none is passed on.
         if (ciphertext.size() != modulus.size() || !isBelow(ciphertext, modulus)) return std::nullopt;
-        return use([&](const Pkcs11Use& with) { return Crypto::decrypt(with, hash, ciphertext); });
+        return runWithKey([&](const KeyInSession& use) { return PKCS11::decrypt(use, hash, ciphertext); });
     }
 
     SecretBuffer agree(const SecKey& peer) const override {
         const auto& point = std::get<ECPublicComponents>(peer.publicComponents());
-        return use([&](const Pkcs11Use& with) { return Crypto::agree(with, point); });
+        return runWithKey([&](const KeyInSession& use) { return PKCS11::agree(use, point); });
     }
 
   private:
@@ -105,21 +106,21 @@ class TokenKey final : public StoreKey {
     }
 
     template <class Operation>
-    std::invoke_result_t<Operation, const Pkcs11Use&> use(Operation operation) const {
-        return token_->with(Login::needed, [&](Pkcs11Session& session, unsigned connection) {
-            return operation(Pkcs11Use{*token_, session, keyWithin(session, connection)});
+    std::invoke_result_t<Operation, const KeyInSession&> runWithKey(Operation operation) const {
+        return token_->runInSession(Login::needed, [&](Session& session, unsigned connection) {
+            return operation(KeyInSession{*token_, session, keyForConnection(session, connection)});
         });
     }
 
-    // A handle is good within one connection. After that the key is looked for again, in vain for as long as another
-    // token is in the place of its own.
-    Crypto::Pkcs11PrivateKey keyWithin(Pkcs11Session& session, unsigned connection) const {
+    // A handle is valid within one connection. After that the key is searched for again, which fails while a different
+    // token is inserted.
+    PKCS11::PrivateKey keyForConnection(Session& session, unsigned connection) const {
         const std::lock_guard lock(mutex_);
         if (connection != connection_) {
             try {
-                key_ = findAgain(session);
+                key_ = findKeyAgain(session);
             } catch (const SecurityError&) {
-                if (token_->serialNumber() != serialNumber_) session.distrust();
+                if (token_->serialNumber() != serialNumber_) session.requestReconnect();
                 throw;
             }
             connection_ = connection;
@@ -127,18 +128,18 @@ class TokenKey final : public StoreKey {
         return key_;
     }
 
-    Crypto::Pkcs11PrivateKey findAgain(Pkcs11Session& session) const {
+    PKCS11::PrivateKey findKeyAgain(Session& session) const {
         auto found = findPrivateKey(session, name(), *token_);
         if (SecKey(std::move(found.components)).publicComponents() == publicComponents()) return found.key;
-        throw KeyStoreError::keyNotFound("Another key is now in " + token_->name() +
-                                         " under the name of the one that was opened.");
+        throw KeyStoreError::keyNotFound("A different key now has the name of the opened key in " +
+                                         token_->description() + ".");
     }
 
-    const std::shared_ptr<Pkcs11Token> token_;
+    const std::shared_ptr<Token> token_;
     const std::string serialNumber_;
     const SecKey publicKey_;
     mutable std::mutex mutex_;
-    mutable Crypto::Pkcs11PrivateKey key_;
+    mutable PKCS11::PrivateKey key_;
     mutable unsigned connection_;
 };
 
@@ -146,13 +147,13 @@ class TokenKey final : public StoreKey {
 
 class Pkcs11KeyStore::State {
   public:
-    State(Pkcs11URI uri, SecretSource pin)
+    State(URI uri, SecretSource pin)
         : path_(uri.path()),
           keyName_(uri.keyName()),
           type_(uri.type()),
           hasPin_(pin || uri.pinValue() || uri.pinSource()) {
-        auto source = pinOf(uri, std::move(pin));
-        token_ = std::make_shared<Pkcs11Token>(std::move(uri), std::move(source));
+        auto source = choosePinSource(uri, std::move(pin));
+        token_ = std::make_shared<Token>(std::move(uri), std::move(source));
     }
 
     const KeyName& keyName() const noexcept { return keyName_; }
@@ -160,27 +161,27 @@ class Pkcs11KeyStore::State {
     void requireType(KeyHalf half) const {
         const bool isPublic = type_ == CKO_PUBLIC_KEY || type_ == CKO_CERTIFICATE;
         if (!type_ || type_ == CKO_PRIVATE_KEY || (isPublic && half == KeyHalf::publicHalf)) return;
-        throw KeyStoreError::invalidURI(debugQuoted(path_) + " names no " +
+        throw KeyStoreError::invalidURI(debugQuoted(path_) + " does not name a " +
                                         (half == KeyHalf::privateHalf ? "private" : "public") + " key.");
     }
 
     SecKey privateKey(const KeyName& name, CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) const {
-        return token_->with(Login::needed, [&](Pkcs11Session& session, unsigned connection) {
+        return token_->runInSession(Login::needed, [&](Session& session, unsigned connection) {
             auto found = findPrivateKey(session, name, *token_, asked);
-            return SecKey(std::make_shared<const TokenKey>(token_, std::move(found), connection));
+            return SecKey(std::make_shared<const Pkcs11Key>(token_, std::move(found), connection));
         });
     }
 
     SecKey publicKey(const KeyName& name) const {
-        auto key = token_->with(Login::notNeeded, [&](Pkcs11Session& session, unsigned) -> std::optional<SecKey> {
+        auto key = token_->runInSession(Login::notNeeded, [&](Session& session, unsigned) -> std::optional<SecKey> {
             for (const CK_OBJECT_CLASS objectClass : {CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
-                const auto object = Crypto::findOne(session, objectClass, name, token_->name());
+                const auto object = PKCS11::findObject(session, objectClass, name, token_->description());
                 if (!object) continue;
-                if (auto components = Crypto::publicComponents(session, *object)) {
-                    return SecKey(std::move(*components), Crypto::nameOf(session, *object));
+                if (auto components = PKCS11::readPublicComponents(session, *object)) {
+                    return SecKey(std::move(*components), PKCS11::readName(session, *object));
                 }
             }
-            if (!hasPin_) Crypto::refuseMissing(session, CKO_PUBLIC_KEY, name, token_->name());
+            if (!hasPin_) PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, name, token_->description());
             return std::nullopt;
         });
         return key ? std::move(*key) : privateKey(name, CKO_PUBLIC_KEY).publicKey();
@@ -194,9 +195,9 @@ class Pkcs11KeyStore::State {
         }
         {
             const std::lock_guard lock(generating_);
-            token_->withWritable([&](Pkcs11Session& session, unsigned) {
-                requireFree(session, {name.label, {}});
-                requireFree(session, {{}, name.id});
+            token_->runInWritableSession([&](Session& session, unsigned) {
+                requireFree(session, "label", {name.label, {}});
+                requireFree(session, "id", {{}, name.id});
                 generateIn(session, name);
             });
         }
@@ -204,12 +205,13 @@ class Pkcs11KeyStore::State {
     }
 
   private:
-    void requireFree(Pkcs11Session& session, const KeyName& name) const {
+    void requireFree(Session& session, const std::string& what, const KeyName& name) const {
         if (name == KeyName()) return;
         for (const CK_OBJECT_CLASS objectClass : {CKO_PRIVATE_KEY, CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
-            Crypto::Pkcs11Template attributes(objectClass, name);
+            PKCS11::Template attributes(objectClass, name);
             if (session.find(attributes).empty()) continue;
-            throw KeyStoreError::operationFailed("A key is called so already in " + token_->name() + ".");
+            throw KeyStoreError::operationFailed("A key or certificate with this " + what + " already exists in " +
+                                                 token_->description() + ".");
         }
     }
 
@@ -217,12 +219,12 @@ class Pkcs11KeyStore::State {
     KeyName keyName_;
     std::optional<CK_OBJECT_CLASS> type_;
     bool hasPin_;
-    std::shared_ptr<Pkcs11Token> token_;
+    std::shared_ptr<Token> token_;
     mutable std::mutex generating_;
 };
 
 Pkcs11KeyStore::Pkcs11KeyStore(std::string_view uri, SecretSource pin)
-    : state_(std::make_shared<State>(Pkcs11URI(uri), std::move(pin))) {}
+    : state_(std::make_shared<State>(URI(uri), std::move(pin))) {}
 
 const KeyName& Pkcs11KeyStore::keyName() const noexcept {
     return state_->keyName();
@@ -239,12 +241,12 @@ SecKey Pkcs11KeyStore::key(const KeyName& name, KeyHalf half) const {
 
 SecKey Pkcs11KeyStore::generateRSA(std::size_t modulusBits, const KeyName& name) const {
     return state_->generate(
-        name, [&](Pkcs11Session& session, const KeyName& full) { Crypto::generateRSA(session, modulusBits, full); });
+        name, [&](Session& session, const KeyName& full) { PKCS11::generateRSA(session, modulusBits, full); });
 }
 
 SecKey Pkcs11KeyStore::generateEC(EllipticCurve curve, const KeyName& name) const {
-    return state_->generate(
-        name, [&](Pkcs11Session& session, const KeyName& full) { Crypto::generateEC(session, curve, full); });
+    return state_->generate(name,
+                            [&](Session& session, const KeyName& full) { PKCS11::generateEC(session, curve, full); });
 }
 
 }  // namespace Torvane

@@ -1,11 +1,11 @@
-// The PKCS #11 key store: keys in a smart card, an HSM or a software token, behind the token's own driver.
+// The PKCS #11 key store: keys in a smart card, an HSM or a software token, used through the device's own driver.
 //
 //     const Torvane::Pkcs11KeyStore store("pkcs11:token=app?module-path=/usr/lib/opensc-pkcs11.so", askForPin);
 //     auto signing = store.generateRSA(3072, {"sign-2026", {}});
 //     auto decrypting = store.key({"decrypt-2026", {}}, Torvane::KeyHalf::privateHalf);
 //
-// The private numbers stay in the token. Where a driver is a token itself, as software tokens are, that is this
-// process.
+// The private values stay in the PKCS #11 token. With a software token, whose driver keeps the keys itself, that means
+// in this process.
 #pragma once
 
 #include <memory>
@@ -16,45 +16,44 @@
 
 namespace Torvane {
 
-/// One token. Sessions are opened once and lent to one operation after the other, as many as there are operations at a
-/// time. Copies share all that, and so do the keys, which may outlive the store; all may be used from several threads
-/// at once.
+/// One PKCS #11 token. Each operation has a session of its own; sessions are kept open and used again. Copies share the
+/// connection, and so do the keys, which may outlive the store. All of them may be used from several threads at once.
 ///
-/// The PIN is asked for when a private key is needed and nobody in this process is logged in to the token, and not
-/// kept: PKCS #11 has one login for a token and a process. The source may be asked by any thread that uses a key, and
-/// may not use keys of the token itself.
+/// The PIN is asked for when a private key is needed and this process is not logged in to the PKCS #11 token, which has
+/// one login per process. The PIN is not kept. The source may be called from any thread that uses a key, and must not
+/// use keys of the same PKCS #11 token.
 ///
-/// When the token goes away an operation throws KeyStoreError unavailable; a later one connects anew, asks for the PIN
-/// again, and works on with the key if it is the same one. For that all stores of this process that use the driver let
-/// go of it, since it is started anew. A driver that speaks over a socket may raise SIGPIPE when its other side is
-/// gone: ignore that signal, as a program does that uses the network.
+/// While the PKCS #11 token is gone, operations throw KeyStoreError unavailable. Once it is back, the next operation
+/// connects again, asks for the PIN again, and goes on with the key if it is still the same key. All stores of this
+/// process that use the same driver disconnect for that, since the driver has to be restarted. A driver that talks over
+/// a socket may raise SIGPIPE when the other side is gone: ignore that signal, as other network programs do.
 ///
-/// That the private key belongs to the public key or certificate beside it is the token's word; a signature that does
-/// not verify shows when it is not so.
+/// The store does not check that a private key belongs to the public key or certificate beside it in the PKCS #11
+/// token. If it does not, signatures of the key do not verify.
 class TORVANE_EXPORT Pkcs11KeyStore {
   public:
-    /// Connects to the one token that a "pkcs11:" URI names; see openKey() for what the URI may say.
-    /// @throws KeyStoreError invalidURI; unavailable when there is no such driver or token, or more than one token
-    ///         fits; notSupported when the library is built without PKCS #11.
+    /// Connects to the one PKCS #11 token that a "pkcs11:" URI names; openKey() lists what the URI may contain.
+    /// @throws KeyStoreError invalidURI; unavailable when there is no such driver or PKCS #11 token, or more than one
+    ///         matches; notSupported when the library is built without PKCS #11.
     explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
 
-    /// The label and id in the URI's "object" and "id"; empty where it has none.
+    /// The label and id in "object" and "id" of the URI; empty where the URI does not have them.
     const KeyName& keyName() const noexcept;
 
     /// The key that the URI names.
-    /// @throws as the other one; KeyStoreError invalidURI when its "type" names something else.
+    /// @throws as key(name, half); KeyStoreError invalidURI when the "type" of the URI is not that of the key.
     SecKey key(KeyHalf half) const;
 
-    /// A key by its label, its id, or both. The public numbers come from the token's public key, its certificate or its
-    /// private key.
+    /// The key with the label and the id, except where they are empty. Its public components come from the public key,
+    /// the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
     ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
     SecKey key(const KeyName& name, KeyHalf half) const;
 
-    /// Makes a key pair in the token, for signing and decrypting. The private key can never be read or leave the token
-    /// (CKA_SENSITIVE, and CKA_EXTRACTABLE false). Without an id it is given a random one of 16 bytes.
-    /// @throws KeyStoreError operationFailed when a key or certificate has that label or id already, and as above. Only
-    ///         this store is kept from making two at once: other stores and processes are not.
+    /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key can never be read or
+    /// leave it (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). Without an id it gets a random one of 16 bytes.
+    /// @throws KeyStoreError operationFailed when a key or certificate with that label or id exists, and as above. Two
+    ///         calls on the same store never generate the same name; other stores and processes may.
     SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
 
     /// The same, for signing and key agreement.

@@ -1,4 +1,4 @@
-// What the tests of tokens share.
+// Names, PIN and digest that the tests of PKCS #11 devices share.
 #pragma once
 
 #include "torvane/platform/key_stores/key_uri.hpp"

@@ -9,9 +9,9 @@ namespace {
 
 using namespace Testing;
 
-// Eight threads that use two keys of one store, each as often as asked for.
+// Calls onRound(thread number) `rounds` times in each of eight threads.
 template <class OnRound>
-void inEightThreads(int rounds, const OnRound& onRound) {
+void runInEightThreads(int rounds, const OnRound& onRound) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&, i] {
@@ -21,7 +21,7 @@ void inEightThreads(int rounds, const OnRound& onRound) {
     for (auto& thread : threads) thread.join();
 }
 
-TEST(TokenConcurrency, OneStoreServesEightThreads) {
+TEST(DeviceConcurrency, OneStoreServesEightThreads) {
     const SoftToken token;
     token.import(rsaEnc, "decrypt", "01");
     token.import(ecP256, "sign", "02");
@@ -29,7 +29,7 @@ TEST(TokenConcurrency, OneStoreServesEightThreads) {
     const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, pin(whose); });
     const auto decrypting = store.key({"decrypt", {}}, privateHalf), signing = store.key({"sign", {}}, privateHalf);
     const auto ciphertext = decrypting.encrypt(SHA256, digest);
-    inEightThreads(5, [&](int) {
+    runInEightThreads(5, [&](int) {
         if (signing.verify(ECDSA, SHA256, digest, signing.sign(ECDSA, SHA256, digest))) ++right;
         const auto plaintext = decrypting.decrypt(SHA256, ciphertext);
         if (plaintext && asText(*plaintext) == asText(digest)) ++right;
@@ -39,7 +39,7 @@ TEST(TokenConcurrency, OneStoreServesEightThreads) {
     EXPECT_EQ(asked, 1);
 }
 
-TEST(TokenConcurrency, ATokenPulledOutInMidRunIsATypedErrorForAllAndThenWorksOn) {
+TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnceItIsBack) {
     const SoftToken token;
     token.import(rsaSig, "sign", "01");
     const Pkcs11KeyStore store(token.uri(), pin);
@@ -59,7 +59,7 @@ TEST(TokenConcurrency, ATokenPulledOutInMidRunIsATypedErrorForAllAndThenWorksOn)
         until(signatures, signatures + 20);
         isOver = true;
     });
-    inEightThreads(1, [&](int) {
+    runInEightThreads(1, [&](int) {
         while (!isOver) {
             try {
                 if (key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest))) ++signatures;
@@ -74,7 +74,7 @@ TEST(TokenConcurrency, ATokenPulledOutInMidRunIsATypedErrorForAllAndThenWorksOn)
     EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
 }
 
-TEST(LostToken, IsNamedInTheErrorAndAnotherKeyOfItsNameIsNotUsed) {
+TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Pkcs11KeyStore store(token.uri(), pin);
@@ -83,8 +83,7 @@ TEST(LostToken, IsNamedInTheErrorAndAnotherKeyOfItsNameIsNotUsed) {
     for (int call = 0; call < 2; ++call) {
         EXPECT_ERROR(
             key.sign(ECDSA, SHA256, digest),
-            KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app\"; these fit: none; these "
-                                       "do not: none."));
+            KeyStoreError::unavailable("No PKCS #11 token matches \"pkcs11:token=app\". Tokens present: none."));
     }
     token.putBack();
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
@@ -92,18 +91,17 @@ TEST(LostToken, IsNamedInTheErrorAndAnotherKeyOfItsNameIsNotUsed) {
     token.takeOut();
     run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
     const auto missing = KeyStoreError::keyNotFound(
-        R"(One private key ("sign", id 01) was looked for in the token "app"; there are: none.)");
+        R"(There is no private key named "sign" with id 01 in the PKCS #11 token "app"; private keys there: none.)");
     EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), missing);
     token.import(ecEncP256, "sign", "01");
-    EXPECT_ERROR(
-        key.sign(ECDSA, SHA256, digest),
-        KeyStoreError::keyNotFound("Another key is now in the token \"app\" under the name of the one that was "
-                                   "opened."));
+    EXPECT_ERROR(key.sign(ECDSA, SHA256, digest),
+                 KeyStoreError::keyNotFound(
+                     "A different key now has the name of the opened key in the PKCS #11 token \"app\"."));
     token.putBack();
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(LostToken, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
+TEST(LostDevice, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
     const SoftToken token;
     token.import(ecP256, "a", "01");
     token.import(ecEncP256, "b", "02");
@@ -115,7 +113,7 @@ TEST(LostToken, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
     for (const auto& key : {a, b}) EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(LostToken, BehindASocketThatCloses) {
+TEST(LostDevice, IsFoundAgainBehindASocketThatWasClosed) {
     ::signal(SIGPIPE, SIG_IGN);
     const SoftToken token;
     token.import(rsaEnc, "decrypt", "01");
@@ -126,13 +124,12 @@ TEST(LostToken, BehindASocketThatCloses) {
     const auto ciphertext = key.encrypt(SHA256, digest);
     EXPECT_TRUE(key.decrypt(SHA256, ciphertext));
     server.stop();
-    EXPECT_ERROR(
-        key.decrypt(SHA256, ciphertext),
-        KeyStoreError::unavailable("One token was looked for with \"pkcs11:token=app;object=decrypt\"; these fit: "
-                                   "none; these do not: none."));
+    EXPECT_ERROR(key.decrypt(SHA256, ciphertext),
+                 KeyStoreError::unavailable(
+                     "No PKCS #11 token matches \"pkcs11:token=app;object=decrypt\". Tokens present: none."));
     server.start();
     EXPECT_EQ(asText(key.decrypt(SHA256, ciphertext).value()), asText(digest));
-    EXPECT_EQ(asked, 2) << "and not for a token that is gone";
+    EXPECT_EQ(asked, 2) << "not for a device that is gone";
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ Pkcs11KeyStore storeOf(const SoftToken& token) {
     return Pkcs11KeyStore(token.uri(), pin);
 }
 
-TEST(TokenKey, OfEverySizeSignsAndDecryptsAsASoftwareKeyDoes) {
+TEST(Pkcs11Key, OfEverySizeSignsAndDecryptsLikeASoftwareKey) {
     const SoftToken token;
     const auto store = storeOf(token);
     for (const std::size_t bits : {2048U, 3072U}) {
@@ -43,7 +43,7 @@ TEST(TokenKey, OfEverySizeSignsAndDecryptsAsASoftwareKeyDoes) {
     }
 }
 
-TEST(TokenKey, GivesNothingForWhatIsNoCiphertextOfItsOwn) {
+TEST(Pkcs11Key, ReturnsNothingForACiphertextThatDoesNotDecrypt) {
     const SoftToken token;
     const auto key = storeOf(token).generateRSA(2048, {"decrypt", {}});
     const auto& modulus = std::get<RSAPublicComponents>(key.publicComponents()).modulus;
@@ -60,22 +60,22 @@ TEST(TokenKey, GivesNothingForWhatIsNoCiphertextOfItsOwn) {
              {flipped, longer(good), shorter, zero, one, modulus, ByteBuffer(256, 0xff), ByteBuffer()})
             EXPECT_EQ(key.decrypt(hash, bad), std::nullopt);
         EXPECT_EQ(key.decrypt(hash == SHA1 ? SHA256 : SHA1, good), std::nullopt);
-        EXPECT_TRUE(key.decrypt(hash, good)) << "after so many failures";
+        EXPECT_TRUE(key.decrypt(hash, good)) << "after many failures";
     }
 }
 
-JsonWebKey wrapped(const SecKey& key, KeyClass half, JWKUse use) {
+JsonWebKey wrapKey(const SecKey& key, KeyClass half, JWKUse use) {
     const auto type = key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
     return {half == KeyClass::publicKey ? key.publicKey() : key, half, type, use, key.name().label};
 }
 
-TEST(TokenKey, ServesAMessageBothWaysAndItsPublicJwkIsThatOfTheSameKeyOutside) {
+TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey) {
     const SoftToken token;
     token.import(rsaSig, rsaSig, "01");
     token.import(rsaEnc, rsaEnc, "02");
     const auto store = storeOf(token);
     const auto jwk = [&](const std::string& kid, KeyClass half, JWKUse use) {
-        return wrapped(store.key({kid, {}}, privateHalf), half, use);
+        return wrapKey(store.key({kid, {}}, privateHalf), half, use);
     };
     const JsonWebKeySet ours{jwk(rsaSig, KeyClass::privateKey, JWK_SIG), jwk(rsaEnc, KeyClass::privateKey, JWK_ENC)};
     const JsonWebKeySet published{jwk(rsaSig, KeyClass::publicKey, JWK_SIG), jwk(rsaEnc, KeyClass::publicKey, JWK_ENC)};
@@ -88,7 +88,7 @@ TEST(TokenKey, ServesAMessageBothWaysAndItsPublicJwkIsThatOfTheSameKeyOutside) {
                              .setSenderJwkSet({privateJwk(rsaSig, JWK_SIG), privateJwk(rsaEnc, JWK_ENC)}, rsaSig)
                              .setRecipientJwkSet({publicJwk(rsaSig, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)}, rsaEnc)
                              .create();
-    const auto message = bytesOf("from a token");
+    const auto message = bytesOf("from a device");
     EXPECT_EQ(outside.decodeMessage(helper.encodeMessage(message)), message);
     EXPECT_EQ(helper.decodeMessage(outside.encodeMessage(message)), message);
 
@@ -100,7 +100,7 @@ TEST(TokenKey, ServesAMessageBothWaysAndItsPublicJwkIsThatOfTheSameKeyOutside) {
     }
 }
 
-TEST(TokenKey, IsFoundByLabelIdOrBothInEitherHalf) {
+TEST(Pkcs11Key, IsFoundByLabelIdOrBothInEitherHalf) {
     const SoftToken token;
     token.import(rsaSig, "sign", "0a01");
     token.import(ecP256, "sign2", "0a02");
@@ -116,20 +116,20 @@ TEST(TokenKey, IsFoundByLabelIdOrBothInEitherHalf) {
     EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), publicHalf).publicComponents(), expected) << "needs no PIN";
 }
 
-// As on a signature card: no public key, a certificate, and a private key that asks for the PIN each time.
-TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo) {
-    using namespace Torvane::Crypto;
+// As on a signature card: a certificate but no public key, and a private key that asks for the PIN each time.
+TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked) {
+    using namespace Torvane::PKCS11;
     const SoftToken token;
     const KeyName name{"card", {1}};
     const auto curve = fromHex("06082a8648ce3d030107"),
                scalar = fromBase64(json::parse(keyText(ecP256, "jwk_private"))["d"]);
     const auto certificate = fromBase64(readVectors("key_files.json")["files"][18][1]);
-    Pkcs11Template key(CKO_PRIVATE_KEY, name), beside(CKO_CERTIFICATE, name);
+    Template key(CKO_PRIVATE_KEY, name), beside(CKO_CERTIFICATE, name);
     key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_VALUE, scalar);
     key.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN, CKA_ALWAYS_AUTHENTICATE}).setFalse({CKA_EXTRACTABLE});
     beside.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509}).add(CKA_SUBJECT, asBytes("app")).add(CKA_VALUE, certificate);
     beside.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
-    Pkcs11Token(Pkcs11URI(token.uri()), pin).withWritable([&](Pkcs11Session& session, unsigned) {
+    Token(URI(token.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
         CK_OBJECT_HANDLE made{};
         for (auto* object : {&key, &beside})
             session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object->data(), object->size(), &made);
@@ -145,22 +145,22 @@ TEST(TokenKey, WithACertificateAloneIsUsedAndAsksForThePinEachTimeWhenItWantsTo)
     EXPECT_EQ(asked, 3);
     answer = "4321";
     EXPECT_ERROR(card.sign(ECDSA, SHA256, digest),
-                 KeyStoreError::wrongSecret("The PIN of the token \"app\" is wrong."));
+                 KeyStoreError::wrongSecret("The PIN of the PKCS #11 token \"app\" is wrong."));
     answer = "1234";
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(TokenKey, SaysWhichAlgorithmsItsTokenDoesNotDo) {
-    using namespace Torvane::Crypto;
+TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
+    using namespace Torvane::PKCS11;
     const SoftToken token;
     const KeyName name{"limited", {1}};
     const CK_MECHANISM_TYPE allowed = CKM_RSA_PKCS;
     const ByteBuffer exponent{1, 0, 1};
-    Pkcs11Template publicTemplate(CKO_PUBLIC_KEY, name), privateTemplate(CKO_PRIVATE_KEY, name);
+    Template publicTemplate(CKO_PUBLIC_KEY, name), privateTemplate(CKO_PRIVATE_KEY, name);
     publicTemplate.add(CKA_MODULUS_BITS, CK_ULONG{2048}).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_TOKEN});
     privateTemplate.add(CKA_ALLOWED_MECHANISMS, {reinterpret_cast<const std::uint8_t*>(&allowed), sizeof(allowed)});
     privateTemplate.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SIGN, CKA_DECRYPT});
-    Pkcs11Token(Pkcs11URI(token.uri()), pin).withWritable([&](Pkcs11Session& session, unsigned) {
+    Token(URI(token.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
         CK_MECHANISM mechanism{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0};
         CK_OBJECT_HANDLE publicHandle{}, privateHandle{};
         session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("make", &mechanism, publicTemplate.data(),
@@ -169,16 +169,16 @@ TEST(TokenKey, SaysWhichAlgorithmsItsTokenDoesNotDo) {
     });
     const auto key = storeOf(token).key(name, privateHalf);
     EXPECT_TRUE(key.verify(RSA_PKCS1, SHA256, digest, key.sign(RSA_PKCS1, SHA256, digest)));
-    EXPECT_ERROR(
-        key.sign(RSA_PSS, SHA256, digest),
-        KeyStoreError::notSupported("This is not done by the token \"app\": a signature by RSA-PSS with SHA-256."));
+    EXPECT_ERROR(key.sign(RSA_PSS, SHA256, digest),
+                 KeyStoreError::notSupported(
+                     "RSA-PSS signatures with SHA-256 are not supported by the PKCS #11 token \"app\"."));
     EXPECT_ERROR(
         key.decrypt(SHA256, key.encrypt(SHA256, digest)),
-        KeyStoreError::notSupported("This is not done by the token \"app\": decryption by RSA-OAEP with SHA-256, and "
-                                    "RSA without padding."));
+        KeyStoreError::notSupported("RSA-OAEP with SHA-256 and RSA without padding are not supported by the PKCS #11 "
+                                    "token \"app\"."));
 }
 
-TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {
+TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
@@ -186,7 +186,7 @@ TEST(Pkcs11KeyStore, IsFoundAmongTheDriversOfTheMachineWhenTheUriNamesNone) {
     EXPECT_THROW(openKey("pkcs11:token=app?module-name=none", publicHalf), KeyStoreError);
 }
 
-TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
+TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
     const SoftToken token;
     token.import(rsaSig, "sign", "0a01");
     token.import(ecP256, "sign", "0a02");
@@ -197,7 +197,7 @@ TEST(Pkcs11KeyStore, SaysWhatWasLookedForAndFoundAndNeverThePin) {
     });
 }
 
-TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndAWrongOneIsAnErrorThatDoesNotLast) {
+TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const auto file = token.folder().write("pin", asBytes("1234\n"));
@@ -212,32 +212,37 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndAWrongOneIsAnErrorThatDoes
         return answer ? answering(*answer)(whose) : std::nullopt;
     });
     const auto open = [&] { return store.key({"sign", {}}, privateHalf); };
-    EXPECT_ERROR(open(), KeyStoreError::wrongSecret("A PIN is needed for the token \"app\"."));
+    EXPECT_ERROR(open(), KeyStoreError::wrongSecret("A PIN is needed for the PKCS #11 token \"app\"."));
     for (const auto* wrong : {"4321", "12345678", ""}) {
         answer = wrong;
-        EXPECT_ERROR(open(), KeyStoreError::wrongSecret("The PIN of the token \"app\" is wrong."));
+        EXPECT_ERROR(open(), KeyStoreError::wrongSecret("The PIN of the PKCS #11 token \"app\" is wrong."));
     }
     answer = "1234";
     const auto key = open();
     EXPECT_EQ(sign(key), 64U);
     EXPECT_ERROR(store.key({"none", {}}, privateHalf),
-                 KeyStoreError::keyNotFound(R"(One private key ("none") was looked for in the token "app"; there are: )"
-                                            R"("sign", id 01.)"));
+                 KeyStoreError::keyNotFound(R"(There is no private key named "none" in the PKCS #11 token "app"; )"
+                                            R"(private keys there: "sign" with id 01.)"));
     EXPECT_EQ(sign(key), 64U);
-    EXPECT_EQ(asked, std::vector<std::string>(5, "the PIN of the token \"app\"")) << "once for all that follows";
+    EXPECT_EQ(asked, std::vector<std::string>(5, "the PIN of the PKCS #11 token \"app\""))
+        << "one login serves all later uses";
 }
 
-TEST(Pkcs11KeyStore, MakesKeysThatCannotBeReadAndNeverTwoOfOneName) {
+TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
     const SoftToken token;
     const auto store = storeOf(token);
     const auto rsa = store.generateRSA(2048, {"rsa", {1}});
     const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
     EXPECT_EQ(ec.name().id.size(), 16U);
-    const auto taken = KeyStoreError::operationFailed("A key is called so already in the token \"app\".");
-    for (const auto& name : {KeyName{"rsa", {}}, KeyName{"other", {1}}, KeyName{"ec", {2}}})
-        EXPECT_ERROR(store.generateEC(EllipticCurve::P256, name), taken);
+    const std::pair<KeyName, std::string> taken[] = {
+        {{"rsa", {}}, "label"}, {{"other", {1}}, "id"}, {{"ec", {2}}, "label"}};
+    for (const auto& [name, what] : taken)
+        EXPECT_ERROR(store.generateEC(EllipticCurve::P256, name),
+                     KeyStoreError::operationFailed("A key or certificate with this " + what +
+                                                    " already exists in the PKCS #11 token \"app\"."));
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
-                 KeyStoreError::operationFailed("Failed to make a key pair with the token \"app\": Internal error."));
+                 KeyStoreError::operationFailed(
+                     "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
     const auto made = generateECKey(token.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
     EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
 

@@ -1,4 +1,4 @@
-// Where the private numbers are while a process uses its keys: in its own memory, or in the token's.
+// Searches the memory of a process for the private values of the keys that it uses, from files and from devices.
 #include <csignal>
 #include <cstdio>
 #include <set>
@@ -15,11 +15,12 @@ namespace {
 
 using namespace Testing;
 
-// The program that uses these keys without a pause.
+// A running key_user, which signs and decrypts with its keys without a pause.
 class KeyUser {
   public:
     explicit KeyUser(const std::string& uris) : output_(::popen(("exec " TORVANE_KEY_USER + uris).c_str(), "r")) {
-        if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1) throw std::runtime_error("it has failed");
+        if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1)
+            throw std::runtime_error("key_user has failed");
     }
     ~KeyUser() {
         ::kill(process_, SIGKILL);
@@ -28,7 +29,7 @@ class KeyUser {
     KeyUser(const KeyUser&) = delete;
     KeyUser& operator=(const KeyUser&) = delete;
 
-    // All that the process can write to: heap, stacks, globals.
+    // The contents of all writable memory: heap, stacks, globals.
     std::vector<std::string> memory() const {
         const auto folder = "/proc/" + std::to_string(process_);
         std::ifstream maps(folder + "/maps"), bytes(folder + "/mem", std::ios::binary);
@@ -51,21 +52,21 @@ class KeyUser {
     int process_ = 0;
 };
 
-using Numbers = std::set<std::string>;
+using Names = std::set<std::string>;
 
-// The numbers of a key that are in a process at one of so many times, as bytes of either order (OpenSSL's limbs are
-// little-endian) or as text. Of the public ones the modulus or x, which is there when the search works.
-Numbers numbersFound(const KeyUser& user, const std::string& kid, int times) {
+// The JWK members of a key whose values were in the process in at least one of `times` looks: as bytes in either order
+// (OpenSSL's big numbers are little-endian) or as base64url. The public "n" or "x" shows that the search works.
+Names findMembers(const KeyUser& user, const std::string& kid, int times) {
     const auto jwk = json::parse(keyText(kid, "jwk_private"));
-    Numbers found;
+    Names found;
     while (times-- > 0) {
         const auto memory = user.memory();
         for (const auto* name : {"n", "x", "d", "p", "q", "dp", "dq", "qi"}) {
             if (!jwk.contains(name) || found.contains(name)) continue;
             const std::string text = jwk[name];
-            const auto number = fromBase64(text);
+            const auto value = fromBase64(text);
             for (const auto& form :
-                 {std::string(number.begin(), number.end()), std::string(number.rbegin(), number.rend()), text}) {
+                 {std::string(value.begin(), value.end()), std::string(value.rbegin(), value.rend()), text}) {
                 for (const auto& block : memory) {
                     if (block.find(form) != block.npos) found.insert(name);
                 }
@@ -75,8 +76,8 @@ Numbers numbersFound(const KeyUser& user, const std::string& kid, int times) {
     return found;
 }
 
-// Whether a factor of an RSA modulus of 2048 bits is in a process at one of so many times, in either order of bytes:
-// for keys whose numbers nobody knows.
+// Whether a prime factor of a 2048-bit RSA modulus was in the process in at least one of `times` looks, in either byte
+// order. For keys whose private values the test does not know.
 bool holdsAFactor(const KeyUser& user, const SecKey& key, int times) {
     using namespace Torvane::Crypto;
     constexpr std::size_t size = 128;
@@ -85,7 +86,7 @@ bool holdsAFactor(const KeyUser& user, const SecKey& key, int times) {
         rest(BN_new());
     const Handle<BN_CTX, BN_CTX_free> context(BN_CTX_new());
     const auto divides = [&](const std::uint8_t* bytes, bool isLittleEndian) {
-        // Primes are odd, and OpenSSL's have their two highest bits set.
+        // A quick test first: the primes are odd, and OpenSSL sets their two highest bits.
         const auto high = bytes[isLittleEndian ? size - 1 : 0], low = bytes[isLittleEndian ? 0 : size - 1];
         if (high < 0xc0 || low % 2 == 0) return false;
         (isLittleEndian ? BN_lebin2bn : BN_bin2bn)(bytes, size, factor.get());
@@ -105,18 +106,18 @@ bool holdsAFactor(const KeyUser& user, const SecKey& key, int times) {
 const std::vector<std::string> kids{rsaSig, rsaEnc, ecP256};
 const std::string safe = "not extractable, sensitive";
 
-TEST(ProcessMemory, HoldsTheNumbersOfAKeyFromAFile) {
+TEST(ProcessMemory, HoldsThePrivateValuesOfAKeyFromAFile) {
     const TemporaryFolder folder;
     std::string uris;
     for (const auto& kid : kids) uris += " " + folder.write(kid, asBytes(keyText(kid, "pkcs8_pem")));
     const KeyUser user(uris);
     for (const auto& kid : {rsaSig, rsaEnc})
-        EXPECT_EQ(numbersFound(user, kid, 1), (Numbers{"n", "d", "p", "q", "dp", "dq", "qi"}));
-    EXPECT_EQ(numbersFound(user, ecP256, 1), (Numbers{"x", "d"}));
+        EXPECT_EQ(findMembers(user, kid, 1), (Names{"n", "d", "p", "q", "dp", "dq", "qi"}));
+    EXPECT_EQ(findMembers(user, ecP256, 1), (Names{"x", "d"}));
     EXPECT_TRUE(holdsAFactor(user, publicKey(rsaSig), 1));
 }
 
-TEST(ProcessMemory, HoldsNoNumberOfAKeyInATokenAtAnyTime) {
+TEST(ProcessMemory, NeverHoldsAPrivateValueOfAKeyInADevice) {
     const SoftToken token;
     std::string uris;
     for (const auto& kid : kids) {
@@ -126,11 +127,11 @@ TEST(ProcessMemory, HoldsNoNumberOfAKeyInATokenAtAnyTime) {
     }
     const TokenServer server(token);
     const KeyUser user(uris);
-    for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(numbersFound(user, kid, 20), Numbers{"n"}) << kid;
-    EXPECT_EQ(numbersFound(user, ecP256, 20), Numbers{"x"});
+    for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(findMembers(user, kid, 20), Names{"n"}) << kid;
+    EXPECT_EQ(findMembers(user, ecP256, 20), Names{"x"});
 }
 
-TEST(ProcessMemory, HoldsNoFactorOfAKeyThatWasMadeInTheToken) {
+TEST(ProcessMemory, NeverHoldsAFactorOfAKeyGeneratedInADevice) {
     const SoftToken token;
     const TokenServer server(token);
     const auto uri = [](const char* name) { return TokenServer::uri(name) + "&pin-value=1234"; };

@@ -1,4 +1,4 @@
-// Against a driver with the habits of tokens that SoftHSM does not have.
+// Tests with a driver that behaves as some devices do and SoftHSM does not.
 #include <atomic>
 #include <p11-kit/pkcs11.h>
 #include <thread>
@@ -13,6 +13,7 @@ std::string quirkyUri(const std::string& attributes) {
     return "pkcs11:token=app;" + attributes + "?module-path=" TORVANE_QUIRKY_DRIVER;
 }
 
+// Switches a quirk of the driver on for the length of a scope.
 class Quirk {
   public:
     explicit Quirk(const std::string& name) { ::setenv("QUIRK", name.c_str(), 1); }
@@ -21,7 +22,7 @@ class Quirk {
     Quirk& operator=(const Quirk&) = delete;
 };
 
-TEST(Quirks, OfDecryptionAreMadeUpFor) {
+TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
     const SoftToken token;
     token.import(rsaEnc, "decrypt", "01");
     for (const auto* name : {"finds out late", "drops zeros", "removed once"}) {
@@ -35,27 +36,27 @@ TEST(Quirks, OfDecryptionAreMadeUpFor) {
     }
 }
 
-TEST(Quirks, InWordsForAWrongPaddingAreNotRepeatedAndThoseAboutTheTokenAre) {
+TEST(Quirks, InErrorsAboutThePaddingAreHiddenButErrorsAboutTheDeviceAreShown) {
     const SoftToken token;
     token.import(rsaEnc, "decrypt", "01");
     const auto key = openKey(quirkyUri("object=decrypt"), privateHalf, pin);
     const auto ciphertext = key.encrypt(SHA256, digest);
-    const auto whenTold = [&](CK_RV word) {
-        const Quirk quirk(std::to_string(word));
+    const auto decryptWithError = [&](CK_RV error) {
+        const Quirk quirk(std::to_string(error));
         return key.decrypt(SHA256, ciphertext);
     };
-    for (const auto word : {CKR_ENCRYPTED_DATA_INVALID, CKR_ENCRYPTED_DATA_LEN_RANGE, CKR_DATA_INVALID,
-                            CKR_GENERAL_ERROR, CKR_FUNCTION_FAILED, CKR_DEVICE_ERROR, CKR_VENDOR_DEFINED})
-        EXPECT_EQ(whenTold(word), std::nullopt) << word;
-    const std::string failed = "Failed to decrypt with the token \"app\": ";
-    EXPECT_ERROR(whenTold(CKR_DEVICE_MEMORY),
+    for (const auto error : {CKR_ENCRYPTED_DATA_INVALID, CKR_ENCRYPTED_DATA_LEN_RANGE, CKR_DATA_INVALID,
+                             CKR_GENERAL_ERROR, CKR_FUNCTION_FAILED, CKR_DEVICE_ERROR, CKR_VENDOR_DEFINED})
+        EXPECT_EQ(decryptWithError(error), std::nullopt) << error;
+    const std::string failed = "Failed to decrypt with the PKCS #11 token \"app\": ";
+    EXPECT_ERROR(decryptWithError(CKR_DEVICE_MEMORY),
                  KeyStoreError::operationFailed(failed + "Insufficient memory available on the device."));
-    EXPECT_ERROR(whenTold(CKR_TOKEN_NOT_PRESENT),
+    EXPECT_ERROR(decryptWithError(CKR_TOKEN_NOT_PRESENT),
                  KeyStoreError::unavailable(failed + "The device is not present or unplugged."));
     EXPECT_TRUE(key.decrypt(SHA256, ciphertext));
 }
 
-TEST(TokenConcurrency, FewSessionsMakeThreadsWaitAndKeysAreStillMade) {
+TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Quirk quirk("two sessions");
@@ -74,7 +75,7 @@ TEST(TokenConcurrency, FewSessionsMakeThreadsWaitAndKeysAreStillMade) {
     EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"made", {}}).name().label, "made");
 }
 
-TEST(Quirks, OfABarePointMakeNoOtherKey) {
+TEST(Quirks, OfABarePointDoNotChangeThePublicKey) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Quirk quirk("bare point");

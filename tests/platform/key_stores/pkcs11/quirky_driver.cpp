@@ -1,5 +1,5 @@
-// SoftHSM as a driver with the habits of others, one at a time: the environment variable QUIRK names it. A number is
-// what it says when it decrypts.
+// PKCS #11 driver over SoftHSM that imitates a quirk of other drivers. The environment variable QUIRK names the quirk;
+// a number is the return value of C_Decrypt.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +19,7 @@ bool isQuirk(std::string_view name) {
     return quirk != nullptr && quirk == name;
 }
 
-CK_RV word() {
+CK_RV decryptError() {
     const char* quirk = std::getenv("QUIRK");
     return quirk == nullptr ? CKR_OK : std::strtoul(quirk, nullptr, 10);
 }
@@ -41,7 +41,7 @@ CK_RV closeSession(CK_SESSION_HANDLE session) {
 
 CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
     CK_MECHANISM raw{CKM_RSA_X_509, nullptr, 0};
-    const bool isLate = isQuirk("finds out late") || word() != CKR_OK;
+    const bool isLate = isQuirk("finds out late") || decryptError() != CKR_OK;
     return real->C_DecryptInit(session, isLate ? &raw : mechanism, key);
 }
 
@@ -50,7 +50,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
     if (isQuirk("finds out late") && calls++ % 2 == 0) return CKR_MECHANISM_PARAM_INVALID;
-    if (word() != CKR_OK) return word();
+    if (decryptError() != CKR_OK) return decryptError();
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
     const auto zeros =
         static_cast<CK_ULONG>(std::string_view(reinterpret_cast<char*>(out), *outSize).find_first_not_of('\0'));
@@ -60,7 +60,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
 
 CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count) {
     const auto result = real->C_GetAttributeValue(session, object, attributes, count);
-    // Without the OCTET STRING around it, on P-256.
+    // Removes the OCTET STRING header, which has two bytes on P-256.
     if (isQuirk("bare point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
         auto* value = static_cast<CK_BYTE*>(attributes->pValue);
         std::memmove(value, value + 2, attributes->ulValueLen -= 2);

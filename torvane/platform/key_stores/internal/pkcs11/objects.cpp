@@ -13,10 +13,10 @@
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 namespace {
 
-using OctetString = Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
+using OctetString = Crypto::Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
 std::string hexadecimal(ByteView bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -28,14 +28,15 @@ std::string hexadecimal(ByteView bytes) {
     return text;
 }
 
-std::string inWords(const KeyName& name) {
-    std::string words;
-    if (!name.label.empty()) words = debugQuoted(name.label);
-    if (!name.id.empty()) words += (words.empty() ? "id " : ", id ") + hexadecimal(name.id);
-    return words.empty() ? "any name" : words;
+// For example `"sign" with id 0a01`.
+std::string describe(const KeyName& name) {
+    std::string text;
+    if (!name.label.empty()) text = debugQuoted(name.label);
+    if (!name.id.empty()) text += (text.empty() ? "with id " : " with id ") + hexadecimal(name.id);
+    return text;
 }
 
-const char* inWords(CK_OBJECT_CLASS objectClass) noexcept {
+const char* describe(CK_OBJECT_CLASS objectClass) noexcept {
     switch (objectClass) {
         case CKO_PRIVATE_KEY: return "private key";
         case CKO_CERTIFICATE: return "certificate";
@@ -43,38 +44,48 @@ const char* inWords(CK_OBJECT_CLASS objectClass) noexcept {
     }
 }
 
-std::string listed(Pkcs11Session& session, const std::vector<CK_OBJECT_HANDLE>& objects) {
+// For example `private key named "sign" with id 0a01`.
+std::string describe(CK_OBJECT_CLASS objectClass, const KeyName& name) {
+    std::string text = describe(objectClass);
+    if (name != KeyName()) text += (name.label.empty() ? " " : " named ") + describe(name);
+    return text;
+}
+
+std::string listNames(Session& session, const std::vector<CK_OBJECT_HANDLE>& objects) {
     std::multiset<std::string> names;
-    for (const auto object : objects) names.insert(inWords(nameOf(session, object)));
+    for (const auto object : objects) {
+        const auto name = describe(readName(session, object));
+        names.insert(name.empty() ? "unnamed" : name);
+    }
     std::string list;
-    for (const auto& name : names) list += (list.empty() ? "" : "; ") + name;
+    for (const auto& name : names) list += (list.empty() ? "" : ", ") + name;
     return list.empty() ? "none" : list;
 }
 
-CK_ULONG number(Pkcs11Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-    const auto value = session.attribute(object, type);
+CK_ULONG readNumber(Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+    const auto value = session.readAttribute(object, type);
     CK_ULONG number = CK_UNAVAILABLE_INFORMATION;
     if (value && value->size() == sizeof(number)) std::memcpy(&number, value->data(), sizeof(number));
     return number;
 }
 
-// The name of a curve as PKCS #11 has it: the DER text of its object identifier.
-ByteBuffer ecParameters(EllipticCurve curve) {
-    const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(openSSLCurveName(curve)));
+// The DER encoding of the curve's object identifier, which is how PKCS #11 names curves.
+ByteBuffer encodeCurve(EllipticCurve curve) {
+    const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(Crypto::openSSLCurveName(curve)));
     ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_OBJECT(identifier, nullptr)));
     auto* out = der.data();
     i2d_ASN1_OBJECT(identifier, &out);
     return der;
 }
 
-std::optional<PublicComponents> ecComponents(ByteView parameters, ByteBuffer point) {
+std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuffer point) {
     if (parameters.empty() || point.empty()) return std::nullopt;
     for (const auto curve : {EllipticCurve::P256, EllipticCurve::P384, EllipticCurve::P521}) {
-        const auto expected = ecParameters(curve);
+        const auto expected = encodeCurve(curve);
         if (!std::equal(parameters.begin(), parameters.end(), expected.begin(), expected.end())) continue;
         const auto size = coordinateSize(curve);
         if (point.size() != 2 * size + 1) {
-            // Else it is wrapped into an OCTET STRING, as it should be.
+            // The standard wraps the point into an OCTET STRING; some tokens leave it bare.
             const auto* data = point.data();
             const OctetString wrapped(d2i_ASN1_OCTET_STRING(nullptr, &data, static_cast<long>(point.size())));
             if (wrapped) point.assign(wrapped->data, wrapped->data + wrapped->length);
@@ -83,75 +94,72 @@ std::optional<PublicComponents> ecComponents(ByteView parameters, ByteBuffer poi
         const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
         return ECPublicComponents{curve, ByteBuffer(point.begin() + 1, middle), ByteBuffer(middle, point.end())};
     }
-    throw unsupportedKeyError();
+    throw Crypto::unsupportedKeyError();
 }
 
-void generate(Pkcs11Session& session, CK_MECHANISM_TYPE type, Pkcs11Template& publicKey, Pkcs11Template& privateKey) {
+void generate(Session& session, CK_MECHANISM_TYPE type, Template& publicKey, Template& privateKey) {
     publicKey.setTrue({CKA_TOKEN, CKA_VERIFY}).setFalse({CKA_PRIVATE});
     privateKey.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN}).setFalse({CKA_EXTRACTABLE});
     CK_MECHANISM mechanism{type, nullptr, 0};
     CK_OBJECT_HANDLE publicHandle{}, privateHandle{};
-    session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("make a key pair", &mechanism, publicKey.data(),
+    session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("generate a key pair", &mechanism, publicKey.data(),
                                                        publicKey.size(), privateKey.data(), privateKey.size(),
                                                        &publicHandle, &privateHandle);
 }
 
 }  // namespace
 
-std::optional<CK_OBJECT_HANDLE> findOne(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
-                                        const std::string& tokenName) {
-    Pkcs11Template attributes(objectClass, name);
+std::optional<CK_OBJECT_HANDLE> findObject(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
+                                           const std::string& token) {
+    Template attributes(objectClass, name);
     const auto found = session.find(attributes);
     if (found.size() > 1) {
-        throw KeyStoreError::keyNotFound("One " + std::string(inWords(objectClass)) + " (" + inWords(name) +
-                                         ") was looked for in " + tokenName + "; these fit: " + listed(session, found) +
-                                         ".");
+        throw KeyStoreError::keyNotFound("There is more than one " + describe(objectClass, name) + " in " + token +
+                                         ": " + listNames(session, found) + ".");
     }
     return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
-void refuseMissing(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
-                   const std::string& tokenName) {
-    Pkcs11Template all(objectClass);
-    throw KeyStoreError::keyNotFound("One " + std::string(inWords(objectClass)) + " (" + inWords(name) +
-                                     ") was looked for in " + tokenName +
-                                     "; there are: " + listed(session, session.find(all)) + ".");
+void throwNotFound(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name, const std::string& token) {
+    Template all(objectClass);
+    throw KeyStoreError::keyNotFound("There is no " + describe(objectClass, name) + " in " + token + "; " +
+                                     describe(objectClass) + "s there: " + listNames(session, session.find(all)) + ".");
 }
 
-KeyName nameOf(Pkcs11Session& session, CK_OBJECT_HANDLE object) {
-    const auto label = session.attributeOrEmpty(object, CKA_LABEL);
-    return {std::string(asText(label)), session.attributeOrEmpty(object, CKA_ID)};
+KeyName readName(Session& session, CK_OBJECT_HANDLE object) {
+    const auto label = session.readAttributeOrEmpty(object, CKA_LABEL);
+    return {std::string(asText(label)), session.readAttributeOrEmpty(object, CKA_ID)};
 }
 
-std::optional<PublicComponents> publicComponents(Pkcs11Session& session, CK_OBJECT_HANDLE object) {
-    const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.attributeOrEmpty(object, type); };
-    if (number(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
-        const auto keys = readKeys(read(CKA_VALUE), nullptr, {});
+std::optional<PublicComponents> readPublicComponents(Session& session, CK_OBJECT_HANDLE object) {
+    const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.readAttributeOrEmpty(object, type); };
+    if (readNumber(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
+        const auto keys = Crypto::readKeys(read(CKA_VALUE), nullptr, {});
         if (keys.certifiedKeys.empty()) return std::nullopt;
-        return readPublicComponents(keys.certifiedKeys.front().get());
+        return Crypto::readPublicComponents(keys.certifiedKeys.front().get());
     }
-    const auto type = number(session, object, CKA_KEY_TYPE);
-    if (type == CKK_EC) return ecComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
-    if (type != CKK_RSA) throw unsupportedKeyError();
+    const auto type = readNumber(session, object, CKA_KEY_TYPE);
+    if (type == CKK_EC) return decodeECComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
+    if (type != CKK_RSA) throw Crypto::unsupportedKeyError();
     RSAPublicComponents rsa{read(CKA_MODULUS), read(CKA_PUBLIC_EXPONENT)};
     if (rsa.modulus.empty() || rsa.exponent.empty()) return std::nullopt;
     return rsa;
 }
 
-void generateRSA(Pkcs11Session& session, std::size_t modulusBits, const KeyName& name) {
+void generateRSA(Session& session, std::size_t modulusBits, const KeyName& name) {
     constexpr std::array<std::uint8_t, 3> exponent{1, 0, 1};
-    Pkcs11Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
+    Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
     publicKey.add(CKA_MODULUS_BITS, modulusBits).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_ENCRYPT});
     privateKey.setTrue({CKA_DECRYPT});
     generate(session, CKM_RSA_PKCS_KEY_PAIR_GEN, publicKey, privateKey);
 }
 
-void generateEC(Pkcs11Session& session, EllipticCurve curve, const KeyName& name) {
-    const auto parameters = ecParameters(curve);
-    Pkcs11Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
+void generateEC(Session& session, EllipticCurve curve, const KeyName& name) {
+    const auto parameters = encodeCurve(curve);
+    Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
     publicKey.add(CKA_EC_PARAMS, ByteView(parameters));
     privateKey.setTrue({CKA_DERIVE});
     generate(session, CKM_EC_KEY_PAIR_GEN, publicKey, privateKey);
 }
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

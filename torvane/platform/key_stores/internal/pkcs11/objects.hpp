@@ -1,4 +1,4 @@
-// Keys as objects of a PKCS #11 token: found by name, read as far as they are public, made.
+// Keys as objects of a PKCS #11 token: found by name, read as far as they are public, and generated.
 #pragma once
 
 #include <optional>
@@ -7,34 +7,37 @@
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/session.hpp"
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 
-/// A private key within one connection to its token.
-struct Pkcs11PrivateKey {
+/// A private key, valid within one connection to its token.
+struct PrivateKey {
     CK_OBJECT_HANDLE handle{};
-    /// Whether the token wants the PIN for each operation (CKA_ALWAYS_AUTHENTICATE).
+    /// Whether the token requires the PIN for each operation (CKA_ALWAYS_AUTHENTICATE).
     bool asksEachTime = false;
 };
 
-/// The one object of a class with the label and id, as far as they are not empty; nothing when there is none.
-/// @throws KeyStoreError keyNotFound when there are several.
-std::optional<CK_OBJECT_HANDLE> findOne(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
-                                        const std::string& tokenName);
+/// The one object of a class that has the label and the id, except where they are empty; nothing when there is none.
+/// @throws KeyStoreError keyNotFound when there are several; CallFailure.
+std::optional<CK_OBJECT_HANDLE> findObject(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
+                                           const std::string& token);
 
-/// Says which object was looked for, and which there are.
-/// @throws KeyStoreError keyNotFound
-[[noreturn]] void refuseMissing(Pkcs11Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
-                                const std::string& tokenName);
+/// Throws the error for an object that is not there; it lists the objects of that class.
+/// @throws KeyStoreError keyNotFound; CallFailure.
+[[noreturn]] void throwNotFound(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
+                                const std::string& token);
 
-KeyName nameOf(Pkcs11Session& session, CK_OBJECT_HANDLE object);
+KeyName readName(Session& session, CK_OBJECT_HANDLE object);
 
-/// The public numbers of a public key, a certificate, or a private key that shows them; nothing where it does not.
-/// @throws SecurityError for a key that is neither RSA nor EC on a curve of EllipticCurve.
-std::optional<PublicComponents> publicComponents(Pkcs11Session& session, CK_OBJECT_HANDLE object);
+/// The public components of a public key, of a certificate, or of a private key that reveals them; nothing where the
+/// object does not reveal them.
+/// @throws SecurityError for a key that is neither RSA nor EC on a curve of EllipticCurve; CallFailure.
+std::optional<PublicComponents> readPublicComponents(Session& session, CK_OBJECT_HANDLE object);
 
-/// A key pair that stays in the token, its private half sensitive and not extractable. The session is a writable one.
-/// @throws Pkcs11Failure
-void generateRSA(Pkcs11Session& session, std::size_t modulusBits, const KeyName& name);
-void generateEC(Pkcs11Session& session, EllipticCurve curve, const KeyName& name);
+/// @{
+/// Generates a key pair in the token. The private key is sensitive and not extractable. The session has to be writable.
+/// @throws CallFailure
+void generateRSA(Session& session, std::size_t modulusBits, const KeyName& name);
+void generateEC(Session& session, EllipticCurve curve, const KeyName& name);
+/// @}
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

@@ -1,4 +1,6 @@
-// What private keys in a PKCS #11 token do: sign digests, decrypt OAEP, agree on a secret.
+// Operations of private keys in a PKCS #11 token: signing digests, RSA-OAEP decryption, and ECDH.
+//
+// All functions throw CallFailure, and KeyStoreError notSupported for what the token does not support.
 #pragma once
 
 #include <optional>
@@ -8,26 +10,25 @@
 #include "torvane/platform/key_stores/internal/pkcs11/objects.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 
-/// A session with a token in use, and a private key in it.
-struct Pkcs11Use {
-    Pkcs11Token& token;
-    Pkcs11Session& session;
-    Pkcs11PrivateKey key;
+/// A private key, with a session in which it can be used.
+struct KeyInSession {
+    Token& token;
+    Session& session;
+    PrivateKey key;
 };
 
-// All throw Pkcs11Failure, and KeyStoreError notSupported for what the token does not do.
+/// Signs a digest. Signatures of the key have `size` bytes; shorter RSA signatures are padded. An ECDSA signature is r
+/// and s side by side.
+ByteBuffer sign(const KeyInSession& use, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
 
-/// A signature of so many bytes over a digest; an ECDSA signature is r and s side by side.
-ByteBuffer sign(const Pkcs11Use& use, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
+/// RSAES-OAEP with MGF1 over the same hash and an empty label. When the token does not support that, it does the bare
+/// RSA operation, and the padding is removed here in constant time. The ciphertext is as long as the modulus and below
+/// it. Returns nothing when it does not decrypt under this key.
+std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, ByteView ciphertext);
 
-/// RSAES-OAEP with MGF1 over the same hash and an empty label. Where the token does not do that with this hash, it
-/// undoes RSA alone and the padding is removed here, in constant time. The ciphertext is as long as the modulus and
-/// below it. Nothing when it is not one for this key.
-std::optional<SecretBuffer> decrypt(const Pkcs11Use& use, HashFunction hash, ByteView ciphertext);
+/// The ECDH shared secret with a peer on the same curve: the x coordinate, coordinateSize(curve) bytes.
+SecretBuffer agree(const KeyInSession& use, const ECPublicComponents& peer);
 
-/// The x coordinate of the point that an ECDH agreement ends at.
-SecretBuffer agree(const Pkcs11Use& use, const ECPublicComponents& peer);
-
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 namespace {
 
 template <std::size_t Size>
@@ -12,15 +12,15 @@ bool isAmong(CK_RV reason, const std::array<CK_RV, Size>& reasons) noexcept {
     return std::find(reasons.begin(), reasons.end(), reason) != reasons.end();
 }
 
-// Drivers take what they only read as a pointer to what they could write.
+// The C interface takes pointers to mutable data even where the driver only reads.
 void* mutableData(const void* data) noexcept {
     return const_cast<void*>(data);
 }
 
 }  // namespace
 
-bool Pkcs11Failure::isLoss() const noexcept {
-    // A token that was taken out and put back has forgotten its objects and who was logged in.
+bool CallFailure::isLoss() const noexcept {
+    // A token that was taken away and put back has forgotten the login and its object handles.
     constexpr std::array<CK_RV, 11> losses{
         CKR_DEVICE_ERROR,          CKR_DEVICE_REMOVED,     CKR_TOKEN_NOT_PRESENT,       CKR_TOKEN_NOT_RECOGNIZED,
         CKR_SLOT_ID_INVALID,       CKR_SESSION_CLOSED,     CKR_SESSION_HANDLE_INVALID,  CKR_USER_NOT_LOGGED_IN,
@@ -28,93 +28,81 @@ bool Pkcs11Failure::isLoss() const noexcept {
     return isAmong(reason, losses);
 }
 
-bool Pkcs11Failure::isLackOfMechanism() const noexcept {
+bool CallFailure::isLackOfMechanism() const noexcept {
     return reason == CKR_MECHANISM_INVALID || reason == CKR_MECHANISM_PARAM_INVALID ||
            reason == CKR_FUNCTION_NOT_SUPPORTED;
 }
 
-Pkcs11Driver initialized(CK_FUNCTION_LIST* loaded) {
-    const auto result = p11_kit_module_initialize(loaded);
-    if (result != CKR_OK) {
-        p11_kit_module_release(loaded);
-        throw Pkcs11Failure(result, "start");
-    }
-    return {loaded, [](CK_FUNCTION_LIST* driver) {
-                p11_kit_module_finalize(driver);
-                p11_kit_module_release(driver);
-            }};
-}
-
-Pkcs11Template::Pkcs11Template(CK_OBJECT_CLASS objectClass, const KeyName& name) : Pkcs11Template(objectClass) {
+Template::Template(CK_OBJECT_CLASS objectClass, const KeyName& name) : Template(objectClass) {
     if (!name.label.empty()) add(CKA_LABEL, asBytes(name.label));
     if (!name.id.empty()) add(CKA_ID, name.id);
 }
 
-Pkcs11Template& Pkcs11Template::add(CK_ATTRIBUTE_TYPE type, ByteView value) {
+Template& Template::add(CK_ATTRIBUTE_TYPE type, ByteView value) {
     attributes_.push_back({type, mutableData(value.data()), static_cast<CK_ULONG>(value.size())});
     return *this;
 }
 
-Pkcs11Template& Pkcs11Template::add(CK_ATTRIBUTE_TYPE type, CK_ULONG value) {
+Template& Template::add(CK_ATTRIBUTE_TYPE type, CK_ULONG value) {
     numbers_.push_back(value);
     attributes_.push_back({type, &numbers_.back(), sizeof(value)});
     return *this;
 }
 
-Pkcs11Template& Pkcs11Template::setTrue(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
+Template& Template::setTrue(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
     static constexpr CK_BBOOL yes = CK_TRUE;
     for (const auto type : types) add(type, ByteView(&yes, 1));
     return *this;
 }
 
-Pkcs11Template& Pkcs11Template::setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
+Template& Template::setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
     static constexpr CK_BBOOL no = CK_FALSE;
     for (const auto type : types) add(type, ByteView(&no, 1));
     return *this;
 }
 
-Pkcs11Session::Pkcs11Session(Pkcs11Driver driver, CK_SLOT_ID slot, CK_FLAGS flags) : driver_(std::move(driver)) {
+Session::Session(Driver driver, CK_SLOT_ID slot, CK_FLAGS flags) : driver_(std::move(driver)) {
     const auto result = driver_->C_OpenSession(slot, CKF_SERIAL_SESSION | flags, nullptr, nullptr, &handle_);
-    if (result != CKR_OK) throw Pkcs11Failure(result, "open a session");
+    if (result != CKR_OK) throw CallFailure(result, "open a session");
 }
 
-Pkcs11Session::~Pkcs11Session() {
+Session::~Session() {
     attempt<&CK_FUNCTION_LIST::C_CloseSession>();
 }
 
-bool Pkcs11Session::isLoggedIn() {
+bool Session::isLoggedIn() {
     CK_SESSION_INFO info{};
-    call<&CK_FUNCTION_LIST::C_GetSessionInfo>("look at the session", &info);
+    call<&CK_FUNCTION_LIST::C_GetSessionInfo>("read the state of the session", &info);
     return info.state == CKS_RO_USER_FUNCTIONS || info.state == CKS_RW_USER_FUNCTIONS;
 }
 
-bool Pkcs11Session::stands() {
+bool Session::isOpen() {
     CK_SESSION_INFO info{};
     return attempt<&CK_FUNCTION_LIST::C_GetSessionInfo>(&info) == CKR_OK;
 }
 
-std::vector<CK_OBJECT_HANDLE> Pkcs11Session::find(Pkcs11Template& attributes) {
-    constexpr const char* search = "look for objects";
+std::vector<CK_OBJECT_HANDLE> Session::find(Template& attributes) {
+    constexpr const char* search = "search for objects";
     call<&CK_FUNCTION_LIST::C_FindObjectsInit>(search, attributes.data(), attributes.size());
     std::vector<CK_OBJECT_HANDLE> found;
     CK_RV result = CKR_OK;
     for (CK_ULONG count = 1; result == CKR_OK && count != 0;) {
-        std::array<CK_OBJECT_HANDLE, 16> some{};
-        result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(some.data(), static_cast<CK_ULONG>(some.size()), &count);
+        std::array<CK_OBJECT_HANDLE, 16> batch{};
+        result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(batch.data(), static_cast<CK_ULONG>(batch.size()), &count);
         if (result == CKR_OK)
-            found.insert(found.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
+            found.insert(found.end(), batch.begin(), batch.begin() + static_cast<std::ptrdiff_t>(count));
     }
     attempt<&CK_FUNCTION_LIST::C_FindObjectsFinal>();
-    if (result != CKR_OK) throw Pkcs11Failure(result, search);
+    if (result != CKR_OK) throw CallFailure(result, search);
     return found;
 }
 
-std::optional<SecretBuffer> Pkcs11Session::attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+std::optional<SecretBuffer> Session::readAttribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
     constexpr auto get = &CK_FUNCTION_LIST::C_GetAttributeValue;
     CK_ATTRIBUTE asked{type, nullptr, 0};
     const auto result = attempt<get>(object, &asked, CK_ULONG{1});
     if (result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_ATTRIBUTE_SENSITIVE) return std::nullopt;
-    if (result != CKR_OK) throw Pkcs11Failure(result, "read an attribute");
+    if (result != CKR_OK) throw CallFailure(result, "read an attribute");
     if (asked.ulValueLen == static_cast<CK_ULONG>(-1)) return std::nullopt;
     SecretBuffer value(asked.ulValueLen);
     asked.pValue = value.data();
@@ -123,14 +111,14 @@ std::optional<SecretBuffer> Pkcs11Session::attribute(CK_OBJECT_HANDLE object, CK
     return value;
 }
 
-ByteBuffer Pkcs11Session::attributeOrEmpty(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-    const auto value = attribute(object, type).value_or(SecretBuffer());
+ByteBuffer Session::readAttributeOrEmpty(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+    const auto value = readAttribute(object, type).value_or(SecretBuffer());
     return {value.begin(), value.end()};
 }
 
-bool Pkcs11Session::flag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-    const auto value = attribute(object, type);
+bool Session::readFlag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+    const auto value = readAttribute(object, type);
     return value && value->size() == sizeof(CK_BBOOL) && value->front() == CK_TRUE;
 }
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

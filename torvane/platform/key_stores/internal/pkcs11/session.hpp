@@ -1,4 +1,4 @@
-// A PKCS #11 driver, and a session with a token behind it: calls, their failures, and the search for objects.
+// A session with a PKCS #11 token: calls to its driver, their failures, and the search for objects.
 #pragma once
 
 #include <deque>
@@ -14,15 +14,16 @@
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
 
-namespace Torvane::Crypto {
+/// The PKCS #11 side of Pkcs11KeyStore. "Token" means a PKCS #11 token everywhere in it.
+namespace Torvane::PKCS11 {
 
-/// What a PKCS #11 call has returned instead of CKR_OK. Becomes a KeyStoreError where the token's name is known.
-struct Pkcs11Failure : std::exception {
-    Pkcs11Failure(CK_RV why, const char* what) noexcept : reason(why), operation(what) {}
+/// A PKCS #11 call that returned something else than CKR_OK. Token turns it into a KeyStoreError that names the token.
+struct CallFailure : std::exception {
+    CallFailure(CK_RV why, const char* what) noexcept : reason(why), operation(what) {}
 
     /// Whether the token, or the session with it, is gone.
     bool isLoss() const noexcept;
-    /// Whether the token does not know the mechanism, or not with these parameters.
+    /// Whether the token does not support the mechanism, or not with these parameters.
     bool isLackOfMechanism() const noexcept;
     const char* what() const noexcept override { return operation; }
     std::string reasonText() const { return p11_kit_strerror(reason); }
@@ -32,80 +33,80 @@ struct Pkcs11Failure : std::exception {
     const char* operation;
 };
 
-/// A driver that is loaded and initialised; finalised when the last handle goes. Other users of it in this process
-/// are not disturbed.
-using Pkcs11Driver = std::shared_ptr<CK_FUNCTION_LIST>;
+/// A driver that is loaded and started. It is stopped when the last copy of the pointer goes, unless other code of this
+/// process uses it through p11-kit.
+using Driver = std::shared_ptr<CK_FUNCTION_LIST>;
 
-/// Takes over a driver that p11-kit has loaded.
-/// @throws Pkcs11Failure
-Pkcs11Driver initialized(CK_FUNCTION_LIST* loaded);
-
-/// Attributes for a search or a new object. Bytes are the caller's and outlive this.
-class Pkcs11Template {
+/// Attributes of the objects to search for, or of a new object. Byte values are not copied: they outlive the template.
+class Template {
   public:
-    explicit Pkcs11Template(CK_OBJECT_CLASS objectClass) { add(CKA_CLASS, objectClass); }
-    Pkcs11Template(CK_OBJECT_CLASS objectClass, const KeyName& name);
-    Pkcs11Template(CK_OBJECT_CLASS objectClass, KeyName&& name) = delete;
-    Pkcs11Template(const Pkcs11Template&) = delete;
-    Pkcs11Template& operator=(const Pkcs11Template&) = delete;
+    explicit Template(CK_OBJECT_CLASS objectClass) { add(CKA_CLASS, objectClass); }
+    /// With the label and the id of the name, except where they are empty.
+    Template(CK_OBJECT_CLASS objectClass, const KeyName& name);
+    Template(CK_OBJECT_CLASS objectClass, KeyName&& name) = delete;
+    Template(const Template&) = delete;
+    Template& operator=(const Template&) = delete;
 
-    Pkcs11Template& add(CK_ATTRIBUTE_TYPE type, ByteView value);
-    Pkcs11Template& add(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
-    Pkcs11Template& setTrue(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
-    Pkcs11Template& setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
+    Template& add(CK_ATTRIBUTE_TYPE type, ByteView value);
+    Template& add(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
+    Template& setTrue(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
+    Template& setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
 
     CK_ATTRIBUTE* data() noexcept { return attributes_.data(); }
     CK_ULONG size() const noexcept { return static_cast<CK_ULONG>(attributes_.size()); }
 
   private:
     std::vector<CK_ATTRIBUTE> attributes_;
-    // Stay where they are when there are more.
+    // A deque, since the attributes point to its elements.
     std::deque<CK_ULONG> numbers_;
 };
 
-/// An open session, closed at the end; for one thread at a time.
-class Pkcs11Session {
+/// An open session, closed by the destructor. For one thread at a time.
+class Session {
   public:
-    /// @throws Pkcs11Failure
-    Pkcs11Session(Pkcs11Driver driver, CK_SLOT_ID slot, CK_FLAGS flags = 0);
-    ~Pkcs11Session();
-    Pkcs11Session(const Pkcs11Session&) = delete;
-    Pkcs11Session& operator=(const Pkcs11Session&) = delete;
+    /// @throws CallFailure
+    Session(Driver driver, CK_SLOT_ID slot, CK_FLAGS flags = 0);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
 
-    /// Calls a function of the driver that takes the session first, for example
+    /// Calls a driver function whose first argument is the session, for example
     /// call<&CK_FUNCTION_LIST::C_SignInit>("sign", &mechanism, key).
-    /// @throws Pkcs11Failure
+    /// @throws CallFailure
     template <auto Function, class... Arguments>
     void call(const char* operation, Arguments... arguments) {
         const CK_RV result = attempt<Function>(arguments...);
-        if (result != CKR_OK) throw Pkcs11Failure(result, operation);
+        if (result != CKR_OK) throw CallFailure(result, operation);
     }
 
+    /// As call(), but returns the result.
     template <auto Function, class... Arguments>
     CK_RV attempt(Arguments... arguments) {
         return ((*driver_).*Function)(handle_, arguments...);
     }
 
-    /// Says that the objects of this connection are not to be trusted any more, although the session stands.
-    void distrust() noexcept { isDistrusted_ = true; }
-    bool isDistrusted() const noexcept { return isDistrusted_; }
+    /// Asks for a new connection although this session works: another token is in the slot.
+    void requestReconnect() noexcept { needsReconnect_ = true; }
+    bool needsReconnect() const noexcept { return needsReconnect_; }
 
     bool isLoggedIn();
     /// Whether the driver still knows the session.
-    bool stands();
+    bool isOpen();
 
-    /// All objects that fit.
-    std::vector<CK_OBJECT_HANDLE> find(Pkcs11Template& attributes);
+    /// All objects that match the template.
+    /// @throws CallFailure
+    std::vector<CK_OBJECT_HANDLE> find(Template& attributes);
 
-    /// Nothing where the object has no such attribute, or does not show it.
-    std::optional<SecretBuffer> attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
-    ByteBuffer attributeOrEmpty(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
-    bool flag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
+    /// The value of an attribute; nothing where the object does not have it or does not reveal it.
+    /// @throws CallFailure
+    std::optional<SecretBuffer> readAttribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
+    ByteBuffer readAttributeOrEmpty(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
+    bool readFlag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
 
   private:
-    Pkcs11Driver driver_;
+    Driver driver_;
     CK_SESSION_HANDLE handle_{};
-    bool isDistrusted_ = false;
+    bool needsReconnect_ = false;
 };
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

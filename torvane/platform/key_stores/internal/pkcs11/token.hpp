@@ -1,4 +1,7 @@
-// A PKCS #11 token: found by its URI, connected to, logged in to, lost and found again.
+// A PKCS #11 token in use: connection, login and a pool of sessions, for any number of threads.
+//
+// A token that is taken away and put back is connected to again. PKCS #11 drivers see such changes only when they are
+// started, so all tokens behind the same driver of this process disconnect first.
 #pragma once
 
 #include <condition_variable>
@@ -13,107 +16,114 @@
 #include "torvane/platform/key_stores/internal/pkcs11/session.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/uri.hpp"
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 
-/// The one token that a URI names, for any number of threads. Each use of it has a session of its own, from those that
-/// have been opened before where one is free.
-class Pkcs11Token {
+/// The one token that a URI names. May be used from several threads at once; each use has a session of its own, taken
+/// from a pool and returned to it.
+class Token {
   public:
     enum class Login { needed, notNeeded };
 
-    /// @throws KeyStoreError unavailable when no driver has such a token, or more than one.
-    Pkcs11Token(Pkcs11URI uri, SecretSource pin);
-    ~Pkcs11Token();
+    /// Connects.
+    /// @throws KeyStoreError unavailable when no driver has such a token, or more than one matches.
+    Token(URI uri, SecretSource pin);
+    ~Token();
 
-    /// The result of use(session, connection), where the connection is a number that changes when the token is
-    /// connected to anew: object handles are good within one connection. When the token turns out to be lost, the use
-    /// is tried once more over a new connection.
-    /// @throws KeyStoreError; what the use throws, a Pkcs11Failure as a KeyStoreError.
-    template <class Use>
-    auto with(Login login, Use use, CK_FLAGS flags = 0) -> decltype(use(std::declval<Pkcs11Session&>(), 0U)) {
-        for (bool isSecond = false;; isSecond = true) {
+    /// Runs action(session, connection) and returns its result. `connection` is a number that changes with each new
+    /// connection to the token: object handles are valid within one connection. When the token turns out to be lost,
+    /// the action runs once more over a new connection.
+    /// @throws KeyStoreError for a CallFailure of the action, for a token that is not there and for a login that fails;
+    ///         anything else that the action throws.
+    template <class Action>
+    auto runInSession(Login login, Action action, CK_FLAGS flags = 0)
+        -> decltype(action(std::declval<Session&>(), 0U)) {
+        for (bool isRetry = false;; isRetry = true) {
             Lease lease(*this, flags);
             try {
                 if (login == Login::needed) logIn(lease.session());
-                return use(lease.session(), lease.connection());
-            } catch (const Pkcs11Failure& failure) {
-                lease.spoil(failure.isLoss());
-                if (isSecond || !failure.isLoss()) throw asError(failure);
+                return action(lease.session(), lease.connection());
+            } catch (const CallFailure& failure) {
+                lease.markUnusable(failure.isLoss());
+                if (isRetry || !failure.isLoss()) throw toKeyStoreError(failure);
             } catch (...) {
-                lease.spoil(lease.session().isDistrusted());
+                lease.markUnusable(lease.session().needsReconnect());
                 throw;
             }
         }
     }
 
-    /// As above, with a session that may make objects.
-    template <class Use>
-    auto withWritable(Use use) {
-        return with(Login::needed, std::move(use), CKF_RW_SESSION);
+    /// The same, logged in and in a session that may create objects.
+    template <class Action>
+    auto runInWritableSession(Action action) {
+        return runInSession(Login::needed, std::move(action), CKF_RW_SESSION);
     }
 
-    /// Logs in for the one operation that has just been begun with a key that asks for the PIN each time.
-    void authenticate(Pkcs11Session& session);
+    /// Logs in for the operation that was just begun in the session, with a key that asks for the PIN each time.
+    void logInForOperation(Session& session);
 
-    // While it is used:
+    // Only while an action runs:
 
-    /// In words, for example `the token "app"`.
-    const std::string& name() const noexcept { return name_; }
-    /// What tells it from others that are called so.
+    /// For errors and prompts, for example `the PKCS #11 token "app"`.
+    const std::string& description() const noexcept { return description_; }
+    /// Tells apart tokens of the same label.
     const std::string& serialNumber() const noexcept { return serialNumber_; }
 
   private:
-    // Of a session that comes back: it may be in the middle of an operation, or have no token any more.
-    enum class State { good, spoilt, lost };
+    // What a returned session is good for: for another use; for none, since an operation may have been left unfinished;
+    // or for none, since the token is gone.
+    enum class Condition { reusable, unusable, lost };
 
+    // Takes a session from the pool, and returns it at the end of the scope.
     class Lease {
       public:
-        Lease(Pkcs11Token& token, CK_FLAGS flags)
-            : token_(token), session_(token.lend(flags)), connection_(token.connection_) {}
-        ~Lease() { token_.takeBack(std::move(session_), state_); }
+        Lease(Token& token, CK_FLAGS flags)
+            : token_(token), session_(token.acquireSession(flags)), connection_(token.connection_) {}
+        ~Lease() { token_.releaseSession(std::move(session_), condition_); }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
 
-        Pkcs11Session& session() noexcept { return *session_; }
+        Session& session() noexcept { return *session_; }
         unsigned connection() const noexcept { return connection_; }
-        void spoil(bool isLost) noexcept { state_ = isLost ? State::lost : State::spoilt; }
+        void markUnusable(bool isLost) noexcept { condition_ = isLost ? Condition::lost : Condition::unusable; }
 
       private:
-        Pkcs11Token& token_;
-        std::unique_ptr<Pkcs11Session> session_;
+        Token& token_;
+        std::unique_ptr<Session> session_;
         unsigned connection_;
-        State state_ = State::good;
+        Condition condition_ = Condition::reusable;
     };
 
-    std::unique_ptr<Pkcs11Session> lend(CK_FLAGS flags);
-    void takeBack(std::unique_ptr<Pkcs11Session> session, State state) noexcept;
+    // Waits while the token allows no more sessions, and connects when there is no connection.
+    std::unique_ptr<Session> acquireSession(CK_FLAGS flags);
+    void releaseSession(std::unique_ptr<Session> session, Condition condition) noexcept;
     void connect();
-    void disconnectWhenUnused() noexcept;
-    /// Tells all tokens of the driver: it looks for what is there only when it is started, and it is so once nobody
-    /// uses it.
-    static void lose(const std::string& driverFile) noexcept;
-    void logIn(Pkcs11Session& session);
-    void logIn(Pkcs11Session& session, CK_USER_TYPE user);
-    KeyStoreError asError(const Pkcs11Failure& failure) const;
+    // Ends a lost connection as soon as no session of it is leased.
+    void disconnectIfUnused() noexcept;
+    // Marks all tokens behind the driver as lost, so that it is stopped once none of them uses it.
+    static void markLost(const std::string& driverFile) noexcept;
+    void logIn(Session& session);
+    void logIn(Session& session, CK_USER_TYPE user);
+    KeyStoreError toKeyStoreError(const CallFailure& failure) const;
 
-    const Pkcs11URI uri_;
+    const URI uri_;
     const SecretSource pin_;
-    // One PIN is asked for at a time.
-    std::mutex prompt_;
+    // Held while a PIN is asked for, so that there is one prompt at a time.
+    std::mutex promptMutex_;
 
-    // What follows is guarded by the mutex. While sessions are lent out nobody changes what describes the connection.
+    // Guards all that follows. From description_ to connection_ nothing changes while a session is leased, so leases
+    // read those without it.
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::string name_;
+    std::string description_;
     std::string serialNumber_;
     std::string driverFile_;
-    Pkcs11Driver driver_;
+    Driver driver_;
     CK_SLOT_ID slot_{};
     CK_FLAGS flags_{};
     unsigned connection_ = 0;
     bool isLost_ = false;
-    std::size_t lent_ = 0;
-    std::vector<std::unique_ptr<Pkcs11Session>> idle_;
+    std::size_t leaseCount_ = 0;
+    std::vector<std::unique_ptr<Session>> idle_;
 };
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11

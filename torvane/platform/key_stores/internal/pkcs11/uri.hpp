@@ -1,4 +1,4 @@
-// PKCS #11 URIs (RFC 7512): which driver, which token, which key.
+// PKCS #11 URIs (RFC 7512): the names of a driver, a token and a key.
 #pragma once
 
 #include <optional>
@@ -10,17 +10,18 @@
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
-namespace Torvane::Crypto {
+namespace Torvane::PKCS11 {
 
-class Pkcs11URI {
+/// A parsed "pkcs11:" URI.
+class URI {
   public:
-    /// @throws KeyStoreError invalidURI for a text that is none, for an attribute that is not known, and for two PINs.
-    explicit Pkcs11URI(std::string_view text);
+    /// @throws KeyStoreError invalidURI for a malformed URI, an unknown attribute, or both pin-source and pin-value.
+    explicit URI(std::string_view text);
 
-    /// What names the driver's library, the token and the key, written anew and without a PIN; for errors.
+    /// The path part, normalised: it names library, slot, token and key, and contains no PIN. For errors.
     const std::string& path() const noexcept { return path_; }
 
-    // Where the query has none of these: null.
+    // Query attributes; null where the URI does not have them.
     const char* modulePath() const noexcept { return p11_kit_uri_get_module_path(uri_.get()); }
     const char* moduleName() const noexcept { return p11_kit_uri_get_module_name(uri_.get()); }
     const char* pinSource() const noexcept { return p11_kit_uri_get_pin_source(uri_.get()); }
@@ -30,16 +31,16 @@ class Pkcs11URI {
     bool matches(CK_SLOT_ID slot, const CK_SLOT_INFO& info) const noexcept;
     bool matches(const CK_TOKEN_INFO& token) const noexcept;
 
-    /// The "object" and "id".
+    /// The label and id in "object" and "id"; empty where the URI does not have them.
     KeyName keyName() const;
-    /// The "type"; nothing where there is none.
+    /// The object class in "type"; nothing where the URI does not have it.
     std::optional<CK_OBJECT_CLASS> type() const;
 
   private:
-    ByteView attribute(CK_ATTRIBUTE_TYPE type) const;
+    ByteView findAttribute(CK_ATTRIBUTE_TYPE type) const;
 
-    Handle<P11KitUri, p11_kit_uri_free> uri_;
+    Crypto::Handle<P11KitUri, p11_kit_uri_free> uri_;
     std::string path_;
 };
 
-}  // namespace Torvane::Crypto
+}  // namespace Torvane::PKCS11
