@@ -30,7 +30,7 @@ std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
 SecKey openOrMake(const std::string& uri) {
     using Case = KeyStoreError::Case;
     try {
-        return openKey(uri, KeyHalf::privateHalf, fromEnvironment);
+        return openKey(uri, KeyClass::privateKey, fromEnvironment);
     } catch (const KeyStoreError& error) {
         // No such key in the token, or no such file.
         if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;

@@ -150,7 +150,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
     };
     for (const auto row : {0U, 1U, 4U, 7U, 10U, 13U}) {
         const auto path = folder.write("key", fromBase64(files[row][1]));
-        const auto open = [&] { openKey(path, KeyHalf::privateHalf, source); };
+        const auto open = [&] { openKey(path, KeyClass::privateKey, source); };
         expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);
         // OpenSSL's decoders leave the numbers behind.
         expectNothingLeft(

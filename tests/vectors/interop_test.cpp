@@ -62,7 +62,7 @@ void openSecp256k1(const json& key, Outcomes& outcomes) {
     for (const auto* member : {"pkcs8_pem", "sec1_pem", "spki_pem"}) {
         if (!key.contains(member)) continue;
         const auto path = folder.write("key.pem", bytesOf(key.at(member)));
-        EXPECT_ERROR(openKey(path, KeyHalf::publicHalf),
+        EXPECT_ERROR(openKey(path, KeyClass::publicKey),
                      SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
         const auto publicHalf = Zennet::openKey(path, KeyClass::publicKey);
         EXPECT_EQ(bytes(publicHalf), point);

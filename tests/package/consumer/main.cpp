@@ -56,7 +56,7 @@ int main() {
         std::cout << error.errorDescription() << '\n';
     }
     try {
-        openKey("missing.pem", KeyHalf::privateHalf);
+        openKey("missing.pem", KeyClass::privateKey);
     } catch (const KeyStoreError& error) {
         std::cout << error.errorDescription() << '\n';
     }

@@ -10,7 +10,6 @@ namespace {
 
 using namespace Torvane;
 using namespace Testing;
-using enum KeyHalf;
 
 SecretBuffer secret(std::string_view text) {
     const auto bytes = asBytes(text);
@@ -32,13 +31,13 @@ TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
             askedFor.emplace_back(whose);
             return row[2].is_null() ? std::nullopt : std::optional(secret(row[2].get<std::string>()));
         };
-        for (const auto half : {privateHalf, publicHalf}) {
-            const std::string expected = row[half == privateHalf ? 3 : 4];
+        for (const auto keyClass : {KeyClass::privateKey, KeyClass::publicKey}) {
+            const std::string expected = row[keyClass == KeyClass::privateKey ? 3 : 4];
             std::optional<SecKey> key;
-            const auto thrown = THROWN_BY(key = openKey(path, half, source));
+            const auto thrown = THROWN_BY(key = openKey(path, keyClass, source));
             EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(expected, path));
             if (!key) continue;
-            EXPECT_EQ(key->isPublicKey(), half == publicHalf);
+            EXPECT_EQ(key->isPublicKey(), keyClass == KeyClass::publicKey);
             EXPECT_EQ(key->publicComponents(), publicKey(ecP256).publicComponents());
         }
         EXPECT_LE(askedFor.size(), 2U) << "once for each opening";
@@ -49,10 +48,10 @@ TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
 TEST(KeyFile, WithoutASourceAnEncryptedKeyIsRefusedAndWhatASourceThrowsIsPassedOn) {
     const TemporaryFolder folder;
     const auto path = folder.write("key.pem", fromBase64(readVectors("key_files.json")["files"][1][1]));
-    EXPECT_ERROR(openKey(path, privateHalf),
+    EXPECT_ERROR(openKey(path, KeyClass::privateKey),
                  KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + "."));
     const SecurityError noTerminal("There is nobody to ask.");
-    EXPECT_ERROR(openKey(path, privateHalf, [&](auto) -> std::optional<SecretBuffer> { throw noTerminal; }),
+    EXPECT_ERROR(openKey(path, KeyClass::privateKey, [&](auto) -> std::optional<SecretBuffer> { throw noTerminal; }),
                  noTerminal);
 }
 
@@ -61,20 +60,20 @@ TEST(KeyFile, IsFoundByPathOrUriAndRefusedOtherwise) {
     const auto path = folder.write("a key#1.pem", asBytes(keyText(ecP256, "spki_pem")));
     const auto encoded = folder / "a%20key%231.pem";
     for (const auto& uri : {path, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded})
-        EXPECT_EQ(openKey(uri, publicHalf).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
+        EXPECT_EQ(openKey(uri, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
     for (const std::string uri : {"file:", "file://", "file://elsewhere/key.pem", "file:/a%2", "file:/a%zz",
                                   "file:/a%00b", "file:/key.pem?x", "file:/key.pem#x"})
-        EXPECT_ERROR(openKey(uri, publicHalf),
+        EXPECT_ERROR(openKey(uri, KeyClass::publicKey),
                      KeyStoreError::invalidURI(debugQuoted(uri.substr(0, uri.find('?'))) +
                                                " is neither a path nor the URI of a file on this machine."));
-    EXPECT_THROW(openKey(path + '\0', publicHalf), KeyStoreError);
+    EXPECT_THROW(openKey(path + '\0', KeyClass::publicKey), KeyStoreError);
     const auto cannotRead = [](const std::string& name, const std::string& why) {
         return KeyStoreError::unavailable("The file " + debugQuoted(name) + " cannot be read: " + why + ".");
     };
-    EXPECT_ERROR(openKey(encoded, publicHalf), cannotRead(encoded, "No such file or directory"));
-    EXPECT_ERROR(openKey(folder / "", publicHalf), cannotRead(folder / "", "Is a directory"));
+    EXPECT_ERROR(openKey(encoded, KeyClass::publicKey), cannotRead(encoded, "No such file or directory"));
+    EXPECT_ERROR(openKey(folder / "", KeyClass::publicKey), cannotRead(folder / "", "Is a directory"));
     const auto large = folder.write("large", ByteBuffer((1 << 20) + 1, '\n'));
-    EXPECT_ERROR(openKey(large, publicHalf), cannotRead(large, "It is longer than 1 MiB"));
+    EXPECT_ERROR(openKey(large, KeyClass::publicKey), cannotRead(large, "It is longer than 1 MiB"));
 }
 
 TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
@@ -89,14 +88,14 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
         struct stat status {};
         ASSERT_EQ(::stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, 0600U);
-        EXPECT_EQ(openKey(path, privateHalf, source).publicComponents(), key.publicComponents());
+        EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
         const auto again =
             KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File exists.");
         EXPECT_ERROR(generateECKey(path, EllipticCurve::P256, source), again);
-        EXPECT_EQ(openKey(path, privateHalf, source).publicComponents(), key.publicComponents());
+        EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
         const auto needed = KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + ".");
         if (isEncrypted) {
-            EXPECT_ERROR(openKey(path, privateHalf), needed);
+            EXPECT_ERROR(openKey(path, KeyClass::privateKey), needed);
             std::ifstream file(path);
             std::string line, body;
             while (std::getline(file, line)) body += line.starts_with("-") ? "" : line;

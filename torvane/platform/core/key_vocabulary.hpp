@@ -113,10 +113,10 @@ struct KeyName {
     bool operator==(const KeyName&) const = default;
 };
 
-/// The half of a key pair that is asked for.
-enum class KeyHalf {
-    publicHalf,   ///< To verify, or to encrypt to its owner; no secret is asked for where a public object is there.
-    privateHalf,  ///< To sign, decrypt or agree; may ask for a passphrase or PIN.
+/// Public or private: the class of a key, and the key of a pair that is asked for.
+enum class KeyClass {
+    publicKey,   ///< Verifies, and encrypts to the owner. May be written into a JWK Set.
+    privateKey,  ///< Signs, decrypts and agrees. Opening one may ask for a passphrase or PIN.
 };
 
 /// Asked for a passphrase or PIN when one is needed, with words for whom it is, for example `the PIN of the token

@@ -7,16 +7,13 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 /// The key library: keys with a type and a class, and those on secp256k1, which are raw bytes.
 namespace Torvane::Zennet {
 
-/// The half of a key pair that a key is.
-enum class TORVANE_EXPORT KeyClass {
-    publicKey,   ///< May be written into a JWK Set.
-    privateKey,  ///< Stays here; its SecKey may do private operations.
-};
+using Torvane::KeyClass;
 
 /// What kind of key it is. The three predefined types are what the library tells apart; others may be made to
 /// describe further keys, with names that are string literals.

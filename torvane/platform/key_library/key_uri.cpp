@@ -11,8 +11,6 @@
 namespace Torvane::Zennet {
 namespace {
 
-namespace Crypto = Crypto;
-
 Key platformKey(SecKey key, KeyClass keyClass) {
     const auto type = key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
     if (keyClass == KeyClass::publicKey) return PublicKey(std::move(key), type);
@@ -22,10 +20,9 @@ Key platformKey(SecKey key, KeyClass keyClass) {
 }  // namespace
 
 Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    const auto half = keyClass == KeyClass::publicKey ? KeyHalf::publicHalf : KeyHalf::privateHalf;
-    if (namesToken(uri)) return platformKey(Torvane::openKey(uri, half, secret), keyClass);
-    auto key = readKeyFile(uri, half, secret);
-    if (!Crypto::isSecp256k1(key.get())) return platformKey(makeSoftwareKey(std::move(key), half), keyClass);
+    if (namesToken(uri)) return platformKey(Torvane::openKey(uri, keyClass, secret), keyClass);
+    auto key = readKeyFile(uri, keyClass, secret);
+    if (!Crypto::isSecp256k1(key.get())) return platformKey(makeSoftwareKey(std::move(key), keyClass), keyClass);
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
     return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);
 }

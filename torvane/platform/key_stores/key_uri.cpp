@@ -10,7 +10,7 @@ namespace Torvane {
 namespace {
 
 SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
-    return makeSoftwareKey(writeKeyFile(uri, key, secret), KeyHalf::privateHalf);
+    return makeSoftwareKey(writeKeyFile(uri, key, secret), KeyClass::privateKey);
 }
 
 }  // namespace
@@ -19,9 +19,9 @@ bool namesToken(std::string_view uri) noexcept {
     return hasScheme(uri, "pkcs11");
 }
 
-SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret) {
-    if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(half);
-    return makeSoftwareKey(readKeyFile(uri, half, secret), half);
+SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
+    if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(keyClass);
+    return makeSoftwareKey(readKeyFile(uri, keyClass, secret), keyClass);
 }
 
 SecKey generateRSAKey(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {

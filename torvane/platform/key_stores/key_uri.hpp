@@ -1,8 +1,8 @@
 // Keys by URI: in a file, or in a token.
 //
 //     auto ask = [](std::string_view whose) { return askOnTheTerminal(whose); };
-//     auto signing = Torvane::openKey("pkcs11:token=app;object=sign", Torvane::KeyHalf::privateHalf, ask);
-//     auto theirs = Torvane::openKey("/etc/app/peer.pem", Torvane::KeyHalf::publicHalf);
+//     auto signing = Torvane::openKey("pkcs11:token=app;object=sign", Torvane::KeyClass::privateKey, ask);
+//     auto theirs = Torvane::openKey("/etc/app/peer.pem", Torvane::KeyClass::publicKey);
 //
 // A URI with "module-path" loads and runs the library that it names, and a file is opened wherever it is: take URIs
 // from whoever configures the application, never from a peer.
@@ -29,7 +29,7 @@ TORVANE_EXPORT bool namesToken(std::string_view uri) noexcept;
 /// The public half may come from a public key, a certificate or a private key.
 /// @throws KeyStoreError, see its cases; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521,
 ///         or for one in a file whose halves don't match.
-TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyHalf half, const SecretSource& secret = {});
+TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
 /// Makes an RSA key pair where the URI says: in a token, as Pkcs11KeyStore::generateRSA() does, under the label and id
 /// of the URI's "object" and "id"; or as a new PEM file that its owner alone may read (PKCS #8), encrypted with AES-256

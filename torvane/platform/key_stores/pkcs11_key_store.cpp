@@ -158,11 +158,11 @@ class Pkcs11KeyStore::State {
 
     const KeyName& keyName() const noexcept { return keyName_; }
 
-    void requireType(KeyHalf half) const {
+    void requireType(KeyClass keyClass) const {
         const bool isPublic = type_ == CKO_PUBLIC_KEY || type_ == CKO_CERTIFICATE;
-        if (!type_ || type_ == CKO_PRIVATE_KEY || (isPublic && half == KeyHalf::publicHalf)) return;
+        if (!type_ || type_ == CKO_PRIVATE_KEY || (isPublic && keyClass == KeyClass::publicKey)) return;
         throw KeyStoreError::invalidURI(debugQuoted(path_) + " does not name a " +
-                                        (half == KeyHalf::privateHalf ? "private" : "public") + " key.");
+                                        (keyClass == KeyClass::privateKey ? "private" : "public") + " key.");
     }
 
     SecKey privateKey(const KeyName& name, CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) const {
@@ -230,13 +230,13 @@ const KeyName& Pkcs11KeyStore::keyName() const noexcept {
     return state_->keyName();
 }
 
-SecKey Pkcs11KeyStore::key(KeyHalf half) const {
-    state_->requireType(half);
-    return key(keyName(), half);
+SecKey Pkcs11KeyStore::key(KeyClass keyClass) const {
+    state_->requireType(keyClass);
+    return key(keyName(), keyClass);
 }
 
-SecKey Pkcs11KeyStore::key(const KeyName& name, KeyHalf half) const {
-    return half == KeyHalf::privateHalf ? state_->privateKey(name) : state_->publicKey(name);
+SecKey Pkcs11KeyStore::key(const KeyName& name, KeyClass keyClass) const {
+    return keyClass == KeyClass::privateKey ? state_->privateKey(name) : state_->publicKey(name);
 }
 
 SecKey Pkcs11KeyStore::generateRSA(std::size_t modulusBits, const KeyName& name) const {

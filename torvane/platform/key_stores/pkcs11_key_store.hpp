@@ -2,7 +2,7 @@
 //
 //     const Torvane::Pkcs11KeyStore store("pkcs11:token=app?module-path=/usr/lib/opensc-pkcs11.so", askForPin);
 //     auto signing = store.generateRSA(3072, {"sign-2026", {}});
-//     auto decrypting = store.key({"decrypt-2026", {}}, Torvane::KeyHalf::privateHalf);
+//     auto decrypting = store.key({"decrypt-2026", {}}, Torvane::KeyClass::privateKey);
 //
 // The private values stay in the PKCS #11 token. With a software token, whose driver keeps the keys itself, that means
 // in this process.
@@ -41,14 +41,14 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     const KeyName& keyName() const noexcept;
 
     /// The key that the URI names.
-    /// @throws as key(name, half); KeyStoreError invalidURI when the "type" of the URI is not that of the key.
-    SecKey key(KeyHalf half) const;
+    /// @throws as key(name, keyClass); KeyStoreError invalidURI when the "type" of the URI is not that of the key.
+    SecKey key(KeyClass keyClass) const;
 
     /// The key with the label and the id, except where they are empty. Its public components come from the public key,
     /// the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
     ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
-    SecKey key(const KeyName& name, KeyHalf half) const;
+    SecKey key(const KeyName& name, KeyClass keyClass) const;
 
     /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key can never be read or
     /// leave it (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). Without an id it gets a random one of 16 bytes.

@@ -62,8 +62,8 @@ SecKey held(Crypto::Pkey key, KeyName name = {}) {
 
 }  // namespace
 
-SecKey makeSoftwareKey(Crypto::Pkey key, KeyHalf half) {
-    return half == KeyHalf::privateHalf ? held(std::move(key)) : SecKey(Crypto::readPublicComponents(key.get()));
+SecKey makeSoftwareKey(Crypto::Pkey key, KeyClass keyClass) {
+    return keyClass == KeyClass::privateKey ? held(std::move(key)) : SecKey(Crypto::readPublicComponents(key.get()));
 }
 
 SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
@@ -77,12 +77,13 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
     if (!keys.privateKeys.empty()) return held(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
-    if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyHalf::publicHalf);
+    if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyClass::publicKey);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
-SecKey SoftwareKeyStore::load(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
-    return makeSoftwareKey(Crypto::readKey(encoded, half, passphrase, origin), half);
+SecKey SoftwareKeyStore::load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
+                              std::string_view origin) {
+    return makeSoftwareKey(Crypto::readKey(encoded, keyClass, passphrase, origin), keyClass);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {

@@ -29,7 +29,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// key that can be read goes before a public key, and that before the first certificate. An error says `origin`.
     /// @throws KeyStoreError wrongSecret when the passphrase does not decrypt the text, keyNotFound when there is no
     ///         key of that half or more than one; SecurityError as above.
-    static SecKey load(ByteView encoded, KeyHalf half, const SecretSource& passphrase,
+    static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
                        std::string_view origin = "the text");
 
     /// @{

@@ -10,7 +10,6 @@
 namespace Testing {
 
 using namespace Torvane;
-using enum KeyHalf;
 using enum HashFunction;
 using enum SignatureScheme;
 

@@ -17,7 +17,7 @@ struct KeyPair {
 };
 
 KeyPair open(const char* uri, KeyType type, JWKUse use) {
-    const auto key = openKey(uri, KeyHalf::privateHalf);
+    const auto key = openKey(uri, KeyClass::privateKey);
     return {{key, KeyClass::privateKey, type, use, uri}, {key.publicKey(), KeyClass::publicKey, type, use, uri}};
 }
 

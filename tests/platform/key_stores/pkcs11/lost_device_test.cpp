@@ -27,13 +27,14 @@ TEST(DeviceConcurrency, OneStoreServesEightThreads) {
     token.import(ecP256, "sign", "02");
     std::atomic<int> asked = 0, right = 0;
     const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, pin(whose); });
-    const auto decrypting = store.key({"decrypt", {}}, privateHalf), signing = store.key({"sign", {}}, privateHalf);
+    const auto decrypting = store.key({"decrypt", {}}, KeyClass::privateKey),
+               signing = store.key({"sign", {}}, KeyClass::privateKey);
     const auto ciphertext = decrypting.encrypt(SHA256, digest);
     runInEightThreads(5, [&](int) {
         if (signing.verify(ECDSA, SHA256, digest, signing.sign(ECDSA, SHA256, digest))) ++right;
         const auto plaintext = decrypting.decrypt(SHA256, ciphertext);
         if (plaintext && asText(*plaintext) == asText(digest)) ++right;
-        if (store.key({"sign", {}}, publicHalf).publicComponents() == signing.publicComponents()) ++right;
+        if (store.key({"sign", {}}, KeyClass::publicKey).publicComponents() == signing.publicComponents()) ++right;
     });
     EXPECT_EQ(right, 8 * 5 * 3);
     EXPECT_EQ(asked, 1);
@@ -43,7 +44,7 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
     const SoftToken token;
     token.import(rsaSig, "sign", "01");
     const Pkcs11KeyStore store(token.uri(), pin);
-    const auto key = store.key({"sign", {}}, privateHalf);
+    const auto key = store.key({"sign", {}}, KeyClass::privateKey);
     std::atomic<int> signatures = 0, refusals = 0, others = 0;
     std::atomic<bool> isOver = false;
     std::thread remover([&] {
@@ -78,7 +79,7 @@ TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Pkcs11KeyStore store(token.uri(), pin);
-    const auto key = store.key({"sign", {}}, privateHalf);
+    const auto key = store.key({"sign", {}}, KeyClass::privateKey);
     token.takeOut();
     for (int call = 0; call < 2; ++call) {
         EXPECT_ERROR(
@@ -105,8 +106,8 @@ TEST(LostDevice, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
     const SoftToken token;
     token.import(ecP256, "a", "01");
     token.import(ecEncP256, "b", "02");
-    const auto a = openKey(token.uri("object=a"), privateHalf, pin),
-               b = openKey(token.uri("object=b"), privateHalf, pin);
+    const auto a = openKey(token.uri("object=a"), KeyClass::privateKey, pin),
+               b = openKey(token.uri("object=b"), KeyClass::privateKey, pin);
     token.takeOut();
     EXPECT_THROW(a.sign(ECDSA, SHA256, digest), KeyStoreError);
     token.putBack();
@@ -119,7 +120,7 @@ TEST(LostDevice, IsFoundAgainBehindASocketThatWasClosed) {
     token.import(rsaEnc, "decrypt", "01");
     TokenServer server(token);
     int asked = 0;
-    const auto key = openKey(TokenServer::uri("object=decrypt"), privateHalf,
+    const auto key = openKey(TokenServer::uri("object=decrypt"), KeyClass::privateKey,
                              [&](std::string_view whose) { return ++asked, pin(whose); });
     const auto ciphertext = key.encrypt(SHA256, digest);
     EXPECT_TRUE(key.decrypt(SHA256, ciphertext));

@@ -27,7 +27,7 @@ TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
     token.import(rsaEnc, "decrypt", "01");
     for (const auto* name : {"finds out late", "drops zeros", "removed once"}) {
         const Quirk quirk(name);
-        const auto key = openKey(quirkyUri("object=decrypt"), privateHalf, pin);
+        const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
         for (const auto hash : {SHA256, SHA512}) {
             const auto decrypted = key.decrypt(hash, key.encrypt(hash, digest));
             ASSERT_TRUE(decrypted) << name;
@@ -39,7 +39,7 @@ TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
 TEST(Quirks, InErrorsAboutThePaddingAreHiddenButErrorsAboutTheDeviceAreShown) {
     const SoftToken token;
     token.import(rsaEnc, "decrypt", "01");
-    const auto key = openKey(quirkyUri("object=decrypt"), privateHalf, pin);
+    const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
     const auto ciphertext = key.encrypt(SHA256, digest);
     const auto decryptWithError = [&](CK_RV error) {
         const Quirk quirk(std::to_string(error));
@@ -61,7 +61,7 @@ TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
     token.import(ecP256, "sign", "01");
     const Quirk quirk("two sessions");
     const Pkcs11KeyStore store(quirkyUri("object=sign"), pin);
-    const auto key = store.key(privateHalf);
+    const auto key = store.key(KeyClass::privateKey);
     std::atomic<int> right = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
@@ -79,7 +79,8 @@ TEST(Quirks, OfABarePointDoNotChangeThePublicKey) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     const Quirk quirk("bare point");
-    EXPECT_EQ(openKey(quirkyUri("object=sign"), publicHalf).publicComponents(), publicKey(ecP256).publicComponents());
+    EXPECT_EQ(openKey(quirkyUri("object=sign"), KeyClass::publicKey).publicComponents(),
+              publicKey(ecP256).publicComponents());
 }
 
 }  // namespace

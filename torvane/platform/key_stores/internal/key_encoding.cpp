@@ -109,7 +109,7 @@ std::string describeCount(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
-[[noreturn]] void rejectKeys(const KeysRead& keys, KeyHalf half, std::string_view origin) {
+[[noreturn]] void rejectKeys(const KeysRead& keys, KeyClass keyClass, std::string_view origin) {
     const std::string where(origin);
     if (keys.remainsEncrypted) {
         throw KeyStoreError::wrongSecret(keys.hadPassphrase ? "The passphrase does not decrypt " + where +
@@ -117,7 +117,7 @@ std::string describeCount(std::size_t count, const char* noun) {
                                                             : "A passphrase is needed for " + where + ".");
     }
     throw KeyStoreError::keyNotFound(std::string("Expected one ") +
-                                     (half == KeyHalf::privateHalf ? "private" : "public") + " key in " + where +
+                                     (keyClass == KeyClass::privateKey ? "private" : "public") + " key in " + where +
                                      ", found " + describeCount(keys.privateKeys.size(), "private key") + ", " +
                                      describeCount(keys.publicKeys.size(), "public key") + " and " +
                                      describeCount(keys.certifiedKeys.size(), "certificate") + ".");
@@ -139,14 +139,14 @@ KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view
     return keys;
 }
 
-Pkey readKey(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin) {
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase, std::string_view origin) {
     auto keys = readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
     if (keys.privateKeys.size() == 1) return requireConsistentPair(std::move(keys.privateKeys.front()));
-    if (half == KeyHalf::publicHalf && keys.privateKeys.empty()) {
+    if (keyClass == KeyClass::publicKey && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());
         if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return std::move(keys.certifiedKeys.front());
     }
-    rejectKeys(keys, half, origin);
+    rejectKeys(keys, keyClass, origin);
 }
 
 SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase) {

@@ -33,7 +33,7 @@ KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_
 /// the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
 ///         more than one; SecurityError for a private key that does not match its public key.
-Pkey readKey(ByteView encoded, KeyHalf half, const SecretSource& passphrase, std::string_view origin);
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase, std::string_view origin);
 
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
 /// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).

@@ -10,9 +10,9 @@
 
 namespace Torvane {
 
-Crypto::Pkey readKeyFile(std::string_view uri, KeyHalf half, const SecretSource& secret) {
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
     const auto path = pathOf(uri);
-    return Crypto::readKey(readFile(path), half, secret, debugQuoted(path));
+    return Crypto::readKey(readFile(path), keyClass, secret, debugQuoted(path));
 }
 
 Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
@@ -22,7 +22,7 @@ Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const S
     if (secret) passphrase = secret("a new passphrase of " + origin);
     const auto text = Crypto::writePrivateKeyPem(key.get(), passphrase);
     auto readBack = Crypto::readKey(
-        text, KeyHalf::privateHalf, [&](std::string_view) { return passphrase; }, origin);
+        text, KeyClass::privateKey, [&](std::string_view) { return passphrase; }, origin);
     writeNewFile(path, text);
     return readBack;
 }

@@ -10,7 +10,7 @@ namespace Torvane {
 
 /// Reads the one key of that half from the file that a path or "file" URI names.
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
-Crypto::Pkey readKeyFile(std::string_view uri, KeyHalf half, const SecretSource& secret);
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& secret);
 
 /// Writes a private key to a new file, encrypted if the source gives a passphrase. Returns the key as it was read back
 /// from the file's text, which proves that the file can be read.

@@ -20,11 +20,11 @@ const KeyName& Pkcs11KeyStore::keyName() const noexcept {
     return none;
 }
 
-SecKey Pkcs11KeyStore::key(KeyHalf) const {
+SecKey Pkcs11KeyStore::key(KeyClass) const {
     refuse();
 }
 
-SecKey Pkcs11KeyStore::key(const KeyName&, KeyHalf) const {
+SecKey Pkcs11KeyStore::key(const KeyName&, KeyClass) const {
     refuse();
 }
 

@@ -14,6 +14,6 @@ struct SecKeyAccess {
 
 /// A handle to one half of a key that OpenSSL holds.
 /// @throws SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
-SecKey makeSoftwareKey(Crypto::Pkey key, KeyHalf half);
+SecKey makeSoftwareKey(Crypto::Pkey key, KeyClass keyClass);
 
 }  // namespace Torvane
