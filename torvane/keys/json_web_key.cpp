@@ -37,7 +37,7 @@ JOSE::JWK publicJwk(ByteView jwkData, KeyType keyType) {
 }
 
 KeyType keyTypeOf(const JOSE::JWK& jwk) {
-    return getKeyType(jwk.keyType() == JOSE::JWKKeyType::RSA ? JWKType::RSA : JWKType::EC);
+    return getKeyType(jwk.keyType().value_or(JWKType::EC));
 }
 
 }  // namespace
@@ -71,9 +71,7 @@ SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
     // A key that cannot be written as JSON is no key to exchange with anybody.
     if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
     try {
-        if (from.keyType() == JOSE::JWKKeyType::other) {
-            throw JOSEError::curveNotSupported("Not supporting this JWKType yet");
-        }
+        if (!from.keyType()) throw JOSEError::curveNotSupported("Not supporting this JWKType yet");
         return from.publicHalf().converted();
     } catch (...) {
         throw JOSEError::cannotDecodeJWK(std::current_exception());

@@ -1,4 +1,8 @@
-// The words of JSON Web Keys: what a key is for, its family, and the member names (RFC 7517, section 4).
+// Vocabulary of JSON Web Keys: the purpose of a key (JWKUse), its family (JWKType), and the names of its members
+// (RFC 7517, section 4).
+//
+//     std::optional<Torvane::JWKUse> use = Torvane::fromRawValue<Torvane::JWKUse>("enc");
+//     std::string_view text = Torvane::rawValue(Torvane::JWKUse::JWK_SIG);
 #pragma once
 
 #include <array>
@@ -6,58 +10,42 @@
 #include <functional>
 #include <string_view>
 
-#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/export.hpp"
 #include "torvane/platform/core/raw_value.hpp"
+#include "torvane/platform/jose/jwk_type.hpp"
 #include "torvane/platform/key_library/key.hpp"
 
 namespace Torvane {
 
-/// The "use" member: "sig", "enc", and this library's own "sig_enc" for both. rawValue(use) gives the text
-/// and fromRawValue<JWKUse>(text) the use, for these three texts exactly.
+/// The purpose of a key: "use" in a JWK, where "sig_enc" is this library's own value. rawValue(use) gives the text;
+/// fromRawValue<JWKUse>(text) gives the use for exactly these three texts and nothing for any other.
 enum class TORVANE_EXPORT JWKUse {
-    JWK_SIG,      ///< "sig": the private half signs, the public half verifies.
-    JWK_ENC,      ///< "enc": the public half encrypts, the private half decrypts.
-    JWK_SIG_ENC,  ///< "sig_enc": for either, as a JWK without a "use" is read.
+    JWK_SIG,      ///< "sig": the private key signs, the public key verifies.
+    JWK_ENC,      ///< "enc": the public key encrypts, the private key decrypts.
+    JWK_SIG_ENC,  ///< "sig_enc": both. A JWK without a "use" is read as this.
 };
 
-/// The "kty" member: "RSA" or "EC".
-enum class TORVANE_EXPORT JWKType {
-    RSA,  ///< RFC 7518, section 6.3.
-    EC,   ///< RFC 7518, section 6.2.
-};
-
-/// One entry of a table for rawValue() and fromRawValue().
-struct NamedValue {
-    /// As it stands in a JWK.
-    std::string_view name;
-};
-
-/// @{
 /// The texts, in the order of the enumerators.
 constexpr auto valueTable(JWKUse) noexcept {
     return std::array<NamedValue, 3>{{{"sig"}, {"enc"}, {"sig_enc"}}};
 }
-constexpr auto valueTable(JWKType) noexcept {
-    return std::array<NamedValue, 2>{{{"RSA"}, {"EC"}}};
-}
-/// @}
 
-/// RSA2048Key or EC256Key, whatever the size or curve of the key at hand.
+/// RSA2048Key for RSA and EC256Key for EC, whatever the size or curve of the key.
 constexpr Zennet::KeyType getKeyType(JWKType type) noexcept {
     return type == JWKType::RSA ? Zennet::KeyType::RSA2048Key : Zennet::KeyType::EC256Key;
 }
 
-/// Member names of a JWK.
+/// Member names of a JWK (RFC 7517, section 4; RFC 7518, section 6.3.1).
 struct JWKParameters {
     JWKParameters() = delete;
 
-    /// The JWKUse, as text.
+    /// The purpose; see JWKUse.
     static constexpr std::string_view jwk_key_use = "use";
-    /// The JWKType, as text.
+    /// The key family; see JWKType.
     static constexpr std::string_view jwk_key_kty = "kty";
-    /// The key's id.
+    /// The key id.
     static constexpr std::string_view jwk_key_kid = "kid";
-    /// The only algorithm that the key is for.
+    /// The one algorithm that the key is meant for.
     static constexpr std::string_view jwk_key_alg = "alg";
     /// The public exponent of an RSA key.
     static constexpr std::string_view jwk_key_e = "e";
@@ -70,12 +58,5 @@ template <>
 struct std::hash<Torvane::JWKUse> {
     std::size_t operator()(Torvane::JWKUse use) const noexcept {
         return std::hash<std::string_view>()(Torvane::rawValue(use));
-    }
-};
-
-template <>
-struct std::hash<Torvane::JWKType> {
-    std::size_t operator()(Torvane::JWKType type) const noexcept {
-        return std::hash<std::string_view>()(Torvane::rawValue(type));
     }
 };

@@ -75,8 +75,8 @@ std::string nameOf(EllipticCurve curve) {
     return std::string(curves[static_cast<std::size_t>(curve)].first);
 }
 
-JWKKeyType keyTypeNamed(std::string_view name) noexcept {
-    return name == "RSA" ? JWKKeyType::RSA : name == "EC" ? JWKKeyType::EC : JWKKeyType::other;
+std::optional<JWKType> keyTypeOf(const JSONValue::Object& members) {
+    return fromRawValue<JWKType>(required(members, "kty"));
 }
 
 RSAPublicComponents rsaComponents(const JSONValue::Object& members) {
@@ -138,20 +138,15 @@ StringMap ecParameters(const SecKey& key, StringMap parameters) {
     return parameters;
 }
 
-void requireKeyType(JWKKeyType actual, JWKKeyType expected) {
-    if (actual != expected) {
-        throw JOSESwiftError::unsupportedKey(expected == JWKKeyType::RSA ? "The JWK is not an RSA key."
-                                                                         : "The JWK is not an EC key.");
-    }
-}
-
 }  // namespace
 
-JWK::JWK(StringMap parameters, JWKKeyType keyType, Key key)
-    : state_(std::make_shared<const State>(State{std::move(parameters), keyType, std::move(key)})) {}
+JWK::JWK(StringMap parameters, Key key)
+    : state_(std::make_shared<const State>(State{std::move(parameters), std::move(key)})) {}
 
-JWK::JWK(JWK jwk, JWKKeyType expected) : JWK(std::move(jwk)) {
-    requireKeyType(keyType(), expected);
+JWK::JWK(JWK jwk, JWKType expected) : JWK(std::move(jwk)) {
+    if (keyType() == expected) return;
+    throw JOSESwiftError::unsupportedKey(expected == JWKType::RSA ? "The JWK is not an RSA key."
+                                                                  : "The JWK is not an EC key.");
 }
 
 JWK JWK::initFrom(ByteView data) {
@@ -159,23 +154,25 @@ JWK JWK::initFrom(ByteView data) {
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
-    const auto keyType = keyTypeNamed(required(members, "kty"));
+    const auto keyType = keyTypeOf(members);
     Key key;
-    if (keyType == JWKKeyType::RSA) key = rsaComponents(members);
-    if (keyType == JWKKeyType::EC) key = ecComponents(members);
-    return {publicStrings(members), keyType, std::move(key)};
+    if (keyType == JWKType::RSA) key = rsaComponents(members);
+    if (keyType == JWKType::EC) key = ecComponents(members);
+    return {publicStrings(members), std::move(key)};
 }
 
 JWK JWK::initPrivateFrom(ByteView data) {
     const auto json = parsedJWK(data);
     const auto& members = membersOf(json);
-    const auto keyType = keyTypeNamed(required(members, "kty"));
-    switch (keyType) {
-        case JWKKeyType::RSA: return {publicStrings(members), keyType, rsaPrivateKey(members)};
-        case JWKKeyType::EC: return {publicStrings(members), keyType, ecPrivateKey(members)};
-        case JWKKeyType::other: break;
-    }
+    const auto keyType = keyTypeOf(members);
+    if (keyType == JWKType::RSA) return {publicStrings(members), rsaPrivateKey(members)};
+    if (keyType == JWKType::EC) return {publicStrings(members), ecPrivateKey(members)};
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
+}
+
+std::optional<JWKType> JWK::keyType() const noexcept {
+    const auto member = parameters().find("kty");
+    return member == parameters().end() ? std::nullopt : fromRawValue<JWKType>(member->second);
 }
 
 std::optional<std::string> JWK::operator[](std::string_view name) const {
@@ -191,7 +188,7 @@ SecKey JWK::converted() const {
 
 JWK JWK::publicHalf() const {
     const auto* key = std::get_if<SecKey>(&state_->key);
-    return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), keyType(), key->publicKey());
+    return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), key->publicKey());
 }
 
 std::string JWK::thumbprint(HashFunction hash) const {
@@ -212,9 +209,9 @@ std::optional<std::string> JWK::jsonString() const {
 }
 
 RSAPublicKey::RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(rsaParameters(publicKey, std::move(additionalParameters)), JWKKeyType::RSA, publicKey) {}
+    : JWK(rsaParameters(publicKey, std::move(additionalParameters)), publicKey) {}
 
 ECPublicKey::ECPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(ecParameters(publicKey, std::move(additionalParameters)), JWKKeyType::EC, publicKey) {}
+    : JWK(ecParameters(publicKey, std::move(additionalParameters)), publicKey) {}
 
 }  // namespace Torvane::JOSE

@@ -15,16 +15,10 @@
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
+#include "torvane/platform/jose/jwk_type.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane::JOSE {
-
-/// The "kty" of a JWK, as far as it is known here.
-enum class JWKKeyType {
-    RSA,    ///< RFC 7518, section 6.3.
-    EC,     ///< RFC 7518, section 6.2.
-    other,  ///< Read, and shown by its members; no platform key is made of it.
-};
 
 /// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
 class TORVANE_EXPORT JWK {
@@ -48,8 +42,8 @@ class TORVANE_EXPORT JWK {
     const StringMap& parameters() const noexcept { return state_->parameters; }
     /// One member; nothing when it is missing.
     std::optional<std::string> operator[](std::string_view name) const;
-    /// The family that "kty" names.
-    JWKKeyType keyType() const noexcept { return state_->keyType; }
+    /// The key family that "kty" names; nothing for any other than "RSA" and "EC".
+    std::optional<JWKType> keyType() const noexcept;
 
     /// The platform key: of a JWK read as a private key the private one, else the public one.
     /// @throws SecurityError when the numbers are no key (a point off its curve, an even modulus);
@@ -69,18 +63,17 @@ class TORVANE_EXPORT JWK {
     /// @}
 
   protected:
-    /// Nothing for a key of type `other`, numbers for a public key, a handle for a private one.
+    /// Nothing for a key of another "kty", numbers for a public key, a handle for a private one.
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.
-    JWK(StringMap parameters, JWKKeyType keyType, Key key);
+    JWK(StringMap parameters, Key key);
     /// @throws JOSESwiftError unsupportedKey when it is another type.
-    JWK(JWK jwk, JWKKeyType expected);
+    JWK(JWK jwk, JWKType expected);
 
   private:
     struct State {
         StringMap parameters;
-        JWKKeyType keyType;
         Key key;
     };
 
@@ -101,7 +94,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     }
 
   private:
-    explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::RSA) {}
+    explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKType::RSA) {}
 };
 
 /// The JWK of an EC public key; adds nothing but ways to make one.
@@ -118,7 +111,7 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     }
 
   private:
-    explicit ECPublicKey(JWK jwk) : JWK(std::move(jwk), JWKKeyType::EC) {}
+    explicit ECPublicKey(JWK jwk) : JWK(std::move(jwk), JWKType::EC) {}
 };
 
 }  // namespace Torvane::JOSE
