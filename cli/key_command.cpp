@@ -23,11 +23,11 @@ struct KeyKind {
 };
 
 KeyKind rsa(std::string_view name, std::size_t bits) {
-    return {name, [bits](auto uri, const auto& secret) { Torvane::generateRSAKey(uri, bits, secret); }};
+    return {name, [bits](auto uri, const auto& secret) { Torvane::generateRSAKeyAt(uri, bits, secret); }};
 }
 
 KeyKind ec(std::string_view name, EllipticCurve curve) {
-    return {name, [curve](auto uri, const auto& secret) { Torvane::generateECKey(uri, curve, secret); }};
+    return {name, [curve](auto uri, const auto& secret) { Torvane::generateECKeyAt(uri, curve, secret); }};
 }
 
 std::vector<KeyKind> kinds() {
@@ -37,7 +37,7 @@ std::vector<KeyKind> kinds() {
             ec("P-256", EllipticCurve::P256),
             ec("P-384", EllipticCurve::P384),
             ec("P-521", EllipticCurve::P521),
-            {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1Key(uri, secret); }}};
+            {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, secret); }}};
 }
 
 // The private half, or the public one where there is no other; nobody is asked twice.
@@ -69,9 +69,9 @@ void newKey(const NewKeyOptions& options) {
     }
     // A token asks for its PIN; a file is encrypted when its owner says so.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto secret = Torvane::namesToken(options.uri) ? secretSource(options.secretFile)
-                        : isEncrypted                    ? newSecretSource(options.secretFile)
-                                                         : SecretSource();
+    const auto secret = Torvane::isPkcs11URI(options.uri) ? secretSource(options.secretFile)
+                        : isEncrypted                     ? newSecretSource(options.secretFile)
+                                                          : SecretSource();
     kind->make(options.uri, secret);
 }
 

@@ -35,7 +35,7 @@ SecKey openOrMake(const std::string& uri) {
         // No such key in the token, or no such file.
         if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;
         std::cerr << error.errorDescription() << " One is made.\n";
-        return generateRSAKey(uri, 2048, fromEnvironment);
+        return generateRSAKeyAt(uri, 2048, fromEnvironment);
     }
 }
 

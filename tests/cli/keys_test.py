@@ -163,7 +163,7 @@ class Tokens(CommandTest):
                                 env=self.environment)
         self.assertEqual(done.returncode, 4)
         self.assertIn("PIN", done.stderr.decode())
-        self.refuse(4, "A secp256k1 key cannot be made in a token.", "key", "new", "secp256k1", self.uri("k"))
+        self.refuse(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
 
 
 if __name__ == "__main__":

@@ -159,7 +159,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
     const auto made = folder / "made.pem";
     const auto make = [&] {
         std::filesystem::remove(made);
-        generateECKey(made, EllipticCurve::P256);
+        generateECKeyAt(made, EllipticCurve::P256);
     };
     const auto writtenHalves = [&] {
         std::ostringstream text;

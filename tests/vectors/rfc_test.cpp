@@ -14,7 +14,6 @@ namespace {
 using namespace Testing;
 using enum JOSEError::Case;
 using enum JOSE::SignatureAlgorithm;
-namespace Crypto = Crypto;
 using JOSE::fromRawValue;
 
 // An RSA key for a token that is not to be opened: its own, if it has one.

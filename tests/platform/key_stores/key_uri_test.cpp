@@ -84,14 +84,14 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
             return isEncrypted ? std::optional(secret("open sesame")) : std::nullopt;
         };
         const auto key =
-            isEncrypted ? generateECKey("file:" + path, EllipticCurve::P384, source) : generateRSAKey(path, 2048);
+            isEncrypted ? generateECKeyAt("file:" + path, EllipticCurve::P384, source) : generateRSAKeyAt(path, 2048);
         struct stat status {};
         ASSERT_EQ(::stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, 0600U);
         EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
         const auto again =
             KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File exists.");
-        EXPECT_ERROR(generateECKey(path, EllipticCurve::P256, source), again);
+        EXPECT_ERROR(generateECKeyAt(path, EllipticCurve::P256, source), again);
         EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
         const auto needed = KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + ".");
         if (isEncrypted) {
@@ -105,7 +105,7 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
         }
     }
     const auto nowhere = folder / "none/key.pem";
-    EXPECT_ERROR(generateECKey(nowhere, EllipticCurve::P256),
+    EXPECT_ERROR(generateECKeyAt(nowhere, EllipticCurve::P256),
                  KeyStoreError::unavailable("The file " + debugQuoted(nowhere) +
                                             " cannot be written: No such file or directory."));
 }
@@ -113,7 +113,7 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
 TEST(KeyFile, OfANewSecp256k1KeyIsEncryptedAndReadBackAsThePair) {
     const TemporaryFolder folder;
     const auto source = [](std::string_view) { return std::optional(secret("open sesame")); };
-    const auto made = Zennet::generateSecp256k1Key(folder / "key.pem", source);
+    const auto made = Zennet::generateSecp256k1KeyAt(folder / "key.pem", source);
     const auto read = Zennet::openKey(folder / "key.pem", KeyClass::privateKey, source);
     EXPECT_EQ(asText(read.keyData().value()), asText(made.keyData().value()));
     EXPECT_ERROR(Zennet::openKey(folder / "key.pem", KeyClass::privateKey),
@@ -123,8 +123,8 @@ TEST(KeyFile, OfANewSecp256k1KeyIsEncryptedAndReadBackAsThePair) {
     EXPECT_EQ(own.thumbprint(), theirs.thumbprint());
     const auto jws = Torvane::JWSSigner(JOSE::SignatureAlgorithm::ES256K, own).signJWT(asBytes("signed"));
     EXPECT_EQ(asText(Torvane::JWSVerifier(JOSE::SignatureAlgorithm::ES256K, theirs).verifyJWS(jws)), "signed");
-    EXPECT_ERROR(Zennet::generateSecp256k1Key("pkcs11:token=any"),
-                 KeyStoreError::notSupported("A secp256k1 key cannot be made in a token."));
+    EXPECT_ERROR(Zennet::generateSecp256k1KeyAt("pkcs11:token=any"),
+                 KeyStoreError::notSupported("A secp256k1 key cannot be made in a PKCS #11 token."));
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ TEST(Pkcs11KeyStore, OfABuildWithoutItSaysSo) {
     const auto absent = KeyStoreError::notSupported("This build of the library has no PKCS #11 key store.");
     EXPECT_ERROR(Pkcs11KeyStore("pkcs11:token=app"), absent);
     EXPECT_ERROR(openKey("pkcs11:token=app;object=sign", KeyClass::privateKey), absent);
-    EXPECT_ERROR(generateECKey("pkcs11:token=app;object=sign", EllipticCurve::P256), absent);
+    EXPECT_ERROR(generateECKeyAt("pkcs11:token=app;object=sign", EllipticCurve::P256), absent);
 }
 
 }  // namespace

@@ -20,15 +20,15 @@ Key platformKey(SecKey key, KeyClass keyClass) {
 }  // namespace
 
 Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    if (namesToken(uri)) return platformKey(Torvane::openKey(uri, keyClass, secret), keyClass);
+    if (isPkcs11URI(uri)) return platformKey(Torvane::openKey(uri, keyClass, secret), keyClass);
     auto key = readKeyFile(uri, keyClass, secret);
     if (!Crypto::isSecp256k1(key.get())) return platformKey(makeSoftwareKey(std::move(key), keyClass), keyClass);
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
     return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);
 }
 
-PrivateKey generateSecp256k1Key(std::string_view uri, const SecretSource& secret) {
-    if (namesToken(uri)) {
+PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret) {
+    if (isPkcs11URI(uri)) {
         throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a token.");
     }
     const auto key = writeKeyFile(uri, Crypto::generateSecp256k1(), secret);

@@ -19,8 +19,8 @@ namespace Torvane::Zennet {
 /// @throws as Torvane::openKey().
 TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
-/// Makes a secp256k1 key pair as a new PEM file, as generateECKey() makes one, and returns the private key.
+/// Makes a secp256k1 key pair as a new PEM file, as generateECKeyAt() makes one, and returns the private key.
 /// @throws KeyStoreError, also when there is such a file; notSupported for a key in a token.
-TORVANE_EXPORT PrivateKey generateSecp256k1Key(std::string_view uri, const SecretSource& secret = {});
+TORVANE_EXPORT PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret = {});
 
 }  // namespace Torvane::Zennet

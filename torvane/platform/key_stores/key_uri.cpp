@@ -15,23 +15,23 @@ SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource&
 
 }  // namespace
 
-bool namesToken(std::string_view uri) noexcept {
+bool isPkcs11URI(std::string_view uri) noexcept {
     return hasScheme(uri, "pkcs11");
 }
 
 SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    if (namesToken(uri)) return Pkcs11KeyStore(uri, secret).key(keyClass);
+    if (isPkcs11URI(uri)) return Pkcs11KeyStore(uri, secret).key(keyClass);
     return makeSoftwareKey(readKeyFile(uri, keyClass, secret), keyClass);
 }
 
-SecKey generateRSAKey(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {
-    if (!namesToken(uri)) return inFile(uri, Crypto::generateRSA(modulusBits), secret);
+SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {
+    if (!isPkcs11URI(uri)) return inFile(uri, Crypto::generateRSA(modulusBits), secret);
     const Pkcs11KeyStore store(uri, secret);
     return store.generateRSA(modulusBits, store.keyName());
 }
 
-SecKey generateECKey(std::string_view uri, EllipticCurve curve, const SecretSource& secret) {
-    if (!namesToken(uri)) return inFile(uri, Crypto::generateEC(curve), secret);
+SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret) {
+    if (!isPkcs11URI(uri)) return inFile(uri, Crypto::generateEC(curve), secret);
     const Pkcs11KeyStore store(uri, secret);
     return store.generateEC(curve, store.keyName());
 }

@@ -16,7 +16,7 @@
 namespace Torvane {
 
 /// Whether a key URI names a key in a token; any other names a file.
-TORVANE_EXPORT bool namesToken(std::string_view uri) noexcept;
+TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
 
 /// Opens one half of the key that the URI names:
 /// - "pkcs11:" (RFC 7512), a key in a token. The path attributes name the token (token, manufacturer, serial, model,
@@ -35,9 +35,9 @@ TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const Sec
 /// of the URI's "object" and "id"; or as a new PEM file that its owner alone may read (PKCS #8), encrypted with AES-256
 /// if the source gives a passphrase.
 /// @throws KeyStoreError, also when there is such a key or file; SecurityError for a size that cannot be.
-TORVANE_EXPORT SecKey generateRSAKey(std::string_view uri, std::size_t modulusBits, const SecretSource& secret = {});
+TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret = {});
 
 /// The same for an EC key pair.
-TORVANE_EXPORT SecKey generateECKey(std::string_view uri, EllipticCurve curve, const SecretSource& secret = {});
+TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret = {});
 
 }  // namespace Torvane

@@ -7,7 +7,7 @@
 
 namespace Torvane {
 
-/// Keys that live as long as their handles, and are wiped with the last of them. To keep one, see generateRSAKey().
+/// Keys that live as long as their handles, and are wiped with the last of them. To keep one, see generateRSAKeyAt().
 struct TORVANE_EXPORT SoftwareKeyStore {
     SoftwareKeyStore() = delete;
 

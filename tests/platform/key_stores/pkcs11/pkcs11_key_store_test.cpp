@@ -243,7 +243,7 @@ TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
                  KeyStoreError::operationFailed(
                      "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
-    const auto made = generateECKey(token.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
+    const auto made = generateECKeyAt(token.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
     EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
 
     token.import(ecP384, "imported", "08");

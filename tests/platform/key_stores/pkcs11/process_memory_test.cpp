@@ -136,8 +136,8 @@ TEST(ProcessMemory, NeverHoldsAFactorOfAKeyGeneratedInADevice) {
     const TokenServer server(token);
     const auto uri = [](const char* name) { return TokenServer::uri(name) + "&pin-value=1234"; };
     const std::string names[] = {uri("object=sign"), uri("object=decrypt"), uri("object=ec")};
-    const auto signing = generateRSAKey(names[0], 2048), decrypting = generateRSAKey(names[1], 2048);
-    generateECKey(names[2], EllipticCurve::P256);
+    const auto signing = generateRSAKeyAt(names[0], 2048), decrypting = generateRSAKeyAt(names[1], 2048);
+    generateECKeyAt(names[2], EllipticCurve::P256);
     const KeyUser user(" '" + names[0] + "' '" + names[1] + "' '" + names[2] + "'");
     EXPECT_EQ(token.protections(),
               (std::map<std::string, std::string>{{"sign", safe}, {"decrypt", safe}, {"ec", safe}}));
