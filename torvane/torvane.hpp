@@ -1,4 +1,4 @@
-// Everything that an application needs, for those who want one include.
+// All headers that an application needs, in one include.
 #pragma once
 
 #include "torvane/jwe/jwe_decrypter.hpp"
@@ -13,8 +13,11 @@
 #include "torvane/keys/platform_key_jwk.hpp"
 #include "torvane/messaging/jose_helper.hpp"
 #include "torvane/messaging/request_containers.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/jwk_set.hpp"
 #include "torvane/platform/jose/thumbprint.hpp"
 #include "torvane/platform/key_library/key_uri.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
