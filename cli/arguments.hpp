@@ -1,4 +1,4 @@
-// The command line: every command with its options and the words that explain them.
+// The command-line parser: all commands with their options and help texts.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -6,7 +6,7 @@
 
 namespace Command {
 
-/// The parser; parsing runs the command.
-std::unique_ptr<CLI::App> commandLine();
+/// A parser that runs the command when it has parsed it.
+std::unique_ptr<CLI::App> makeCommandLine();
 
 }  // namespace Command

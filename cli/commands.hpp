@@ -1,4 +1,4 @@
-// What the command does, each as a function of its options; arguments.cpp fills them from the command line.
+// The commands: a function and its options each. arguments.cpp fills the options from the command line.
 #pragma once
 
 #include <string>
@@ -6,7 +6,8 @@
 
 namespace Command {
 
-// File names: "-" or nothing is a standard stream. A secret file's first line is the passphrase or PIN of each key.
+// An empty file name, or "-", is a standard stream. The first line of a secret file is the passphrase or PIN of every
+// key that needs one.
 
 struct NewKeyOptions {
     std::string kind, uri, secretFile;
@@ -21,7 +22,7 @@ struct ShowKeyOptions {
 void newKey(const NewKeyOptions& options);
 void showKey(const ShowKeyOptions& options);
 
-/// What `key new` makes: "RSA-2048" to "secp256k1".
+/// The kinds of key that `key new` creates: "RSA-2048" to "secp256k1".
 std::vector<std::string> keyKinds();
 
 struct MakeSetOptions {

@@ -8,7 +8,7 @@
 namespace Command {
 namespace {
 
-// Of the algorithms whose row in the library's table passes.
+// Names of the algorithms whose row in the library's table passes the test.
 template <class Algorithm, class Test>
 std::vector<std::string> namesOf(Test test) {
     std::vector<std::string> names;
@@ -18,10 +18,10 @@ std::vector<std::string> namesOf(Test test) {
     return names;
 }
 
-// The values of what is not a file: of options, and of a command's first argument.
+// Values of an option, or of the first argument of a command; none for file names.
 std::vector<std::string> valuesOf(const std::string& name) {
     if (name == "new") return keyKinds();
-    // Messages are signed and encrypted with RSA keys.
+    // encode and decode take RSA keys only.
     using Torvane::SignatureScheme;
     if (name == "--jws-alg") {
         return namesOf<Torvane::JOSE::SignatureAlgorithm>(
@@ -48,7 +48,7 @@ const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
 
 }  // namespace
 
-std::vector<Candidate> candidatesFor(const CLI::App& root, const std::vector<std::string>& words) {
+std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<std::string>& words) {
     if (words.empty()) return {};
     const auto* app = &root;
     const CLI::Option* waiting = nullptr;

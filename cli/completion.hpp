@@ -1,4 +1,4 @@
-// What a shell may offer next. The scripts in completions/ ask for it with `torvane complete -- WORDS`.
+// Shell completion. The scripts in completions/ call it as `torvane complete -- WORDS`.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -11,7 +11,8 @@ struct Candidate {
     std::string word, description;
 };
 
-/// For the last of the words, which may be empty; none where a file name is wanted.
-std::vector<Candidate> candidatesFor(const CLI::App& root, const std::vector<std::string>& words);
+/// Completions of the last word, which may be empty. Returns none where a file name is expected: the shell completes
+/// that.
+std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<std::string>& words);
 
 }  // namespace Command

@@ -5,7 +5,7 @@
 namespace Command {
 namespace {
 
-bool isOfKeyStore(const std::exception_ptr& error) noexcept {
+bool isKeyStoreError(const std::exception_ptr& error) noexcept {
     try {
         if (error) std::rethrow_exception(error);
     } catch (const Torvane::SecurityError&) {
@@ -17,8 +17,8 @@ bool isOfKeyStore(const std::exception_ptr& error) noexcept {
 
 ExitCode codeOf(const Torvane::JOSEError& error) {
     using enum Torvane::JOSEError::Case;
-    // A key store that fails in the middle of an operation says nothing of the token.
-    if (isOfKeyStore(error.underlyingError())) return ExitCode::key;
+    // The key store failed, whatever the operation: the token may be fine.
+    if (isKeyStoreError(error.underlyingError())) return ExitCode::key;
     switch (error.errorCase()) {
         case algorithmNotSupported: return ExitCode::usage;
         case invalidKeyFormat:
@@ -29,7 +29,7 @@ ExitCode codeOf(const Torvane::JOSEError& error) {
         case JWEDecrypterError: return ExitCode::decryption;
         case JWSVerificationError: return ExitCode::signature;
         case invalidJOSEComponent: return ExitCode::token;
-        // The key, or a header parameter that was asked for.
+        // Either the key does not fit, or a --jws-header or --jwe-header is not allowed.
         case JWSSignerError:
         case JWEEncrypterError:
             return exitCodeOf(error.underlyingError()) == ExitCode::key ? ExitCode::key : ExitCode::usage;

@@ -1,4 +1,4 @@
-// How the command ends: numbers that a script can tell apart. The manual page lists them.
+// Exit codes of the command, which scripts may rely on, and the command's own error. The manual page lists the codes.
 #pragma once
 
 #include <exception>
@@ -10,21 +10,21 @@ namespace Command {
 enum class ExitCode {
     success = 0,
     other = 1,
-    /// The command line is wrong, or names an algorithm that is not known.
+    /// The command line is wrong, or names an unknown algorithm.
     usage = 2,
     /// A file cannot be read or written.
     file = 3,
-    /// A key, a key set or a key store: missing, locked, malformed, or not one for the task.
+    /// A key, key set or key store is missing, locked, malformed or unsuitable.
     key = 4,
-    /// The input is no token, or is malformed.
+    /// The input is not a token, or is a malformed one.
     token = 5,
-    /// A token does not decrypt.
+    /// A token cannot be decrypted.
     decryption = 6,
     /// A signature does not verify.
     signature = 7,
 };
 
-/// What the command itself has to complain of.
+/// An error of the command itself, with its exit code.
 class Failure : public std::runtime_error {
   public:
     Failure(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
@@ -34,7 +34,7 @@ class Failure : public std::runtime_error {
     ExitCode code_;
 };
 
-/// The exit code for what the library or the command has thrown.
+/// The exit code for an exception of the library or the command.
 ExitCode exitCodeOf(const std::exception_ptr& thrown) noexcept;
 
 }  // namespace Command

@@ -20,21 +20,23 @@ namespace {
 using Torvane::ByteBuffer;
 using Torvane::ByteView;
 
-constexpr std::size_t pieceSize = std::size_t{1} << 20;
-constexpr std::size_t longestSecretFile = std::size_t{64} << 10;
+constexpr std::size_t chunkSize = std::size_t{1} << 20;
+constexpr std::size_t maximumSecretFile = std::size_t{64} << 10;
 
 bool isStandardStream(const std::string& path) noexcept {
     return path.empty() || path == "-";
 }
 
-[[noreturn]] void fail(const char* what, const std::string& path, const std::string& why) {
-    throw Failure(ExitCode::file, std::string("Cannot ") + what + ' ' +
-                                      (isStandardStream(path) ? std::string("the standard stream") : '"' + path + '"') +
-                                      ": " + why + '.');
+enum class Access { read, write };
+
+[[noreturn]] void fail(Access access, const std::string& path, const std::string& reason) {
+    const bool isRead = access == Access::read;
+    const auto name = !isStandardStream(path) ? '"' + path + '"' : isRead ? "standard input" : "standard output";
+    throw Failure(ExitCode::file, (isRead ? "Cannot read " : "Cannot write ") + name + ": " + reason + '.');
 }
 
-[[noreturn]] void failWithErrno(const char* what, const std::string& path) {
-    fail(what, path, std::generic_category().message(errno));
+[[noreturn]] void failWithErrno(Access access, const std::string& path) {
+    fail(access, path, std::generic_category().message(errno));
 }
 
 class Descriptor {
@@ -52,27 +54,27 @@ class Descriptor {
     int number_;
 };
 
-int standardInput() {
+int claimStandardInput() {
     static bool wasRead = false;
     if (std::exchange(wasRead, true)) {
-        throw Failure(ExitCode::usage, "Only one of the files can be standard input.");
+        throw Failure(ExitCode::usage, "Standard input can be read only once.");
     }
     return STDIN_FILENO;
 }
 
 template <class Buffer>
-Buffer readAll(const std::string& path, std::size_t longest) {
-    const Descriptor file(isStandardStream(path) ? standardInput() : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.number() < 0) failWithErrno("read", path);
+Buffer readAll(const std::string& path, std::size_t maximumSize) {
+    const Descriptor file(isStandardStream(path) ? claimStandardInput() : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.number() < 0) failWithErrno(Access::read, path);
     Progress progress("reading");
     Buffer content;
     for (std::size_t size = 0;;) {
-        if (content.size() - size < pieceSize) content.resize(size + size / 2 + pieceSize);
-        const auto count = ::read(file.number(), content.data() + size, pieceSize);
+        if (content.size() - size < chunkSize) content.resize(size + size / 2 + chunkSize);
+        const auto count = ::read(file.number(), content.data() + size, chunkSize);
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) failWithErrno("read", path);
+        if (count < 0) failWithErrno(Access::read, path);
         size += static_cast<std::size_t>(count);
-        if (size > longest) fail("read", path, "It is too long");
+        if (size > maximumSize) fail(Access::read, path, "The file is longer than " + formatSize(maximumSize));
         progress.show(size);
         if (count == 0) {
             content.resize(size);
@@ -81,12 +83,12 @@ Buffer readAll(const std::string& path, std::size_t longest) {
     }
 }
 
-// False with errno.
+// Returns false, with errno set, on failure.
 bool writeAll(int descriptor, ByteView content) {
     Progress progress("writing");
     for (std::size_t written = 0; written < content.size();) {
         const auto rest = content.subspan(written);
-        const auto count = ::write(descriptor, rest.data(), std::min(rest.size(), pieceSize));
+        const auto count = ::write(descriptor, rest.data(), std::min(rest.size(), chunkSize));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return false;
         written += static_cast<std::size_t>(count);
@@ -95,9 +97,9 @@ bool writeAll(int descriptor, ByteView content) {
     return true;
 }
 
-// Of the file that is to be replaced, or as a new one has it. Nothing for what is there and no ordinary file (a device,
-// a pipe, a link): that is written to, and not replaced.
-std::optional<mode_t> modeOfReplacement(const std::string& path) noexcept {
+// The mode of the file to be replaced or, if there is none, of a new file. Nothing for a device, pipe or link, which is
+// written to and not replaced.
+std::optional<mode_t> modeForReplacement(const std::string& path) noexcept {
     struct stat status {};
     if (::lstat(path.c_str(), &status) == 0) {
         return S_ISREG(status.st_mode) ? std::optional(status.st_mode & 07777) : std::nullopt;
@@ -107,26 +109,26 @@ std::optional<mode_t> modeOfReplacement(const std::string& path) noexcept {
     return 0666 & ~mask;
 }
 
-// Beside the file, and then in its place.
+// Writes a temporary file beside the file, then renames it.
 void replaceFile(const std::string& path, mode_t mode, ByteView content) {
-    auto beside = path + ".XXXXXX";
-    const Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
-    if (file.number() < 0) failWithErrno("write", path);
+    auto temporary = path + ".XXXXXX";
+    const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (file.number() < 0) failWithErrno(Access::write, path);
     if (!writeAll(file.number(), content) || ::fchmod(file.number(), mode) != 0 ||
-        ::rename(beside.c_str(), path.c_str()) != 0) {
+        ::rename(temporary.c_str(), path.c_str()) != 0) {
         const int reason = errno;
-        ::unlink(beside.c_str());
+        ::unlink(temporary.c_str());
         errno = reason;
-        failWithErrno("write", path);
+        failWithErrno(Access::write, path);
     }
 }
 
 }  // namespace
 
-void holdStandardStreams() {
+void reserveStandardStreams() {
     for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(number, F_GETFD) >= 0) continue;
-        // The lowest free number is this one; opened in the other direction, it fails whoever reads or writes.
+        // open() returns the lowest free number, which is this one.
         static_cast<void>(::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY));
     }
 }
@@ -136,15 +138,15 @@ ByteBuffer readInput(const std::string& path) {
 }
 
 Torvane::SecretBuffer readSecretFile(const std::string& path) {
-    return readAll<Torvane::SecretBuffer>(path, longestSecretFile);
+    return readAll<Torvane::SecretBuffer>(path, maximumSecretFile);
 }
 
 void writeOutput(const std::string& path, ByteView content) {
     const bool isFile = !isStandardStream(path);
-    if (const auto mode = isFile ? modeOfReplacement(path) : std::nullopt) return replaceFile(path, *mode, content);
+    if (const auto mode = isFile ? modeForReplacement(path) : std::nullopt) return replaceFile(path, *mode, content);
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
     const Descriptor file(isFile ? ::open(path.c_str(), flags, 0666) : STDOUT_FILENO);
-    if (file.number() < 0 || !writeAll(file.number(), content)) failWithErrno("write", path);
+    if (file.number() < 0 || !writeAll(file.number(), content)) failWithErrno(Access::write, path);
 }
 
 }  // namespace Command

@@ -1,24 +1,25 @@
-// Files and standard streams, whole.
+// Reading and writing of whole files and standard streams.
 #pragma once
 
 #include <string>
-#include <torvane/platform/core/bytes.hpp>
+#include <torvane/torvane.hpp>
 
 namespace Command {
 
-/// Puts something that fails where a standard stream is closed, so that no file is taken for it.
-void holdStandardStreams();
+/// Opens /dev/null in place of each closed standard stream, in the wrong direction: reads and writes of the stream then
+/// fail, and no file that is opened later takes its number.
+void reserveStandardStreams();
 
-/// A file, or standard input for "-" and for no name; that can be read once.
+/// Reads a file, or standard input if the path is empty or "-". Standard input can be read once.
 /// @throws Failure
 Torvane::ByteBuffer readInput(const std::string& path);
 
-/// A file of at most 64 KiB that holds a secret.
+/// Reads a file of at most 64 KiB that holds a secret.
 /// @throws Failure
 Torvane::SecretBuffer readSecretFile(const std::string& path);
 
-/// To a file, or to standard output for "-" and for no name. A file is replaced when all is written, with the mode that
-/// it had, and is else as it was; a link, device or pipe is written to.
+/// Writes a file, or standard output if the path is empty or "-". An existing file keeps its mode; it is replaced once
+/// all content is written, and stays as it was after a failure. Links, devices and pipes are written to, not replaced.
 /// @throws Failure
 void writeOutput(const std::string& path, Torvane::ByteView content);
 

@@ -1,8 +1,7 @@
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <iterator>
-#include <torvane/platform/core/clock.hpp>
-#include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
@@ -18,16 +17,16 @@ using namespace Torvane;
 
 struct Keys {
     JsonWebKeySet own;
-    // Where they are given, a signature that does not verify is a failure.
+    // If given, the token must verify with one of them.
     std::optional<std::vector<JsonWebKey>> peer;
 
     bool areGiven() const noexcept { return peer || !own.jwks.empty(); }
 };
 
-// One token, and what was done with it.
+// One token of a nested token, and how far it was opened.
 struct Layer {
     TokenView view;
-    // The id of the key that has opened it.
+    // Id of the key that decrypted or verified the token.
     std::optional<std::string> key{};
     std::optional<PayloadView> payload{};
 
@@ -38,12 +37,12 @@ struct Layer {
     }
 };
 
-// The layers that could be seen, from the outside in, and why there are no more.
+// The layers that could be read, outermost first, and the error that ended the inspection.
 struct Inspection {
     std::vector<Layer> layers{};
     std::exception_ptr failure{};
 
-    // Anybody can encrypt to a public key: only a signature says from whom a token is.
+    // Anybody can encrypt to a public key: only a signature shows who wrote the token.
     bool hasSignature() const {
         return std::ranges::any_of(layers, [](const auto& layer) { return !layer.view.isEncrypted && layer.key; });
     }
@@ -57,7 +56,7 @@ bool isFor(const TokenView& view, const JsonWebKey& key) noexcept {
     return view.isEncrypted ? key.use() != JWKUse::JWK_SIG && key.key().keyRef() : key.use() != JWKUse::JWK_ENC;
 }
 
-// Tries the keys with the token's key id, or all where none has it, until one opens it; gives that one's id.
+// Tries the keys that have the token's key id, or all keys if none has it. Returns the id of the key that opens it.
 template <class Open>
 std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, Open open) {
     std::vector<JsonWebKey> candidates;
@@ -75,7 +74,7 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
     }
     if (lastError) std::rethrow_exception(lastError);
     throw Failure(ExitCode::key,
-                  std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token with.");
+                  std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token.");
 }
 
 ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
@@ -100,10 +99,12 @@ void requireKnownAlgorithms(const TokenView& view) {
                              ? JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(algorithm) &&
                                    JOSE::fromRawValue<JOSE::ContentEncryptionAlgorithm>(view.headerMember("enc"))
                              : JOSE::fromRawValue<JOSE::SignatureAlgorithm>(algorithm).has_value();
-    if (!isKnown) throw Failure(ExitCode::token, "The token cannot be opened: its algorithms are not known.");
+    if (isKnown) return;
+    throw Failure(ExitCode::token, std::string("The token cannot be ") + (view.isEncrypted ? "decrypted" : "verified") +
+                                       ": its algorithm is unknown.");
 }
 
-// What the layer holds: of a JWS its payload, of a JWE what is decrypted, if it is to be.
+// The payload of a JWS, verified if there are keys of the peer; the plaintext of a JWE, empty if there are no keys.
 ByteBuffer open(Layer& layer, std::string_view token, const Keys& keys) {
     if (layer.view.isMalformed) throw Failure(ExitCode::token, "The token is malformed.");
     const bool isToBeOpened = layer.view.isEncrypted ? keys.areGiven() : keys.peer.has_value();
@@ -113,17 +114,18 @@ ByteBuffer open(Layer& layer, std::string_view token, const Keys& keys) {
     return *layer.view.payload();
 }
 
-// Tokens in tokens end somewhere.
-constexpr std::size_t mostLayers = 8;
+// Limits the recursion on hostile input.
+constexpr std::size_t maximumLayers = 8;
 
 void inspectLayers(Inspection& inspection, std::string_view token, const Keys& keys) {
-    if (inspection.layers.size() == mostLayers) {
-        throw Failure(ExitCode::token, "There are more than " + counted(mostLayers, "token") + " in one another.");
+    if (inspection.layers.size() == maximumLayers) {
+        throw Failure(ExitCode::token,
+                      "More than " + formatCount(maximumLayers, "token") + " are nested in each other.");
     }
-    auto& layer = inspection.layers.emplace_back(Layer{viewOfToken(token)});
-    if (const auto* payload = layer.view.payload()) layer.payload = viewOfPayload(*payload);
+    auto& layer = inspection.layers.emplace_back(Layer{parseToken(token)});
+    if (const auto* payload = layer.view.payload()) layer.payload = parsePayload(*payload);
     const auto inner = open(layer, token, keys);
-    if (layer.view.isEncrypted && layer.key) layer.payload = viewOfPayload(inner);
+    if (layer.view.isEncrypted && layer.key) layer.payload = parsePayload(inner);
     if (!looksLikeToken(inner)) return;
     layer.payload.reset();
     inspectLayers(inspection, asText(inner), keys);
@@ -148,7 +150,7 @@ JSONValue::Object asJSON(const Layer& layer, double now) {
         if (payload->text) object["payload"] = *payload->text;
         if (payload->claims) {
             object["claims"] = *payload->claims;
-            std::ranges::copy(warningsOf(*payload->claims, now), std::back_inserter(warnings));
+            std::ranges::copy(findTimeWarnings(*payload->claims, now), std::back_inserter(warnings));
         }
     }
     object["warnings"] = warnings;
@@ -158,27 +160,25 @@ JSONValue::Object asJSON(const Layer& layer, double now) {
 void print(const Layer& layer, double now, const Palette& palette) {
     const auto& view = layer.view;
     std::cout << palette.heading << (view.isEncrypted ? "JWE" : "JWS") << palette.off << ", "
-              << counted(view.length, "character") << ", " << (layer.key ? palette.good : palette.warning)
+              << formatCount(view.length, "character") << ", " << (layer.key ? palette.good : palette.warning)
               << layer.state() << palette.off << "\n\n";
     std::vector<std::pair<std::string, std::string>> rows;
     for (const auto& part : view.parts) {
-        rows.emplace_back(part.name, part.bytes ? counted(part.bytes->size(), "byte") : "?");
+        rows.emplace_back(part.name, part.bytes ? formatCount(part.bytes->size(), "byte") : "?");
     }
-    std::cout << nameList(rows, palette) << '\n';
-    if (view.header) std::cout << "header " << indentedJSON(*view.header, palette) << '\n';
+    std::cout << formatNames(rows, palette) << '\n';
+    if (view.header) std::cout << "header " << formatJSON(*view.header, palette) << '\n';
     auto warnings = view.warnings;
     if (const auto& payload = layer.payload) {
         if (payload->claims) {
-            std::cout << "claims "
-                      << indentedJSON(
-                             *payload->claims, palette,
-                             [now](const auto& name, const auto& value) { return timeOfClaim(name, value, now); })
-                      << '\n';
-            std::ranges::copy(warningsOf(*payload->claims, now), std::back_inserter(warnings));
+            std::cout << "claims " << formatJSON(*payload->claims, palette, [now](const auto& name, const auto& value) {
+                return describeTime(name, value, now);
+            }) << '\n';
+            std::ranges::copy(findTimeWarnings(*payload->claims, now), std::back_inserter(warnings));
         } else if (payload->text) {
             std::cout << "payload " << printable(*payload->text) << '\n';
         } else {
-            std::cout << "payload of " << counted(payload->size, "byte") << " that are no text\n";
+            std::cout << "payload of " << formatCount(payload->size, "byte") << ", not text\n";
         }
     }
     for (const auto& warning : warnings) {
@@ -191,11 +191,11 @@ void printJSON(const Inspection& inspection, double now) {
     for (const auto& layer : inspection.layers) layers.emplace_back(asJSON(layer, now));
     JSONValue::Object document{{"layers", std::move(layers)}, {"verified", inspection.isVerified()}};
     if (inspection.failure) document["error"] = localizedDescription(inspection.failure);
-    std::cout << indentedJSON(document) << '\n';
+    std::cout << formatJSON(document) << '\n';
 }
 
 void print(const Inspection& inspection, double now) {
-    const auto palette = paletteOfOutput();
+    const auto palette = choosePalette();
     for (bool isOuter = true; const auto& layer : inspection.layers) {
         if (!isOuter) std::cout << "\ninside it, a ";
         print(layer, now, palette);
@@ -204,8 +204,8 @@ void print(const Inspection& inspection, double now) {
     if (!inspection.isVerified()) {
         std::cout << '\n'
                   << palette.warning
-                  << (inspection.hasSignature() ? "Not all of it was verified: the rest is what somebody claims."
-                                                : "Nothing was verified: this is what somebody claims.")
+                  << (inspection.hasSignature() ? "Not all of it was verified: anybody may have written the rest."
+                                                : "Nothing was verified: anybody may have written this.")
                   << palette.off << '\n';
     }
 }
@@ -213,10 +213,10 @@ void print(const Inspection& inspection, double now) {
 }  // namespace
 
 void inspect(const InspectOptions& options) {
-    Keys keys{ownKeys(options.own, secretSource(options.secretFile)), std::nullopt};
+    Keys keys{openOwnKeys(options.own, makeSecretSource(options.secretFile)), std::nullopt};
     if (!options.peer.empty()) {
         keys.peer.emplace();
-        for (const auto& entry : entriesFrom(readInput(options.peer))) {
+        for (const auto& entry : readSetEntries(readInput(options.peer))) {
             if (entry.key) keys.peer->push_back(*entry.key);
         }
     }
@@ -224,12 +224,11 @@ void inspect(const InspectOptions& options) {
     Inspection inspection;
     try {
         inspectLayers(inspection, trimmed(asText(input)), keys);
-        if (keys.peer && !inspection.isVerified())
-            throw Failure(ExitCode::signature, "There is no signature in the token.");
+        if (keys.peer && !inspection.isVerified()) throw Failure(ExitCode::signature, "The token has no signature.");
     } catch (...) {
         inspection.failure = std::current_exception();
     }
-    const auto now = secondsSince1970();
+    const auto now = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     if (inspection.layers.empty()) std::rethrow_exception(inspection.failure);
     options.asJSON ? printJSON(inspection, now) : print(inspection, now);
     std::cout.flush();

@@ -5,7 +5,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
@@ -20,17 +19,17 @@ using namespace Torvane;
 using Zennet::KeyClass;
 
 void writeSet(const std::string& output, JSONValue::List keys) {
-    writeOutput(output, asBytes(indentedJSON(JSONValue::Object{{"keys", std::move(keys)}}) + '\n'));
+    writeOutput(output, asBytes(formatJSON(JSONValue::Object{{"keys", std::move(keys)}}) + '\n'));
 }
 
-// A member as text, whatever it is.
+// A string member; "?" if it is not a string, empty if there is none.
 std::string member(const SetEntry& entry, std::string_view name) {
     const auto* text = stringMember(entry.members, name);
     return text != nullptr ? *text : entry.members.contains(name) ? "?" : "";
 }
 
-// A printable member, or a dash.
-std::string shown(const SetEntry& entry, std::string_view name) {
+// A member for a table cell: "-" if there is none.
+std::string cell(const SetEntry& entry, std::string_view name) {
     const auto text = printable(member(entry, name));
     return text.empty() ? "-" : text;
 }
@@ -38,13 +37,13 @@ std::string shown(const SetEntry& entry, std::string_view name) {
 std::string kindOf(const SetEntry& entry) {
     if (entry.key) return Command::kindOf(entry.key->key());
     const auto curve = printable(member(entry, "crv"));
-    return shown(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
+    return cell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
 }
 
 struct Verdict {
-    /// Algorithms that the key is good for.
+    /// Names of the algorithms that the key can be used with.
     std::vector<std::string> usableFor;
-    /// What makes the key, or with it the set, useless or dangerous; then what only should be otherwise.
+    /// Faults make the key unusable or the set dangerous; remarks do not.
     std::vector<std::string> faults, remarks;
 };
 
@@ -54,9 +53,9 @@ std::optional<JWKUse> useOf(const SetEntry& entry) {
     return fromRawValue<JWKUse>(member(entry, "use"));
 }
 
-Verdict verdictOn(const SetEntry& entry, bool sharesItsId) {
+Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
-    if (entry.refusal) verdict.faults.push_back(printable(localizedDescription(entry.refusal)));
+    if (entry.error) verdict.faults.push_back(printable(localizedDescription(entry.error)));
     if (std::ranges::any_of(privateMembers, [&](auto name) { return entry.members.contains(name); })) {
         verdict.faults.emplace_back("It holds a private key.");
     }
@@ -68,21 +67,21 @@ Verdict verdictOn(const SetEntry& entry, bool sharesItsId) {
         verdict.faults.emplace_back("No algorithm takes a key of this kind for this use.");
     } else if (!algorithm.empty()) {
         if (std::ranges::find(verdict.usableFor, algorithm) == verdict.usableFor.end()) {
-            verdict.faults.push_back("Its \"alg\", " + printable(algorithm) + ", does not fit it.");
+            verdict.faults.push_back("The key does not fit its \"alg\", " + printable(algorithm) + '.');
         } else {
             verdict.usableFor = {algorithm};
         }
     }
     if (!use || *use == JWKUse::JWK_SIG_ENC) {
-        verdict.remarks.emplace_back("Its \"use\" is neither sig nor enc: encode and decode pass it over.");
+        verdict.remarks.emplace_back("Its \"use\" is neither sig nor enc: encode and decode ignore the key.");
     }
     if (stringMember(entry.members, "kid") == nullptr) verdict.remarks.emplace_back("It has no \"kid\".");
-    if (sharesItsId) verdict.remarks.emplace_back("Another key has its \"kid\" for the same use.");
+    if (sharesItsId) verdict.remarks.emplace_back("Another key has the same \"kid\" and use.");
     return verdict;
 }
 
-std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
-    // How many keys an id stands for, to verify with and to encrypt to.
+std::vector<Verdict> checkEntries(const std::vector<SetEntry>& entries) {
+    // The number of keys that share an id and a use.
     std::map<std::pair<std::string, JWKUse>, int> counts;
     const auto forEachUse = [](const SetEntry& entry, auto act) {
         const auto* id = stringMember(entry.members, "kid");
@@ -98,14 +97,14 @@ std::vector<Verdict> verdictsOn(const std::vector<SetEntry>& entries) {
     for (const auto& entry : entries) {
         bool sharesItsId = false;
         forEachUse(entry, [&](const auto& id) { sharesItsId = sharesItsId || counts[id] > 1; });
-        verdicts.push_back(verdictOn(entry, sharesItsId));
+        verdicts.push_back(checkEntry(entry, sharesItsId));
     }
     return verdicts;
 }
 
 void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette) {
     const bool isGood = verdict.faults.empty();
-    std::cout << palette.heading << shown(entry, "kid") << palette.off << "  " << kindOf(entry) << "  "
+    std::cout << palette.heading << cell(entry, "kid") << palette.off << "  " << kindOf(entry) << "  "
               << (isGood ? palette.good : palette.warning) << (isGood ? "good" : "BAD") << palette.off << '\n';
     if (!verdict.usableFor.empty()) std::cout << "  for " << joined(verdict.usableFor) << '\n';
     for (const auto& fault : verdict.faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
@@ -119,40 +118,39 @@ JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
             {"remarks", verdict.remarks}};
 }
 
-// A set as such: each key may be good, and the library refuse them together.
+// The library may reject a set whose keys are all good by themselves.
 void requireSet(ByteView text) {
     try {
         [[maybe_unused]] const JsonWebKeySet set(text);
     } catch (const Error& error) {
-        throw Failure(ExitCode::key, "As a set encode and decode refuse it: " + error.errorDescription());
+        throw Failure(ExitCode::key, "The commands encode and decode reject this set: " + error.errorDescription());
     }
 }
 
-// The output takes the place of what is there, and must not take that of a key.
-void requireOtherFile(const std::string& output, const std::string& uri) {
+void refuseToOverwriteKey(const std::string& output, const std::string& uri) {
     std::error_code none;
     if (!output.empty() && std::filesystem::equivalent(output, uri, none)) {
-        throw Failure(ExitCode::usage, "The output is a file with a key.");
+        throw Failure(ExitCode::usage, "The output would overwrite a key.");
     }
 }
 
 }  // namespace
 
 void makeSet(const MakeSetOptions& options) {
-    const auto secret = secretSource(options.secretFile);
+    const auto secret = makeSecretSource(options.secretFile);
     JSONValue::List keys;
     std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
-        const auto spec = keySpecFrom(text);
-        requireOtherFile(options.output, spec.uri);
+        const auto spec = parseKeySpec(text);
+        refuseToOverwriteKey(options.output, spec.uri);
         const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, secret);
         const auto key = asJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = algorithmsOf(opened, spec.use);
         const auto refuse = [&](const std::string& why) {
             throw Failure(ExitCode::key, "The key \"" + spec.name + "\" (" + Command::kindOf(opened) + ") " + why);
         };
-        if (fitting.empty()) refuse("fits no algorithm of its use.");
-        if (!ids.emplace(key.keyId(), spec.use).second) refuse("has the id and the use of another.");
+        if (fitting.empty()) refuse("fits no algorithm for its use.");
+        if (!ids.emplace(key.keyId(), spec.use).second) refuse("has the id and use of another key.");
         auto members = key.encodeToDictionary();
         members.try_emplace("use", rawValue(spec.use));
         if (spec.algorithm) {
@@ -165,7 +163,7 @@ void makeSet(const MakeSetOptions& options) {
 }
 
 void listSet(const ReadSetOptions& options) {
-    const auto entries = entriesFrom(readInput(options.input));
+    const auto entries = readSetEntries(readInput(options.input));
     if (options.asJSON) {
         JSONValue::List list;
         for (const auto& entry : entries) {
@@ -176,21 +174,21 @@ void listSet(const ReadSetOptions& options) {
             if (entry.key) row["thumbprint"] = entry.thumbprint;
             list.emplace_back(std::move(row));
         }
-        std::cout << indentedJSON(list) << '\n';
+        std::cout << formatJSON(list) << '\n';
         return;
     }
     std::vector<std::vector<std::string>> rows{{"kid", "use", "key", "alg", "thumbprint"}};
     for (const auto& entry : entries) {
-        rows.push_back({shown(entry, "kid"), shown(entry, "use"), kindOf(entry), shown(entry, "alg"),
+        rows.push_back({cell(entry, "kid"), cell(entry, "use"), kindOf(entry), cell(entry, "alg"),
                         entry.key ? entry.thumbprint : "-"});
     }
-    std::cout << table(rows, paletteOfOutput());
+    std::cout << formatTable(rows, choosePalette());
 }
 
 void checkSet(const ReadSetOptions& options) {
     const auto text = readInput(options.input);
-    const auto entries = entriesFrom(text);
-    const auto verdicts = verdictsOn(entries);
+    const auto entries = readSetEntries(text);
+    const auto verdicts = checkEntries(entries);
     JSONValue::List list;
     std::size_t bad = 0;
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -198,12 +196,14 @@ void checkSet(const ReadSetOptions& options) {
         if (options.asJSON) {
             list.emplace_back(asJSON(entries[i], verdicts[i]));
         } else {
-            print(entries[i], verdicts[i], paletteOfOutput());
+            print(entries[i], verdicts[i], choosePalette());
         }
     }
-    if (options.asJSON) std::cout << indentedJSON(list) << '\n';
-    if (entries.empty()) throw Failure(ExitCode::key, "There is no key in the set.");
-    if (bad > 0) throw Failure(ExitCode::key, std::to_string(bad) + " of " + counted(entries.size(), "key") + " bad.");
+    if (options.asJSON) std::cout << formatJSON(list) << '\n';
+    if (entries.empty()) throw Failure(ExitCode::key, "The set has no keys.");
+    if (bad > 0)
+        throw Failure(ExitCode::key,
+                      "Bad keys: " + std::to_string(bad) + " of " + std::to_string(entries.size()) + '.');
     requireSet(text);
 }
 
@@ -211,29 +211,29 @@ void selectKeys(const SelectOptions& options) {
     JSONValue::Object criteria;
     if (!options.keyId.empty()) criteria["kid"] = options.keyId;
     if (!options.algorithm.empty()) {
-        if (!isAlgorithm(options.algorithm)) throw Failure(ExitCode::usage, "The algorithm is not known.");
+        if (!isAlgorithm(options.algorithm)) throw Failure(ExitCode::usage, "The algorithm is unknown.");
         criteria["alg"] = options.algorithm;
     }
     if (!options.use.empty()) {
         const auto use = fromRawValue<JWKUse>(options.use);
-        if (!use) throw Failure(ExitCode::usage, "The use is none of sig, enc and sig_enc.");
+        if (!use) throw Failure(ExitCode::usage, "The use must be sig, enc or sig_enc.");
         criteria["use"] = JSONValue::opaque(*use);
     }
     if (!options.keyType.empty()) {
         const auto type = fromRawValue<JWKType>(options.keyType);
-        if (!type) throw Failure(ExitCode::usage, "The key type is neither RSA nor EC.");
+        if (!type) throw Failure(ExitCode::usage, "The key type must be RSA or EC.");
         criteria["kty"] = JSONValue::opaque(getKeyType(*type));
     }
-    // One at a time, so that what is found is written as it came.
+    // Searches one key at a time, so that matching entries are written as they were read.
     const auto text = readInput(options.input);
     const JsonWebKeySet set(text);
-    const auto entries = entriesFrom(text);
+    const auto entries = readSetEntries(text);
     JSONValue::List found;
     for (std::size_t i = 0; i < set.jwks.size(); ++i) {
         if (JsonWebKeySet{set.jwks[i]}.findKeysFor(criteria, KeyClass::publicKey).empty()) continue;
         found.emplace_back(entries[i].members);
     }
-    if (found.empty()) throw Failure(ExitCode::key, "No key of the set is such a key.");
+    if (found.empty()) throw Failure(ExitCode::key, "No key in the set matches.");
     writeSet(options.output, std::move(found));
 }
 

@@ -2,7 +2,6 @@
 #include <functional>
 #include <iostream>
 #include <optional>
-#include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
@@ -40,8 +39,8 @@ std::vector<KeyKind> kinds() {
             {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, secret); }}};
 }
 
-// The private half, or the public one where there is no other; nobody is asked twice.
-Torvane::Zennet::Key openAnyHalf(const std::string& uri, const SecretSource& secret) {
+// Opens the private key or, if there is none, the public key. Asks for the passphrase at most once.
+Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& secret) {
     using enum Torvane::KeyStoreError::Case;
     std::optional<Torvane::SecretBuffer> answer;
     try {
@@ -64,21 +63,21 @@ void newKey(const NewKeyOptions& options) {
     const auto all = kinds();
     const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
     if (kind == all.end()) {
-        // What was given instead may be a URI with a PIN.
-        throw Failure(ExitCode::usage, "The kind of key is none of " + joined(keyKinds()) + '.');
+        // The text is not quoted: it may be a misplaced URI with a PIN.
+        throw Failure(ExitCode::usage, "The kind of key must be one of " + joined(keyKinds()) + '.');
     }
-    // A token asks for its PIN; a file is encrypted when its owner says so.
+    // A PKCS #11 token needs its PIN; a file is encrypted only on request.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto secret = Torvane::isPkcs11URI(options.uri) ? secretSource(options.secretFile)
-                        : isEncrypted                     ? newSecretSource(options.secretFile)
+    const auto secret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secretFile)
+                        : isEncrypted                     ? makeNewSecretSource(options.secretFile)
                                                           : SecretSource();
     kind->make(options.uri, secret);
 }
 
 void showKey(const ShowKeyOptions& options) {
-    const auto secret = secretSource(options.secretFile);
+    const auto secret = makeSecretSource(options.secretFile);
     const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, secret)
-                                      : openAnyHalf(options.uri, secret);
+                                      : openAnyKey(options.uri, secret);
     const auto kind = kindOf(key);
     const bool isRSA = kind.starts_with("RSA");
     const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
@@ -92,11 +91,11 @@ void showKey(const ShowKeyOptions& options) {
         JSONValue::Object object;
         for (const auto& [member, value] : rows) object[member] = value;
         if (isRSA) object["size"] = std::stoi(kind.substr(4));
-        std::cout << indentedJSON(object) << '\n';
+        std::cout << formatJSON(object) << '\n';
         return;
     }
     if (isRSA) rows[1].second += " bits";
-    std::cout << nameList(rows, paletteOfOutput());
+    std::cout << formatNames(rows, choosePalette());
 }
 
 }  // namespace Command

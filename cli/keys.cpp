@@ -1,7 +1,6 @@
 #include "cli/keys.hpp"
 
 #include <bit>
-#include <torvane/platform/encodings/utf8.hpp>
 #include <utility>
 
 #include "cli/exit_code.hpp"
@@ -16,7 +15,7 @@ bool isSecp256k1(const Zennet::Key& key) noexcept {
     return Zennet::Secp256k1Utils::isSecp256k1Key(key);
 }
 
-std::size_t bitsOf(const ByteBuffer& number) noexcept {
+std::size_t countBits(const ByteBuffer& number) noexcept {
     return number.empty() ? 0 : (number.size() - 1) * 8 + static_cast<std::size_t>(std::bit_width(number.front()));
 }
 
@@ -30,7 +29,7 @@ std::vector<std::string> fitting(const SecKey& key) {
     return names;
 }
 
-JsonWebKey keyOf(const JSONValue::Object& members) {
+JsonWebKey readKey(const JSONValue::Object& members) {
     const auto* curve = stringMember(members, "crv");
     if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
         return JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{members}}}).jwks.front();
@@ -38,41 +37,41 @@ JsonWebKey keyOf(const JSONValue::Object& members) {
     return JsonWebKey(JOSE::JWK::initFrom(members));
 }
 
-SetEntry entryOf(const JSONValue& element) {
+SetEntry readEntry(const JSONValue& element) {
     SetEntry entry;
     try {
         const auto* members = element.as<JSONValue::Object>();
         if (members == nullptr) throw JOSE::JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
         entry.members = *members;
-        const auto key = keyOf(*members);
+        const auto key = readKey(*members);
         entry.thumbprint = key.thumbprint();
         const bool hasId = stringMember(*members, "kid") != nullptr;
         entry.key = hasId ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
     } catch (const Error&) {
-        entry.refusal = std::current_exception();
+        entry.error = std::current_exception();
     }
     return entry;
 }
 
 }  // namespace
 
-KeySpec keySpecFrom(const std::string& text) {
+KeySpec parseKeySpec(const std::string& text) {
     const auto equals = text.find('=');
     const auto name = text.substr(0, equals);
     const auto refuse = [&name](const std::string& why) {
-        throw Failure(ExitCode::usage, "\"" + name + "\" does not begin a key in the form USE[/ALG][:KID]=URI: " + why);
+        throw Failure(ExitCode::usage, "The key \"" + name + "\" is not of the form USE[/ALG][:KID]=URI: " + why);
     };
-    if (equals == text.npos || equals + 1 == text.size()) refuse("there is no URI.");
+    if (equals == text.npos || equals + 1 == text.size()) refuse("the URI is missing.");
     const auto colon = name.find(':');
     const auto purpose = name.substr(0, colon);
     const auto slash = purpose.find('/');
     const auto use = fromRawValue<JWKUse>(purpose.substr(0, slash));
-    if (!use) refuse("the use is none of sig, enc and sig_enc.");
+    if (!use) refuse("the use must be sig, enc or sig_enc.");
     KeySpec spec{name, *use, std::nullopt, std::nullopt, text.substr(equals + 1)};
     if (slash != purpose.npos) spec.algorithm = purpose.substr(slash + 1);
-    if (spec.algorithm && !isAlgorithm(*spec.algorithm)) refuse("the algorithm is not known.");
+    if (spec.algorithm && !isAlgorithm(*spec.algorithm)) refuse("the algorithm is unknown.");
     if (colon != name.npos) spec.keyId = name.substr(colon + 1);
-    if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) refuse("the key id is no text.");
+    if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) refuse("the key id is not text.");
     return spec;
 }
 
@@ -82,11 +81,11 @@ JsonWebKey asJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<
     return {key, use, std::move(id)};
 }
 
-JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const SecretSource& secret) {
+JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretSource& secret) {
     JsonWebKeySet keys(std::vector<JsonWebKey>{});
     for (const auto& text : specs) {
-        const auto spec = keySpecFrom(text);
-        if (spec.algorithm) throw Failure(ExitCode::usage, "A key of one's own is given without an algorithm.");
+        const auto spec = parseKeySpec(text);
+        if (spec.algorithm) throw Failure(ExitCode::usage, "The key \"" + spec.name + "\" must not name an algorithm.");
         const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, secret);
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
@@ -97,7 +96,7 @@ JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const SecretSource&
     return keys;
 }
 
-std::vector<SetEntry> entriesFrom(ByteView text) {
+std::vector<SetEntry> readSetEntries(ByteView text) {
     JSONValue json;
     try {
         json = JSONSerialization::jsonObject(text);
@@ -111,7 +110,7 @@ std::vector<SetEntry> entriesFrom(ByteView text) {
         throw Failure(ExitCode::key, "The input is neither a JWK Set nor a JWK.");
     }
     std::vector<SetEntry> entries;
-    for (const auto& element : list != nullptr ? *list : JSONValue::List{json}) entries.push_back(entryOf(element));
+    for (const auto& element : list != nullptr ? *list : JSONValue::List{json}) entries.push_back(readEntry(element));
     return entries;
 }
 
@@ -119,7 +118,7 @@ std::string kindOf(const Zennet::Key& key) {
     if (isSecp256k1(key)) return std::string(Zennet::Secp256k1Utils::SECP256K1CURVE);
     const auto& numbers = key.keyRef().value().publicComponents();
     if (const auto* rsa = std::get_if<RSAPublicComponents>(&numbers)) {
-        return "RSA " + std::to_string(bitsOf(rsa->modulus));
+        return "RSA " + std::to_string(countBits(rsa->modulus));
     }
     switch (std::get<ECPublicComponents>(numbers).curve) {
         case EllipticCurve::P256: return "P-256";

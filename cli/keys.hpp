@@ -1,4 +1,4 @@
-// Keys as the command line names them, and key sets as files hold them.
+// Keys from the command line, and key sets from files.
 #pragma once
 
 #include <exception>
@@ -9,9 +9,9 @@
 
 namespace Command {
 
-/// A key and what it is for: "USE[/ALG][:KID]=URI", for example "sig:2026=sign.pem".
+/// A key argument, "USE[/ALG][:KID]=URI", for example "sig:2026=sign.pem".
 struct KeySpec {
-    /// All before "=", for errors: the URI may hold a PIN.
+    /// The text before "=". Errors quote this part only, since the URI may hold a PIN.
     std::string name;
     Torvane::JWKUse use;
     std::optional<std::string> algorithm;
@@ -20,38 +20,38 @@ struct KeySpec {
 };
 
 /// @throws Failure
-KeySpec keySpecFrom(const std::string& text);
+KeySpec parseKeySpec(const std::string& text);
 
-/// The key for a use, under its id, or under its thumbprint where it was given none.
+/// The key with a use and an id; without an id, its RFC 7638 thumbprint is the id.
 Torvane::JsonWebKey asJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWKUse use,
                                  const std::optional<std::string>& keyId);
 
-/// Opens the private keys of "USE[:KID]=URI"; one for both uses is there for each.
-/// @throws Failure, and what the library throws.
-Torvane::JsonWebKeySet ownKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& secret);
+/// Opens private keys given as "USE[:KID]=URI". A key for both uses becomes two entries, one for each use.
+/// @throws Failure, and the errors of Torvane::Zennet::openKey().
+Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& secret);
 
-/// One key of a set by itself.
+/// One entry of a key set, readable or not.
 struct SetEntry {
     Torvane::JSONValue::Object members;
-    /// Under its thumbprint where it has no id.
+    /// Nothing if the entry cannot be read. Without a "kid", the thumbprint is the key's id.
     std::optional<Torvane::JsonWebKey> key;
-    /// Of a key that can be read.
+    /// RFC 7638; empty if the entry cannot be read.
     std::string thumbprint;
-    /// Why there is no key.
-    std::exception_ptr refusal;
+    /// Why the entry cannot be read.
+    std::exception_ptr error;
 };
 
-/// Reads each key of a set that can be read, secp256k1 keys too; a lone JWK is a set of one.
-/// @throws Failure for what is no set at all.
-std::vector<SetEntry> entriesFrom(Torvane::ByteView text);
+/// Reads each entry of a JWK Set by itself, secp256k1 keys included. A single JWK is read as a set of one.
+/// @throws Failure if the text is neither a JWK Set nor a JWK.
+std::vector<SetEntry> readSetEntries(Torvane::ByteView text);
 
-/// "RSA 3072", "P-256", "secp256k1".
+/// Family and size, or the curve: "RSA 3072", "P-256", "secp256k1".
 std::string kindOf(const Torvane::Zennet::Key& key);
 
-/// The names of the algorithms that the key fits and the use allows.
+/// Names of the algorithms that take the key and suit the use.
 std::vector<std::string> algorithmsOf(const Torvane::Zennet::Key& key, Torvane::JWKUse use);
 
-/// Whether some algorithm has that name.
+/// Whether this is the name of a signature or key management algorithm.
 bool isAlgorithm(std::string_view name) noexcept;
 
 }  // namespace Command

@@ -1,7 +1,6 @@
-// The torvane command.
+// Entry point of the torvane command.
 #include <exception>
 #include <iostream>
-#include <torvane/platform/core/error.hpp>
 
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"
@@ -20,20 +19,20 @@ int fail(ExitCode code, const std::string& text) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    Command::holdStandardStreams();
-    const auto commandLine = Command::commandLine();
+    Command::reserveStandardStreams();
+    const auto commandLine = Command::makeCommandLine();
     try {
         commandLine->parse(count, arguments);
-        if (!std::cout.flush()) return fail(ExitCode::file, "Cannot write the standard stream.");
+        if (!std::cout.flush()) return fail(ExitCode::file, "Cannot write standard output.");
         return static_cast<int>(ExitCode::success);
     } catch (const CLI::Success& asked) {
         return commandLine->exit(asked);
     } catch (const CLI::ParseError& error) {
-        // A word that is no command shows as the lack of one.
+        // The parser reports an unknown command as a missing one.
         const auto rest = commandLine->remaining(true);
         const bool isWord = error.get_name() == "RequiredError" && !rest.empty();
-        return fail(ExitCode::usage, (isWord ? "There is no command \"" + rest.front() + "\"." : error.what()) +
-                                         std::string(" (torvane --help explains.)"));
+        return fail(ExitCode::usage, (isWord ? "Unknown command \"" + rest.front() + "\"." : error.what()) +
+                                         std::string(" (See torvane --help.)"));
     } catch (...) {
         const auto thrown = std::current_exception();
         return fail(Command::exitCodeOf(thrown), Torvane::localizedDescription(thrown));

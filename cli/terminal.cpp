@@ -20,32 +20,32 @@ namespace {
 
 using Torvane::SecretBuffer;
 
-std::string_view environment(const char* name) noexcept {
+std::string_view environmentVariable(const char* name) noexcept {
     const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): there is one thread
     return value == nullptr ? std::string_view() : value;
 }
 
-// The signal that came while somebody was asked.
-volatile std::sig_atomic_t signalled = 0;
+// The signal received while a question was being asked.
+volatile std::sig_atomic_t receivedSignal = 0;
 
-extern "C" void noteSignal(int number) {
-    signalled = number;
+extern "C" void recordSignal(int number) {
+    receivedSignal = number;
 }
 
-// /dev/tty with its echo off, for as long as this lives, and however it ends.
+// /dev/tty without echo. The destructor, or a signal, restores the terminal.
 class HiddenInput {
   public:
     HiddenInput() noexcept : tty_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
         if (tty_ < 0 || ::tcgetattr(tty_, &before_) != 0) return;
-        // Held back but while it waits, so that none slips in between looking for one and waiting.
-        sigset_t held;
-        ::sigemptyset(&held);
-        for (const int number : signals) ::sigaddset(&held, number);
-        ::sigprocmask(SIG_BLOCK, &held, &mask_);
-        struct sigaction note {};
-        note.sa_handler = noteSignal;
+        // Signals are blocked except inside ppoll(), so that none is lost between checking for one and waiting.
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        for (const int number : signals) ::sigaddset(&blocked, number);
+        ::sigprocmask(SIG_BLOCK, &blocked, &mask_);
+        struct sigaction action {};
+        action.sa_handler = recordSignal;
         for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals[i], &note, &handlers_[i]);
+            ::sigaction(signals[i], &action, &handlers_[i]);
             if (handlers_[i].sa_handler == SIG_IGN) ::sigaction(signals[i], &handlers_[i], nullptr);
         }
         auto hidden = before_;
@@ -62,14 +62,14 @@ class HiddenInput {
 
     explicit operator bool() const noexcept { return isHidden_; }
 
-    // Nothing for the end of the input.
+    // Returns nothing at the end of the input.
     std::optional<SecretBuffer> ask(const std::string& question) {
         print(question);
         SecretBuffer answer;
         for (unsigned char c = 0;;) {
             pollfd input{tty_, POLLIN, 0};
             if (::ppoll(&input, 1, nullptr, &mask_) < 0 && errno == EINTR) {
-                if (const int number = std::exchange(signalled, 0); number != 0) {
+                if (const int number = std::exchange(receivedSignal, 0); number != 0) {
                     restore();
                     static_cast<void>(::raise(number));
                 }
@@ -103,7 +103,7 @@ class HiddenInput {
     bool isHidden_ = false;
 };
 
-SecretBuffer firstLineOf(const std::string& path) {
+SecretBuffer readFirstLine(const std::string& path) {
     auto content = readSecretFile(path);
     std::size_t size = 0;
     while (size < content.size() && content[size] != '\n' && content[size] != '\r') ++size;
@@ -111,8 +111,8 @@ SecretBuffer firstLineOf(const std::string& path) {
     return content;
 }
 
-// OpenSSL reads no longer one.
-constexpr std::size_t longestPassphrase = 1024;
+// OpenSSL reads no longer passphrases.
+constexpr std::size_t maximumPassphrase = 1024;
 
 std::string capitalised(std::string_view text) {
     std::string result(text);
@@ -122,44 +122,45 @@ std::string capitalised(std::string_view text) {
 
 SecretBuffer askTwice(std::string_view whose) {
     HiddenInput terminal;
-    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(whose) + " on.");
+    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(whose) + '.');
     const auto question = printable(capitalised(whose));
     auto first = terminal.ask(question + ": ");
-    if (!first) throw Failure(ExitCode::key, "There is no passphrase.");
+    if (!first) throw Failure(ExitCode::key, "No passphrase was entered.");
     if (first != terminal.ask(question + ", again: ")) {
-        throw Failure(ExitCode::key, "The two passphrases are not the same.");
+        throw Failure(ExitCode::key, "The two passphrases differ.");
     }
     return *std::move(first);
 }
 
 }  // namespace
 
-Palette paletteOfOutput() {
-    const auto terminal = environment("TERM");
-    const bool wantsColours = !terminal.empty() && terminal != "dumb" && environment("NO_COLOR").empty();
+Palette choosePalette() {
+    const auto terminal = environmentVariable("TERM");
+    const bool wantsColours = !terminal.empty() && terminal != "dumb" && environmentVariable("NO_COLOR").empty();
     return wantsColours && ::isatty(STDOUT_FILENO) == 1 ? Palette::colours() : Palette::none();
 }
 
-Torvane::SecretSource secretSource(const std::string& secretFile) {
+Torvane::SecretSource makeSecretSource(const std::string& secretFile) {
     if (secretFile.empty()) {
         return [](std::string_view whose) -> std::optional<SecretBuffer> {
             HiddenInput terminal;
             return terminal ? terminal.ask(printable(capitalised(whose)) + ": ") : std::nullopt;
         };
     }
-    // Read when it is first needed, and once: it may be a pipe.
+    // Read once, when first needed: it may be a pipe.
     return [secretFile, secret = std::make_shared<std::optional<SecretBuffer>>()](std::string_view) {
-        if (!*secret) *secret = firstLineOf(secretFile);
+        if (!*secret) *secret = readFirstLine(secretFile);
         return *secret;
     };
 }
 
-Torvane::SecretSource newSecretSource(const std::string& secretFile) {
+Torvane::SecretSource makeNewSecretSource(const std::string& secretFile) {
     return [secretFile](std::string_view whose) -> std::optional<SecretBuffer> {
-        const auto secret = secretFile.empty() ? askTwice(whose) : firstLineOf(secretFile);
+        const auto secret = secretFile.empty() ? askTwice(whose) : readFirstLine(secretFile);
         if (secret.empty()) throw Failure(ExitCode::key, "The passphrase is empty.");
-        if (secret.size() > longestPassphrase) {
-            throw Failure(ExitCode::key, "The passphrase is longer than " + counted(longestPassphrase, "byte") + '.');
+        if (secret.size() > maximumPassphrase) {
+            throw Failure(ExitCode::key,
+                          "The passphrase is longer than " + formatCount(maximumPassphrase, "byte") + '.');
         }
         return secret;
     };
@@ -187,7 +188,7 @@ void Progress::announce(std::size_t bytes) {
 }
 
 void Progress::print(std::size_t bytes) {
-    const auto line = "\r\033[K" + std::string(verb_) + ' ' + humanSize(bytes);
+    const auto line = "\r\033[K" + std::string(verb_) + ' ' + formatSize(bytes);
     isShown_ = ::write(STDERR_FILENO, line.data(), line.size()) > 0;
 }
 

@@ -1,28 +1,28 @@
-// The terminal, where there is one: colours, questions that are not echoed, and a line of progress.
+// The terminal, if there is one: colours, questions without echo, and a progress line.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string_view>
-#include <torvane/platform/core/key_vocabulary.hpp>
+#include <torvane/torvane.hpp>
 
 #include "cli/text.hpp"
 
 namespace Command {
 
-/// Colours when standard output is a terminal that has them, unless NO_COLOR is set (no-color.org).
-Palette paletteOfOutput();
+/// Colours if standard output is a terminal that supports them and NO_COLOR is not set (no-color.org); else none.
+Palette choosePalette();
 
-/// Answers each time with the first line of the file; without one, asks on the terminal, where what is typed is not
-/// shown. Gives nothing where there is no terminal.
-Torvane::SecretSource secretSource(const std::string& secretFile);
+/// Answers with the first line of the file or, if the file name is empty, asks on the terminal without echo. Returns
+/// nothing if there is no terminal.
+Torvane::SecretSource makeSecretSource(const std::string& secretFile);
 
-/// The same for a new passphrase: asked for twice, and neither empty nor too long.
-/// @throws Failure
-Torvane::SecretSource newSecretSource(const std::string& secretFile);
+/// The same for a new passphrase of 1 to 1024 bytes; on the terminal it is asked for twice.
+/// The source throws Failure.
+Torvane::SecretSource makeNewSecretSource(const std::string& secretFile);
 
-/// A line on standard error that says how far a long input is, where that is a terminal; gone when it goes.
+/// A progress line on standard error, if that is a terminal. The destructor erases it.
 class Progress {
   public:
     explicit Progress(std::string_view verb);
@@ -30,9 +30,9 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Of so many bytes so far; some times a second at most.
+    /// Shows the number of bytes done so far; redraws at most ten times a second.
     void show(std::size_t bytes);
-    /// Of a step that cannot say how far it is, where its bytes are many.
+    /// Shows the size of a step that reports no progress, if it is 16 MiB or more.
     void announce(std::size_t bytes);
 
   private:

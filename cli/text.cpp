@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdint>
 #include <ctime>
-#include <torvane/platform/encodings/json_serialization.hpp>
 
 namespace Command {
 namespace {
@@ -14,10 +13,10 @@ using Torvane::JSONValue;
 
 struct Character {
     char32_t code;
-    std::size_t size;  // in bytes; 0 where there is no UTF-8
+    std::size_t size;  // in bytes; 0 if the text does not start with valid UTF-8
 };
 
-Character firstOf(std::string_view text) noexcept {
+Character decodeFirst(std::string_view text) noexcept {
     const auto lead = static_cast<unsigned char>(text[0]);
     const std::size_t size = lead < 0x80   ? 1
                              : lead < 0xC2 ? 0
@@ -32,12 +31,12 @@ Character firstOf(std::string_view text) noexcept {
         if ((next & 0xC0U) != 0x80U) return {lead, 0};
         code = code << 6U | (next & 0x3FU);
     }
-    constexpr std::array<char32_t, 5> least{0, 0, 0x80, 0x800, 0x10000};
-    if (code < least.at(size) || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {lead, 0};
+    constexpr std::array<char32_t, 5> minimum{0, 0, 0x80, 0x800, 0x10000};
+    if (code < minimum.at(size) || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {lead, 0};
     return {code, size};
 }
 
-// C0, DEL and C1 controls, line separators, and what turns the writing direction or takes no place.
+// C0, DEL and C1 controls, line separators, and characters that change the writing direction or have no width.
 bool actsOnTerminals(char32_t code) noexcept {
     return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x200B && code <= 0x200F) ||
            (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
@@ -50,8 +49,8 @@ std::string hex(std::uint32_t value, int digits) {
     return text;
 }
 
-// As JSON escapes a character: by a letter, or in UTF-16.
-std::string escaped(char32_t code) {
+// A JSON escape: a letter, or UTF-16 code units.
+std::string escape(char32_t code) {
     if (code == '\n') return "\\n";
     if (code == '\r') return "\\r";
     if (code == '\t') return "\\t";
@@ -60,14 +59,14 @@ std::string escaped(char32_t code) {
     return "\\u" + hex(0xD800 + (rest >> 10U), 4) + "\\u" + hex(0xDC00 + (rest & 0x3FFU), 4);
 }
 
-std::string escapedText(std::string_view text, std::string_view alsoEscaped) {
+std::string escapeText(std::string_view text, std::string_view alsoEscaped) {
     std::string result;
     while (!text.empty()) {
-        const auto [code, size] = firstOf(text);
+        const auto [code, size] = decodeFirst(text);
         if (size == 0) {
             result += "\\x" + hex(code, 2);
         } else if (actsOnTerminals(code)) {
-            result += escaped(code);
+            result += escape(code);
         } else {
             if (code < 0x80 && alsoEscaped.find(static_cast<char>(code)) != alsoEscaped.npos) result += '\\';
             result += text.substr(0, size);
@@ -83,44 +82,45 @@ class JSONWriter {
 
     void write(const JSONValue& value, std::size_t depth) {
         if (const auto* object = value.as<JSONValue::Object>()) {
-            block('{', '}', *object, depth, [&](const auto& member) {
-                coloured(palette_.name, quoted(member.first));
+            writeBlock('{', '}', *object, depth, [&](const auto& member) {
+                writeColoured(palette_.name, quoted(member.first));
                 text += ": ";
                 write(member.second, depth + 1);
                 return depth == 0 && note_ ? note_(member.first, member.second) : std::string();
             });
         } else if (const auto* list = value.as<JSONValue::List>()) {
-            block('[', ']', *list, depth, [&](const auto& element) {
+            writeBlock('[', ']', *list, depth, [&](const auto& element) {
                 write(element, depth + 1);
                 return std::string();
             });
         } else if (const auto* string = value.as<std::string>()) {
-            coloured(palette_.text, quoted(*string));
+            writeColoured(palette_.text, quoted(*string));
         } else {
             const auto written = Torvane::JSONSerialization::data(value);
-            coloured(value.isNull() || value.as<bool>() ? palette_.word : palette_.number, Torvane::asText(written));
+            writeColoured(value.isNull() || value.as<bool>() ? palette_.word : palette_.number,
+                          Torvane::asText(written));
         }
     }
 
     std::string text;
 
   private:
-    static std::string quoted(std::string_view string) { return '"' + escapedText(string, "\"\\") + '"'; }
+    static std::string quoted(std::string_view string) { return '"' + escapeText(string, "\"\\") + '"'; }
 
-    void coloured(std::string_view colour, std::string_view what) {
+    void writeColoured(std::string_view colour, std::string_view what) {
         text += colour;
         text += what;
         text += palette_.off;
     }
 
     template <class Container, class Write>
-    void block(char open, char close, const Container& elements, std::size_t depth, Write writeElement) {
+    void writeBlock(char open, char close, const Container& elements, std::size_t depth, Write writeElement) {
         text += open;
         for (std::size_t count = 0; const auto& element : elements) {
             text.append("\n").append(2 * (depth + 1), ' ');
             const auto note = writeElement(element);
             if (++count < elements.size()) text += ',';
-            if (!note.empty()) coloured(palette_.note, "  " + note);
+            if (!note.empty()) writeColoured(palette_.note, "  " + note);
         }
         if (!elements.empty()) text.append("\n").append(2 * depth, ' ');
         text += close;
@@ -130,17 +130,17 @@ class JSONWriter {
     const Note& note_;
 };
 
-// In places on the terminal, nearly: what combines or is wide is rare in ids.
+// Columns on the terminal, approximately: combining and wide characters are rare in key ids.
 std::size_t widthOf(std::string_view text) noexcept {
     return static_cast<std::size_t>(
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
-std::string span(double seconds) {
+std::string formatDuration(double seconds) {
     constexpr std::array<std::pair<double, const char*>, 5> units{
         {{365.25 * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}}};
     for (const auto& [size, name] : units) {
-        if (seconds >= size) return counted(static_cast<std::size_t>(seconds / size), name);
+        if (seconds >= size) return formatCount(static_cast<std::size_t>(seconds / size), name);
     }
     return "0 seconds";
 }
@@ -152,7 +152,7 @@ Palette Palette::colours() noexcept {
 }
 
 std::string printable(std::string_view text) {
-    return escapedText(text, "");
+    return escapeText(text, "");
 }
 
 std::string_view trimmed(std::string_view text) noexcept {
@@ -161,13 +161,13 @@ std::string_view trimmed(std::string_view text) noexcept {
     return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-std::string indentedJSON(const JSONValue& value, const Palette& palette, const Note& note) {
+std::string formatJSON(const JSONValue& value, const Palette& palette, const Note& note) {
     JSONWriter writer(palette, note);
     writer.write(value, 0);
     return std::move(writer.text);
 }
 
-std::string table(const std::vector<std::vector<std::string>>& rows, const Palette& palette) {
+std::string formatTable(const std::vector<std::vector<std::string>>& rows, const Palette& palette) {
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
@@ -187,7 +187,7 @@ std::string table(const std::vector<std::vector<std::string>>& rows, const Palet
     return text;
 }
 
-std::string nameList(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette) {
+std::string formatNames(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette) {
     std::size_t width = 0;
     for (const auto& [name, value] : rows) width = std::max(width, widthOf(name));
     std::string text;
@@ -204,13 +204,13 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-std::string counted(std::size_t count, std::string_view noun) {
+std::string formatCount(std::size_t count, std::string_view noun) {
     return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
 }
 
-std::string humanSize(std::size_t bytes) {
+std::string formatSize(std::size_t bytes) {
     constexpr std::array<const char*, 4> units{"KiB", "MiB", "GiB", "TiB"};
-    if (bytes < 1024) return counted(bytes, "byte");
+    if (bytes < 1024) return formatCount(bytes, "byte");
     auto size = static_cast<double>(bytes) / 1024;
     std::size_t unit = 0;
     for (; size >= 1024 && unit + 1 < units.size(); ++unit) size /= 1024;
@@ -218,7 +218,7 @@ std::string humanSize(std::size_t bytes) {
     return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + ' ' + units.at(unit);
 }
 
-std::string humanTime(double seconds, double now) {
+std::string formatTime(double seconds, double now) {
     constexpr double yearZero = -62167219200, year10000 = 253402300800;
     if (!(seconds >= yearZero && seconds < year10000)) return {};
     const auto whole = static_cast<std::time_t>(std::floor(seconds));
@@ -226,8 +226,8 @@ std::string humanTime(double seconds, double now) {
     std::array<char, 64> text{};
     if (::gmtime_r(&whole, &parts) == nullptr) return {};
     if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) return {};
-    return std::string(text.data()) +
-           (seconds > now ? " (in " + span(seconds - now) + ')' : " (" + span(now - seconds) + " ago)");
+    return std::string(text.data()) + (seconds > now ? " (in " + formatDuration(seconds - now) + ')'
+                                                     : " (" + formatDuration(now - seconds) + " ago)");
 }
 
 }  // namespace Command

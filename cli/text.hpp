@@ -1,16 +1,16 @@
-// Text for people: nothing that a stranger wrote is printed in a way that a terminal could act on.
+// Output for people: JSON, tables, sizes and times, with hostile characters escaped.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <string_view>
-#include <torvane/platform/encodings/json_value.hpp>
+#include <torvane/torvane.hpp>
 #include <utility>
 #include <vector>
 
 namespace Command {
 
-/// The colours of a terminal, or none.
+/// Terminal escape sequences for colours; all empty for output without colours.
 struct Palette {
     std::string_view name, text, number, word, heading, note, warning, good, off;
 
@@ -18,35 +18,37 @@ struct Palette {
     static Palette colours() noexcept;
 };
 
-/// The text with control characters, those that turn the writing direction, and what is not UTF-8 as escapes.
+/// The text with control characters, characters that change the writing direction, and bytes that are not UTF-8
+/// escaped, so that a terminal cannot act on them.
 std::string printable(std::string_view text);
 
-/// What is said beside a member of the outermost object; nothing to most.
-using Note = std::function<std::string(const std::string& name, const Torvane::JSONValue& value)>;
-
-/// Without the blanks and line ends around it.
+/// The text without white space at either end.
 std::string_view trimmed(std::string_view text) noexcept;
 
-/// JSON text over several lines, indented by two blanks; control characters as above. With notes it is for people only.
-std::string indentedJSON(const Torvane::JSONValue& value, const Palette& palette = Palette::none(),
-                         const Note& note = {});
-
-/// Rows as columns, two blanks between them; the first row is the heading.
-std::string table(const std::vector<std::vector<std::string>>& rows, const Palette& palette);
-
-/// Names and values, one a line, as two columns.
-std::string nameList(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette);
-
-/// The words with blanks between them.
+/// The words with spaces between them.
 std::string joined(const std::vector<std::string>& words);
 
+/// The note to print beside a member of the outermost object; empty for none.
+using Note = std::function<std::string(const std::string& name, const Torvane::JSONValue& value)>;
+
+/// JSON over several lines, indented by two spaces, its strings escaped as by printable(). With notes, the text is no
+/// longer JSON.
+std::string formatJSON(const Torvane::JSONValue& value, const Palette& palette = Palette::none(),
+                       const Note& note = {});
+
+/// Rows as columns with two spaces between them; the first row is the heading.
+std::string formatTable(const std::vector<std::vector<std::string>>& rows, const Palette& palette);
+
+/// A name and a value per line, as two columns.
+std::string formatNames(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette);
+
 /// "1 byte", "17 bytes".
-std::string counted(std::size_t count, std::string_view noun);
+std::string formatCount(std::size_t count, std::string_view noun);
 
-/// "12.3 MiB"; bytes below one KiB.
-std::string humanSize(std::size_t bytes);
+/// "12.3 MiB"; whole bytes below 1 KiB.
+std::string formatSize(std::size_t bytes);
 
-/// Seconds since 1970 as "2026-11-21 17:20:00 UTC (in 5 minutes)"; empty for a year that is not of four digits.
-std::string humanTime(double seconds, double now);
+/// Seconds since 1970 as "2026-11-21 17:20:00 UTC (in 5 minutes)"; empty for years before 0000 or after 9999.
+std::string formatTime(double seconds, double now);
 
 }  // namespace Command

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <torvane/platform/encodings/base64.hpp>
-#include <torvane/platform/encodings/utf8.hpp>
-#include <torvane/torvane.hpp>
 #include <utility>
 
 #include "cli/exit_code.hpp"
@@ -19,13 +16,13 @@ constexpr std::array<std::string_view, 3> partsOfJWS{"header", "payload", "signa
 constexpr std::array<std::string_view, 5> partsOfJWE{"header", "encrypted key", "initialization vector", "ciphertext",
                                                      "authentication tag"};
 
-// Header parameters that few tokens have, and what to know of them.
+// Header parameters that few tokens have, and a warning for each.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualParameters{
-    {{"crit", "asks for extensions, and is refused."},
-     {"zip", "asks for compression, and is refused."},
-     {"b64", "asks for an unencoded payload, and is refused unless it is true."},
-     {"jku", "names a place to fetch keys from: a receiver must not do so."},
-     {"x5u", "names a place to fetch a certificate from: a receiver must not do so."},
+    {{"crit", "requires extensions: the library rejects the token."},
+     {"zip", "requires compression: the library rejects the token."},
+     {"b64", "must be true if given: the library rejects unencoded payloads."},
+     {"jku", "is a URL of keys: a receiver must not fetch them."},
+     {"x5u", "is the URL of a certificate: a receiver must not fetch it."},
      {"jwk", "is a key that the sender chose: it proves nothing."},
      {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
 
@@ -37,11 +34,11 @@ template <class Algorithm>
 void checkAlgorithm(TokenView& view, std::string_view member) {
     const auto name = view.headerMember(member);
     if (name.empty()) {
-        view.warnings.push_back("There is no " + inQuotes(member) + '.');
+        view.warnings.push_back("The header has no " + inQuotes(member) + '.');
     } else if (name == "none" && !view.isEncrypted) {
-        view.warnings.emplace_back("The algorithm is \"none\": there is no signature.");
+        view.warnings.emplace_back("The algorithm is \"none\": the token is not signed.");
     } else if (!Torvane::JOSE::fromRawValue<Algorithm>(name)) {
-        view.warnings.push_back("The algorithm " + inQuotes(name) + " is not known.");
+        view.warnings.push_back("The algorithm " + inQuotes(name) + " is unknown.");
     }
 }
 
@@ -53,7 +50,7 @@ void checkHeader(TokenView& view) {
         checkAlgorithm<Torvane::JOSE::SignatureAlgorithm>(view, "alg");
     }
     if (view.headerMember("kid").empty()) {
-        view.warnings.emplace_back("There is no \"kid\": a receiver has to try its keys.");
+        view.warnings.emplace_back("The header has no \"kid\": a receiver has to try each of its keys.");
     }
     for (const auto& [name, what] : unusualParameters) {
         if (view.header->contains(name)) view.warnings.push_back(inQuotes(name) + ' ' + std::string(what));
@@ -61,16 +58,16 @@ void checkHeader(TokenView& view) {
 }
 
 void readHeader(TokenView& view, Torvane::ByteView text) {
-    std::string why = "It is not a JSON object.";
+    std::string reason = "It is not a JSON object.";
     try {
         auto value = Torvane::JSONSerialization::jsonObject(text);
         if (auto* object = value.as<JSONValue::Object>()) view.header = std::move(*object);
     } catch (const Torvane::JSONError& error) {
-        why = error.errorDescription();
+        reason = error.errorDescription();
     }
     if (view.header) return checkHeader(view);
     view.isMalformed = true;
-    view.warnings.push_back("The header cannot be read. " + why + " Its text: " + printable(Torvane::asText(text)));
+    view.warnings.push_back("The header cannot be read. " + reason + " Its text: " + printable(Torvane::asText(text)));
 }
 
 void checkParts(TokenView& view) {
@@ -104,11 +101,11 @@ const Torvane::ByteBuffer* TokenView::payload() const noexcept {
     return isEncrypted || !parts[1].bytes ? nullptr : &*parts[1].bytes;
 }
 
-TokenView viewOfToken(std::string_view token) {
+TokenView parseToken(std::string_view token) {
     const auto count = static_cast<std::size_t>(std::ranges::count(token, '.')) + 1;
     if (count != partsOfJWS.size() && count != partsOfJWE.size()) {
-        throw Failure(ExitCode::token, "The input is no compact token: it has " + counted(count, "part") +
-                                           ", and a JWS has 3, a JWE 5.");
+        throw Failure(ExitCode::token, "The input is not a compact token: it has " + formatCount(count, "part") +
+                                           "; a JWS has 3, a JWE has 5.");
     }
     TokenView view;
     view.isEncrypted = count == partsOfJWE.size();
@@ -126,22 +123,22 @@ TokenView viewOfToken(std::string_view token) {
 bool looksLikeToken(Torvane::ByteView bytes) noexcept {
     const auto text = Torvane::asText(bytes);
     const auto dots = std::ranges::count(text, '.');
-    // "ey" is how "{" and a quote begin in base64url.
+    // "{" and a quotation mark begin with "ey" in base64url.
     return text.starts_with("ey") && (dots == 2 || dots == 4) && text.find_first_of(" \t\r\n\"") == text.npos;
 }
 
-PayloadView viewOfPayload(Torvane::ByteView bytes) {
+PayloadView parsePayload(Torvane::ByteView bytes) {
     PayloadView view{bytes.size(), objectFrom(bytes), std::nullopt};
     if (!view.claims && Torvane::Zennet::isUTF8(bytes)) view.text = std::string(Torvane::asText(bytes));
     return view;
 }
 
-std::string timeOfClaim(const std::string& name, const JSONValue& value, double now) {
+std::string describeTime(const std::string& name, const JSONValue& value, double now) {
     const auto seconds = name == "exp" || name == "nbf" || name == "iat" ? value.to<double>() : std::nullopt;
-    return seconds ? humanTime(*seconds, now) : std::string();
+    return seconds ? formatTime(*seconds, now) : std::string();
 }
 
-std::vector<std::string> warningsOf(const JSONValue::Object& claims, double now) {
+std::vector<std::string> findTimeWarnings(const JSONValue::Object& claims, double now) {
     std::vector<std::string> warnings;
     const auto warn = [&](const char* name, const char* what, auto isBad) {
         const auto claim = claims.find(name);
@@ -150,9 +147,9 @@ std::vector<std::string> warningsOf(const JSONValue::Object& claims, double now)
         if (!seconds) warnings.push_back(std::string("\"") + name + "\" is not a number.");
         if (seconds && isBad(*seconds)) warnings.emplace_back(what);
     };
-    warn("exp", "It has expired.", [now](double time) { return time <= now; });
-    warn("nbf", "It is not valid yet.", [now](double time) { return time > now; });
-    warn("iat", "It was issued in the future.", [now](double time) { return time > now; });
+    warn("exp", "The token has expired.", [now](double time) { return time <= now; });
+    warn("nbf", "The token is not valid yet.", [now](double time) { return time > now; });
+    warn("iat", "The token was issued in the future.", [now](double time) { return time > now; });
     return warnings;
 }
 

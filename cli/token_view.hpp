@@ -1,57 +1,58 @@
-// A compact token taken apart for looking at, however malformed it is. Nothing here is verified.
+// Description of a compact token, well-formed or not. Nothing here verifies or decrypts.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
-#include <torvane/platform/core/bytes.hpp>
-#include <torvane/platform/encodings/json_value.hpp>
+#include <torvane/torvane.hpp>
 #include <vector>
 
 namespace Command {
 
 struct TokenPart {
     std::string_view name;
-    /// Nothing for a part that is not base64url.
+    /// Nothing if the part is not base64url.
     std::optional<Torvane::ByteBuffer> bytes;
 };
 
-/// The payload of a JWS, or what a JWE held.
+/// The payload of a JWS, or the plaintext of a JWE.
 struct PayloadView {
     std::size_t size = 0;
-    /// A JSON object is taken for a claims set.
+    /// Set if the payload is a JSON object.
     std::optional<Torvane::JSONValue::Object> claims;
-    /// Any other text.
+    /// Set if the payload is other UTF-8 text.
     std::optional<std::string> text;
 };
 
 struct TokenView {
     bool isEncrypted = false;
+    /// Of the whole token, in characters.
     std::size_t length = 0;
     std::vector<TokenPart> parts;
     std::optional<Torvane::JSONValue::Object> header;
-    /// Whether a part is not base64url, or the header no JSON object.
+    /// Whether a part is not base64url, or the header is not a JSON object.
     bool isMalformed = false;
     std::vector<std::string> warnings;
 
-    /// A string of the header; empty where there is none.
+    /// A string member of the header; empty if there is none.
     std::string headerMember(std::string_view name) const;
-    /// Of a JWS, where its part is base64url.
+    /// The payload of a JWS; null for a JWE, or if the part is not base64url.
     const Torvane::ByteBuffer* payload() const noexcept;
 };
 
-/// @throws Failure for a text that is in neither three nor five parts.
-TokenView viewOfToken(std::string_view token);
+/// Splits and decodes a token of 3 (JWS) or 5 (JWE) parts, and collects warnings.
+/// @throws Failure for any other number of parts.
+TokenView parseToken(std::string_view token);
 
 /// Whether a payload looks like a token itself.
 bool looksLikeToken(Torvane::ByteView bytes) noexcept;
 
-PayloadView viewOfPayload(Torvane::ByteView bytes);
+PayloadView parsePayload(Torvane::ByteView bytes);
 
 /// The time of "exp", "nbf" or "iat" in words; empty for any other member.
-std::string timeOfClaim(const std::string& name, const Torvane::JSONValue& value, double now);
+std::string describeTime(const std::string& name, const Torvane::JSONValue& value, double now);
 
-/// What the claims' times say against the token.
-std::vector<std::string> warningsOf(const Torvane::JSONValue::Object& claims, double now);
+/// Warnings of a token that has expired, is not valid yet, or was issued in the future.
+std::vector<std::string> findTimeWarnings(const Torvane::JSONValue::Object& claims, double now);
 
 }  // namespace Command

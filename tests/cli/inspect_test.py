@@ -1,4 +1,4 @@
-"""Tokens looked at: what is shown of good ones, and that no hostile one gets at the terminal or is called verified."""
+"""`inspect`: what it shows of good tokens; hostile tokens neither control the terminal nor count as verified."""
 import base64
 import json
 import os
@@ -11,8 +11,8 @@ from jwcrypto.jws import JWS
 
 from running import CommandTest, Terminal
 
-PARTLY = "Not all of it was verified: the rest is what somebody claims.\n"
-CLAIM = "Nothing was verified: this is what somebody claims.\n"
+PARTLY = "Not all of it was verified: anybody may have written the rest.\n"
+UNVERIFIED = "Nothing was verified: anybody may have written this.\n"
 
 
 def part(content):
@@ -71,41 +71,43 @@ claims {{
   "nbf": {now + 7210},  {utc[0]} (in 2 hours)
   "sub": "Ada"
 }}
-warning: It has expired.
-warning: It is not valid yet.
+warning: The token has expired.
+warning: The token is not valid yet.
 
-{CLAIM}''')
+{UNVERIFIED}''')
 
-    def test_times_at_the_edges_are_told_right(self):
+    def test_times_at_the_limits_are_shown_correctly(self):
         now = int(time.time())
         for seconds, words in ((-0.5, "1969-12-31 23:59:59 UTC ("), (0, "1970-01-01 00:00:00 UTC ("),
                                (253402300799, "9999-12-31 23:59:59 UTC (in "), (now - 90, "(1 minute ago)")):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertIn(words, shown)
-            self.assertEqual("It has expired." in shown, seconds < now)
+            self.assertEqual("The token has expired." in shown, seconds < now)
         for seconds in (253402300800, 1e300, -1e18):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertNotIn("UTC", shown)
 
-    def test_what_is_unusual_is_warned_of(self):
+    def test_unusual_headers_and_claims_get_a_warning(self):
         for header, payload, warnings in (
-                ({"alg": "none", "kid": "k"}, b"", ['The algorithm is "none": there is no signature.']),
-                ({"alg": "HS256"}, b"x", ['The algorithm "HS256" is not known.',
-                                          'There is no "kid": a receiver has to try its keys.']),
-                ({"kid": 5}, b"x", ['There is no "alg".', 'There is no "kid": a receiver has to try its keys.']),
+                ({"alg": "none", "kid": "k"}, b"", ['The algorithm is "none": the token is not signed.']),
+                ({"alg": "HS256"}, b"x", ['The algorithm "HS256" is unknown.',
+                                          'The header has no "kid": a receiver has to try each of its keys.']),
+                ({"kid": 5}, b"x", ['The header has no "alg".',
+                                          'The header has no "kid": a receiver has to try each of its keys.']),
                 ({"alg": "RS256", "kid": "k", "crit": ["b64"], "b64": False, "zip": "DEF", "jku": "x", "x5u": "x",
                   "jwk": {}, "x5c": []}, b"x",
-                 ['"crit" asks for extensions, and is refused.', '"zip" asks for compression, and is refused.',
-                  '"b64" asks for an unencoded payload, and is refused unless it is true.',
-                  '"jku" names a place to fetch keys from: a receiver must not do so.',
-                  '"x5u" names a place to fetch a certificate from: a receiver must not do so.',
+                 ['"crit" requires extensions: the library rejects the token.',
+                  '"zip" requires compression: the library rejects the token.',
+                  '"b64" must be true if given: the library rejects unencoded payloads.',
+                  '"jku" is a URL of keys: a receiver must not fetch them.',
+                  '"x5u" is the URL of a certificate: a receiver must not fetch it.',
                   '"jwk" is a key that the sender chose: it proves nothing.',
                   '"x5c" is a certificate that the sender chose: it proves nothing by itself.']),
                 ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ['"exp" is not a number.',
-                                                                              "It was issued in the future."])):
+                                                                              "The token was issued in the future."])):
             shown = self.text("inspect", stdin=token(header, payload))
             self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
-            self.assertTrue(shown.endswith("\n" + CLAIM))
+            self.assertTrue(shown.endswith("\n" + UNVERIFIED))
         for text, warning in (
                 (part({"alg": "ES256"}) + ".AA.A", "The signature is not base64url without padding."),
                 (token(b'{"alg": "RS256", "alg": "none"}', b"x"),
@@ -118,7 +120,7 @@ warning: It is not valid yet.
         self.assertIn("warning: The signature is empty.\n",
                       self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
 
-    def test_no_token_gets_at_the_terminal(self):
+    def test_no_token_controls_the_terminal(self):
         evil = "\u001b]0;x\u0007\u009b2J\u202e\u2028\u200b\ufeff\u007f\U000e0041\r\b"
         header = {"alg": "RS256", "kid": evil, evil: evil}
         acting = set(evil) - set("]0;x2J")
@@ -129,10 +131,10 @@ warning: It is not valid yet.
         error = self.run_command("inspect", "--own", evil)
         self.assertEqual([character for character in error.stderr.decode() if character in acting], [])
 
-    def test_what_is_no_token_is_refused_in_time(self):
+    def test_text_that_is_not_a_token_is_rejected_in_time(self):
         for text, parts in (("", 1), ("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
-            self.refuse(5, f"The input is no compact token: it has {parts} part{'s' * (parts != 1)}, and a JWS has 3, "
-                           "a JWE 5.", "inspect", stdin=text)
+            self.refuse(5, f"The input is not a compact token: it has {parts} part{'s' * (parts != 1)}; a JWS has 3, "
+                           "a JWE has 5.", "inspect", stdin=text)
         deep = b'{"alg":' + b"[" * 100_000 + b"]" * 100_000 + b"}"
         self.assertIn("warning: The header cannot be read. ",
                       self.refuse(5, "The token is malformed.", "inspect", stdin=token(deep, b"x"), prints=None))
@@ -151,25 +153,25 @@ warning: It is not valid yet.
                           document["layers"][1]["claims"]), (True, ["JWE", "JWS"], {"sub": "Ada"}))
         shown = self.text(*self.opening(), stdin=self.signed("ES256K", "k1", "k"))
         self.assertIn("verified with the peer's key \"k\"\n", shown)
-        # A key without an id goes by its thumbprint.
+        # The thumbprint is the id of a key without one.
         with open(self.key("set"), encoding="utf-8") as file:
             key = json.load(file)["keys"][0]
         del key["kid"]
         shown = self.text("inspect", "--peer", self.path("bare", json.dumps({"keys": [key]})), stdin=inner)
         self.assertIn(f"verified with the peer's key \"{self.jwk('sign').thumbprint()}\"\n", shown)
-        # Looking inside asks for no signature, and is told so.
+        # Without --peer a signature is not required, and the output says so.
         shown = self.text("inspect", "--own", "enc:e=" + self.key("ec.pem"),
                           stdin=self.encrypted(inner, enc="A256CBC-HS512"))
-        self.assertTrue(shown.endswith("\n" + CLAIM), shown)
+        self.assertTrue(shown.endswith("\n" + UNVERIFIED), shown)
         self.assertIn("payload eyes. Two dots.\n",
                       self.text(*self.opening()[:3], stdin=self.encrypted(b"eyes. Two dots.")))
-        # Without a key id that is known all keys are tried.
+        # If no key has the token's key id, all keys are tried.
         self.assertIn('with your key "e"', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
 
-    def test_what_is_not_signed_is_never_called_verified(self):
-        shown = self.refuse(7, "There is no signature in the token.", *self.opening(),
+    def test_a_token_without_a_valid_signature_is_never_called_verified(self):
+        shown = self.refuse(7, "The token has no signature.", *self.opening(),
                             stdin=self.encrypted(b"anybody can do this"), prints=None)
-        self.assertTrue(shown.endswith("payload anybody can do this\n\n" + CLAIM), shown)
+        self.assertTrue(shown.endswith("payload anybody can do this\n\n" + UNVERIFIED), shown)
         forged = self.signed("RS256", "decrypt", "s")
         nested = forged
         for _ in range(8):
@@ -178,17 +180,17 @@ warning: It is not valid yet.
                 (self.opening(), forged, 7, "JWSVerificationError("),
                 (self.opening(), self.encrypted(forged), 7, "JWSVerificationError("),
                 (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7, "JWSVerificationError("),
-                (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be opened: its algorithms "),
+                (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be verified: its algorithm "),
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
-                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token with.\n"),
+                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token.\n"),
                 (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
                 (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read "),
                 (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4, "No key was given to verify "),
                 (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),
-                # A key that others encrypt to verifies nothing.
+                # An encryption key verifies nothing.
                 (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 7,
                  "JWSVerificationError("),
-                (self.opening(), nested, 5, "There are more than 8 tokens in one another.")):
+                (self.opening(), nested, 5, "More than 8 tokens are nested in each other.")):
             for options in ((), ("--json",)):
                 done = self.run_command(*arguments, *options, stdin=stdin)
                 self.assertEqual(done.returncode, code, done.stderr)
@@ -196,9 +198,9 @@ warning: It is not valid yet.
                 if options and done.stdout:
                     self.assertFalse(json.loads(done.stdout)["verified"])
                 elif done.stdout:
-                    self.assertTrue(done.stdout.decode().endswith("\n" + (PARTLY if stdin == nested else CLAIM)))
+                    self.assertTrue(done.stdout.decode().endswith("\n" + (PARTLY if stdin == nested else UNVERIFIED)))
 
-    def test_colours_are_for_terminals_that_want_them(self):
+    def test_colours_appear_only_on_terminals_that_want_them(self):
         self.path("token", token({"alg": "RS256", "kid": "k"}, {"sub": "Ada", "n": 1, "b": True}))
         self.assertNotIn("\033", self.text("inspect", "token"))
         for environment, coloured in (({}, True), ({"NO_COLOR": "1"}, False), ({"NO_COLOR": ""}, True),

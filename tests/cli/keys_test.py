@@ -1,4 +1,4 @@
-"""Keys made and shown: read back by another implementation, kept from others, and never in public."""
+"""`key new` and `key show`: another implementation reads the keys, and private values stay private."""
 import os
 import select
 import signal
@@ -23,7 +23,7 @@ class Keys(CommandTest):
         with open(self.path(name), "rb") as file:
             return JWK.from_pem(file.read(), password)
 
-    def test_each_kind_is_what_it_says_and_only_its_owner_reads_it(self):
+    def test_each_kind_of_key_is_correct_and_readable_by_its_owner_only(self):
         for kind, (family, size) in KINDS.items():
             with self.subTest(kind):
                 self.assertEqual(self.succeed("key", "new", kind, kind + ".pem"), b"")
@@ -42,26 +42,26 @@ class Keys(CommandTest):
                 self.assertEqual(self.text("key", "show", "--public", kind + ".pem"),
                                  shown.replace("private", "public"))
 
-    def test_a_key_is_never_replaced_and_one_that_cannot_be_made_leaves_no_file(self):
+    def test_a_key_is_never_overwritten_and_a_failure_leaves_no_file(self):
         self.succeed("key", "new", "P-256", "key.pem")
         before = self.text("key", "show", "key.pem")
         self.refuse(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem")
         self.assertEqual(self.text("key", "show", "key.pem"), before)
         self.refuse(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
                     "key", "new", "P-256", "none/key.pem")
-        kinds = f"The kind of key is none of {' '.join(KINDS)}."
-        # A URI in the wrong place may hold a PIN, which is not repeated.
+        kinds = f"The kind of key must be one of {' '.join(KINDS)}."
+        # A misplaced URI may hold a PIN, so the error does not quote it.
         for kind in ("RSA-1024", "pkcs11:token=t?pin-value=1234"):
             self.refuse(2, kinds, "key", "new", kind, "small.pem")
-        for option in ("--secret-file=", "--encrypt"):  # an unset variable is no "unencrypted, please"
+        for option in ("--secret-file=", "--encrypt"):  # an unset variable must not mean "unencrypted"
             self.assertNotEqual(self.run_command("key", "new", "P-256", "small.pem", option).returncode, 0)
-        self.refuse(4, "There is no terminal to ask for a new passphrase of \"secret.pem\" on.",
+        self.refuse(4, "There is no terminal to ask for a new passphrase of \"secret.pem\".",
                     "key", "new", "P-256", "secret.pem", "--encrypt")
         self.refuse(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
                     self.path("empty.txt", "\nsecond line\n"))
         self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
 
-    def test_a_passphrase_locks_the_file(self):
+    def test_a_passphrase_encrypts_the_file(self):
         secret = self.path("secret.txt", "open sesame\r\nnot this line\n")
         self.succeed("key", "new", "secp256k1", "key.pem", "--secret-file", secret)
         self.assertEqual(self.pem("key.pem", b"open sesame").get("crv"), "secp256k1")
@@ -71,14 +71,14 @@ class Keys(CommandTest):
         self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
         self.refuse(4, "The passphrase is longer than 1024 bytes.", "key", "new", "P-256", "long.pem", "--secret-file",
                     self.path("long.txt", "x" * 1025))
-        self.refuse(3, 'Cannot read "/dev/zero": It is too long.', "key", "show", "key.pem",
+        self.refuse(3, 'Cannot read "/dev/zero": The file is longer than 64.0 KiB.', "key", "show", "key.pem",
                     "--secret-file", "/dev/zero")
         self.refuse(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
                     "--secret-file", "none.txt")
 
-    def test_what_is_typed_is_not_shown_and_has_to_be_typed_twice_alike(self):
+    def test_a_passphrase_is_not_echoed_and_must_be_typed_twice(self):
         for second, code, ends in (("open sesame", 0, ""), ("open barley", 4,
-                                                            "torvane: The two passphrases are not the same.\n")):
+                                                            "torvane: The two passphrases differ.\n")):
             name = f"key{code}.pem"
             terminal = Terminal("key", "new", "P-256", "--encrypt", name, folder=self.folder)
             terminal.answer(f'A new passphrase of "{name}": ', "open sesame")
@@ -87,7 +87,7 @@ class Keys(CommandTest):
                                                        f'A new passphrase of "{name}", again: \n{ends}'))
         terminal = Terminal("key", "new", "P-256", "--encrypt", "none.pem", folder=self.folder)
         terminal.answer('A new passphrase of "none.pem": ', "\x04", end="")
-        self.assertEqual(terminal.finish()[1].splitlines()[-1], "torvane: There is no passphrase.")
+        self.assertEqual(terminal.finish()[1].splitlines()[-1], "torvane: No passphrase was entered.")
         self.assertEqual(os.listdir(self.folder), ["key0.pem"])
         terminal = Terminal("key", "show", "key0.pem", folder=self.folder, env={"NO_COLOR": "1"})
         terminal.answer('The passphrase of "key0.pem": ', "open sesame")
@@ -97,7 +97,7 @@ class Keys(CommandTest):
         self.assertEqual(code, 0)
         self.assertIn("curve       P-256", shown)
 
-    def test_a_signal_at_the_question_leaves_the_terminal_as_it_was(self):
+    def test_a_signal_at_the_question_restores_the_terminal(self):
         self.succeed("key", "new", "P-256", "key.pem", "--secret-file", self.path("secret.txt", "open sesame"))
         for typed, number in (("\x03", signal.SIGINT), ("\x1c", signal.SIGQUIT)):
             terminal = Terminal("key", "show", "key.pem", folder=self.folder)
@@ -105,13 +105,13 @@ class Keys(CommandTest):
             terminal.answer('The passphrase of "key.pem": ', "half of it" + typed, end="")
             end = time.monotonic() + 60
             while os.waitpid(terminal.process, os.WNOHANG) == (0, 0):
-                self.assertLess(time.monotonic(), end, "it does not end")
+                self.assertLess(time.monotonic(), end, "the command does not end")
                 if select.select([terminal.master], [], [], 0.05)[0]:
                     terminal.read()
             self.assertTrue(echo and termios.ECHO & termios.tcgetattr(terminal.master)[3], number)
             os.close(terminal.master)
 
-    def test_files_without_a_key_are_told_apart(self):
+    def test_a_missing_file_and_a_file_without_a_key_give_different_errors(self):
         for content, error in ((b"", 'Expected one public key in "file", found 0 private keys, '
                                      "0 public keys and 0 certificates."),
                                (None, 'The file "file" cannot be read: No such file or directory.')):
@@ -126,8 +126,8 @@ class Keys(CommandTest):
                          f'  "thumbprint": "{thumbprint}"\n}}\n')
 
 
-@unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without tokens")
-class Tokens(CommandTest):
+@unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
+class Pkcs11Tokens(CommandTest):
     @classmethod
     def setUpKeys(cls):
         os.mkdir(os.path.join(cls.keys, "tokens"))
@@ -144,7 +144,7 @@ class Tokens(CommandTest):
     def uri(self, name):
         return f"PKCS11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
 
-    def test_a_key_is_made_in_the_token_and_used_there(self):
+    def test_a_key_is_created_and_used_in_a_pkcs11_token(self):
         pin = ("--secret-file", self.key("pin.txt"))
         for name in ("sign", "decrypt"):
             self.succeed("key", "new", "RSA-2048", self.uri(name), *pin, env=self.environment)
@@ -156,9 +156,9 @@ class Tokens(CommandTest):
         self.succeed("jwks", "make", "sig:s=" + self.uri("sign"), "enc:e=" + self.uri("decrypt"), "-o", "public.jwks",
                      env=self.environment)
         token = self.succeed("encode", "--own", "sig:s=" + self.uri("sign"), "--peer", "public.jwks",
-                             "--encrypt-to", "e", *pin, stdin="by a token", env=self.environment)
+                             "--encrypt-to", "e", *pin, stdin="by a device", env=self.environment)
         self.assertEqual(self.text("decode", "--own", "enc:e=" + self.uri("decrypt"), "--peer", "public.jwks", *pin,
-                                   stdin=token, env=self.environment), "by a token")
+                                   stdin=token, env=self.environment), "by a device")
         done = self.run_command("key", "show", self.uri("sign"), "--secret-file", self.path("wrong", "4321"),
                                 env=self.environment)
         self.assertEqual(done.returncode, 4)

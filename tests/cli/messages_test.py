@@ -1,4 +1,4 @@
-"""Messages encoded and decoded: by streams and files, with others, and each failure by its own exit code."""
+"""`encode` and `decode`: streams and files, another implementation, and the exit code of each failure."""
 import json
 import os
 import resource
@@ -35,7 +35,7 @@ class Messages(CommandTest):
         with open(self.key(name + ".pem"), "rb") as file:
             return JWK.from_pem(file.read())
 
-    def test_every_byte_comes_back_by_streams_and_by_files(self):
+    def test_messages_survive_a_round_trip_by_streams_and_by_files(self):
         for message in (b"", b"\n", bytes(range(256)), os.urandom(3_000_000)):
             token = self.encode(message)
             self.assertRegex(token, rb"\A[\w.-]+\n\Z")
@@ -47,7 +47,7 @@ class Messages(CommandTest):
                 self.assertEqual(file.read(), message)
         self.assertEqual(self.succeed(*self.decoding("-", "-o", "-"), stdin=b" \r\n" + token + b"\r\n "), message)
 
-    def test_another_implementation_opens_it_and_its_tokens_are_opened(self):
+    def test_tokens_are_exchanged_with_another_implementation(self):
         token = self.encode("to another", "--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM",
                             "--jws-header", "a=1=2", "--jws-header", "typ=x", "--jwe-header", "b=")
         outer = JWE()
@@ -93,7 +93,7 @@ class Messages(CommandTest):
                 (self.decoding(peer="sign.pem"), token, 4, "cannotDecodeJWK("),
                 (self.decoding("none"), "", 3, 'Cannot read "none": No such file or directory.\n'),
                 (self.decoding(own="enc/RSA-OAEP:e=decrypt.pem"), token, 2,
-                 "A key of one's own is given without an algorithm.\n")):
+                 'The key "enc/RSA-OAEP:e" must not name an algorithm.\n')):
             with self.subTest(arguments=arguments, stdin=stdin[:20]):
                 done = self.run_command(*arguments, "-o", "out", stdin=stdin)
                 lines = done.stderr.decode().splitlines(keepends=True)
@@ -105,12 +105,12 @@ class Messages(CommandTest):
         self.refuse(4, "Must provide recipient's public key to encrypt JWTs.", "encode", "--own",
                     "sig:s=" + self.key("sign.pem"), "--peer", self.key("renamed-set"))
         encoding = ("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--encrypt-to", "e")
-        for header, error in (("nothing", "is not a header parameter in the form NAME=VALUE."),
-                              ("=x", "is not a header parameter in the form NAME=VALUE."),
-                              ("alg=none", "is for another option to say."),
-                              ("kid=z", "is for another option to say.")):
+        for header, error in (("nothing", "is not of the form NAME=VALUE."),
+                              ("=x", "is not of the form NAME=VALUE."),
+                              ("alg=none", "sets a parameter that another option sets."),
+                              ("kid=z", "sets a parameter that another option sets.")):
             self.refuse(2, f'"{header}" {error}', *encoding, "--jws-header", header)
-        self.refuse(2, '"a=2" gives a header parameter for the second time.', *encoding, "--jwe-header", "a=1",
+        self.refuse(2, '"a=2" repeats a header parameter.', *encoding, "--jwe-header", "a=1",
                     "--jwe-header", "a=2")
         for option, code in (("--jws-header", 2), ("--jwe-header", 2)):
             self.assertEqual(self.run_command(*encoding, option, "crit=x").returncode, code)
@@ -118,34 +118,34 @@ class Messages(CommandTest):
         self.refuse(3, 'Cannot write "none/out": No such file or directory.', *self.decoding("-o", "none/out"),
                     stdin=token)
 
-    def test_one_key_for_both_uses_is_there_for_each(self):
+    def test_a_key_for_both_uses_signs_and_decrypts(self):
         token = self.succeed("encode", "--own", "sig_enc:s=" + self.key("sign.pem"), "--peer", self.key("set"),
                              "--encrypt-to", "e", stdin="both")
         self.assertEqual(self.text(*self.decoding(own="sig_enc:e=decrypt.pem"), stdin=token), "both")
 
-    def test_a_standard_stream_that_is_closed_or_asked_for_twice_is_no_message(self):
+    def test_a_closed_or_reused_standard_input_is_an_error_and_not_an_empty_message(self):
         encoding = ["encode", "--own", "sig:s=" + self.key("sign.pem"), "--encrypt-to", "e", "--peer"]
         closed = subprocess.run(["sh", "-c", '"$0" "$@" <&-', TORVANE, *encoding, self.key("set")], capture_output=True,
                                 cwd=self.folder, env=ENVIRONMENT)
         self.assertEqual((closed.returncode, closed.stdout, closed.stderr),
-                         (3, b"", b"torvane: Cannot read the standard stream: Bad file descriptor.\n"))
+                         (3, b"", b"torvane: Cannot read standard input: Bad file descriptor.\n"))
         with open(self.key("set"), "rb") as file:
-            self.refuse(2, "Only one of the files can be standard input.", *encoding, "-", stdin=file.read())
+            self.refuse(2, "Standard input can be read only once.", *encoding, "-", stdin=file.read())
         for option in ("--peer=", "--own=", "--encrypt-to=", "-o", "--jws-alg="):
             done = self.run_command(*encoding, self.key("set"), *([option, ""] if option == "-o" else [option]))
             self.assertEqual((done.returncode, done.stdout), (2, b""), option)
 
-    def test_a_full_disk_is_an_error(self):
+    def test_a_failed_write_is_an_error_and_leaves_the_old_file(self):
         with open("/dev/full", "wb") as full:
             done = subprocess.run([TORVANE, *self.decoding()], input=self.encode("x"), stdout=full, cwd=self.folder,
                                   stderr=subprocess.PIPE, env=ENVIRONMENT, timeout=60)
-        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream: "
+        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write standard output: "
                                                              b"No space left on device.\n"))
         with open("/dev/full", "wb") as full:
             done = subprocess.run([TORVANE, "jwks", "list", self.key("set")], stdout=full, stderr=subprocess.PIPE,
                                   env=ENVIRONMENT, timeout=60)
-        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write the standard stream.\n"))
-        # A file stays as private as it was, and a link is a link.
+        self.assertEqual((done.returncode, done.stderr), (3, b"torvane: Cannot write standard output.\n"))
+        # A file keeps its mode, and a link stays a link.
         os.chmod(self.path("private", "x" * 9000), 0o600)
         os.symlink("private", self.path("link"))
         for name in ("private", "link"):
@@ -155,7 +155,7 @@ class Messages(CommandTest):
         self.assertTrue(os.path.islink(self.path("link")))
         os.remove(self.path("private"))
         os.remove(self.path("link"))
-        # What was there stays, whole, and nothing beside it.
+        # After a failure the old content is still there, and no temporary file.
         self.path("out", "before")
         done = subprocess.run([TORVANE, *self.decoding("-o", "out")], input=self.encode(bytes(5000)), env=ENVIRONMENT,
                               cwd=self.folder, stderr=subprocess.PIPE, timeout=60, restore_signals=False,
@@ -164,7 +164,7 @@ class Messages(CommandTest):
         with open(self.path("out"), "rb") as file:
             self.assertEqual((os.listdir(self.folder), file.read()), (["out"], b"before"))
 
-    def test_a_long_input_shows_how_far_it_is_and_leaves_no_trace_of_it(self):
+    def test_progress_of_a_long_input_is_shown_and_erased(self):
         reader, writer = os.pipe()
         terminal = Terminal("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"),
                             "-o", "token", folder=self.folder, stdin=reader)

@@ -1,4 +1,4 @@
-"""Runs the command as a person or a script does: with streams, in a folder of its own, or on a terminal."""
+"""Runs the command with streams in a temporary folder, or on a terminal."""
 import os
 import pty
 import select
@@ -15,10 +15,10 @@ ENVIRONMENT = {"PATH": os.path.dirname(TORVANE) + os.pathsep + os.environ["PATH"
 
 
 class CommandTest(unittest.TestCase):
-    """Each test has an empty folder; keys and sets that all may use lie in `self.keys`."""
+    """Gives each test an empty folder. Keys and sets shared by a class are in `self.keys`."""
 
     maxDiff = None
-    setUpKeys = None  # makes the keys of a class, once, in its folder
+    setUpKeys = None  # creates the keys of a class, once
 
     @classmethod
     def setUpClass(cls):
@@ -52,7 +52,7 @@ class CommandTest(unittest.TestCase):
                               env={**ENVIRONMENT, **(env or {})})
 
     def succeed(self, *arguments, stdin=b"", env=None):
-        """What is printed; nothing may stand on standard error."""
+        """Standard output of a command that must succeed without output on standard error."""
         done = self.run_command(*arguments, stdin=stdin, env=env)
         self.assertEqual((done.returncode, done.stderr.decode()), (0, ""), arguments)
         return done.stdout
@@ -61,7 +61,7 @@ class CommandTest(unittest.TestCase):
         return self.succeed(*arguments, **options).decode()
 
     def refuse(self, code, error, *arguments, stdin=b"", prints=b""):
-        """Fails with this exit code and this one line; `prints` None is for who looks at standard output itself."""
+        """Expects this exit code and error line. Checks standard output unless `prints` is None, and returns it."""
         done = self.run_command(*arguments, stdin=stdin)
         self.assertEqual((done.returncode, done.stderr.decode()), (code, f"torvane: {error}\n"), arguments)
         if prints is not None:
@@ -70,27 +70,27 @@ class CommandTest(unittest.TestCase):
 
 
 class Terminal:
-    """The command on a terminal of its own; what it shows is collected."""
+    """The command on a terminal of its own, and all that it has shown."""
 
     def __init__(self, *arguments, folder, env=None, stdin=None):
         self.shown = b""
         self.process, self.master = pty.fork()
         if self.process == 0:
             os.chdir(folder)
-            for number in (signal.SIGINT, signal.SIGQUIT):  # a run in the background ignores them
+            for number in (signal.SIGINT, signal.SIGQUIT):  # background processes ignore them
                 signal.signal(number, signal.SIG_DFL)
             if stdin is not None:
                 os.dup2(stdin, 0)
             os.execvpe(TORVANE, [TORVANE, *arguments], {**ENVIRONMENT, **(env or {})})
 
     def read(self):
-        """False when there is no more to come."""
+        """Returns False at the end of the output."""
         try:
-            piece = os.read(self.master, 65536)
+            chunk = os.read(self.master, 65536)
         except OSError:
             return False
-        self.shown += piece
-        return bool(piece)
+        self.shown += chunk
+        return bool(chunk)
 
     def wait_for(self, text):
         end = time.monotonic() + 60
@@ -103,7 +103,7 @@ class Terminal:
         os.write(self.master, (answer + end).encode())
 
     def finish(self):
-        """The exit code, and all that was shown."""
+        """Waits for the end; returns the exit code and all that was shown."""
         while self.read():
             pass
         os.close(self.master)

@@ -1,4 +1,4 @@
-"""JWK Sets made, listed, checked and picked from."""
+"""`jwks make`, `list`, `check` and `select`."""
 import base64
 import json
 import os
@@ -25,7 +25,7 @@ class Sets(CommandTest):
         with open(self.key(name + ".pem"), "rb") as file:
             return JWK.from_pem(file.read())
 
-    def test_a_set_holds_public_keys_that_another_implementation_reads(self):
+    def test_another_implementation_reads_a_set_of_public_keys(self):
         rsa, ec = self.jwk("RSA-2048").export_public(as_dict=True), self.jwk("P-256").export_public(as_dict=True)
         del rsa["kid"], ec["kid"]
         thumbprint = self.jwk("P-256").thumbprint()
@@ -36,20 +36,20 @@ class Sets(CommandTest):
             others = JWKSet.from_json(file.read())
         self.assertEqual(others.get_key("k1").thumbprint(), self.jwk("secp256k1").thumbprint())
 
-    def test_a_key_that_does_not_fit_what_it_is_made_for_is_refused(self):
+    def test_a_key_that_does_not_fit_its_use_or_algorithm_is_rejected(self):
         rsa = "RSA-2048.pem"
-        form = "does not begin a key in the form USE[/ALG][:KID]=URI: "
+        form = "is not of the form USE[/ALG][:KID]=URI: "
         for specs, code, error in (
                 ([f"sig/ES256:a={rsa}"], 4, 'The key "sig/ES256:a" (RSA 2048) does not fit its algorithm.'),
                 ([f"enc/RS256:a={rsa}"], 4, 'The key "enc/RS256:a" (RSA 2048) does not fit its algorithm.'),
                 (["enc:a=" + self.key("secp256k1.pem")], 4,
-                 'The key "enc:a" (secp256k1) fits no algorithm of its use.'),
-                ([f"sig:a={rsa}", f"sig:a={rsa}"], 4, 'The key "sig:a" (RSA 2048) has the id and the use of another.'),
-                ([f"sig/FOO:a={rsa}"], 2, f'"sig/FOO:a" {form}the algorithm is not known.'),
-                ([f"sig:={rsa}"], 2, f'"sig:" {form}the key id is no text.'),
-                (["sign:a=x?pin-value=1234"], 2, f'"sign:a" {form}the use is none of sig, enc and sig_enc.'),
-                (["sig:a"], 2, f'"sig:a" {form}there is no URI.'),
-                ([f"sig:a={rsa}", "-o", rsa], 2, "The output is a file with a key."),
+                 'The key "enc:a" (secp256k1) fits no algorithm for its use.'),
+                ([f"sig:a={rsa}", f"sig:a={rsa}"], 4, 'The key "sig:a" (RSA 2048) has the id and use of another key.'),
+                ([f"sig/FOO:a={rsa}"], 2, f'The key "sig/FOO:a" {form}the algorithm is unknown.'),
+                ([f"sig:={rsa}"], 2, f'The key "sig:" {form}the key id is not text.'),
+                (["sign:a=x?pin-value=1234"], 2, f'The key "sign:a" {form}the use must be sig, enc or sig_enc.'),
+                (["sig:a"], 2, f'The key "sig:a" {form}the URI is missing.'),
+                ([f"sig:a={rsa}", "-o", rsa], 2, "The output would overwrite a key."),
                 (["sig:a=none"], 4, 'The file "none" cannot be read: No such file or directory.')):
             spec = specs[0]
             with self.subTest(spec):
@@ -59,7 +59,7 @@ class Sets(CommandTest):
                 self.refuse(code, error, "jwks", "make", *(["-o", "made"] if "-o" not in specs else []), *specs)
                 self.assertFalse(os.path.exists(self.path("made")))
 
-    def test_a_list_shows_every_key_even_one_that_cannot_be_read(self):
+    def test_list_shows_every_entry_even_an_unreadable_one(self):
         keys = self.read("set-k1")["keys"]
         keys += [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5, {**keys[1], "y": keys[1]["x"]}]
         rsa, k1 = self.jwk("RSA-2048").thumbprint(), self.jwk("secp256k1").thumbprint()
@@ -71,7 +71,7 @@ class Sets(CommandTest):
                          "-                -    -             -       -\n"
                          "k1               sig  EC secp256k1  ES256K  -\n")
 
-    def test_a_check_says_what_a_key_is_good_for_and_finds_what_is_bad(self):
+    def test_check_reports_algorithms_and_faults(self):
         good = self.text("jwks", "check", self.key("set"))
         self.assertEqual(good, "rsa  RSA 2048  good\n  for RS256\n"
                                "rsa-enc  RSA 2048  good\n  for RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512\n"
@@ -81,7 +81,7 @@ class Sets(CommandTest):
         private = json.loads(self.jwk("P-256").export_private())
         for key, verdict in (
                 (small, "No algorithm takes a key of this kind for this use."),
-                ({**rsa, "alg": "PS256", "use": "enc"}, 'Its "alg", PS256, does not fit it.'),
+                ({**rsa, "alg": "PS256", "use": "enc"}, 'The key does not fit its "alg", PS256.'),
                 ({**ec, "crv": "P-255"}, "The JWK's curve is not P-256, P-384 or P-521."),
                 ({**ec, "x": ec["y"]}, None),
                 ({"kty": "OKP"}, None),
@@ -93,34 +93,34 @@ class Sets(CommandTest):
                 ({**self.read("set-k1")["keys"][1], "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
-                shown = self.refuse(4, "1 of 2 keys bad.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
+                shown = self.refuse(4, "Bad keys: 1 of 2.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
                                     prints=None)
                 self.assertEqual(shown.count("BAD"), 1, shown)
                 if verdict:
                     self.assertIn("  " + verdict + "\n", shown)
         bare = {member: rsa[member] for member in ("kty", "n", "e")}
-        passed_over = 'Its "use" is neither sig nor enc: encode and decode pass it over.'
+        ignored = 'Its "use" is neither sig nor enc: encode and decode ignore the key.'
         for keys, remark in (([bare], 'It has no "kid".'), ([{**rsa, "kid": 7}], 'It has no "kid".'),
-                             ([bare], passed_over),
-                             ([{**bare, "use": "x"}], passed_over), ([{**bare, "use": "sig_enc"}], passed_over),
-                             ([rsa, {**ec, "kid": "rsa"}], 'Another key has its "kid" for the same use.'),
-                             ([rsa, {**bare, "kid": "rsa"}], 'Another key has its "kid" for the same use.')):
+                             ([bare], ignored),
+                             ([{**bare, "use": "x"}], ignored), ([{**bare, "use": "sig_enc"}], ignored),
+                             ([rsa, {**ec, "kid": "rsa"}], 'Another key has the same "kid" and use.'),
+                             ([rsa, {**bare, "kid": "rsa"}], 'Another key has the same "kid" and use.')):
             shown = self.run_command("jwks", "check", stdin=json.dumps({"keys": keys})).stdout.decode()
             self.assertIn("  " + remark + "\n", shown)
             self.assertNotIn("BAD", shown)
-        self.refuse(4, "There is no key in the set.", "jwks", "check", stdin='{"keys": []}')
+        self.refuse(4, "The set has no keys.", "jwks", "check", stdin='{"keys": []}')
         together = self.run_command("jwks", "check", self.key("set-k1"))
         self.assertEqual((together.returncode, together.stdout.decode().count("good")), (4, 2))
-        self.assertTrue(together.stderr.decode().startswith("torvane: As a set encode and decode refuse it: "))
+        self.assertIn("torvane: The commands encode and decode reject this set: ", together.stderr.decode())
         odd = "f" * 511  # of 2044 bits
         number = base64.urlsafe_b64encode(bytes.fromhex("0" + odd)).decode().rstrip("=")
         self.assertIn("  RSA 2044  BAD\n", self.run_command(
             "jwks", "check", stdin=json.dumps({"kty": "RSA", "n": number, "e": "AQAB"})).stdout.decode())
-        found = json.loads(self.refuse(4, "1 of 1 key bad.", "jwks", "check", "--json", stdin=json.dumps(private),
+        found = json.loads(self.refuse(4, "Bad keys: 1 of 1.", "jwks", "check", "--json", stdin=json.dumps(private),
                                        prints=None))
         self.assertEqual(found[0]["faults"], ["It holds a private key."])
 
-    def test_a_selection_is_the_librarys(self):
+    def test_select_finds_the_keys_that_the_library_finds(self):
         for criteria, kids in ((("--use", "sig"), ["rsa", "ec"]), (("--kty", "RSA"), ["rsa", "rsa-enc"]),
                                (("--alg", "RS256"), ["rsa", "rsa-enc", "ec"]), (("--kid", "rsa-enc"), ["rsa-enc"]),
                                (("--kty", "RSA", "--use", "sig"), ["rsa"])):
@@ -128,17 +128,17 @@ class Sets(CommandTest):
             ids = ["ec" if key["kty"] == "EC" else key["kid"] for key in found]
             self.assertEqual([key for key in self.read("set")["keys"] if key in found], found)
             self.assertEqual(ids, kids, criteria)
-        for criteria, code, error in ((("--kid", "none"), 4, "No key of the set is such a key."),
-                                      (("--use", "sign"), 2, "The use is none of sig, enc and sig_enc."),
-                                      (("--alg", "FOO"), 2, "The algorithm is not known."),
-                                      (("--kty", "oct"), 2, "The key type is neither RSA nor EC.")):
+        for criteria, code, error in ((("--kid", "none"), 4, "No key in the set matches."),
+                                      (("--use", "sign"), 2, "The use must be sig, enc or sig_enc."),
+                                      (("--alg", "FOO"), 2, "The algorithm is unknown."),
+                                      (("--kty", "oct"), 2, "The key type must be RSA or EC.")):
             self.refuse(code, error, "jwks", "select", *criteria, self.key("set"))
-        # As it came: with members that the library does not know.
+        # Members that the library does not know are kept.
         key = {**self.read("set")["keys"][0], "key_ops": ["verify"], "mine": 1}
         self.assertEqual(json.loads(self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [key]}))),
                          {"keys": [key]})
 
-    def test_what_is_no_set_is_refused(self):
+    def test_text_that_is_not_a_set_is_rejected(self):
         for text, error in (("[]", "The input is neither a JWK Set nor a JWK."),
                             ('{"keys": {}}', "The input is neither a JWK Set nor a JWK."),
                             ("", None), ("{\"keys\": [], \"keys\": []}", None)):

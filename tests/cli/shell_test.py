@@ -1,4 +1,4 @@
-"""What a shell meets: help, usage errors, completion, and a manual page that has it all."""
+"""Help, usage errors, shell completion, and the manual page."""
 import os
 import re
 import subprocess
@@ -33,7 +33,7 @@ class Shell(CommandTest):
         lint = subprocess.run(["mandoc", "-Tlint", "-Wwarning", os.path.join(SOURCE, "torvane.1")], capture_output=True)
         self.assertEqual((lint.returncode, lint.stdout), (0, b""))
 
-    def test_help_teaches_by_example_on_every_command_that_does_something(self):
+    def test_the_help_of_every_command_has_an_example(self):
         for command in COMMANDS:
             if command not in ("key", "jwks"):
                 self.assertRegex(self.help(command), r"\n  (echo Hello \| )?torvane " + command)
@@ -41,14 +41,14 @@ class Shell(CommandTest):
 
     def test_usage_errors_are_one_line_and_exit_with_2(self):
         for arguments, error in (((), "A subcommand is required"), (("key",), "A subcommand is required"),
-                                 (("frobnicate",), 'There is no command "frobnicate".'),
-                                 (("jwks", "build"), 'There is no command "build".'),
+                                 (("frobnicate",), 'Unknown command "frobnicate".'),
+                                 (("jwks", "build"), 'Unknown command "build".'),
                                  (("key", "new"), "kind is required"), (("decode",), "--peer is required"),
                                  (("inspect", "a", "b"), "The following argument was not expected: b"),
                                  (("inspect", "--peer"), "--peer: 1 required FILE missing")):
             done = self.run_command(*arguments)
             self.assertEqual((done.returncode, done.stdout), (2, b""), arguments)
-            self.assertRegex(done.stderr.decode(), rf"\Atorvane: {error}.*\(torvane --help explains\.\)\n\Z")
+            self.assertRegex(done.stderr.decode(), rf"\Atorvane: {error}.*\(See torvane --help\.\)\n\Z")
 
     CANDIDATES = (("key n", ["new"]), ("", ["key", "jwks", "encode", "decode", "inspect"]),
                   ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
@@ -73,7 +73,7 @@ class Shell(CommandTest):
             self.assertEqual((sorted(found), done.stderr), (sorted(expected), ""), line)
 
     def test_zsh_completes(self):
-        # The two functions that completion ends in, as those of a shell without a terminal.
+        # Stands in for the completion functions of zsh, which need a terminal.
         script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; ' \
                  '_files() { print files; }; ' \
                  f'words=("$@"); CURRENT=$#; . {SOURCE}/completions/_torvane'
