@@ -7,18 +7,18 @@
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 
-#include "torvane/platform/encodings/base64.hpp"
-#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/torvane.hpp"
 
 namespace Bench {
 namespace {
 
 constexpr std::size_t coordinateSize = 32, counterSize = 4;
 
-// The sender's public key in the header.
-Bytes pointOf(View token) {
-    const Torvane::JOSE::ReceivedJWE jwe(token);
-    const auto& members = *jwe.header().parameters().at("epk").as<Torvane::JSONValue::Object>();
+// Reads the sender's ephemeral public key ("epk") from the header, as an uncompressed point.
+Bytes readSenderPoint(View encodedHeader) {
+    const auto text = Torvane::decodeBase64url(Torvane::asText(encodedHeader)).value();
+    const auto header = Torvane::JSONSerialization::jsonObject(text).to<Torvane::JSONValue::Object>().value();
+    const auto& members = *header.at("epk").as<Torvane::JSONValue::Object>();
     Bytes point{POINT_CONVERSION_UNCOMPRESSED};
     for (const auto* name : {"x", "y"}) {
         const auto coordinate = Torvane::decodeBase64url(*Torvane::stringMember(members, name)).value();
@@ -27,8 +27,9 @@ Bytes pointOf(View token) {
     return point;
 }
 
-// What is hashed: the counter, room for the secret, the algorithm's name, two parties without a name, the key's bits.
-Bytes derivationInput(std::string_view enc) {
+// The input of the key derivation: counter, space for the shared secret, algorithm name, two empty party names, and the
+// key size in bits.
+Bytes makeDerivationInput(std::string_view enc) {
     Bytes input{0, 0, 0, 1};
     input.resize(counterSize + coordinateSize);
     const auto append = [&input](std::initializer_list<std::size_t> bytes) {
@@ -47,16 +48,16 @@ AgreementFloor::AgreementFloor(const std::string& pem, View token)
       sender_(owned<Pkey>(EVP_PKEY_new())),
       generating_(owned<PkeyContext>(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr))),
       agreeing_(owned<PkeyContext>(EVP_PKEY_CTX_new_from_pkey(nullptr, recipient_.get(), nullptr))),
-      derivation_(derivationInput("A128CBC-HS256")) {
+      derivation_(makeDerivationInput("A128CBC-HS256")) {
     check(EVP_PKEY_copy_parameters(sender_.get(), recipient_.get()) == 1);
     check(EVP_PKEY_keygen_init(generating_.get()) == 1);
     check(EVP_PKEY_CTX_set_group_name(generating_.get(), "P-256") == 1);
     check(EVP_PKEY_derive_init(agreeing_.get()) == 1);
 
-    const auto point = pointOf(token);
+    auto parts = splitToken(token, content_);
+    const auto point = readSenderPoint(parts.header);
     check(point.size() == point_.size());
     std::copy(point.begin(), point.end(), point_.begin());
-    auto parts = takeApart(token, content_);
     header_ = std::move(parts.header);
     ciphertext_ = std::move(parts.ciphertext);
     decrypted_.resize(ContentFloor::maximumSize(ciphertext_.size()));
@@ -72,7 +73,7 @@ AgreementFloor::AgreementFloor(const std::string& pem, View token)
     encrypt();
 }
 
-// The peer is not validated once more: on this curve the check that its point lies on it, on reading, is enough.
+// OpenSSL has checked on reading that the point lies on the curve; P-256 needs no further validation.
 void AgreementFloor::agree(EVP_PKEY_CTX* context, EVP_PKEY* peer) {
     check(EVP_PKEY_derive_set_peer_ex(context, peer, 0) == 1);
     std::size_t size = coordinateSize;

@@ -1,4 +1,4 @@
-// The bare OpenSSL calls of a JWE by ECDH-ES on P-256 with A128CBC-HS256 (RFC 7518, section 4.6).
+// Floor of ECDH-ES: the bare OpenSSL calls of a JWE on P-256 with A128CBC-HS256 (RFC 7518, section 4.6).
 #pragma once
 
 #include <array>
@@ -8,14 +8,14 @@
 
 namespace Bench {
 
-/// Key generation, agreement, key derivation and content encryption; and the last three again.
+/// Encryption generates a key, agrees, derives and encrypts; decryption does the last three.
 class AgreementFloor {
   public:
-    /// Takes a token apart that was encrypted to this key, and tries both operations on it.
+    /// Takes the parts of a token that was encrypted to this key, and checks both operations on them.
     AgreementFloor(const std::string& pem, View token);
 
     void encrypt();
-    /// The size of the plaintext.
+    /// Returns the size of the plaintext.
     std::size_t decrypt();
 
   private:

@@ -1,5 +1,5 @@
-// base64url by itself, and OpenSSL's base64 beside it. Bytes per second are those of the bytes, not of the text.
-// base64_benchmark_portable is the same with the library's code as it is without vector instructions.
+// Benchmark of base64url, beside OpenSSL's base64. Rates count the decoded bytes, not the characters.
+// base64_benchmark_portable measures the library's code without vector instructions.
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <stdexcept>
@@ -7,7 +7,7 @@
 
 #include <openssl/evp.h>
 
-#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/torvane.hpp"
 
 #include "bench/operation.hpp"
 
@@ -15,8 +15,8 @@ namespace {
 
 using Torvane::ByteBuffer;
 
-// What OpenSSL makes of the bytes, with room for the zero that it ends with.
-std::string standardText(const ByteBuffer& bytes) {
+// Standard base64, by OpenSSL, which also writes a terminating zero.
+std::string encodeByOpenSSL(const ByteBuffer& bytes) {
     std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
     auto* const out = reinterpret_cast<unsigned char*>(text.data());
     const int written = EVP_EncodeBlock(out, bytes.data(), static_cast<int>(bytes.size()));
@@ -25,28 +25,28 @@ std::string standardText(const ByteBuffer& bytes) {
     return text;
 }
 
-// The same in base64url.
-std::string urlText(const ByteBuffer& bytes) {
-    auto text = standardText(bytes);
+// The same text in base64url.
+std::string convertToBase64url(const ByteBuffer& bytes) {
+    auto text = encodeByOpenSSL(bytes);
     std::replace(text.begin(), text.end(), '+', '-');
     std::replace(text.begin(), text.end(), '/', '_');
     text.resize(std::min(text.find('='), text.size()));
     return text;
 }
 
-void require(bool right) {
-    if (!right) throw std::runtime_error("a wrong result");
+void require(bool isRight) {
+    if (!isRight) throw std::runtime_error("wrong result");
 }
 
 void encodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
-    require(Torvane::encodeBase64url(bytes) == urlText(bytes));
+    require(Torvane::encodeBase64url(bytes) == convertToBase64url(bytes));
     for (auto _ : state) benchmark::DoNotOptimize(Torvane::encodeBase64url(bytes));
 }
 
 void appendTorvane(benchmark::State& state, const ByteBuffer& bytes) {
     ByteBuffer text;
     Torvane::appendBase64url(text, bytes);
-    require(Torvane::asText(text) == urlText(bytes));
+    require(Torvane::asText(text) == convertToBase64url(bytes));
     for (auto _ : state) {
         text.clear();
         Torvane::appendBase64url(text, bytes);
@@ -55,30 +55,30 @@ void appendTorvane(benchmark::State& state, const ByteBuffer& bytes) {
 }
 
 void decodeTorvane(benchmark::State& state, const ByteBuffer& bytes) {
-    const auto text = urlText(bytes);
+    const auto text = convertToBase64url(bytes);
     require(Torvane::decodeBase64url(text) == bytes);
     for (auto _ : state) benchmark::DoNotOptimize(Torvane::decodeBase64url(text));
 }
 
 void checkTorvane(benchmark::State& state, const ByteBuffer& bytes) {
-    auto text = urlText(bytes);
+    auto text = convertToBase64url(bytes);
     text[text.size() / 2] = '=';
     require(!Torvane::isBase64url(text));
-    text = urlText(bytes);
+    text = convertToBase64url(bytes);
     require(Torvane::isBase64url(text));
     for (auto _ : state) benchmark::DoNotOptimize(Torvane::isBase64url(text));
 }
 
-// Both into a buffer that is there already.
+// OpenSSL encodes and decodes into a buffer of the caller.
 void encodeOpenSSL(benchmark::State& state, const ByteBuffer& bytes) {
-    auto text = standardText(bytes) + '\0';
+    auto text = encodeByOpenSSL(bytes) + '\0';
     auto* const out = reinterpret_cast<unsigned char*>(text.data());
     const auto size = static_cast<int>(bytes.size());
     for (auto _ : state) benchmark::DoNotOptimize(EVP_EncodeBlock(out, bytes.data(), size));
 }
 
 void decodeOpenSSL(benchmark::State& state, const ByteBuffer& bytes) {
-    const auto text = standardText(bytes);
+    const auto text = encodeByOpenSSL(bytes);
     const auto* const in = reinterpret_cast<const unsigned char*>(text.data());
     const auto size = static_cast<int>(text.size());
     ByteBuffer decoded(text.size() / 4 * 3);
@@ -98,7 +98,7 @@ int main(int count, char** arguments) {
         for (const auto& [name, work] : works) {
             const auto run = [work = work, size](benchmark::State& state) {
                 try {
-                    work(state, Bench::messageOf(size));
+                    work(state, Bench::makeMessage(size));
                 } catch (const std::exception& error) {
                     state.SkipWithError(error.what());
                 }

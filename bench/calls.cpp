@@ -1,9 +1,9 @@
-// One operation a number of times and as little else as can be, for tools that count instructions:
+// Repeated calls of one operation, for tools that count instructions:
 //
 //     valgrind --tool=callgrind --toggle-collect=countedCall calls WHO OPERATION ENC SIZE COUNT
 //
-// The difference of two runs with other counts, divided by the difference of the counts, is one call. Only what is
-// under countedCall() is counted, since keys are checked with random numbers before.
+// Run it with two different counts: the difference in instructions divided by the difference in counts is one call.
+// Callgrind counts inside countedCall() only, because loading keys uses random numbers and varies from run to run.
 #include <exception>
 #include <iostream>
 #include <string>

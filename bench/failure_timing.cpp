@@ -1,7 +1,7 @@
-// How long a decryption takes to fail, by what is wrong with the token: the distributions side by side. An attacker
-// who could tell them apart would have an oracle. Nothing is passed or failed here; the eye compares.
+// Timing of failed decryptions, by kind of fault: prints the distributions side by side for a person to compare. If an
+// attacker could tell them apart, the decrypter would be an oracle.
 //
-//     failure_timing [ROUNDS]     10000 rounds unless given, each with every kind once, in random order
+//     failure_timing [ROUNDS]     default 10000; each round decrypts a token of every kind, in random order
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -15,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "torvane/platform/jose/error.hpp"
 #include "torvane/torvane.hpp"
 
 #include "tests/testing/forge.hpp"
@@ -40,11 +39,11 @@ struct Kind {
     }
 };
 
-// What a forger who knows the content key makes of a good token.
-std::vector<Kind> kindsFor(const SecKey& recipient) {
+// Forged tokens, by somebody who knows the content encryption key.
+std::vector<Kind> forgeTokens(const SecKey& recipient) {
     const std::vector<std::pair<std::string, std::function<void(ForgedJWE&)>>> faults{
-        {"a tag that is off", [](ForgedJWE& jwe) { jwe.tag.front() ^= 1; }},
-        {"bad padding, tag right",
+        {"wrong tag", [](ForgedJWE& jwe) { jwe.tag.front() ^= 1; }},
+        {"wrong padding, right tag",
          [](ForgedJWE& jwe) {
              jwe.ciphertext.assign(jwe.ciphertext.size(), 0x33);
              jwe.authenticate();
@@ -92,7 +91,7 @@ int main(int argc, char** argv) try {
     const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 10'000;
     const auto key = SoftwareKeyStore::generateRSA();
     const JWEDecrypter decrypter("RSA-OAEP-256", "A128CBC-HS256", key);
-    auto kinds = kindsFor(key.publicKey());
+    auto kinds = forgeTokens(key.publicKey());
     std::mt19937 random(std::random_device{}());
     std::vector<std::size_t> order(kinds.size());
     std::iota(order.begin(), order.end(), 0);

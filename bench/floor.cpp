@@ -10,21 +10,21 @@
 #include <openssl/rand.h>
 #include <openssl/rsa.h>
 
-#include "torvane/platform/encodings/base64.hpp"
+#include "torvane/torvane.hpp"
 
 namespace Bench {
 namespace {
 
 using Bio = Handle<BIO, BIO_free>;
 
-PkeyContext contextFor(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+PkeyContext makeContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
     auto context = owned<PkeyContext>(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
     check(initialize(context.get()) == 1);
     return context;
 }
 
-PkeyContext signatureContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
-    auto context = contextFor(key, initialize);
+PkeyContext makeSignatureContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+    auto context = makeContext(key, initialize);
     check(EVP_PKEY_CTX_set_signature_md(context.get(), EVP_sha256()) == 1);
     if (EVP_PKEY_is_a(key, "RSA") == 1) {
         check(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) == 1);
@@ -32,34 +32,34 @@ PkeyContext signatureContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
     return context;
 }
 
-PkeyContext oaepContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
-    auto context = contextFor(key, initialize);
+PkeyContext makeOAEPContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+    auto context = makeContext(key, initialize);
     check(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_OAEP_PADDING) == 1);
     check(EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) == 1);
     check(EVP_PKEY_CTX_set_rsa_mgf1_md(context.get(), EVP_sha256()) == 1);
     return context;
 }
 
-Bytes decoded(std::string_view piece) {
-    auto bytes = Torvane::decodeBase64url(piece);
+Bytes decodePart(std::string_view part) {
+    auto bytes = Torvane::decodeBase64url(part);
     check(bytes.has_value());
     return *std::move(bytes);
 }
 
 }  // namespace
 
-TokenParts takeApart(View token, ContentFloor& content) {
-    std::array<std::string_view, 5> pieces;
+TokenParts splitToken(View token, ContentFloor& content) {
+    std::array<std::string_view, 5> parts;
     std::string_view rest(reinterpret_cast<const char*>(token.data()), token.size());
-    for (auto& piece : pieces) {
-        piece = rest.substr(0, rest.find('.'));
-        rest.remove_prefix(std::min(piece.size() + 1, rest.size()));
+    for (auto& part : parts) {
+        part = rest.substr(0, rest.find('.'));
+        rest.remove_prefix(std::min(part.size() + 1, rest.size()));
     }
-    const auto iv = decoded(pieces[2]), tag = decoded(pieces[4]);
+    const auto iv = decodePart(parts[2]), tag = decodePart(parts[4]);
     check(rest.empty() && iv.size() == content.iv.size() && tag.size() == content.tag.size());
     std::copy(iv.begin(), iv.end(), content.iv.begin());
     std::copy(tag.begin(), tag.end(), content.tag.begin());
-    return {Bytes(pieces[0].begin(), pieces[0].end()), decoded(pieces[1]), decoded(pieces[3])};
+    return {Bytes(parts[0].begin(), parts[0].end()), decodePart(parts[1]), decodePart(parts[3])};
 }
 
 Pkey readKey(const std::string& pem) {
@@ -79,8 +79,8 @@ const HashFloor::Hash& HashFloor::operator()(View input) {
 }
 
 SignatureFloor::SignatureFloor(EVP_PKEY* key)
-    : signing_(signatureContext(key, EVP_PKEY_sign_init)),
-      verifying_(signatureContext(key, EVP_PKEY_verify_init)),
+    : signing_(makeSignatureContext(key, EVP_PKEY_sign_init)),
+      verifying_(makeSignatureContext(key, EVP_PKEY_verify_init)),
       signature_(static_cast<std::size_t>(EVP_PKEY_get_size(key))) {}
 
 void SignatureFloor::sign(View input) {
@@ -125,7 +125,7 @@ void ContentFloor::makeIv() {
     check(RAND_bytes(iv.data(), static_cast<int>(iv.size())) == 1);
 }
 
-// The two halves of the key, RFC 7518, section 5.2.2.1: the first authenticates, the second encrypts.
+// The first half of the key authenticates, the second half encrypts (RFC 7518, section 5.2.2.1).
 void ContentFloor::authenticate(View additionalData, View ciphertext) {
     std::array<std::uint8_t, 8> bits{};
     for (std::size_t i = 0; i < bits.size(); ++i) {
@@ -183,10 +183,10 @@ MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
     : signingKey_(readKey(keys.signing)),
       decryptionKey_(readKey(keys.decryption)),
       signature_(signingKey_.get()),
-      wrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
-      unwrapping_(oaepContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
+      wrapping_(makeOAEPContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
+      unwrapping_(makeOAEPContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
       content_(enc) {
-    auto parts = takeApart(token, content_);
+    auto parts = splitToken(token, content_);
     jweHeader_ = std::move(parts.header);
     encryptedKey_ = std::move(parts.encryptedKey);
     ciphertext_ = std::move(parts.ciphertext);
@@ -195,26 +195,26 @@ MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
     jws_.assign(decrypted_.begin(), decrypted_.begin() + static_cast<std::ptrdiff_t>(decryptedSize_));
     const std::string_view jws(reinterpret_cast<const char*>(jws_.data()), jws_.size());
     signedSize_ = jws.rfind('.');
-    signature_.setSignature(decoded(jws.substr(signedSize_ + 1)));
-    tryAll();
+    signature_.setSignature(decodePart(jws.substr(signedSize_ + 1)));
+    checkSelf();
 }
 
-// That nothing is left out shows when what was made is what was there, and each fault is found.
-void MessageFloor::tryAll() {
+// Checks that no step is missing: encoding and decoding restores the input, and every fault is detected.
+void MessageFloor::checkSelf() {
     decode();
     const Bytes signature(signature_.signature().begin(), signature_.signature().end());
     const auto wrongSignature = Bytes(signature.size(), 1);
     signature_.setSignature(wrongSignature);
-    for (const auto make : {&MessageFloor::encode, &MessageFloor::verifyEncrypt}) {
+    for (const auto run : {&MessageFloor::encode, &MessageFloor::verifyEncrypt}) {
         const auto key = content_.key;
         const auto iv = content_.iv;
         std::fill(ciphertext_.begin(), ciphertext_.end(), 0);
         std::fill(decrypted_.begin(), decrypted_.end(), 0);
-        (this->*make)();
+        (this->*run)();
         decode();
         check(content_.key != key && content_.iv != iv && decryptedSize_ == jws_.size());
         check(std::equal(jws_.begin(), jws_.end(), decrypted_.begin()));
-        // PKCS #1 v1.5 gives the same signature each time.
+        // PKCS #1 v1.5 signatures are deterministic.
         check(std::equal(signature.begin(), signature.end(), signature_.signature().begin()));
     }
     for (auto* byte : {&encryptedKey_.back(), &content_.tag.back(), &ciphertext_.front(), &jweHeader_.front()}) {

@@ -1,5 +1,5 @@
-// What no library can cost less than: the bare OpenSSL calls on the same number of bytes. Keys, contexts, fetched
-// algorithms and buffers are made beforehand, contexts are used again, and there is no base64 and no JSON.
+// The floor: the bare OpenSSL calls on the same number of bytes, which no library can undercut. Keys, contexts,
+// algorithms and buffers are prepared beforehand, contexts are reused, and there is no base64 and no JSON.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ using View = std::span<const std::uint8_t>;
 
 Pkey readKey(const std::string& pem);
 
-/// SHA-256.
+/// SHA-256 of an input.
 class HashFloor {
   public:
     using Hash = std::array<std::uint8_t, 32>;
@@ -32,12 +32,12 @@ class HashFloor {
     Hash hash_{};
 };
 
-/// SHA-256 and a signature: PKCS #1 v1.5 by an RSA key, ECDSA in DER by an EC key.
+/// SHA-256 and a signature: PKCS #1 v1.5 with an RSA key, ECDSA in DER with an EC key.
 class SignatureFloor {
   public:
     explicit SignatureFloor(EVP_PKEY* key);
     void sign(View input);
-    /// Throws when signature() is not the input's.
+    /// Throws if signature() is not a signature of the input.
     void verify(View input);
 
     View signature() const { return View(signature_).first(size_); }
@@ -50,16 +50,16 @@ class SignatureFloor {
     std::size_t size_ = 0;
 };
 
-/// A128CBC-HS256 or A256GCM: both have a key of 32 bytes and a tag of 16.
+/// A128CBC-HS256 or A256GCM; both have a key of 32 bytes and a tag of 16 bytes.
 class ContentFloor {
   public:
     explicit ContentFloor(const std::string& enc);
 
     void makeKey();
     void makeIv();
-    /// Returns how much it wrote, at most maximumSize(in.size()) bytes.
+    /// Returns the number of bytes written, at most maximumSize(in.size()).
     std::size_t encrypt(View additionalData, View in, std::uint8_t* out);
-    /// Throws when the tag, or the padding, is wrong.
+    /// Throws if the tag or the padding is wrong.
     std::size_t decrypt(View additionalData, View in, std::uint8_t* out);
 
     static std::size_t maximumSize(std::size_t plaintextSize) { return plaintextSize + 16; }
@@ -81,25 +81,24 @@ class ContentFloor {
 };
 
 struct TokenParts {
-    /// The header as it is written, the others decoded.
+    /// The header is still base64url; the others are decoded.
     Bytes header, encryptedKey, ciphertext;
 };
 
-/// The parts of a compact JWE; the initialization vector and the tag go to the content.
-TokenParts takeApart(View token, ContentFloor& content);
+/// Splits a compact JWE. Stores its initialization vector and tag in `content`.
+TokenParts splitToken(View token, ContentFloor& content);
 
-/// The primitives of one nested token: RS256, RSA-OAEP-256 and the content encryption.
+/// The primitives of a nested token: RS256, RSA-OAEP-256 and the content encryption.
 class MessageFloor {
   public:
-    /// Takes a token apart that was made with these keys, so as to work on the same bytes, and tries all operations on
-    /// it, with faults too.
+    /// Takes the parts of a token made with these keys, and checks all operations on them, also with faults.
     MessageFloor(const Keys& keys, const std::string& enc, View token);
 
-    /// From the JWS signing input to what the parts of the JWE hold.
+    /// From the JWS signing input to the parts of the JWE.
     void encode();
-    /// And back.
+    /// From the parts of the JWE to the verified JWS.
     void decode();
-    /// A JWS verified and encrypted: encode() and decode() without the RSA private operations.
+    /// Verifies a JWS and encrypts it: the RSA public operations alone.
     void verifyEncrypt();
 
     std::size_t ciphertextSize() const { return ciphertext_.size(); }
@@ -108,7 +107,7 @@ class MessageFloor {
   private:
     void encrypt();
     void decrypt();
-    void tryAll();
+    void checkSelf();
     View signingInput(const Bytes& jws) const { return View(jws).first(signedSize_); }
 
     Pkey signingKey_, decryptionKey_;

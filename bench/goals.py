@@ -1,4 +1,4 @@
-"""The goals, and how the figure of each is had from the results."""
+"""The goals, and how the figure of each is computed from the results."""
 
 from dataclasses import dataclass
 from typing import Callable
@@ -13,14 +13,14 @@ IN_CACHE = 48 << 10
 
 @dataclass
 class Goal:
-    """A limit, and the figure of somebody that is held against it."""
+    """A limit, and the figure of a party to compare with it."""
 
     what: str
     limit: float
     figure_of: Callable  # (results, who); raises Missing
     text: Callable = "{:.2f}".format
     at_least: bool = False
-    least_possible: float = 0  # less says that the measurement is wrong
+    least_possible: float = 0  # a lower figure means that the measurement is wrong
     peers: Callable = lambda results: results.peers("owned", "encode", "decode")
     quartiles_of: Callable = None  # (results, who)
 
@@ -37,7 +37,7 @@ class Goal:
         return f"missed by {factor:.3f} times"
 
     def best_peer(self, results):
-        """(figure, name) of the best that was measured, or None."""
+        """Returns (figure, name) of the best peer, or None if no peer was measured."""
         figures = []
         for who in self.peers(results):
             try:
@@ -64,7 +64,7 @@ def heap(operation, limit):
 
 
 def es256k(operation, limit):
-    """How many times as fast as the floor, which is OpenSSL's own code of this curve."""
+    """How many times as fast as the floor, which is OpenSSL's implementation of secp256k1."""
     return Goal(f"ES256K {operation}, times as fast as OpenSSL", limit,
                 lambda results, who: 1 / ratio(results, "single", operation, who, "ES256K", 1 << 10), at_least=True,
                 peers=lambda _: [])
@@ -101,7 +101,7 @@ GOALS = [
 
 
 def block(results):
-    """The table, and how many goals could not be held against a figure."""
+    """Returns the table, and the number of goals without a figure."""
     rows, unmeasured, notes = [], 0, tables.Notes()
     for goal in GOALS:
         best = goal.best_peer(results)

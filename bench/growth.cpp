@@ -1,9 +1,9 @@
-// How time and heap grow with what is put in, large messages and sets first, then what an attacker could send. Prints
-// lines of JSON: {"series":"encode","x":1024,"microseconds":701.2,"peak_bytes":9008}
+// Growth of time and heap with the input: large messages, large key sets, and hostile tokens. Prints lines of JSON:
+// {"series":"encode","x":1024,"microseconds":701.2,"peak_bytes":9008}
 //
-//     growth [quick]     quick leaves out the largest of each
+//     growth [quick]     quick leaves out the largest inputs
 //
-// x is the size in bytes, or the number of keys, dots or pieces. What cannot be read has to be refused.
+// x is the size in bytes, or the number of keys, dots or parts. Tokens that are malformed must be rejected.
 #include <algorithm>
 #include <chrono>
 #include <exception>
@@ -13,8 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "torvane/platform/encodings/base64.hpp"
-#include "torvane/platform/jose/jwe.hpp"
 #include "torvane/torvane.hpp"
 
 #include "bench/heap_counter.hpp"
@@ -29,10 +27,10 @@ using Zennet::KeyClass, Zennet::KeyType;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kibi = 1024, mebi = kibi * kibi;
-constexpr std::size_t mostRounds = 7;
-constexpr auto enoughTime = std::chrono::seconds(2);
+constexpr std::size_t maximumRounds = 7;
+constexpr auto maximumTime = std::chrono::seconds(2);
 
-// What the largest of each series is divided by.
+// Divides the largest input of each series.
 std::size_t divisor = 1;
 
 void measure(const std::string& series, std::size_t x, const std::function<void()>& call) {
@@ -40,7 +38,7 @@ void measure(const std::string& series, std::size_t x, const std::function<void(
     call();
     std::vector<double> microseconds;
     std::size_t peak = 0;
-    while (microseconds.empty() || (microseconds.size() < mostRounds && Clock::now() - start < enoughTime)) {
+    while (microseconds.empty() || (microseconds.size() < maximumRounds && Clock::now() - start < maximumTime)) {
         const Bench::HeapWatch watch;
         const auto begin = Clock::now();
         call();
@@ -54,19 +52,19 @@ void measure(const std::string& series, std::size_t x, const std::function<void(
               << std::flush;
 }
 
-// A call that has to throw one of the library's errors.
-void measureRefusal(const std::string& series, std::size_t x, const std::function<void()>& call) {
+// Measures a call that must throw one of the library's errors.
+void measureRejection(const std::string& series, std::size_t x, const std::function<void()>& call) {
     measure(series, x, [&] {
         try {
             call();
         } catch (const Error&) {
             return;
         }
-        throw std::logic_error(series + " was not refused");
+        throw std::logic_error(series + " was not rejected");
     });
 }
 
-std::vector<std::size_t> steps(std::size_t first, std::size_t last, std::size_t factor) {
+std::vector<std::size_t> makeSteps(std::size_t first, std::size_t last, std::size_t factor) {
     std::vector<std::size_t> values;
     for (auto x = first; x <= last / divisor; x *= factor) values.push_back(x);
     return values;
@@ -76,102 +74,102 @@ const std::string enc = "A128CBC-HS256";
 
 void measureMessages() {
     for (const std::string what : {"encode", "decode"}) {
-        for (const auto size : steps(kibi, 64 * mebi, 4)) {
+        for (const auto size : makeSteps(kibi, 64 * mebi, 4)) {
             const auto operation = Bench::makeOperation("torvane", what, enc, size);
             measure(what, size, [&] { operation(); });
         }
     }
 }
 
-JsonWebKey ownKey(const std::string& pem, JWKUse use, const char* id) {
+JsonWebKey loadKey(const std::string& pem, JWKUse use, const char* id) {
     return {SoftwareKeyStore::load(asBytes(pem)), KeyClass::privateKey, KeyType::RSA2048Key, use, id};
 }
 
 void measureSets() {
     const auto keys = Bench::readKeys();
-    const auto signing = ownKey(keys.signing, JWKUse::JWK_SIG, "sign");
-    const auto decryption = ownKey(keys.decryption, JWKUse::JWK_ENC, "decrypt");
+    const auto signing = loadKey(keys.signing, JWKUse::JWK_SIG, "sign");
+    const auto decryption = loadKey(keys.decryption, JWKUse::JWK_ENC, "decrypt");
     const auto helperFor = [&](const JsonWebKeySet& peer) {
         return JOSEHelper::Builder().setSenderJwkSet({decryption}).setRecipientJwkSet(peer).create();
     };
-    const auto message = Bench::messageOf(100);
-    const auto token = Bench::partyNamed("torvane", enc).encode(message);
-    for (const auto count : steps(1, 100'000, 10)) {
-        const auto text = Bench::setOfKeys(count);
+    const auto message = Bench::makeMessage(100);
+    const auto token = Bench::findParty("torvane", enc).encode(message);
+    for (const auto count : makeSteps(1, 100'000, 10)) {
+        const auto text = Bench::makeKeySet(count);
         measure("set_parse", count, [&] { JsonWebKeySet(asBytes(text)); });
         const JsonWebKeySet set(asBytes(text));
         const JSONValue::Object last{{"kid", "k" + std::to_string(count - 1)},
                                      {"use", JSONValue::opaque(JWKUse::JWK_SIG)},
                                      {"kty", JSONValue::opaque(KeyType::RSA2048Key)}};
         measure("set_find", count, [&] {
-            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) throw std::logic_error("not the one key");
+            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) throw std::logic_error("the key was not found");
         });
         measure("helper_create", count, [&] { helperFor(set); });
 
-        // The signature is tried with each key of its id, and the right one is the last.
-        JsonWebKeySet sameId(asBytes(Bench::setOfKeys(count, "sign")));
+        // All keys have the token's key id, and the right one is the last that is tried.
+        JsonWebKeySet sameId(asBytes(Bench::makeKeySet(count, "sign")));
         sameId.jwks.emplace_back(signing.key().publicKey(), JWKUse::JWK_SIG, "sign");
         const auto helper = helperFor(sameId);
         measure("hostile_same_kid", count, [&] {
-            if (helper.decodeMessage(token) != message) throw std::logic_error("another message");
+            if (helper.decodeMessage(token) != message) throw std::logic_error("decoded to a different message");
         });
     }
 }
 
-std::string flatHeader(std::string header, std::size_t size) {
+std::string makeFlatHeader(std::string header, std::size_t size) {
     for (std::size_t i = 0; header.size() < size; ++i) header += ",\"m" + std::to_string(i) + "\":0";
     return header + '}';
 }
 
-std::string nestedHeader(const std::string& header, std::size_t size) {
+std::string makeNestedHeader(const std::string& header, std::size_t size) {
     const auto depth = (size - header.size()) / 2;
     return header + R"(,"m":)" + std::string(depth, '[') + std::string(depth, ']') + '}';
 }
 
-std::string repeated(std::string_view piece, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) text += piece;
-    return text;
+std::string repeat(std::string_view text, std::size_t count) {
+    std::string result;
+    for (std::size_t i = 0; i < count; ++i) result += text;
+    return result;
 }
 
 void measureHostileTokens() {
-    auto& torvane = Bench::partyNamed("torvane", enc);
+    auto& torvane = Bench::findParty("torvane", enc);
     const auto decode = [&](std::string_view text) { torvane.decode(asBytes(text)); };
-    const auto token = std::string(asText(torvane.encode(Bench::messageOf(100))));
-    const auto withHeader = [&](const std::string& header) {
-        ByteBuffer piece;
-        appendBase64url(piece, asBytes(header));
-        return std::string(asText(piece)) + token.substr(token.find('.'));
+    const JWEDecrypter decrypter("RSA-OAEP-256", enc, SoftwareKeyStore::load(asBytes(Bench::readKeys().decryption)));
+    const auto token = std::string(asText(torvane.encode(Bench::makeMessage(100))));
+    const auto replaceHeader = [&](const std::string& header) {
+        return encodeBase64url(asBytes(header)) + token.substr(token.find('.'));
     };
     const std::string start = R"({"alg":"RSA-OAEP-256","enc":")" + enc + R"(","kid":"decrypt")";
-    for (const auto size : steps(kibi, mebi, 4)) {
-        const auto flat = withHeader(flatHeader(start, size)), nested = withHeader(nestedHeader(start, size));
-        measureRefusal("hostile_header_flat", size, [&] { decode(flat); });
-        measureRefusal("hostile_header_nested", size, [&] { decode(nested); });
+    for (const auto size : makeSteps(kibi, mebi, 4)) {
+        const auto flat = replaceHeader(makeFlatHeader(start, size));
+        const auto nested = replaceHeader(makeNestedHeader(start, size));
+        measureRejection("hostile_header_flat", size, [&] { decode(flat); });
+        measureRejection("hostile_header_nested", size, [&] { decode(nested); });
     }
-    for (const auto count : steps(5, 5'000'000, 10)) {
-        for (const auto& [name, piece] : {std::pair{"dots", "."}, {"pieces", "QUJD."}}) {
-            const auto text = repeated(piece, count) + "QUJD";
+    for (const auto count : makeSteps(5, 5'000'000, 10)) {
+        for (const auto& [name, part] : {std::pair{"dots", "."}, {"pieces", "QUJD."}}) {
+            const auto text = repeat(part, count) + "QUJD";
             const auto series = std::string("hostile_") + name;
-            measureRefusal(series + "_message", count, [&] { decode(text); });
-            measureRefusal(series + "_jwe", count, [&] { JOSE::ReceivedJWE{asBytes(text)}; });
+            measureRejection(series + "_message", count, [&] { decode(text); });
+            measureRejection(series + "_jwe", count, [&] { decrypter.decryptJWE(text); });
         }
         const std::string dots(count, '.');
-        measureRefusal("hostile_dots_structure", count, [&] { JsonWebStructure{dots}; });
-        // Decoded whatever their number, so the last one has to be wrong.
-        const auto pieces = repeated("QUJD.", count) + "!";
-        measureRefusal("hostile_pieces_structure", count, [&] { JsonWebStructure{pieces}; });
+        measureRejection("hostile_dots_structure", count, [&] { JsonWebStructure{dots}; });
+        // The structure decodes any number of parts, so the last one must be malformed.
+        const auto parts = repeat("QUJD.", count) + "!";
+        measureRejection("hostile_pieces_structure", count, [&] { JsonWebStructure{parts}; });
     }
-    for (const auto size : steps(16 * kibi, 16 * mebi, 4)) {
-        // A message grows by 16/9 on its way.
-        auto text = std::string(asText(torvane.encode(Bench::messageOf(size / 16 * 9))));
-        const auto wrongAt = [&](const std::string& series, std::size_t place) {
+    for (const auto size : makeSteps(16 * kibi, 16 * mebi, 4)) {
+        // A token is 16/9 times as long as its message: base64url is applied twice.
+        auto text = std::string(asText(torvane.encode(Bench::makeMessage(size / 16 * 9))));
+        const auto corruptAt = [&](const std::string& series, std::size_t place) {
             auto wrong = text;
             wrong[place] = '!';
-            measureRefusal(series, text.size(), [&] { decode(wrong); });
+            measureRejection(series, text.size(), [&] { decode(wrong); });
         };
-        wrongAt("hostile_end", text.size() - 1);
-        wrongAt("hostile_ciphertext", text.rfind('.') - 1);
+        corruptAt("hostile_end", text.size() - 1);
+        corruptAt("hostile_ciphertext", text.rfind('.') - 1);
     }
 }
 
@@ -184,7 +182,7 @@ int main(int count, char** arguments) try {
         std::cerr << "usage: growth [quick]\n";
         return 2;
     }
-    Bench::tryHeapWatch();
+    Bench::checkHeapWatch();
     measureMessages();
     measureSets();
     measureHostileTokens();

@@ -1,4 +1,4 @@
-// What one call takes from the heap, as a line of JSON, after one call before it: medians of seven.
+// Heap use of one operation, as a line of JSON: medians of seven calls, after one call that is not counted.
 //
 //     heap_calls WHO OPERATION ENC SIZE
 #include <algorithm>
@@ -15,7 +15,7 @@ int main(int count, char** arguments) try {
         std::cerr << "usage: heap_calls WHO encode|decode|verify_encrypt ENC SIZE\n";
         return 2;
     }
-    Bench::tryHeapWatch();
+    Bench::checkHeapWatch();
     const std::string who = arguments[1], what = arguments[2], enc = arguments[3], size = arguments[4];
     const auto operation = Bench::makeOperation(who, what, enc, std::stoul(size));
     operation();

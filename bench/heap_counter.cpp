@@ -12,7 +12,8 @@
 #include <openssl/crypto.h>
 
 extern "C" {
-// What glibc exports for this purpose. NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// glibc exports these for replacements of malloc().
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
@@ -25,7 +26,7 @@ namespace {
 
 std::atomic<std::size_t> live, peak, allocationCount;
 
-void* taken(void* block) noexcept {
+void* countAllocation(void* block) noexcept {
     allocationCount.fetch_add(1, std::memory_order_relaxed);
     const auto size = malloc_usable_size(block);
     const auto now = live.fetch_add(size, std::memory_order_relaxed) + size;
@@ -40,13 +41,13 @@ void* taken(void* block) noexcept {
 #define BENCH_HEAP extern "C" __attribute__((visibility("default")))
 
 BENCH_HEAP void* malloc(std::size_t size) {
-    return taken(__libc_malloc(size));
+    return countAllocation(__libc_malloc(size));
 }
 BENCH_HEAP void* calloc(std::size_t count, std::size_t size) {
-    return taken(__libc_calloc(count, size));
+    return countAllocation(__libc_calloc(count, size));
 }
 BENCH_HEAP void* memalign(std::size_t alignment, std::size_t size) {
-    return taken(__libc_memalign(alignment, size));
+    return countAllocation(__libc_memalign(alignment, size));
 }
 BENCH_HEAP void* aligned_alloc(std::size_t alignment, std::size_t size) {
     return memalign(alignment, size);
@@ -63,7 +64,7 @@ BENCH_HEAP void* realloc(void* block, std::size_t size) {
     const auto before = malloc_usable_size(block);
     void* const moved = __libc_realloc(block, size);
     if (moved != nullptr || size == 0) live.fetch_sub(before, std::memory_order_relaxed);
-    return taken(moved);
+    return countAllocation(moved);
 }
 
 namespace Bench {
@@ -80,24 +81,24 @@ std::size_t HeapWatch::allocations() const {
     return allocationCount - allocationsBefore_;
 }
 
-void tryHeapWatch() {
+void checkHeapWatch() {
     constexpr std::size_t size = 100'000;
     const std::string text(size, 'a');
-    const auto mustSee = [](const std::string& whose, const auto& allocate, const auto& release) {
+    const auto requireCounted = [](const std::string& whose, const auto& allocate, const auto& release) {
         const auto before = live.load();
         const HeapWatch watch;
         auto* const block = allocate();
         const auto during = live.load();
         release(block);
         if (watch.allocations() != 1 || watch.peakBytes() < size || during != peak || live != before) {
-            throw std::logic_error("the heap of " + whose + " is not counted");
+            throw std::logic_error("allocations of " + whose + " are not counted");
         }
     };
-    mustSee(
+    requireCounted(
         "C++", [] { return ::operator new(size); }, [](void* block) { ::operator delete(block); });
-    mustSee(
+    requireCounted(
         "the C library", [&] { return strdup(text.c_str()); }, [](char* block) { std::free(block); });
-    mustSee(
+    requireCounted(
         "OpenSSL", [] { return OPENSSL_malloc(size); }, [](void* block) { OPENSSL_free(block); });
 }
 

@@ -1,29 +1,29 @@
-// What a program that this is linked into takes from the heap: C++, OpenSSL and everything else, by a malloc of its own
-// over the C library's.
+// Counter of heap use: replaces malloc() of the program that links it, so that it sees C++, OpenSSL and everything
+// else.
 #pragma once
 
 #include <cstddef>
 
 namespace Bench {
 
-/// What happens on the heap during its lifetime. One at a time.
+/// Heap use since construction. Only one may exist at a time.
 class HeapWatch {
   public:
     HeapWatch();
     HeapWatch(const HeapWatch&) = delete;
     HeapWatch& operator=(const HeapWatch&) = delete;
 
-    /// The most bytes that were live at once, less those that were before; as the heap rounds them, and without what a
-    /// moving realloc() has twice for a moment.
+    /// The largest number of bytes allocated at once, beyond those allocated before. Counts usable block sizes, and
+    /// does not count both blocks while realloc() moves one.
     std::size_t peakBytes() const;
-    /// Calls of malloc(), calloc(), realloc() and the aligned ones.
+    /// Calls of malloc(), calloc(), realloc() and the functions for aligned memory.
     std::size_t allocations() const;
 
   private:
     std::size_t liveBefore_, allocationsBefore_;
 };
 
-/// Throws unless allocations by C++, by the C library and by OpenSSL are seen.
-void tryHeapWatch();
+/// Throws unless allocations by C++, the C library and OpenSSL are counted.
+void checkHeapWatch();
 
 }  // namespace Bench

@@ -6,7 +6,7 @@
 
 namespace Bench {
 
-std::string setOfKeys(std::size_t count, const std::string& id) {
+std::string makeKeySet(std::size_t count, const std::string& id) {
     using namespace Torvane;
     const auto key = SoftwareKeyStore::load(asBytes(readKeys().decryption)).publicKey();
     const auto jwk = JOSE::RSAPublicKey(key, {});

@@ -1,4 +1,4 @@
-// JWK Sets of many keys.
+// Large JWK Sets.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace Bench {
 
-/// The JSON text of a set of RSA keys to sign with, all with the same numbers: of the decryption key, so that none of
-/// them verifies anything. Without an id each has its own, "k0" onwards.
-std::string setOfKeys(std::size_t count, const std::string& id = "");
+/// The JSON text of a set of RSA signature keys. All have the modulus of the decryption key, so none verifies a token.
+/// All have the given id or, if that is empty, ids from "k0" on.
+std::string makeKeySet(std::size_t count, const std::string& id = "");
 
 }  // namespace Bench

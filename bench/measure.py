@@ -1,7 +1,7 @@
-"""Runs every benchmark and leaves what it measured in RESULTS: measure.py PROGRAMS RESULTS [--quick]
+"""Runs every benchmark and writes the measurements to RESULTS: measure.py PROGRAMS RESULTS [--quick]
 
-PROGRAMS is the folder of the built benchmarks. A program that fails leaves nothing, or a line that says why, which the
-report shows as not measured.
+PROGRAMS is the folder of the built benchmarks. If a program fails, its file is missing or has a line with the reason,
+and the report shows "not measured".
 """
 
 import argparse
@@ -20,11 +20,11 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 ENCS = ["A128CBC-HS256", "A256GCM"]
 SIZES = [100, 1 << 10, 64 << 10, 1 << 20, 16 << 20]
-# "owned": freed memory stays with the process. "fresh": every large block is new pages, and goes back.
+# "owned": freed memory stays with the process. "fresh": each large block is mapped anew and unmapped when freed.
 HEAPS = {"owned": "glibc.malloc.mmap_max=0:glibc.malloc.trim_threshold=68719476736",
          "fresh": "glibc.malloc.mmap_threshold=131072"}
-MOST_MEMORY = 8 << 30
-# OpenSSL makes new numbers to blind RSA with every 32 calls: the difference has to hold some of them.
+MAXIMUM_MEMORY = 8 << 30
+# OpenSSL renews its RSA blinding every 32 calls: the difference of the counts has to cover some renewals.
 COUNTS = [16, 80]
 QUICK_COUNTS = [2, 6]
 PACKAGES = ["libssl3", "libsecp256k1-1", "libcjose0", "libjose0", "librhonabwy1.1", "python3-jwcrypto",
@@ -36,7 +36,7 @@ class Failed(Exception):
 
 
 def run(command, heap=None, seconds=120, **options):
-    """What the program printed; raises Failed with its last words."""
+    """Returns the output of the program; raises Failed with the last line of its errors."""
     environment = os.environ | ({"GLIBC_TUNABLES": HEAPS[heap]} if heap else {})
     try:
         ran = subprocess.run(list(map(str, command)), env=environment, timeout=seconds, text=True,
@@ -52,11 +52,11 @@ def run(command, heap=None, seconds=120, **options):
 
 
 def limit_memory():
-    resource.setrlimit(resource.RLIMIT_AS, (MOST_MEMORY, MOST_MEMORY))
+    resource.setrlimit(resource.RLIMIT_AS, (MAXIMUM_MEMORY, MAXIMUM_MEMORY))
 
 
 def in_parallel(measure_one, cases):
-    """For what is counted and not timed, and does not mind what else runs."""
+    """Runs measurements in parallel that count instead of timing, which other programs do not disturb."""
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         return pool.map(measure_one, cases)
 
@@ -72,7 +72,7 @@ class Measurement:
             file.writelines(json.dumps(line) + "\n" for line in lines)
 
     def write_printed(self, name, *command, **options):
-        """The lines that a program prints."""
+        """Runs a program and writes the lines of JSON that it prints."""
         try:
             self.write(name, map(json.loads, run(command, **options).splitlines()))
         except Failed as failed:
@@ -89,7 +89,7 @@ class Measurement:
             print(f"{program}: {failed}", file=sys.stderr)
 
     def times(self):
-        """In passes, between which come the peers that have a process of their own."""
+        """Measures in passes; the peers that run in processes of their own come between them."""
         passes, repetitions, seconds = (1, 1, 0.01) if self.quick else (2, 4, 0.1)
         all_sizes = f"--benchmark_filter=/({'|'.join(self.encs)})/"
         large = f"--benchmark_filter=^(en|de)code/.*/{ENCS[0]}/({SIZES[-2]}|{SIZES[-1]})(/|$)"
@@ -109,7 +109,7 @@ class Measurement:
 
     @functools.cached_property
     def parties(self):
-        """Those who took part in the benchmark of messages."""
+        """The parties of the benchmark of messages."""
         cases = json.loads((self.folder / "owned-0.json").read_text())["benchmarks"]
         return list(dict.fromkeys(case["name"].split("/")[1] for case in cases))
 
@@ -128,7 +128,7 @@ class Measurement:
             return case | {"error": str(failed)}
 
     def faults(self):
-        """How many pages the kernel gave for a call, which shows whether HEAPS does what it should."""
+        """Counts the page faults of a call, which show whether HEAPS works."""
         for heap in HEAPS:
             calls, faults = [2, 6], []
             for count in calls:
@@ -159,7 +159,7 @@ class Measurement:
     def machine(self):
         load = round(os.getloadavg()[0], 2)
         if load > 0.3:
-            print(f"The load is {load}: what else runs disturbs the times.", file=sys.stderr)
+            print(f"The load is {load}: other programs disturb the times.", file=sys.stderr)
         processor = re.search(r"^model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
         about = {
             "date": datetime.date.today().isoformat(),

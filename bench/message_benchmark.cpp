@@ -1,5 +1,5 @@
-// A message out and in again: the library and its peers beside the bare primitives, in one run. What counts is the
-// ratio of each to the floor:
+// Benchmark of messages: encoding and decoding by the library and its peers, beside the floor, in one run. The ratios
+// to the floor are what counts:
 //
 //     build/release/bench/message_benchmark --benchmark_repetitions=7 --benchmark_enable_random_interleaving
 #include <benchmark/benchmark.h>
@@ -21,14 +21,14 @@ void run(benchmark::State& state, const Subject& subject) {
     const auto& [who, what, enc, size] = subject;
     static std::map<std::string, std::string> trials;
     auto trial = trials.find(subject.name());
-    if (trial == trials.end()) trial = trials.emplace(subject.name(), Bench::whyNot(who, what, enc, size)).first;
+    if (trial == trials.end()) trial = trials.emplace(subject.name(), Bench::tryOperation(who, what, enc, size)).first;
     if (!trial->second.empty()) {
         state.SkipWithError(trial->second.c_str());
         return;
     }
     const auto operation = Bench::makeOperation(who, what, enc, size);
     for (auto _ : state) operation();
-    state.SetLabel(Bench::difference(who, enc));
+    state.SetLabel(Bench::describeDifference(who, enc));
 }
 
 void add(const Subject& subject) {
@@ -42,7 +42,7 @@ int main(int count, char** arguments) {
         for (const std::size_t size : {100U, 1024U, 64U << 10, 1U << 20, 16U << 20}) {
             for (const std::string what : {"encode", "decode"}) {
                 add({"floor", what, enc, size});
-                for (const auto& party : Bench::parties(enc)) add({party->name(), what, enc, size});
+                for (const auto& party : Bench::loadParties(enc)) add({party->name(), what, enc, size});
             }
             for (const std::string who : {"floor", "torvane"}) add({who, "verify_encrypt", enc, size});
         }

@@ -1,4 +1,4 @@
-// Owning handles over OpenSSL, and failures as exceptions. What the floor is made of.
+// Owning handles of OpenSSL objects, and checks that throw.
 #pragma once
 
 #include <memory>
@@ -33,14 +33,14 @@ inline void check(bool succeeded, const char* file = __builtin_FILE(), int line 
     if (!succeeded) throw std::runtime_error("failed at " + std::string(file) + ":" + std::to_string(line));
 }
 
-/// Takes over what OpenSSL made.
+/// Takes ownership of an object; throws if it is null.
 template <class Owner>
 Owner owned(typename Owner::pointer made, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     check(made != nullptr, file, line);
     return Owner(made);
 }
 
-/// Whether the call fails a check. Leaves no error in OpenSSL's queue.
+/// Whether the call throws std::runtime_error. Clears OpenSSL's error queue.
 template <class Call>
 bool fails(Call call) {
     try {

@@ -6,7 +6,7 @@
 
 #include <openssl/err.h>
 
-#include "torvane/support/errors.hpp"
+#include "torvane/torvane.hpp"
 
 #include "bench/floor.hpp"
 #include "bench/torvane_party.hpp"
@@ -14,11 +14,11 @@
 namespace Bench {
 namespace {
 
-Operation floorOperation(const std::string& what, const std::string& enc, std::size_t size) {
+Operation makeFloorOperation(const std::string& what, const std::string& enc, std::size_t size) {
     static std::map<std::pair<std::string, std::size_t>, std::shared_ptr<MessageFloor>> floors;
     auto& floor = floors[{enc, size}];
     if (!floor) {
-        const auto token = partyNamed("torvane", enc).encode(messageOf(size));
+        const auto token = findParty("torvane", enc).encode(makeMessage(size));
         floor = std::make_shared<MessageFloor>(readKeys(), enc, token);
     }
     if (what == "encode") return [floor] { return floor->encode(), floor->ciphertextSize(); };
@@ -29,7 +29,7 @@ Operation floorOperation(const std::string& what, const std::string& enc, std::s
 
 }  // namespace
 
-Bytes messageOf(std::size_t size) {
+Bytes makeMessage(std::size_t size) {
     Bytes message(size);
     std::uint32_t random = 1;
     for (auto& byte : message) {
@@ -39,21 +39,21 @@ Bytes messageOf(std::size_t size) {
     return message;
 }
 
-const std::vector<std::unique_ptr<Party>>& parties(const std::string& enc) {
-    static std::map<std::string, std::vector<std::unique_ptr<Party>>> made;
-    auto& those = made[enc];
-    if (those.empty()) those = makeParties(readKeys(), enc);
-    return those;
+const std::vector<std::unique_ptr<Party>>& loadParties(const std::string& enc) {
+    static std::map<std::string, std::vector<std::unique_ptr<Party>>> loaded;
+    auto& parties = loaded[enc];
+    if (parties.empty()) parties = makeParties(readKeys(), enc);
+    return parties;
 }
 
-Party& partyNamed(const std::string& who, const std::string& enc) {
-    for (const auto& party : parties(enc)) {
+Party& findParty(const std::string& who, const std::string& enc) {
+    for (const auto& party : loadParties(enc)) {
         if (party->name() == who) return *party;
     }
     throw std::invalid_argument("no party " + who);
 }
 
-Party& partnerOf(Party& party, const std::string& enc) {
+Party& findPartner(Party& party, const std::string& enc) {
     static std::map<std::pair<std::string, std::string>, std::unique_ptr<Party>> made;
     const std::pair work(party.keyManagement(), enc);
     if (!made.contains(work)) {
@@ -70,20 +70,20 @@ Party& partnerOf(Party& party, const std::string& enc) {
 }
 
 Operation makeOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
-    // What one party leaves in OpenSSL's error queue is not to slow down the next.
+    // Errors that one party leaves in OpenSSL's queue would slow down the next.
     ERR_clear_error();
-    if (who == "floor") return floorOperation(what, enc, size);
-    auto& party = partyNamed(who, enc);
+    if (who == "floor") return makeFloorOperation(what, enc, size);
+    auto& party = findParty(who, enc);
     if (what == "encode") {
-        return [&party, message = messageOf(size)] { return party.encode(message).size(); };
+        return [&party, message = makeMessage(size)] { return party.encode(message).size(); };
     }
     if (what == "decode") {
-        return [&party, token = std::make_shared<const Result>(partnerOf(party, enc).encode(messageOf(size)))] {
+        return [&party, token = std::make_shared<const Result>(findPartner(party, enc).encode(makeMessage(size)))] {
             return party.decode(*token).size();
         };
     }
     if (what == "verify_encrypt" && who == "torvane") {
-        return makeTorvaneVerifyEncrypt(readKeys(), enc, messageOf(size));
+        return makeTorvaneVerifyEncrypt(readKeys(), enc, makeMessage(size));
     }
     throw std::invalid_argument("no operation " + what + " of " + who);
 }

@@ -1,4 +1,4 @@
-// What is measured, ready to be called over and over.
+// Operations to measure, with their parties and messages.
 #pragma once
 
 #include <cstddef>
@@ -10,21 +10,22 @@
 
 namespace Bench {
 
-/// One call; returns the size of its result, which is gone then.
+/// Runs the operation once, frees the result and returns the result's size in bytes.
 using Operation = std::function<std::size_t()>;
 
-/// The same bytes for each run, of all values.
-Bytes messageOf(std::size_t size);
+/// Pseudo-random bytes, the same in each run.
+Bytes makeMessage(std::size_t size);
 
-/// The parties for an enc, with their keys loaded once in a process.
-const std::vector<std::unique_ptr<Party>>& parties(const std::string& enc);
-Party& partyNamed(const std::string& who, const std::string& enc);
+/// The parties for a content encryption algorithm. Loads their keys once in a process.
+const std::vector<std::unique_ptr<Party>>& loadParties(const std::string& enc);
+Party& findParty(const std::string& who, const std::string& enc);
 
-/// Who exchanges tokens with a party: torvane with its key management or, where torvane refuses that, itself.
-Party& partnerOf(Party& party, const std::string& enc);
+/// The partner that exchanges tokens with a party: torvane with the same key management algorithm or, if torvane does
+/// not support that, the party itself.
+Party& findPartner(Party& party, const std::string& enc);
 
-/// who: "floor" or a party's name. what: "encode"; "decode", of a token that the partner made; "verify_encrypt", which
-/// only the floor and torvane do. Throws std::invalid_argument for what there is not.
+/// Prepares an operation. who: "floor" or a party's name. what: "encode"; "decode", of a token by the partner; or
+/// "verify_encrypt", for the floor and torvane only. Throws std::invalid_argument for an unknown party or operation.
 Operation makeOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size);
 
 }  // namespace Bench

@@ -1,10 +1,9 @@
-// Signatures, key agreement and keys by themselves: the library beside the bare OpenSSL calls.
+// Benchmark of signatures, key agreement, keys and key sets, beside the floor.
 #include <benchmark/benchmark.h>
 #include <string>
 
 #include <openssl/pem.h>
 
-#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/torvane.hpp"
 
 #include "bench/agreement_floor.hpp"
@@ -36,41 +35,42 @@ void add(const std::string& name, Work work) {
 struct Signing {
     JOSE::SignatureAlgorithm algorithm;
     JsonWebKey privateKey, publicKey;
-    // For OpenSSL; another key of the kind, but for RSA.
+    // For OpenSSL: the same RSA key, or another key on the same curve.
     std::shared_ptr<EVP_PKEY> floorKey;
 };
 
-std::shared_ptr<EVP_PKEY> generated(const char* curve) {
+std::shared_ptr<EVP_PKEY> generateKey(const char* curve) {
     return {owned<Bench::Pkey>(EVP_EC_gen(curve)).release(), EVP_PKEY_free};
 }
 
-JsonWebKey keyOf(const SecKey& key, KeyType type) {
+JsonWebKey makeKey(const SecKey& key, KeyType type) {
     return {key, key.isPublicKey() ? KeyClass::publicKey : KeyClass::privateKey, type, JWK_SIG, "k"};
 }
 
-Signing signingBy(const std::string& name) {
+Signing makeSigning(const std::string& name) {
     using enum JOSE::SignatureAlgorithm;
     if (name == "RS256") {
         const auto pem = Bench::readKeys().signing;
         const auto key = SoftwareKeyStore::load(asBytes(pem));
         return {RS256,
-                keyOf(key, KeyType::RSA2048Key),
-                keyOf(key.publicKey(), KeyType::RSA2048Key),
+                makeKey(key, KeyType::RSA2048Key),
+                makeKey(key.publicKey(), KeyType::RSA2048Key),
                 {Bench::readKey(pem).release(), EVP_PKEY_free}};
     }
     if (name == "ES256") {
         const auto key = SoftwareKeyStore::generateEC(EllipticCurve::P256);
-        return {ES256, keyOf(key, KeyType::EC256Key), keyOf(key.publicKey(), KeyType::EC256Key), generated("P-256")};
+        return {ES256, makeKey(key, KeyType::EC256Key), makeKey(key.publicKey(), KeyType::EC256Key),
+                generateKey("P-256")};
     }
     const auto pair = Zennet::Secp256k1Utils::generateKeyPair();
     return {ES256K,
             {pair.privateKey, JWK_SIG, "k", pair.publicKey},
             {pair.publicKey, JWK_SIG, "k"},
-            generated("secp256k1")};
+            generateKey("secp256k1")};
 }
 
-// Over the signing input of the library's JWS; that it is not another one is tried.
-std::pair<Bench::SignatureFloor, ByteBuffer> signatureFloor(const Signing& signing, const ByteBuffer& jws) {
+// The floor and the signing input of the library's JWS. Checks that the floor signs this input.
+std::pair<Bench::SignatureFloor, ByteBuffer> makeSignatureFloor(const Signing& signing, const ByteBuffer& jws) {
     Bench::SignatureFloor floor(signing.floorKey.get());
     const auto dot = asText(jws).rfind('.');
     ByteBuffer input(jws.begin(), jws.begin() + static_cast<std::ptrdiff_t>(dot));
@@ -87,31 +87,31 @@ std::pair<Bench::SignatureFloor, ByteBuffer> signatureFloor(const Signing& signi
 }
 
 void addSignatures(const std::string& name) {
-    const auto signing = signingBy(name);
-    const auto payload = Bench::messageOf(messageSize);
+    const auto signing = makeSigning(name);
+    const auto payload = Bench::makeMessage(messageSize);
     const JWSSigner signer(signing.algorithm, signing.privateKey);
     const JWSVerifier verifier(signing.algorithm, signing.publicKey);
     const auto jws = signer.signJWT(payload);
     const auto rest = '/' + name + '/' + std::to_string(messageSize);
     add("sign/floor" + rest, [=](benchmark::State& state) {
-        auto [floor, input] = signatureFloor(signing, jws);
+        auto [floor, input] = makeSignatureFloor(signing, jws);
         for (auto _ : state) floor.sign(input);
     });
     add("sign/torvane" + rest, [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(signer.signJWT(payload));
     });
     add("verify/floor" + rest, [=](benchmark::State& state) {
-        auto [floor, input] = signatureFloor(signing, jws);
+        auto [floor, input] = makeSignatureFloor(signing, jws);
         for (auto _ : state) floor.verify(input);
     });
     add("verify/torvane" + rest, [=](benchmark::State& state) {
-        if (verifier.verifyJWS(jws) != payload) throw std::runtime_error("another payload");
+        if (verifier.verifyJWS(jws) != payload) throw std::runtime_error("different payload");
         for (auto _ : state) benchmark::DoNotOptimize(verifier.verifyJWS(jws));
     });
 }
 
-// A new key on P-256, as PKCS #8.
-std::string agreementKey() {
+// A new key on P-256, as PKCS #8 PEM.
+std::string generateAgreementKey() {
     using Bio = Bench::Handle<BIO, BIO_free>;
     const auto key = owned<Bench::Pkey>(EVP_EC_gen("P-256"));
     const auto text = owned<Bio>(BIO_new(BIO_s_mem()));
@@ -122,9 +122,9 @@ std::string agreementKey() {
 }
 
 void addAgreement() {
-    const auto pem = agreementKey();
+    const auto pem = generateAgreementKey();
     const auto key = SoftwareKeyStore::load(asBytes(pem));
-    const auto payload = Bench::messageOf(messageSize);
+    const auto payload = Bench::makeMessage(messageSize);
     const JWEEncrypter encrypter("ECDH-ES", "A128CBC-HS256", key.publicKey(), "k");
     const JWEDecrypter decrypter("ECDH-ES", "A128CBC-HS256", key);
     const auto token = encrypter.encryptJWT(payload);
@@ -141,21 +141,21 @@ void addAgreement() {
         for (auto _ : state) floor.decrypt();
     });
     add("decrypt/torvane" + rest, [=](benchmark::State& state) {
-        if (decrypter.decryptJWE(token) != payload) throw std::runtime_error("another payload");
+        if (decrypter.decryptJWE(token) != payload) throw std::runtime_error("different payload");
         for (auto _ : state) benchmark::DoNotOptimize(decrypter.decryptJWE(token));
     });
 }
 
 void addKeys() {
     for (const std::string kind : {"RS256", "ES256"}) {
-        const auto key = signingBy(kind).publicKey;
+        const auto key = makeSigning(kind).publicKey;
         add("jwk_parse/torvane/" + kind,
             [text = key.encode().value(), type = key.key().keyType().value()](benchmark::State& state) {
                 for (auto _ : state) benchmark::DoNotOptimize(JsonWebKey(text, type));
             });
     }
-    // Such keys are read from the members of a set.
-    const auto text = R"({"keys":[)" + signingBy("ES256K").publicKey.encodeToString().value() + "]}";
+    // secp256k1 keys can be read from the JSON object of a set only.
+    const auto text = R"({"keys":[)" + makeSigning("ES256K").publicKey.encodeToString().value() + "]}";
     add("jwk_parse/torvane/ES256K", [text](benchmark::State& state) {
         for (auto _ : state) {
             const auto set = JSONSerialization::jsonObject(asBytes(text));
@@ -163,15 +163,16 @@ void addKeys() {
         }
     });
     for (const std::size_t count : {1U, 10U, 1000U}) {
-        add("set_parse/torvane/" + std::to_string(count), [text = Bench::setOfKeys(count)](benchmark::State& state) {
+        add("set_parse/torvane/" + std::to_string(count), [text = Bench::makeKeySet(count)](benchmark::State& state) {
             for (auto _ : state) benchmark::DoNotOptimize(JsonWebKeySet(asBytes(text)));
         });
         add("set_find/torvane/" + std::to_string(count), [count](benchmark::State& state) {
-            const JsonWebKeySet set(asBytes(Bench::setOfKeys(count)));
+            const JsonWebKeySet set(asBytes(Bench::makeKeySet(count)));
             const JSONValue::Object last{{"kid", "k" + std::to_string(count - 1)},
                                          {"use", JSONValue::opaque(JWK_SIG)},
                                          {"kty", JSONValue::opaque(KeyType::RSA2048Key)}};
-            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) throw std::runtime_error("not the one key");
+            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1)
+                throw std::runtime_error("the key was not found");
             for (auto _ : state) benchmark::DoNotOptimize(set.findKeysFor(last, KeyClass::publicKey));
         });
     }

@@ -1,4 +1,4 @@
-// Who turns a message into a nested token and back. Not the floor, which makes no tokens.
+// A party of the benchmark: a JOSE library that encodes and decodes nested tokens.
 #pragma once
 
 #include <algorithm>
@@ -14,15 +14,15 @@ namespace Bench {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Private RSA keys of 2048 bits, as PKCS #8 PEM texts, of one party that writes to itself.
+/// Private RSA keys of 2048 bits, as PKCS #8 PEM. Each party sends messages to itself with them.
 struct Keys {
     std::string signing, decryption;
 };
 
-/// The keys of every run, from bench/keys.
+/// Reads the keys of bench/keys.
 Keys readKeys();
 
-/// A token or a message, where the library has put it: a copy would be charged to those who answer in C.
+/// A token or a message, in memory of the party: copying it would slow down parties in C.
 class Result {
   public:
     using Owner = std::unique_ptr<void, void (*)(void*)>;
@@ -41,7 +41,7 @@ class Result {
     std::span<const std::uint8_t> view_;
 };
 
-/// A library with its keys loaded, once, as an application would. Throws a std::exception when it fails.
+/// A library with its keys loaded once, as in an application. Failures throw a std::exception.
 class Party {
   public:
     Party() = default;
@@ -50,15 +50,15 @@ class Party {
     Party& operator=(const Party&) = delete;
 
     virtual std::string name() const = 0;
-    /// RSA-OAEP-256, or what comes nearest where a library does not know that.
+    /// RSA-OAEP-256 or, if the library does not support it, the nearest that it supports.
     virtual std::string keyManagement() const { return "RSA-OAEP-256"; }
-    /// A compact JWS by RS256 inside a compact JWE by that algorithm.
+    /// Signs with RS256, then encrypts with keyManagement(): a compact JWS inside a compact JWE.
     virtual Result encode(std::span<const std::uint8_t> message) = 0;
-    /// The message of such a token, verified.
+    /// Decrypts and verifies such a token; returns the message.
     virtual Result decode(std::span<const std::uint8_t> token) = 0;
 };
 
-/// Torvane first, then the peers that were built in. enc: "A128CBC-HS256" or "A256GCM".
+/// Makes torvane, then the peers found at build time. enc: "A128CBC-HS256" or "A256GCM".
 std::vector<std::unique_ptr<Party>> makeParties(const Keys& keys, const std::string& enc);
 
 }  // namespace Bench

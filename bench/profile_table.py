@@ -1,10 +1,10 @@
-"""Where the instructions above the floor go, by kind of function, from what callgrind_annotate listed."""
+"""Table of the instructions above the floor by kind of function, from the output of callgrind_annotate."""
 
 import re
 
 import tables
 
-# The first kind whose pattern is found in "file:function [object]" has it.
+# A function belongs to the first kind whose pattern matches "file:function [object]".
 KINDS = [
     ("malloc and free", r"[mc]alloc|realloc|:_*(int_)?free|unlink_chunk|operator (new|delete)|:CRYPTO_\w*(alloc|free)"),
     ("copies, fills, comparisons", r":_*(mem|str)[a-z]+(_|\b)|OPENSSL_cleanse|CRYPTO_memcmp"),
@@ -23,7 +23,7 @@ LINE = re.compile(r"^ *([\d,]+) \([^)]*\)  (.*)$")
 
 
 def read(path):
-    """Instructions by kind."""
+    """Reads the instructions by kind."""
     kinds = dict.fromkeys((kind for kind, _ in KINDS), 0)
     for line in path.read_text().splitlines():
         found = LINE.match(line)
@@ -34,7 +34,7 @@ def read(path):
 
 
 def above_floor(folder, operation, enc, size):
-    """By kind, of one call."""
+    """Instructions of one call by kind, less those of the floor."""
     per_call = {}
     for who in ("torvane", "floor"):
         paths = folder.glob(f"{who}-{operation}-{enc}-{size}-*.txt")
@@ -51,7 +51,7 @@ def block(folder, enc, size):
     for operation in operations:
         try:
             by_operation.append(above_floor(folder, operation, enc, size))
-        except ValueError:  # not both runs of both
+        except ValueError:  # one of the four runs is missing
             return "Not measured.\n"
     rows = [[kind, *(tables.count(kinds[kind]) for kinds in by_operation)] for kind, _ in KINDS]
     rows.append(["all", *(tables.count(sum(kinds.values())) for kinds in by_operation)])

@@ -1,7 +1,7 @@
-"""Prints what the benchmarks measured, beside the goals: report.py RESULTS [--write PAGE]
+"""Prints the measurements and the goals as tables: report.py RESULTS [--write PAGE]
 
-With --write, also puts the tables between the markers of PAGE and draws the pictures beside it. Fails when a goal
-could not be held against a figure; that one was missed is no failure.
+With --write, also puts the tables between the markers of PAGE and draws the pictures beside it. Fails if a goal has no
+figure; a missed goal is not a failure.
 """
 
 import argparse
@@ -22,7 +22,7 @@ FEWEST_ROUNDS = 7
 
 
 def ratio_rows(results, notes, what, parties, *operations):
-    """For each case the floor's time, and of each party the ratio to it; the library's with its spread."""
+    """Yields a row per case: the time of the floor, and each party's ratio to it; for torvane also the quartiles."""
     for algorithm, operation, size in results.cases(what, *operations):
         floor = notes.of(tables.time, results.median, f"{what}/{operation}/floor/{algorithm}/{size}")
         row = [f"{operation.replace('_', ' ')} {algorithm} {tables.size(size)}", floor]
@@ -99,7 +99,7 @@ def sets_block(results):
 
 
 def exponent(points):
-    """Of the power of x that the value grows with at the end: from the largest x, and one of a quarter or less."""
+    """The exponent k of growth as x^k, from the largest x and the next that is at most a quarter of it."""
     largest = max(points)
     smaller = max((x for x in points if x * 4 <= largest), default=None)
     if smaller is None or points[smaller] <= 0 or points[largest] <= 0:
@@ -119,7 +119,7 @@ def growth_block(results):
 
 
 def rounds_of(results):
-    """The fewest that a time of the library's or the floor's stands for."""
+    """The smallest number of rounds behind a time of torvane or the floor."""
     return min((len(results.values[name]) for name in results.values
                 if name.startswith(("owned/", "fresh/")) and name.split("/")[2] in ("floor", "torvane")), default=0)
 
@@ -134,16 +134,16 @@ def machine_block(results):
 
 
 def wrong_heaps(results):
-    """Where the process did not treat memory as the figures claim."""
+    """Yields a line for each heap setting that did not work."""
     pages = goals.LARGEST // 4096
     if not results.faults.get("owned", math.inf) < pages / 100:
-        yield "With owned heap the kernel still gave pages for each call."
+        yield "With the owned heap, calls still caused page faults."
     if not results.faults.get("fresh", 0) > pages:
-        yield "With fresh pages the kernel gave none for each call."
+        yield "With fresh pages, calls caused too few page faults."
 
 
 def put(page, blocks):
-    """The page with each block between its markers. Every block has one place, and every place a block."""
+    """Returns the page with each block between its markers. Blocks and markers must match one to one."""
     places = re.findall(r"^<!-- begin: (\w+) -->\n.*?^<!-- end -->$", page, re.MULTILINE | re.DOTALL)
     if sorted(places) != sorted(blocks):
         raise ValueError(f"the page has places for {sorted(places)}, the blocks are {sorted(blocks)}")
@@ -152,7 +152,7 @@ def put(page, blocks):
 
 
 def blocks(results, folder):
-    """The tables by the names of their places in the page."""
+    """The tables by the names of their markers in the page."""
     return {
         "goals": goals.block(results)[0],
         "time": time_block(results),
@@ -180,7 +180,7 @@ def main():
     wrong = [f"{unmeasured} goals were not measured."] if unmeasured else []
     wrong += wrong_heaps(results)
     if rounds_of(results) < FEWEST_ROUNDS:
-        print(f"Only {rounds_of(results)} of {FEWEST_ROUNDS} rounds: everything was run, and the figures mean nothing.")
+        print(f"Only {rounds_of(results)} of {FEWEST_ROUNDS} rounds: everything works, but the figures mean nothing.")
         wrong += ["They are not written."] if arguments.write else []
     if wrong:
         sys.exit("\n".join(wrong))

@@ -1,7 +1,7 @@
-"""What a run of the benchmarks measured, by name, read from the files that measure.py left in a folder.
+"""The measurements of a run by name, read from the files that measure.py wrote to a folder.
 
 A name is WHAT/OPERATION/WHO/ALGORITHM/SIZE. WHAT is `owned` or `fresh` (microseconds with heap memory that the process
-keeps, and with pages that the kernel gives for each call), `simd` or `portable` (bytes per second), `single`
+keeps, and with pages that the kernel maps for each call), `simd` or `portable` (bytes per second), `single`
 (microseconds of the smaller operations), `instructions`, `peak` (bytes) or `allocations`.
 """
 
@@ -11,29 +11,29 @@ import pathlib
 import statistics
 
 MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
-# What Google Benchmark adds to a name.
+# Suffixes that Google Benchmark adds to names.
 ADDED = ("real_time", "process_time", "manual_time", "iterations:", "min_time:", "min_warmup_time:", "repeats:",
          "threads:")
 
 
 class Missing(Exception):
-    """Something was not measured; the text says why."""
+    """A figure that was not measured; the text says why."""
 
 
 class Results:
     def __init__(self):
         self.values = {}
-        self.why = {}  # not measured, or not every time
-        self.remarks = {}  # by whom: what is different about its work
-        self.growth = {}  # series: x: (microseconds, bytes)
-        self.faults = {}  # owned or fresh: of one encode of 16 MiB
+        self.why = {}  # name: why it was not measured, or not in every round
+        self.remarks = {}  # party: how its work differs
+        self.growth = {}  # series: {x: (microseconds, bytes)}
+        self.faults = {}  # owned or fresh: page faults of one encode of 16 MiB
         self.machine = {}
 
     def add(self, name, value):
         self.values.setdefault(name, []).append(float(value))
 
     def all(self, name):
-        """What was measured; raises Missing, also where it failed once."""
+        """All values of a name; raises Missing if there are none, or if one round failed."""
         who = name.split("/")[2]
         if name in self.why:
             raise Missing(f"{who}: {self.why[name]}")
@@ -50,11 +50,11 @@ class Results:
         return [parts for parts in names if parts[0] == what and parts[1] in operations]
 
     def peers(self, what, *operations):
-        """Who took part besides the floor and the library, in alphabetical order."""
+        """The parties other than the floor and torvane, in alphabetical order."""
         return sorted({parts[2] for parts in self.names(what, *operations)} - {"floor", "torvane"})
 
     def cases(self, what, *operations):
-        """(algorithm, operation, size) of all that the floor did, ordered by each of them."""
+        """(algorithm, operation, size) of every case of the floor, in this order."""
         found = {(parts[3], parts[1], int(parts[4])) for parts in self.names(what, *operations) if parts[2] == "floor"}
         return sorted(found, key=lambda case: (case[0], operations.index(case[1]), case[2]))
 
@@ -64,26 +64,26 @@ def pair(what, operation, who, algorithm, size):
 
 
 def ratio(results, *case):
-    """Of somebody's median to the floor's."""
+    """Ratio of a party's median to the floor's median."""
     somebody, floor = pair(*case)
     return results.median(somebody) / results.median(floor)
 
 
 def quartiles(results, *case):
-    """Of the ratios of each of somebody's rounds to each of the floor's, since no two of them belong together."""
+    """Quartiles of the ratios of each round of a party to each round of the floor; rounds have no natural pairs."""
     somebody, floor = map(results.all, pair(*case))
     ratios = [one / other for one, other in itertools.product(somebody, floor)]
     return statistics.quantiles(ratios, n=4, method="inclusive")[::2] if len(ratios) > 1 else ratios * 2
 
 
 def above_floor(results, operation, who, algorithm, size):
-    """How many instructions more."""
+    """Instructions of one call, less those of the floor."""
     somebody, floor = pair("instructions", operation, who, algorithm, size)
     return results.median(somebody) - results.median(floor)
 
 
 def read_timings(results, what, path, counted="time"):
-    """What Google Benchmark wrote: of each repetition its time, or its rate."""
+    """Reads the time, or the rate, of each repetition from a file of Google Benchmark."""
     for case in json.loads(path.read_text())["benchmarks"]:
         if case.get("run_type") == "aggregate":
             continue
@@ -92,7 +92,7 @@ def read_timings(results, what, path, counted="time"):
         if case.get("label"):
             results.remarks[parts[1]] = case["label"]
         if case.get("error_occurred"):
-            results.why[name] = case.get("error_message") or "failed without a word"
+            results.why[name] = case.get("error_message") or "failed without a message"
         elif counted == "rate":
             results.add(name, case["bytes_per_second"])
         else:
@@ -115,7 +115,7 @@ def read(folder):
     for what in ("simd", "portable"):
         for path in folder.glob(f"base64-{what}.json"):
             read_timings(results, what, path, "rate")
-    for line in lines(folder / "scripts.jsonl"):  # peers that are no C or C++, which time themselves
+    for line in lines(folder / "scripts.jsonl"):  # peers in other languages, which measure themselves
         if "error" in line:
             results.why["owned/" + line["name"]] = line["error"]
         for value in line.get("microseconds", []):
@@ -124,14 +124,14 @@ def read(folder):
         for what, member in (("peak", "peak_bytes"), ("allocations", "allocations")):
             if "error" in line:
                 results.why[case_name(what, line)] = line["error"]
-            elif line["peak_bytes"] < line["result_bytes"] and line["who"] != "floor":  # whose buffers are there before
+            elif line["peak_bytes"] < line["result_bytes"] and line["who"] != "floor":  # its buffers exist beforehand
                 results.why[case_name(what, line)] = "counted less heap than the result takes"
             else:
                 results.add(case_name(what, line), line[member])
     for line in lines(folder / "instructions.jsonl"):
         if "error" in line:
             results.why[case_name("instructions", line)] = line["error"]
-        else:  # of two runs: what both did once is in neither
+        else:  # the difference of two runs excludes what both did once
             calls, totals = line["calls"], line["totals"]
             results.add(case_name("instructions", line), (totals[1] - totals[0]) / (calls[1] - calls[0]))
     for line in lines(folder / "growth.jsonl"):

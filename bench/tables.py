@@ -1,4 +1,4 @@
-"""Tables as Markdown that can be read as it is, and the figures in them."""
+"""Markdown tables with aligned columns, and the format of the figures in them."""
 
 import re
 
@@ -6,7 +6,7 @@ from results import Missing
 
 
 def table(head, rows):
-    """All columns but the first stand to the right."""
+    """Aligns all columns but the first to the right."""
     rows = [[str(cell) for cell in row] for row in [head, *rows]]
     widths = [max(map(len, column)) for column in zip(*rows)]
     lines = ["| " + " | ".join(cell.rjust(width) if column else cell.ljust(width)
@@ -41,7 +41,7 @@ def memory(size):
 
 
 def size(number):
-    """A size that was asked for."""
+    """A message size, in the largest unit that divides it."""
     number = int(number)
     for unit, name in ((1 << 20, "MiB"), (1 << 10, "KiB")):
         if number >= unit and number % unit == 0:
@@ -50,7 +50,7 @@ def size(number):
 
 
 class Notes:
-    """Why a cell has no figure: a word in the cell, the whole below the table."""
+    """Reasons for missing figures: a short word in the cell, the full text below the table."""
 
     WORDS = [("signal", "crashes"), ("20 s|second|time", "time"), ("memory|alloc|GiB", "memory")]
 
@@ -66,14 +66,14 @@ class Notes:
         return f"{word} ({self.texts.index(why) + 1})"
 
     def of(self, text, get, *arguments):
-        """The text of what `get` finds in the results, or the reference to why there is nothing."""
+        """The formatted result of `get`, or a reference to the reason why there is none."""
         try:
             return text(get(*arguments))
         except Missing as missing:
             return self.cell(str(missing))
 
     def below(self, results=None):
-        """The reasons, and what the work of a peer differs in, where its results are given."""
+        """The reasons and, if results are given, how the work of each peer differs."""
         remarks = results.remarks.items() if results else []
         return "".join([*(f"\n({number}) {text}\n" for number, text in enumerate(self.texts, 1)),
                         *(f"\n{who}: {text}\n" for who, text in sorted(remarks))])

@@ -1,4 +1,4 @@
-// The library as a party, by what an application calls.
+// The library as a party, through its public interface.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,7 @@ namespace Bench {
 std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc,
                                    const std::string& keyManagement = "RSA-OAEP-256");
 
-/// Verifies a JWS of the message and encrypts it: a message without the RSA private operations.
+/// Prepares an operation that verifies a JWS of the message and encrypts it: RSA public operations only.
 Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, const Bytes& message);
 
 }  // namespace Bench

@@ -20,12 +20,12 @@ constexpr unsigned seconds = 20;
 constexpr rlim_t memory = rlim_t{8} << 30;
 constexpr std::size_t small = 1024;
 
-void mustBe(const Result& read, const Bytes& message, const std::string& whose) {
-    if (read != message) throw std::runtime_error(whose + " reads back as something else");
+void requireEqual(const Result& read, const Bytes& message, const std::string& whose) {
+    if (read != message) throw std::runtime_error(whose + " decodes to a different message");
 }
 
 template <class Call>
-Result limited(Call call) {
+Result callWithTimeLimit(Call call) {
     alarm(seconds);
     auto result = call();
     alarm(0);
@@ -37,19 +37,20 @@ void attempt(const std::string& who, const std::string& what, const std::string&
         makeOperation(who, what, enc, size)();
         return;
     }
-    auto& party = partyNamed(who, enc);
-    auto& partner = partnerOf(party, enc);
-    for (const auto some : {small, size}) {
-        const auto message = messageOf(some);
-        const bool isSmall = some == small;
+    auto& party = findParty(who, enc);
+    auto& partner = findPartner(party, enc);
+    for (const auto messageSize : {small, size}) {
+        const auto message = makeMessage(messageSize);
+        const bool isSmall = messageSize == small;
         if (what == "encode" || isSmall) {
-            const auto token = limited([&] { return party.encode(message); });
-            mustBe(limited([&] { return partner.decode(token); }), message, "its token");
-            if (isSmall) mustBe(limited([&] { return party.decode(token); }), message, "its token, to itself,");
+            const auto token = callWithTimeLimit([&] { return party.encode(message); });
+            requireEqual(callWithTimeLimit([&] { return partner.decode(token); }), message,
+                         "its token at " + partner.name());
+            if (isSmall) requireEqual(callWithTimeLimit([&] { return party.decode(token); }), message, "its own token");
         }
         if (what == "decode" || isSmall) {
-            const auto token = limited([&] { return partner.encode(message); });
-            mustBe(limited([&] { return party.decode(token); }), message, partner.name() + "'s token");
+            const auto token = callWithTimeLimit([&] { return partner.encode(message); });
+            requireEqual(callWithTimeLimit([&] { return party.decode(token); }), message, partner.name() + "'s token");
         }
     }
 }
@@ -80,15 +81,15 @@ void write(int pipe, std::string_view text) {
 
 std::string readAll(int pipe) {
     std::string text;
-    std::array<char, 256> piece{};
-    for (ssize_t got = 0; (got = read(pipe, piece.data(), piece.size())) > 0;)
-        text.append(piece.data(), static_cast<std::size_t>(got));
+    std::array<char, 256> chunk{};
+    for (ssize_t got = 0; (got = read(pipe, chunk.data(), chunk.size())) > 0;)
+        text.append(chunk.data(), static_cast<std::size_t>(got));
     return text;
 }
 
 }  // namespace
 
-std::string whyNot(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
+std::string tryOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     const pid_t child = fork();
@@ -110,12 +111,12 @@ std::string whyNot(const std::string& who, const std::string& what, const std::s
     return WEXITSTATUS(status) == 0 ? "" : reason;
 }
 
-std::string difference(const std::string& who, const std::string& enc) {
+std::string describeDifference(const std::string& who, const std::string& enc) {
     if (who == "floor") return "";
-    auto& party = partyNamed(who, enc);
+    auto& party = findParty(who, enc);
     const auto algorithm = party.keyManagement();
     if (algorithm == "RSA-OAEP-256") return "";
-    return algorithm + (&partnerOf(party, enc) == &party ? ", which torvane refuses: its own tokens only" : "");
+    return algorithm + (&findPartner(party, enc) == &party ? ", which torvane refuses: its own tokens only" : "");
 }
 
 }  // namespace Bench

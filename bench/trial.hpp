@@ -1,4 +1,4 @@
-// Whether a party does a piece of work, and the same work as the others, before its time is taken.
+// Trial of an operation before it is measured: whether it works, and whether it is the same work for all.
 #pragma once
 
 #include <cstddef>
@@ -6,12 +6,11 @@
 
 namespace Bench {
 
-/// Why the operation is not to be measured; empty when it is. It is tried in a process of its own, where a call has 20
-/// seconds and all of it 8 GiB: what a party encodes is read by its partner, and by itself where it is small, and what
-/// the partner encodes is read by the party.
-std::string whyNot(const std::string& who, const std::string& what, const std::string& enc, std::size_t size);
+/// Tries the operation; returns why it cannot be measured, or an empty string. A child process exchanges tokens between
+/// the party and its partner, in both directions for small messages. Each call may take 20 seconds, the process 8 GiB.
+std::string tryOperation(const std::string& who, const std::string& what, const std::string& enc, std::size_t size);
 
-/// What is not the same about a party's work; empty when it is.
-std::string difference(const std::string& who, const std::string& enc);
+/// How a party's work differs from that of torvane; empty if it does not.
+std::string describeDifference(const std::string& who, const std::string& enc);
 
 }  // namespace Bench

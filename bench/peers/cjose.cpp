@@ -17,7 +17,7 @@ using Jws = Handle<cjose_jws_t, cjose_jws_release>;
 using Jwe = Handle<cjose_jwe_t, cjose_jwe_release>;
 using Header = Handle<cjose_header_t, cjose_header_release>;
 
-// What a call leaves in its last argument, thrown when it fails.
+// The error argument of a call, thrown if the call fails.
 class Call {
   public:
     operator cjose_err*() { return &error_; }

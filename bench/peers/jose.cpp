@@ -22,7 +22,7 @@ namespace {
 
 using Json = Handle<json_t, json_decref>;
 
-// The library writes JSON; the compact form is the application's.
+// The library writes JSON only; the application has to convert it to compact form.
 using Members = std::vector<const char*>;
 const Members jwsMembers{"protected", "payload", "signature"};
 const Members jweMembers{"protected", "encrypted_key", "iv", "ciphertext", "tag"};
@@ -31,7 +31,7 @@ void check(bool succeeded, const char* call) {
     if (!succeeded) throw std::runtime_error(std::string(call) + " fails");
 }
 
-// What the application allocates, as it would in C.
+// Memory that the application allocates, as it would in C.
 struct Buffer {
     explicit Buffer(std::size_t needed)
         : owner(std::malloc(std::max<std::size_t>(needed, 1)), std::free), size(needed) {

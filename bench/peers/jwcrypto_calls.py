@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Times jwcrypto at the work of the benchmark's parties, in this process: each round takes every case once, in random
-order, and a short case is called for a while. Prints a line of JSON a case: the microseconds of one call in each
-round, or why there are none.
+"""Measures jwcrypto, in this process, with the operations of the other parties. Each round runs every case once, in
+random order; a case is called repeatedly for a given time. Prints a line of JSON per case: the microseconds of one call
+in each round, or why it cannot be measured.
 
     jwcrypto_calls.py [--rounds N] [--seconds S] SIZE...
 """
@@ -18,7 +18,7 @@ import time
 from jwcrypto import jwe, jwk, jws
 
 KEYS = pathlib.Path(__file__).parent.parent / "keys"
-SECONDS, MEMORY = 20, 8 << 30  # the most that one call may take
+SECONDS, MEMORY = 20, 8 << 30  # limits of one call
 ENCS = "A128CBC-HS256", "A256GCM"
 
 
@@ -48,7 +48,7 @@ def decode(token):
 
 @functools.cache
 def trial(enc, size):
-    """What keeps a message from being encoded and read back, found in a process that may be stopped."""
+    """Encodes and decodes a message in a child process; returns why that fails, or an empty string."""
     reading, writing = os.pipe()
     child = os.fork()
     if child == 0:
@@ -60,7 +60,7 @@ def trial(enc, size):
             token = encode(message, enc)
             signal.alarm(SECONDS)
             if decode(token) != message:
-                reason = "its token reads back as something else"
+                reason = "its own token decodes to a different message"
         except MemoryError:
             reason = "needs more than 8 GiB"
         except BaseException as error:
@@ -85,7 +85,7 @@ class Case:
             message = random.randbytes(size)
             token = encode(message, enc)
             self.call = (lambda: encode(message, enc)) if operation == "encode" else (lambda: decode(token))
-            self.call()  # what is loaded at first use
+            self.call()  # modules are loaded at first use
 
     def measure(self, seconds):
         calls, start = 0, time.perf_counter()
@@ -102,7 +102,7 @@ class Case:
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--rounds", type=int, default=7)
-    parser.add_argument("--seconds", type=float, default=0.1, help="that a round calls a case at least")
+    parser.add_argument("--seconds", type=float, default=0.1, help="minimum time for a case in each round")
     parser.add_argument("sizes", type=int, nargs="+")
     arguments = parser.parse_args()
     cases = [Case(operation, enc, size) for size in arguments.sizes for enc in ENCS

@@ -1,4 +1,4 @@
-// One way to make a peer.
+// Construction of a peer with the nearest algorithm that it supports.
 #pragma once
 
 #include <exception>
@@ -10,7 +10,7 @@
 
 namespace Bench {
 
-/// A peer with RSA-OAEP-256 or, where it does not know that, with what comes nearest. One RSA operation it is anyway.
+/// Makes a peer with the first of RSA-OAEP-256, RSA-OAEP and RSA1_5 that it supports. Each is one RSA operation.
 template <class Peer>
 std::unique_ptr<Party> makeNearest(const Keys& keys, const std::string& enc) {
     std::string reasons;
@@ -19,12 +19,12 @@ std::unique_ptr<Party> makeNearest(const Keys& keys, const std::string& enc) {
             const Bytes probe{1, 2, 3};
             auto peer = std::make_unique<Peer>(keys, algorithm, enc);
             if (peer->decode(peer->encode(probe)) == probe) return peer;
-            reasons += std::string(" ") + algorithm + ": another message comes back.";
+            reasons += std::string(" ") + algorithm + ": decodes to a different message.";
         } catch (const std::exception& error) {
             reasons += std::string(" ") + algorithm + ": " + error.what() + '.';
         }
     }
-    throw std::runtime_error("It makes no nested token with " + enc + '.' + reasons);
+    throw std::runtime_error("It cannot make a nested token with " + enc + '.' + reasons);
 }
 
 }  // namespace Bench

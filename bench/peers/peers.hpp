@@ -1,4 +1,4 @@
-// Other JOSE libraries doing the same work; each is there when it was found.
+// Peers: other JOSE libraries as parties, each built only if it was found.
 #pragma once
 
 #include <memory>

@@ -32,7 +32,7 @@ T* initialised(int (*initialise)(T**), const char* call) {
     return object;
 }
 
-// Without the id that importing makes up, which nobody else knows the key by.
+// Removes the key id that the import generates: the other parties do not know it.
 Jwk load(const std::string& pem) {
     Jwk key(made(r_jwk_quick_import(R_IMPORT_PEM, R_X509_TYPE_PRIVKEY,
                                     reinterpret_cast<const unsigned char*>(pem.data()), pem.size()),
@@ -47,7 +47,7 @@ Jwk publicHalf(const Jwk& key) {
     return half;
 }
 
-// Open as long as somebody has it.
+// Global state of the library, closed with the last owner.
 class Library {
   public:
     static std::shared_ptr<const Library> get() {
@@ -91,7 +91,7 @@ class Rhonabwy final : public Party {
     }
 
   private:
-    // The signed message, not encrypted yet.
+    // A JWE that holds the signed message, before encryption.
     Jwe wrap(std::span<const std::uint8_t> message) const {
         Jws jws(initialised(r_jws_init, "r_jws_init"));
         check(r_jws_set_alg(jws.get(), R_JWA_ALG_RS256), "r_jws_set_alg");
