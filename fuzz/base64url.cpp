@@ -1,4 +1,4 @@
-// base64url both ways against a naive reference: the input as text to decode, and as bytes to encode.
+// Fuzz target of base64url: decodes the input as text and encodes it as bytes, and compares with a naive reference.
 #include "tests/testing/base64url_oracle.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

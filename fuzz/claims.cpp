@@ -1,5 +1,5 @@
-// Claims: what reads is written and reads back the same, and each getter gives what another reader (Jansson) finds or
-// names the claim that it refuses.
+// Fuzz target of JWTClaims: claims survive a round trip through JSON, and each getter returns the value that Jansson
+// reads, or an error that names the claim.
 #include <jansson.h>
 #include <memory>
 
@@ -27,9 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!refusalOf([&] { members = Torvane::dictFromJsonString(text); }).empty()) return 0;
     const JWTClaims read(members);
     const auto written = read.toJsonString();
-    require(Torvane::fromJsonString<JWTClaims>(written).toJsonString() == written, "claims are written the same again");
+    require(Torvane::fromJsonString<JWTClaims>(written).toJsonString() == written, "claims survive a round trip");
     const auto other = readByJansson({data, size});
-    if (!other) return 0;  // a NUL in a name, which Jansson refuses
+    if (!other) return 0;  // Jansson rejects a NUL in a name
     const auto claim = [&](const char* name) { return json_object_get(other.get(), name); };
     const auto* aud = claim("aud");
     const std::tuple<const char*, bool, std::function<JSONValue()>> getters[]{
@@ -46,11 +46,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const auto& [name, isOfType, get] : getters) {
         JSONValue value;
         const auto refusal = refusalOf([&, &get = get] { value = get(); });
-        require(isOfType == refusal.empty(), "a claim is read when it is of its type: " + refusal);
-        require(!isOfType || isSame(value, claim(name)), "a claim has the value that was written");
+        require(isOfType == refusal.empty(), "a getter succeeds if and only if the claim has its type: " + refusal);
+        require(!isOfType || isSame(value, claim(name)), "a getter returns the value of the claim");
         const auto notFound = "(\"" + std::string(name) + "\")", malformed = "of claim " + std::string(name) + " is";
         require(isOfType || refusal.find(notFound) != refusal.npos || refusal.find(malformed) != refusal.npos,
-                "a refusal names the claim: " + refusal);
+                "an error names the claim: " + refusal);
     }
     return 0;
 }

@@ -1,7 +1,5 @@
-// Compact serialisations as JsonWebStructure, ReceivedJWS and ReceivedJWE take them apart, against splitting at the
-// dots and decoding each piece the slow way.
-#include "torvane/platform/jose/jwe.hpp"
-#include "torvane/platform/jose/jws.hpp"
+// Fuzz target of compact serialisations: JsonWebStructure, ReceivedJWS and ReceivedJWE accept what a naive reader
+// accepts, which splits the text at its dots and decodes each part.
 #include "torvane/torvane.hpp"
 
 #include "tests/testing/base64url_oracle.hpp"
@@ -15,53 +13,56 @@ using Torvane::JsonWebStructure;
 
 const std::string prefix = "JOSEError.invalidJOSEComponent(";
 
-std::string expectedRefusal(const std::vector<std::string>& pieces, bool mayLackPayload) {
-    if (pieces.size() < 2)
+std::string expectedRefusal(const std::vector<std::string>& tokenParts, bool mayLackPayload) {
+    if (tokenParts.size() < 2)
         return prefix + "\"Missing component separator character. Invalid compact serialized string.\")";
-    for (std::size_t i = 0; i < pieces.size(); ++i) {
-        const bool allowed =
-            pieces[i].empty() ? mayLackPayload && pieces.size() == 3 && i == 1 : naiveDecoding(pieces[i]).has_value();
-        if (!allowed) return prefix + debugQuoted("Component is not valid base64: " + pieces[i]) + ")";
+    for (std::size_t i = 0; i < tokenParts.size(); ++i) {
+        const bool allowed = tokenParts[i].empty() ? mayLackPayload && tokenParts.size() == 3 && i == 1
+                                                   : naiveDecoding(tokenParts[i]).has_value();
+        if (!allowed) return prefix + debugQuoted("Component is not valid base64: " + tokenParts[i]) + ")";
     }
     return {};
 }
 
-std::optional<JSONValue::Object> headerIn(const std::string& piece) {
+std::optional<JSONValue::Object> headerIn(const std::string& part) {
     std::optional<JSONValue::Object> header;
     refusalOf([&] {
-        const auto bytes = naiveDecoding(piece);
+        const auto bytes = naiveDecoding(part);
         if (bytes) header = JSONSerialization::jsonObject(*bytes).to<JSONValue::Object>();
     });
     return header;
 }
 
-// A token is accepted when it has so many pieces, each the one text of its bytes, and a header that is one.
+// A token is accepted only if it has `count` parts in canonical base64url and a header that is a JSON object.
 template <class Received>
-void requireExact(ByteView token, const std::vector<std::string>& pieces, std::size_t count) {
-    const auto header = headerIn(pieces.at(0));
-    bool isExact = pieces.size() == count && header;
-    for (const auto& piece : pieces) isExact = isExact && naiveDecoding(piece).has_value();
+void checkReceived(ByteView token, const std::vector<std::string>& tokenParts, std::size_t count) {
+    const auto header = headerIn(tokenParts.at(0));
+    bool isWellFormed = tokenParts.size() == count && header;
+    for (const auto& part : tokenParts) isWellFormed = isWellFormed && naiveDecoding(part).has_value();
     std::optional<JSONValue::Object> received;
     const auto refusal = refusalOf([&] { received = Received(token).header().parameters(); });
     if (refusal.empty())
-        return require(isExact && received == header, "an accepted token is exact, its header the same");
-    require(!isExact || refusal.find("The header's \\\"") != refusal.npos || pieces.back().empty(),
-            "what is exact is refused for a member of its header only: " + refusal);
+        return require(isWellFormed && received == header, "an accepted token is well-formed and has this header");
+    require(!isWellFormed || refusal.find("The header's \\\"") != refusal.npos || tokenParts.back().empty(),
+            "a well-formed token is rejected only for a member of its header: " + refusal);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto text = asText({data, size});
-    const auto pieces = parts({data, size});
+    const auto tokenParts = parts({data, size});
     std::optional<JSONValue::Object> header;
     const auto refusal = refusalOf([&] { header = JsonWebStructure(text).getHeader(); });
-    require(refusal == expectedRefusal(pieces, false), "the structure refuses the first bad piece: " + refusal);
-    const bool isToken = pieces.size() == 3 || pieces.size() == 5;
-    require(!refusal.empty() || header == (isToken ? headerIn(pieces[0]) : std::nullopt), "a token has its header");
+    require(refusal == expectedRefusal(tokenParts, false),
+            "the structure reports the first malformed part: " + refusal);
+    const bool isToken = tokenParts.size() == 3 || tokenParts.size() == 5;
+    require(!refusal.empty() || header == (isToken ? headerIn(tokenParts[0]) : std::nullopt),
+            "the structure returns the header of a token");
     const auto refusalOfHeader = refusalOf([&] { header = JsonWebStructure::headerOf(text); });
-    require(refusalOfHeader == expectedRefusal(pieces, true), "so does its header: " + refusalOfHeader);
-    requireExact<JOSE::ReceivedJWS>({data, size}, pieces, 3);
-    requireExact<JOSE::ReceivedJWE>({data, size}, pieces, 5);
+    require(refusalOfHeader == expectedRefusal(tokenParts, true),
+            "headerOf() reports the first malformed part: " + refusalOfHeader);
+    checkReceived<JOSE::ReceivedJWS>({data, size}, tokenParts, 3);
+    checkReceived<JOSE::ReceivedJWE>({data, size}, tokenParts, 5);
     return 0;
 }

@@ -1,6 +1,5 @@
-// JWKs and JWK Sets: what reads is written without a private number and reads back as the same key, alone and in a
-// set; what reads as a private key has that public half.
-#include "torvane/platform/jose/jwk_set.hpp"
+// Fuzz target of JWKs and JWK Sets: a key is written without private values and survives a round trip, alone and in a
+// set; a private JWK has the same public key.
 #include "torvane/torvane.hpp"
 
 #include "tests/testing/oracle.hpp"
@@ -13,7 +12,7 @@ using JOSE::JWK;
 using JOSE::JWKSet;
 
 void requireSame(const JWK& a, const JWK& b) {
-    require(a.parameters() == b.parameters() && a.keyType() == b.keyType(), "the key that is read back is the same");
+    require(a.parameters() == b.parameters() && a.keyType() == b.keyType(), "a key survives a round trip");
 }
 
 void checkKey(ByteView text) {
@@ -24,9 +23,10 @@ void checkKey(ByteView text) {
     std::optional<JWKSet> keys;
     const auto refusalOfSet = refusalOf([&] { keys = JWKSet::initFrom(asBytes(set)); });
     if (refusalOfSet.find("nest too deep") != refusalOfSet.npos) return;  // two levels deeper than alone
-    require(keys.has_value() || !jwk, "a key that reads alone reads in a set: " + refusalOfSet);
-    if (!jwk) return require(!isPrivate, "a private key reads as a public one: " + refusal);
-    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"}) require(!(*jwk)[name], "nothing private is kept");
+    require(keys.has_value() || !jwk, "a JWK that is accepted alone is accepted in a set: " + refusalOfSet);
+    if (!jwk) return require(!isPrivate, "a private JWK is accepted as a public one: " + refusal);
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"})
+        require(!(*jwk)[name], "a public JWK keeps no private value");
     requireSame(keys->keys().front(), *jwk);
     const auto written = jwk->jsonData();
     if (written) requireSame(JWK::initFrom(*written), *jwk);
@@ -34,20 +34,20 @@ void checkKey(ByteView text) {
     const bool isKey = refusalOf([&] { key = jwk->converted(); }).empty();
     if (!own) return;
     requireSame(*own, *jwk);
-    require(isKey && !own->converted().isPublicKey(), "a private JWK has a public half");
-    require(own->converted().publicComponents() == key->publicComponents(), "that is its own");
+    require(isKey && !own->converted().isPublicKey(), "a private JWK is a usable key pair");
+    require(own->converted().publicComponents() == key->publicComponents(), "a private JWK has the same public key");
 }
 
 void checkSet(ByteView text) {
     std::optional<JWKSet> set;
     if (!refusalOf([&] { set = JWKSet::initFrom(text); }).empty()) return;
     const auto again = JWKSet::initFrom(set->jsonData());
-    require(again.keys().size() == set->keys().size(), "a set that is read back has as many keys");
+    require(again.keys().size() == set->keys().size(), "a set keeps all its keys in a round trip");
     for (std::size_t i = 0; i < set->keys().size(); ++i) requireSame(again.keys()[i], set->keys()[i]);
     std::optional<Torvane::JsonWebKeySet> keys;
     if (!refusalOf([&] { keys.emplace(text); }).empty()) return;
     const auto written = keys->encode();
-    require(Torvane::JsonWebKeySet(written).encode() == written, "a set is written the same again");
+    require(Torvane::JsonWebKeySet(written).encode() == written, "a set survives a round trip");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// decodeMessage: nothing comes out but what the peer signed, however the input is wrapped. Its first byte says how:
-// as the outer token, as what an honest encryption holds, as a header and payload that the peer did sign ("\n"
-// between the two), or as an outer header and content under a right tag.
+// Fuzz target of decodeMessage: it returns only messages that the peer signed. The first byte of the input selects how
+// the rest is used: as the whole token; as the plaintext of an honest JWE; as header and payload, separated by "\n", of
+// a JWS that the peer signed; or as header and plaintext of a forged JWE with a valid tag.
 #include "tests/testing/forge.hpp"
 #include "tests/testing/oracle.hpp"
 #include "tests/testing/testing.hpp"
@@ -24,13 +24,13 @@ const JOSE::Signer& signer() {
     return made;
 }
 
-ByteBuffer sealed(ByteView inner) {
+ByteBuffer encrypt(ByteView inner) {
     static const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
     return encrypter.encryptJWT(inner, std::nullopt, true);
 }
 
-// Whether a header that the peer signed may be taken at its word.
-bool isHonest(const std::string& header) {
+// Whether decodeMessage may accept a JWS that the peer signed with this header.
+bool isAcceptable(const std::string& header) {
     const auto members = json::parse(header, nullptr, false);
     return members.is_object() && members.value("alg", json()) == "RS256" && !members.contains("crit") &&
            !members.contains("zip") && members.value("b64", json(true)) == true;
@@ -39,16 +39,16 @@ bool isHonest(const std::string& header) {
 void check(ByteView token, const std::string& signedMessage, bool mayPass) {
     refusalOf([&] {
         const auto message = helper().decodeMessage(token);
-        require(mayPass && asText(message) == signedMessage, "only what the peer signed comes out");
+        require(mayPass && asText(message) == signedMessage, "only a message that the peer signed is returned");
     });
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // That nothing else comes out says little unless this does.
-    static const auto alive = helper().decodeMessage(sealed(signedToken(R"({"alg":"RS256"})", genuine, signer())));
-    require(asText(alive) == genuine, "what the peer signed comes out");
+    // Checks once that a genuine message is decoded at all.
+    static const auto decoded = helper().decodeMessage(encrypt(signedToken(R"({"alg":"RS256"})", genuine, signer())));
+    require(asText(decoded) == genuine, "a genuine message is decoded");
     if (size == 0) return 0;
     const ByteView rest(data + 1, size - 1);
     const std::string text(asText(rest));
@@ -57,8 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto content = line == text.npos ? "" : text.substr(line + 1);
     switch (data[0] % 4) {
         case 0: check(rest, genuine, true); break;
-        case 1: check(sealed(rest), genuine, true); break;
-        case 2: check(sealed(signedToken(header, content, signer())), content, isHonest(header)); break;
+        case 1: check(encrypt(rest), genuine, true); break;
+        case 2: check(encrypt(signedToken(header, content, signer())), content, isAcceptable(header)); break;
         default: {
             static const auto recipient = publicKey(rsaEnc);
             const ForgedJWE forged(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, header, recipient,

@@ -1,5 +1,5 @@
-// Runs a fuzz target on every file of the folders that it is given, as a test: each input that once broke something
-// has to pass for ever.
+// Test driver of a fuzz target: runs it on every file of the given folders, so that inputs that once found a fault stay
+// tested.
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -17,7 +17,7 @@ int main(int count, char** arguments) {
         for (const auto& file : std::filesystem::directory_iterator(arguments[i])) {
             std::ifstream in(file.path(), std::ios::binary);
             const std::string content{std::istreambuf_iterator<char>(in), {}};
-            // Exactly as long as the file, so that a sanitizer sees a read beyond the end.
+            // A copy of exactly this size, so that a sanitizer detects a read beyond the end.
             const std::vector<char> bytes(content.begin(), content.end());
             try {
                 LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
