@@ -1,10 +1,10 @@
 #!/usr/bin/python3
-"""Every algorithm with every partner in both directions: prints the table, and writes it to docs/interop.md if asked.
+"""Tests every algorithm with every partner in both directions, and prints the results as a table.
 
     matrix.py TORVANE_PARTNER GOJOSE_PARTNER [--write FILE]
 
-Fails when a cell fails, or when fewer cells ran than expected.json says. A cell stands for messages of 0, 1, 17, 1000
-and 1048576 bytes.
+--write also writes the page FILE. Fails if a cell fails, or if the counts of results differ from expected.json. Each
+cell tests messages of 0, 1, 17, 1000 and 1048576 bytes.
 """
 import argparse
 import base64
@@ -15,14 +15,14 @@ import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 SIZES = [0, 1, 17, 1000, 1 << 20]
-# RSA and EC keys are of another implementation; the secp256k1 key is made of two published numbers.
+# Another implementation generated the RSA and EC keys; the secp256k1 key is the scalar 1 and the published base point.
 KEYS = {entry["kid"]: entry for entry in
         json.loads((HERE.parent / "vectors" / "nested_interop.json").read_text(encoding="utf-8"))["keys"]}
 SIGNATURE_KIDS = {"RS": "d-sig-rs256", "PS": "d-sig-rs256", "ES256": "d-sig-es256", "ES384": "d-sig-es384",
                   "ES512": "d-sig-es512"}
 AGREEMENT_KID = "d-enc-ecdh"
 RSA_KID = "d-enc-oaep256"
-# These refuse every JWE of an empty message, their own too; that they do is checked.
+# These reject every JWE of an empty message, even their own, which the test checks.
 NO_EMPTY_JWE = {"jwcrypto", "go-jose"}
 NESTED = [("RS256", "RSA-OAEP-256", "A128CBC-HS256"), ("PS512", "RSA-OAEP", "A256GCM")]
 
@@ -37,7 +37,7 @@ SECP256K1 = {"kty": "EC", "crv": "secp256k1", "kid": "secp256k1", "d": encoded((
 
 
 class Partner:
-    """A program that answers requests, a line each."""
+    """A program that answers JSON requests, one per line."""
 
     def __init__(self, name, command):
         self.name = name
@@ -64,7 +64,7 @@ class Partner:
     def decrypt(self, alg, enc, key, token):
         return self.ask(op="decrypt", alg=alg, enc=enc, key=key, token=token)["payload"]
 
-    # A nested token, by hand from the two above; the library's own partner does it in one call.
+    # Nested tokens take two calls, except in the library's own partner.
     def encode(self, names, keys, payload):
         if self.name == "torvane":
             return self.ask(op="encode", payload=encoded(payload), **nested(names, keys))["token"]
@@ -97,7 +97,7 @@ def encryption_key(alg):
 
 
 def rows(us):
-    """Each row: its name, the algorithms that a partner has to know, and what is sent there and read back."""
+    """Yields each row: its name, the algorithms that it needs, and a function that sends a message from a to b."""
     for alg in us.knows["sign"]:
         key = signature_key(alg)
         yield (f"JWS {alg}", {"sign": [alg]}, lambda a, b, data, alg=alg, key=key: b.verify(alg, key, a.sign(alg, key, data)))
@@ -113,17 +113,17 @@ def rows(us):
 
 
 def read_keys(writer, reader):
-    """One writes its public keys and a set of them, the other reads them."""
-    # A secp256k1 key has no place in a set that is read from bytes.
+    """The writer writes public keys and a set of them; the reader reads them."""
+    # The library rejects sets with secp256k1 keys when it reads them from bytes.
     private = [entry["jwk_private"] for entry in KEYS.values() if entry["jwk_private"].get("crv") != "secp256k1"]
     for jwk in private:
         written = writer.ask(op="public", key=jwk)["jwk"]
         assert all(written[name] == jwk[name] for name in ("kty", "n", "e", "crv", "x", "y") if name in jwk), written
-        assert "d" not in written, "a private number was given away"
+        assert "d" not in written, "a private value was published"
         again = reader.ask(op="public", key=written)["jwk"]
         assert all(again[name] == written[name] for name in ("kty", "n", "e", "crv", "x", "y") if name in jwk), again
     jwks = writer.ask(op="set", keys=private)["jwks"]
-    # Sorted, for one partner keeps no order.
+    # Sorted, because one partner does not keep the order.
     assert sorted(reader.ask(op="readset", jwks=jwks)["kids"]) == sorted(jwk["kid"] for jwk in private)
 
 
@@ -144,8 +144,8 @@ def exchange(carry, a, b, encrypted):
                 carry(a, b, data)
             except RuntimeError:
                 continue
-            raise AssertionError("an empty message was read, and is not expected to be")
-        assert carry(a, b, data) == encoded(data), f"{size} bytes came back as others"
+            raise AssertionError("an empty message was decrypted, unexpectedly")
+        assert carry(a, b, data) == encoded(data), f"a message of {size} bytes came back changed"
     return "ok, but not empty" if refuses_empty else "ok"
 
 
@@ -156,8 +156,8 @@ def main():
     parser.add_argument("--write")
     arguments = parser.parse_args()
     us = Partner("torvane", [arguments.torvane])
-    partners = [Partner("jwcrypto", ["/usr/bin/python3", HERE / "partners" / "jwcrypto_partner.py"]),
-                Partner("jose", ["/usr/bin/python3", HERE / "partners" / "jose_partner.py"]),
+    partners = [Partner("jwcrypto", ["/usr/bin/python3", "-B", HERE / "partners" / "jwcrypto_partner.py"]),
+                Partner("jose", ["/usr/bin/python3", "-B", HERE / "partners" / "jose_partner.py"]),
                 Partner("go-jose", [arguments.gojose])]
     failures, counts = [], {}
     lines = ["| | " + " | ".join(f"{p.name} reads ours | we read {p.name}'s" for p in partners) + " |",
@@ -177,7 +177,7 @@ def main():
     for name, needs, carry in rows(us):
         def check(partner, a, b, name=name, needs=needs, carry=carry):
             if any(alg not in partner.knows[kind] for kind, algs in needs.items() for alg in algs):
-                return "not known to it"
+                return "unsupported"
             return cell(lambda: exchange(carry, a, b, name.startswith("JWE")), failures, f"{name}, {a.name} to {b.name}")
         add(name, check)
 
@@ -190,10 +190,11 @@ def main():
     if arguments.write:
         versions = "\n".join(f"- {partner.knows['version']}" for partner in partners)
         pathlib.Path(arguments.write).write_text(
-            "# Interoperability\n\nWritten by `scripts/interop.sh`, which runs every cell; each stands for messages of "
-            + ", ".join(map(str, SIZES)) + " bytes, each read back as it was. \"not known to it\": the partner does not "
-            "do this algorithm, so nothing was tested. \"ok, but not empty\": the partner refuses every JWE of an empty "
-            "message, its own too.\n\n" + versions + "\n\n" + table + "\n", encoding="utf-8")
+            "# Interoperability\n\n`scripts/interop.sh` writes this page and tests every cell with messages of "
+            + ", ".join(map(str, SIZES[:-1])) + f" and {SIZES[-1]} bytes, which must come back unchanged. "
+            "\"unsupported\": the partner does not support the algorithm, so nothing was tested. \"ok, but not empty\": the partner "
+            "rejects every JWE of an empty message, even its own.\n\n" + versions + "\n\n" + table + "\n",
+            encoding="utf-8")
     if counts != expected:
         print("expected:", json.dumps(expected), file=sys.stderr)
     return 1 if failures or counts != expected else 0

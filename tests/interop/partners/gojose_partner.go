@@ -1,4 +1,4 @@
-// Answers one JSON request per line with the go-jose library.
+// A partner of the interop matrix, with the go-jose library: answers JSON requests, one per line.
 package main
 
 import (
@@ -46,15 +46,15 @@ func load(raw []byte) jose.JSONWebKey {
 	return key
 }
 
-// The library takes the algorithm from the token, so it is compared here.
-func pin(token string, parts int, alg, enc string) {
-	pieces := strings.Split(token, ".")
-	raw, err := b64u.DecodeString(pieces[0])
+// checkToken compares the token's algorithms with the request: the library does not.
+func checkToken(token string, count int, alg, enc string) {
+	parts := strings.Split(token, ".")
+	raw, err := b64u.DecodeString(parts[0])
 	check(err)
 	var header struct{ Alg, Enc string }
 	check(json.Unmarshal(raw, &header))
-	if len(pieces) != parts || header.Alg != alg || (parts == 5 && header.Enc != enc) {
-		panic(errors.New("token of another form or algorithm"))
+	if len(parts) != count || header.Alg != alg || (count == 5 && header.Enc != enc) {
+		panic(errors.New("token of another kind or algorithm"))
 	}
 }
 
@@ -70,7 +70,7 @@ func sign(alg string, key interface{}, payload []byte, header map[jose.HeaderKey
 }
 
 func verify(alg string, key interface{}, token string) []byte {
-	pin(token, 3, alg, "")
+	checkToken(token, 3, alg, "")
 	parsed, err := jose.ParseSigned(token)
 	check(err)
 	payload, err := parsed.Verify(key)
@@ -91,7 +91,7 @@ func encrypt(alg, enc string, key interface{}, payload []byte, header map[jose.H
 }
 
 func decrypt(alg, enc string, key interface{}, token string) []byte {
-	pin(token, 5, alg, enc)
+	checkToken(token, 5, alg, enc)
 	parsed, err := jose.ParseEncrypted(token)
 	check(err)
 	payload, err := parsed.Decrypt(key)
@@ -161,7 +161,7 @@ func answer(line []byte) (out object) {
 	check(json.Unmarshal(line, &r))
 	payload, err := b64u.DecodeString(r.Payload)
 	check(err)
-	// The bare key is handed on, so that a usage noted in the JWK has no say.
+	// Only the key itself is used: the request names the algorithm, whatever "alg" and "use" of the JWK say.
 	switch r.Op {
 	case "algorithms":
 		return algorithms()

@@ -1,31 +1,15 @@
 #!/usr/bin/env python3
-"""Answers one JSON request per line with the `jose` command."""
-import base64
+"""A partner of the interop matrix: the `jose` command."""
 import json
 import pathlib
 import subprocess
-import sys
 import tempfile
 
-SIGN = "RS256 RS384 RS512 PS256 PS384 PS512 ES256 ES384 ES512 ES256K".split()
-ALG = ("RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512 "
-       "ECDH-ES ECDH-ES+A128KW ECDH-ES+A192KW ECDH-ES+A256KW").split()
-ENC = ("A128CBC-HS256 A192CBC-HS384 A256CBC-HS512 "
-       "A128GCM A192GCM A256GCM").split()
-CURVES = {"ES256": "P-256", "ES384": "P-384", "ES512": "P-521",
-          "ES256K": "secp256k1"}
-
-
-def b64u(data):
-    return base64.urlsafe_b64encode(data).rstrip(b"=").decode()
-
-
-def unb64u(text):
-    return base64.urlsafe_b64decode(text + "=" * (-len(text) % 4))
+from serving import ALG, CURVES, ENC, SIGN, b64u, remove_usage, serve, unb64u
 
 
 def jose(*args, **files):
-    """Runs jose; a keyword names a file, and "@name" in args becomes its path."""
+    """Runs jose. Writes each keyword argument to a file; "@name" in args becomes its path."""
     with tempfile.TemporaryDirectory() as directory:
         root = pathlib.Path(directory)
         for name, data in files.items():
@@ -41,18 +25,12 @@ def jose(*args, **files):
     return run.stdout
 
 
-def bare(key):
-    # The request names the algorithm, so a usage noted in the key is dropped.
-    return {name: value for name, value in key.items()
-            if name not in ("alg", "use", "key_ops")}
-
-
-def pin(r, parts, *names):
-    # The command takes the algorithm from the token, so it is compared here.
-    pieces = r["token"].split(".")
-    header = json.loads(unb64u(pieces[0]))
-    if len(pieces) != parts or any(header.get(n) != r[n] for n in names):
-        raise ValueError("token of another form or algorithm")
+def check_token(r, count, *names):
+    """Compares the token's algorithms with the request: the command does not."""
+    parts = r["token"].split(".")
+    header = json.loads(unb64u(parts[0]))
+    if len(parts) != count or any(header.get(n) != r[n] for n in names):
+        raise ValueError("token of another kind or algorithm")
 
 
 def compact(output):
@@ -66,26 +44,26 @@ def sign(r):
     header = {"alg": r["alg"], **r.get("header", {})}
     return compact(jose("jws", "sig", "-i", "@body", "-s", "@header", "-k", "@key",
                         "-c", "-o", "-", body={"payload": r["payload"]},
-                        header={"protected": header}, key=bare(r["key"])))
+                        header={"protected": header}, key=remove_usage(r["key"])))
 
 
 def verify(r):
-    pin(r, 3, "alg")
+    check_token(r, 3, "alg")
     return {"payload": b64u(jose("jws", "ver", "-i", "@token", "-k", "@key", "-O", "-",
-                                 token=r["token"], key=bare(r["key"])))}
+                                 token=r["token"], key=remove_usage(r["key"])))}
 
 
 def encrypt(r):
     header = {"alg": r["alg"], "enc": r["enc"], **r.get("header", {})}
     return compact(jose("jwe", "enc", "-i", "@header", "-I", "@body", "-k", "@key",
                         "-c", "-o", "-", header={"protected": header},
-                        body=unb64u(r["payload"]), key=bare(r["key"])))
+                        body=unb64u(r["payload"]), key=remove_usage(r["key"])))
 
 
 def decrypt(r):
-    pin(r, 5, "alg", "enc")
+    check_token(r, 5, "alg", "enc")
     return {"payload": b64u(jose("jwe", "dec", "-i", "@token", "-k", "@key", "-O", "-",
-                                 token=r["token"], key=bare(r["key"])))}
+                                 token=r["token"], key=remove_usage(r["key"])))}
 
 
 def public(r):
@@ -106,7 +84,7 @@ def works(name, template, enc=None):
     r = {"alg": name, "enc": enc, "payload": "YWJj"}
     try:
         private = json.loads(jose("jwk", "gen", "-i", "@t", "-o", "-", t=template))
-        opened = public({"key": bare(private)})["jwk"]
+        opened = public({"key": remove_usage(private)})["jwk"]
         if enc:
             token = encrypt({**r, "key": opened})["token"]
             return decrypt({**r, "key": private, "token": token})["payload"] == "YWJj"
@@ -131,15 +109,5 @@ OPS = {"algorithms": algorithms, "sign": sign, "verify": verify,
        "set": make_set, "readset": readset}
 
 
-def main():
-    for line in sys.stdin:
-        try:
-            request = json.loads(line)
-            answer = OPS[request["op"]](request)
-        except Exception as error:
-            answer = {"error": f"{type(error).__name__}: {error}"[:300]}
-        print(json.dumps(answer), flush=True)
-
-
 if __name__ == "__main__":
-    main()
+    serve(OPS)

@@ -1,33 +1,15 @@
 #!/usr/bin/python3
-"""Answers one JSON request per line with the jwcrypto library."""
-import base64
+"""A partner of the interop matrix: the jwcrypto library."""
 import importlib.metadata
 import json
-import sys
 
 from jwcrypto import jwe, jwk, jws
 
-SIGN = "RS256 RS384 RS512 PS256 PS384 PS512 ES256 ES384 ES512 ES256K".split()
-ALG = ("RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512 "
-       "ECDH-ES ECDH-ES+A128KW ECDH-ES+A192KW ECDH-ES+A256KW").split()
-ENC = ("A128CBC-HS256 A192CBC-HS384 A256CBC-HS512 "
-       "A128GCM A192GCM A256GCM").split()
-CURVES = {"ES256": "P-256", "ES384": "P-384", "ES512": "P-521",
-          "ES256K": "secp256k1"}
-
-
-def b64u(data):
-    return base64.urlsafe_b64encode(data).rstrip(b"=").decode()
-
-
-def unb64u(text):
-    return base64.urlsafe_b64decode(text + "=" * (-len(text) % 4))
+from serving import ALG, CURVES, ENC, SIGN, b64u, remove_usage, serve, unb64u
 
 
 def load(key):
-    # The request names the algorithm, so a usage noted in the key is ignored.
-    return jwk.JWK(**{name: value for name, value in key.items()
-                      if name not in ("alg", "use", "key_ops")})
+    return jwk.JWK(**remove_usage(key))
 
 
 def sign(r):
@@ -104,15 +86,5 @@ OPS = {"algorithms": algorithms, "sign": sign, "verify": verify,
        "set": make_set, "readset": readset}
 
 
-def main():
-    for line in sys.stdin:
-        try:
-            request = json.loads(line)
-            answer = OPS[request["op"]](request)
-        except Exception as error:
-            answer = {"error": f"{type(error).__name__}: {error}"[:300]}
-        print(json.dumps(answer), flush=True)
-
-
 if __name__ == "__main__":
-    main()
+    serve(OPS)
