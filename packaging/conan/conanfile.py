@@ -1,4 +1,4 @@
-"""A Conan 2 recipe of the checkout that it lies in: `conan create packaging/conan`."""
+"""Conan 2 recipe for the checkout that contains it: `conan create packaging/conan`."""
 
 import pathlib
 import re
@@ -43,7 +43,7 @@ class Torvane(ConanFile):
         CMakeDeps(self).generate()
         PkgConfigDeps(self).generate()
         toolchain = CMakeToolchain(self)
-        # Tokens need a p11-kit that Conan does not have.
+        # PKCS #11 needs p11-kit, which Conan does not have.
         for option in ("TORVANE_PKCS11", "TORVANE_BUILD_CLI", "TORVANE_BUILD_TESTS"):
             toolchain.cache_variables[option] = False
         toolchain.generate()

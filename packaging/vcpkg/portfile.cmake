@@ -1,4 +1,4 @@
-# An overlay port of the checkout that it lies in.
+# Overlay port for the checkout that contains it.
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_check_features(OUT_FEATURE_OPTIONS FEATURE_OPTIONS FEATURES pkcs11 TORVANE_PKCS11)

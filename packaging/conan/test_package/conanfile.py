@@ -1,4 +1,4 @@
-"""Builds and runs the consumer of the library's own tests against the package."""
+"""Builds the consumer program of the library's tests with the package, and runs it."""
 
 import pathlib
 
