@@ -42,7 +42,7 @@ def key_management(name, digest, wrapping_size):
     if digest != "{}":
         return [name, "RSAES-OAEP", hash_name(digest), "RSA", "as the modulus"]
     bits = 8 * int(wrapping_size)
-    wrap, size = (f"AES-{bits}", "content key + 8") if bits else ("none", "0")
+    wrap, size = (f"AES-{bits}", "content encryption key + 8") if bits else ("none", "0")
     return [name, "ECDH-ES", wrap, "EC P-256, P-384, P-521", size]
 
 
