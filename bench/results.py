@@ -65,21 +65,21 @@ def pair(what, operation, who, algorithm, size):
 
 def ratio(results, *case):
     """Ratio of a party's median to the floor's median."""
-    somebody, floor = pair(*case)
-    return results.median(somebody) / results.median(floor)
+    party, floor = pair(*case)
+    return results.median(party) / results.median(floor)
 
 
 def quartiles(results, *case):
     """Quartiles of the ratios of each round of a party to each round of the floor; rounds have no natural pairs."""
-    somebody, floor = map(results.all, pair(*case))
-    ratios = [one / other for one, other in itertools.product(somebody, floor)]
+    party, floor = map(results.all, pair(*case))
+    ratios = [one / other for one, other in itertools.product(party, floor)]
     return statistics.quantiles(ratios, n=4, method="inclusive")[::2] if len(ratios) > 1 else ratios * 2
 
 
 def above_floor(results, operation, who, algorithm, size):
     """Instructions of one call, less those of the floor."""
-    somebody, floor = pair("instructions", operation, who, algorithm, size)
-    return results.median(somebody) - results.median(floor)
+    party, floor = pair("instructions", operation, who, algorithm, size)
+    return results.median(party) - results.median(floor)
 
 
 def read_timings(results, what, path, counted="time"):

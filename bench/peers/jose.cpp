@@ -87,9 +87,9 @@ class Jose final : public Party {
         : algorithm_(std::move(algorithm)),
           enc_(std::move(enc)),
           signing_(load(keys.signing)),
-          verification_(publicHalf(signing_)),
+          verification_(extractPublicKey(signing_)),
           decryption_(load(keys.decryption)),
-          encryption_(publicHalf(decryption_)) {}
+          encryption_(extractPublicKey(decryption_)) {}
 
     std::string name() const override { return "jose"; }
     std::string keyManagement() const override { return algorithm_; }
@@ -114,10 +114,10 @@ class Jose final : public Party {
         return jwk;
     }
 
-    static Json publicHalf(const Json& key) {
-        Json half(json_deep_copy(key.get()));
-        check(jose_jwk_pub(nullptr, half.get()), "jose_jwk_pub");
-        return half;
+    static Json extractPublicKey(const Json& key) {
+        Json publicKey(json_deep_copy(key.get()));
+        check(jose_jwk_pub(nullptr, publicKey.get()), "jose_jwk_pub");
+        return publicKey;
     }
 
     Buffer sign(std::span<const std::uint8_t> message) const {
