@@ -18,7 +18,7 @@ std::size_t encode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) 
 /// the size that all of the input would decode to, may be overwritten.
 std::size_t decode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept;
 
-/// Returns a number of characters at the beginning that are all in the alphabet.
+/// Returns the length of a prefix whose characters are all in the alphabet; not necessarily the longest such prefix.
 std::size_t countValid(const std::uint8_t* in, std::size_t size) noexcept;
 
 }  // namespace Torvane::Base64Kernel

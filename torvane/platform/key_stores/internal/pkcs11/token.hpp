@@ -69,9 +69,12 @@ class Token {
     const std::string& serialNumber() const noexcept { return serialNumber_; }
 
   private:
-    // What a returned session is good for: for another use; for none, since an operation may have been left unfinished;
-    // or for none, since the token is gone.
-    enum class Condition { reusable, unusable, lost };
+    // The condition in which a session is returned.
+    enum class Condition {
+        reusable,
+        unusable,  // an operation may have been left unfinished
+        lost,      // the token is gone
+    };
 
     // Takes a session from the pool, and returns it at the end of the scope.
     class Lease {
