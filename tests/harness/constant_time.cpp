@@ -1,5 +1,5 @@
-// Runs under valgrind with the secrets marked undefined: a branch or an address that depends on one is an error
-// there. `constant_time leak` compares with a loop that stops early, and has to be caught.
+// Constant-time check, run under valgrind: secrets are marked as undefined, so that valgrind reports each branch and
+// each address that depends on one. `constant_time leak` compares with a loop that stops early, and must be reported.
 #include <cstdio>
 #include <cstring>
 #include <valgrind/memcheck.h>
@@ -14,55 +14,55 @@ namespace {
 using namespace Torvane;
 using enum HashFunction;
 
-// Returns the bytes as a secret.
+// Marks the bytes as secret.
 template <class Bytes>
-Bytes hidden(Bytes bytes) {
+Bytes hide(Bytes bytes) {
     static_cast<void>(VALGRIND_MAKE_MEM_UNDEFINED(bytes.data(), bytes.size()));
     return bytes;
 }
 
-// What goes to the peer, or has been accepted, is no secret any more.
+// Marks the bytes as public: they go to the peer, or have been accepted.
 template <class Bytes>
-Bytes shown(Bytes bytes) {
+Bytes reveal(Bytes bytes) {
     static_cast<void>(VALGRIND_MAKE_MEM_DEFINED(bytes.data(), bytes.size()));
     return bytes;
 }
 
 const ByteBuffer iv(16, 1), gcmIv(12, 1), aad(20, 2), plaintext(100, 3);
 
-bool encrypts(Crypto::ContentEncryptor& encryptor) {
+bool canEncrypt(Crypto::ContentEncryptor& encryptor) {
     ByteBuffer ciphertext(plaintext.size() + 32);
-    auto size = encryptor.update(hidden(plaintext), ciphertext);
+    auto size = encryptor.update(hide(plaintext), ciphertext);
     size += encryptor.finish(std::span(ciphertext).subspan(size));
-    return size >= plaintext.size() && shown(ciphertext) != plaintext && !shown(encryptor.tag()).empty();
+    return size >= plaintext.size() && reveal(ciphertext) != plaintext && !reveal(encryptor.tag()).empty();
 }
 
-// Not here: what the primitives decide themselves. OpenSSL branches on whether a GCM tag is right and on the padding of
-// a plaintext whose tag was, and its AES key wrap reads tables; libsecp256k1 has such a test of its own.
+// Does not cover what OpenSSL and libsecp256k1 decide inside: OpenSSL branches on whether a GCM tag is correct, and on
+// the padding of a plaintext with a correct tag, and its AES key wrap reads tables. libsecp256k1 has a test of its own.
 bool runClean() {
     bool works = true;
     for (const auto& [hash, size] : {std::pair{SHA256, 32U}, {SHA384, 48U}, {SHA512, 64U}}) {
-        const auto key = hidden(SecretBuffer(size, 4));
+        const auto key = hide(SecretBuffer(size, 4));
         ByteBuffer forged(112, 5);
-        works = works && encrypts(*Crypto::makeCbcHmacEncryptor(hash, key, iv, aad)) &&
+        works = works && canEncrypt(*Crypto::makeCbcHmacEncryptor(hash, key, iv, aad)) &&
                 !Crypto::decryptCbcHmac(hash, key, iv, aad, ByteBuffer(size / 2, 6), forged);
     }
     for (const std::size_t size : {16U, 24U, 32U}) {
-        const auto key = hidden(SecretBuffer(size, 4));
-        works = works && encrypts(*Crypto::makeGcmEncryptor(key, gcmIv, aad)) &&
-                shown(Crypto::deriveKeyByConcatKdf(key, aad, 32)).size() == 32;
+        const auto key = hide(SecretBuffer(size, 4));
+        works = works && canEncrypt(*Crypto::makeGcmEncryptor(key, gcmIv, aad)) &&
+                reveal(Crypto::deriveKeyByConcatKdf(key, aad, 32)).size() == 32;
     }
     for (const std::size_t size : {31U, 32U, 33U}) {
         ByteBuffer text;
-        appendSecretBase64url(text, hidden(SecretBuffer(size, 7)));
-        works = works && shown(decodeSecretBase64url(asText(text)).value()) == SecretBuffer(size, 7);
+        appendSecretBase64url(text, hide(SecretBuffer(size, 7)));
+        works = works && reveal(decodeSecretBase64url(asText(text)).value()) == SecretBuffer(size, 7);
     }
     return works;
 }
 
-// What must be caught: the loop ends where the bytes differ.
+// Leaks on purpose: the loop ends at the first difference.
 bool runLeaking() {
-    const auto secret = hidden(ByteBuffer(32, 8));
+    const auto secret = hide(ByteBuffer(32, 8));
     for (const auto byte : secret)
         if (byte != 8) return false;
     return true;

@@ -1,5 +1,5 @@
-// The heap of C++ and of OpenSSL, watched: what is left in the blocks that are released, how many and how large they
-// are, and a failure at the allocation of one's choice. For one source file of a program of one thread.
+// Instrumented heap for C++ and OpenSSL: keeps released blocks for inspection, counts allocations, and makes a chosen
+// one fail. To be included by one source file of a single-threaded program.
 #pragma once
 
 #include <algorithm>
@@ -20,11 +20,11 @@ enum class Owner { library, openSSL };
 
 inline std::size_t liveBlocks = 0;
 inline std::size_t allocatedBytes = 0;
-/// Counts down with each allocation; the one that makes it zero fails.
+/// Counts down with each allocation; the allocation that makes it zero fails.
 inline std::size_t untilFailure = 0;
 inline bool hasFailed = false;
 
-// While it is open, blocks are kept instead of freed.
+// Released blocks, which are kept while a Quarantine is open.
 inline std::pair<void*, Owner> kept[1 << 20];
 inline std::size_t keptCount = 0;
 inline bool isKeeping = false;
@@ -38,7 +38,7 @@ inline void* allocate(std::size_t size) noexcept {
     if (block == nullptr) return nullptr;
     ++liveBlocks;
     allocatedBytes += size;
-    // What somebody else left in it does not count.
+    // Overwrites what earlier owners left in the block.
     return std::memset(block, 0xAA, malloc_usable_size(block));
 }
 
@@ -63,7 +63,7 @@ inline const bool watchesOpenSSL =
                              [](void* block, std::size_t size, const char*, int) { return reallocate(block, size); },
                              [](void* block, const char*, int) { release(block, Owner::openSSL); }) == 1;
 
-/// Keeps every block that is released until close(), and frees them when it goes.
+/// Keeps every block that is released before close(); the destructor frees them.
 class Quarantine {
   public:
     Quarantine() noexcept { isKeeping = true; }
@@ -77,7 +77,7 @@ class Quarantine {
 
     void close() noexcept { isKeeping = false; }
 
-    /// Whether the bytes stand in a block of that owner, forwards or, as in a big number, backwards.
+    /// Whether a kept block of that owner contains the bytes, in this order or reversed, as in OpenSSL's big numbers.
     bool holds(Torvane::ByteView bytes, Owner owner) const {
         return std::any_of(kept, kept + keptCount, [&](const auto& block) {
             const auto* begin = static_cast<const std::uint8_t*>(block.first);

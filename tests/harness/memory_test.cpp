@@ -1,4 +1,4 @@
-// What is left in memory that was released, how much is asked for, and what happens when there is none to be had.
+// Tests of memory: secrets in released blocks, the amount that hostile input allocates, and allocations that fail.
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
@@ -16,13 +16,13 @@ using enum Harness::Owner;
 using Harness::Quarantine;
 using Secrets = std::vector<ByteBuffer>;
 
-// A secret in halves, since a growing buffer leaves a part.
+// Adds both halves of a secret, since a growing buffer may leave only a part of it behind.
 void addHalves(Secrets& secrets, ByteView whole) {
     const auto half = whole.size() / 2;
     for (const auto part : {whole.first(half), whole.subspan(half)}) secrets.emplace_back(part.begin(), part.end());
 }
 
-// The numbers of a private key, as bytes and as text.
+// The private values of a key, as bytes and as base64url.
 Secrets secretsOf(const std::string& kid,
                   std::initializer_list<const char*> names = {"d", "p", "q", "dp", "dq", "qi"}) {
     Secrets secrets;
@@ -38,15 +38,16 @@ Secrets secretsOf(const std::string& kid,
 using Owners = std::initializer_list<Harness::Owner>;
 constexpr Owners everywhere{library, openSSL};
 
-// Runs the code and looks for secrets, which may be known only afterwards, in what it released.
+// Runs the code and searches the blocks that it released for secrets. getSecrets() is called afterwards, since the code
+// may determine them.
 template <class GetSecrets, class Code>
-void expectNothingLeft(const std::string& name, Owners owners, const GetSecrets& secrets, Code code) {
+void expectNothingLeft(const std::string& name, Owners owners, const GetSecrets& getSecrets, Code code) {
     SCOPED_TRACE(name);
-    code();  // once before, so that what is made at first use has been made
+    code();  // initialises what is created at the first use
     Quarantine quarantine;
     code();
     quarantine.close();
-    const Secrets searched = secrets();
+    const Secrets searched = getSecrets();
     EXPECT_FALSE(searched.empty());
     for (const auto& secret : searched) {
         EXPECT_GE(secret.size(), 16U);
@@ -56,7 +57,7 @@ void expectNothingLeft(const std::string& name, Owners owners, const GetSecrets&
 
 const ByteBuffer message = bytesOf("attack at dawn, and bring the good biscuits");
 
-// One who writes to themselves.
+// A helper whose peer is itself.
 const JOSEHelper& helper() {
     static const auto made = JOSEHelper::Builder()
                                  .setSenderJwkSet({privateJwk(rsaSig, JWK_SIG), privateJwk(rsaEnc, JWK_ENC)}, rsaSig)
@@ -109,13 +110,13 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
                      std::string(asText(inner)) + std::string(16 - inner.size() % 16, '!'));
     padded.ciphertext.resize(padded.ciphertext.size() - 16);  // the block that was only padding
     padded.authenticate();
-    refused("bad padding under a right tag", "A128CBC-HS256", padded.token());
+    refused("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
     const auto unsignedToken = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(withFlippedBit(inner, 2));
     const auto decode = [&] { EXPECT_THROW(helper().decodeMessage(unsignedToken), JOSEError); };
-    expectNothingLeft("a signature that is off", everywhere, secrets, decode);
+    expectNothingLeft("a wrong signature", everywhere, secrets, decode);
 }
 
-TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsRead) {
+TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
     for (const auto& kid : {rsaEnc, ecEncP256, ecEncP384, ecEncP521}) {
         const auto text = keyText(kid, "jwk_private");
         const auto set = "{\"keys\":[" + text + "]}", broken = text.substr(0, text.size() - 1) + ",}";
@@ -126,7 +127,7 @@ TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsRead) {
         expectNothingLeft(kid + ", set", everywhere, secrets, [&] { JsonWebKeySet{asBytes(set)}; });
         const auto read = [&] { JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, kid); };
         expectNothingLeft(kid, {library}, secrets, read);
-        // OpenSSL's own check of an RSA key leaves "dq" and "qi" behind.
+        // OpenSSL leaves "dq" and "qi" behind when it checks an RSA key.
         expectNothingLeft(
             kid, {openSSL},
             [&] {
@@ -136,7 +137,7 @@ TEST(FreedMemory, HoldsNoPrivateNumberAfterAPrivateKeyIsRead) {
     }
 }
 
-TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
+TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrWritten) {
     const TemporaryFolder folder;
     const auto files = readVectors("key_files.json")["files"];
     const std::string passphrase = files[1][2];
@@ -152,7 +153,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrMade) {
         const auto path = folder.write("key", fromBase64(files[row][1]));
         const auto open = [&] { openKey(path, KeyClass::privateKey, source); };
         expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);
-        // OpenSSL's decoders leave the numbers behind.
+        // OpenSSL's decoders leave the private values behind.
         expectNothingLeft(
             files[row][0], {library}, [] { return secretsOf(ecP256); }, open);
     }
@@ -187,15 +188,15 @@ TEST(FreedMemory, HoldsNothingOfAKeyAgreementAfterDecryption) {
             addHalves(secrets, Crypto::unwrapKey(wrapping, fromBase64(parts(token).at(1)), 32).value());
             return secrets;
         };
-        const auto numbers = [&] { return secretsOf(kid); };
+        const auto privateValues = [&] { return secretsOf(kid); };
         expectNothingLeft(kid, everywhere, keys, decrypt);
-        expectNothingLeft(kid, {library}, numbers, decrypt);
-        // OpenSSL's multiplication on P-256 and P-521 leaves the scalar behind.
-        if (kid == ecEncP384) expectNothingLeft(kid, {openSSL}, numbers, decrypt);
+        expectNothingLeft(kid, {library}, privateValues, decrypt);
+        // OpenSSL leaves the scalar behind when it multiplies on P-256 and P-521.
+        if (kid == ecEncP384) expectNothingLeft(kid, {openSSL}, privateValues, decrypt);
     }
 }
 
-TEST(FreedMemory, HoldsNoScalarAfterItSignedOrWasWritten) {
+TEST(FreedMemory, HoldsNoScalarAfterSigningOrWritingAKey) {
     const auto signer = JOSE::Signer::create(JOSE::SignatureAlgorithm::ES256, privateKey(ecP256)).value();
     expectNothingLeft(
         "ES256", everywhere, [] { return secretsOf(ecP256); }, [&] { signer.sign(message); });
@@ -209,7 +210,7 @@ TEST(FreedMemory, HoldsNoScalarAfterItSignedOrWasWritten) {
     };
     const auto sign = [&] { JWSSigner(JOSE::SignatureAlgorithm::ES256K, key).sign(message); };
     expectNothingLeft("ES256K", everywhere, secrets, sign);
-    std::vector<std::string> texts;  // the caller's, as are the maps
+    std::vector<std::string> texts;  // kept alive: these copies belong to the caller, as do the maps
     std::vector<StringMap> maps;
     const auto write = [&] {
         texts.push_back(key.encodeToString().value());
@@ -218,12 +219,12 @@ TEST(FreedMemory, HoldsNoScalarAfterItSignedOrWasWritten) {
     expectNothingLeft("written", everywhere, secrets, write);
 }
 
-TEST(Allocations, AreFewForTenMillionCharactersThatAreNoToken) {
+TEST(Allocations, AreFewForTenMillionCharactersThatAreNotAToken) {
     const ByteBuffer dots(10'000'000, '.');
     const auto longHeader = bytesOf(std::string(10'000'000, 'A') + ".e30.e30.e30");
     const auto longKey =
         bytesOf(parts(helper().encodeMessage(message)).front() + "." + std::string(10'000'000, '=') + ".e30.e30.e30");
-    EXPECT_THROW(helper().decodeMessage({}), JOSEError);  // makes the helper
+    EXPECT_THROW(helper().decodeMessage({}), JOSEError);  // creates the helper
     const auto before = Harness::allocatedBytes;
     EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
@@ -233,8 +234,8 @@ TEST(Allocations, AreFewForTenMillionCharactersThatAreNoToken) {
     EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
 }
 
-// Lets each allocation of the code fail in turn, until it gets through. Each time it throws an error of its own or
-// gives what is right, and no block stays out, unless OpenSSL keeps one for the next time.
+// Makes each allocation of the code fail in turn, until the code completes. Each time it must throw an error or return
+// the right result, and release all blocks, except for those that OpenSSL keeps for its next use.
 template <class Code, class IsRight>
 void sweepAllocations(Code code, IsRight isRight) {
     const auto keepsBlocks = [&](std::size_t n) {
@@ -261,7 +262,7 @@ void sweepAllocations(Code code, IsRight isRight) {
     std::cout << "COUNT allocations that failed " << n - 1 << std::endl;
 }
 
-TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingSpoilNoSignature) {
+TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingCauseNoWrongSignature) {
     const auto pem = keyText(rsaSig, "pkcs8_pem");
     const auto digest = Crypto::digest(HashFunction::SHA256, message);
     const auto sign = [&](const SecKey& key) {
@@ -273,7 +274,7 @@ TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingSpoilNoSignature) {
         const auto key = SoftwareKeyStore::load(asBytes(pem));
         for (int i = 0; i < 31; ++i) EXPECT_EQ(sign(key), right);
         Harness::hasFailed = false;
-        Harness::untilFailure = n;  // at the 32nd signature OpenSSL makes a new blinding
+        Harness::untilFailure = n;  // the 32nd signature makes OpenSSL renew the blinding
         for (int i = 0; i < 3; ++i) {
             const bool mayThrow = !Harness::hasFailed;
             try {
@@ -286,7 +287,7 @@ TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingSpoilNoSignature) {
     }
 }
 
-TEST(Allocations, ThatFailEndInAnErrorOrTheRightResultAndLoseNothing) {
+TEST(Allocations, ThatFailLeadToAnErrorOrTheRightResultAndLeakNothing) {
     const auto token = helper().encodeMessage(message);
     sweepAllocations([] { return helper().encodeMessage(message); },
                      [](const ByteBuffer& made) { return helper().decodeMessage(made) == message; });

@@ -1,5 +1,5 @@
-// The library as one partner of the interop matrix: a JSON request a line on stdin, a JSON response a line on
-// stdout. partners/ holds the same for other implementations; matrix.py asks and compares.
+// The library as a partner of the interop matrix: reads one JSON request per line from stdin, and writes one JSON
+// response per line to stdout. partners/ has the same for other implementations; matrix.py asks and compares.
 #include <functional>
 #include <iostream>
 #include <map>
@@ -28,14 +28,15 @@ JsonWebKey privateKeyIn(const json& jwk, JWKUse use) {
     return JsonWebKey::fromPrivateJwk(bytesOf(jwk.dump()), use, kid);
 }
 
-// A handle as an application has it, for a helper that looks its keys up.
+// A set with one platform key, as applications have it, in which a helper finds the key.
 JsonWebKeySet setWith(const json& jwk, KeyClass keyClass, JWKUse use) {
     const auto key = privateKeyOf(jwk);
     return {JsonWebKey(keyClass == KeyClass::privateKey ? key : key.publicKey(), keyClass, KeyType::RSA2048Key, use,
                        jwk.at("kid"))};
 }
 
-// Of whoever sends, the private signing key and the recipient's encryption key; of whoever receives, the other halves.
+// A sender's helper has the private signing key and the recipient's public encryption key; a receiver's helper has the
+// public signing key and the private encryption key.
 JOSEHelper helperFor(const json& request, KeyClass ofSigning, KeyClass ofEncryption) {
     const auto signing = setWith(request.at("sigKey"), ofSigning, JWK_SIG);
     const auto encryption = setWith(request.at("encKey"), ofEncryption, JWK_ENC);

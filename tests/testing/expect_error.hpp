@@ -1,4 +1,4 @@
-// How an error is compared: its type, its case, and the whole of its text.
+// Assertions that compare an error's type, case and whole text.
 #pragma once
 
 #include <exception>
@@ -27,7 +27,7 @@ std::exception_ptr thrownBy(Code&& code) {
     }
 }
 
-/// The textual form of what was thrown: type, case and text in one.
+/// The debug description of an exception: type, case and text in one string.
 inline std::string textualForm(const std::exception_ptr& thrown) {
     return thrown ? debugDescription(thrown) : "nothing was thrown";
 }

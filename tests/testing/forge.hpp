@@ -1,5 +1,4 @@
-// Tokens that an attacker who knows the content key, or holds the signing key, could make: right in
-// everything but the one thing that a test is about.
+// Forged tokens, such as a peer with valid keys could make: correct except for the one fault that a test is about.
 #pragma once
 
 #include <string_view>
@@ -19,7 +18,7 @@ namespace Testing {
 
 using namespace Torvane;
 
-/// A JWS with any header text and a signature that is valid for it.
+/// A JWS with any header text, and a valid signature over it.
 inline ByteBuffer signedToken(std::string_view header, std::string_view payload, const JOSE::Signer& signer) {
     const auto input = encodeBase64url(asBytes(header)) + "." + encodeBase64url(asBytes(payload));
     return bytesOf(input + "." + encodeBase64url(signer.sign(asBytes(input))));
@@ -38,13 +37,13 @@ inline std::pair<ByteBuffer, ByteBuffer> encrypted(JOSE::ContentEncryptionAlgori
     return {ciphertext, encryptor->tag()};
 }
 
-/// A JWE under a content key of the forger's choice; each part is free to be changed before it is put together.
+/// A JWE with a content encryption key that the forger knows. Each part may be changed before token() joins them.
 struct ForgedJWE {
     JOSE::ContentEncryptionAlgorithm encryption;
     std::string header;
     ByteBuffer contentKey, encryptedKey, iv, ciphertext, tag;
 
-    /// Sizes as they ought to be, the plaintext as given.
+    /// Makes parts of the correct sizes.
     ForgedJWE(JOSE::ContentEncryptionAlgorithm encryptionAlgorithm, std::string headerText, const SecKey& recipient,
               HashFunction oaepHash, std::string_view plaintext)
         : encryption(encryptionAlgorithm), header(std::move(headerText)) {
@@ -61,7 +60,7 @@ struct ForgedJWE {
         std::tie(ciphertext, tag) = encrypted(encryption, contentKey, iv, additionalData(), asBytes(plaintext));
     }
 
-    /// The tag that AES-CBC with HMAC asks for, over whatever the ciphertext is.
+    /// Computes the correct tag of AES-CBC with HMAC over the present ciphertext.
     void authenticate() {
         Crypto::Hmac mac(*JOSE::parameters(encryption).macHash, ByteView(contentKey).first(contentKey.size() / 2));
         const auto aad = additionalData();
@@ -76,11 +75,11 @@ struct ForgedJWE {
     }
 
     ByteBuffer token() const {
-        std::vector<std::string> pieces{encodeBase64url(asBytes(header))};
+        std::vector<std::string> encodedParts{encodeBase64url(asBytes(header))};
         for (const auto* part : {&encryptedKey, &iv, &ciphertext, &tag}) {
-            pieces.push_back(encodeBase64url(*part));
+            encodedParts.push_back(encodeBase64url(*part));
         }
-        return joined(pieces);
+        return joined(encodedParts);
     }
 };
 
@@ -88,7 +87,8 @@ inline SecKey ephemeralKeyOf(ByteView token) {
     return JOSE::JWK::initFrom(bytesOf(nlohmann::json::parse(headerText(token)).at("epk").dump())).converted();
 }
 
-/// What the parties of an ECDH-ES token agree on, by the recipient's private key: the content key, or what wraps it.
+/// The key that the parties of an ECDH-ES token agree on, computed with the recipient's private key: the content
+/// encryption key, or the key that wraps it.
 inline SecretBuffer agreedKeyOf(ByteView token, const SecKey& own, JOSE::KeyManagementAlgorithm management,
                                 JOSE::ContentEncryptionAlgorithm encryption) {
     return JOSE::agreedKey(own, ephemeralKeyOf(token), management, encryption, {});

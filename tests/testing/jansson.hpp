@@ -1,4 +1,4 @@
-// Another strict JSON reader, to compare with.
+// Jansson as a second strict JSON reader, to compare the library's with.
 #pragma once
 
 #include <cmath>
@@ -17,8 +17,8 @@ struct Release {
     void operator()(json_t* value) const noexcept { json_decref(value); }
 };
 
-/// Every number as a double, unless integers are asked for, of which Jansson knows those of 64 bits. Nothing where it
-/// refuses the text, which is also for a NUL in a member's name.
+/// The parsed text; null when Jansson rejects it, which it also does for a NUL in a member's name. Numbers are doubles,
+/// unless `asIntegers` is true: then whole numbers are integers, which have to fit 64 bits.
 inline std::unique_ptr<json_t, Release> readByJansson(ByteView text, json_error_t* error = nullptr,
                                                       bool asIntegers = false) {
     const auto flags = JSON_REJECT_DUPLICATES | JSON_DECODE_ANY | JSON_ALLOW_NUL;

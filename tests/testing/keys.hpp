@@ -1,4 +1,4 @@
-// Real keys for tests: those of tests/vectors, which another implementation made.
+// Keys for tests, read from tests/vectors, where another implementation made them.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@ namespace Testing {
 
 using namespace Torvane;
 
-/// The platform private key of one RSA or EC key of nested_interop.json, by its "kid"; read once.
+/// The private platform key of an RSA or EC key in nested_interop.json, by its "kid". Each is read only once.
 const SecKey& privateKey(const std::string& kid);
 SecKey publicKey(const std::string& kid);
 
-/// The same key in a store that does nothing with it.
+/// The same key in a key store that overrides no operation.
 SecKey keyOfIdleStore(const std::string& kid);
 
 /// A member of that key's entry, for example "jwk_public" or "pkcs8_pem", as text.
@@ -37,13 +37,13 @@ inline const std::string ecEncP521 = "d-enc-ecdh521";
 Torvane::JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use);
 Torvane::JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use);
 
-/// A key in words, as data files name it: "HALF KID USE", for example "private d-sig-rs256 sig". The half is
-/// private, public, or privateJwk for a key from fromPrivateJwk(); the kid one of the file, rsa1024,
-/// secp256k1, secp256k1-zero (no scalar) or secp256k1-off-curve (no point). A fourth word, untyped or
-/// another-type, takes the key's type away.
+/// A key by its description in a data file: "HALF KID USE", for example "private d-sig-rs256 sig". HALF is private,
+/// public, or privateJwk for a key from fromPrivateJwk(). KID is one of nested_interop.json, rsa1024, secp256k1,
+/// secp256k1-zero (an invalid scalar) or secp256k1-off-curve (an invalid point). A fourth word gives the key no type
+/// (untyped) or a wrong one (another-type).
 Torvane::JsonWebKey keyInWords(const std::string& words);
 
-/// One secp256k1 key pair for the whole run.
+/// A secp256k1 key pair, generated once per process.
 const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair();
 
 }  // namespace Testing

@@ -1,5 +1,4 @@
-// What fuzz targets and tests of whole tables are judged by: a broken promise is thrown, so that either kind of
-// program stops at it.
+// Checks that fuzz targets and tests share: they throw on failure, which stops either kind of program.
 #pragma once
 
 #include <stdexcept>
@@ -15,7 +14,8 @@ inline void require(bool holds, const std::string& promise) {
     if (!holds) throw std::logic_error(promise);
 }
 
-/// The textual form of the library's error that the code throws, or nothing. Any other exception passes.
+/// The debug description of the library's error that the code throws; empty when it throws none. Other exceptions pass
+/// through.
 template <class Code>
 std::string refusalOf(Code&& code) {
     try {

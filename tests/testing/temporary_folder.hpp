@@ -1,4 +1,4 @@
-// A folder for one test, gone at its end.
+// Temporary folder, removed with its contents by the destructor.
 #pragma once
 
 #include <cstdlib>

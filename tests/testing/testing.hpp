@@ -1,4 +1,4 @@
-// What most tests need: keys, tokens and vectors, how an error is compared, and the library's names.
+// Common header of the tests: keys, tokens, vectors, error assertions, and short names for the library's types.
 #pragma once
 
 #include <gtest/gtest.h>

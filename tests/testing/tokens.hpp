@@ -1,4 +1,4 @@
-// Taking compact tokens apart and putting them together again, without the library.
+// Splitting, changing and joining compact tokens, without the library's parser.
 #pragma once
 
 #include <sstream>
@@ -14,17 +14,17 @@ namespace Testing {
 
 using namespace Torvane;
 
-/// The pieces between the dots, still encoded.
+/// The parts of a token, still encoded.
 inline std::vector<std::string> parts(ByteView token) {
-    std::vector<std::string> pieces;
+    std::vector<std::string> found;
     std::istringstream text(std::string(asText(token)) + '.');
-    for (std::string piece; std::getline(text, piece, '.');) pieces.push_back(piece);
-    return pieces;
+    for (std::string part; std::getline(text, part, '.');) found.push_back(part);
+    return found;
 }
 
-inline ByteBuffer joined(const std::vector<std::string>& pieces) {
+inline ByteBuffer joined(const std::vector<std::string>& encodedParts) {
     std::string text;
-    for (const auto& piece : pieces) text += piece + '.';
+    for (const auto& part : encodedParts) text += part + '.';
     text.pop_back();
     return bytesOf(text);
 }
@@ -37,21 +37,21 @@ inline std::string headerText(ByteView token) {
 
 /// The token with the lowest bit of one part's first byte flipped.
 inline ByteBuffer withFlippedBit(ByteView token, std::size_t part) {
-    auto pieces = parts(token);
-    auto bytes = fromBase64(pieces.at(part));
+    auto changed = parts(token);
+    auto bytes = fromBase64(changed.at(part));
     bytes.at(0) ^= 1;
-    pieces.at(part) = encodeBase64url(bytes);
-    return joined(pieces);
+    changed.at(part) = encodeBase64url(bytes);
+    return joined(changed);
 }
 
 /// The token with another header, given as JSON text.
 inline ByteBuffer withHeader(ByteView token, std::string_view header) {
-    auto pieces = parts(token);
-    pieces.front() = encodeBase64url(asBytes(header));
-    return joined(pieces);
+    auto changed = parts(token);
+    changed.front() = encodeBase64url(asBytes(header));
+    return joined(changed);
 }
 
-/// A text of a data file: each of the words replaced by what it stands for, then every "{{N*x}}" by N times x.
+/// Expands a text of a data file: replaces each word by its meaning, then each "{{N*x}}" by x repeated N times.
 inline std::string filledIn(std::string text, const std::vector<std::pair<std::string, std::string>>& words = {}) {
     for (const auto& [word, meaning] : words)
         for (auto at = text.find(word); at != text.npos; at = text.find(word)) text.replace(at, word.size(), meaning);

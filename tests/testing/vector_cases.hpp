@@ -1,4 +1,4 @@
-// What files of vectors have in common: keys as JSON, how a case ends, and how many cases end so.
+// Common code of the vector tests: keys from JSON, and counts of how the cases end.
 #pragma once
 
 #include <map>
@@ -10,8 +10,8 @@ namespace Testing {
 
 using namespace Torvane;
 
-/// How many cases ended in each way: what was done with them, or why they were refused. A test compares the
-/// whole with outcomes.json, so that no case can silently stop running, or be refused for another reason.
+/// Number of cases by outcome: what was done with them, or why they were rejected. A test compares all counts with
+/// outcomes.json, so that no case can silently stop running, or be rejected for another reason.
 class Outcomes {
   public:
     void count(const std::string& outcome) { ++counts_[outcome]; }
@@ -31,7 +31,7 @@ inline SecKey privateKeyOf(const json& jwk) {
     return JOSE::JWK::initPrivateFrom(bytesOf(jwk.dump())).converted();
 }
 
-/// A key for verifying: of a secp256k1 JWK its raw point, of any other the platform key.
+/// A key for verifying: the raw point of a secp256k1 JWK, the platform key of any other.
 inline JsonWebKey publicKeyOf(const json& jwk) {
     if (jwk.value("crv", "") != "secp256k1") return JsonWebKey(JOSE::JWK::initFrom(bytesOf(jwk.dump())));
     ByteBuffer point{0x04};
@@ -40,8 +40,8 @@ inline JsonWebKey publicKeyOf(const json& jwk) {
     return {Zennet::PublicKey(point, Zennet::KeyType::SECP256K1Key), JWKUse::JWK_SIG, "raw"};
 }
 
-/// Why the code was refused, by a JOSEError of the expected case: the description of the error that it wraps,
-/// or its own where it wraps none. Fails the test when the code is accepted or the case is another.
+/// The description of the error that a JOSEError wraps, or of the JOSEError itself when it wraps none. Fails the test
+/// when the code does not throw, or throws another case than the expected one.
 template <class Code>
 std::string reasonOf(JOSEError::Case expected, Code&& code) {
     try {
@@ -50,18 +50,18 @@ std::string reasonOf(JOSEError::Case expected, Code&& code) {
         EXPECT_EQ(error.errorCase(), expected) << error.errorDescription();
         return error.underlyingError() ? localizedDescription(error.underlyingError()) : error.errorDescription();
     }
-    ADD_FAILURE() << "accepted, and should have been refused";
+    ADD_FAILURE() << "accepted, and should have been rejected";
     return "accepted";
 }
 
-/// Runs each vector of a file, which counts itself in the outcomes. Where there are no such files the test is
-/// skipped, and says how many cases that are.
+/// Runs each vector of a file; runCase counts it in the outcomes. Without the files the test is skipped, and prints how
+/// many cases it skipped.
 template <class Case>
 void runRfcVectors(const std::string& file, Case runCase) {
     const auto content = readRfcVectors(file);
     if (!content)
         GTEST_SKIP() << file << ": " << Outcomes::expected(file).at("cases")
-                     << " cases skipped, for the RFC vectors are not here";
+                     << " cases skipped, since the RFC vectors are not here";
     Outcomes outcomes;
     for (const auto& vector : content->at("vectors")) {
         SCOPED_TRACE(vector.at("id").get<std::string>());
@@ -71,7 +71,7 @@ void runRfcVectors(const std::string& file, Case runCase) {
     outcomes.expect(file);
 }
 
-/// The first of these members that is there: the files name the same thing in different ways.
+/// The first of these members that exists: the files have different names for the same thing.
 inline json firstOf(const json& vector, std::initializer_list<const char*> pointers) {
     for (const auto* text : pointers)
         if (const json::json_pointer pointer(text); vector.contains(pointer)) return vector.at(pointer);

@@ -1,5 +1,4 @@
-// Test vectors: the ones that are part of the project, and the published examples of the RFCs, which are read
-// where they lie and may be absent.
+// Readers for test vectors: the project's own, and the published examples of the RFCs, which may be absent.
 #pragma once
 
 #include <iostream>
@@ -20,11 +19,11 @@ using namespace Torvane;
 /// A file of tests/vectors.
 nlohmann::json readVectors(const std::string& fileName);
 
-/// A file of the folder that the environment variable TORVANE_RFC_VECTORS names, or of the one beside the
-/// project; nothing when there is no such folder.
+/// A file of the folder that the environment variable TORVANE_RFC_VECTORS names, or else of the folder beside the
+/// project; nothing when that folder does not exist.
 std::optional<nlohmann::json> readRfcVectors(const std::string& fileName);
 
-/// Runs the code with each row of a list in a file of tests/vectors, which has so many.
+/// Runs the code with each row of a list in a file of tests/vectors, and expects that there are `count` rows.
 template <class Code>
 void forEachRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
     const auto rows = readVectors(fileName).at(list);
@@ -35,8 +34,8 @@ void forEachRow(const std::string& fileName, const char* list, std::size_t count
     }
 }
 
-/// The same for hostile input: the code has to throw the "error" of a row, or nothing where it has none. How many rows
-/// were refused is printed, and added up by counts.py.
+/// The same for hostile input: the code has to throw the "error" of a row, or nothing where it has none. Prints how
+/// many rows were rejected, which counts.py adds up.
 template <class Code>
 void forEachHostileRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
     int refused = 0;
@@ -49,7 +48,8 @@ void forEachHostileRow(const std::string& fileName, const char* list, std::size_
 
 ByteBuffer bytesOf(const std::string& text);
 
-/// From base64url or standard base64, by OpenSSL's decoder, which is lenient; throws std::runtime_error.
+/// Decodes base64url or standard base64 with OpenSSL's decoder, which is lenient.
+/// @throws std::runtime_error when the text is neither.
 ByteBuffer fromBase64(std::string text);
 
 ByteBuffer fromHex(const std::string& text);

@@ -1,5 +1,5 @@
-// Nested tokens and keys that another implementation made: each is opened, or refused where it should be and for the
-// right reason. outcomes.json states how many cases end in which way.
+// Tests with nested tokens and keys of another implementation. outcomes.json says how many cases are accepted, and how
+// many are rejected for which reason.
 
 #include <algorithm>
 
@@ -49,7 +49,7 @@ TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
     outcomes.expect("nested tokens, layer by layer");
 }
 
-// A secp256k1 key is raw bytes, and so no platform key; from files it comes as what it is.
+// A secp256k1 key is not a platform key, but raw bytes; Zennet::openKey() reads it from files as such.
 void openSecp256k1(const json& key, Outcomes& outcomes) {
     const auto jwk = key.at("jwk_private");
     EXPECT_ERROR(privateKeyOf(jwk), JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
@@ -76,19 +76,19 @@ void openSecp256k1(const json& key, Outcomes& outcomes) {
 }
 
 void loadEveryForm(const json& key, Outcomes& outcomes) {
-    const auto numbers = publicKeyOf(key.at("jwk_public")).key().keyRef().value().publicComponents();
-    EXPECT_EQ(privateKeyOf(key.at("jwk_private")).publicComponents(), numbers);
+    const auto components = publicKeyOf(key.at("jwk_public")).key().keyRef().value().publicComponents();
+    EXPECT_EQ(privateKeyOf(key.at("jwk_private")).publicComponents(), components);
     outcomes.count("JWK pair");
     for (const std::string member : {"pkcs8_pem", "pkcs1_pem", "sec1_pem", "spki_pem"}) {
         if (!key.contains(member)) continue;
         const auto loaded = SoftwareKeyStore::load(bytesOf(key.at(member)));
-        EXPECT_EQ(loaded.publicComponents(), numbers) << member;
+        EXPECT_EQ(loaded.publicComponents(), components) << member;
         EXPECT_EQ(loaded.isPublicKey(), member == "spki_pem") << member;
         outcomes.count(member);
     }
 }
 
-TEST(InteropKeys, EveryFormOfAKeyIsTheSameKeyOrRefused) {
+TEST(InteropKeys, EveryFormOfAKeyIsTheSameKeyOrIsRejected) {
     Outcomes outcomes;
     for (const auto* file : {&nested(), &single()}) {
         for (const auto& key : file->at("keys")) {

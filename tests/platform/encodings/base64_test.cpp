@@ -8,13 +8,13 @@ namespace {
 
 using namespace Torvane;
 
-// In a copy without a byte to spare, so that a sanitizer sees a read beyond the end.
+// Copies the text to a buffer of exactly its size, so that a sanitizer sees a read beyond the end.
 bool isAccepted(const std::string& text) {
     const std::vector<char> exact(text.begin(), text.end());
     return Testing::isBase64urlToAll({exact.data(), exact.size()});
 }
 
-TEST(Base64url, EveryLengthGoesThereAndBackByOneTextOnly) {
+TEST(Base64url, EveryLengthRoundTripsAndHasOnlyOneText) {
     std::mt19937 random(20240229);
     for (std::size_t size = 0; size <= 300; ++size) {
         SCOPED_TRACE(size);
@@ -22,7 +22,7 @@ TEST(Base64url, EveryLengthGoesThereAndBackByOneTextOnly) {
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
         const auto text = Testing::base64urlByAll(bytes);
         EXPECT_TRUE(isAccepted(text));
-        EXPECT_FALSE(isAccepted(text.substr(0, text.size() / 4 * 4) + "A")) << "a length that no bytes have";
+        EXPECT_FALSE(isAccepted(text.substr(0, text.size() / 4 * 4) + "A")) << "an impossible length";
         for (const auto* end : {"=", "==", "====", " ", "\r\n"}) EXPECT_FALSE(isAccepted(text + end)) << end;
         auto standard = text + std::string((4 - text.size() % 4) % 4, '=');
         for (auto& c : standard) c = c == '-' ? '+' : c == '_' ? '/' : c;
@@ -30,13 +30,13 @@ TEST(Base64url, EveryLengthGoesThereAndBackByOneTextOnly) {
     }
 }
 
-TEST(Base64url, IsTheSameWhereverInMemoryItIsAndToTheLastByte) {
+TEST(Base64url, DoesNotDependOnAlignmentAndReadsNothingBeyondTheEnd) {
     std::mt19937 random(20240301);
     for (std::size_t size = 0; size <= 300; ++size) {
         ByteBuffer bytes(size);
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
         const auto text = Testing::naiveBase64url(bytes);
-        // Nothing is to spare behind them.
+        // The buffers end with the bytes and the text, so that a sanitizer sees a read beyond the end.
         for (std::size_t offset = 0; offset < 32; ++offset) {
             SCOPED_TRACE(std::to_string(size) + " bytes at " + std::to_string(offset));
             ByteBuffer movedBytes(offset + size), movedText(offset + text.size());
@@ -49,7 +49,7 @@ TEST(Base64url, IsTheSameWhereverInMemoryItIsAndToTheLastByte) {
     }
 }
 
-TEST(Base64url, LosesNothingBetweenThePiecesOfALongText) {
+TEST(Base64url, LosesNothingBetweenTheChunksOfALongText) {
     std::mt19937 random(20240302);
     for (const std::size_t size : {12288U, 12289U, 24577U, 40000U}) {
         SCOPED_TRACE(size);
@@ -65,8 +65,8 @@ TEST(Base64url, LosesNothingBetweenThePiecesOfALongText) {
     }
 }
 
-TEST(Base64url, RefusesEveryByteOutsideTheAlphabetAndEveryUnusedBitAtEveryPlace) {
-    // A length, and how many values its last character can have; any other can have 64.
+TEST(Base64url, RejectsEveryByteOutsideTheAlphabetAndEveryUnusedBitAtEveryPlace) {
+    // A length, and how many values its last character may have; all others may have 64.
     const std::pair<std::size_t, int> cases[] = {{1, 0},  {2, 4},  {3, 16},  {4, 64},  {5, 0},   {6, 4},
                                                  {7, 16}, {8, 64}, {43, 16}, {44, 64}, {96, 64}, {127, 16}};
     for (const auto& [length, accepted] : cases) {

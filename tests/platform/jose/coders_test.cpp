@@ -1,4 +1,4 @@
-// Signers, verifiers, encrypters and decrypters: for which keys they are made, and which headers they take.
+// Signers, verifiers, encrypters and decrypters: the keys and the headers that they reject.
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
 
@@ -14,18 +14,18 @@ using enum JOSE::ContentEncryptionAlgorithm;
 using JOSE::Signer;
 using JOSE::Verifier;
 
-TEST(SignerAndVerifier, AreNotMadeForKeysThatDoNotFit) {
-    const auto rsaOf = [](const ByteBuffer& exponent) {
-        auto numbers = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
-        numbers.exponent = exponent;
-        return SecKey(numbers);
+TEST(SignerAndVerifier, RejectKeysThatDoNotFit) {
+    const auto withExponent = [](const ByteBuffer& exponent) {
+        auto components = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
+        components.exponent = exponent;
+        return SecKey(components);
     };
     const auto fits = [](const SecKey& key) { return Verifier::create(RS256, key).has_value(); };
-    EXPECT_TRUE(fits(rsaOf({3})));
-    EXPECT_TRUE(fits(rsaOf({0x80, 0, 0, 0, 0, 0, 0, 1})));
-    EXPECT_FALSE(fits(rsaOf({1})));
-    EXPECT_FALSE(fits(rsaOf({1, 0, 0, 0, 0, 0, 0, 0, 1})));
-    EXPECT_THROW(rsaOf({4}), SecurityError);
+    EXPECT_TRUE(fits(withExponent({3})));
+    EXPECT_TRUE(fits(withExponent({0x80, 0, 0, 0, 0, 0, 0, 1})));
+    EXPECT_FALSE(fits(withExponent({1})));
+    EXPECT_FALSE(fits(withExponent({1, 0, 0, 0, 0, 0, 0, 0, 1})));
+    EXPECT_THROW(withExponent({4}), SecurityError);
     for (const std::size_t bytes : {255U, 2049U}) {  // 2040 and 16392 bits
         ByteBuffer modulus(bytes, 0xff);
         EXPECT_FALSE(fits(SecKey(RSAPublicComponents{modulus, {1, 0, 1}}))) << bytes;
@@ -41,14 +41,14 @@ TEST(SignerAndVerifier, AreNotMadeForKeysThatDoNotFit) {
     EXPECT_FALSE(Verifier::create(ES256K, hybrid));
 }
 
-TEST(JWS, RefusesAHeaderOfAnotherAlgorithm) {
+TEST(JWS, RejectsAHeaderWithAnotherAlgorithm) {
     const auto signer = Signer::create(RS256, privateKey(rsaSig)).value();
     const JOSE::JWSHeader header(RS384, std::nullopt, std::nullopt);
     EXPECT_ERROR(JOSE::JWS(header, {}, signer),
                  JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's."));
 }
 
-TEST(JWE, RefusesAHeaderOfOtherAlgorithms) {
+TEST(JWE, RejectsAHeaderWithOtherAlgorithms) {
     const auto encrypter = JOSE::Encrypter::create(RSA_OAEP, A128GCM, publicKey(rsaEnc)).value();
     EXPECT_ERROR(JOSE::JWE(JOSE::JWEHeader(RSA_OAEP_256, A128GCM, {}, std::nullopt), {}, encrypter),
                  JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the encrypter's."));

@@ -1,4 +1,4 @@
-// What an attacker could send in the place of a token: each row is refused with its error, and so gives no payload.
+// Tests with tokens that an attacker could send. Each row of the tables must be rejected with its error.
 #include <map>
 
 #include "torvane/platform/jose/jwe.hpp"
@@ -25,7 +25,7 @@ const JOSE::Signer& signerOf(const std::string& kid) {
     return signers.try_emplace(kid, JOSE::Signer::create(RS256, privateKey(kid)).value()).first->second;
 }
 
-// The header of a row, or the one given.
+// The header of a row, or else the usual one.
 std::string headerOf(const json& row, const std::string& usual) {
     const auto bytes = fromHex(row.value("hex", ""));
     return bytes.empty() ? filledIn(row.value("header", usual)) : std::string(asText(bytes));
@@ -49,14 +49,14 @@ ByteBuffer jwsOf(const json& row) {
                                                                                   {"<signature>", signature}}));
 }
 
-TEST(HostileTokens, NoChangeToAJwsThatMattersIsAccepted) {
+TEST(HostileTokens, NoRelevantChangeToAJwsIsAccepted) {
     const auto verifier = JOSE::Verifier::create(RS256, publicKey(rsaSig)).value();
     forEachHostileRow("hostile_tokens.json", "jws", 113, [&](const json& row) {
         EXPECT_EQ(JOSE::ReceivedJWS(jwsOf(row)).validate(verifier).data(), bytesOf("s3cret"));
     });
 }
 
-TEST(HostileTokens, NoOtherSignatureIsAccepted) {
+TEST(HostileTokens, NoWrongSignatureIsAccepted) {
     forEachHostileRow("hostile_signatures.json", "signatures", 137, [](const json& row) {
         const std::string name = row["alg"], kid = row["kid"], signature = row["signature"];
         const auto header = encodeBase64url(asBytes(R"({"alg":")" + name + R"("})"));
@@ -84,25 +84,23 @@ ByteBuffer jweOf(const json& row, ContentEncryptionAlgorithm encryption) {
     } else if (part == "ciphertext" && encryption == A128CBC_HS256) {
         token.authenticate();
     }
-    const auto pieces = parts(token.token());
-    return bytesOf(filledIn(row.value("text", "<header>.<key>.<iv>.<ciphertext>.<tag>"), {{"<header>", pieces[0]},
-                                                                                          {"<key>", pieces[1]},
-                                                                                          {"<iv>", pieces[2]},
-                                                                                          {"<ciphertext>", pieces[3]},
-                                                                                          {"<tag>", pieces[4]}}));
+    const auto jwe = parts(token.token());
+    return bytesOf(filledIn(
+        row.value("text", "<header>.<key>.<iv>.<ciphertext>.<tag>"),
+        {{"<header>", jwe[0]}, {"<key>", jwe[1]}, {"<iv>", jwe[2]}, {"<ciphertext>", jwe[3]}, {"<tag>", jwe[4]}}));
 }
 
-ByteBuffer opened(ByteView token, ContentEncryptionAlgorithm encryption,
-                  KeyManagementAlgorithm keyManagement = RSA_OAEP_256, const std::string& kid = rsaEnc) {
+ByteBuffer decryptToken(ByteView token, ContentEncryptionAlgorithm encryption,
+                        KeyManagementAlgorithm keyManagement = RSA_OAEP_256, const std::string& kid = rsaEnc) {
     const auto decrypter = Decrypter::create(keyManagement, encryption, privateKey(kid)).value();
     return JOSE::ReceivedJWE(token).decrypt(decrypter).data();
 }
 
-TEST(HostileTokens, NoChangeToAJweThatMattersIsAcceptedAndNoErrorTellsWhyDecryptionFailed) {
+TEST(HostileTokens, NoRelevantChangeToAJweIsAcceptedAndNoErrorTellsWhyDecryptionFailed) {
     forEachHostileRow("hostile_tokens.json", "jwe", 205, [](const json& row) {
         const std::string name = row.value("enc", "A128CBC-HS256");
         const auto encryption = JOSE::fromRawValue<ContentEncryptionAlgorithm>(name).value();
-        EXPECT_EQ(opened(jweOf(row, encryption), encryption), bytesOf("s3cret"));
+        EXPECT_EQ(decryptToken(jweOf(row, encryption), encryption), bytesOf("s3cret"));
     });
 }
 
@@ -112,27 +110,28 @@ ByteBuffer agreedToken(KeyManagementAlgorithm management) {
         .compactSerializedData();
 }
 
-TEST(HostileTokens, NoEphemeralKeyButOneOnTheRecipientsCurveIsUsed) {
+TEST(HostileTokens, NoEphemeralKeyThatIsNotOnTheRecipientsCurveIsUsed) {
     const auto token = agreedToken(ECDH_ES);
     const auto good = json::parse(headerText(token));
     forEachHostileRow("hostile_tokens.json", "agreement", 34, [&](const json& row) {
         auto header = good;
         header.merge_patch(row["patch"]);
-        opened(withHeader(token, filledIn(header.dump())), A128GCM, ECDH_ES, ecEncP256);
+        decryptToken(withHeader(token, filledIn(header.dump())), A128GCM, ECDH_ES, ecEncP256);
     });
 }
 
 TEST(HostileTokens, NoWrappedKeyOfAnotherSizeIsUnwrapped) {
     const auto withKey = [](ByteBuffer token, KeyManagementAlgorithm management, ByteView encryptedKey) {
-        auto pieces = parts(token);
-        pieces.at(1) = encodeBase64url(encryptedKey);
-        return opened(joined(pieces), A128GCM, management, ecEncP256);
+        auto changed = parts(token);
+        changed.at(1) = encodeBase64url(encryptedKey);
+        return decryptToken(joined(changed), A128GCM, management, ecEncP256);
     };
     const auto wrapping = agreedToken(ECDH_ES_A128KW), direct = agreedToken(ECDH_ES);
     for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 23U, 24U, 25U, 32U, 40U, 4096U})
         EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, ByteBuffer(size, 7)), JOSESwiftError::decryptingFailed());
     const auto agreed = agreedKeyOf(wrapping, privateKey(ecEncP256), ECDH_ES_A128KW, A128GCM);
-    for (const std::size_t size : {16U, 24U, 32U})  // rightly wrapped, the first as long as the content key
+    for (const std::size_t size :
+         {16U, 24U, 32U})  // correctly wrapped; the first is as long as the content encryption key
         EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, Crypto::wrapKey(agreed, ByteBuffer(size, 7))),
                      JOSESwiftError::decryptingFailed());
     EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, {}), JOSESwiftError::parsingFailed("The encrypted key is empty."));

@@ -7,7 +7,7 @@ namespace {
 
 using namespace Torvane;
 
-TEST(Pkcs11KeyStore, OfABuildWithoutItSaysSo) {
+TEST(Pkcs11KeyStore, ThrowsNotSupportedInABuildWithoutIt) {
     const auto absent = KeyStoreError::notSupported("This build of the library has no PKCS #11 key store.");
     EXPECT_ERROR(Pkcs11KeyStore("pkcs11:token=app"), absent);
     EXPECT_ERROR(openKey("pkcs11:token=app;object=sign", KeyClass::privateKey), absent);

@@ -1,5 +1,6 @@
-// Uses three keys by URI (to sign messages, to decrypt them, and an EC key to sign), prints its process number, and
-// stays until it is killed, so that its memory can be looked through.
+// Program whose memory the tests search. Its arguments are the URIs of an RSA key to sign with, an RSA key to decrypt
+// with, and an EC key to sign with. It prints its process id after the first use, and goes on using the keys until it
+// is killed.
 #include <iostream>
 #include <unistd.h>
 

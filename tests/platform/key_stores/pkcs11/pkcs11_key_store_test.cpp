@@ -75,7 +75,7 @@ TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey)
     token.import(rsaEnc, rsaEnc, "02");
     const auto store = storeOf(token);
     const auto jwk = [&](const std::string& kid, KeyClass half, JWKUse use) {
-        return wrapKey(store.key({kid, {}}, privateHalf), half, use);
+        return wrapKey(store.key({kid, {}}, KeyClass::privateKey), half, use);
     };
     const JsonWebKeySet ours{jwk(rsaSig, KeyClass::privateKey, JWK_SIG), jwk(rsaEnc, KeyClass::privateKey, JWK_ENC)};
     const JsonWebKeySet published{jwk(rsaSig, KeyClass::publicKey, JWK_SIG), jwk(rsaEnc, KeyClass::publicKey, JWK_ENC)};
@@ -106,14 +106,15 @@ TEST(Pkcs11Key, IsFoundByLabelIdOrBothInEitherHalf) {
     token.import(ecP256, "sign2", "0a02");
     const auto expected = publicKey(ecP256).publicComponents();
     for (const auto* name : {"object=sign2", "id=%0A%02", "object=sign2;id=%0A%02", "object=sign2;type=private"}) {
-        for (const auto half : {privateHalf, publicHalf}) {
+        for (const auto half : {KeyClass::privateKey, KeyClass::publicKey}) {
             const auto key = openKey(token.uri(name), half, pin);
             EXPECT_EQ(key.publicComponents(), expected) << name;
-            EXPECT_EQ(key.isPublicKey(), half == publicHalf);
+            EXPECT_EQ(key.isPublicKey(), half == KeyClass::publicKey);
             EXPECT_EQ(key.name(), (KeyName{"sign2", {0x0a, 0x02}}));
         }
     }
-    EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), publicHalf).publicComponents(), expected) << "needs no PIN";
+    EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), KeyClass::publicKey).publicComponents(), expected)
+        << "needs no PIN";
 }
 
 // As on a signature card: a certificate but no public key, and a private key that asks for the PIN each time.
@@ -138,8 +139,8 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
     int asked = 0;
     std::string answer = "1234";
     const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
-    EXPECT_EQ(store.key(name, publicHalf).publicComponents(), publicKey(ecP256).publicComponents());
-    const auto card = store.key(name, privateHalf);
+    EXPECT_EQ(store.key(name, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents());
+    const auto card = store.key(name, KeyClass::privateKey);
     for (int signature = 0; signature < 2; ++signature)
         EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
     EXPECT_EQ(asked, 3);
@@ -167,7 +168,7 @@ TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
                                                            publicTemplate.size(), privateTemplate.data(),
                                                            privateTemplate.size(), &publicHandle, &privateHandle);
     });
-    const auto key = storeOf(token).key(name, privateHalf);
+    const auto key = storeOf(token).key(name, KeyClass::privateKey);
     EXPECT_TRUE(key.verify(RSA_PKCS1, SHA256, digest, key.sign(RSA_PKCS1, SHA256, digest)));
     EXPECT_ERROR(key.sign(RSA_PSS, SHA256, digest),
                  KeyStoreError::notSupported(
@@ -182,8 +183,9 @@ TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
     const SoftToken token;
     token.import(ecP256, "sign", "01");
     for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
-        EXPECT_EQ(openKey(uri, privateHalf, pin).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
-    EXPECT_THROW(openKey("pkcs11:token=app?module-name=none", publicHalf), KeyStoreError);
+        EXPECT_EQ(openKey(uri, KeyClass::privateKey, pin).publicComponents(), publicKey(ecP256).publicComponents())
+            << uri;
+    EXPECT_THROW(openKey("pkcs11:token=app?module-name=none", KeyClass::publicKey), KeyStoreError);
 }
 
 TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
@@ -193,7 +195,7 @@ TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
     forEachRow("token_refusals.json", "uris", 13, [&](const json& row) {
         std::string uri = row[0];
         if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, token.driver());
-        EXPECT_REFUSED(openKey(uri, row[1] == "private" ? privateHalf : publicHalf, pin), row[2]);
+        EXPECT_REFUSED(openKey(uri, row[1] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin), row[2]);
     });
 }
 
@@ -203,7 +205,8 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
     const auto file = token.folder().write("pin", asBytes("1234\n"));
     const auto sign = [](const SecKey& key) { return key.sign(ECDSA, SHA256, ByteBuffer(32)).size(); };
     for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file})
-        EXPECT_EQ(sign(openKey(token.uri("object=sign") + query, privateHalf, answering("9999"))), 64U) << query;
+        EXPECT_EQ(sign(openKey(token.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))), 64U)
+            << query;
 
     std::vector<std::string> asked;
     std::optional<std::string> answer;
@@ -211,7 +214,7 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
         asked.emplace_back(whose);
         return answer ? answering(*answer)(whose) : std::nullopt;
     });
-    const auto open = [&] { return store.key({"sign", {}}, privateHalf); };
+    const auto open = [&] { return store.key({"sign", {}}, KeyClass::privateKey); };
     EXPECT_ERROR(open(), KeyStoreError::wrongSecret("A PIN is needed for the PKCS #11 token \"app\"."));
     for (const auto* wrong : {"4321", "12345678", ""}) {
         answer = wrong;
@@ -220,7 +223,7 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
     answer = "1234";
     const auto key = open();
     EXPECT_EQ(sign(key), 64U);
-    EXPECT_ERROR(store.key({"none", {}}, privateHalf),
+    EXPECT_ERROR(store.key({"none", {}}, KeyClass::privateKey),
                  KeyStoreError::keyNotFound(R"(There is no private key named "none" in the PKCS #11 token "app"; )"
                                             R"(private keys there: "sign" with id 01.)"));
     EXPECT_EQ(sign(key), 64U);
