@@ -48,7 +48,7 @@ TEST(SecKey, KeepsItsNameAndRefusesOperationsOfTheOtherHalfFamilyOrCurve) {
     const auto rsa = SoftwareKeyStore::generateRSA(2048, name);
     const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256, name), p384 = privateKey(ecP384);
     const SecurityError otherDigest(
-        "An EC key signs with ECDSA, an RSA key with RSA, and a digest as long as the hash makes it.");
+        "The scheme does not belong to the family of the key, or the digest does not have the size of the hash.");
     for (const auto& key : {rsa, p256}) {
         EXPECT_ERROR(key.sign(key.curve() ? RSA_PSS : ECDSA, SHA256, digest), otherDigest);
         EXPECT_ERROR(key.sign(key.curve() ? ECDSA : RSA_PSS, SHA384, digest), otherDigest);
@@ -110,7 +110,7 @@ TEST(StoreKey, LeadingZerosMakeNoOtherRSAKeyAndAMissingByteMakesNoECKey) {
               JOSE::RSAPublicKey(publicKey(rsaSig), {}).parameters());
     auto point = std::get<ECPublicComponents>(publicKey(ecP256).publicComponents());
     point.x.pop_back();
-    EXPECT_ERROR(SecKey(point), SecurityError("A coordinate is as long as the curve's field."));
+    EXPECT_ERROR(SecKey(point), SecurityError("An EC coordinate does not have the length of its curve."));
 }
 
 }  // namespace

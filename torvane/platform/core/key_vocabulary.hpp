@@ -1,4 +1,4 @@
-// The words in which a key store is spoken to: hash functions, schemes, curves, keys as numbers and by name.
+// Types of the key-store interface: hash functions, signature schemes, curves, the components and the names of keys.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace Torvane {
 
 /// SHA-1 and SHA-2 (FIPS 180-4).
 enum class HashFunction {
-    SHA1,    ///< For RSA-OAEP alone, which does not rest on its collision resistance; signatures never have it.
+    SHA1,  ///< Digests of 20 bytes; for RSA-OAEP only, which does not need collision resistance. Never for signatures.
     SHA256,  ///< Digests of 32 bytes.
     SHA384,  ///< Digests of 48 bytes.
     SHA512,  ///< Digests of 64 bytes.
@@ -38,11 +38,11 @@ enum class SignatureScheme {
     ECDSA,      ///< r and s side by side, each coordinateSize() bytes (RFC 7518, section 3.4).
 };
 
-/// The curves of platform keys (FIPS 186-4). secp256k1 is not among them: its keys are raw bytes.
+/// The curves of platform keys (FIPS 186-4). secp256k1 is not one of them: its keys are raw bytes.
 enum class EllipticCurve {
-    P256,  ///< "P-256", secp256r1; numbers of 32 bytes.
-    P384,  ///< "P-384", secp384r1; numbers of 48 bytes.
-    P521,  ///< "P-521", secp521r1; numbers of 66 bytes, the first of which is 0 or 1.
+    P256,  ///< "P-256", secp256r1; coordinates of 32 bytes.
+    P384,  ///< "P-384", secp384r1; coordinates of 48 bytes.
+    P521,  ///< "P-521", secp521r1; coordinates of 66 bytes, the first of which is 0 or 1.
 };
 
 /// Size in bytes of a coordinate, of a private scalar, and of each half of a signature.
@@ -55,23 +55,23 @@ constexpr std::size_t coordinateSize(EllipticCurve curve) noexcept {
     return 0;
 }
 
-/// Unsigned big-endian numbers without leading zero bytes.
+/// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
 struct RSAPublicComponents {
-    /// n; a key of 2048 bits has one of 256 bytes.
+    /// n: 256 bytes for a key of 2048 bits.
     ByteBuffer modulus;
-    /// e, mostly 65537.
+    /// e: 65537 (the bytes 1, 0, 1) in most keys.
     ByteBuffer exponent;
 
-    /// Compares both numbers, byte for byte.
+    /// Compares n and e byte for byte.
     bool operator==(const RSAPublicComponents&) const = default;
 };
 
-/// An affine point; each coordinate is big-endian and coordinateSize(curve) bytes long.
+/// An affine point. Each coordinate is big-endian and coordinateSize(curve) bytes long.
 struct ECPublicComponents {
-    /// Says how long the coordinates are.
+    /// The curve of the point.
     EllipticCurve curve{};
     /// @{
-    /// With leading zeros where there are any.
+    /// Leading zero bytes are kept.
     ByteBuffer x;
     ByteBuffer y;
     /// @}
@@ -80,36 +80,35 @@ struct ECPublicComponents {
     bool operator==(const ECPublicComponents&) const = default;
 };
 
-/// The numbers of a public key of either family.
+/// The components of a public key; the alternative tells the key family.
 using PublicComponents = std::variant<RSAPublicComponents, ECPublicComponents>;
 
-/// Unsigned big-endian numbers: the private exponent, both primes, and the CRT values (RFC 8017,
-/// section 3.2).
+/// The private exponent, both primes and the CRT values of an RSA key (RFC 8017, section 3.2): unsigned, big-endian.
 struct RSAPrivateComponents {
-    /// Has to belong to the numbers below.
+    /// The public key of the same pair.
     RSAPublicComponents publicHalf;
     /// @{
-    /// By their names in a JWK (RFC 7518, section 6.3.2); all of them are needed.
+    /// Named as in a JWK (RFC 7518, section 6.3.2). All six are required.
     SecretBuffer d, p, q, dp, dq, qi;
     /// @}
 };
 
-/// The private scalar, big-endian.
+/// The private scalar of an EC key.
 struct ECPrivateComponents {
-    /// Has to be the scalar's point.
+    /// The public key of the same pair.
     ECPublicComponents publicHalf;
-    /// From 1 to the curve's order - 1.
+    /// Big-endian, coordinateSize(curve) bytes; from 1 to the curve's order - 1.
     SecretBuffer d;
 };
 
-/// What a key is called in its store: a label for people, and an id for machines (CKA_LABEL and CKA_ID of PKCS #11).
+/// The name of a key in its store: a label for people and an id for machines (CKA_LABEL and CKA_ID of PKCS #11).
 struct KeyName {
-    /// Empty where it has none; need not be the only one.
+    /// Empty for a key without a label. Several keys may have the same label.
     std::string label;
-    /// Empty where it has none. The two halves of a pair have the same.
+    /// Empty for a key without an id. Both keys of a pair have the same id.
     ByteBuffer id;
 
-    /// Compares both, byte for byte.
+    /// Compares label and id byte for byte.
     bool operator==(const KeyName&) const = default;
 };
 
@@ -119,9 +118,9 @@ enum class KeyClass {
     privateKey,  ///< Signs, decrypts and agrees. Opening one may ask for a passphrase or PIN.
 };
 
-/// Asked for a passphrase or PIN when one is needed, with words for whom it is, for example `the PIN of the token
-/// "app"`; nothing when there is none. What it throws is passed on. A store asks it from the thread of the call that
-/// needs it, and never from two threads at once.
+/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `whose` says what for,
+/// for example `the PIN of the token "app"`. A store calls it from the thread of the operation that needs the secret,
+/// and never from two threads at once. An exception that it throws reaches the caller of that operation.
 using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view whose)>;
 
 }  // namespace Torvane

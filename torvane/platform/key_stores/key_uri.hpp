@@ -1,11 +1,11 @@
-// Keys by URI: in a file, or in a token.
+// Keys by URI: in a file, or in a PKCS #11 token.
 //
-//     auto ask = [](std::string_view whose) { return askOnTheTerminal(whose); };
+//     auto ask = [](std::string_view) -> std::optional<Torvane::SecretBuffer> { return std::nullopt; };
 //     auto signing = Torvane::openKey("pkcs11:token=app;object=sign", Torvane::KeyClass::privateKey, ask);
 //     auto theirs = Torvane::openKey("/etc/app/peer.pem", Torvane::KeyClass::publicKey);
 //
-// A URI with "module-path" loads and runs the library that it names, and a file is opened wherever it is: take URIs
-// from whoever configures the application, never from a peer.
+// Take URIs from whoever configures the application, never from a peer: "module-path" loads and runs a library, and a
+// file URI opens any file that the process may read.
 #pragma once
 
 #include <string_view>
@@ -15,29 +15,53 @@
 
 namespace Torvane {
 
-/// Whether a key URI names a key in a token; any other names a file.
+/// Whether a key URI names a key in a PKCS #11 token (RFC 7512). Every other text names a file.
 TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
 
-/// Opens one half of the key that the URI names:
-/// - "pkcs11:" (RFC 7512), a key in a token. The path attributes name the token (token, manufacturer, serial, model,
-///   slot-id, library-...) and the key (object, id, type); of the query, module-path or module-name names the driver,
-///   without which all that are registered on the machine are looked through, and pin-source (a file) or pin-value
-///   gives the PIN. Each call opens a store of its own: for several keys of one token, and to keep its sessions, make a
-///   Pkcs11KeyStore.
-/// - "file:" (RFC 8089), or a path as it is: PEM, DER or PKCS #12, encrypted or not, of at most 1 MiB, as
-///   SoftwareKeyStore::load() reads it.
-/// The public half may come from a public key, a certificate or a private key.
-/// @throws KeyStoreError, see its cases; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521,
-///         or for one in a file whose halves don't match.
+/// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.
+///
+/// A "pkcs11:" URI (RFC 7512) names a key in a PKCS #11 token. Its path attributes choose the device (token,
+/// manufacturer, serial, model, slot-id, library-...) and the key (object, id, type). In its query, module-path or
+/// module-name chooses the driver, without which all drivers that are registered on the machine are tried; pin-source
+/// (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one device, make a
+/// Pkcs11KeyStore.
+///
+/// A "file:" URI (RFC 8089), or any other text as a path, names a file of at most 1 MiB with one key pair in PEM, DER
+/// or PKCS #12, encrypted or not, as SoftwareKeyStore::load() reads it. The public key may come from a public key, a
+/// certificate or a private key.
+///
+/// @param uri the URI or path.
+/// @param keyClass which key of the pair to return.
+/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty. A store in a
+///        PKCS #11 token keeps the source for as long as a key of the store lives, to log in again.
+/// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" is not that of the asked key; unavailable
+///         when the file, driver or device cannot be opened; keyNotFound when no key fits, or more than one;
+///         wrongSecret when the passphrase or PIN is missing, wrong or locked; notSupported for a "pkcs11:" URI in a
+///         build without PKCS #11; operationFailed for another failure of the driver. SecurityError for a key that is
+///         neither RSA nor EC on P-256, P-384 or P-521, or a private key that does not belong to the public key beside
+///         it. What the source throws.
 TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
-/// Makes an RSA key pair where the URI says: in a token, as Pkcs11KeyStore::generateRSA() does, under the label and id
-/// of the URI's "object" and "id"; or as a new PEM file that its owner alone may read (PKCS #8), encrypted with AES-256
-/// if the source gives a passphrase.
-/// @throws KeyStoreError, also when there is such a key or file; SecurityError for a size that cannot be.
+/// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.
+///
+/// In a PKCS #11 token the key is made as by Pkcs11KeyStore::generateRSA(), with the label and id of the URI's "object"
+/// and "id". Any other text names a new PEM file in PKCS #8 (RFC 5958) that only its owner may read; a file that exists
+/// already is never replaced.
+///
+/// @param uri the URI or path; a path names a file that does not exist yet.
+/// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
+/// @param secret gives the PIN of the device, or the passphrase of the new file, which is then encrypted with AES-256
+///        under a key from PBKDF2 with 600,000 rounds; without a passphrase the file is not encrypted.
+/// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
+///         the device has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After an error
+///         there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret = {});
 
-/// The same for an EC key pair.
+/// Makes an EC key pair at a URI, as generateRSAKeyAt() makes an RSA key pair, and returns the private key.
+/// @param uri the URI or path; a path names a file that does not exist yet.
+/// @param curve the curve of the key.
+/// @param secret as for generateRSAKeyAt().
+/// @throws KeyStoreError as generateRSAKeyAt().
 TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret = {});
 
 }  // namespace Torvane

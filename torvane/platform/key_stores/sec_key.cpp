@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "torvane/platform/key_stores/internal/public_key_text.hpp"
 #include "torvane/platform/key_stores/internal/software_key.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
@@ -18,7 +19,7 @@ void dropLeadingZeros(ByteBuffer& number) {
     number.erase(number.begin(), std::find_if(number.begin(), number.end(), [](auto byte) { return byte != 0; }));
 }
 
-// Stores differ in how they write numbers; sizes are told by them, so there is one form from here on.
+// Stores differ in the leading zeros that they write. Key sizes are read from the components, so they get one form.
 PublicComponents normalized(PublicComponents components) {
     if (auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
         dropLeadingZeros(rsa->modulus);
@@ -27,7 +28,7 @@ PublicComponents normalized(PublicComponents components) {
         const auto& point = std::get<ECPublicComponents>(components);
         const auto size = coordinateSize(point.curve);
         if (point.x.size() != size || point.y.size() != size) {
-            throw SecurityError("A coordinate is as long as the curve's field.");
+            throw SecurityError("An EC coordinate does not have the length of its curve.");
         }
     }
     return components;
@@ -50,7 +51,7 @@ SecretBuffer StoreKey::agree(const SecKey&) const {
 struct SecKey::State {
     PublicComponents components;
     KeyName name;
-    // Shared by the two halves of a pair: built once from the numbers.
+    // Built once from the components, and shared by both keys of a pair.
     std::shared_ptr<const Crypto::PreparedKey> publicKey;
     // Null for a public key.
     std::shared_ptr<const StoreKey> storeKey;
@@ -107,11 +108,15 @@ SecKey SecKey::publicKey() const {
     return isPublicKey() ? *this : SecKey(std::make_shared<const State>(*state_, nullptr));
 }
 
+std::string SecKey::publicKeyPem() const {
+    return Crypto::publicKeyPem(Crypto::subjectPublicKeyInfo(state_->publicKey->get()));
+}
+
 ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const {
     const auto& key = state_->privateKey();
     if ((scheme == SignatureScheme::ECDSA) != curve().has_value() || digest.size() != digestSize(hash)) {
         throw SecurityError(
-            "An EC key signs with ECDSA, an RSA key with RSA, and a digest as long as the hash makes it.");
+            "The scheme does not belong to the family of the key, or the digest does not have the size of the hash.");
     }
     auto signature = key.sign(scheme, hash, digest);
     if (signature.size() != signatureSize()) {

@@ -1,13 +1,13 @@
-// SecKey, the platform key: a handle to a key whose private half, where it has one, stays in a key store.
+// SecKey, the platform key: a handle to a public key, or to a private key that stays in its key store.
 //
 //     Torvane::SecKey privateKey = Torvane::SoftwareKeyStore::generateRSA(2048);
 //     Torvane::SecKey publicKey = privateKey.publicKey();
-//
-// Handles are cheap to copy and safe to use from several threads at once.
+//     std::string pem = publicKey.publicKeyPem();
 #pragma once
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/error.hpp"
@@ -17,12 +17,12 @@ namespace Torvane {
 
 class SecKey;
 
-/// A private key in a key store: what it can do, never what it is made of. A store of your own is one class
-/// that derives from this and overrides what its keys can do; every operation not overridden throws SecurityError.
+/// A private key in a key store, seen through its operations. For a store of your own, derive one class from this and
+/// override the operations that its keys have; the others throw SecurityError.
 ///
-/// All operations are const and may be called from several threads at once. When the store cannot answer they throw a
-/// KeyStoreError: unavailable when the token or service is gone, wrongSecret, notSupported, and so on. Other exceptions
-/// pass as well. docs/key-stores.md is the whole contract.
+/// All operations are const and may be called from several threads at once. An operation throws a KeyStoreError when
+/// the store cannot answer: unavailable when the device or service is gone, wrongSecret, notSupported, and so on. Other
+/// exceptions reach the caller too. docs/key-stores.md is the whole contract.
 class TORVANE_EXPORT StoreKey {
   public:
     StoreKey() = default;
@@ -30,69 +30,89 @@ class TORVANE_EXPORT StoreKey {
     StoreKey(const StoreKey&) = delete;
     StoreKey& operator=(const StoreKey&) = delete;
 
-    /// The numbers of the public half, with or without leading zero bytes in those of RSA. Asked for when a SecKey
-    /// is made.
+    /// The components of the public key. Leading zero bytes of RSA components are allowed. Called once for each SecKey
+    /// that is made.
     virtual PublicComponents publicComponents() const = 0;
 
-    /// What the key is called in its store, where it has a name there. Asked for when a SecKey is made.
+    /// The name of the key in its store; empty unless overridden. Called once for each SecKey that is made.
     virtual KeyName name() const { return {}; }
 
     /// Signs a digest of digestSize(hash) bytes with a scheme of the key's family. An RSA signature is as long as the
-    /// modulus; an ECDSA signature is r and s side by side, each coordinateSize(curve) bytes (RFC 7518, section 3.4).
+    /// modulus; an ECDSA signature is r and s side by side, coordinateSize(curve) bytes each (RFC 7518, section 3.4).
     virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
 
-    /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). A
-    /// ciphertext that does not decrypt under this key, of whatever length, gives nothing and does not throw: whoever
-    /// could tell why would have a padding oracle.
+    /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). Returns nothing,
+    /// and does not throw, for every ciphertext that does not decrypt under this key, of whatever length: a caller who
+    /// could tell the reasons apart would have a padding oracle.
     virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
 
-    /// ECDH with a public key on the same curve: the x coordinate of the shared point, coordinateSize(curve)
-    /// bytes. The peer's point has been checked to lie on the curve.
+    /// Agrees with a public key on the same curve by ECDH: the x coordinate of the shared point, coordinateSize(curve)
+    /// bytes. The library has checked that the peer's point is on the curve.
     virtual SecretBuffer agree(const SecKey& peer) const;
 };
 
-/// A public key, or the handle of a private key in some store. A handle never shows a private number.
+/// Handle to a public key, or to a private key in some store. It never gives out a private value.
+///
+/// Immutable, cheap to copy, and safe to use from several threads at once. It has no move operations, so no handle is
+/// ever left empty.
 class TORVANE_EXPORT SecKey {
   public:
-    /// A public key from its numbers; leading zero bytes of an RSA number are dropped.
-    /// @throws SecurityError for an even modulus or exponent, a point off its curve, coordinates of a wrong size.
+    /// A public key.
+    /// @param components RSA: leading zero bytes are dropped. EC: coordinates of exactly coordinateSize(curve) bytes.
+    /// @param name the name that name() gives.
+    /// @throws SecurityError for an even modulus or exponent, a point that is not on its curve, or a coordinate of
+    ///         another length.
     explicit SecKey(PublicComponents components, KeyName name = {});
 
     /// A private key in a store.
-    /// @throws SecurityError as above for the store's public numbers, and whatever the store throws.
+    /// @throws SecurityError as above for the store's public components, and whatever the store throws.
     explicit SecKey(std::shared_ptr<const StoreKey> storeKey);
 
-    /// False for a key that a store stands behind.
-    bool isPublicKey() const noexcept;
-    /// Of the public half, which every key has; valid as long as some copy of the key lives.
-    const PublicComponents& publicComponents() const noexcept;
-    /// What the key is called in its store; empty where it has no name.
-    const KeyName& name() const noexcept;
-    /// The curve, or nothing for an RSA key.
-    std::optional<EllipticCurve> curve() const noexcept;
-
-    /// Length in bytes of every signature by this key: of the modulus, or of two coordinates.
-    std::size_t signatureSize() const noexcept;
-
-    /// The public half; of a public key, itself.
-    SecKey publicKey() const;
-
     /// @{
-    /// A private operation: as that of StoreKey, and SecurityError on a public key, on one of the other family, for a
-    /// digest of another length, and when a store's answer has the wrong length.
-    ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
-    std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
-    SecretBuffer agree(const SecKey& peer) const;
+    /// A copy shares the key.
+    SecKey(const SecKey&) noexcept = default;
+    SecKey& operator=(const SecKey&) noexcept = default;
+    ~SecKey() = default;
     /// @}
 
-    // Public operations, on either half.
+    /// False for a private key in a store.
+    bool isPublicKey() const noexcept;
+    /// The components of the public key, which a private key has too; valid as long as some copy of the handle lives.
+    const PublicComponents& publicComponents() const noexcept;
+    /// The name of the key in its store; empty for a key without one.
+    const KeyName& name() const noexcept;
+    /// The curve of an EC key; nothing for an RSA key.
+    std::optional<EllipticCurve> curve() const noexcept;
 
-    /// Checks a signature over a digest, in the forms that sign() gives. False for any that is not
-    /// valid, and for a scheme of the other key family.
-    bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
-    /// RSAES-OAEP with an empty label; the result is as long as the modulus.
+    /// Size in bytes of every signature of this key: that of the modulus, or of two coordinates.
+    std::size_t signatureSize() const noexcept;
+
+    /// The public key of a private key; a public key gives itself.
+    SecKey publicKey() const;
+
+    /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
+    /// (RFC 7468, section 13).
+    std::string publicKeyPem() const;
+
+    // Private operations.
+
+    /// @{
+    /// The operation of the StoreKey.
+    /// @throws SecurityError for a public key, a key of another family, a digest of another size than digestSize(hash),
+    ///         and an answer of the store that has the wrong length; and whatever the store throws.
+    [[nodiscard]] ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
+    [[nodiscard]] std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
+    [[nodiscard]] SecretBuffer agree(const SecKey& peer) const;
+    /// @}
+
+    // Public operations, which a private key has too.
+
+    /// Verifies a signature over a digest, in the form that sign() gives. False for an invalid signature, and for a
+    /// scheme of another key family.
+    [[nodiscard]] bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
+    /// Encrypts by RSAES-OAEP with an empty label (RFC 8017, section 7.1.1); the result is as long as the modulus.
     /// @throws SecurityError for a plaintext longer than the modulus size - 2 * digestSize - 2, or an EC key.
-    ByteBuffer encrypt(HashFunction oaepHash, ByteView plaintext) const;
+    [[nodiscard]] ByteBuffer encrypt(HashFunction oaepHash, ByteView plaintext) const;
 
   private:
     friend struct SecKeyAccess;

@@ -1,5 +1,10 @@
-// The software key store: key pairs held in memory by OpenSSL.
+// SoftwareKeyStore, the key store in memory: key pairs that OpenSSL holds.
+//
+//     Torvane::SecKey key = Torvane::SoftwareKeyStore::generateEC(Torvane::EllipticCurve::P256);
+//     Torvane::SecKey theirs = Torvane::SoftwareKeyStore::load(key.publicKeyPem());
 #pragma once
+
+#include <string_view>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
@@ -7,34 +12,54 @@
 
 namespace Torvane {
 
-/// Keys that live as long as their handles, and are wiped with the last of them. To keep one, see generateRSAKeyAt().
+/// Keys in memory. A key lives as long as some handle to it, and is wiped with the last one; generateRSAKeyAt() and
+/// generateECKeyAt() make keys that stay. All functions may be called from several threads at once.
 struct TORVANE_EXPORT SoftwareKeyStore {
     SoftwareKeyStore() = delete;
 
-    /// A new RSA key pair with the public exponent 65537. The name stays with the handle.
-    /// @throws SecurityError when OpenSSL does not make a key of that size, in bits (2048 and more are of use).
+    /// Makes an RSA key pair with the public exponent 65537, and returns the private key.
+    /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
+    /// @param name the name that SecKey::name() gives.
+    /// @throws SecurityError when OpenSSL cannot make a key of that size.
     static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
 
-    /// A new EC key pair. The name stays with the handle.
+    /// Makes an EC key pair, and returns the private key.
+    /// @param curve the curve of the key.
+    /// @param name the name that SecKey::name() gives.
     static SecKey generateEC(EllipticCurve curve, KeyName name = {});
 
-    /// Reads one key from unencrypted PEM or DER text in memory: a private key from PKCS #8 (RFC 5958), PKCS
-    /// #1 (RFC 8017, appendix A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1.
-    /// @throws SecurityError when there is no such key, when it is neither RSA nor EC on P-256, P-384 or P-521, or
-    ///         when a private key does not match its public half.
+    /// @{
+    /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
+    /// A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1. The first private key
+    /// counts; without one, the first public key.
+    /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
+    ///         P-521, or when a private key does not belong to the public key beside it.
     static SecKey load(ByteView encoded);
-
-    /// Reads the asked half of the one key pair in a PEM, DER or PKCS #12 text in memory, which may be encrypted.
-    /// Beside the forms above, the public half may be that of a private key or of a certificate (RFC 5280): a private
-    /// key that can be read goes before a public key, and that before the first certificate. An error says `origin`.
-    /// @throws KeyStoreError wrongSecret when the passphrase does not decrypt the text, keyNotFound when there is no
-    ///         key of that half or more than one; SecurityError as above.
-    static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
-                       std::string_view origin = "the text");
+    static SecKey load(std::string_view pem) { return load(asBytes(pem)); }
+    /// @}
 
     /// @{
-    /// A private key from its numbers.
-    /// @throws SecurityError when they don't belong together, and for an RSA modulus of more than 16384 bits.
+    /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Beside the forms above, the public key may
+    /// come from a private key or from a certificate (RFC 5280): a private key that can be read goes before a public
+    /// key, and a public key before the first certificate.
+    /// @param encoded the input, in memory.
+    /// @param keyClass which key of the pair to return.
+    /// @param passphrase called at most once, and only if the input is encrypted; may be empty.
+    /// @param origin the name of the input in error texts.
+    /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
+    ///         it holds no key of that class, or more than one. SecurityError as above. What the source throws.
+    static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
+                       std::string_view origin = "the text");
+    static SecKey load(std::string_view pem, KeyClass keyClass, const SecretSource& passphrase,
+                       std::string_view origin = "the text") {
+        return load(asBytes(pem), keyClass, passphrase, origin);
+    }
+    /// @}
+
+    /// @{
+    /// Makes a private key from its components, which are copied.
+    /// @throws SecurityError when the components do not belong together, and for an RSA modulus of more than 16384
+    ///         bits.
     static SecKey fromComponents(const RSAPrivateComponents& components);
     static SecKey fromComponents(const ECPrivateComponents& components);
     /// @}
