@@ -9,20 +9,11 @@
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 
 namespace Torvane::Zennet {
-namespace {
-
-Key platformKey(SecKey key, KeyClass keyClass) {
-    const auto type = key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
-    if (keyClass == KeyClass::publicKey) return PublicKey(std::move(key), type);
-    return PrivateKey(std::move(key), type);
-}
-
-}  // namespace
 
 Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    if (isPkcs11URI(uri)) return platformKey(Torvane::openKey(uri, keyClass, secret), keyClass);
+    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, secret));
     auto key = readKeyFile(uri, keyClass, secret);
-    if (!Crypto::isSecp256k1(key.get())) return platformKey(makeSoftwareKey(std::move(key), keyClass), keyClass);
+    if (!Crypto::isSecp256k1(key.get())) return Key(makeSoftwareKey(std::move(key), keyClass));
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
     return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);
 }

@@ -1,9 +1,9 @@
-// Keys of any kind by URI: those of the platform, and secp256k1 keys, which are raw bytes.
+// Keys of every kind by URI: platform keys, and secp256k1 keys, which are raw bytes.
 //
-//     auto key = Torvane::Zennet::openKey("sign.pem", Torvane::Zennet::KeyClass::privateKey, askForPassphrase);
-//     Torvane::JsonWebKey jwk(key.publicKey(), Torvane::JWKUse::JWK_SIG, "2026");
+//     const auto key = Torvane::Zennet::openKey("sign.pem", Torvane::KeyClass::privateKey);
+//     const Torvane::JsonWebKey published(key.publicKey(), Torvane::JWKUse::JWK_SIG, "2026");
 //
-// Torvane::openKey() says what a URI may name, and whom to take one from.
+// The warning of key_stores/key_uri.hpp holds here too: take URIs from whoever configures the application.
 #pragma once
 
 #include <string_view>
@@ -13,14 +13,23 @@
 
 namespace Torvane::Zennet {
 
-/// Opens one half of the key that the URI names: as Torvane::openKey() does an RSA key (of type RSA2048Key, whatever
-/// its size) or an EC key (of type EC256Key, whatever its curve), and a secp256k1 key, which is to be had from a file
-/// only.
-/// @throws as Torvane::openKey().
+/// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.
+///
+/// An RSA or EC key is opened as by Torvane::openKey(), and has the type RSA2048Key, whatever its size, or EC256Key,
+/// whatever its curve. A secp256k1 key comes from a file only; it is raw bytes of the type SECP256K1Key.
+///
+/// @param uri a "pkcs11:" or "file:" URI, or a path; Torvane::openKey() says what it may name.
+/// @param keyClass which key of the pair to return.
+/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty.
+/// @throws KeyStoreError and SecurityError as Torvane::openKey(), and what the source throws.
 TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
-/// Makes a secp256k1 key pair as a new PEM file, as generateECKeyAt() makes one, and returns the private key.
-/// @throws KeyStoreError, also when there is such a file; notSupported for a key in a token.
+/// Makes a secp256k1 key pair as a new PEM file in PKCS #8 (RFC 5958) that only its owner may read, and returns the
+/// private key. A file that exists already is never replaced.
+/// @param uri a "file:" URI or a path.
+/// @param secret gives the passphrase of the new file, as for generateECKeyAt(); without one it is not encrypted.
+/// @throws KeyStoreError invalidURI for a malformed URI; unavailable when the file exists or cannot be written;
+///         notSupported for a "pkcs11:" URI. What the source throws. After an error there is no new file.
 TORVANE_EXPORT PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret = {});
 
 }  // namespace Torvane::Zennet

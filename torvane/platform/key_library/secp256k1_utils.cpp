@@ -32,7 +32,7 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
     if (!JSONSerialization::isValidJSONObject(jwk)) return std::nullopt;
     auto text = JSONSerialization::data(jwk);
     if (privateKey) {
-        // The scalar goes straight into its place in the text, so that no copy of it stays behind.
+        // The scalar is encoded straight into the text, so that no other copy of it is left in memory.
         constexpr std::string_view member = ",\"d\":\"";
         ByteBuffer complete;
         complete.reserve(text.size() + member.size() + base64urlSize(scalar.size()) + 1);

@@ -1,4 +1,7 @@
-// secp256k1 keys: telling them, making them, and writing them as JWKs.
+// secp256k1 keys: recognising them, making them, and writing them as JWKs (RFC 8812).
+//
+//     const auto pair = Torvane::Zennet::Secp256k1Utils::generateKeyPair();
+//     const Torvane::JsonWebKey ours(pair.privateKey, Torvane::JWKUse::JWK_SIG, "2026", pair.publicKey);
 #pragma once
 
 #include <optional>
@@ -9,31 +12,31 @@
 
 namespace Torvane::Zennet {
 
-/// Keys for ES256K; nothing here is kept between calls.
+/// Functions for ES256K keys, which keep nothing between calls.
 struct TORVANE_EXPORT Secp256k1Utils {
     Secp256k1Utils() = delete;
 
     /// The "crv" of their JWKs (RFC 8812, section 3.1).
     static constexpr std::string_view SECP256K1CURVE = "secp256k1";
 
-    /// Whether the key's type names the curve secp256k1.
+    /// Whether the key's type has the curve secp256k1.
     static bool isSecp256k1Key(const Key& key) noexcept;
 
-    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg": "ES256K", and "d" with a private key (RFC
-    /// 8812, section 3.1). With a private key the text is a secret of the caller's. Nothing when a key has no
-    /// raw bytes, when they are no key of the curve, when the two keys are no pair, or when the key id is not UTF-8.
+    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg" with the value "ES256K", and with a private key "d"
+    /// (RFC 8812, section 3.1), which makes the text a secret. Nothing when a key is not raw bytes, the bytes are not
+    /// a key of the curve, the two keys are not a pair, or the key id is not UTF-8.
     static std::optional<ByteBuffer> encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
                                                  std::string_view keyId);
 
-    /// Both halves of one key.
+    /// Both keys of one pair.
     struct KeyPair {
-        /// 32 raw bytes.
+        /// The scalar, 32 bytes.
         PrivateKey privateKey;
-        /// 65 raw bytes: 4, x and y.
+        /// The point in uncompressed form, 65 bytes: 4, x and y.
         PublicKey publicKey;
     };
 
-    /// A new key pair; the public key is a point of 65 bytes.
+    /// Makes a key pair in memory.
     static KeyPair generateKeyPair();
 };
 
