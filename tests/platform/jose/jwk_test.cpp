@@ -18,17 +18,17 @@ json privateJwkOf(const std::string& kid) {
 }
 
 JWK publicFrom(const json& jwk) {
-    return JWK::initFrom(bytesOf(jwk.dump()));
+    return JWK::initFrom(jwk.dump());
 }
 
 JWK privateFrom(const json& jwk) {
-    return JWK::initPrivateFrom(bytesOf(jwk.dump()));
+    return JWK::initPrivateFrom(jwk.dump());
 }
 
 // A set with the key between two good ones.
 JWKSet setOf(const json& jwk) {
     const auto good = privateJwkOf(ecP256);
-    return JWKSet::initFrom(bytesOf(json{{"keys", {good, jwk, good}}}.dump()));
+    return JWKSet::initFrom(json{{"keys", {good, jwk, good}}}.dump());
 }
 
 // A private JWK with members replaced, or one of them removed.
@@ -106,12 +106,28 @@ TEST(JWK, ThumbprintIsThatOfRfc7638AndOfNothingThatTextWritesInTwoWays) {
     }
 }
 
+TEST(JWK, EqualsEveryJwkOfTheSamePublicKey) {
+    const auto rsa = publicFrom(privateJwkOf(rsaSig)), oct = publicFrom({{"kty", "oct"}, {"kid", "1"}});
+    const std::vector<std::tuple<const char*, JWK, bool>> others{
+        {"the private key", privateFrom(privateJwkOf(rsaSig)), true},
+        {"made from the platform key", JOSE::RSAPublicKey(publicKey(rsaSig), {{"kid", "another"}}), true},
+        {"another RSA key", publicFrom(privateJwkOf(rsaEnc)), false},
+        {"an EC key", publicFrom(privateJwkOf(ecP256)), false},
+        {"another key type", oct, false}};
+    for (const auto& [name, other, isEqual] : others) {
+        EXPECT_EQ(rsa == other, isEqual) << name;
+        EXPECT_EQ(other == rsa, isEqual) << name;
+    }
+    EXPECT_EQ(oct, publicFrom({{"kty", "oct"}, {"kid", "1"}}));
+    EXPECT_NE(oct, publicFrom({{"kty", "oct"}, {"kid", "2"}}));
+}
+
 TEST(JWK, AnotherKeyTypeIsReadAndIsNoKey) {
     const auto oct = setOf({{"kty", "oct"}, {"k", "c2VjcmV0"}, {"kid", "1"}}).keys().at(1);
     EXPECT_EQ(oct.keyType(), std::nullopt);
     EXPECT_EQ(json(oct.parameters()), (json{{"kty", "oct"}, {"kid", "1"}}));
     EXPECT_ERROR(oct.converted(), otherType);
-    const auto rsa = bytesOf(keyText(rsaSig, "jwk_public")), ec = bytesOf(keyText(ecP256, "jwk_public"));
+    const auto rsa = keyText(rsaSig, "jwk_public"), ec = keyText(ecP256, "jwk_public");
     EXPECT_ERROR(JOSE::RSAPublicKey::initFrom(ec), unsupported("The JWK is not an RSA key."));
     EXPECT_ERROR(JOSE::ECPublicKey::initFrom(rsa), unsupported("The JWK is not an EC key."));
 }

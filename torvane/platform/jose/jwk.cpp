@@ -13,7 +13,7 @@
 namespace Torvane::JOSE {
 namespace {
 
-// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1; "oth" is a list and falls away with the other lists.
+// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1. "oth" is a list, and lists are ignored.
 constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "dq", "qi", "k"};
 
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
@@ -40,27 +40,27 @@ const std::string& required(const JSONValue::Object& members, std::string_view n
     return *value;
 }
 
-[[noreturn]] void refuseNumber(std::string_view name) {
+[[noreturn]] void rejectNumber(std::string_view name) {
     throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +
                                         "\" is not a number in base64url of the right length.");
 }
 
-// A number in the fewest bytes that hold it (RFC 7518, section 2, Base64urlUInt).
+// A Base64urlUInt: a number in as few bytes as possible (RFC 7518, section 2).
 ByteBuffer leastBytes(const JSONValue::Object& members, std::string_view name) {
     auto bytes = decodeBase64url(required(members, name));
-    if (!bytes || bytes->empty() || bytes->front() == 0) refuseNumber(name);
+    if (!bytes || bytes->empty() || bytes->front() == 0) rejectNumber(name);
     return *std::move(bytes);
 }
 
 ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
     auto bytes = decodeBase64url(required(members, name));
-    if (!bytes || bytes->size() != coordinateSize(curve)) refuseNumber(name);
+    if (!bytes || bytes->size() != coordinateSize(curve)) rejectNumber(name);
     return *std::move(bytes);
 }
 
 SecretBuffer secret(const JSONValue::Object& members, std::string_view name) {
     auto bytes = decodeSecretBase64url(required(members, name));
-    if (!bytes || bytes->empty()) refuseNumber(name);
+    if (!bytes || bytes->empty()) rejectNumber(name);
     return *std::move(bytes);
 }
 
@@ -99,7 +99,7 @@ SecKey rsaPrivateKey(const JSONValue::Object& members) {
 
 SecKey ecPrivateKey(const JSONValue::Object& members) {
     const ECPrivateComponents components{ecComponents(members), secret(members, "d")};
-    if (components.d.size() != coordinateSize(components.publicHalf.curve)) refuseNumber("d");
+    if (components.d.size() != coordinateSize(components.publicHalf.curve)) rejectNumber("d");
     return SoftwareKeyStore::fromComponents(components);
 }
 
@@ -114,15 +114,14 @@ StringMap publicStrings(const JSONValue::Object& members) {
     return strings;
 }
 
-// The platform key's own members win over additional ones of the same name.
 StringMap rsaParameters(const SecKey& key, StringMap parameters) {
-    const auto* numbers = std::get_if<RSAPublicComponents>(&key.publicComponents());
-    if (numbers == nullptr || !key.isPublicKey()) {
+    const auto* components = std::get_if<RSAPublicComponents>(&key.publicComponents());
+    if (components == nullptr || !key.isPublicKey()) {
         throw JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key.");
     }
     parameters["kty"] = "RSA";
-    parameters["n"] = encodeBase64url(numbers->modulus);
-    parameters["e"] = encodeBase64url(numbers->exponent);
+    parameters["n"] = encodeBase64url(components->modulus);
+    parameters["e"] = encodeBase64url(components->exponent);
     return parameters;
 }
 
@@ -149,8 +148,8 @@ JWK::JWK(JWK jwk, JWKType expected) : JWK(std::move(jwk)) {
                                                                   : "The JWK is not an EC key.");
 }
 
-JWK JWK::initFrom(ByteView data) {
-    return initFrom(membersOf(parsedJWK(data)));
+JWK JWK::initFrom(ByteView json) {
+    return initFrom(membersOf(parsedJWK(json)));
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
@@ -161,9 +160,9 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
     return {publicStrings(members), std::move(key)};
 }
 
-JWK JWK::initPrivateFrom(ByteView data) {
-    const auto json = parsedJWK(data);
-    const auto& members = membersOf(json);
+JWK JWK::initPrivateFrom(ByteView json) {
+    const auto parsed = parsedJWK(json);
+    const auto& members = membersOf(parsed);
     const auto keyType = keyTypeOf(members);
     if (keyType == JWKType::RSA) return {publicStrings(members), rsaPrivateKey(members)};
     if (keyType == JWKType::EC) return {publicStrings(members), ecPrivateKey(members)};
@@ -182,7 +181,7 @@ std::optional<std::string> JWK::operator[](std::string_view name) const {
 
 SecKey JWK::converted() const {
     if (const auto* key = std::get_if<SecKey>(&state_->key)) return *key;
-    if (const auto* numbers = std::get_if<PublicComponents>(&state_->key)) return SecKey(*numbers);
+    if (const auto* components = publicComponents()) return SecKey(*components);
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 
@@ -193,6 +192,17 @@ JWK JWK::publicHalf() const {
 
 std::string JWK::thumbprint(HashFunction hash) const {
     return JOSE::thumbprint(parameters(), hash);
+}
+
+const PublicComponents* JWK::publicComponents() const noexcept {
+    const auto* handle = std::get_if<SecKey>(&state_->key);
+    return handle != nullptr ? &handle->publicComponents() : std::get_if<PublicComponents>(&state_->key);
+}
+
+bool operator==(const JWK& a, const JWK& b) noexcept {
+    const auto *keyOfA = a.publicComponents(), *keyOfB = b.publicComponents();
+    if (keyOfA == nullptr && keyOfB == nullptr) return a.parameters() == b.parameters();
+    return keyOfA != nullptr && keyOfB != nullptr && *keyOfA == *keyOfB;
 }
 
 std::optional<ByteBuffer> JWK::jsonData() const {

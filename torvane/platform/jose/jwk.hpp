@@ -1,8 +1,11 @@
 // JSON Web Keys (RFC 7517; RFC 7518, section 6): RSA keys and EC keys on P-256, P-384 and P-521.
 //
-// A JWK here never holds a private number as text. Reading one as a public key drops the private members;
-// reading it as a private key turns them into a platform key at once. Either way its JSON text is that of the
-// public half.
+// A JWK never holds a private value as text: reading one as a public key drops the private members, and reading it as a
+// private key turns them into a platform key at once. Either way its JSON text is that of the public key.
+//
+//     const auto key = Torvane::SoftwareKeyStore::generateEC(Torvane::EllipticCurve::P256);
+//     const Torvane::JOSE::ECPublicKey jwk(key.publicKey(), {{"kid", "2026"}});
+//     const auto same = Torvane::JOSE::JWK::initFrom(jwk.jsonString().value());
 #pragma once
 
 #include <memory>
@@ -20,40 +23,56 @@
 
 namespace Torvane::JOSE {
 
-/// A key as its public members, of any key type. Immutable, cheap to copy, safe to use from several threads.
+/// A key as its public members, of any "kty".
+///
+/// Immutable, cheap to copy, and safe to use from several threads at once. It has no move operations, so no JWK is ever
+/// left empty.
 class TORVANE_EXPORT JWK {
   public:
     /// @{
-    /// Reads the public members from JSON text. Members that are not strings ("key_ops", "x5c", "ext") are passed over.
-    /// @throws JOSESwiftError parsingFailed when the text is no JWK: "kty" missing; for RSA "n" or "e" missing, not
-    ///         base64url or with a leading zero byte; for EC "x" or "y" missing, not base64url or of another
-    ///         length than the curve's. unsupportedKey for a "crv" other than P-256, P-384 and P-521.
-    static JWK initFrom(ByteView data);
+    /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored.
+    /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
+    /// not
+    ///         base64url, or with a leading zero byte; for EC, "x" or "y" missing, not base64url, or not as long as the
+    ///         coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
+    static JWK initFrom(ByteView json);
+    static JWK initFrom(std::string_view json) { return initFrom(asBytes(json)); }
     static JWK initFrom(const JSONValue::Object& members);
     /// @}
 
-    /// Reads a private RSA or EC key: for RSA "d", "p", "q", "dp", "dq" and "qi" besides the public members,
-    /// all of them, and no "oth"; for EC a "d" as long as a coordinate.
-    /// @throws JOSESwiftError as above, and unsupportedKey for another key type; SecurityError when the
-    ///         numbers don't belong together.
-    static JWK initPrivateFrom(ByteView data);
+    /// @{
+    /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
+    /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC a "d" as long as a coordinate (section 6.2.2).
+    /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty"; SecurityError when the members do
+    /// not
+    ///         belong together.
+    static JWK initPrivateFrom(ByteView json);
+    static JWK initPrivateFrom(std::string_view json) { return initPrivateFrom(asBytes(json)); }
+    /// @}
+
+    /// @{
+    /// A copy shares the members.
+    JWK(const JWK&) noexcept = default;
+    JWK& operator=(const JWK&) noexcept = default;
+    ~JWK() = default;
+    /// @}
 
     /// The members, none of them private.
     const StringMap& parameters() const noexcept { return state_->parameters; }
-    /// One member; nothing when it is missing.
+    /// The value of one member; nothing when it is missing.
     std::optional<std::string> operator[](std::string_view name) const;
     /// The key family that "kty" names; nothing for any other than "RSA" and "EC".
     std::optional<JWKType> keyType() const noexcept;
 
-    /// The platform key: of a JWK read as a private key the private one, else the public one.
-    /// @throws SecurityError when the numbers are no key (a point off its curve, an even modulus);
-    ///         JOSESwiftError unsupportedKey for another key type.
+    /// The platform key: the private key of a JWK that was read as one, else the public key.
+    /// @throws SecurityError when the members are not a key (a point that is not on its curve, an even modulus);
+    ///         JOSESwiftError unsupportedKey for another "kty" than "RSA" and "EC".
     SecKey converted() const;
 
-    /// The same JWK, as one that was read as a public key.
+    /// The same JWK without its private key: as if it had been read as a public key.
     JWK publicHalf() const;
 
-    /// The thumbprint (RFC 7638), as JOSE::thumbprint() makes it of the members.
+    /// The thumbprint (RFC 7638), as JOSE::thumbprint() computes it from the members.
     std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
 
     /// @{
@@ -62,13 +81,18 @@ class TORVANE_EXPORT JWK {
     std::optional<std::string> jsonString() const;
     /// @}
 
+    /// Whether both have the same public key and so the same thumbprint (RFC 7638, section 3.2); other members, and
+    /// whether a JWK was read as a private key, do not matter. JWKs of a "kty" other than "RSA" and "EC" are equal when
+    /// all their members are.
+    friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b) noexcept;
+
   protected:
-    /// Nothing for a key of another "kty", numbers for a public key, a handle for a private one.
+    /// Nothing for a key of another "kty", the components of a public key, or the handle of a private key.
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.
     JWK(StringMap parameters, Key key);
-    /// @throws JOSESwiftError unsupportedKey when it is another type.
+    /// @throws JOSESwiftError unsupportedKey for another type.
     JWK(JWK jwk, JWKType expected);
 
   private:
@@ -77,17 +101,20 @@ class TORVANE_EXPORT JWK {
         Key key;
     };
 
+    const PublicComponents* publicComponents() const noexcept;
+
     std::shared_ptr<const State> state_;
 };
 
-/// The JWK of an RSA public key; adds nothing but ways to make one.
+/// The JWK of an RSA public key; it adds nothing to JWK but constructors.
 class TORVANE_EXPORT RSAPublicKey : public JWK {
   public:
-    /// "kty", "n" and "e" of the platform key, and the additional members.
+    /// The additional members, and "kty", "n" and "e" of the platform key, which win over additional members of the
+    /// same name.
     /// @throws JOSESwiftError unsupportedKey unless it is a public RSA key.
     RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters);
-    /// From either source of JWK::initFrom().
-    /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
+    /// Reads any source that JWK::initFrom() reads.
+    /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
     static RSAPublicKey initFrom(const Source& source) {
         return RSAPublicKey(JWK::initFrom(source));
@@ -97,14 +124,15 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKType::RSA) {}
 };
 
-/// The JWK of an EC public key; adds nothing but ways to make one.
+/// The JWK of an EC public key; it adds nothing to JWK but constructors.
 class TORVANE_EXPORT ECPublicKey : public JWK {
   public:
-    /// "kty", "crv", "x" and "y" of the platform key, and the additional members.
+    /// The additional members, and "kty", "crv", "x" and "y" of the platform key, which win over additional members of
+    /// the same name.
     /// @throws JOSESwiftError unsupportedKey unless it is a public EC key.
     ECPublicKey(const SecKey& publicKey, StringMap additionalParameters);
-    /// From either source of JWK::initFrom().
-    /// @throws JOSESwiftError as there, and unsupportedKey for another "kty".
+    /// Reads any source that JWK::initFrom() reads.
+    /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
     static ECPublicKey initFrom(const Source& source) {
         return ECPublicKey(JWK::initFrom(source));

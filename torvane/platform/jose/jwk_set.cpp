@@ -24,8 +24,8 @@ const JSONValue::List& keyList(const JSONValue& set) {
 
 }  // namespace
 
-JWKSet JWKSet::initFrom(ByteView data) {
-    const auto set = parsedSet(data);
+JWKSet JWKSet::initFrom(ByteView json) {
+    const auto set = parsedSet(json);
     std::vector<JWK> keys;
     for (const auto& entry : keyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();

@@ -1,6 +1,9 @@
-// JWK Sets (RFC 7517, section 5).
+// JWK Sets: lists of JWKs as one JSON text (RFC 7517, section 5).
+//
+//     const auto set = Torvane::JOSE::JWKSet::initFrom(R"({"keys":[]})");
 #pragma once
 
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -9,18 +12,22 @@
 
 namespace Torvane::JOSE {
 
-/// Public keys in their order, of any type.
+/// JWKs of any "kty", in order. A set that was moved from is empty.
 class TORVANE_EXPORT JWKSet {
   public:
-    /// A JWK that was read as a private key is written as its public half.
+    /// Takes the keys as they are. The JSON text of the set holds the public members only, also of JWKs that were read
+    /// as private keys.
     explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
 
-    /// Reads the public half of every key; one that cannot be read fails the whole set.
-    /// @throws JOSESwiftError parsingFailed for text that is no JSON object with a list "keys" of objects, and as
-    ///         JWK::initFrom for its keys.
-    static JWKSet initFrom(ByteView data);
+    /// @{
+    /// Reads the public members of every key, as JWK::initFrom() does. One key that cannot be read fails the whole set.
+    /// @throws JOSESwiftError parsingFailed for text that is not a JSON object with a list "keys" of objects, and as
+    ///         JWK::initFrom().
+    static JWKSet initFrom(ByteView json);
+    static JWKSet initFrom(std::string_view json) { return initFrom(asBytes(json)); }
+    /// @}
 
-    /// In the order of the text.
+    /// The keys, in the order of the text.
     const std::vector<JWK>& keys() const noexcept { return keys_; }
 
     /// The set as JSON text.

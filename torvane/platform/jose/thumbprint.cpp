@@ -12,7 +12,7 @@
 namespace Torvane::JOSE {
 namespace {
 
-// In the order in which they are hashed.
+// The members in the order in which they are hashed (RFC 7638, section 3.3).
 constexpr std::array<std::string_view, 3> rsaMembers{"e", "kty", "n"};
 constexpr std::array<std::string_view, 4> ecMembers{"crv", "kty", "x", "y"};
 

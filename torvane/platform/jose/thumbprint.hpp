@@ -1,4 +1,6 @@
-// JWK thumbprints (RFC 7638): what two parties compute alike of one key, however its JWK is written.
+// JWK thumbprints (RFC 7638): a hash of a key that every party computes alike, whatever else its JWK holds.
+//
+//     const std::string id = Torvane::JOSE::thumbprint({{"kty", "RSA"}, {"n", "AQAB"}, {"e", "AQAB"}});
 #pragma once
 
 #include <string>
@@ -8,11 +10,12 @@
 
 namespace Torvane::JOSE {
 
-/// The thumbprint of a public or private JWK in base64url: 43 characters for SHA-256. Only the members that make the
+/// The thumbprint of a public or private JWK in base64url: 43 characters for SHA-256. Only the members that make up the
 /// key count (RFC 7638, section 3.2): "e", "kty" and "n" of an RSA key; "crv", "kty", "x" and "y" of an EC key on any
-/// curve.
-/// @throws JOSESwiftError unsupportedKey for another "kty"; parsingFailed for one of these members that is missing, or
-///         that holds characters which JSON text may write in more than one way.
+/// curve, secp256k1 included.
+/// @throws JOSESwiftError unsupportedKey for another "kty"; parsingFailed when one of these members is missing, or
+/// holds
+///         characters that JSON text can write in more than one way.
 TORVANE_EXPORT std::string thumbprint(const StringMap& jwk, HashFunction hash = HashFunction::SHA256);
 
 }  // namespace Torvane::JOSE
