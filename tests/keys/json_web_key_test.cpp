@@ -55,6 +55,49 @@ TEST(JsonWebKey, OnlyRSA2048KeyIsExportedAsRSA) {
                  JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key."));
 }
 
+TEST(JsonWebKey, TakesClassAndTypeFromThePlatformKey) {
+    for (const auto& [kid, type] :
+         {std::pair{rsaSig, KeyType::RSA2048Key}, {ecP256, KeyType::EC256Key}, {ecP521, KeyType::EC256Key}}) {
+        for (const auto& key : {privateKey(kid), keyOfIdleStore(kid), publicKey(kid)}) {
+            const JsonWebKey jwk(key, JWK_SIG, "k");
+            EXPECT_EQ(jwk.key().keyType(), type);
+            EXPECT_EQ(jwk.key().isPublicKey(), key.isPublicKey());
+            EXPECT_EQ(jwk.platformKey().isPublicKey(), key.isPublicKey());
+            EXPECT_EQ(jwk.platformKey().publicComponents(), key.publicComponents());
+        }
+    }
+    EXPECT_ERROR(keyInWords("public secp256k1 sig").platformKey(),
+                 JOSEError::missingKey("Missing keyRef for key secp256k1"));
+}
+
+TEST(JsonWebKey, PublicHalfKeepsUseIdAndAlgorithmAndNothingPrivate) {
+    for (const auto* words : {"private d-sig-rs256 sig", "private d-sig-es384 enc", "privateJwk d-enc-oaep256 sig_enc",
+                              "private secp256k1 sig", "public d-sig-rs256 sig", "public secp256k1 sig"}) {
+        const auto key = keyInWords(words), half = key.publicHalf();
+        SCOPED_TRACE(words);
+        EXPECT_TRUE(half.key().isPublicKey());
+        EXPECT_EQ(half.use(), key.use());
+        EXPECT_EQ(half.key().keyType(), key.key().keyType());
+        EXPECT_EQ(half.thumbprint(), key.thumbprint());
+        EXPECT_EQ(half.pairingKey(), std::nullopt);
+        const auto members = half.encodeToDictionary();
+        EXPECT_EQ(members.at("kid"), key.keyId());
+        EXPECT_FALSE(members.contains("d"));
+    }
+    EXPECT_EQ(keyInWords("privateJwk d-enc-oaep256 enc").publicHalf().encodeToDictionary().at("alg"), "RSA-OAEP-256");
+    EXPECT_ERROR(keyInWords("private secp256k1-zero sig").publicHalf(),
+                 SecurityError("The raw bytes are not a secp256k1 private key."));
+}
+
+TEST(JsonWebKey, PublicKeyPemIsThatOfAnotherImplementation) {
+    for (const auto& kid : {rsaSig, ecP256, ecP384, ecP521}) {
+        EXPECT_EQ(privateJwk(kid, JWK_SIG).publicKeyPem(), keyText(kid, "spki_pem"));
+        EXPECT_EQ(publicJwk(kid, JWK_SIG).publicKeyPem(), keyText(kid, "spki_pem"));
+    }
+    EXPECT_ERROR(keyInWords("public secp256k1-off-curve sig").publicKeyPem(),
+                 SecurityError("The raw bytes are not a secp256k1 public key."));
+}
+
 TEST(JsonWebKey, PrivateKeysAreNeverWritten) {
     for (const auto* words : {"private d-sig-rs256 sig", "private d-sig-es384 sig", "privateJwk d-enc-oaep256 enc"}) {
         const auto key = keyInWords(words);
@@ -78,7 +121,7 @@ TEST(JsonWebKey, ThumbprintIsOneForBothHalvesWhateverTheirUseAndId) {
     EXPECT_EQ(JsonWebKey(privateHalf, JWK_SIG, "own").thumbprint(), JsonWebKey(publicHalf, JWK_SIG, "").thumbprint());
     const std::vector<std::uint8_t> zero(32);
     EXPECT_ERROR(JsonWebKey(Zennet::PrivateKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(),
-                 SecurityError("The raw bytes are no secp256k1 private key."));
+                 SecurityError("The raw bytes are not a secp256k1 private key."));
 }
 
 TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
@@ -112,7 +155,7 @@ TEST(JsonWebKey, ReadsUseAndIdWithTheirDefaults) {
         json.erase("kid");
         json[member] = std::move(value);
         const auto text = json.dump();
-        return JsonWebKey(asBytes(text), KeyType::EC256Key);
+        return JsonWebKey(text, KeyType::EC256Key);
     };
     EXPECT_EQ(read("use", "enc").use(), JWK_ENC);
     EXPECT_EQ(read("use", "Enc").use(), JWK_SIG_ENC);
@@ -137,15 +180,14 @@ TEST(JsonWebKey, AKeyReadFromAPrivateJwkAsPublicKeepsNothingPrivate) {
 
 TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
     for (const auto& [kid, type] : {std::pair{rsaEnc, KeyType::RSA2048Key}, std::pair{ecEncP384, KeyType::EC256Key}}) {
-        const auto text = keyText(kid, "jwk_private");
-        const auto key = JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, "mine");
+        const auto key = JsonWebKey::fromPrivateJwk(keyText(kid, "jwk_private"), JWK_ENC, "mine");
         EXPECT_FALSE(key.key().isPublicKey());
         EXPECT_EQ(key.key().keyType(), type);
         EXPECT_EQ(key.keyId(), "mine");
         EXPECT_EQ(key.key().keyRef()->publicComponents(), privateKey(kid).publicComponents());
         EXPECT_FALSE(key.jwk()->converted().isPublicKey());
     }
-    EXPECT_ERROR(JsonWebKey::fromPrivateJwk(asBytes(R"({"kty":"oct","k":"AA"})"), JWK_ENC, "k"),
+    EXPECT_ERROR(JsonWebKey::fromPrivateJwk(R"({"kty":"oct","k":"AA"})", JWK_ENC, "k"),
                  JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
 }
 

@@ -21,7 +21,7 @@ TEST(PlatformKeyJWK, WritesTheFourMembersAndNoKeyId) {
 
 TEST(PlatformKeyJWK, ReadsThePublicKeyOfPrivateAndPublicText) {
     for (const auto* member : {"jwk_public", "jwk_private"}) {
-        const auto key = PlatformKeyJWK::decodeFrom(bytesOf(keyText(rsaSig, member)));
+        const auto key = PlatformKeyJWK::decodeFrom(keyText(rsaSig, member));
         EXPECT_TRUE(key.isPublicKey());
         EXPECT_EQ(key.publicComponents(), publicKey(rsaSig).publicComponents());
         EXPECT_EQ(PlatformKeyJWK::decodeFrom(PlatformKeyJWK::encodeToJWK(key, JWKUse::JWK_SIG)).publicComponents(),

@@ -10,7 +10,6 @@ namespace Testing {
 namespace {
 
 using Torvane::JsonWebKey;
-using Zennet::KeyClass;
 using Zennet::KeyType;
 
 const nlohmann::json& entry(const std::string& kid) {
@@ -19,10 +18,6 @@ const nlohmann::json& entry(const std::string& kid) {
         if (key["kid"] == kid) return key;
     }
     throw std::runtime_error("no test key " + kid);
-}
-
-KeyType typeOf(const SecKey& key) {
-    return key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key;
 }
 
 struct IdleStoreKey final : StoreKey {
@@ -42,8 +37,7 @@ const SecKey& privateKey(const std::string& kid) {
     static std::map<std::string, SecKey> keys;
     auto found = keys.find(kid);
     if (found == keys.end()) {
-        const auto pem = keyText(kid, "pkcs8_pem");
-        found = keys.emplace(kid, SoftwareKeyStore::load(asBytes(pem))).first;
+        found = keys.emplace(kid, SoftwareKeyStore::load(keyText(kid, "pkcs8_pem"))).first;
     }
     return found->second;
 }
@@ -58,11 +52,11 @@ std::string keyText(const std::string& kid, const std::string& member) {
 }
 
 JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use) {
-    return {privateKey(kid), KeyClass::privateKey, typeOf(privateKey(kid)), use, kid};
+    return {privateKey(kid), use, kid};
 }
 
 JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use) {
-    return {publicKey(kid), KeyClass::publicKey, typeOf(privateKey(kid)), use, kid};
+    return {publicKey(kid), use, kid};
 }
 
 JsonWebKey keyInWords(const std::string& words) {
@@ -71,9 +65,7 @@ JsonWebKey keyInWords(const std::string& words) {
     stream >> half >> kid >> useText >> type;
     const bool isPublic = half == "public";
     const auto use = Torvane::fromRawValue<Torvane::JWKUse>(useText).value();
-    if (half == "privateJwk") {
-        return JsonWebKey::fromPrivateJwk(asBytes(keyText(kid, "jwk_private")), use, kid);
-    }
+    if (half == "privateJwk") return JsonWebKey::fromPrivateJwk(keyText(kid, "jwk_private"), use, kid);
     if (kid.starts_with("secp256k1")) {
         const auto raw = [&](const ByteBuffer& bytes) -> Zennet::Key {
             if (isPublic) return Zennet::PublicKey(bytes, KeyType::SECP256K1Key);
@@ -85,9 +77,9 @@ JsonWebKey keyInWords(const std::string& words) {
         return {secp256k1KeyPair().privateKey, use, kid, secp256k1KeyPair().publicKey};
     }
     const auto key = kid == "rsa1024" ? SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
-    if (!isPublic) return {Zennet::PrivateKey(key, typeOf(key)), use, kid};
     if (type == "untyped") return {Zennet::PublicKey(key.publicKey(), std::nullopt), use, kid};
-    return {Zennet::PublicKey(key.publicKey(), type.empty() ? typeOf(key) : KeyType("EC384", "P-384")), use, kid};
+    if (type == "another-type") return {Zennet::PublicKey(key.publicKey(), KeyType("EC384", "P-384")), use, kid};
+    return {isPublic ? key.publicKey() : key, use, kid};
 }
 
 const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair() {

@@ -33,14 +33,14 @@ inline const std::string ecEncP256 = "d-enc-ecdh";
 inline const std::string ecEncP384 = "d-enc-ecdhkw384";
 inline const std::string ecEncP521 = "d-enc-ecdh521";
 
-/// The key's private or public half as a JsonWebKey with its kid; of type RSA2048Key or EC256Key by its family.
+/// One key of the pair as a JsonWebKey with its kid.
 Torvane::JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use);
 Torvane::JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use);
 
-/// A key by its description in a data file: "HALF KID USE", for example "private d-sig-rs256 sig". HALF is private,
-/// public, or privateJwk for a key from fromPrivateJwk(). KID is one of nested_interop.json, rsa1024, secp256k1,
-/// secp256k1-zero (an invalid scalar) or secp256k1-off-curve (an invalid point). A fourth word gives the key no type
-/// (untyped) or a wrong one (another-type).
+/// A key in words, as data files name it: "CLASS KID USE", for example "private d-sig-rs256 sig". The class is private,
+/// public, or privateJwk for a key from fromPrivateJwk(); the kid is one of the file, rsa1024, secp256k1,
+/// secp256k1-zero (not a scalar) or secp256k1-off-curve (not a point). The fourth word of a public key, untyped or
+/// another-type, replaces its type.
 Torvane::JsonWebKey keyInWords(const std::string& words);
 
 /// A secp256k1 key pair, generated once per process.

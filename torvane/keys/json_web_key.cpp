@@ -12,16 +12,21 @@
 namespace Torvane {
 namespace {
 
-using Zennet::KeyClass;
 using Zennet::KeyType;
 using Zennet::Secp256k1Utils;
 
-// The JWK of a key that is neither secp256k1 nor private.
-std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::string& keyId) {
+JOSEError missingPlatformKey(const std::string& keyId) {
+    return JOSEError::missingKey("Missing keyRef for key " + keyId);
+}
+
+// The JWK of an RSA or EC public key; nothing for other keys.
+std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::string& keyId,
+                               const std::optional<std::string>& algorithm = std::nullopt) {
     if (Secp256k1Utils::isSecp256k1Key(key)) return std::nullopt;
-    if (!key.keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + keyId);
+    if (!key.keyRef()) throw missingPlatformKey(keyId);
     if (!key.isPublicKey()) return std::nullopt;
     StringMap additionalParameters{{"use", std::string(rawValue(use))}, {"kid", keyId}};
+    if (algorithm) additionalParameters.emplace("alg", *algorithm);
     if (key.keyType() == KeyType::RSA2048Key) return JOSE::RSAPublicKey(*key.keyRef(), std::move(additionalParameters));
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
@@ -47,6 +52,9 @@ JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::
 JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
     : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId), std::move(pairingKey)}) {}
 
+JsonWebKey::JsonWebKey(SecKey secKey, JWKUse jwkUse, std::string keyId)
+    : JsonWebKey(Zennet::Key(std::move(secKey)), jwkUse, std::move(keyId)) {}
+
 JsonWebKey::JsonWebKey(SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
     : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
 
@@ -67,8 +75,11 @@ JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::stri
         State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
+JsonWebKey JsonWebKey::fromPrivateJwk(std::string_view jwkText, JWKUse jwkUse, std::string keyId) {
+    return fromPrivateJwk(asBytes(jwkText), jwkUse, std::move(keyId));
+}
+
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
-    // A key that cannot be written as JSON is no key to exchange with anybody.
     if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
     try {
         if (!from.keyType()) throw JOSEError::curveNotSupported("Not supporting this JWKType yet");
@@ -80,6 +91,22 @@ SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
 
 const JOSE::JWK* JsonWebKey::exportableJwk() const noexcept {
     return jwk() && key().isPublicKey() ? &*jwk() : nullptr;
+}
+
+SecKey JsonWebKey::platformKey() const {
+    if (!key().keyRef()) throw missingPlatformKey(keyId());
+    return *key().keyRef();
+}
+
+JsonWebKey JsonWebKey::publicHalf() const {
+    if (key().isPublicKey()) return *this;
+    auto publicKey = key().publicKey();
+    auto publicJwk = jwkOf(publicKey, use(), keyId(), jwk() ? (*jwk())["alg"] : std::nullopt);
+    return JsonWebKey(State{std::move(publicJwk), std::move(publicKey), use(), keyId(), std::nullopt});
+}
+
+std::string JsonWebKey::publicKeyPem() const {
+    return key().publicKeyPem();
 }
 
 std::optional<ByteBuffer> JsonWebKey::encode() const {

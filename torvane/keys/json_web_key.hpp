@@ -1,20 +1,19 @@
-// JsonWebKey: one key with its purpose and its id, and its public JWK where it has one (RFC 7517).
+// JsonWebKey: one key with its purpose and its id, and its public JWK if it has one (RFC 7517).
 //
-//     Torvane::JsonWebKey key(secKey, Torvane::Zennet::KeyClass::publicKey, Torvane::Zennet::KeyType::RSA2048Key,
-//                             Torvane::JWKUse::JWK_SIG, "my-signing-key");
-//     std::optional<std::string> json = key.encodeToString();
+//     const Torvane::JsonWebKey ours(Torvane::SoftwareKeyStore::generateRSA(), Torvane::JWKUse::JWK_SIG, "sign-2026");
+//     const std::optional<std::string> published = ours.publicHalf().encodeToString();
 //
-// Three kinds of key behave differently. An RSA or EC public key carries a JWK, and all its JSON comes from
-// there. An RSA or EC private key has none, unless it came from one, and is never written. A secp256k1 key
-// has none either; its JSON comes from the key library, and a private one can be written when it knows its
-// public half, the pairing key.
-//
-// Immutable, cheap to copy, and safe to use from several threads at once.
+// Three kinds of key behave differently:
+// - An RSA or EC public key has a JWK, and all its JSON comes from there.
+// - An RSA or EC private key has no JWK, unless fromPrivateJwk() made it from one, and is never written.
+// - A secp256k1 key has no JWK; its JSON comes from the key library. A private one is written, with "d", if it has a
+//   pairing key.
 #pragma once
 
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"
@@ -27,69 +26,131 @@
 namespace Torvane {
 
 /// A key with its use and its id.
+///
+/// Immutable, cheap to copy, and safe to use from several threads at once. A constructor that throws leaves nothing
+/// behind. There are no move operations, so no JsonWebKey is ever left empty.
 class TORVANE_EXPORT JsonWebKey {
   public:
-    /// A public key that is not secp256k1 gets a JWK with its numbers, "use" and "kid": as RSA when its type
-    /// is RSA2048Key, else as EC.
-    /// @throws JOSEError missingKey "Missing keyRef for key " + id, for a key other than secp256k1 without a platform
-    ///         key; JOSE::JOSESwiftError when the platform key is not a public one of that family.
+    /// A platform key of an RSA or EC pair. Class and type are those of the handle: private for a key in a store,
+    /// RSA2048Key for an RSA key of any size, EC256Key for an EC key on any curve. A public key gets a JWK with its own
+    /// members, "use" and "kid".
+    /// @param secKey the platform key.
+    /// @param jwkUse what the key is for. Lookups compare it exactly, and JOSEHelper looks for "sig" and "enc".
+    /// @param keyId the "kid", in UTF-8; of any length, also empty. With another text the key works but cannot be
+    ///        written.
+    JsonWebKey(SecKey secKey, JWKUse jwkUse, std::string keyId);
+
+    /// A key of the key library. A public key other than secp256k1 gets a JWK with its own members, "use" and "kid": an
+    /// RSA JWK if its type is RSA2048Key, else an EC JWK.
+    /// @param key the key: a platform key, or for secp256k1 raw bytes, which are not checked here.
+    /// @param jwkUse as above.
+    /// @param keyId as above.
+    /// @param pairingKey the public key of a secp256k1 private key, without which that key cannot be written; nothing
+    ///        for other keys.
+    /// @throws JOSEError missingKey "Missing keyRef for key " + id for raw bytes of another type than secp256k1;
+    ///         JOSE::JOSESwiftError unsupportedKey when a public key does not hold a public platform key of the family
+    ///         that its type names.
     JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey = std::nullopt);
 
-    /// Wraps the platform key as a public or private key, and goes on as above.
+    /// A platform key, wrapped in the given class and type.
+    /// @param secKey the platform key; with keyClass publicKey it has to be a public one, see SecKey::publicKey().
+    /// @param keyClass whether the key is used as a public or a private one.
+    /// @param keyType RSA2048Key for an RSA key, EC256Key for an EC key on P-256, P-384 or P-521.
+    /// @param jwkUse as above.
+    /// @param keyId as above.
+    /// @throws JOSE::JOSESwiftError as above.
     JsonWebKey(SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse, std::string keyId);
 
-    /// Reads the JSON text of one JWK as a public key: of RSA for RSA2048Key, else of EC.
-    /// @throws JOSE::JOSESwiftError when it is none; and as below.
+    /// @{
+    /// A public key from the JSON text of one JWK; private members are ignored. "use" and "kid" as in the next
+    /// constructor.
+    /// @param jwkData the text, in UTF-8.
+    /// @param keyType RSA2048Key to read an RSA JWK; any other type to read an EC JWK.
+    /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
+    ///         "crv"; JOSEError cannotDecodeJWK when its members are not a key.
     JsonWebKey(ByteView jwkData, Zennet::KeyType keyType);
+    JsonWebKey(std::string_view jwkText, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkText), keyType) {}
+    /// @}
 
-    /// A public key from a JWK, whatever private members it was read with. A "use" that is missing or unknown
-    /// means both uses; a missing "kid" is replaced by a random UUID.
+    /// A public key from a JWK, even from one that was read as a private key. A missing or unknown "use" means
+    /// JWK_SIG_ENC; a missing "kid" is replaced by a random UUID of 36 characters.
     /// @throws JOSEError cannotDecodeJWK, as getPubSecKey().
     explicit JsonWebKey(const JOSE::JWK& jwk);
 
-    /// A private key from the JSON text of an RSA or EC private JWK (RFC 7518, sections 6.2 and 6.3), for
-    /// decryption through every constructor of JWEDecrypter. It is never written: each encode treats it as a
-    /// private key. An RSA key needs its primes and CRT values; "d" alone is not enough.
-    /// @throws JOSE::JOSESwiftError when the text is no such JWK; SecurityError when its numbers don't
-    ///         belong together.
-    static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
+    /// @{
+    /// A copy shares the key.
+    JsonWebKey(const JsonWebKey&) noexcept = default;
+    JsonWebKey& operator=(const JsonWebKey&) noexcept = default;
+    ~JsonWebKey() = default;
+    /// @}
 
-    /// The platform public key of a public JWK.
-    /// @throws JOSEError cannotDecodeJWK around whatever made it fail; around curveNotSupported for a key type other
-    ///         than RSA and EC; around nothing when the JWK cannot be written as JSON.
+    /// @{
+    /// A private key from the JSON text of a private RSA or EC JWK (RFC 7518, sections 6.2.2 and 6.3.2), which decrypts
+    /// through every constructor of JWEDecrypter. The key is held in memory; encode() and the like never write it.
+    /// @param jwkData the text, in UTF-8. An RSA key needs "p", "q", "dp", "dq" and "qi" besides "d". Its "use" and
+    ///        "kid" are ignored.
+    /// @param jwkUse what the key is for.
+    /// @param keyId the "kid".
+    /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
+    ///         "crv"; SecurityError when its members do not belong together.
+    static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
+    static JsonWebKey fromPrivateJwk(std::string_view jwkText, JWKUse jwkUse, std::string keyId);
+    /// @}
+
+    /// The platform public key of a JWK.
+    /// @throws JOSEError cannotDecodeJWK: without an underlying error when the JWK cannot be written as JSON, around
+    ///         curveNotSupported for a "kty" other than "RSA" and "EC", and around the reason when its members are not
+    ///         a key.
     static SecKey getPubSecKey(const JOSE::JWK& from);
 
-    /// Of an RSA or EC public key, and of a key from fromPrivateJwk().
+    /// The JWK of an RSA or EC public key, and of a key from fromPrivateJwk(); nothing for other keys.
     const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
-    /// The JWK, if it is one that may be written: that of a public key. Else null.
+    /// The JWK of a public key, which may be written; null for a key without one, and for every private key.
     const JOSE::JWK* exportableJwk() const noexcept;
-    /// The key itself, public or private.
+    /// The key of the key library, public or private.
     const Zennet::Key& key() const noexcept { return state_->key; }
-    /// What findKeysFor() compares exactly: JWK_SIG_ENC is not found for JWK_SIG.
+    /// What the key is for. Lookups compare it exactly: one for JWK_SIG does not find JWK_SIG_ENC.
     JWKUse use() const noexcept { return state_->use; }
     /// @{
-    /// The "kid", by which the peer finds the other half.
+    /// The "kid", by which a peer finds the other key of the pair.
     const std::string& keyId() const noexcept { return state_->keyId; }
     const std::string& getKeyId() const noexcept { return keyId(); }
     /// @}
-    /// Of a secp256k1 private key, its public key.
+    /// The public key of a secp256k1 private key, if it was given.
     const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
 
+    /// The platform key.
+    /// @throws JOSEError missingKey "Missing keyRef for key " + id for a secp256k1 key, which is raw bytes.
+    SecKey platformKey() const;
+
+    /// The public key of the pair with the same use and id, for publication; a public key gives itself. An "alg" of the
+    /// JWK is kept.
+    /// @throws SecurityError for raw bytes that are not a secp256k1 private key; JOSE::JOSESwiftError unsupportedKey
+    /// for
+    ///         a platform key of another family than its type names.
+    JsonWebKey publicHalf() const;
+
+    /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
+    /// (RFC 7468, section 13).
+    /// @throws SecurityError for raw bytes that are not a secp256k1 key.
+    std::string publicKeyPem() const;
+
     /// @{
-    /// The JWK as JSON text in UTF-8; nothing for an RSA or EC private key, for a secp256k1 private key
-    /// without its pairing key, and when the key cannot be written. With a secp256k1 private key the text holds "d".
+    /// The JWK as JSON text in UTF-8. Nothing for an RSA or EC private key, for a secp256k1 private key without its
+    /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a key). The
+    /// text of a secp256k1 private key holds "d" and is a secret.
     std::optional<ByteBuffer> encode() const;
     std::optional<std::string> encodeToString() const;
     /// @}
 
-    /// The JWK's members.
+    /// The members of the JWK.
     /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.
     StringMap encodeToDictionary() const;
 
-    /// The thumbprint of the public half in base64url, 43 characters (RFC 7638 with SHA-256): the same for a private
-    /// key and its public one, whatever their use and id, and therefore an id that need not be agreed upon.
-    /// @throws JOSEError cannotEncodeJWK for a key that cannot be written; SecurityError for a private key of
-    ///         raw bytes that is not secp256k1.
+    /// The thumbprint of the public key in base64url, 43 characters (RFC 7638 with SHA-256). It is the same for both
+    /// keys of a pair, whatever their use and id, so it serves as an id that parties need not agree on.
+    /// @throws JOSEError cannotEncodeJWK for raw bytes that are not a secp256k1 public key; SecurityError for raw bytes
+    ///         that are not a secp256k1 private key.
     std::string thumbprint() const;
 
   private:

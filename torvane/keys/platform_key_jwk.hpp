@@ -1,9 +1,12 @@
-// RSA public keys of the platform as JWK text and back (RFC 7517; RFC 7518, section 6.3.1), for callers that have
-// no use for a JsonWebKey with its id and its other key kinds.
+// PlatformKeyJWK: RSA public keys as JWK text and back (RFC 7517; RFC 7518, section 6.3.1), without the id and the
+// other key kinds of a JsonWebKey.
 //
-//     Torvane::ByteBuffer jwk = Torvane::PlatformKeyJWK::encodeToJWK(secKey.publicKey(), Torvane::JWKUse::JWK_SIG);
-//     Torvane::SecKey publicKey = Torvane::PlatformKeyJWK::decodeFrom(jwk);
+//     const auto key = Torvane::SoftwareKeyStore::generateRSA();
+//     const auto jwk = Torvane::PlatformKeyJWK::encodeToJWK(key.publicKey(), Torvane::JWKUse::JWK_SIG);
+//     const Torvane::SecKey theirs = Torvane::PlatformKeyJWK::decodeFrom(jwk);
 #pragma once
+
+#include <string_view>
 
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"
@@ -11,19 +14,23 @@
 
 namespace Torvane {
 
-/// RSA public keys as JWK text and back; nothing is kept between calls.
+/// Conversion of RSA public keys. The functions keep nothing between calls, and may be called from several threads at
+/// once.
 struct TORVANE_EXPORT PlatformKeyJWK {
     PlatformKeyJWK() = delete;
 
-    /// JSON text in UTF-8 with "kty", "n", "e" and "use"; there is no "kid".
-    /// @throws JOSEError cannotEncodeJWK for a private key, with a text that says so, and around the reason for a
-    ///         public key that is not RSA.
+    /// Writes a public RSA key as JSON text in UTF-8, with "kty", "n", "e" and "use" and without "kid".
+    /// @throws JOSEError cannotEncodeJWK: "Currently only public key can be encoded to JWK for security reasons." for a
+    ///         private key, and around the reason for an EC key.
     static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
 
-    /// The public key of an RSA JWK, whatever private members its text holds besides.
-    /// @throws JOSEError cannotDecodeJWK around the reason for a text that is no RSA JWK; SecurityError for
-    ///         one whose numbers are no key.
+    /// @{
+    /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.
+    /// @throws JOSEError cannotDecodeJWK around the reason when the text is not an RSA JWK; SecurityError when "n" or
+    ///         "e" is even.
     static SecKey decodeFrom(ByteView jwk);
+    static SecKey decodeFrom(std::string_view jwk) { return decodeFrom(asBytes(jwk)); }
+    /// @}
 };
 
 }  // namespace Torvane
