@@ -10,6 +10,7 @@
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/keys/jwk_vocabulary.hpp"
+#include "torvane/keys/key_query.hpp"
 #include "torvane/keys/platform_key_jwk.hpp"
 #include "torvane/messaging/jose_helper.hpp"
 #include "torvane/messaging/request_containers.hpp"

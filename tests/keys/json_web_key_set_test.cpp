@@ -1,5 +1,7 @@
 #include "torvane/keys/json_web_key_set.hpp"
 
+#include "torvane/platform/jose/jwk_set.hpp"
+
 #include "tests/testing/testing.hpp"
 
 namespace {
@@ -53,6 +55,49 @@ TEST(JsonWebKeySet, FindsByEveryCriterionAndIgnoresTheUnusable) {
     });
 }
 
+TEST(JsonWebKeySet, AQueryWithoutAClassFindsBothClasses) {
+    const auto set = mixedSet();
+    EXPECT_EQ(ids(set.find({})), ids({set.begin(), set.end()}));
+    EXPECT_EQ(ids(set.find({.use = JWK_SIG, .algorithm = "RS256"})),
+              (std::vector<std::string>{rsaSig, "secp-public", "secp-private"}));
+    EXPECT_EQ(set.size(), 7U);
+    EXPECT_FALSE(set.isEmpty());
+    EXPECT_TRUE(JsonWebKeySet().isEmpty());
+}
+
+TEST(JsonWebKeySet, PublicSetHoldsEachPublicKeyOnceAndNothingPrivate) {
+    const auto& [secpPrivate, secpPublic] = secp256k1KeyPair();
+    const JsonWebKeySet set{privateJwk(rsaSig, JWK_SIG),          publicJwk(rsaEnc, JWK_ENC),
+                            publicJwk(rsaSig, JWK_SIG),           JsonWebKey(secpPrivate, JWK_SIG, "s"),
+                            privateJwk(rsaEnc, JWK_ENC),          privateJwk(rsaSig, JWK_ENC),
+                            JsonWebKey(secpPublic, JWK_SIG, "s"), JsonWebKey(publicKey(rsaEnc), JWK_SIG, rsaSig)};
+    const auto published = set.publicSet();
+    EXPECT_EQ(ids(published.jwks), (std::vector<std::string>{rsaSig, rsaEnc, "s", rsaSig, rsaSig}));
+    EXPECT_EQ(published.find({.keyClass = KeyClass::publicKey}).size(), published.size());
+    EXPECT_EQ(published.jwks.at(3).use(), JWK_ENC);
+    EXPECT_EQ(published.jwks.at(4).thumbprint(), publicJwk(rsaEnc, JWK_SIG).thumbprint()) << "another key of that id";
+    EXPECT_ERROR(JsonWebKeySet{keyInWords("private secp256k1-zero sig")}.publicSet(),
+                 SecurityError("The raw bytes are not a secp256k1 private key."));
+}
+
+// What a value answers after another has been made of it by moving.
+template <class T, class Ask>
+auto answerAfterMove(T value, Ask ask) {
+    const T taken = std::move(value);
+    return ask(value);  // NOLINT(bugprone-use-after-move)
+}
+
+TEST(Keys, MovedFromAreSafeToAsk) {
+    const JOSE::RSAPublicKey jwk(publicKey(rsaSig), {});
+    EXPECT_EQ(answerAfterMove(publicJwk(rsaSig, JWK_SIG), [](auto& key) { return key.keyId(); }), rsaSig);
+    EXPECT_EQ(answerAfterMove(publicKey(rsaSig), [](auto& key) { return key.signatureSize(); }), 256U);
+    EXPECT_EQ(answerAfterMove(jwk, [](auto& key) { return key["kty"]; }), "RSA");
+    EXPECT_TRUE(answerAfterMove(JOSE::JWKSet({jwk}), [](auto& set) { return set.keys().empty(); }));
+    EXPECT_TRUE(answerAfterMove(secp256k1KeyPair().publicKey, [](auto& key) { return key.isPublicKey(); }));
+    EXPECT_FALSE(answerAfterMove(Zennet::Key(privateKey(rsaSig)), [](auto& key) { return key.isPublicKey(); }));
+    EXPECT_EQ(answerAfterMove(mixedSet(), [](auto& set) { return set.encodeToString(); }), R"({"keys":[]})");
+}
+
 TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
     const std::map<std::string, json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
                                            {"secp256k1", secp256k1Json()}};
@@ -94,12 +139,11 @@ TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
     const auto text = set.encodeToString();
     EXPECT_EQ(bytesOf(text), set.encode());
     EXPECT_EQ(set.debugDescription(), text);
-    const JsonWebKeySet reread(asBytes(text));
+    const JsonWebKeySet reread(text);
     EXPECT_EQ(ids(reread.jwks), (std::vector<std::string>{rsaSig, ecP256, "alg", "untyped"}));
     EXPECT_EQ(reread.encodeToString(), text);
 
-    const auto privateText = keyText(rsaEnc, "jwk_private");
-    const JsonWebKeySet secret{JsonWebKey::fromPrivateJwk(asBytes(privateText), JWK_ENC, "k")};
+    const JsonWebKeySet secret{JsonWebKey::fromPrivateJwk(keyText(rsaEnc, "jwk_private"), JWK_ENC, "k")};
     EXPECT_EQ(secret.encodeToString(), R"({"keys":[]})");
     EXPECT_TRUE(secret.encodeToArray().empty());
 }

@@ -76,37 +76,28 @@ JOSE::JWKSet parsedSet(ByteView jwksData) {
     }
 }
 
-// What a key must fit to be found.
-class Criteria {
-  public:
-    explicit Criteria(const JSONValue::Object& header)
-        : keyId_(member<std::string>(header, "kid")),
-          keyType_(member<KeyType>(header, "kty")),
-          use_(member<JWKUse>(header, "use")),
-          algorithm_(member<std::string>(header, "alg")) {}
+template <class T>
+std::optional<T> criterion(const JSONValue::Object& header, std::string_view name) {
+    const auto found = header.find(name);
+    const auto* value = found == header.end() ? nullptr : found->second.as<T>();
+    return value ? std::optional<T>(*value) : std::nullopt;
+}
 
-    bool fit(const JsonWebKey& key) const {
-        return (!keyId_ || key.keyId() == *keyId_) && (!keyType_ || key.key().keyType() == *keyType_) &&
-               (!use_ || key.use() == *use_) && (!algorithm_ || mayUse(key, *algorithm_));
-    }
+bool fitsAlgorithm(const JsonWebKey& key, const std::string& algorithm) {
+    if (!key.jwk()) return true;
+    const auto member = key.jwk()->parameters().find("alg");
+    return member == key.jwk()->parameters().end() || member->second == algorithm;
+}
 
-  private:
-    template <class T>
-    static const T* member(const JSONValue::Object& header, std::string_view name) {
-        const auto found = header.find(name);
-        return found == header.end() ? nullptr : found->second.as<T>();
-    }
+bool fits(const JsonWebKey& key, const KeyQuery& query) {
+    return (!query.keyClass || key.key().keyClass() == *query.keyClass) &&
+           (!query.keyId || key.keyId() == *query.keyId) && (!query.keyType || key.key().keyType() == *query.keyType) &&
+           (!query.use || key.use() == *query.use) && (!query.algorithm || fitsAlgorithm(key, *query.algorithm));
+}
 
-    static bool mayUse(const JsonWebKey& key, const std::string& algorithm) {
-        const auto named = key.jwk() ? (*key.jwk())["alg"] : std::nullopt;
-        return !named || *named == algorithm;
-    }
-
-    const std::string* keyId_;
-    const KeyType* keyType_;
-    const JWKUse* use_;
-    const std::string* algorithm_;
-};
+bool isSameEntry(const JsonWebKey& a, const JsonWebKey& b) {
+    return a.keyId() == b.keyId() && a.use() == b.use() && a.key().publicKey() == b.key().publicKey();
+}
 
 bool isExported(const JsonWebKey& key) {
     if (!key.key().keyType()) stopProcess("a key without a key type cannot be encoded");
@@ -127,13 +118,29 @@ JsonWebKeySet::JsonWebKeySet(ByteView jwksData) {
     for (const auto& jwk : set.keys()) jwks.emplace_back(jwk);
 }
 
+std::vector<JsonWebKey> JsonWebKeySet::find(const KeyQuery& query) const {
+    std::vector<JsonWebKey> found;
+    std::ranges::copy_if(jwks, std::back_inserter(found), [&](const JsonWebKey& key) { return fits(key, query); });
+    return found;
+}
+
 std::vector<JsonWebKey> JsonWebKeySet::findKeysFor(const JSONValue::Object& jwkHeader,
                                                    Zennet::KeyClass keyClass) const {
-    const Criteria criteria(jwkHeader);
-    std::vector<JsonWebKey> found;
-    std::copy_if(jwks.begin(), jwks.end(), std::back_inserter(found),
-                 [&](const JsonWebKey& key) { return key.key().keyClass() == keyClass && criteria.fit(key); });
-    return found;
+    return find({.keyId = criterion<std::string>(jwkHeader, "kid"),
+                 .use = criterion<JWKUse>(jwkHeader, "use"),
+                 .keyType = criterion<KeyType>(jwkHeader, "kty"),
+                 .algorithm = criterion<std::string>(jwkHeader, "alg"),
+                 .keyClass = keyClass});
+}
+
+JsonWebKeySet JsonWebKeySet::publicSet() const {
+    JsonWebKeySet published;
+    for (const auto& key : jwks) {
+        const auto half = key.publicHalf();
+        const auto isRepeated = [&](const JsonWebKey& other) { return isSameEntry(half, other); };
+        if (std::ranges::none_of(published, isRepeated)) published.jwks.push_back(half);
+    }
+    return published;
 }
 
 ByteBuffer JsonWebKeySet::encode() const {

@@ -1,61 +1,102 @@
-// JsonWebKeySet: the keys of one party, in order, and the choice among them (RFC 7517, section 5).
+// JsonWebKeySet: the keys of one party in order, and the choice among them (RFC 7517, section 5).
 //
-//     Torvane::JsonWebKeySet peer(Torvane::asBytes(jwkSetText));
-//     auto keys = peer.findKeysFor({{"kid", "their-key"}}, Torvane::Zennet::KeyClass::publicKey);
+//     const Torvane::JsonWebKeySet ours{
+//         Torvane::JsonWebKey(Torvane::SoftwareKeyStore::generateRSA(), Torvane::JWKUse::JWK_SIG, "sign-2026")};
+//     const std::string published = ours.publicSet().encodeToString();
+//     const Torvane::JsonWebKeySet received(published);
+//     const auto found = received.find({.keyId = "sign-2026", .use = Torvane::JWKUse::JWK_SIG});
 #pragma once
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/keys/key_query.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 
-/// One party's keys, public, private or both. A copy shares the keys.
+/// One party's keys: public, private or both. A copy shares the keys. Const operations are safe from several threads at
+/// once. A set that was moved from is empty.
 class TORVANE_EXPORT JsonWebKeySet {
   public:
-    /// The keys, in the order that every operation keeps.
+    /// The keys, in the order that every operation keeps. Ids may occur more than once.
     std::vector<JsonWebKey> jwks;
 
+    /// An empty set.
+    JsonWebKeySet() noexcept = default;
+
     /// @{
-    /// Takes keys of any kind; ids may come twice.
+    /// The given keys, of any kind.
     explicit JsonWebKeySet(std::vector<JsonWebKey> keys) noexcept : jwks(std::move(keys)) {}
     JsonWebKeySet(std::initializer_list<JsonWebKey> keys) : jwks(keys) {}
     /// @}
 
-    /// Reads a JWK Set whose keys have string members only: RSA, EC, and secp256k1 ("alg" must be ES256K;
-    /// with a "d" a private key with its public half as pairing key; always for signatures).
-    /// @throws JOSEError cannotDecodeJWK for what is no such set, a key of another type, or no key at all;
-    ///         algorithmNotSupported and invalidKeyFormat for a secp256k1 key; JsonSerializeError
-    ///         failedToParseJson for a member that is not UTF-8; JOSE::JOSESwiftError for a key that cannot
-    ///         be read. The first bad key fails the whole set.
+    /// Reads a JWK Set from a JSON object: public RSA keys, public EC keys on P-256, P-384 and P-521, and secp256k1
+    /// keys, which are private keys with a pairing key if they have a "d", and always have the use JWK_SIG.
+    /// @param jwksDictionary the object. Its "keys" is a list of objects with string members only. A secp256k1 key
+    /// needs
+    ///        "alg" with the value "ES256K", "kid", "x" and "y".
+    /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
+    ///         "EC", or the set has no keys; algorithmNotSupported and invalidKeyFormat for a secp256k1 key without the
+    ///         members above. JsonSerializeError failedToParseJson for a member that is not UTF-8.
+    ///         JOSE::JOSESwiftError for another key that cannot be read. The first bad key fails the whole set, and
+    ///         nothing is constructed.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
 
-    /// Reads the JSON text of a JWK Set: RSA and EC keys on P-256, P-384 and P-521, as public keys. A set may be empty.
-    /// @throws JOSEError cannotDecodeJWK, around the reason; the first bad key fails the whole set.
+    /// @{
+    /// Reads a JWK Set from JSON text: RSA keys and EC keys on P-256, P-384 and P-521, all as public keys. The set may
+    /// be empty. Members that are not strings are ignored.
+    /// @param jwksData the text, in UTF-8.
+    /// @throws JOSEError cannotDecodeJWK around the reason when the text is not such a set, or one of its keys cannot
+    /// be
+    ///         read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
     explicit JsonWebKeySet(ByteView jwksData);
-
-    /// The keys of one class that fit every criterion given, in order. Criteria are "kid" (a string), "kty"
-    /// (an opaque Zennet::KeyType), "use" (an opaque JWKUse, compared exactly) and "alg" (a string, which
-    /// excludes only keys whose JWK names another); a member that is missing or of another kind is no criterion.
-    std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader, Zennet::KeyClass keyClass) const;
+    explicit JsonWebKeySet(std::string_view jwksText) : JsonWebKeySet(asBytes(jwksText)) {}
+    /// @}
 
     /// @{
-    /// The JWK Set as JSON text: RSA and EC public keys; other keys are left out.
+    /// The keys one by one, in order.
+    std::vector<JsonWebKey>::const_iterator begin() const noexcept { return jwks.begin(); }
+    std::vector<JsonWebKey>::const_iterator end() const noexcept { return jwks.end(); }
+    /// @}
+    /// The number of keys.
+    std::size_t size() const noexcept { return jwks.size(); }
+    /// Whether there are no keys.
+    bool isEmpty() const noexcept { return jwks.empty(); }
+
+    /// The keys that fit a query, in order; none, one or several.
+    [[nodiscard]] std::vector<JsonWebKey> find(const KeyQuery& query) const;
+
+    /// The keys of one class that fit a header, in order: find() with criteria from the header. These are "kid" (a
+    /// string), "kty" (an opaque Zennet::KeyType), "use" (an opaque JWKUse) and "alg" (a string). A member that is
+    /// missing or holds another kind of value is no criterion.
+    [[nodiscard]] std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader,
+                                                      Zennet::KeyClass keyClass) const;
+
+    /// The set for publication: the public half of every key, in order. Keys with the same public key, use and id are
+    /// one key, and the first of them stays.
+    /// @throws As JsonWebKey::publicHalf().
+    JsonWebKeySet publicSet() const;
+
+    /// @{
+    /// The JWK Set as JSON text in UTF-8: RSA and EC public keys. All other keys are left out, so publish
+    /// publicSet().encodeToString() if the set holds private keys.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
     ByteBuffer encode() const;
     std::string encodeToString() const;
     /// @}
 
-    /// The members of each public key, secp256k1 keys among them.
-    /// @throws JOSEError cannotEncodeJWK when a key cannot be written. A key without a type stops the process.
+    /// The members of each public key, secp256k1 keys included. A key without a type stops the process.
+    /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
     std::vector<StringMap> encodeToArray() const;
 
-    /// The text of encode(), or what says that there is none; never throws for a bad key.
+    /// The text of encodeToString(), or "An error occurred while performing the operation." where that fails.
     std::string debugDescription() const;
 };
 

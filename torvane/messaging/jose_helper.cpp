@@ -1,8 +1,6 @@
 #include "torvane/messaging/jose_helper.hpp"
 
-#include <algorithm>
 #include <exception>
-#include <iterator>
 #include <utility>
 
 #include "torvane/jwe/jwe_decrypter.hpp"
@@ -32,16 +30,10 @@ struct JOSEHelper::Configuration {
 
 namespace {
 
-// RSA keys only, whatever the algorithms say. Without an id, keys of every id. What findKeysFor() would find, without a
-// JSON object made for each message to say so.
+// RSA keys only, whatever the algorithms say. Without an id, keys of every id.
 std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std::optional<std::string>& keyId,
                                  KeyClass keyClass) {
-    std::vector<JsonWebKey> found;
-    std::copy_if(set.jwks.begin(), set.jwks.end(), std::back_inserter(found), [&](const JsonWebKey& key) {
-        return key.key().keyClass() == keyClass && key.key().keyType() == Zennet::KeyType::RSA2048Key &&
-               key.use() == use && (!keyId || key.keyId() == *keyId);
-    });
-    return found;
+    return set.find({.keyId = keyId, .use = use, .keyType = Zennet::KeyType::RSA2048Key, .keyClass = keyClass});
 }
 
 // Exactly one key that passes the test; several are as wrong as none.
