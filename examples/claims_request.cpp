@@ -39,23 +39,18 @@ ByteBuffer answer(const JOSEHelper& bank, const URLRequestHeader& header, ByteVi
     return bank.encodeMessage(asBytes(R"({"state":"carried out","balance":49.75})"));
 }
 
-std::pair<JsonWebKey, JsonWebKey> keyPair(JWKUse use, const std::string& id) {
-    using Zennet::KeyClass, Zennet::KeyType;
-    const auto key = SoftwareKeyStore::generateRSA();
-    return {JsonWebKey(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
-            JsonWebKey(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id)};
+JsonWebKey newKey(JWKUse use, const std::string& id) {
+    return {SoftwareKeyStore::generateRSA(), use, id};
 }
 
 }  // namespace
 
 int main() {
-    const auto [appSig, appSigPublic] = keyPair(JWKUse::JWK_SIG, "app-sig");
-    const auto [appEnc, appEncPublic] = keyPair(JWKUse::JWK_ENC, "app-enc");
-    const auto [bankSig, bankSigPublic] = keyPair(JWKUse::JWK_SIG, "bank-sig");
-    const auto [bankEnc, bankEncPublic] = keyPair(JWKUse::JWK_ENC, "bank-enc");
+    const JsonWebKeySet appKeys{newKey(JWKUse::JWK_SIG, "app-sig"), newKey(JWKUse::JWK_ENC, "app-enc")};
+    const JsonWebKeySet bankKeys{newKey(JWKUse::JWK_SIG, "bank-sig"), newKey(JWKUse::JWK_ENC, "bank-enc")};
     JOSEHelper::Builder app, bank;
-    app.setSenderJwkSet({appSig, appEnc}, "app-sig").setRecipientJwkSet({bankSigPublic, bankEncPublic}, "bank-enc");
-    bank.setSenderJwkSet({bankSig, bankEnc}, "bank-sig").setRecipientJwkSet({appSigPublic, appEncPublic}, "app-enc");
+    app.setSenderJwkSet(appKeys, "app-sig").setRecipientJwkSet(bankKeys.publicSet(), "bank-enc");
+    bank.setSenderJwkSet(bankKeys, "bank-sig").setRecipientJwkSet(appKeys.publicSet(), "app-enc");
     TokenCoder coder(app.create());
 
     URLRequestBody body;

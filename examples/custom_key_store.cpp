@@ -66,12 +66,8 @@ int main() try {
     }
     ::close(ends[1]);
     const SecKey key(std::make_shared<const RemoteKey>(ends[0]));
-    Torvane::JsonWebKeySet keys{};
-    for (const auto use : {Torvane::JWKUse::JWK_SIG, Torvane::JWKUse::JWK_ENC}) {
-        keys.jwks.emplace_back(key, Zennet::KeyClass::privateKey, Zennet::KeyType::RSA2048Key, use, "key");
-        keys.jwks.emplace_back(key.publicKey(), Zennet::KeyClass::publicKey, Zennet::KeyType::RSA2048Key, use, "key");
-    }
-    const auto helper = Torvane::JOSEHelper::Builder().setSenderJwkSet(keys).setRecipientJwkSet(keys).create();
+    const JsonWebKeySet keys{{key, JWKUse::JWK_SIG, "key"}, {key, JWKUse::JWK_ENC, "key"}};
+    const auto helper = JOSEHelper::Builder().setSenderJwkSet(keys).setRecipientJwkSet(keys.publicSet()).create();
     std::cout << asText(helper.decodeMessage(helper.encodeMessage(asBytes("Hello from another process")))) << '\n';
     helper.encodeMessage(asBytes("Are you still there?"));  // a fourth request
 } catch (const Error& error) {

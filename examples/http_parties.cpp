@@ -23,18 +23,14 @@ constexpr std::size_t longestBody = 8192;
 // One party: its keys, those of its peer, and the tokens that the two exchange.
 struct Party {
     std::string name, peer, signerId = name + "-sig";
-    JsonWebKeySet ours{}, theirs{};
+    JsonWebKeySet ours, theirs;
 
     Party(std::string ourName, std::string peersName) : name(std::move(ourName)), peer(std::move(peersName)) {
         addKey(JWKUse::JWK_SIG, signerId);
         addKey(JWKUse::JWK_ENC, name + "-enc");
     }
-    // A private key and its public half, which is all that the text of the set shows.
-    void addKey(JWKUse use, const std::string& id) {
-        const auto key = SoftwareKeyStore::generateRSA();
-        ours.jwks.emplace_back(key, Zennet::KeyClass::privateKey, Zennet::KeyType::RSA2048Key, use, id);
-        ours.jwks.emplace_back(key.publicKey(), Zennet::KeyClass::publicKey, Zennet::KeyType::RSA2048Key, use, id);
-    }
+    void addKey(JWKUse use, const std::string& id) { ours.jwks.emplace_back(SoftwareKeyStore::generateRSA(), use, id); }
+    std::string publicKeys() const { return ours.publicSet().encodeToString(); }
     JOSEHelper helper() const {
         return JOSEHelper::Builder().setSenderJwkSet(ours, signerId).setRecipientJwkSet(theirs, peer + "-enc").create();
     }
@@ -55,8 +51,8 @@ struct Party {
 class Bank {
   public:
     explicit Bank(const std::string& jwksOfApp) {
-        self_.theirs = JsonWebKeySet(asBytes(jwksOfApp));
-        server_.Get("/jwks", [this](auto&, auto& out) { out.set_content(self().ours.encodeToString(), jwksType); });
+        self_.theirs = JsonWebKeySet(jwksOfApp);
+        server_.Get("/jwks", [this](auto&, auto& out) { out.set_content(self().publicKeys(), jwksType); });
         server_.Post("/payments", [this](auto&, auto& out, auto& body) { answer(body, out); });
         server_.set_payload_max_length(longestBody);
         server_.set_keep_alive_max_count(1);  // else the rest of a body that was too long is the next request
@@ -100,7 +96,7 @@ class Bank {
 // Of a token the header, of a key set the newest key's id, any other body as it is.
 std::string brief(const auto& message) {
     const auto type = message.get_header_value(std::string(URLRequestHeader::header_content_type));
-    if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(asBytes(message.body)).jwks.back().keyId();
+    if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(message.body).jwks.back().keyId();
     if (type != jwtType) return message.body.empty() ? "" : ' ' + type + ' ' + message.body;
     const auto header = JsonWebStructure::headerOf(message.body).value();
     return ' ' + type + ' ' + std::string(asText(JSONSerialization::data(header)));
@@ -118,7 +114,7 @@ struct App : Party {
     void fetchKeys() {
         const auto response = bank.Get("/jwks");
         if (!response || response->status != 200) throw std::runtime_error("The bank does not give its keys.");
-        theirs = JsonWebKeySet(asBytes(response->body));
+        theirs = JsonWebKeySet(response->body);
     }
     void pay(const JSONValue::Object& payment, double secondsGood = 60) {
         const auto response = bank.Post("/payments", write(payment, secondsGood), jwtType);
@@ -135,7 +131,7 @@ struct App : Party {
 
 int main() try {
     const Party party("app", "bank");
-    Bank bank(party.ours.encodeToString());
+    Bank bank(party.publicKeys());
     App app(party, bank.port());
     app.pay({{"amount", 950.25}});
     bank.signWithNewKey("bank-sig-2");

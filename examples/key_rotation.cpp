@@ -12,20 +12,11 @@ namespace {
 using namespace Torvane;
 
 void addKey(JsonWebKeySet& keys, JWKUse use, const std::string& id) {
-    using Zennet::KeyClass, Zennet::KeyType;
-    const auto key = SoftwareKeyStore::generateRSA();
-    keys.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, id);
-    keys.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id);
+    keys.jwks.emplace_back(SoftwareKeyStore::generateRSA(), use, id);
 }
 
-// Both halves.
 void dropKey(JsonWebKeySet& keys, const std::string& id) {
     std::erase_if(keys.jwks, [&](const auto& key) { return key.keyId() == id; });
-}
-
-// As the other side gets it: the public halves.
-JsonWebKeySet published(const JsonWebKeySet& keys) {
-    return JsonWebKeySet(asBytes(keys.encodeToString()));
 }
 
 void decode(const char* reader, const JOSEHelper& helper, const ByteBuffer& token) {
@@ -40,7 +31,7 @@ void decode(const char* reader, const JOSEHelper& helper, const ByteBuffer& toke
 }  // namespace
 
 int main() {
-    JsonWebKeySet shopKeys{}, bankKeys{};
+    JsonWebKeySet shopKeys, bankKeys;
     addKey(shopKeys, JWKUse::JWK_SIG, "sig-2025");
     addKey(shopKeys, JWKUse::JWK_ENC, "enc-2025");
     addKey(bankKeys, JWKUse::JWK_SIG, "bank-sig");
@@ -49,12 +40,12 @@ int main() {
     // Each side with the keys that there are when it is made.
     const auto shop = [&](const std::string& signingKeyId) {
         JOSEHelper::Builder builder;
-        builder.setSenderJwkSet(shopKeys, signingKeyId).setRecipientJwkSet(published(bankKeys), "bank-enc");
+        builder.setSenderJwkSet(shopKeys, signingKeyId).setRecipientJwkSet(bankKeys.publicSet(), "bank-enc");
         return builder.create();
     };
     const auto bank = [&](const std::optional<std::string>& encryptionKeyId) {
         JOSEHelper::Builder builder;
-        builder.setSenderJwkSet(bankKeys, "bank-sig").setRecipientJwkSet(published(shopKeys), encryptionKeyId);
+        builder.setSenderJwkSet(bankKeys, "bank-sig").setRecipientJwkSet(shopKeys.publicSet(), encryptionKeyId);
         return builder.create();
     };
 

@@ -15,8 +15,6 @@
 namespace {
 
 using namespace Torvane;
-using Zennet::KeyClass;
-using Zennet::KeyType;
 
 // A program for people asks on the terminal instead.
 std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
@@ -41,11 +39,8 @@ SecKey openOrMake(const std::string& uri) {
 
 void run(const std::string& signingUri, const std::string& decryptingUri) {
     const auto signing = openOrMake(signingUri), decrypting = openOrMake(decryptingUri);
-    const JsonWebKeySet ours{JsonWebKey(signing, KeyClass::privateKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "sign"),
-                             JsonWebKey(decrypting, KeyClass::privateKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "dec")};
-    const JsonWebKeySet published{
-        JsonWebKey(signing.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_SIG, "sign"),
-        JsonWebKey(decrypting.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, JWKUse::JWK_ENC, "dec")};
+    const JsonWebKeySet ours{{signing, JWKUse::JWK_SIG, "sign"}, {decrypting, JWKUse::JWK_ENC, "dec"}};
+    const auto published = ours.publicSet();
     std::cout << published.encodeToString() << '\n';
 
     const auto helper =

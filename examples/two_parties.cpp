@@ -17,42 +17,34 @@ namespace {
 
 using namespace Torvane;
 
-// One application: its key pairs, of which only the public halves leave it, and its helper.
+// One application: its key pairs, of which only the public keys leave it, and its helper.
 class Application {
   public:
     explicit Application(std::string name) : name_(std::move(name)) {
-        add(JWKUse::JWK_SIG, signingKeyId());
-        add(JWKUse::JWK_ENC, encryptionKeyId());
+        keys_.jwks.emplace_back(SoftwareKeyStore::generateRSA(2048), JWKUse::JWK_SIG, signingKeyId());
+        keys_.jwks.emplace_back(SoftwareKeyStore::generateRSA(2048), JWKUse::JWK_ENC, encryptionKeyId());
     }
 
     std::string signingKeyId() const { return name_ + "-sig"; }
     std::string encryptionKeyId() const { return name_ + "-enc"; }
-    std::string publicJwkSet() const { return publicKeys_.encodeToString(); }
+    std::string publicJwkSet() const { return keys_.publicSet().encodeToString(); }
 
     // The JWS inside a token for this application, opened but not verified: for looking at, not for relying on.
     ByteBuffer innerToken(const ByteBuffer& token) const {
-        const auto& privateKey = privateKeys_.jwks.back().key().keyRef();
-        return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", *privateKey).decryptJWE(token);
+        const auto privateKey = keys_.find({.keyId = encryptionKeyId()}).front().platformKey();
+        return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey).decryptJWE(token);
     }
 
     JOSEHelper helperFor(const std::string& peerJwkSet, const std::string& peerEncryptionKeyId) const {
         return JOSEHelper::Builder()
-            .setSenderJwkSet(privateKeys_, signingKeyId())
-            .setRecipientJwkSet(JsonWebKeySet(asBytes(peerJwkSet)), peerEncryptionKeyId)
+            .setSenderJwkSet(keys_, signingKeyId())
+            .setRecipientJwkSet(JsonWebKeySet(peerJwkSet), peerEncryptionKeyId)
             .create();
     }
 
   private:
-    void add(JWKUse use, const std::string& keyId) {
-        using Zennet::KeyClass, Zennet::KeyType;
-        const auto key = SoftwareKeyStore::generateRSA(2048);
-        privateKeys_.jwks.emplace_back(key, KeyClass::privateKey, KeyType::RSA2048Key, use, keyId);
-        publicKeys_.jwks.emplace_back(key.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, keyId);
-    }
-
     std::string name_;
-    JsonWebKeySet privateKeys_{std::vector<JsonWebKey>()};
-    JsonWebKeySet publicKeys_{std::vector<JsonWebKey>()};
+    JsonWebKeySet keys_;
 };
 
 ByteBuffer readFile(const char* path) {

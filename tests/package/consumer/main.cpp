@@ -13,8 +13,6 @@ struct Zennet {};
 namespace {
 
 using namespace Torvane;
-using Torvane::Zennet::KeyClass;
-using Torvane::Zennet::KeyType;
 
 struct Application {
     ::Platform platform = ::Platform::android;
@@ -32,17 +30,10 @@ class Payment : public JsonSerializeObject, public JsonSerializeProtocol {
 int main() {
     if (Application().platform != Platform::android) return 1;
     const auto key = SoftwareKeyStore::generateRSA();
-    const auto half = [&](KeyClass which, JWKUse use) {
-        return JsonWebKey(which == KeyClass::publicKey ? key.publicKey() : key, which, KeyType::RSA2048Key, use,
-                          "ours");
-    };
-    const JsonWebKeySet published{half(KeyClass::publicKey, JWKUse::JWK_SIG),
-                                  half(KeyClass::publicKey, JWKUse::JWK_ENC)};
+    const JsonWebKeySet ours{{key, JWKUse::JWK_SIG, "ours"}, {key, JWKUse::JWK_ENC, "ours"}};
+    const auto published = ours.publicSet().encodeToString();
     const auto helper =
-        JOSEHelper::Builder()
-            .setSenderJwkSet({half(KeyClass::privateKey, JWKUse::JWK_SIG), half(KeyClass::privateKey, JWKUse::JWK_ENC)})
-            .setRecipientJwkSet(JsonWebKeySet(asBytes(published.encodeToString())))
-            .create();
+        JOSEHelper::Builder().setSenderJwkSet(ours).setRecipientJwkSet(JsonWebKeySet(published)).create();
 
     JWTClaims claims;
     claims.setIssuer("consumer").setClaimValue(Payment().toJsonString(), "payment");
