@@ -1,5 +1,5 @@
-// The app's half of a request with claims: parameters become the claims of a JWT, the JWT a nested token that travels
-// with a header that says so, and what comes back is opened by the same coder.
+// A request with claims, seen from the app: a coder turns parameters into the claims of a JWT and encodes the JWT as a
+// nested token; the same coder decodes the response.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
@@ -9,7 +9,7 @@ namespace {
 
 using namespace Torvane;
 
-// Parameters in, a nested token out, and the other way round.
+// Encodes parameters as a nested token, and decodes a nested token to JSON.
 class TokenCoder : public CoderEncryptProtocol {
   public:
     explicit TokenCoder(JOSEHelper helper) : helper_(std::move(helper)) {}
@@ -31,9 +31,9 @@ class TokenCoder : public CoderEncryptProtocol {
     JOSEHelper helper_;
 };
 
-// The bank: shows what has come, and answers.
+// The bank: prints the claims that it receives, and answers.
 ByteBuffer answer(const JOSEHelper& bank, const URLRequestHeader& header, ByteView token) {
-    std::cout << "the bank receives " << header[URLRequestHeader::header_content_type].value_or("it knows not what");
+    std::cout << "the bank receives " << header[URLRequestHeader::header_content_type].value_or("an untyped body");
     for (const auto& [name, value] : dictFromJsonString(asText(bank.decodeMessage(token)))) std::cout << ", " << name;
     std::cout << '\n';
     return bank.encodeMessage(asBytes(R"({"state":"carried out","balance":49.75})"));

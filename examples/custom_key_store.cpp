@@ -1,4 +1,4 @@
-// A key store of your own: the private key is made in another process and stays there; this one sends it requests.
+// A key store of your own. Another process makes the private key and keeps it; this process sends it requests.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,20 +10,20 @@
 
 using namespace Torvane;
 
-// A request, and in its place the answer. It is one packet of the socket, which comes whole or not at all.
+// A request, which the answer replaces. Each is one packet of the socket, so it arrives whole or not at all.
 struct Message {
     char asked;  // 'm' for the modulus of the public key, 's' to sign, 'd' to decrypt
     SignatureScheme scheme;
     HashFunction hash;
     std::ptrdiff_t size = 0;  // of the input, then of the output; -1 for a ciphertext that does not decrypt
-    std::array<std::uint8_t, 256> bytes{};  // as many as the modulus has
+    std::array<std::uint8_t, 256> bytes{};  // the size of the modulus
     ByteView content() const { return {bytes.begin(), bytes.begin() + size}; }
     void set(std::optional<ByteView> in) { size = in ? std::ranges::copy(*in, bytes.begin()).out - bytes.begin() : -1; }
     bool send(int socket) const { return ::send(socket, this, sizeof *this, MSG_NOSIGNAL) == sizeof *this; }
     bool receive(int socket) { return TEMP_FAILURE_RETRY(::recv(socket, this, sizeof *this, 0)) == sizeof *this; }
 };
 
-int serve(int socket, int requests) {  // the other process: ends with its socket, or after so many requests
+int serve(int socket, int requests) {  // the other process; ends with its socket or after `requests`
     const auto key = SoftwareKeyStore::generateRSA(2048);  // its public exponent is 65537: 1, 0, 1
     for (Message message; requests > 0 && message.receive(socket); message.send(socket), --requests) {
         std::cout << "asked: " << message.asked << ", " << message.size << " bytes" << std::endl;
@@ -34,7 +34,7 @@ int serve(int socket, int requests) {  // the other process: ends with its socke
     return 0;
 }
 
-struct RemoteKey final : StoreKey {  // agree(), which is for EC keys, is not overridden and so throws SecurityError
+struct RemoteKey final : StoreKey {  // agree() is for EC keys; not overridden, it throws SecurityError
     explicit RemoteKey(int end) : socket(end) {}
     ~RemoteKey() override { ::close(socket); }
     PublicComponents publicComponents() const override { return RSAPublicComponents{*ask({'m', {}, {}}), {1, 0, 1}}; }
@@ -69,7 +69,7 @@ int main() try {
     const JsonWebKeySet keys{{key, JWKUse::JWK_SIG, "key"}, {key, JWKUse::JWK_ENC, "key"}};
     const auto helper = JOSEHelper::Builder().setSenderJwkSet(keys).setRecipientJwkSet(keys.publicSet()).create();
     std::cout << asText(helper.decodeMessage(helper.encodeMessage(asBytes("Hello from another process")))) << '\n';
-    helper.encodeMessage(asBytes("Are you still there?"));  // a fourth request
+    helper.encodeMessage(asBytes("Are you still there?"));  // the fourth request, which is one too many
 } catch (const Error& error) {
     std::cout << error.errorDescription() << '\n';
 }

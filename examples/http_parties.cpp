@@ -1,6 +1,6 @@
 // An app and its bank over HTTP, on this machine. The bank serves its public keys and takes requests as nested tokens;
-// the app fetches the keys, sends requests and reads the answers. What travels is printed, without its random parts.
-// Across a network put TLS around it: only the way that a key came says whose it is.
+// the app fetches the keys, sends requests and reads the answers. The program prints each request and response without
+// its random parts. Across a network use TLS: a fetched key is the bank's only if the connection is.
 #include <httplib.h>
 #include <iostream>
 #include <mutex>
@@ -39,7 +39,7 @@ struct Party {
         claims.setIssuer(name).setAudience(peer).setExpirationTimeSecondsInTheFuture(secondsGood);
         return std::string(asText(helper().encodeMessage(asBytes(claims.toJsonString()))));
     }
-    // The amount in a token that is good; reading_claims.cpp asks more of one.
+    // The amount in a valid token; reading_claims.cpp checks more.
     double read(const std::string& token) const {
         const auto claims = fromJsonString<JWTClaims>(asText(helper().decodeMessage(asBytes(token))));
         if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name}) throw std::runtime_error("stray");
@@ -55,9 +55,9 @@ class Bank {
         server_.Get("/jwks", [this](auto&, auto& out) { out.set_content(self().publicKeys(), jwksType); });
         server_.Post("/payments", [this](auto&, auto& out, auto& body) { answer(body, out); });
         server_.set_payload_max_length(longestBody);
-        server_.set_keep_alive_max_count(1);  // else the rest of a body that was too long is the next request
+        server_.set_keep_alive_max_count(1);  // or else the rest of an oversized body is read as a request
         thread_ = std::jthread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running()) std::this_thread::yield();  // stop() does nothing before
+        while (!server_.is_running()) std::this_thread::yield();  // until then stop() does nothing
     }
     ~Bank() { server_.stop(); }
     int port() const { return port_; }
@@ -68,21 +68,21 @@ class Bank {
     }
 
   private:
-    // Handlers run in several threads at once, each with a copy of its own.
+    // Handlers run in several threads at once; each works on a copy.
     Party self() {
         const std::lock_guard lock(mutex_);
         return self_;
     }
 
-    // Whatever is wrong, the sender sees one word, and the log the reason.
+    // Whatever fails, the sender gets the same answer, and the log gets the reason.
     void answer(const httplib::ContentReader& body, httplib::Response& response) try {
-        std::string token;  // counted here too: the server's limit is for bodies with a Content-Length
+        std::string token;  // the server limits only bodies with a Content-Length
         if (!body([&](auto* data, auto size) { return token.append(data, size).size() <= longestBody; }))
             throw std::runtime_error("too long, or cut off");
         response.set_content(self().write({{"amount", self().read(token)}}), jwtType);
     } catch (const std::exception& error) {
         std::cout << "the bank's log: " << error.what() << '\n';
-        if (response.status != 413) response.status = 400;  // 413 is the server's word for too long
+        if (response.status != 413) response.status = 400;  // the server sets 413 for an oversized body
         response.set_content("refused", std::string(URLRequestHeader::header_content_type_text_plain));
     }
 
@@ -93,7 +93,7 @@ class Bank {
     std::jthread thread_;
 };
 
-// Of a token the header, of a key set the newest key's id, any other body as it is.
+// The header of a token, the id of the newest key in a key set, or the whole of any other body.
 std::string brief(const auto& message) {
     const auto type = message.get_header_value(std::string(URLRequestHeader::header_content_type));
     if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(message.body).jwks.back().keyId();
@@ -122,7 +122,7 @@ struct App : Party {
     }
     double readReply(const std::string& token) try { return read(token); } catch (const JOSEError& error) {
         if (error.errorCase() != JOSEError::Case::missingKey) throw;
-        fetchKeys();  // the bank signs with a key that is new
+        fetchKeys();  // the bank may sign with a new key
         return read(token);
     }
 };
@@ -138,7 +138,7 @@ int main() try {
     app.pay({{"amount", 12}});
     app.pay({{"amount", 7}, {"note", "too long on its way"}}, -1);
     app.pay({{"amount", 8}, {"note", std::string(longestBody, '!')}});
-    App(Party("app", "bank"), bank.port()).pay({{"amount", 1e6}});  // the right names, other keys
+    App(Party("app", "bank"), bank.port()).pay({{"amount", 1e6}});  // the right key ids with other keys
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return 1;

@@ -1,6 +1,6 @@
-// A shop changes its keys, and no message is lost: it publishes the new ones beside the old, waits until its bank has
-// them, uses the new, waits until nothing is under way, and drops the old. The "kid" of a token says which key it
-// needs.
+// A shop changes its keys without losing a message: it publishes the new keys beside the old ones, waits until its bank
+// has them, uses the new keys, waits until no message is under way, and removes the old keys. The "kid" of a token
+// names the key that it needs.
 #include <iostream>
 #include <optional>
 #include <string>
@@ -37,7 +37,7 @@ int main() {
     addKey(bankKeys, JWKUse::JWK_SIG, "bank-sig");
     addKey(bankKeys, JWKUse::JWK_ENC, "bank-enc");
 
-    // Each side with the keys that there are when it is made.
+    // Each helper has the keys that exist when it is made.
     const auto shop = [&](const std::string& signingKeyId) {
         JOSEHelper::Builder builder;
         builder.setSenderJwkSet(shopKeys, signingKeyId).setRecipientJwkSet(bankKeys.publicSet(), "bank-enc");

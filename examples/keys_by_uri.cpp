@@ -1,10 +1,9 @@
-// Sets up one party with two keys that stay where their URIs say, in files or in a token: keys_by_uri SIGN_URI
-// DECRYPT_URI. Opens each, or makes it where there is none, prints the JWK Set for the peer, and writes itself a
-// message.
+// One party with two keys at URIs, in files or in a PKCS #11 token. Opens each key, or makes it if there is none,
+// prints the JWK Set for the peer, and sends itself a message.
 //
+//     keys_by_uri SIGN_URI DECRYPT_URI
 //     keys_by_uri sign.pem decrypt.pem
-//     keys_by_uri 'pkcs11:token=app;object=sign?pin-source=pin.txt'
-//     'pkcs11:token=app;object=decrypt?pin-source=pin.txt'
+//     keys_by_uri 'pkcs11:token=app;object=sign?pin-source=pin.txt' sign.pem
 #include <cstdlib>
 #include <iostream>
 #include <optional>
@@ -16,7 +15,7 @@ namespace {
 
 using namespace Torvane;
 
-// A program for people asks on the terminal instead.
+// A program with a terminal would ask its user instead.
 std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
     std::cerr << "asked for " << whose << '\n';
     const char* secret = std::getenv("KEY_SECRET");
@@ -30,9 +29,9 @@ SecKey openOrMake(const std::string& uri) {
     try {
         return openKey(uri, KeyClass::privateKey, fromEnvironment);
     } catch (const KeyStoreError& error) {
-        // No such key in the token, or no such file.
+        // There is no such key in the PKCS #11 token, or no such file.
         if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;
-        std::cerr << error.errorDescription() << " One is made.\n";
+        std::cerr << error.errorDescription() << " Making one.\n";
         return generateRSAKeyAt(uri, 2048, fromEnvironment);
     }
 }

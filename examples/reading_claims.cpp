@@ -1,5 +1,5 @@
-// The reader's half of a JWT: whether the claims are meant for us and for now, and then what they say. Their text is
-// what decodeMessage() or verifyJWS() gave, so the sender did write it; what to make of it is for the reader to say.
+// The claims of a JWT, seen from the reader: check that they are meant for us and valid now, then read them. Their text
+// comes from decodeMessage() or verifyJWS(), so the sender did sign it; whether to accept it is up to the reader.
 #include <algorithm>
 #include <iostream>
 #include <set>
@@ -12,21 +12,21 @@ namespace {
 
 using namespace Torvane;
 
-constexpr double now = 1'800'000'000;  // so that it prints the same each time; else secondsSince1970()
+constexpr double now = 1'800'000'000;  // fixed, so that the output never changes; normally secondsSince1970()
 constexpr double leeway = 30;          // seconds by which the sender's clock may be off
 
 void require(bool condition, const char* otherwise) {
     if (!condition) throw std::runtime_error(otherwise);
 }
 
-// A getter throws where a claim is missing or of another type, so what is read here has to be there.
+// A getter throws if its claim is missing or has another type, so each claim that is read here is required.
 void check(const JWTClaims& claims, std::set<std::string>& seen) {
-    const auto audience = claims.getAudience();  // a list, even where the token has one name without a list
+    const auto audience = claims.getAudience();  // always a list, even if the token holds a single name
     require(std::ranges::find(audience, "bank") != audience.end(), "not for us");
-    require(claims.getIssuer() == "app", "from somebody whom we don't know");
+    require(claims.getIssuer() == "app", "from an unknown sender");
     require(now < claims.getExpirationTime() + leeway, "expired");
     if (claims.hasClaim(ReservedClaimNames::NOT_BEFORE)) require(claims.getNotBefore() <= now + leeway, "not yet");
-    require(seen.insert(claims.getJwtId()).second, "not for the first time");  // remembered until it has expired
+    require(seen.insert(claims.getJwtId()).second, "not for the first time");  // kept until the token expires
 }
 
 struct Payment {
@@ -35,7 +35,7 @@ struct Payment {
     std::vector<std::string> tags;
 };
 
-// All of it is read before anything is done.
+// Reads every claim before the application acts on one.
 Payment paymentIn(const JWTClaims& claims) {
     Payment payment{claims.getClaimValue<double>("amount"), claims.getClaimValue<std::string>("payee"), {}};
     if (claims.hasClaim("tags")) payment.tags = claims.getClaimValue<std::vector<std::string>>("tags");
@@ -44,7 +44,7 @@ Payment paymentIn(const JWTClaims& claims) {
 
 const std::vector<std::string> received{
     R"({"jti":"1","iss":"app","aud":"bank","exp":1800000060,"amount":950.25,"payee":"Ada","tags":["rent","home"]})",
-    // Good by the leeway alone; and a number without a fraction is a double too.
+    // Valid only with the leeway. A number without a fraction can be read as a double.
     R"({"jti":"2","iss":"app","aud":["shop","bank"],"nbf":1800000020,"exp":1799999980,"amount":12,"payee":"Grace"})",
     R"({"jti":"2","iss":"app","aud":"bank","exp":1800000060})",
     R"({"jti":"3","iss":"app","aud":"shop","exp":1800000060})",
@@ -53,7 +53,7 @@ const std::vector<std::string> received{
     R"({"jti":"3","iss":"app","aud":"bank","exp":1800000060,"nbf":1800000031})",
     R"({"jti":"3","iss":"app","aud":"bank"})",
     R"({"jti":"3","iss":"app","aud":"bank","exp":"1800000060"})",
-    R"({"jti":"3","iss":"app","aud":["bank",1],"exp":1800000060})",  // what is no audience counts as none
+    R"({"jti":"3","iss":"app","aud":["bank",1],"exp":1800000060})",  // a malformed audience counts as missing
     R"({"jti":"3","iss":"app","aud":"bank","exp":1800000060,"amount":"950.25","payee":"Ada"})",
     R"({"jti":"4","iss":"app","aud":"bank","exp":1800000060,"amount":950.25,"payee":"Ada","tags":"rent"})",
     R"({"jti":"5","iss":"app","aud":"shop","aud":"bank","exp":1800000060})",

@@ -1,4 +1,5 @@
-// A request as a class of its own: to JSON text by listing its properties, back by a constructor from a JSON object.
+// A request as a class: it becomes JSON text by listing its properties, and is read back by a constructor from a JSON
+// object.
 #include <cstdint>
 #include <iostream>
 #include <list>
@@ -41,7 +42,7 @@ class Position : public JsonSerializeObject, public JsonSerializeProtocol {
 
 class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol {
   public:
-    // An enumeration is the application's own business: it is not part of the JSON text.
+    // Enumerations are never written to the JSON text.
     enum class State { draft, sent };
 
     explicit TransferRequest(std::string payeeName, std::string payeeIban)
@@ -63,14 +64,14 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
   protected:
     Properties properties() const override {
         return {
-            {"payee", payee}, {"positions", positions}, {"note", note},  // left out while there is none
-            {"state", state},                                            // left out always
+            {"payee", payee}, {"positions", positions}, {"note", note},  // left out while it is empty
+            {"state", state},                                            // always left out
             {"tags", tags},
         };
     }
 };
 
-// The properties of the class above, and one more.
+// Adds one property to those of the class above.
 class StandingOrder : public TransferRequest {
   public:
     using TransferRequest::TransferRequest;

@@ -29,7 +29,7 @@ class Application {
     std::string encryptionKeyId() const { return name_ + "-enc"; }
     std::string publicJwkSet() const { return keys_.publicSet().encodeToString(); }
 
-    // The JWS inside a token for this application, opened but not verified: for looking at, not for relying on.
+    // The JWS inside a token for this application: decrypted but not verified, so only for display.
     ByteBuffer innerToken(const ByteBuffer& token) const {
         const auto privateKey = keys_.find({.keyId = encryptionKeyId()}).front().platformKey();
         return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey).decryptJWE(token);

@@ -1,5 +1,5 @@
-// Makes keys, sends itself claims as a nested token, and opens a key file that is not there. The application has names
-// of its own that the library uses too, inside its namespace.
+// An application that makes keys, sends itself claims as a nested token, and opens a key file that does not exist. Its
+// own names Platform, JOSE and Zennet do not clash with those inside the library's namespace.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
