@@ -75,8 +75,8 @@ JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::stri
         State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
-JsonWebKey JsonWebKey::fromPrivateJwk(std::string_view jwkText, JWKUse jwkUse, std::string keyId) {
-    return fromPrivateJwk(asBytes(jwkText), jwkUse, std::move(keyId));
+JsonWebKey JsonWebKey::fromPrivateJwk(std::string_view jwkData, JWKUse jwkUse, std::string keyId) {
+    return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId));
 }
 
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {

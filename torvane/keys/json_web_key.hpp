@@ -69,7 +69,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
     ///         "crv"; JOSEError cannotDecodeJWK when its members are not a key.
     JsonWebKey(ByteView jwkData, Zennet::KeyType keyType);
-    JsonWebKey(std::string_view jwkText, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkText), keyType) {}
+    JsonWebKey(std::string_view jwkData, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkData), keyType) {}
     /// @}
 
     /// A public key from a JWK, even from one that was read as a private key. A missing or unknown "use" means
@@ -94,7 +94,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
     ///         "crv"; SecurityError when its members do not belong together.
     static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
-    static JsonWebKey fromPrivateJwk(std::string_view jwkText, JWKUse jwkUse, std::string keyId);
+    static JsonWebKey fromPrivateJwk(std::string_view jwkData, JWKUse jwkUse, std::string keyId);
     /// @}
 
     /// The platform public key of a JWK.

@@ -57,7 +57,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// be
     ///         read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
     explicit JsonWebKeySet(ByteView jwksData);
-    explicit JsonWebKeySet(std::string_view jwksText) : JsonWebKeySet(asBytes(jwksText)) {}
+    explicit JsonWebKeySet(std::string_view jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
     /// @}
 
     /// @{
@@ -81,7 +81,7 @@ class TORVANE_EXPORT JsonWebKeySet {
 
     /// The set for publication: the public half of every key, in order. Keys with the same public key, use and id are
     /// one key, and the first of them stays.
-    /// @throws As JsonWebKey::publicHalf().
+    /// @throws as JsonWebKey::publicHalf().
     JsonWebKeySet publicSet() const;
 
     /// @{

@@ -39,8 +39,8 @@ class SoftwareKey final : public StoreKey {
 
   private:
     // When memory runs out inside an operation, OpenSSL 3.0 may leave a broken blinding in an RSA key, which spoils
-    // what is done with it later, or make an incomplete copy, both without a word. So after a failure each operation
-    // has a new copy, and signatures are verified.
+    // later operations, or may make an incomplete copy of the key; it reports neither. So after a failure each
+    // operation works on a new copy, and each signature is verified.
     template <class Operation>
     std::invoke_result_t<Operation, const Crypto::PreparedKey&> withKey(Operation operation) const {
         try {
