@@ -155,7 +155,7 @@ warning: The token is not valid yet.
         self.assertIn("verified with the peer's key \"k\"\n", shown)
         # The thumbprint is the id of a key without one.
         with open(self.key("set"), encoding="utf-8") as file:
-            key = json.load(file)["keys"][0]
+            key = next(key for key in json.load(file)["keys"] if key["kid"] == "s")
         del key["kid"]
         shown = self.text("inspect", "--peer", self.path("bare", json.dumps({"keys": [key]})), stdin=inner)
         self.assertIn(f"verified with the peer's key \"{self.jwk('sign').thumbprint()}\"\n", shown)

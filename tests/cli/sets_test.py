@@ -21,6 +21,10 @@ class Sets(CommandTest):
         with open(self.key(name), encoding="utf-8") as file:
             return json.load(file)
 
+    def member(self, name, kid):
+        """The key of that id in a set."""
+        return next(key for key in self.read(name)["keys"] if key.get("kid") == kid)
+
     def jwk(self, name):
         with open(self.key(name + ".pem"), "rb") as file:
             return JWK.from_pem(file.read())
@@ -60,8 +64,8 @@ class Sets(CommandTest):
                 self.assertFalse(os.path.exists(self.path("made")))
 
     def test_list_shows_every_entry_even_an_unreadable_one(self):
-        keys = self.read("set-k1")["keys"]
-        keys += [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5, {**keys[1], "y": keys[1]["x"]}]
+        keys, k1 = self.read("set-k1")["keys"], self.member("set-k1", "k1")
+        keys += [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5, {**k1, "y": k1["x"]}]
         rsa, k1 = self.jwk("RSA-2048").thumbprint(), self.jwk("secp256k1").thumbprint()
         self.assertEqual(self.text("jwks", "list", stdin=json.dumps({"keys": keys})),
                          "kid              use  key           alg     thumbprint\n"
@@ -88,9 +92,9 @@ class Sets(CommandTest):
                 (private, "It holds a private key."),
                 ({"kty": "oct", "k": "AAAA"}, "It holds a private key."),
                 ({**rsa, "qi": "AA"}, "It holds a private key."),
-                ({**self.read("set-k1")["keys"][1], "use": "enc"},
+                ({**self.member("set-k1", "k1"), "use": "enc"},
                  "No algorithm takes a key of this kind for this use."),
-                ({**self.read("set-k1")["keys"][1], "y": "AA"}, None),
+                ({**self.member("set-k1", "k1"), "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
                 shown = self.refuse(4, "Bad keys: 1 of 2.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
@@ -134,7 +138,7 @@ class Sets(CommandTest):
                                       (("--kty", "oct"), 2, "The key type must be RSA or EC.")):
             self.refuse(code, error, "jwks", "select", *criteria, self.key("set"))
         # Members that the library does not know are kept.
-        key = {**self.read("set")["keys"][0], "key_ops": ["verify"], "mine": 1}
+        key = {**self.member("set", "rsa"), "key_ops": ["verify"], "mine": 1}
         self.assertEqual(json.loads(self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [key]}))),
                          {"keys": [key]})
 

@@ -139,8 +139,7 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
 
 TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrWritten) {
     const TemporaryFolder folder;
-    const auto files = readVectors("key_files.json")["files"];
-    const std::string passphrase = files[1][2];
+    const std::string passphrase = rowNamed("key_files.json", "files", "encrypted PEM")["passphrase"];
     const auto source = [&](std::string_view) {
         return std::optional(SecretBuffer(passphrase.begin(), passphrase.end()));
     };
@@ -149,13 +148,14 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrWritten) {
         addHalves(halves, asBytes(passphrase));
         return halves;
     };
-    for (const auto row : {0U, 1U, 4U, 7U, 10U, 13U}) {
-        const auto path = folder.write("key", fromBase64(files[row][1]));
+    for (const auto* name : {"PKCS #8, nobody asks", "encrypted PEM", "encrypted DER", "encrypted by scrypt",
+                             "encrypted SEC 1, the old way", "PKCS #12 with a chain"}) {
+        const auto path = folder.write("key", fromBase64(rowNamed("key_files.json", "files", name)["file"]));
         const auto open = [&] { openKey(path, KeyClass::privateKey, source); };
-        expectNothingLeft(files[row][0], everywhere, passphraseHalves, open);
+        expectNothingLeft(name, everywhere, passphraseHalves, open);
         // OpenSSL's decoders leave the private values behind.
         expectNothingLeft(
-            files[row][0], {library}, [] { return secretsOf(ecP256); }, open);
+            name, {library}, [] { return secretsOf(ecP256); }, open);
     }
     const auto made = folder / "made.pem";
     const auto make = [&] {

@@ -102,12 +102,12 @@ TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
     const std::map<std::string, json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
                                            {"secp256k1", secp256k1Json()}};
     forEachRow("jwk_set_refusals.json", "dictionaries", 17, [&](const json& row) {
-        auto set = row[0];
+        auto set = row["set"];
         if (set.contains("keys")) {
             for (auto& key : set["keys"])
                 if (key.is_array()) key = patched(good.at(key[0]), key[1]);
         }
-        EXPECT_REFUSED(JsonWebKeySet(object(set)), row[1]);
+        EXPECT_REFUSED(JsonWebKeySet(object(set)), row["error"]);
     });
     const JSONValue::Object notUtf8{{"kty", "RSA"}, {"n", "\xff"}};
     EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{notUtf8}}}),

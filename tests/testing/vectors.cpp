@@ -12,7 +12,16 @@ namespace Testing {
 
 nlohmann::json readVectors(const std::string& fileName) {
     std::ifstream file(std::filesystem::path(TORVANE_TEST_VECTORS) / fileName);
+    if (!file) throw std::runtime_error("tests/vectors/" + fileName + " cannot be read");
     return nlohmann::json::parse(file);
+}
+
+nlohmann::json rowNamed(const std::string& fileName, const char* list, const std::string& name) {
+    const auto rows = readVectors(fileName).at(list);
+    const auto hasName = [&](const nlohmann::json& row) { return row.at("name") == name; };
+    if (std::ranges::count_if(rows, hasName) != 1)
+        throw std::runtime_error(fileName + ": not exactly one row of " + list + " is named " + name);
+    return *std::ranges::find_if(rows, hasName);
 }
 
 std::optional<nlohmann::json> readRfcVectors(const std::string& fileName) {
@@ -20,6 +29,7 @@ std::optional<nlohmann::json> readRfcVectors(const std::string& fileName) {
     const std::filesystem::path folder(named ? named : TORVANE_RFC_VECTORS);
     if (!std::filesystem::is_directory(folder)) return std::nullopt;
     std::ifstream file(folder / fileName);
+    if (!file) throw std::runtime_error((folder / fileName).string() + " cannot be read");
     return nlohmann::json::parse(file);
 }
 

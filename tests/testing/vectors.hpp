@@ -3,6 +3,7 @@
 
 #include <iostream>
 #include <optional>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -23,15 +24,25 @@ nlohmann::json readVectors(const std::string& fileName);
 /// project; nothing when that folder does not exist.
 std::optional<nlohmann::json> readRfcVectors(const std::string& fileName);
 
-/// Runs the code with each row of a list in a file of tests/vectors, and expects that there are `count` rows.
+/// Finds the row of that name in a list of a file of tests/vectors.
+/// @throws std::runtime_error when no row has the name, or more than one.
+nlohmann::json rowNamed(const std::string& fileName, const char* list, const std::string& name);
+
+/// Runs the code with each row of a list in a file of tests/vectors. Expects that `count` rows ran, and that no two
+/// have the same name.
 template <class Code>
 void forEachRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
     const auto rows = readVectors(fileName).at(list);
-    EXPECT_EQ(rows.size(), count);
+    std::set<std::string> names;
+    std::size_t ran = 0;
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.dump());
+        const auto name = row.value("name", row.dump());
+        SCOPED_TRACE(name);
+        EXPECT_TRUE(names.insert(name).second) << "another row has this name";
         code(row);
+        ++ran;
     }
+    EXPECT_EQ(ran, count) << fileName << ": " << list;
 }
 
 /// The same for hostile input: the code has to throw the "error" of a row, or nothing where it has none. Prints how

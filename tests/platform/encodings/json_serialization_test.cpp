@@ -47,17 +47,18 @@ const JSONError tooDeep("The text is not JSON: lists and objects nest too deep."
 
 TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
     Testing::forEachRow("json_texts.json", "accepted", 36, [](const json& row) {
-        const auto value = read(row[0].get<std::string>());
-        EXPECT_EQ(json(value).dump(), row[1].dump());
-        EXPECT_EQ(written(value), row[2]);
+        const auto value = read(row["text"].get<std::string>());
+        EXPECT_EQ(json(value).dump(), row["value"].dump());
+        EXPECT_EQ(written(value), row["written"]);
     });
 }
 
 TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
     Testing::forEachRow("json_texts.json", "refused", 61,
-                        [](const json& row) { EXPECT_REFUSED(read(Testing::filledIn(row[0])), row[1]); });
-    Testing::forEachRow("json_texts.json", "refusedBytes", 7,
-                        [](const json& row) { EXPECT_REFUSED(read(asText(Testing::fromHex(row[0]))), row[1]); });
+                        [](const json& row) { EXPECT_REFUSED(read(Testing::filledIn(row["text"])), row["error"]); });
+    Testing::forEachRow("json_texts.json", "refusedBytes", 7, [](const json& row) {
+        EXPECT_REFUSED(read(asText(Testing::fromHex(row["hex"]))), row["error"]);
+    });
 }
 
 TEST(JSONReading, NestsToItsLimitAndNoDeeper) {

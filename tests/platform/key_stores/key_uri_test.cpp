@@ -25,14 +25,15 @@ std::string filledIn(std::string text, const std::string& path) {
 TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
     const TemporaryFolder folder;
     forEachRow("key_files.json", "files", 28, [&](const json& row) {
-        const auto path = folder.write("key file.bin", fromBase64(row[1]));
+        const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
             askedFor.emplace_back(whose);
-            return row[2].is_null() ? std::nullopt : std::optional(secret(row[2].get<std::string>()));
+            return row["passphrase"].is_null() ? std::nullopt
+                                               : std::optional(secret(row["passphrase"].get<std::string>()));
         };
         for (const auto keyClass : {KeyClass::privateKey, KeyClass::publicKey}) {
-            const std::string expected = row[keyClass == KeyClass::privateKey ? 3 : 4];
+            const std::string expected = row[keyClass == KeyClass::privateKey ? "private" : "public"];
             std::optional<SecKey> key;
             const auto thrown = THROWN_BY(key = openKey(path, keyClass, source));
             EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(expected, path));
@@ -47,7 +48,7 @@ TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
 
 TEST(KeyFile, WithoutASourceAnEncryptedKeyIsRefusedAndWhatASourceThrowsIsPassedOn) {
     const TemporaryFolder folder;
-    const auto path = folder.write("key.pem", fromBase64(readVectors("key_files.json")["files"][1][1]));
+    const auto path = folder.write("key.pem", fromBase64(rowNamed("key_files.json", "files", "encrypted PEM")["file"]));
     EXPECT_ERROR(openKey(path, KeyClass::privateKey),
                  KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + "."));
     const SecurityError noTerminal("There is nobody to ask.");

@@ -16,10 +16,10 @@ const ByteBuffer digest(32, 1);
 
 TEST(SoftwareKeyStore, LoadsEveryFormInDerAndRefusesItsFirstBytes) {
     forEachRow("key_texts.json", "der", 6, [](const json& row) {
-        auto encoded = fromBase64(row[2]);
+        auto encoded = fromBase64(row["der"]);
         const auto key = SoftwareKeyStore::load(encoded);
-        EXPECT_EQ(key.publicComponents(), publicKey(row[0]).publicComponents());
-        EXPECT_EQ(!key.isPublicKey(), row[1].get<bool>());
+        EXPECT_EQ(key.publicComponents(), publicKey(row["kid"]).publicComponents());
+        EXPECT_EQ(!key.isPublicKey(), row["private"].get<bool>());
         for (encoded.pop_back(); !encoded.empty(); encoded.resize(encoded.size() / 2))
             EXPECT_ERROR(SoftwareKeyStore::load(encoded), noKey);
     });
@@ -33,7 +33,7 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
     forEachRow("key_texts.json", "refused", 9,
-               [](const json& row) { EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row[1])), row[2]); });
+               [](const json& row) { EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row["text"])), row["error"]); });
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindEightBlocks"))).isPublicKey());

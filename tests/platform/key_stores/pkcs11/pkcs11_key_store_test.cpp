@@ -124,7 +124,7 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
     const KeyName name{"card", {1}};
     const auto curve = fromHex("06082a8648ce3d030107"),
                scalar = fromBase64(json::parse(keyText(ecP256, "jwk_private"))["d"]);
-    const auto certificate = fromBase64(readVectors("key_files.json")["files"][18][1]);
+    const auto certificate = fromBase64(rowNamed("key_files.json", "files", "a certificate")["file"]);
     Template key(CKO_PRIVATE_KEY, name), beside(CKO_CERTIFICATE, name);
     key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_VALUE, scalar);
     key.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN, CKA_ALWAYS_AUTHENTICATE}).setFalse({CKA_EXTRACTABLE});
@@ -192,10 +192,11 @@ TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
     const SoftToken token;
     token.import(rsaSig, "sign", "0a01");
     token.import(ecP256, "sign", "0a02");
-    forEachRow("token_refusals.json", "uris", 13, [&](const json& row) {
-        std::string uri = row[0];
+    forEachRow("pkcs11_uri_refusals.json", "uris", 13, [&](const json& row) {
+        std::string uri = row["uri"];
         if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, token.driver());
-        EXPECT_REFUSED(openKey(uri, row[1] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin), row[2]);
+        EXPECT_REFUSED(openKey(uri, row["class"] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin),
+                       row["error"]);
     });
 }
 
