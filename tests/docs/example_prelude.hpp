@@ -1,0 +1,18 @@
+// Names that the examples at the head of the public headers use without defining them.
+#pragma once
+
+#include <iostream>
+
+#include "torvane/platform/key_library/key_uri.hpp"
+#include "torvane/platform/key_stores/pkcs11_key_store.hpp"
+#include "torvane/torvane.hpp"
+
+extern const Torvane::SecKey secKey;
+extern const Torvane::JsonWebKey key, ourPrivateKey, recipientKey, senderKey, theirPublicKey;
+extern const Torvane::JsonWebKeySet ourPrivateKeys, theirPublicKeys;
+extern const Torvane::JOSEHelper helper;
+extern const Torvane::ByteBuffer jwe, jws, message, payload, theirToken, token;
+extern const std::string jwkSetText;
+std::optional<Torvane::SecretBuffer> askForPassphrase(std::string_view whose);
+std::optional<Torvane::SecretBuffer> askForPin(std::string_view whose);
+std::optional<Torvane::SecretBuffer> askOnTheTerminal(std::string_view whose);
