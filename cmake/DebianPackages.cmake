@@ -1,4 +1,4 @@
-# `cpack` makes one .deb of each component.
+# `cpack` makes one .deb per component.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "The Torvane developers")
 set(CPACK_STRIP_FILES ON)

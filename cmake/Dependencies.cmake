@@ -1,4 +1,4 @@
-# What the library stands on. What is installed names the same versions.
+# The dependencies of the library. The installed CMake and pkg-config files ask for the same versions.
 set(torvane_openssl_version 3.0)
 set(torvane_secp256k1_module libsecp256k1>=0.2)
 set(torvane_p11kit_module p11-kit-1>=0.23)

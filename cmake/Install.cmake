@@ -1,4 +1,4 @@
-# What `cmake --install` gives, in three components: "runtime", "development", and the command's own, "command".
+# What `cmake --install` installs, in three components: "runtime", "development" and "command".
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -28,7 +28,7 @@ install(
     DESTINATION ${torvane_cmake_folder}
     COMPONENT development)
 
-# pkg-config, wherever the prefix is moved to.
+# pkg-config, with paths that stay right when the prefix is moved.
 set(pc_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pc ${pc_folder} ${CMAKE_INSTALL_PREFIX})
 file(RELATIVE_PATH include_from_pc ${pc_folder} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
@@ -47,7 +47,7 @@ install(
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT development)
 
-# The command finds a shared library beside it in any prefix; under /usr the system does.
+# The command looks for the shared library in its own prefix, except under /usr, where the system finds it.
 if(TARGET torvane_cli AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(RELATIVE_PATH library_from_command ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(torvane_cli PROPERTIES INSTALL_RPATH $ORIGIN/${library_from_command})

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Measures everything and prints it beside the goals: `bench.sh [--quick] [--write]`. --quick only shows in three minutes
-# that all of it works; --write puts tables and pictures into docs/benchmarks.md. Takes some fifteen minutes, in which
-# nothing else should run. Needs a Debian 12 and nothing else.
+# Runs all benchmarks and compares them with the goals: `bench.sh [--quick] [--write]`. --quick takes three minutes and
+# only checks that everything runs; --write puts the tables and pictures into docs/benchmarks.md. A full run takes
+# fifteen minutes, and nothing else should run meanwhile. Needs only a Debian 12.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Two applications exchange a message: demo.sh [FILE]. Needs a Debian 12 and nothing else.
+# Two applications exchange a message: demo.sh [FILE]. Needs only a Debian 12.
 set -eu
 start=$PWD
 cd "$(dirname "$0")/.."

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes the HTML pages of docs/ and of the public headers in a folder: docs.sh [FOLDER], build/docs unless given.
-# Fails on a warning of Doxygen's, such as a public name without a docstring.
+# Writes docs/ and the public headers as HTML to a folder, by default build/docs: docs.sh [FOLDER]. Fails when Doxygen
+# warns, for example of a public name without a docstring.
 set -eu
 folder=$(realpath -m "${1:-$(dirname "$0")/../build/docs}")
 cd "$(dirname "$0")/.."
@@ -9,7 +9,7 @@ rm -rf "$folder/html" "$folder/xml"
 mkdir -p "$folder"
 {
     cat docs/Doxyfile
-    # The private headers are those in private folders.
+    # Headers in other folders are private.
     find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
     echo "OUTPUT_DIRECTORY = \"$folder\""
 } | doxygen -

@@ -1,6 +1,6 @@
-"""Makes docs/errors.md from the docstrings of the headers: errors_page.py [--write]
+"""Generates docs/errors.md from the docstrings of the headers: errors_page.py [--write]
 
-Without --write it fails when the page is not what the headers say.
+Without --write it only checks that the page is up to date.
 """
 
 import pathlib
@@ -20,24 +20,25 @@ HEAD = """# Errors
 
 <!-- Written by scripts/errors_page.py from the headers. -->
 
-Every case of every error, when it is thrown, and what its text is made of. [What to do](handling-errors.md) is another
-page. Where the text is the message or the description, it says what was wrong in the case at hand. "The textual form"
-of an error is what `debugDescription()` shows without the class: the case, and what it holds in parentheses.
+The cases of all errors: when each is thrown, and what its text contains. Another page says
+[how to handle errors](handling-errors.md). A text that is "the message" or "the description" says what was wrong in
+that call. "The textual form" of an error is `debugDescription()` without the class: the case, and its values in
+parentheses.
 
-Texts are part of the interface: an old one is never reworded.
+Texts are part of the interface: existing texts never change.
 """
 
 TAIL = """
 ## Without cases
 
-`Torvane::SecurityError`, of which `KeyStoreError` is one, is thrown where numbers are no key and where an operation is
-not one for the key. `Torvane::JSONError` is a text that is not JSON or a value that has no text, from
-`Torvane::JSONSerialization` alone. Both have a description. `Torvane::Error` is the base of all of them.
+`Torvane::SecurityError` is thrown for numbers that do not form a key, and for an operation that a key does not support;
+`KeyStoreError` derives from it. `Torvane::JSONSerialization` throws `Torvane::JSONError` for text that is not JSON and
+for a value that cannot be written as JSON. Both have a description. `Torvane::Error` is the base class of all errors.
 """
 
 
 def class_text(name, header):
-    """The class's docstring, and its public part."""
+    """Returns the class's docstring and the text of its public part."""
     found = re.search(
         rf"((?:^///[^\n]*\n)+)^class TORVANE_EXPORT {name} [^;]*?{{\n(.*?)^  private:",
         (ROOT / header).read_text(),
@@ -51,14 +52,14 @@ def plain(comment):
 
 
 def cases(text):
-    """When each case is thrown, by its name."""
+    """Maps the name of each case to its docstring, which says when it is thrown."""
     body = re.search(r"enum class Case \{\n(.*?)^ *\};", text, re.DOTALL | re.MULTILINE)[1]
     entries = re.findall(r"^ *(\w+), *(///<.*\n(?: *///<.*\n)*)?", body, re.MULTILINE)
     return {name: plain(comment) for name, comment in entries}
 
 
 def texts(name, text):
-    """What the text of each case is made of: the docstring of its factory, or of the group that this is in."""
+    """Maps the name of each case to the docstring of its factory, or of the factory's group."""
     found, comment, in_group = {}, "", False
     for line in text.splitlines():
         words = line.strip()

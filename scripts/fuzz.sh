@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs every fuzz target for so many seconds, as many at a time as there are processors: `fuzz.sh SECONDS [TARGET...]`.
-# Starts from fuzz/corpus and keeps what it learns in build/fuzz/corpus; an input that breaks something is left in
-# build/fuzz/found, for a test to be made of it: `cp` it to fuzz/corpus/TARGET.
+# Runs each fuzz target for SECONDS, one target per processor at a time: `fuzz.sh SECONDS [TARGET...]`. Starts from the
+# inputs in fuzz/corpus and keeps new ones in build/fuzz/corpus. Inputs that break something go to build/fuzz/found; to
+# make a test of one, copy it to fuzz/corpus/TARGET.
 set -eu
 cd "$(dirname "$0")/.."
 

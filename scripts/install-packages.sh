@@ -1,6 +1,6 @@
 #!/bin/sh
-# Installs those packages of packages.txt that are missing, as root or through sudo: `install-packages.sh [WORD]`, with
-# those of WORD too.
+# Installs the packages of packages.txt that are missing, as root or with sudo: `install-packages.sh [WORD]`. With WORD,
+# also those that packages.txt marks with it.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 
@@ -19,5 +19,5 @@ fi
 echo "Installing:$missing"
 export DEBIAN_FRONTEND=noninteractive
 $as_root apt-get update -qq
-# shellcheck disable=SC2086 # one word a package
+# shellcheck disable=SC2086 # one word per package
 $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null

@@ -1,7 +1,6 @@
 #!/bin/sh
-# Builds and tests everything: optimised with GCC and against other implementations, without what is optional, then under
-# the sanitizers with Clang. Needs a Debian 12 and nothing else. `test.sh release` (or debug, minimal, asan, tsan) runs
-# one preset only.
+# Builds and tests everything: optimised with GCC, also against other implementations; without optional parts; and with
+# the sanitizers of Clang. Needs only a Debian 12. `test.sh release` (or debug, minimal, asan, tsan) runs one preset.
 set -eu
 cd "$(dirname "$0")/.."
 

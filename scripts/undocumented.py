@@ -1,6 +1,6 @@
-"""Fails when a file, namespace, concept or enumerator has no docstring, of which Doxygen itself does not warn.
+"""Fails when a file, namespace, concept or enumerator has no docstring: undocumented.py FOLDER
 
-undocumented.py XML_FOLDER, which Doxygen wrote.
+FOLDER has the XML that Doxygen wrote. Doxygen itself does not warn about these.
 """
 
 import pathlib
@@ -14,7 +14,7 @@ def is_documented(element):
 
 
 def names(compound):
-    """The names that this compound is to document, each with its element."""
+    """Yields each name that needs a docstring in this compound, with its kind and its element."""
     name, kind = compound.findtext("compoundname"), compound.get("kind")
     if kind == "concept" or kind == "namespace" and name != "std" or kind == "file" and name.endswith(".hpp"):
         yield name, kind, compound

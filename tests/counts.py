@@ -1,6 +1,6 @@
-"""Adds up what the tests say that they have run ("COUNT name number"), and fails when it is less than counts.json says.
+"""Adds up the counts that tests print ("COUNT name number"), and fails when one is below counts.json: counts.py RESULTS
 
-counts.py RESULTS.xml, which ctest wrote.
+RESULTS is the XML file that ctest wrote.
 """
 
 import collections

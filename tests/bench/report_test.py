@@ -1,4 +1,4 @@
-"""The report of the benchmarks reads hand-made measurements as it should: report_test.py ROOT
+"""Checks the report of the benchmarks against measurements that are made up here: report_test.py ROOT
 
 Each fault that it names would make the library look better or worse than it was measured.
 """
@@ -50,7 +50,7 @@ def heap(who, peak, result):
 
 
 def results_of(**files):
-    """As they are read from files; the name says which, with _ for -."""
+    """Returns the results of these files; in their names _ stands for -."""
     with tempfile.TemporaryDirectory() as folder:
         for name, content in files.items():
             path = pathlib.Path(folder) / name.replace("_", "-")
@@ -68,7 +68,7 @@ INSTRUCTIONS = "instructions above the floor, 1 KiB, encode"
 HEAP = "peak heap / message, 16 MiB, encode"
 BASE64 = "base64url encode, simd, GB/s"
 
-# The fault that would be missed, what was measured, the goal, and its cells: best peer, figure, verdict.
+# The fault that the case would find, the measurements, the goal, and its cells: best peer, figure, verdict.
 GOALS = [
     ("no fault", {"owned_0": FLOOR + CJOSE + timed(encode("torvane"), 101)}, KIB_ENCODE,
      ("cjose 1.500", "1.010", "met")),

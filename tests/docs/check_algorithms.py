@@ -1,4 +1,4 @@
-"""Compares the tables of docs/algorithms.md with those of the code: check_algorithms.py ROOT"""
+"""Compares the tables of docs/algorithms.md with the tables in the code: check_algorithms.py ROOT"""
 
 import pathlib
 import re
@@ -20,13 +20,13 @@ def hash_name(enumerator):
 
 
 def code_table(algorithms):
-    """The rows of one table of the code, as lists of their cells."""
+    """Returns the rows of one table of the code, as lists of cells."""
     body = re.search(rf"valueTable\({algorithms}\).*?\n}}\n", CODE, re.DOTALL)[0]
     return [re.split(r", *", row) for row in re.findall(r'\{("[^{}]*"(?:[^{}]|\{\})*)\}', body)]
 
 
 def page_tables():
-    """The first cells of each row of the page's tables, without the last two: the RFC and the advice."""
+    """Yields each table of the page, without the last two columns: the RFC and the advice."""
     for table in re.findall(r"^\|---.*\n((?:\|.*\n)+)", PAGE, re.MULTILINE):
         yield [[cell.strip() for cell in row.strip("|").split("|")][:-2] for row in table.splitlines()]
 

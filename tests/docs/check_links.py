@@ -1,6 +1,6 @@
-"""Follows every relative link and picture of the pages: to a file, and to a heading of it. check_links.py ROOT
+"""Checks that each relative link of the pages leads to a file, and to a heading in it: check_links.py ROOT
 
-Every page of docs/ has to be found from README.md by links.
+Links from README.md have to lead to every page of docs/, directly or not.
 """
 
 import pathlib
@@ -12,13 +12,13 @@ PAGES = sorted([*ROOT.glob("*.md"), *ROOT.glob("docs/*.md")])
 
 
 def prose(page):
-    """The text without code blocks and comments, in which nothing is a link or a heading."""
+    """Returns the text without code blocks and comments."""
     text = re.sub(r"<!--.*?-->", "", page.read_text(), flags=re.DOTALL)
     return re.sub(r"^(`{3,})[^\n]*\n.*?^\1$", "", text, flags=re.DOTALL | re.MULTILINE)
 
 
 def anchors(page):
-    """The ids that GitHub gives to the headings of a page."""
+    """Returns the ids that GitHub gives to the headings of a page."""
     found = []
     for heading in re.findall(r"^#{1,6} +(.+?) *#*$", prose(page), re.MULTILINE):
         plain = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).lower()
@@ -59,7 +59,7 @@ def main():
             if target not in reached:
                 reached.add(target)
                 to_visit.append(target)
-    broken += [f"{page.relative_to(ROOT)} is not to be found from README.md" for page in PAGES if page not in reached]
+    broken += [f"{page.relative_to(ROOT)} is not linked from README.md, directly or through other pages" for page in PAGES if page not in reached]
     if followed < 20:
         broken.append(f"Only {followed} links were found.")
     sys.exit("\n".join(broken) or 0)

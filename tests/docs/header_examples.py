@@ -1,8 +1,8 @@
 """Compiles the example in the comment at the head of each public header: header_examples.py FOLDER FEWEST
 
-FOLDER holds the folder torvane/, and FEWEST of its headers have an example. That is what is indented by five spaces. Names
-that it does not define are declared in example_prelude.hpp. A part that begins with a class stands in a namespace, the
-others in a function.
+FOLDER contains torvane/; at least FEWEST of its headers have to have an example. An example is what is indented by five
+spaces. It may use the names that example_prelude.hpp declares. A class is compiled in a namespace, anything else in a
+function.
 Reads from the environment: CXX, TORVANE_SOURCE, TORVANE_BUILD (the build folder of the library).
 """
 
@@ -14,12 +14,12 @@ import sys
 
 WARNINGS = "-Wall -Wextra -Wpedantic -Wno-unused-variable -Wno-unused-but-set-variable -Werror".split()
 PRIVATE_FOLDERS = {"internal", "primitives"}
-# What a part begins with that is not a statement.
+# How a part begins that has to stand outside a function.
 DEFINITIONS = re.compile(r"(class|struct|enum class|template|namespace|inline|using namespace)\b")
 
 
 def example(header):
-    """The lines of the example with their numbers."""
+    """Returns the lines of the example, with their numbers."""
     found = []
     for number, line in enumerate(header.read_text().splitlines(), 1):
         if not line.startswith("//"):
@@ -30,7 +30,7 @@ def example(header):
 
 
 def parts(lines):
-    """The lines between empty ones, unless those are inside braces."""
+    """Yields the runs of lines between empty lines outside braces."""
     part, depth = [], 0
     for number, text in [*lines, (0, "")]:
         depth += text.count("{") - text.count("}")
@@ -44,7 +44,7 @@ def parts(lines):
 
 
 def program(examples):
-    """One translation unit of all these examples, each in a namespace of its own."""
+    """Returns one translation unit with all the examples, each in a namespace of its own."""
     text = f'#include "{pathlib.Path(__file__).with_name("example_prelude.hpp")}"\n'
     text += "".join(f'#include "{header}"\n' for header, _ in examples)
     for index, (header, lines) in enumerate(examples):
@@ -60,7 +60,7 @@ def program(examples):
 
 
 def faults(examples):
-    """What the compiler says of them; nothing when they compile."""
+    """Returns the messages of the compiler, or an empty text when the examples compile."""
     folders = [f"-I{sys.argv[1]}", f"-I{os.environ['TORVANE_SOURCE']}", f"-I{os.environ['TORVANE_BUILD']}"]
     command = [os.environ["CXX"], "-std=c++20", "-fsyntax-only", *WARNINGS, *folders, "-x", "c++", "-"]
     done = subprocess.run(command, input=program(examples), text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
@@ -75,7 +75,7 @@ def main():
     if len(examples) < int(sys.argv[2]):
         sys.exit(f"Only {len(examples)} of {len(headers)} headers have an example.")
     if faults(examples):
-        # One by one, since an unclosed brace spoils those behind it too.
+        # Compiled one by one, since an unclosed brace also breaks the examples that follow.
         wrong = {header: fault for header, lines in examples if (fault := faults([(header, lines)]))}
         wrong = wrong or {"all together": faults(examples)}
         print("\n".join(f"== {header}\n{fault}" for header, fault in wrong.items()))

@@ -1,4 +1,4 @@
-"""Wrong examples of headers are refused, each for its own reason. Takes the environment of header_examples.py."""
+"""Checks that header_examples.py rejects wrong examples, and says why. Needs the environment of header_examples.py."""
 
 import pathlib
 import subprocess
@@ -14,7 +14,7 @@ def header(line):
     return f"// A thing.\n//\n//     {line}\n//\n// The end.\n#pragma once\n"
 
 
-# What is wrong, the header, and what has to be said of it; headers without a fault say how many compile.
+# What is wrong, the header, and a part of the message.
 CASES = [
     ("nothing", GOOD, "2 examples of 2 headers compile"),
     ("nothing, with a class", CLASS, "2 examples of 2 headers compile"),

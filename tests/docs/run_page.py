@@ -1,4 +1,4 @@
-"""Runs every code block of a page: run_page.py PAGE. Where what, is said in CONTRIBUTING.md, under "Pages".
+"""Tests every code block of a page: run_page.py PAGE. "Pages" in CONTRIBUTING.md says how.
 
 Reads from the environment: CXX, TORVANE_SOURCE, TORVANE_BUILD (the build folder of the library) and PATH, in which the
 command `torvane` is found where it is built.
@@ -23,7 +23,7 @@ class Failure(Exception):
 
 
 def blocks(text):
-    """Yields (line number of the first line, tag, lines, whether it is hidden in a comment) of each block."""
+    """Yields for each block: the number of its first line, its tag, its lines, and whether a comment hides it."""
     opening, tag, found, previous = None, None, [], ""
     for number, line in enumerate(text.splitlines(), 1):
         if opening is None:
@@ -48,7 +48,7 @@ def blocks(text):
 
 
 def fits(expected, printed):
-    """Whether the page shows what was printed; "..." stands for anything, in a line or for whole lines."""
+    """Returns whether the page shows what was printed. "..." stands for any text in a line, or for any lines."""
     pattern = "".join(
         r"(?:.*\n)*?" if line.strip() == "..." else ".*".join(map(re.escape, line.split("..."))) + r"\n"
         for line in expected
@@ -71,7 +71,7 @@ def run(what, command, **options):
 
 
 def commands(first, lines):
-    """Yields (line number, command, what it prints) of a transcript; "> " goes on with a command."""
+    """Yields for each command of a transcript: its line number, the command, and the output that is shown."""
     command, shown, number = None, [], first
     for at, line in enumerate(lines, first):
         if line.startswith("$ "):
@@ -90,7 +90,7 @@ def commands(first, lines):
 
 class Page:
     def __init__(self, path, folder):
-        # What the commands of the page see, and what they don't.
+        # The folder in which the commands run, and one that they do not see.
         self.folder, self.hidden_folder = folder / "page", folder / "hidden"
         self.folder.mkdir()
         self.hidden_folder.mkdir()
@@ -105,7 +105,7 @@ class Page:
         return [(first, lines) for first, its_tag, lines, _ in self.blocks if its_tag == tag]
 
     def make_program(self):
-        """All C++ of the page is one program, whose lines are known by those of the page."""
+        """Compiles all C++ of the page as one program. Compiler messages give line numbers of the page."""
         text = "".join(f'#line {first} "{self.name}"\n' + "\n".join(lines) + "\n" for first, lines in self.of("cpp"))
         (self.hidden_folder / "main.cpp").write_text(text)
         packages = ["libcrypto", "libsecp256k1"]
@@ -118,7 +118,7 @@ class Page:
         run("The program of the page", command, cwd=self.hidden_folder)
 
     def configure(self):
-        """Each block is the CMakeLists.txt of a project, behind what is hidden; configured and not built."""
+        """Configures each block as the CMakeLists.txt of a project, after the hidden blocks."""
         projects = [block for block in self.blocks if block[1] == "cmake"]
         hidden = [line for _, _, lines, is_hidden in projects if is_hidden for line in lines]
         for first, _, lines, is_hidden in projects:
@@ -139,7 +139,7 @@ class Page:
             raise Failure(f"{where} does not link with the library")
 
     def steps(self):
-        """What the shell runs, in order: (where, command, what the page shows)."""
+        """Yields for each command, in order: where it stands, the command, and the output that is shown."""
         programs = [first for first, tag, _, _ in self.blocks if tag == "cpp"]
         output = [line for _, lines in self.of("output") for line in lines]
         for first, tag, lines, _ in self.blocks:

@@ -1,4 +1,4 @@
-"""Pages that are wrong are refused, each for its own reason. Takes the environment of run_page.py."""
+"""Checks that run_page.py rejects wrong pages, and says why. Needs the environment of run_page.py."""
 
 import pathlib
 import subprocess
@@ -8,7 +8,7 @@ import tempfile
 RUN_PAGE = pathlib.Path(__file__).with_name("run_page.py")
 PROGRAM = "<!-- cpp\n#include <iostream>\nint main() {\n-->\n~~~cpp\nCODE\n~~~\n<!-- cpp\n}\n-->\n"
 
-# What is wrong, the page, and what has to be said of it; a page without a fault says how much was run.
+# What is wrong, the page, and a part of the message. A page without a fault says how much ran.
 CASES = [
     ("nothing", "~~~console\n$ echo one two three\none ... three\n$ false\n$ echo $?\n1\n~~~\n", "3 commands ran"),
     ("nothing, and the shell remembers", "~~~console\n$ x=7\n~~~\n\n~~~console\n$ echo $x\n7\n~~~\n", "2 commands ran"),

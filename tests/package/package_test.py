@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What is installed and packaged, used as an application uses it.
+"""Installs and packages the library, and uses the results as applications do.
 
 package_test.py STEP SOURCE BUILD WORK COMPILER: SOURCE is the checkout, BUILD its static build, WORK a folder of the
 steps' own. The steps "static_install" and "shared_install" come before the others, "remove" after them.
@@ -20,7 +20,7 @@ consumer sends {"amount":950,"currency":"EUR"}
 Type of claim payment is String, expected type is Bool.Type
 The file "missing.pem" cannot be read: No such file or directory.
 """
-# What add_subdirectory() may leave in the cache: our own names, and what CMake's modules keep of the dependencies.
+# Variables that add_subdirectory() may add to the cache: our own, and those of CMake's modules for the dependencies.
 IN_THE_CACHE = re.compile(
     r"(TORVANE|PKG_CONFIG)_|(pkgcfg_lib_|__pkg_config_(arguments|checked)_)?(torvane_|_?OPENSSL[_ ])"
     r"|(nlohmann_json_DIR|prefix_result|FIND_PACKAGE_MESSAGE_DETAILS_(OpenSSL|PkgConfig|nlohmann_json)) "
@@ -42,7 +42,7 @@ consumer = source / "tests/package/consumer"
 static_prefix, shared_tree, shared_prefix = work / "static", work / "shared-build", work / "shared"
 version = re.search(r"project\(torvane VERSION ([0-9.]+)", (source / "CMakeLists.txt").read_text()).group(1)
 major, minor, _ = map(int, version.split("."))
-# One translation unit, not optimised: what is tested is how it is put together.
+# One translation unit saves time; these tests are about packaging, not about code.
 quick = ["-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=0"]
 
 
@@ -61,7 +61,7 @@ def same(found, expected, what):
 
 
 def run(*command, text=None, **environment):
-    """The output of a command, which must succeed."""
+    """Returns the output of a command that must succeed."""
     command = [str(word) for word in command]
     done = subprocess.run(
         command, input=text, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, env=os.environ | environment
@@ -121,7 +121,7 @@ def with_cmake(name, *settings):
 
 def with_find_package(prefix, name):
     earlier = f"{major}.{minor - 1}" if minor else f"{major - 1}.0"
-    # The libraries that torvane alone uses are no business of the application.
+    # An application must not need the libraries that only torvane uses.
     return with_cmake(
         *(name, "-DTORVANE_FROM=package", f"-DCMAKE_PREFIX_PATH={prefix}"),
         *(f"-DTORVANE_VERSION={major}.{minor}", f"-DTORVANE_EARLIER_VERSION={earlier}"),
@@ -157,7 +157,7 @@ def add_subdirectory():
 
 
 def check_embedder(tree):
-    """The project that added the library has the settings, targets and flags that it had before."""
+    """add_subdirectory() changes no setting, target or flag of the project that calls it."""
     before, after = ((tree / f"{name}.txt").read_text().splitlines() for name in ("before", "after"))
     expect(len(before) > 100, f"only {len(before)} settings were looked at")
     lost, new = set(before) - set(after), set(after) - set(before)
@@ -173,7 +173,7 @@ def check_embedder(tree):
 
 
 def warning_flags():
-    """A compiler gets only flags that it is known to have."""
+    """Each compiler gets only warning flags that it is known to have."""
     tree = work / "flags"
     tree.mkdir(exist_ok=True)
     lines = ["cmake_minimum_required(VERSION 3.25)", "project(flags LANGUAGES CXX)"]
@@ -202,7 +202,7 @@ def pkg_config_shared():
 
 
 def command():
-    """It runs from either prefix, and finds the shared library beside it."""
+    """The command runs from both prefixes, and finds the shared library in its own."""
     check_command(static_prefix / "bin/torvane")
     check_command(shared_prefix / "bin/torvane")
 
@@ -213,8 +213,8 @@ def check_command(program, **environment):
 
 
 def headers():
-    """Every header outside a private folder is installed, README's among them; each compiles alone, with the standard
-    library only."""
+    """All headers outside private folders are installed, and README names some of them. Each compiles by itself, with
+    the standard library only."""
     include = static_prefix / "include"
     installed = files_below(include)
     public = {
@@ -225,7 +225,7 @@ def headers():
     same(installed, public | {"torvane/platform/core/export.hpp"}, "headers outside private folders")
     entries = set(re.findall(r"^\| `(torvane/[^`]+)`", (source / "README.md").read_text(), re.MULTILINE))
     expect(len(entries) > 5 and entries <= installed, f"README names {sorted(entries)}")
-    # A header beside a source is the first that it includes, and so compiled alone with the library.
+    # A source includes the header beside it first, so building the library has compiled that header by itself.
     without_source = {header for header in public if not (source / header).with_suffix(".cpp").exists()}
     dependencies = work / "headers.d"
     for some in [sorted(installed), *([header] for header in sorted(without_source))]:
@@ -243,12 +243,12 @@ def headers():
 
 
 def plain(name):
-    """A mangled name, the same for all symbols of a constructor or destructor and for both compilers."""
+    """Returns a mangled name in the form that all symbols of a constructor or destructor share, for both compilers."""
     return re.sub(r"([CD])[02](?=E)", r"\g<1>1", name.replace("B5cxx11", ""))
 
 
 def declared_functions(include):
-    """The mangled names of what the headers declare, and of those that they leave to the library to define."""
+    """Returns the mangled names of the functions that the headers declare, and of those that the library defines."""
     text = "".join(f"#include <{header}>\n" for header in sorted(files_below(include)))
     declared, defined = set(), set()
 
@@ -285,7 +285,7 @@ def declared_functions(include):
 
 
 def exported_symbols():
-    """The shared library exports what the installed headers declare, all of it and nothing else."""
+    """The shared library exports exactly what the installed headers declare."""
     library = only(shared_prefix, "lib/libtorvane.so")
     dynamic = run("readelf", "-d", library)
     expect(f"soname: [libtorvane.so.{major}.{minor}]" in dynamic, dynamic)
@@ -304,7 +304,7 @@ def exported_symbols():
 
 
 def silence():
-    """The library neither prints nor exits; stopProcess() alone writes to stderr and aborts."""
+    """The library does not print or exit, except stopProcess(), which writes to stderr and aborts."""
     talk = re.compile(
         r"_*(f?w?printf|vf?w?printf|puts|putc|putchar|fputs|fputc|fwrite|perror|v?syslog|stdout|stderr|exit|Exit|abort"
         r"|quick_exit)(_chk|_unlocked)?|_ZSt4w?(cout|cerr|clog)(@.*)?|_ZNSt8ios_base4InitC1Ev"
@@ -319,7 +319,7 @@ def silence():
 
 
 def debian_packages():
-    """They hold what they should, ask for what they should, and run from where they are unpacked."""
+    """The packages have the right files and dependencies, and work from the folder where they are unpacked."""
     run("cmake", "-S", source, "-B", shared_tree, "-DCMAKE_INSTALL_PREFIX=/usr")
     run("cmake", "--build", shared_tree, "--parallel", "1")
     debs, root = work / "debs", work / "root"
@@ -361,7 +361,7 @@ def debian_packages():
 
 
 def recipes():
-    """As far as they can be looked at without vcpkg and Conan: their version, their options, their syntax."""
+    """Checks what needs neither vcpkg nor Conan: the versions, the options, the syntax."""
     settings = "".join(file.read_text() for file in [source / "CMakeLists.txt", *source.glob("cmake/*.cmake")])
     options = set(re.findall(r"option\((TORVANE_\w+)", settings))
     port = source / "packaging/vcpkg"

@@ -1,10 +1,10 @@
 #!/bin/sh
-# Fails when an include runs up the stairs, when a public header reaches into a private folder, or when a third-party
+# Fails when a file includes one that is above it, when a public header includes a private one, and when a third-party
 # header is included outside the sources and private folders of platform/.
 set -eu
 cd "$(dirname "$0")/../.."
 
-# From the bottom up. A file includes its own floor and those below; jws, jwe and jwt do not include each other.
+# From the bottom up. A file may include its own floor and those below; jws, jwe and jwt do not include each other.
 floor() {
     case $1 in
         torvane/platform/core/*) echo 0 ;;
