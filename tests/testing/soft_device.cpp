@@ -19,7 +19,7 @@ namespace {
 constexpr const char* softHsm = TORVANE_SOFTHSM2_MODULE;
 constexpr const char* remoteDriver = TORVANE_P11_KIT_CLIENT_MODULE;
 
-std::string tokenUri(const std::string& attributes, const char* driver) {
+std::string deviceUri(const std::string& attributes, const char* driver) {
     return "pkcs11:token=app" + (attributes.empty() ? "" : ";" + attributes) + "?module-path=" + driver;
 }
 
@@ -35,7 +35,7 @@ void run(const std::string& command) {
         throw std::runtime_error("Command failed: " + command);
 }
 
-SoftToken::SoftToken() {
+SoftDevice::SoftDevice() {
     std::filesystem::create_directory(folder_ / "tokens");
     const auto configuration = "directories.tokendir = " + folder_ / "tokens" + "\nlog.level = ERROR\n";
     const auto file = folder_.write("softhsm2.conf", asBytes(configuration));
@@ -43,21 +43,21 @@ SoftToken::SoftToken() {
     run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
 }
 
-std::string SoftToken::uri(const std::string& attributes) const {
-    return tokenUri(attributes, softHsm);
+std::string SoftDevice::uri(const std::string& attributes) const {
+    return deviceUri(attributes, softHsm);
 }
 
-void SoftToken::import(const std::string& kid, const std::string& label, const std::string& id) const {
+void SoftDevice::import(const std::string& kid, const std::string& label, const std::string& id) const {
     const auto file = folder_.write("import.pem", asBytes(keyText(kid, "pkcs8_pem")));
     run("softhsm2-util --import " + file + " --token app --pin 1234 --label " + label + " --id " + id);
     std::filesystem::remove(file);
 }
 
-std::string SoftToken::driver() const {
+std::string SoftDevice::driver() const {
     return softHsm;
 }
 
-std::map<std::string, std::string> SoftToken::protections() const {
+std::map<std::string, std::string> SoftDevice::protections() const {
     using namespace Torvane::PKCS11;
     std::map<std::string, std::string> protections;
     Token token(URI(uri()), answering("1234"));
@@ -74,31 +74,31 @@ std::map<std::string, std::string> SoftToken::protections() const {
     return protections;
 }
 
-void SoftToken::takeOut() const {
+void SoftDevice::takeOut() const {
     std::filesystem::rename(folder_ / "tokens", folder_ / "elsewhere");
     std::filesystem::create_directory(folder_ / "tokens");
 }
 
-void SoftToken::putBack() const {
+void SoftDevice::putBack() const {
     std::filesystem::remove_all(folder_ / "tokens");
     std::filesystem::rename(folder_ / "elsewhere", folder_ / "tokens");
 }
 
-TokenServer::TokenServer(const SoftToken& token) : token_(token), socket_(token.folder() / "socket") {
-    ::setenv("XDG_RUNTIME_DIR", (token.folder() / "").c_str(), 1);
+DeviceServer::DeviceServer(const SoftDevice& device) : device_(device), socket_(device.folder() / "socket") {
+    ::setenv("XDG_RUNTIME_DIR", (device.folder() / "").c_str(), 1);
     ::setenv("P11_KIT_SERVER_ADDRESS", ("unix:path=" + socket_).c_str(), 1);
     start();
 }
 
-TokenServer::~TokenServer() {
+DeviceServer::~DeviceServer() {
     stop();
 }
 
-std::string TokenServer::uri(const std::string& attributes) {
-    return tokenUri(attributes, remoteDriver);
+std::string DeviceServer::uri(const std::string& attributes) {
+    return deviceUri(attributes, remoteDriver);
 }
 
-void TokenServer::start() {
+void DeviceServer::start() {
     process_ = ::fork();
     if (process_ == 0) {
         // A process group, so that stop() also ends the processes that it starts for each connection.
@@ -115,7 +115,7 @@ void TokenServer::start() {
     }
 }
 
-void TokenServer::stop() {
+void DeviceServer::stop() {
     if (process_ == 0) return;
     ::kill(-process_, SIGKILL);
     ::waitpid(process_, nullptr, 0);

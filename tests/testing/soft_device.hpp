@@ -20,9 +20,9 @@ void run(const std::string& command);
 
 /// A SoftHSM token "app" with the PIN 1234. SoftHSM finds its folder in the environment, so only one may exist at a
 /// time.
-class SoftToken {
+class SoftDevice {
   public:
-    SoftToken();
+    SoftDevice();
 
     /// The URI of a key, by attributes such as "object=sign;id=%01", and of SoftHSM's driver.
     std::string uri(const std::string& attributes = "") const;
@@ -45,21 +45,21 @@ class SoftToken {
     TemporaryFolder folder_;
 };
 
-/// A p11-kit server process that gives access to a SoftToken over a socket.
-class TokenServer {
+/// A p11-kit server process that gives access to a SoftDevice over a socket.
+class DeviceServer {
   public:
-    explicit TokenServer(const SoftToken& token);
-    ~TokenServer();
-    TokenServer(const TokenServer&) = delete;
-    TokenServer& operator=(const TokenServer&) = delete;
+    explicit DeviceServer(const SoftDevice& device);
+    ~DeviceServer();
+    DeviceServer(const DeviceServer&) = delete;
+    DeviceServer& operator=(const DeviceServer&) = delete;
 
-    /// As SoftToken::uri(), with the driver that talks to the server.
+    /// As SoftDevice::uri(), with the driver that talks to the server.
     static std::string uri(const std::string& attributes);
     void stop();
     void start();
 
   private:
-    const SoftToken& token_;
+    const SoftDevice& device_;
     std::string socket_;
     int process_ = 0;
 };

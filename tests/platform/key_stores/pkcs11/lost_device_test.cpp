@@ -22,11 +22,11 @@ void runInEightThreads(int rounds, const OnRound& onRound) {
 }
 
 TEST(DeviceConcurrency, OneStoreServesEightThreads) {
-    const SoftToken token;
-    token.import(rsaEnc, "decrypt", "01");
-    token.import(ecP256, "sign", "02");
+    const SoftDevice device;
+    device.import(rsaEnc, "decrypt", "01");
+    device.import(ecP256, "sign", "02");
     std::atomic<int> asked = 0, right = 0;
-    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, pin(whose); });
+    const Pkcs11KeyStore store(device.uri(), [&](std::string_view whose) { return ++asked, pin(whose); });
     const auto decrypting = store.key({"decrypt", {}}, KeyClass::privateKey),
                signing = store.key({"sign", {}}, KeyClass::privateKey);
     const auto ciphertext = decrypting.encrypt(SHA256, digest);
@@ -41,9 +41,9 @@ TEST(DeviceConcurrency, OneStoreServesEightThreads) {
 }
 
 TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnceItIsBack) {
-    const SoftToken token;
-    token.import(rsaSig, "sign", "01");
-    const Pkcs11KeyStore store(token.uri(), pin);
+    const SoftDevice device;
+    device.import(rsaSig, "sign", "01");
+    const Pkcs11KeyStore store(device.uri(), pin);
     const auto key = store.key({"sign", {}}, KeyClass::privateKey);
     std::atomic<int> signatures = 0, refusals = 0, others = 0;
     std::atomic<bool> isOver = false;
@@ -54,9 +54,9 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
                 std::this_thread::yield();
         };
         until(signatures, 20);
-        token.takeOut();
+        device.takeOut();
         until(refusals, 20);
-        token.putBack();
+        device.putBack();
         until(signatures, signatures + 20);
         isOver = true;
     });
@@ -76,51 +76,51 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
 }
 
 TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
-    const SoftToken token;
-    token.import(ecP256, "sign", "01");
-    const Pkcs11KeyStore store(token.uri(), pin);
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const Pkcs11KeyStore store(device.uri(), pin);
     const auto key = store.key({"sign", {}}, KeyClass::privateKey);
-    token.takeOut();
+    device.takeOut();
     for (int call = 0; call < 2; ++call) {
         EXPECT_ERROR(
             key.sign(ECDSA, SHA256, digest),
             KeyStoreError::unavailable("No PKCS #11 token matches \"pkcs11:token=app\". Tokens present: none."));
     }
-    token.putBack();
+    device.putBack();
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 
-    token.takeOut();
+    device.takeOut();
     run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
     const auto missing = KeyStoreError::keyNotFound(
         R"(There is no private key named "sign" with id 01 in the PKCS #11 token "app"; private keys there: none.)");
     EXPECT_ERROR(key.sign(ECDSA, SHA256, digest), missing);
-    token.import(ecEncP256, "sign", "01");
+    device.import(ecEncP256, "sign", "01");
     EXPECT_ERROR(key.sign(ECDSA, SHA256, digest),
                  KeyStoreError::keyNotFound(
                      "A different key now has the name of the opened key in the PKCS #11 token \"app\"."));
-    token.putBack();
+    device.putBack();
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
 TEST(LostDevice, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
-    const SoftToken token;
-    token.import(ecP256, "a", "01");
-    token.import(ecEncP256, "b", "02");
-    const auto a = openKey(token.uri("object=a"), KeyClass::privateKey, pin),
-               b = openKey(token.uri("object=b"), KeyClass::privateKey, pin);
-    token.takeOut();
+    const SoftDevice device;
+    device.import(ecP256, "a", "01");
+    device.import(ecEncP256, "b", "02");
+    const auto a = openKey(device.uri("object=a"), KeyClass::privateKey, pin),
+               b = openKey(device.uri("object=b"), KeyClass::privateKey, pin);
+    device.takeOut();
     EXPECT_THROW(a.sign(ECDSA, SHA256, digest), KeyStoreError);
-    token.putBack();
+    device.putBack();
     for (const auto& key : {a, b}) EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
 TEST(LostDevice, IsFoundAgainBehindASocketThatWasClosed) {
     ::signal(SIGPIPE, SIG_IGN);
-    const SoftToken token;
-    token.import(rsaEnc, "decrypt", "01");
-    TokenServer server(token);
+    const SoftDevice device;
+    device.import(rsaEnc, "decrypt", "01");
+    DeviceServer server(device);
     int asked = 0;
-    const auto key = openKey(TokenServer::uri("object=decrypt"), KeyClass::privateKey,
+    const auto key = openKey(DeviceServer::uri("object=decrypt"), KeyClass::privateKey,
                              [&](std::string_view whose) { return ++asked, pin(whose); });
     const auto ciphertext = key.encrypt(SHA256, digest);
     EXPECT_TRUE(key.decrypt(SHA256, ciphertext));

@@ -7,13 +7,13 @@ namespace {
 
 using namespace Testing;
 
-Pkcs11KeyStore storeOf(const SoftToken& token) {
-    return Pkcs11KeyStore(token.uri(), pin);
+Pkcs11KeyStore storeOf(const SoftDevice& device) {
+    return Pkcs11KeyStore(device.uri(), pin);
 }
 
 TEST(Pkcs11Key, OfEverySizeSignsAndDecryptsLikeASoftwareKey) {
-    const SoftToken token;
-    const auto store = storeOf(token);
+    const SoftDevice device;
+    const auto store = storeOf(device);
     for (const std::size_t bits : {2048U, 3072U}) {
         SCOPED_TRACE(bits);
         const auto key = store.generateRSA(bits, {"rsa" + std::to_string(bits), {}});
@@ -44,8 +44,8 @@ TEST(Pkcs11Key, OfEverySizeSignsAndDecryptsLikeASoftwareKey) {
 }
 
 TEST(Pkcs11Key, ReturnsNothingForACiphertextThatDoesNotDecrypt) {
-    const SoftToken token;
-    const auto key = storeOf(token).generateRSA(2048, {"decrypt", {}});
+    const SoftDevice device;
+    const auto key = storeOf(device).generateRSA(2048, {"decrypt", {}});
     const auto& modulus = std::get<RSAPublicComponents>(key.publicComponents()).modulus;
     const ByteBuffer plaintext(32, 9);
     for (const auto hash : {SHA1, SHA256}) {
@@ -70,10 +70,10 @@ JsonWebKey wrapKey(const SecKey& key, KeyClass half, JWKUse use) {
 }
 
 TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey) {
-    const SoftToken token;
-    token.import(rsaSig, rsaSig, "01");
-    token.import(rsaEnc, rsaEnc, "02");
-    const auto store = storeOf(token);
+    const SoftDevice device;
+    device.import(rsaSig, rsaSig, "01");
+    device.import(rsaEnc, rsaEnc, "02");
+    const auto store = storeOf(device);
     const auto jwk = [&](const std::string& kid, KeyClass half, JWKUse use) {
         return wrapKey(store.key({kid, {}}, KeyClass::privateKey), half, use);
     };
@@ -101,26 +101,26 @@ TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey)
 }
 
 TEST(Pkcs11Key, IsFoundByLabelIdOrBothInEitherHalf) {
-    const SoftToken token;
-    token.import(rsaSig, "sign", "0a01");
-    token.import(ecP256, "sign2", "0a02");
+    const SoftDevice device;
+    device.import(rsaSig, "sign", "0a01");
+    device.import(ecP256, "sign2", "0a02");
     const auto expected = publicKey(ecP256).publicComponents();
     for (const auto* name : {"object=sign2", "id=%0A%02", "object=sign2;id=%0A%02", "object=sign2;type=private"}) {
         for (const auto half : {KeyClass::privateKey, KeyClass::publicKey}) {
-            const auto key = openKey(token.uri(name), half, pin);
+            const auto key = openKey(device.uri(name), half, pin);
             EXPECT_EQ(key.publicComponents(), expected) << name;
             EXPECT_EQ(key.isPublicKey(), half == KeyClass::publicKey);
             EXPECT_EQ(key.name(), (KeyName{"sign2", {0x0a, 0x02}}));
         }
     }
-    EXPECT_EQ(openKey(token.uri("id=%0A%02;type=public"), KeyClass::publicKey).publicComponents(), expected)
+    EXPECT_EQ(openKey(device.uri("id=%0A%02;type=public"), KeyClass::publicKey).publicComponents(), expected)
         << "needs no PIN";
 }
 
 // As on a signature card: a certificate but no public key, and a private key that asks for the PIN each time.
 TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked) {
     using namespace Torvane::PKCS11;
-    const SoftToken token;
+    const SoftDevice device;
     const KeyName name{"card", {1}};
     const auto curve = fromHex("06082a8648ce3d030107"),
                scalar = fromBase64(json::parse(keyText(ecP256, "jwk_private"))["d"]);
@@ -130,7 +130,7 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
     key.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN, CKA_ALWAYS_AUTHENTICATE}).setFalse({CKA_EXTRACTABLE});
     beside.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509}).add(CKA_SUBJECT, asBytes("app")).add(CKA_VALUE, certificate);
     beside.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
-    Token(URI(token.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
+    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
         CK_OBJECT_HANDLE made{};
         for (auto* object : {&key, &beside})
             session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object->data(), object->size(), &made);
@@ -138,7 +138,7 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
 
     int asked = 0;
     std::string answer = "1234";
-    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
+    const Pkcs11KeyStore store(device.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
     EXPECT_EQ(store.key(name, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents());
     const auto card = store.key(name, KeyClass::privateKey);
     for (int signature = 0; signature < 2; ++signature)
@@ -153,7 +153,7 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
 
 TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
     using namespace Torvane::PKCS11;
-    const SoftToken token;
+    const SoftDevice device;
     const KeyName name{"limited", {1}};
     const CK_MECHANISM_TYPE allowed = CKM_RSA_PKCS;
     const ByteBuffer exponent{1, 0, 1};
@@ -161,14 +161,14 @@ TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
     publicTemplate.add(CKA_MODULUS_BITS, CK_ULONG{2048}).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_TOKEN});
     privateTemplate.add(CKA_ALLOWED_MECHANISMS, {reinterpret_cast<const std::uint8_t*>(&allowed), sizeof(allowed)});
     privateTemplate.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SIGN, CKA_DECRYPT});
-    Token(URI(token.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
+    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
         CK_MECHANISM mechanism{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0};
         CK_OBJECT_HANDLE publicHandle{}, privateHandle{};
         session.call<&CK_FUNCTION_LIST::C_GenerateKeyPair>("make", &mechanism, publicTemplate.data(),
                                                            publicTemplate.size(), privateTemplate.data(),
                                                            privateTemplate.size(), &publicHandle, &privateHandle);
     });
-    const auto key = storeOf(token).key(name, KeyClass::privateKey);
+    const auto key = storeOf(device).key(name, KeyClass::privateKey);
     EXPECT_TRUE(key.verify(RSA_PKCS1, SHA256, digest, key.sign(RSA_PKCS1, SHA256, digest)));
     EXPECT_ERROR(key.sign(RSA_PSS, SHA256, digest),
                  KeyStoreError::notSupported(
@@ -180,8 +180,8 @@ TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
 }
 
 TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
-    const SoftToken token;
-    token.import(ecP256, "sign", "01");
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
     for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
         EXPECT_EQ(openKey(uri, KeyClass::privateKey, pin).publicComponents(), publicKey(ecP256).publicComponents())
             << uri;
@@ -189,29 +189,29 @@ TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
 }
 
 TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
-    const SoftToken token;
-    token.import(rsaSig, "sign", "0a01");
-    token.import(ecP256, "sign", "0a02");
+    const SoftDevice device;
+    device.import(rsaSig, "sign", "0a01");
+    device.import(ecP256, "sign", "0a02");
     forEachRow("pkcs11_uri_refusals.json", "uris", 13, [&](const json& row) {
         std::string uri = row["uri"];
-        if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, token.driver());
+        if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, device.driver());
         EXPECT_REFUSED(openKey(uri, row["class"] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin),
                        row["error"]);
     });
 }
 
 TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
-    const SoftToken token;
-    token.import(ecP256, "sign", "01");
-    const auto file = token.folder().write("pin", asBytes("1234\n"));
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const auto file = device.folder().write("pin", asBytes("1234\n"));
     const auto sign = [](const SecKey& key) { return key.sign(ECDSA, SHA256, ByteBuffer(32)).size(); };
     for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file})
-        EXPECT_EQ(sign(openKey(token.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))), 64U)
+        EXPECT_EQ(sign(openKey(device.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))), 64U)
             << query;
 
     std::vector<std::string> asked;
     std::optional<std::string> answer;
-    const Pkcs11KeyStore store(token.uri(), [&](std::string_view whose) -> std::optional<SecretBuffer> {
+    const Pkcs11KeyStore store(device.uri(), [&](std::string_view whose) -> std::optional<SecretBuffer> {
         asked.emplace_back(whose);
         return answer ? answering(*answer)(whose) : std::nullopt;
     });
@@ -233,8 +233,8 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
 }
 
 TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
-    const SoftToken token;
-    const auto store = storeOf(token);
+    const SoftDevice device;
+    const auto store = storeOf(device);
     const auto rsa = store.generateRSA(2048, {"rsa", {1}});
     const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
     EXPECT_EQ(ec.name().id.size(), 16U);
@@ -247,12 +247,12 @@ TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
                  KeyStoreError::operationFailed(
                      "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
-    const auto made = generateECKeyAt(token.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
+    const auto made = generateECKeyAt(device.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
     EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
 
-    token.import(ecP384, "imported", "08");
+    device.import(ecP384, "imported", "08");
     for (const auto* label : {"rsa", "ec", "by-uri", "imported"})
-        EXPECT_EQ(token.protections()[label], "not extractable, sensitive") << label;
+        EXPECT_EQ(device.protections()[label], "not extractable, sensitive") << label;
 }
 
 }  // namespace

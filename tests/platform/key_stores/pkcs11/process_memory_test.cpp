@@ -118,28 +118,28 @@ TEST(ProcessMemory, HoldsThePrivateValuesOfAKeyFromAFile) {
 }
 
 TEST(ProcessMemory, NeverHoldsAPrivateValueOfAKeyInADevice) {
-    const SoftToken token;
+    const SoftDevice device;
     std::string uris;
     for (const auto& kid : kids) {
-        token.import(kid, kid, std::to_string(10 + (&kid - kids.data())));
-        uris += " '" + TokenServer::uri("object=" + kid) + "&pin-value=1234'";
-        EXPECT_EQ(token.protections()[kid], safe);
+        device.import(kid, kid, std::to_string(10 + (&kid - kids.data())));
+        uris += " '" + DeviceServer::uri("object=" + kid) + "&pin-value=1234'";
+        EXPECT_EQ(device.protections()[kid], safe);
     }
-    const TokenServer server(token);
+    const DeviceServer server(device);
     const KeyUser user(uris);
     for (const auto& kid : {rsaSig, rsaEnc}) EXPECT_EQ(findMembers(user, kid, 20), Names{"n"}) << kid;
     EXPECT_EQ(findMembers(user, ecP256, 20), Names{"x"});
 }
 
 TEST(ProcessMemory, NeverHoldsAFactorOfAKeyGeneratedInADevice) {
-    const SoftToken token;
-    const TokenServer server(token);
-    const auto uri = [](const char* name) { return TokenServer::uri(name) + "&pin-value=1234"; };
+    const SoftDevice device;
+    const DeviceServer server(device);
+    const auto uri = [](const char* name) { return DeviceServer::uri(name) + "&pin-value=1234"; };
     const std::string names[] = {uri("object=sign"), uri("object=decrypt"), uri("object=ec")};
     const auto signing = generateRSAKeyAt(names[0], 2048), decrypting = generateRSAKeyAt(names[1], 2048);
     generateECKeyAt(names[2], EllipticCurve::P256);
     const KeyUser user(" '" + names[0] + "' '" + names[1] + "' '" + names[2] + "'");
-    EXPECT_EQ(token.protections(),
+    EXPECT_EQ(device.protections(),
               (std::map<std::string, std::string>{{"sign", safe}, {"decrypt", safe}, {"ec", safe}}));
     for (const auto& key : {signing, decrypting}) EXPECT_FALSE(holdsAFactor(user, key, 3));
 }

@@ -23,8 +23,8 @@ class Quirk {
 };
 
 TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
-    const SoftToken token;
-    token.import(rsaEnc, "decrypt", "01");
+    const SoftDevice device;
+    device.import(rsaEnc, "decrypt", "01");
     for (const auto* name : {"finds out late", "drops zeros", "removed once"}) {
         const Quirk quirk(name);
         const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
@@ -37,8 +37,8 @@ TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
 }
 
 TEST(Quirks, InErrorsAboutThePaddingAreHiddenButErrorsAboutTheDeviceAreShown) {
-    const SoftToken token;
-    token.import(rsaEnc, "decrypt", "01");
+    const SoftDevice device;
+    device.import(rsaEnc, "decrypt", "01");
     const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
     const auto ciphertext = key.encrypt(SHA256, digest);
     const auto decryptWithError = [&](CK_RV error) {
@@ -57,8 +57,8 @@ TEST(Quirks, InErrorsAboutThePaddingAreHiddenButErrorsAboutTheDeviceAreShown) {
 }
 
 TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
-    const SoftToken token;
-    token.import(ecP256, "sign", "01");
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
     const Quirk quirk("two sessions");
     const Pkcs11KeyStore store(quirkyUri("object=sign"), pin);
     const auto key = store.key(KeyClass::privateKey);
@@ -76,8 +76,8 @@ TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
 }
 
 TEST(Quirks, OfABarePointDoNotChangeThePublicKey) {
-    const SoftToken token;
-    token.import(ecP256, "sign", "01");
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
     const Quirk quirk("bare point");
     EXPECT_EQ(openKey(quirkyUri("object=sign"), KeyClass::publicKey).publicComponents(),
               publicKey(ecP256).publicComponents());
