@@ -140,7 +140,7 @@ void ContentFloor::authenticate(View additionalData, View ciphertext) {
     check(size == fullTag_.size());
 }
 
-std::size_t ContentFloor::run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out) {
+std::size_t ContentFloor::run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out) const {
     int written = 0, last = 0;
     if (isGcm_) {
         const auto size = static_cast<int>(additionalData.size());

@@ -70,7 +70,7 @@ class ContentFloor {
 
   private:
     void authenticate(View additionalData, View ciphertext);
-    std::size_t run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out);
+    std::size_t run(EVP_CIPHER_CTX* context, View additionalData, View in, std::uint8_t* out) const;
 
     bool isGcm_;
     Cipher cipher_;

@@ -20,11 +20,10 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/lint"
 FOLDERS = ("bench", "cli", "examples", "fuzz", "tests", "torvane")
-# Checks for the library only. Programs and tests read the environment, let main() throw, replace malloc(), loop with a
-# variable that only Google Benchmark wants, test with plain arrays, and have no interface where a result could be dropped.
+# Checks for the library only. Programs and tests read the environment, let main() throw, loop with a variable that only
+# Google Benchmark wants, test with plain arrays, and have no interface where a result could be dropped.
 ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "clang-analyzer-deadcode.DeadStores", "concurrency-mt-unsafe",
-                       "modernize-avoid-c-arrays", "modernize-use-nodiscard",
-                       "readability-inconsistent-declaration-parameter-name")
+                       "modernize-avoid-c-arrays", "modernize-use-nodiscard")
 DAY = 24 * 60 * 60
 SECONDS_FOR_A_UNIT = 600
 # Cannot be compiled without a macro of their test, or without the packages for scripts/bench.sh.

@@ -157,7 +157,7 @@ class Silent : public Base {
 
 class Derived : public Silent {
   public:
-    explicit Derived(const Object& dict) : read(dict) {}
+    explicit Derived(Object dict) : read(std::move(dict)) {}
     Object read;
 
   protected:

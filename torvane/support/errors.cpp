@@ -144,7 +144,8 @@ JsonSerializeError JsonSerializeError::failedToParseJson(std::string description
 }
 
 JsonSerializeError JsonSerializeError::missingRequiredInformationForKey(std::string key) {
-    return {Case::missingRequiredInformationForKey, std::string(missingKeyText) + key};
+    key.insert(0, missingKeyText);
+    return {Case::missingRequiredInformationForKey, std::move(key)};
 }
 
 JsonSerializeError JsonSerializeError::missingRequiredInit() {

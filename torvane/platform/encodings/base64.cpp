@@ -55,7 +55,7 @@ struct UrlArithmetic {
     static constexpr bool hasKernel = false;
 
     struct Range {
-        char first, last;
+        unsigned char first, last;
         std::uint32_t value;
     };
     static constexpr std::array<Range, 5> ranges{

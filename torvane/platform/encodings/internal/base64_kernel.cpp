@@ -112,8 +112,9 @@ TORVANE_AVX2 std::size_t decodeBy(const std::uint8_t* in, std::size_t size, std:
     constexpr std::size_t step = vectors * width, textOfExcess = 12;
     std::size_t done = 0;
     for (; size - done >= step + textOfExcess; done += step, out += vectors * encodedBytes) {
-        __m256i text[vectors], faults = _mm256_setzero_si256();
-        Nibbles nibbles[vectors];
+        // GCC warns of vectors in a std::array.
+        __m256i text[vectors], faults = _mm256_setzero_si256();  // NOLINT(modernize-avoid-c-arrays)
+        Nibbles nibbles[vectors];                                // NOLINT(modernize-avoid-c-arrays)
         for (std::size_t i = 0; i < vectors; ++i) {
             text[i] = load(in + done + i * width);
             nibbles[i] = splitNibbles(text[i]);
