@@ -1,0 +1,47 @@
+// Wrapping whatever an operation throws in one case of JOSEError.
+//
+//     return wrapErrors(JOSEError::JWSSignerError, [&] { return signer.sign(input); });
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <type_traits>
+
+#include "torvane/support/errors.hpp"
+
+namespace Torvane {
+
+/// A JOSEError around the exception in flight; to be called in a catch block. `wrap` is one of the factories that take
+/// an underlying error.
+template <class Wrap>
+JOSEError wrapCurrentError(Wrap wrap) {
+    if constexpr (std::is_invocable_v<Wrap, std::exception_ptr>) {
+        return wrap(std::current_exception());
+    } else {
+        return wrap(std::current_exception(), std::nullopt);
+    }
+}
+
+/// Returns what the operation returns, and wraps whatever it throws: also a JOSEError, and std::bad_alloc.
+template <class Wrap, class Operation>
+decltype(auto) wrapErrors(Wrap wrap, const Operation& operation) {
+    try {
+        return operation();
+    } catch (...) {
+        throw wrapCurrentError(wrap);
+    }
+}
+
+/// The same, but a JOSEError passes unchanged, so that nothing is wrapped twice.
+template <class Wrap, class Operation>
+decltype(auto) wrapErrorsExceptJOSEErrors(Wrap wrap, const Operation& operation) {
+    try {
+        return operation();
+    } catch (const JOSEError&) {
+        throw;
+    } catch (...) {
+        throw wrapCurrentError(wrap);
+    }
+}
+
+}  // namespace Torvane
