@@ -7,7 +7,7 @@
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/thumbprint.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
-#include "torvane/support/errors.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
 
 namespace Torvane {
 namespace {
@@ -81,12 +81,10 @@ JsonWebKey JsonWebKey::fromPrivateJwk(std::string_view jwkData, JWKUse jwkUse, s
 
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
     if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
-    try {
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] {
         if (!from.keyType()) throw JOSEError::curveNotSupported("Not supporting this JWKType yet");
         return from.publicHalf().converted();
-    } catch (...) {
-        throw JOSEError::cannotDecodeJWK(std::current_exception());
-    }
+    });
 }
 
 const JOSE::JWK* JsonWebKey::exportableJwk() const noexcept {

@@ -11,6 +11,7 @@
 #include "torvane/platform/jose/jwk_set.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
 #include "torvane/support/errors.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
 
 namespace Torvane {
 namespace {
@@ -69,11 +70,7 @@ const JSONValue::List* entriesOf(const JSONValue::Object& jwksDictionary) {
 }
 
 JOSE::JWKSet parsedSet(ByteView jwksData) {
-    try {
-        return JOSE::JWKSet::initFrom(jwksData);
-    } catch (...) {
-        throw JOSEError::cannotDecodeJWK(std::current_exception());
-    }
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::JWKSet::initFrom(jwksData); });
 }
 
 template <class T>
@@ -148,11 +145,8 @@ ByteBuffer JsonWebKeySet::encode() const {
     for (const auto& key : jwks) {
         if (const auto* jwk = key.exportableJwk()) exported.push_back(*jwk);
     }
-    try {
-        return JOSE::JWKSet(std::move(exported)).jsonData();
-    } catch (...) {
-        rethrowAsJOSEError([](std::exception_ptr error) { return JOSEError::cannotEncodeJWK(std::move(error)); });
-    }
+    return wrapErrorsExceptJOSEErrors(JOSEError::cannotEncodeJWK,
+                                      [&] { return JOSE::JWKSet(std::move(exported)).jsonData(); });
 }
 
 std::string JsonWebKeySet::encodeToString() const {

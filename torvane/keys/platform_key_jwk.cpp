@@ -4,17 +4,13 @@
 
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/jwk.hpp"
-#include "torvane/support/errors.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
 
 namespace Torvane {
 namespace {
 
 JOSE::RSAPublicKey parsed(ByteView jwk) {
-    try {
-        return JOSE::RSAPublicKey::initFrom(jwk);
-    } catch (...) {
-        throw JOSEError::cannotDecodeJWK(std::current_exception());
-    }
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::RSAPublicKey::initFrom(jwk); });
 }
 
 }  // namespace
@@ -24,12 +20,10 @@ ByteBuffer PlatformKeyJWK::encodeToJWK(const SecKey& key, JWKUse jwkUse) {
         throw JOSEError::cannotEncodeJWK(nullptr,
                                          "Currently only public key can be encoded to JWK for security reasons.");
     }
-    try {
+    return wrapErrors(JOSEError::cannotEncodeJWK, [&] {
         const JOSE::RSAPublicKey jwk(key, {{"use", std::string(rawValue(jwkUse))}});
         return JSONSerialization::data(toJSONObject(jwk.parameters()));
-    } catch (...) {
-        throw JOSEError::cannotEncodeJWK(std::current_exception());
-    }
+    });
 }
 
 SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {

@@ -136,17 +136,4 @@ class TORVANE_EXPORT JsonSerializeError final : public Error {
     Case case_;
 };
 
-/// The exception in flight, if it is a JOSEError, else `wrap` around it: for throwing on what must not be
-/// wrapped twice. To be called in a catch block.
-template <class Wrap>
-[[noreturn]] void rethrowAsJOSEError(Wrap wrap) {
-    try {
-        throw;
-    } catch (const JOSEError&) {
-        throw;
-    } catch (...) {
-        throw wrap(std::current_exception());
-    }
-}
-
 }  // namespace Torvane
