@@ -287,6 +287,28 @@ TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingCauseNoWrongSignature) {
     }
 }
 
+// Whether the code throws std::bad_alloc when its n-th allocation fails.
+template <class Code>
+bool runsOutOfMemory(std::size_t n, Code code) {
+    Harness::untilFailure = n;
+    bool isThrown = false;
+    try {
+        code();
+    } catch (const std::bad_alloc&) {
+        isThrown = true;
+    }
+    Harness::untilFailure = 0;
+    return isThrown;
+}
+
+TEST(Allocations, ThatFailWhileATokenIsReadAreNotTakenForAMalformedToken) {
+    const auto token = helper().encodeMessage(message);
+    std::size_t n = 1;
+    for (; runsOutOfMemory(n, [&] { JOSE::ReceivedJWE{token}; }); ++n)
+        EXPECT_TRUE(runsOutOfMemory(n, [&] { helper().decodeMessage(token); })) << "allocation " << n;
+    EXPECT_GT(n, 10U);
+}
+
 TEST(Allocations, ThatFailLeadToAnErrorOrTheRightResultAndLeakNothing) {
     const auto token = helper().encodeMessage(message);
     sweepAllocations([] { return helper().encodeMessage(message); },

@@ -74,13 +74,15 @@ const std::map<std::string, std::function<json(const json&)>> operations{
      }},
     {"encrypt",
      [](const json& request) -> json {
-         const JWEEncrypter encrypter(request.at("alg"), request.at("enc"), publicKeyOf(request.at("key")), {});
+         const JWEEncrypter encrypter(request.at("alg").get<std::string>(), request.at("enc").get<std::string>(),
+                                      publicKeyOf(request.at("key")), {});
          const auto token = encrypter.encryptJWT(decoded(request, "payload"), request.value("header", StringMap()));
          return {{"token", asText(token)}};
      }},
     {"decrypt",
      [](const json& request) -> json {
-         const JWEDecrypter decrypter(request.at("alg"), request.at("enc"), privateKeyIn(request.at("key"), JWK_ENC));
+         const JWEDecrypter decrypter(request.at("alg").get<std::string>(), request.at("enc").get<std::string>(),
+                                      privateKeyIn(request.at("key"), JWK_ENC));
          return {{"payload", base64url(decrypter.decryptJWE(request.at("token").get<std::string>()))}};
      }},
     {"encode",

@@ -28,23 +28,6 @@ TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
     }
 }
 
-TEST(JWEEncrypter, LosesNothingBetweenThePiecesOfAJwsThatItWrites) {
-    const JWSSigner signer(JOSE::SignatureAlgorithm::RS256, privateJwk(rsaSig, JWK_SIG));
-    for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
-        const JWEEncrypter encrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt);
-        const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
-        for (const std::size_t size : {0U, 1U, 2U, 3U, 6143U, 6144U, 6145U, 8191U, 12288U, 18433U, 100000U}) {
-            SCOPED_TRACE(encryption + std::to_string(size));
-            ByteBuffer payload(size);
-            for (std::size_t i = 0; i < size; ++i) payload[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
-            auto pending = signer.pendingJWT(payload, StringMap{{"x", "y"}});
-            const auto token = encrypter.encryptJWT(pending);
-            EXPECT_EQ(decrypter.decryptJWE(token), signer.signJWT(payload, StringMap{{"x", "y"}}));
-            EXPECT_EQ(token.capacity(), token.size()) << "the reserved size is the exact one";
-        }
-    }
-}
-
 TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
     const auto key = publicKey(rsaEnc);
     const JWEEncrypter withId("RSA-OAEP-256", "A128CBC-HS256", key, "k");
@@ -56,6 +39,51 @@ TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
     EXPECT_EQ(headerText(withoutId.encryptJWT({}, callers, true)),
               R"({"alg":"RSA-OAEP","cty":"JWT","enc":"A256GCM","kid":"theirs","x":"y"})");
     EXPECT_EQ(headerText(withoutId.encryptJWT({})), R"({"alg":"RSA-OAEP","enc":"A256GCM"})");
+}
+
+TEST(JWEEncrypter, TakesTextAndEveryFormOfHeaderParameters) {
+    const JWEEncrypter encrypter("RSA-OAEP", "A128GCM", publicKey(rsaEnc), std::nullopt);
+    const JWEDecrypter decrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc));
+    const std::string none = R"({"alg":"RSA-OAEP","enc":"A128GCM"})",
+                      one = R"({"alg":"RSA-OAEP","enc":"A128GCM","typ":"JWT"})",
+                      two = R"({"alg":"RSA-OAEP","cty":"x","enc":"A128GCM","typ":"JWT"})";
+    const std::string text = "m";
+    const std::optional<StringMap> some = StringMap{{"typ", "JWT"}};
+    const std::vector<std::pair<ByteBuffer, std::string>> cases{
+        {encrypter.encryptJWT("m"), none},
+        {encrypter.encryptJWT(asBytes("m"), {}), none},
+        {encrypter.encryptJWT(text, std::nullopt), none},
+        {encrypter.encryptJWT(std::string_view(text), some), one},
+        {encrypter.encryptJWT("m", {{"typ", "JWT"}}), one},
+        {encrypter.encryptJWT("m", {{"typ", "JWT"}, {"cty", "x"}}), two},
+        {bytesOf(encrypter.encryptJWTToString("m", {{"cty", "x"}, {"typ", "JWT"}})), two},
+        {bytesOf(encrypter.encryptJWTToString(asBytes("m"), some)), one},
+    };
+    for (const auto& [token, header] : cases) {
+        EXPECT_EQ(headerText(token), header);
+        EXPECT_EQ(decrypter.decryptJWE(token), bytesOf("m"));
+    }
+    using enum JOSE::KeyManagementAlgorithm;
+    using enum JOSE::ContentEncryptionAlgorithm;
+    EXPECT_EQ(asText(JOSE::JWEHeader(RSA_OAEP, A128GCM, {{"typ", "JWT"}}, std::nullopt).jsonData()), one);
+    EXPECT_EQ(asText(JOSE::JWEHeader(RSA_OAEP, A128GCM, {{"typ", "JWT"}, {"cty", "x"}}, std::nullopt).jsonData()), two);
+}
+
+TEST(JWEEncrypterAndDecrypter, AreTheSameForEnumeratorsAsForNames) {
+    using enum JOSE::KeyManagementAlgorithm;
+    using enum JOSE::ContentEncryptionAlgorithm;
+    const auto text = keyText(rsaEnc, "jwk_private");
+    const auto own = JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, rsaEnc), peers = publicJwk(rsaEnc, JWK_ENC);
+    const std::vector<JWEEncrypter> encrypters{{RSA_OAEP, A256GCM, publicKey(rsaEnc), "k"},
+                                               {RSA_OAEP, "A256GCM", publicKey(rsaEnc), "k"},
+                                               {"RSA-OAEP", A256GCM, peers, "k"}};
+    const std::vector<JWEDecrypter> decrypters{
+        {RSA_OAEP, A256GCM, privateKey(rsaEnc)}, {"RSA-OAEP", A256GCM, privateKey(rsaEnc)}, {RSA_OAEP, "A256GCM", own}};
+    for (const auto& encrypter : encrypters) {
+        const auto token = encrypter.encryptJWT("m");
+        EXPECT_EQ(headerText(token), R"({"alg":"RSA-OAEP","enc":"A256GCM","kid":"k"})");
+        for (const auto& decrypter : decrypters) EXPECT_EQ(decrypter.decryptJWE(token), bytesOf("m"));
+    }
 }
 
 TEST(JWEEncrypter, DrawsKeyAndVectorAfreshForEachMessage) {
@@ -88,6 +116,34 @@ TEST(JWEEncrypter, WrapsWhatFailsButNotARefusedHeader) {
     EXPECT_ERROR(
         agreeing.encryptJWT({}, StringMap{{"apu", "a="}}),
         JOSEError::JWEEncrypterError(wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
+}
+
+TEST(MovedFrom, EncryptersDecryptersAndTheirTokensGiveAnErrorOrTheSameAnswer) {
+    using enum JOSE::KeyManagementAlgorithm;
+    using enum JOSE::ContentEncryptionAlgorithm;
+    JWEEncrypter encrypter(RSA_OAEP, A128GCM, publicKey(rsaEnc), "k");
+    JWEDecrypter decrypter(RSA_OAEP, A128GCM, privateKey(rsaEnc));
+    const auto token = JWEEncrypter(std::move(encrypter)).encryptJWT("m");
+    EXPECT_EQ(JWEDecrypter(std::move(decrypter)).decryptJWE(encrypter.encryptJWT("m")), bytesOf("m"));
+    EXPECT_EQ(decrypter.decryptJWE(token), bytesOf("m"));
+
+    auto joseEncrypter = encrypter.encrypter();
+    auto joseDecrypter = decrypter.decrypter();
+    const JOSE::JWE kept(JOSE::JWEHeader(RSA_OAEP, A128GCM, {}, "k"), {}, JOSE::Encrypter(std::move(joseEncrypter)));
+    JOSE::JWE made(JOSE::JWEHeader(RSA_OAEP, A128GCM, {}, "k"), asBytes("m"), joseEncrypter);
+    JOSE::ReceivedJWE received(made.compactSerializedData());
+    EXPECT_EQ(JOSE::ReceivedJWE(kept.compactSerializedData()).decrypt(JOSE::Decrypter(std::move(joseDecrypter))).data(),
+              ByteBuffer());
+    EXPECT_EQ(JOSE::ReceivedJWE(std::move(received)).decrypt(joseDecrypter).data(), bytesOf("m"));
+    const auto gone = JOSESwiftError::parsingFailed("The header's \"alg\" is missing or not a string.");
+    EXPECT_ERROR(std::move(received).decrypt(joseDecrypter), gone);
+    EXPECT_FALSE(JOSE::JWE(std::move(made)).compactSerializedData().empty());
+    EXPECT_TRUE(made.compactSerializedData().empty());
+    JOSE::JWEHeader header(RSA_OAEP, A128GCM, {}, "k");
+    EXPECT_EQ(JOSE::JWEHeader(std::move(header)).encryptionAlgorithm(), "A128GCM");
+    EXPECT_ERROR(header.encryptionAlgorithm(),
+                 JOSESwiftError::parsingFailed("The header's \"enc\" is missing or not a string."));
+    EXPECT_ERROR(JOSE::JWE(header, {}, joseEncrypter), gone);
 }
 
 }  // namespace

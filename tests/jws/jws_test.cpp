@@ -39,6 +39,109 @@ TEST(JWSSigner, SetsAlgAndKidOverTheCallersAndKeepsTheRest) {
     EXPECT_EQ(headerText(nameless.signJWT({})), R"({"alg":"RS256","kid":""})");
 }
 
+TEST(JWSSigner, TakesEveryFormOfHeaderParametersForWhatItSays) {
+    const std::string none = R"({"alg":"RS256"})", one = R"({"alg":"RS256","typ":"JWT"})",
+                      two = R"({"alg":"RS256","cty":"x","typ":"JWT"})";
+    const StringMap map{{"typ", "JWT"}};
+    const std::optional<StringMap> some = map, absent;
+    const auto id = std::nullopt;
+    const std::vector<std::pair<JOSE::JWSHeader, std::string>> cases{
+        {{RS256, {}, id}, none},
+        {{RS256, std::nullopt, id}, none},
+        {{RS256, absent, id}, none},
+        {{RS256, some, id}, one},
+        {{RS256, map, id}, one},
+        {{RS256, {{"typ", "JWT"}}, id}, one},
+        {{RS256, {{"typ", "JWT"}, {"cty", "x"}}, id}, two},
+        {{RS256, {{"typ", "JWT"}, {"cty", "x"}, {"typ", "second"}}, id}, two},
+    };
+    for (const auto& [header, text] : cases) EXPECT_EQ(asText(header.jsonData()), text);
+    const JWSSigner signer(RS256, privateKey(rsaSig), "k");
+    EXPECT_EQ(headerText(signer.signJWT("m", {{"typ", "JWT"}})), R"({"alg":"RS256","kid":"k","typ":"JWT"})");
+    EXPECT_EQ(signer.sign("m", {{"typ", "JWT"}, {"cty", "x"}}),
+              signer.sign("m", StringMap{{"typ", "JWT"}, {"cty", "x"}}));
+}
+
+TEST(JWSSigner, SignsTextAsItsBytes) {
+    const JWSSigner signer(RS256, privateJwk(rsaSig, JWK_SIG));
+    const auto token = signer.signJWT(asBytes("m"));
+    const std::string text = "m", tokenText(asText(token));
+    for (const auto& signedText : {signer.signJWT("m"), signer.signJWT(text), signer.signJWT(std::string_view(text))})
+        EXPECT_EQ(signedText, token);
+    EXPECT_EQ(signer.sign("m"), signer.sign(asBytes("m")));
+    EXPECT_EQ(signer.signJWTToString("m"), tokenText);
+    EXPECT_EQ(signer.signJWTToString(asBytes("m")), tokenText);
+}
+
+TEST(JWSSignerAndVerifier, AreTheSameForNamesAndPlatformKeysAsForEnumeratorsAndJsonWebKeys) {
+    for (const auto& [algorithm, kid] : {std::pair{RS256, rsaSig}, {ES384, ecP384}}) {
+        const std::string name(rawValue(algorithm));
+        const auto own = privateJwk(kid, JWK_SIG), peers = publicJwk(kid, JWK_SIG);
+        const std::vector<JWSSigner> signers{
+            {algorithm, own}, {name, own}, {algorithm, privateKey(kid), kid}, {name, privateKey(kid), kid}};
+        const std::vector<JWSVerifier> verifiers{
+            {algorithm, peers}, {name, peers}, {algorithm, publicKey(kid)}, {name, publicKey(kid)}};
+        for (const auto& signer : signers) {
+            const auto token = signer.signJWT("m");
+            EXPECT_EQ(headerText(token), R"({"alg":")" + name + R"(","kid":")" + kid + R"("})");
+            for (const auto& verifier : verifiers) EXPECT_EQ(verifier.verifyJWS(token), bytesOf("m"));
+        }
+    }
+}
+
+TEST(JWSSignerAndVerifier, RejectAnUnknownNameAtOnceAndAnUnfitPlatformKeyWhenUsed) {
+    for (const std::string name : {"", "none", "HS256", "rs256", "RS256 "}) {
+        const auto unknown =
+            JOSEError::algorithmNotSupported("Algorithm '" + name + "' is not supported for signing/verifying data.");
+        EXPECT_ERROR(JWSSigner(name, privateJwk(rsaSig, JWK_SIG)), unknown);
+        EXPECT_ERROR(JWSSigner(name, privateKey(rsaSig), "k"), unknown);
+        EXPECT_ERROR(JWSVerifier(name, publicJwk(rsaSig, JWK_SIG)), unknown);
+        EXPECT_ERROR(JWSVerifier(name, publicKey(rsaSig)), unknown);
+    }
+    const auto unfit = [](const std::string& role) {
+        return wrapped(JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
+                                                   " for JWS. Make sure the key you are using is following " +
+                                                   "the requirements for the signing algorithm RS256."));
+    };
+    const auto missing = wrapped(JOSEError::missingKey("Missing required information in the JWK"));
+    const auto token = JWSSigner(RS256, privateKey(rsaSig), "k").signJWT("m");
+    EXPECT_ERROR(JWSSigner(RS256, publicKey(rsaSig), "k").signJWT("m"), JOSEError::JWSSignerError(unfit("signer")));
+    EXPECT_ERROR(JWSSigner("ES256", privateKey(rsaSig), "k").sign("m"), JOSEError::JWSSignerError(unfit("signer")));
+    EXPECT_ERROR(JWSSigner("ES256K", privateKey(ecP256), "k").signJWT("m"), JOSEError::JWSSignerError(missing));
+    EXPECT_ERROR(JWSVerifier("RS256", privateKey(rsaSig)).verifyJWS(token),
+                 JOSEError::JWSVerificationError(unfit("verifier")));
+    EXPECT_ERROR(JWSVerifier(ES256K, publicKey(ecP256)).verifyJWS(token), JOSEError::JWSVerificationError(missing));
+}
+
+TEST(MovedFrom, SignersVerifiersAndTheirTokensGiveAnErrorOrTheSameAnswer) {
+    const auto& secp = secp256k1KeyPair();
+    for (const auto& [algorithm, own, peers] :
+         {std::tuple{RS256, privateJwk(rsaSig, JWK_SIG), publicJwk(rsaSig, JWK_SIG)},
+          {ES256K, {secp.privateKey, JWK_SIG, "s"}, {secp.publicKey, JWK_SIG, "s"}}}) {
+        JWSSigner signer(algorithm, own);
+        JWSVerifier verifier(algorithm, peers);
+        const auto token = JWSSigner(std::move(signer)).signJWT("m");
+        EXPECT_EQ(JWSVerifier(std::move(verifier)).verifyJWS(signer.signJWT("m")), bytesOf("m"));
+        EXPECT_EQ(verifier.verifyJWS(token), bytesOf("m"));
+    }
+    auto signer = JOSE::Signer::create(ES256K, *secp.privateKey.keyData()).value();
+    auto verifier = JOSE::Verifier::create(ES256K, *secp.publicKey.keyData()).value();
+    const ByteBuffer digest(32, 7);
+    const auto signature = JOSE::Signer(std::move(signer)).signDigest(digest);
+    EXPECT_EQ(signer.signDigest(digest), signature);
+    EXPECT_TRUE(JOSE::Verifier(std::move(verifier)).verifyDigest(digest, signature));
+    EXPECT_TRUE(verifier.verifyDigest(digest, signature));
+
+    const auto gone = JOSESwiftError::parsingFailed("The header's \"alg\" is missing or not a string.");
+    JOSE::JWSHeader header(RS256, {}, "k");
+    EXPECT_EQ(JOSE::JWSHeader(std::move(header)).algorithm(), "RS256");
+    EXPECT_ERROR(header.algorithm(), gone);
+    EXPECT_ERROR(JOSE::JWS(header, {}, signer), gone);
+    JOSE::ReceivedJWS received(JWSSigner(ES256K, {secp.privateKey, JWK_SIG, "s"}).signJWT("m"));
+    EXPECT_EQ(JOSE::ReceivedJWS(std::move(received)).validate(verifier).data(), bytesOf("m"));
+    EXPECT_ERROR(std::move(received).validate(verifier), gone);
+}
+
 TEST(JWSSigner, WrapsEveryFailure) {
     forEachRow("key_refusals.json", "sign", 8, [](const json& row) {
         const JWSSigner signer(algorithmOf(row), keyInWords(row["key"]));
@@ -54,17 +157,14 @@ TEST(JWSSigner, WrapsAFailureOfTheKeyStore) {
                  JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key."))));
 }
 
-TEST(JWSVerifier, TriesAnotherKeyOnAJwsThatWasReadOnce) {
-    const auto token = JWSSigner(RS256, privateJwk(rsaSig, JWK_SIG)).signJWT(asBytes("m"));
-    const JWSVerifier right(RS256, publicJwk(rsaSig, JWK_SIG)), wrong(RS256, publicJwk(rsaSig2, JWK_SIG));
+TEST(ReceivedJWS, KeepsItsPayloadForAnotherKey) {
+    const auto token = JWSSigner(RS256, privateJwk(rsaSig, JWK_SIG)).signJWT("m");
+    const auto right = JOSE::Verifier::create(RS256, publicKey(rsaSig)).value();
+    const auto wrong = JOSE::Verifier::create(RS256, publicKey(rsaSig2)).value();
     const auto expectSecondTry = [&](JOSE::ReceivedJWS jws) {
-        EXPECT_ERROR(wrong.verifyJWS(std::move(jws)),
-                     JOSEError::JWSVerificationError(
-                         wrapped(JOSESwiftError::verifyingFailed("The signature does not verify."))));
-        EXPECT_EQ(right.verifyJWS(std::move(jws)), bytesOf("m"));
-        EXPECT_ERROR(
-            right.verifyJWS(std::move(jws)),
-            JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The payload has been taken."))));
+        EXPECT_ERROR(std::move(jws).validate(wrong), JOSESwiftError::verifyingFailed("The signature does not verify."));
+        EXPECT_EQ(std::move(jws).validate(right).data(), bytesOf("m"));
+        EXPECT_ERROR(std::move(jws).validate(right), JOSESwiftError::verifyingFailed("The payload has been taken."));
     };
     expectSecondTry(JOSE::ReceivedJWS(token));
     expectSecondTry(JOSE::ReceivedJWS(ByteBuffer(token)));

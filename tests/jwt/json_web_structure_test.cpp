@@ -12,8 +12,8 @@ namespace {
 using namespace Testing;
 using namespace Torvane;
 
-JOSEError badPiece(const std::string& piece) {
-    return JOSEError::invalidJOSEComponent("Component is not valid base64: " + piece);
+JOSEError badPart(const std::string& part) {
+    return JOSEError::invalidJOSEComponent("Component is not valid base64: " + part);
 }
 
 TEST(JsonWebStructure, KnowsTheThreePartsOfAJWS) {
@@ -24,6 +24,13 @@ TEST(JsonWebStructure, KnowsTheThreePartsOfAJWS) {
     EXPECT_EQ(structure.getEncryptedKey(), std::nullopt);
     EXPECT_EQ(structure.getInitializationVector(), std::nullopt);
     EXPECT_EQ(structure.getAuthenticationTag(), std::nullopt);
+}
+
+TEST(JsonWebStructure, ReadsBytesAsText) {
+    const auto token = bytesOf("eyJhIjoxfQ.e30.AQID");
+    EXPECT_EQ(JsonWebStructure(token).components, JsonWebStructure(asText(token)).components);
+    EXPECT_EQ(JsonWebStructure(ByteView(token)).getSignature(), (ByteBuffer{1, 2, 3}));
+    EXPECT_EQ(JsonWebStructure::headerOf(token), (JSONValue::Object{{"a", 1}}));
 }
 
 TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
@@ -37,9 +44,9 @@ TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
 }
 
 TEST(JsonWebStructure, AnEmptyPayloadIsForHeaderOfAlone) {
-    EXPECT_ERROR(JsonWebStructure{"e30..AQ"}, badPiece(""));
+    EXPECT_ERROR(JsonWebStructure{"e30..AQ"}, badPart(""));
     EXPECT_EQ(JsonWebStructure::headerOf("eyJhIjoxfQ..AQ"), (JSONValue::Object{{"a", 1}}));
-    EXPECT_ERROR(JsonWebStructure::headerOf("e30..*"), badPiece("*"));
+    EXPECT_ERROR(JsonWebStructure::headerOf("e30..*"), badPart("*"));
 }
 
 TEST(JsonWebStructure, IndicesBeyondTheComponentsGiveNothing) {

@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "torvane/messaging/internal/nested_message.hpp"
+
 #include "tests/testing/forge.hpp"
 #include "tests/testing/testing.hpp"
 
@@ -71,7 +73,8 @@ TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
     builder.setSenderJwkSet(privateSet(sigA, encA), "gone").setSenderJwkSet(privateSet(sigA, encA));
     builder.setRecipientJwkSet(publicSet(sigB, encB), "gone").setRecipientJwkSet(publicSet(sigB, encB));
     builder.addJwsHeaders({{"a", "1"}}).addJwsHeaders({{"typ", "JWT"}, {"alg", "none"}});
-    builder.addJweHeaders({{"b", "1"}}).addJweHeaders({{"x", "y"}, {"cty", "text"}});
+    builder.addJweHeaders({{"b", "1"}}).addJweHeaders(std::nullopt).addJweHeaders(std::optional<StringMap>());
+    builder.addJweHeaders({}).addJweHeaders(StringMap{{"b", "2"}}).addJweHeaders({{"x", "y"}, {"cty", "text"}});
     const auto helper = builder.create();
     builder.addJweHeaders({{"later", "1"}}).setJWSAlgorithm("XYZ");
     const auto token = helper.encodeMessage(asBytes("m"));
@@ -134,30 +137,88 @@ struct CountedKey final : StoreKey {
 TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
     const auto refused =
         JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key.")));
-    const auto zipped =
-        JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported.");
+    const Party works;
+    Party unknownManagement, unknownEncryption, unfit, zipped;
+    unknownManagement.keyManagement = "XYZ";
+    unknownEncryption.contentEncryption = "XYZ";
+    unfit.theirs = {{Zennet::PublicKey(SoftwareKeyStore::generateRSA(1024).publicKey(), KeyType::RSA2048Key), JWK_ENC,
+                     *unfit.encryptionKeyId}};
+    zipped.jweHeaders = {{"zip", "DEF"}};
+    const std::vector<std::pair<const Party*, std::string>> cases{
+        {&works, "nothing was thrown"},
+        {&unknownManagement,
+         JOSEError::algorithmNotSupported("XYZ algorithm is not supported for key management.").debugDescription()},
+        {&unknownEncryption,
+         JOSEError::algorithmNotSupported("XYZ algorithm is not supported for data encryption/decryption.")
+             .debugDescription()},
+        {&unfit, JOSEError::invalidKeyFormat(
+                     "An error occurred while initializing encrypter for JWE. Make sure the key you are using is "
+                     "following the requirements for the key management algorithm (RSA-OAEP-256 and encryption "
+                     "algorithm A128CBC-HS256.")
+                     .debugDescription()},
+        {&zipped, JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported.")
+                      .debugDescription()}};
     for (const bool signs : {true, false}) {
-        for (const std::string fault : {"", "XYZ", "zip"}) {
-            SCOPED_TRACE(fault);
+        for (const auto& [party, error] : cases) {
+            SCOPED_TRACE(error);
             const auto key = std::make_shared<CountedKey>(signs);
-            Party a;
+            Party a = *party;
             a.ours = {{Zennet::PrivateKey(SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
-            if (fault == "XYZ") a.keyManagement = fault;
-            if (fault == "zip") a.jweHeaders = {{"zip", "DEF"}};
-            const auto encode = [helper = a.helper()] { return helper.encodeMessage(asBytes("m")); };
-            if (!signs) {
-                EXPECT_ERROR(encode(), refused);
-            } else if (fault == "zip") {
-                EXPECT_ERROR(encode(), zipped);
-            } else if (fault == "XYZ") {
-                EXPECT_ERROR(encode(),
-                             JOSEError::algorithmNotSupported("XYZ algorithm is not supported for key management."));
-            } else {
-                EXPECT_EQ(partyB().helper().decodeMessage(encode()), ByteBuffer{'m'});
-            }
+            EXPECT_REFUSED(a.helper().encodeMessage("m"), signs ? error : refused.debugDescription());
             EXPECT_EQ(key->asked, 1);
         }
     }
+}
+
+TEST(NestedMessage, IsSignedOnceBeforeAFailureOfTheContentEncryptionKeyShows) {
+    const auto key = std::make_shared<CountedKey>(true);
+    const JWSSigner signer("RS256", SecKey(key), sigA);
+    const PreparedEncrypter encrypter("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
+    EXPECT_ERROR(
+        encodeNestedMessage(asBytes("m"), signer, {}, encrypter, {{"apu", "a="}}),
+        JOSEError::JWEEncrypterError(wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
+    EXPECT_EQ(key->asked, 1);
+    key->signs = false;
+    EXPECT_ERROR(encodeNestedMessage(asBytes("m"), signer, {}, encrypter, {{"apu", "a="}}),
+                 JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key."))));
+    EXPECT_EQ(key->asked, 2);
+}
+
+TEST(NestedMessage, LosesNothingBetweenTheChunks) {
+    const JWSSigner signer("RS256", privateKey(sigA), sigA);
+    for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
+        const PreparedEncrypter encrypter("RSA-OAEP-256", encryption, publicKey(encB), std::nullopt);
+        const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(encB));
+        for (const std::size_t size : {0U, 1U, 2U, 3U, 6143U, 6144U, 6145U, 8191U, 12288U, 18433U, 100000U}) {
+            SCOPED_TRACE(encryption + std::to_string(size));
+            ByteBuffer message(size);
+            for (std::size_t i = 0; i < size; ++i) message[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);
+            const auto token = encodeNestedMessage(message, signer, {{"x", "y"}}, encrypter, {});
+            EXPECT_EQ(decrypter.decryptJWE(token), signer.signJWT(message, {{"x", "y"}}));
+            EXPECT_EQ(token.capacity(), token.size()) << "the reserved size is the exact one";
+        }
+    }
+}
+
+TEST(JOSEHelper, TakesAndReturnsTextAsItsBytes) {
+    const auto a = Party().helper(), b = partyB().helper();
+    const std::string text("m\0\xff", 3), token = a.encodeMessageToString(text);
+    EXPECT_EQ(b.decodeMessage(token), bytesOf(text));
+    EXPECT_EQ(b.decodeMessage(std::string_view(token)), bytesOf(text));
+    EXPECT_EQ(b.decodeMessageToString(token), text);
+    EXPECT_EQ(b.decodeMessageToString(asBytes(token)), text);
+    EXPECT_EQ(b.decodeMessageToString(a.encodeMessage("m")), "m");
+    EXPECT_EQ(b.decodeMessageToString(a.encodeMessageToString(asBytes("m"))), "m");
+    EXPECT_EQ(b.decodeMessageToString(a.encodeMessageToString("")), "");
+}
+
+TEST(JOSEHelper, WorksAfterItWasMovedFrom) {
+    auto a = Party().helper();
+    const auto token = JOSEHelper(std::move(a)).encodeMessage("m");
+    EXPECT_EQ(partyB().helper().decodeMessage(a.encodeMessage("m")), bytesOf("m"));
+    auto b = partyB().helper();
+    a = std::move(b);
+    EXPECT_EQ(a.decodeMessage(token), b.decodeMessage(token));
 }
 
 // The token of a row of hostile_messages.json: honestly encrypted for B but for what the row says.

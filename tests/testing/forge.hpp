@@ -91,7 +91,7 @@ inline SecKey ephemeralKeyOf(ByteView token) {
 /// encryption key, or the key that wraps it.
 inline SecretBuffer agreedKeyOf(ByteView token, const SecKey& own, JOSE::KeyManagementAlgorithm management,
                                 JOSE::ContentEncryptionAlgorithm encryption) {
-    return JOSE::agreedKey(own, ephemeralKeyOf(token), management, encryption, {});
+    return JOSE::agreeOnKey(own, ephemeralKeyOf(token), management, encryption, {});
 }
 
 }  // namespace Testing

@@ -30,7 +30,8 @@ const json& keyNamed(const json& file, const json& kid) {
 
 ByteBuffer decrypted(const json& vector) {
     const auto key = privateKeyOf(keyNamed(nested(), vector.at("enc_kid")).at("jwk_private"));
-    return JWEDecrypter(vector.at("jwe_alg"), vector.at("enc"), key).decryptJWE(bytesOf(vector.at("token")));
+    const std::string management = vector.at("jwe_alg"), encryption = vector.at("enc");
+    return JWEDecrypter(management, encryption, key).decryptJWE(bytesOf(vector.at("token")));
 }
 
 ByteBuffer verified(const json& vector, ByteView jws) {

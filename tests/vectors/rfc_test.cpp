@@ -231,8 +231,8 @@ void runPrimitive(const json& vector, Outcomes& outcomes) {
         const JOSE::PartyInfo info{decoded(vector, "apu"), decoded(vector, "apv")};
         EXPECT_EQ(ephemeral.agree(recipient.publicKey()), secret(hex("z_hex")));
         EXPECT_EQ(Crypto::deriveKeyByConcatKdf(hex("z_hex"), hex("kdf_otherinfo_hex"), 16), published);
-        EXPECT_EQ(JOSE::agreedKey(recipient, ephemeral.publicKey(), JOSE::KeyManagementAlgorithm::ECDH_ES,
-                                  JOSE::ContentEncryptionAlgorithm::A128GCM, info),
+        EXPECT_EQ(JOSE::agreeOnKey(recipient, ephemeral.publicKey(), JOSE::KeyManagementAlgorithm::ECDH_ES,
+                                   JOSE::ContentEncryptionAlgorithm::A128GCM, info),
                   published);
     } else {
         const auto key = hex("plaintext_hex"), wrappingKey = hex("kek_hex");

@@ -1,61 +1,92 @@
 // JWEDecrypter: decrypts a compact JWE with one private key (RFC 7516).
+//
+//     Torvane::JWEDecrypter decrypter("RSA-OAEP-256", "A256GCM", ourPrivateKey);
+//     Torvane::ByteBuffer plaintext = decrypter.decryptJWE(jwe);
 #pragma once
 
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
-#include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
-/// One key and two algorithms. A value: the key is made ready once, and nothing is kept between calls.
+/// One private key and two algorithms, all chosen by the recipient and not by the token.
+///
+/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One decrypter may be used from
+/// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithms are checked on
+/// construction.
 class TORVANE_EXPORT JWEDecrypter {
   public:
-    /// With a platform private key.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
-    ///         invalidKeyFormat for a key that does not fit.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    /// A decrypter with a platform key.
+    /// @param jweKeyManagementAlgorithm the only "alg" that is accepted: an enumerator, or a name such as
+    ///        "RSA-OAEP-256".
+    /// @param jweContentEncryptionAlgorithm the only "enc" that is accepted: an enumerator, or a name such as
+    ///        "A128CBC-HS256".
+    /// @param decryptionPrivateKey our private key.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
+    ///         for a key that does not fit, a public key included.
+    JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
+                 JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& decryptionPrivateKey);
 
-    /// With a key from JsonWebKey::fromPrivateJwk().
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
-    ///         for a public key, or one of a type other than EC256Key and RSA2048Key.
-    JWEDecrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    /// A decrypter with a JSON Web Key from JsonWebKey::fromPrivateJwk(); no other private key carries a JWK. The
+    /// parameters are those of the other constructor.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
+    ///         for a key without a JWK; algorithmNotSupported "Unsupported Key" for a public key, or one of a type
+    ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
+    JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
+                 JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& decryptionPrivateKey);
 
-    /// RSA-OAEP-256 and A128CBC-HS256 with such a key.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
+    /// A decrypter for RSA-OAEP-256 and A128CBC-HS256 with such a key.
+    /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
+    ///         for the key as the constructor above.
     explicit JWEDecrypter(const JsonWebKey& jwk);
 
-    /// The "alg" that has to be in the header.
+    /// @{
+    /// Moving copies, so that a moved-from decrypter still works.
+    JWEDecrypter(const JWEDecrypter&) = default;
+    JWEDecrypter& operator=(const JWEDecrypter&) = default;
+    /// @}
+
+    /// The only "alg" that is accepted.
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return decrypter_.keyManagementAlgorithm();
     }
-    /// The "enc" that has to be in the header.
+    /// The only "enc" that is accepted.
     JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return decrypter_.contentEncryptionAlgorithm();
     }
-    /// The algorithms with the key, for JOSE::ReceivedJWE.
+    /// Both algorithms with the key, for JOSE::ReceivedJWE.
     const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
-    /// The key, of a decrypter made from a key alone.
+    /// The key that the decrypter was made with, if it was made with a key alone.
     const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
-    /// Changes what jwk() gives, and not the key that the decrypter works with.
+    /// Replaces what jwk() returns, and not the key that decrypts. Not to be called while another thread uses the
+    /// decrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
     /// @{
-    /// The plaintext, exactly as it was encrypted. A JWE whose header names other algorithms is refused.
-    /// @throws JOSEError JWEDecrypterError, around JOSE::JOSESwiftError: unsupportedAlgorithm, parsingFailed
-    ///         for what is malformed, one and the same decryptingFailed for every other failure; around
-    ///         SecurityError when the key store fails.
+    /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
+    ///
+    /// @param jweData, jweString the token as ASCII text: five parts in canonical unpadded base64url, joined by dots,
+    /// of
+    ///        any length. Of the header "alg", "enc", "crit", "zip" and "b64" decide, under ECDH-ES also "epk", "apu"
+    ///        and "apv"; the "kid" is not compared.
+    /// @returns the plaintext exactly as it was encrypted, in memory that may be up to a cipher block larger.
+    /// @throws JOSEError JWEDecrypterError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed token
+    ///         or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
+    ///         decryptingFailed with one text for everything that an attacker must not tell apart: an encrypted key
+    ///         that does not open, a tag that does not fit, a wrong padding; SecurityError, or whatever an
+    ///         application's key store throws, when the key store fails; std::bad_alloc. No plaintext is released
+    ///         before the tag has been checked.
     ByteBuffer decryptJWE(ByteView jweData) const;
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
-    ByteBuffer decryptJWE(JOSE::ReceivedJWE&& jwe) const;
     /// @}
 
   private:

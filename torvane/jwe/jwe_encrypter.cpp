@@ -1,59 +1,38 @@
 #include "torvane/jwe/jwe_encrypter.hpp"
 
-#include <utility>
-
-#include "torvane/jwe/internal/coder_making.hpp"
-#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/jwe/internal/jwe_operations.hpp"
 
 namespace Torvane {
-namespace {
 
-JOSE::Encrypter encrypterForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& key) {
-    return makeJweCoderForJwk<JOSE::Encrypter>(algorithms, key, Zennet::KeyClass::publicKey, "encrypter");
-}
+using KeyManagement = JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm>;
+using ContentEncryption = JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm>;
 
-template <class Payload>
-ByteBuffer encrypted(const JWEEncrypter& with, Payload& payload, const std::optional<StringMap>& headerParams,
-                     bool isNested) {
-    JOSE::JWEHeader header(with.jweKeyManagementAlgorithm(), with.jweContentEncryptionAlgorithm(),
-                           headerParams.value_or(StringMap()), with.keyId());
-    if (isNested) header.setContentType("JWT");
-    try {
-        return JOSE::JWE(std::move(header), payload, with.encrypter()).compactSerializedData();
-    } catch (const JOSEError&) {
-        throw;
-    } catch (...) {
-        throw JOSEError::JWEEncrypterError(std::current_exception());
-    }
-}
-
-}  // namespace
-
-JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm, const SecKey& encryptionPublicKey,
-                           std::optional<std::string> keyId)
-    : encrypter_(makeJweCoder<JOSE::Encrypter>(
-          algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey, "encrypter")),
+JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
+                           const SecKey& encryptionPublicKey, std::optional<std::string> keyId)
+    : encrypter_(makeForKey<JOSE::Encrypter>(
+          resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
-JWEEncrypter::JWEEncrypter(const std::string& jweKeyManagementAlgorithm,
-                           const std::string& jweContentEncryptionAlgorithm, const JsonWebKey& encryptionPublicKey,
-                           std::optional<std::string> keyId)
-    : encrypter_(encrypterForJwk(algorithmsNamed(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm),
-                                 encryptionPublicKey)),
+JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
+                           const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId)
+    : encrypter_(makeForJwk<JOSE::Encrypter>(
+          resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
 JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
-    : encrypter_(encrypterForJwk(JWEAlgorithms(), usableWithDefaults(jwk))), keyId_(jwk.keyId()), jwk_(jwk) {}
+    : encrypter_(makeForJwk<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
+      keyId_(jwk.keyId()),
+      jwk_(jwk) {}
 
-ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams,
-                                    bool isNested) const {
-    return encrypted(*this, payload, headerParams, isNested);
+ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams, bool isNested) const {
+    auto header = makeHeader(*this, headerParams, isNested);
+    return wrapErrors(JOSEError::JWEEncrypterError,
+                      [&] { return JOSE::JWE(std::move(header), payload, encrypter_).compactSerializedData(); });
 }
 
-ByteBuffer JWEEncrypter::encryptJWT(JOSE::Content& content, const std::optional<StringMap>& headerParams,
-                                    bool isNested) const {
-    return encrypted(*this, content, headerParams, isNested);
+std::string JWEEncrypter::encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams,
+                                             bool isNested) const {
+    return std::string(asText(encryptJWT(payload, headerParams, isNested)));
 }
 
 }  // namespace Torvane

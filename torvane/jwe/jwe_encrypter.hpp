@@ -1,69 +1,114 @@
 // JWEEncrypter: encrypts bytes for one recipient (RFC 7516).
 //
 //     Torvane::JWEEncrypter encrypter("RSA-OAEP-256", "A256GCM", recipientKey, "their-key");
-//     Torvane::ByteBuffer jwe = encrypter.encryptJWT(payload);
+//     std::string jwe = encrypter.encryptJWTToString("attack at dawn", {{"cty", "text/plain"}});
 #pragma once
 
+#include <concepts>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
-#include "torvane/platform/encodings/json_value.hpp"
-#include "torvane/platform/jose/content.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
-#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/header_parameters.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
-/// One key and two algorithms. A value: the key is made ready once, and nothing is kept between calls.
+/// One recipient's public key and two algorithms, which go into each token as "alg" and "enc".
+///
+/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One encrypter may be used from
+/// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithms are checked on
+/// construction.
 class TORVANE_EXPORT JWEEncrypter {
   public:
-    /// For a recipient's platform public key.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, that of the key management first;
-    ///         invalidKeyFormat for a key that does not fit.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    /// An encrypter with a platform key.
+    /// @param jweKeyManagementAlgorithm the "alg": an enumerator, or a name such as "RSA-OAEP-256".
+    /// @param jweContentEncryptionAlgorithm the "enc": an enumerator, or a name such as "A128CBC-HS256".
+    /// @param encryptionPublicKey the recipient's public key.
+    /// @param keyId the "kid"; nothing for tokens without one.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
+    ///         for a key that does not fit, a private key included.
+    JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
+                 JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
-    /// For a recipient's key with a JWK; its own id is not used.
-    /// @throws JOSEError as above; invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key"
-    ///         for a private key, or one of a type other than EC256Key and RSA2048Key.
-    JWEEncrypter(const std::string& jweKeyManagementAlgorithm, const std::string& jweContentEncryptionAlgorithm,
+    /// An encrypter with a JSON Web Key. The parameters are those of the other constructor; the key's own id is not
+    /// used.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
+    ///         for a key without a JWK; algorithmNotSupported "Unsupported Key" for a private key, or one of a type
+    ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
+    JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
+                 JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId);
 
-    /// RSA-OAEP-256 and A128CBC-HS256 for a key, with its id.
-    /// @throws JOSEError as above; curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
+    /// An encrypter for RSA-OAEP-256 and A128CBC-HS256 with a JSON Web Key, whose id becomes the "kid".
+    /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
+    ///         for the key as the constructor above.
     explicit JWEEncrypter(const JsonWebKey& jwk);
 
-    /// The "alg" that goes into the header.
+    /// @{
+    /// Moving copies, so that a moved-from encrypter still works.
+    JWEEncrypter(const JWEEncrypter&) = default;
+    JWEEncrypter& operator=(const JWEEncrypter&) = default;
+    /// @}
+
+    /// The "alg" of the tokens.
     JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return encrypter_.keyManagementAlgorithm();
     }
-    /// The "enc" that goes into the header.
+    /// The "enc" of the tokens.
     JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return encrypter_.contentEncryptionAlgorithm();
     }
-    /// The algorithms with the key, for JOSE::JWE.
+    /// Both algorithms with the key, for JOSE::JWE.
     const JOSE::Encrypter& encrypter() const noexcept { return encrypter_; }
-    /// The "kid" that goes into the header; nothing where there is none.
+    /// The "kid" of the tokens; nothing for tokens without one.
     const std::optional<std::string>& keyId() const noexcept { return keyId_; }
-    /// The key, of an encrypter made from a key alone.
+    /// The key that the encrypter was made with, if it was made with a key alone.
     const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
-    /// Changes what jwk() gives, and not the key that the encrypter works with.
+    /// Replaces what jwk() returns, and not the key that encrypts. Not to be called while another thread uses the
+    /// encrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
-    /// The JWE in compact serialisation. Its header is headerParams with "alg", "enc" and, where there is a
-    /// key id, "kid" set, and "cty" set to "JWT" when the payload is itself a token.
-    /// @throws JOSE::JOSESwiftError when the header is refused; JOSEError JWEEncrypterError when encryption fails.
-    ByteBuffer encryptJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt,
+    /// @{
+    /// Encrypts a plaintext and returns the JWE in compact serialisation (RFC 7516, section 7.1). The content
+    /// encryption key and the initialization vector are random and fresh for each call.
+    ///
+    /// @param payload the plaintext: any bytes, or text as it is, of any length, also empty.
+    /// @param headerParams extra members of the protected header, which everyone can read, with text values in UTF-8.
+    ///        "alg", "enc" and, when there is a key id, "kid" are overwritten.
+    /// @param isNested true when the payload is itself a token: "cty" becomes "JWT" (RFC 7519, section 5.2).
+    /// @returns ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by
+    ///          dots, so that the plaintext takes 4/3 of its size. Exactly as much memory is allocated as the token
+    ///          takes.
+    /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header ("crit", "zip", "b64" other than true, a value
+    ///         that is not UTF-8). JOSEError JWEEncrypterError around the reason when the encryption fails:
+    ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
+    ///         SecurityError; std::bad_alloc.
+    ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                           bool isNested = false) const;
+    template <std::convertible_to<std::string_view> Text>
+    ByteBuffer encryptJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
+                          bool isNested = false) const {
+        return encryptJWT(asBytes(payload), headerParams, isNested);
+    }
+    /// @}
 
-    /// The same for content that writes itself, such as JWSSigner::pendingJWT(), while it is encrypted.
-    /// @throws JOSEError of the content, as it is.
-    ByteBuffer encryptJWT(JOSE::Content& content, const std::optional<StringMap>& headerParams = std::nullopt,
-                          bool isNested = false) const;
+    /// @{
+    /// encryptJWT(), with the token as a string. Needs memory for two tokens while it runs.
+    std::string encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
+                                   bool isNested = false) const;
+    template <std::convertible_to<std::string_view> Text>
+    std::string encryptJWTToString(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
+                                   bool isNested = false) const {
+        return encryptJWTToString(asBytes(payload), headerParams, isNested);
+    }
+    /// @}
 
   private:
     JOSE::Encrypter encrypter_;

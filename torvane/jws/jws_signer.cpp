@@ -1,50 +1,27 @@
 #include "torvane/jws/jws_signer.hpp"
 
-#include "torvane/jws/internal/coder_making.hpp"
+#include "torvane/jws/internal/jws_operations.hpp"
 
 namespace Torvane {
-namespace {
 
-template <class Signed>
-Signed made(const JWSSigner& signer, ByteView payload, const std::optional<StringMap>& headerParams) {
-    try {
-        const JOSE::JWSHeader header(signer.jwsAlgorithm(), headerParams, signer.jwk().keyId());
-        return {header, payload, makeJwsCoder<JOSE::Signer>(signer.jwsAlgorithm(), signer.jwk().key(), "signer")};
-    } catch (...) {
-        throw JOSEError::JWSSignerError(std::current_exception());
-    }
+JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
+
+JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(makeJwk(key, std::move(keyId))) {}
+
+ByteBuffer JWSSigner::signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
+    return makeSigned<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();
 }
 
-}  // namespace
-
-void PendingJWS::writeTo(const JOSE::PieceSink& sink) {
-    wasWritten_ = true;
-    bool hasSinkFailed = false;
-    const auto guardedSink = [&](ByteView piece) {
-        hasSinkFailed = true;
-        sink(piece);
-        hasSinkFailed = false;
-    };
-    ByteBuffer signature;
-    try {
-        signature = signer_.signDigest(writer_.writeSigningInput(guardedSink));
-    } catch (...) {
-        if (hasSinkFailed) throw;
-        throw JOSEError::JWSSignerError(std::current_exception());
-    }
-    JOSE::JWSWriter::writeSignature(signature, sink);
+std::string JWSSigner::signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
+    // Wiped, since it holds the payload in a form that anyone can read.
+    const JOSE::Payload token(signJWT(payload, headerParams));
+    return std::string(asText(token.data()));
 }
 
-ByteBuffer JWSSigner::signJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();
-}
-
-PendingJWS JWSSigner::pendingJWT(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<PendingJWS>(*this, payload, headerParams);
-}
-
-ByteBuffer JWSSigner::sign(ByteView payload, const std::optional<StringMap>& headerParams) const {
-    return made<JOSE::JWS>(*this, payload, headerParams).signature();
+ByteBuffer JWSSigner::sign(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
+    return makeSigned<JOSE::JWS>(*this, payload, headerParams).signature();
 }
 
 }  // namespace Torvane

@@ -1,70 +1,95 @@
 // JWSSigner: signs bytes with one key (RFC 7515).
 //
-//     Torvane::JWSSigner signer(Torvane::JOSE::SignatureAlgorithm::RS256, key);
-//     Torvane::ByteBuffer jws = signer.signJWT(payload, {{"typ", "JWT"}});
+//     Torvane::JWSSigner signer("RS256", key);
+//     std::string jws = signer.signJWTToString("{\"sub\":\"alice\"}", {{"typ", "JWT"}});
 #pragma once
 
-#include <optional>
+#include <concepts>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
-#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
-#include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/jose/header_parameters.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
-/// A JWS that is signed while it is written. Made by JWSSigner.
-class TORVANE_EXPORT PendingJWS final : public JOSE::Content {
-  public:
-    /// For JWSSigner; as JOSE::JWSWriter.
-    PendingJWS(const JOSE::JWSHeader& header, ByteView payload, JOSE::Signer signer)
-        : writer_(header, payload, signer), signer_(std::move(signer)) {}
-
-    /// Characters of the compact serialisation.
-    std::size_t size() const noexcept override { return writer_.compactSize(); }
-    /// Writes the compact serialisation.
-    /// @throws JOSEError JWSSignerError when the key store fails; whatever the sink throws.
-    void writeTo(const JOSE::PieceSink& sink) override;
-    /// Whether it was begun to be written.
-    bool wasWritten() const noexcept { return wasWritten_; }
-
-  private:
-    JOSE::JWSWriter writer_;
-    JOSE::Signer signer_;
-    bool wasWritten_ = false;
-};
-
-/// One key and one algorithm. A value; nothing is kept between calls. That the key fits the algorithm shows when
-/// signing.
+/// One algorithm and one private key, which the signer puts into each token as "alg" and "kid".
+///
+/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One signer may be used from several
+/// threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithm are checked on signing.
 class TORVANE_EXPORT JWSSigner {
   public:
-    /// Nothing is checked before the first token.
-    JWSSigner(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
-        : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
+    /// A signer with a JSON Web Key.
+    /// @param jwsAlgorithm an enumerator, or a name such as "RS256".
+    /// @param jwk the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
+    ///        empty, becomes the "kid".
+    /// @throws JOSEError algorithmNotSupported for an unknown name; nothing for an enumerator.
+    JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
-    /// The only "alg" of its tokens.
+    /// A signer with a platform key.
+    /// @param jwsAlgorithm an enumerator, or a name such as "ES256"; ES256K does not sign with platform keys.
+    /// @param key the private key.
+    /// @param keyId the "kid", which may be empty.
+    /// @throws JOSEError algorithmNotSupported for an unknown name.
+    JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId);
+
+    /// @{
+    /// Moving copies, so that a moved-from signer still works.
+    JWSSigner(const JWSSigner&) = default;
+    JWSSigner& operator=(const JWSSigner&) = default;
+    /// @}
+
+    /// The "alg" of the tokens.
     JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
-    /// The private key; its id becomes the "kid".
+    /// The private key.
     const JsonWebKey& jwk() const noexcept { return jwk_; }
-    /// Changes the key. Not while another thread uses the signer.
+    /// Replaces the key. Not to be called while another thread uses the signer.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
-    /// The JWS in compact serialisation. Its header is headerParams with "alg" and "kid" set to the algorithm
-    /// and the key's id.
-    /// @throws JOSEError JWSSignerError, around missingKey for a key without what the algorithm needs (raw bytes for
-    ///         ES256K, a platform key for all others), invalidKeyFormat for one that does not fit it, or the
-    ///         reason why the header was refused or the key store failed.
-    ByteBuffer signJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
+    /// @{
+    /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).
+    ///
+    /// @param payload any bytes, or text as it is, of any length, also empty. Read once, and copied only into the
+    /// token.
+    /// @param headerParams extra members of the protected header, with text values in UTF-8. "alg" and "kid" are
+    ///        overwritten by the algorithm's name and the key's id.
+    /// @returns ASCII text: header, payload and signature in base64url, joined by dots, so that the payload takes 4/3
+    ///          of its size. Exactly as much memory is allocated as the token takes.
+    /// @throws JOSEError JWSSignerError around the reason: JOSE::JOSESwiftError parsingFailed for a rejected header
+    ///         ("crit", "zip", "b64" other than true, a value that is not UTF-8); JOSEError missingKey for a key
+    ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
+    ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
+    ///         the key store fails; std::bad_alloc. What was already written of the token is wiped.
+    ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    template <std::convertible_to<std::string_view> Text>
+    ByteBuffer signJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+        return signJWT(asBytes(payload), headerParams);
+    }
+    /// @}
 
-    /// The same JWS, to be signed while JWEEncrypter encrypts it. The payload is not copied and has to stay where it is
-    /// until then.
-    /// @throws JOSEError as signJWT(), but for a key store that fails.
-    PendingJWS pendingJWT(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
+    /// @{
+    /// signJWT(), with the token as a string. Needs memory for two tokens while it runs.
+    std::string signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    template <std::convertible_to<std::string_view> Text>
+    std::string signJWTToString(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+        return signJWTToString(asBytes(payload), headerParams);
+    }
+    /// @}
 
-    /// The signature alone, of the same JWS: raw bytes, as long as RFC 7518, section 3, has them.
-    ByteBuffer sign(ByteView payload, const std::optional<StringMap>& headerParams = std::nullopt) const;
+    /// @{
+    /// Signs as signJWT() does, and returns the raw signature alone: as long as the modulus for an RSA key, r and s
+    /// side by side for an EC key (RFC 7518, sections 3.3 to 3.5).
+    /// @throws JOSEError as signJWT().
+    ByteBuffer sign(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    template <std::convertible_to<std::string_view> Text>
+    ByteBuffer sign(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+        return sign(asBytes(payload), headerParams);
+    }
+    /// @}
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

@@ -1,31 +1,18 @@
 #include "torvane/jws/jws_verifier.hpp"
 
-#include "torvane/jws/internal/coder_making.hpp"
+#include "torvane/jws/internal/jws_operations.hpp"
 
 namespace Torvane {
-namespace {
 
-JOSE::ReceivedJWS receivedJWS(ByteView jwsData) {
-    try {
-        return JOSE::ReceivedJWS(jwsData);
-    } catch (...) {
-        throw JOSEError::JWSVerificationError(std::current_exception());
-    }
-}
+JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
 
-}  // namespace
+JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(makeJwk(key, {})) {}
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
-    return verifyJWS(receivedJWS(jwsData));
-}
-
-ByteBuffer JWSVerifier::verifyJWS(JOSE::ReceivedJWS&& jws) const {
-    try {
-        const auto verifier = makeJwsCoder<JOSE::Verifier>(jwsAlgorithm_, jwk_.key(), "verifier");
-        return std::move(jws).validate(verifier).data();
-    } catch (...) {
-        throw JOSEError::JWSVerificationError(std::current_exception());
-    }
+    return verifyReceivedJWS(*this,
+                             wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData); }));
 }
 
 }  // namespace Torvane

@@ -1,4 +1,7 @@
 // JWSVerifier: checks the signature of a compact JWS with one key (RFC 7515).
+//
+//     Torvane::JWSVerifier verifier("RS256", senderKey);
+//     Torvane::ByteBuffer payload = verifier.verifyJWS(jws);
 #pragma once
 
 #include <string_view>
@@ -7,34 +10,58 @@
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
-#include "torvane/platform/jose/jws.hpp"
+#include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
 
-/// One key and one algorithm, which the receiver has chosen. A value; nothing is kept between calls.
+/// One algorithm and one public key, both chosen by the recipient and not by the token.
+///
+/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One verifier may be used from
+/// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithm are checked on
+/// verifying.
 class TORVANE_EXPORT JWSVerifier {
   public:
-    /// Nothing is checked before the first token.
-    JWSVerifier(JOSE::SignatureAlgorithm jwsAlgorithm, JsonWebKey jwk)
-        : jwsAlgorithm_(jwsAlgorithm), jwk_(std::move(jwk)) {}
+    /// A verifier with a JSON Web Key.
+    /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "RS256".
+    /// @param jwk the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
+    /// compared
+    ///        with the token's "kid".
+    /// @throws JOSEError algorithmNotSupported for an unknown name; nothing for an enumerator.
+    JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
-    /// The only "alg" of its tokens.
+    /// A verifier with a platform key. The id of jwk() is then empty.
+    /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "ES256"; ES256K does not
+    ///        verify with platform keys.
+    /// @param key the public key.
+    /// @throws JOSEError algorithmNotSupported for an unknown name.
+    JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key);
+
+    /// @{
+    /// Moving copies, so that a moved-from verifier still works.
+    JWSVerifier(const JWSVerifier&) = default;
+    JWSVerifier& operator=(const JWSVerifier&) = default;
+    /// @}
+
+    /// The only "alg" that is accepted.
     JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
-    /// The public key; its id is not compared with a "kid".
+    /// The public key.
     const JsonWebKey& jwk() const noexcept { return jwk_; }
-    /// Changes the key. Not while another thread uses the verifier.
+    /// Replaces the key. Not to be called while another thread uses the verifier.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
     /// @{
-    /// The payload, exactly as it was signed. A JWS whose header names another algorithm than jwsAlgorithm()
-    /// is refused, and so is one with a "crit", a "zip" or an unencoded payload; no other header member is looked at.
-    /// A JWS that has been read already keeps its payload when it does not verify, to be tried with another key.
-    /// @throws JOSEError JWSVerificationError, around JOSE::JOSESwiftError for a JWS that is malformed or does not
-    ///         verify, around missingKey for a key without what the algorithm needs, or around
-    ///         invalidKeyFormat for one that does not fit it.
+    /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
+    ///
+    /// @param jwsData, jwsString the token as ASCII text: three parts in canonical unpadded base64url, joined by dots,
+    ///        of any length. The payload may be empty. Of the header only "alg", "crit", "zip" and "b64" decide.
+    /// @returns the payload exactly as it was signed.
+    /// @throws JOSEError JWSVerificationError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed
+    ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
+    ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
+    ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
+    ///         included; std::bad_alloc. What was already decoded of the payload is wiped.
     ByteBuffer verifyJWS(ByteView jwsData) const;
     ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
-    ByteBuffer verifyJWS(JOSE::ReceivedJWS&& jws) const;
     /// @}
 
   private:

@@ -14,13 +14,13 @@
 namespace Torvane {
 namespace {
 
-[[noreturn]] void refuse(std::string_view piece) {
-    throw JOSEError::invalidJOSEComponent("Component is not valid base64: " + std::string(piece));
+[[noreturn]] void reject(std::string_view part) {
+    throw JOSEError::invalidJOSEComponent("Component is not valid base64: " + std::string(part));
 }
 
-// Calls use(piece) for each piece between dots, in order.
+// Calls use(part) for each part between dots, in order.
 template <class Use>
-void forEachPiece(std::string_view text, Use use) {
+void forEachPart(std::string_view text, Use use) {
     if (text.find('.') == std::string_view::npos) {
         throw JOSEError::invalidJOSEComponent(
             "Missing component separator character. Invalid compact serialized string.");
@@ -35,9 +35,9 @@ void forEachPiece(std::string_view text, Use use) {
 
 std::vector<ByteBuffer> decodeComponents(std::string_view text) {
     std::vector<ByteBuffer> components;
-    forEachPiece(text, [&components](std::string_view piece) {
-        auto bytes = piece.empty() ? std::nullopt : decodeBase64url(piece);
-        if (!bytes) refuse(piece);
+    forEachPart(text, [&components](std::string_view part) {
+        auto bytes = part.empty() ? std::nullopt : decodeBase64url(part);
+        if (!bytes) reject(part);
         components.push_back(*std::move(bytes));
     });
     return components;
@@ -65,9 +65,9 @@ JsonWebStructure::JsonWebStructure(std::vector<ByteBuffer> decoded) : components
 std::optional<JSONValue::Object> JsonWebStructure::headerOf(std::string_view text) {
     const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '.')) + 1;
     std::size_t position = 0;
-    forEachPiece(text, [&](std::string_view piece) {
+    forEachPart(text, [&](std::string_view part) {
         const bool mayBeEmpty = count == JOSE::JWS::componentCount && position == 1;
-        if ((piece.empty() && !mayBeEmpty) || !isBase64url(piece)) refuse(piece);
+        if ((part.empty() && !mayBeEmpty) || !isBase64url(part)) reject(part);
         ++position;
     });
     if (count != JOSE::JWS::componentCount && count != JOSE::JWE::componentCount) return std::nullopt;
@@ -83,7 +83,7 @@ std::optional<JSONValue::Object> JsonWebStructure::getHeader() const {
         auto value = JSONSerialization::jsonObject(*header);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
     } catch (const JSONError&) {
-        // A header that cannot be read is no header.
+        // A header that cannot be read counts as absent.
     }
     return std::nullopt;
 }

@@ -1,5 +1,5 @@
-// JsonWebStructure: a compact serialisation split into its decoded parts (RFC 7515, section 7.1; RFC 7516,
-// section 7.1). Nothing is verified or decrypted: what it shows of a token is what somebody claims.
+// JsonWebStructure: a compact token split into its decoded components (RFC 7515, section 7.1; RFC 7516, section 7.1).
+// Nothing is verified or decrypted, so all that it shows is what the sender claims.
 //
 //     const Torvane::JsonWebStructure structure(token);
 //     auto header = structure.getHeader();
@@ -15,47 +15,55 @@
 
 namespace Torvane {
 
-/// A plain value whose members are free to be written; the getters bear with indices that fit no component. A
-/// negative index stops the process.
+/// A plain value whose members may be changed freely; the getters tolerate out-of-range indices. A negative index stops
+/// the process. A moved-from structure has no components.
 class TORVANE_EXPORT JsonWebStructure {
   public:
-    /// A place in components; nothing where the token has no such part.
+    /// An index into components; nothing when the token has no such component.
     using Index = std::optional<std::ptrdiff_t>;
 
-    /// The decoded parts, in their order.
+    /// The decoded components, in their order.
     std::vector<ByteBuffer> components;
-    /// Of the protected header, as JSON text.
+    /// Index of the protected header, which is JSON text.
     Index headerIndex;
-    /// Of the payload in a JWS, of the ciphertext in a JWE.
+    /// Index of the payload of a JWS, or of the ciphertext of a JWE.
     Index payloadIndex;
-    /// Of the signature; in a JWS only.
+    /// Index of the signature; in a JWS only.
     Index signatureIndex;
-    /// Of the encrypted content key; in a JWE only.
+    /// Index of the encrypted content encryption key; in a JWE only.
     Index keyIndex;
-    /// Of the initialization vector; in a JWE only.
+    /// Index of the initialization vector; in a JWE only.
     Index ivIndex;
-    /// Of the authentication tag; in a JWE only.
+    /// Index of the authentication tag; in a JWE only.
     Index authTagIndex;
 
-    /// Splits at every dot and decodes each piece; three pieces are a JWS, five a JWE, any other number is
-    /// kept without indices.
-    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first piece that is empty or not
-    ///         canonical unpadded base64url.
+    /// @{
+    /// Splits a token at every dot and decodes each part. Three parts are a JWS and five a JWE; with any other number
+    /// all indices are absent.
+    /// @throws JOSEError invalidJOSEComponent for a text without a dot, and for the first part that is empty or not
+    ///         canonical unpadded base64url, which the error's text quotes.
     explicit JsonWebStructure(std::string_view compactSerialization);
+    explicit JsonWebStructure(ByteView compactSerialization) : JsonWebStructure(asText(compactSerialization)) {}
+    /// @}
 
-    /// Takes decoded components, empty ones too.
+    /// Takes components that are decoded already, which may be empty.
     explicit JsonWebStructure(std::vector<ByteBuffer> components);
 
-    /// The protected header of a compact serialisation, as getHeader() of the structure gives it. Every piece
-    /// is checked as by the constructor, but the header alone is decoded; the payload of a JWS may be empty.
+    /// @{
+    /// The protected header of a token, as getHeader() returns it. Every part is checked as by the constructor, but
+    /// only the header is decoded, and the payload of a JWS may be empty.
     /// @throws JOSEError as the constructor.
     static std::optional<JSONValue::Object> headerOf(std::string_view compactSerialization);
+    static std::optional<JSONValue::Object> headerOf(ByteView compactSerialization) {
+        return headerOf(asText(compactSerialization));
+    }
+    /// @}
 
-    /// The protected header; nothing when there is none, or when it is not a JSON object.
+    /// The protected header; nothing when the token has none, or when it is not a JSON object.
     std::optional<JSONValue::Object> getHeader() const;
 
     /// @{
-    /// The part, copied; nothing when the token has none.
+    /// A copy of the component; nothing when the token has none.
     std::optional<ByteBuffer> getRawPayload() const { return copyAt(payloadIndex); }
     std::optional<ByteBuffer> getSignature() const { return copyAt(signatureIndex); }
     std::optional<ByteBuffer> getEncryptedKey() const { return copyAt(keyIndex); }

@@ -1,47 +1,112 @@
-// JOSEHelper: a message out as a nested token, a nested token in as the message. A nested token is a JWS
-// inside a JWE (RFC 7519, section 5.2, with any bytes as the payload).
+// JOSEHelper: turns a message into a nested token for a peer, and a peer's nested token into the message. A nested
+// token is a JWS inside a JWE (RFC 7519, section 5.2, here with any bytes as the payload).
 //
 //     auto helper = Torvane::JOSEHelper::Builder()
 //                       .setSenderJwkSet(ourPrivateKeys, "our-signing-key")
 //                       .setRecipientJwkSet(theirPublicKeys, "their-encryption-key")
 //                       .create();
-//     Torvane::ByteBuffer token = helper.encodeMessage(message);
-//     Torvane::ByteBuffer answer = helper.decodeMessage(theirToken);
+//     std::string token = helper.encodeMessageToString("Hello");
+//     std::string answer = helper.decodeMessageToString(theirToken);
 #pragma once
 
+#include <concepts>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/platform/core/bytes.hpp"
-#include "torvane/platform/encodings/json_value.hpp"
+#include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane {
 
-/// Made by its Builder; immutable, cheap to copy, and safe to use from several threads at once.
+/// The keys of both parties and the algorithms, as its Builder collected them. Immutable, cheap to copy, and safe to
+/// use from several threads at once; a failed call leaves nothing behind.
 class TORVANE_EXPORT JOSEHelper {
   public:
     class Builder;
 
-    /// Signs the message with our private signing key, encrypts the JWS for the peer, and returns the compact
-    /// JWE: ASCII text in five parts. Both keys are RSA keys (of type RSA2048Key, whatever their size), found
-    /// by use and id; there must be exactly one of each.
-    /// @throws JOSEError missingKey for a key that is not to be found, our own first; algorithmNotSupported for an
-    ///         algorithm name that is not known; invalidKeyFormat for a key that does not fit; JWSSignerError
-    ///         and JWEEncrypterError around the reason when signing or encrypting fails. JOSE::JOSESwiftError
-    ///         when extra JWE header parameters are refused.
-    ByteBuffer encodeMessage(ByteView rawMessage) const;
+    /// @{
+    /// Moving copies, so that a moved-from helper still works.
+    JOSEHelper(const JOSEHelper&) = default;
+    JOSEHelper& operator=(const JOSEHelper&) = default;
+    /// @}
 
-    /// Decrypts a compact JWE with the private key that its header names, verifies the JWS inside with the peer's keys
-    /// that its header names (each in turn, the first that verifies wins), and returns the signed payload, in memory
-    /// that has room for a third more: shrink_to_fit() gives it back.
-    /// @throws JOSEError invalidJOSEComponent for a token, or a token inside, that is no compact serialisation (its
-    ///         text quotes the piece at fault, so it is not for showing to the sender); missingKey for keys that are
-    ///         not to be found; algorithmNotSupported and invalidKeyFormat as above; JWEDecrypterError and
-    ///         JWSVerificationError around the reason.
+    /// @{
+    /// Signs a message with our private key, encrypts the JWS to the peer's public key, and returns the nested token
+    /// (RFC 7519, section 5.2).
+    ///
+    /// The keys are RSA keys, of type RSA2048Key whatever their size: in the sender's set the private key with the use
+    /// JWK_SIG and the signing key id, in the recipient's set the public key with the use JWK_ENC and the encryption
+    /// key id. Without an id any key will do, but there must be exactly one. The JWS header has the extra parameters,
+    /// "alg", and "kid" with the signing key's id; the JWE header has the extra parameters, "alg", "enc", "kid" with
+    /// the encryption key id if there is one, and "cty" with "JWT".
+    ///
+    /// @param rawMessage any bytes, or text as it is, of any length, also empty. Read once, and copied only into the
+    ///        token.
+    /// @returns the compact JWE: ASCII text in five parts, in which the message takes 16/9 of its size. Exactly as much
+    ///          memory is allocated as the token takes.
+    /// @throws JOSEError, in this order: missingKey when there is not exactly one signing key, or not exactly one
+    ///         encryption key with a platform key; algorithmNotSupported for an unknown signature algorithm;
+    ///         JWSSignerError as JWSSigner::signJWT(); algorithmNotSupported for an unknown key management or content
+    ///         encryption algorithm; invalidKeyFormat for an encryption key that does not fit. Then
+    ///         JOSE::JOSESwiftError parsingFailed for rejected extra parameters of the JWE header, and JOSEError
+    ///         JWEEncrypterError as JWEEncrypter::encryptJWT(). The errors listed after JWSSignerError are thrown when
+    ///         the message has been signed, once. std::bad_alloc when memory runs out.
+    ByteBuffer encodeMessage(ByteView rawMessage) const;
+    template <std::convertible_to<std::string_view> Text>
+    ByteBuffer encodeMessage(const Text& rawMessage) const {
+        return encodeMessage(asBytes(rawMessage));
+    }
+    /// @}
+
+    /// @{
+    /// encodeMessage(), with the token as a string. Needs memory for two tokens while it runs.
+    std::string encodeMessageToString(ByteView rawMessage) const;
+    template <std::convertible_to<std::string_view> Text>
+    std::string encodeMessageToString(const Text& rawMessage) const {
+        return encodeMessageToString(asBytes(rawMessage));
+    }
+    /// @}
+
+    /// @{
+    /// Decrypts a nested token with our private key, verifies the JWS inside with the peer's public keys, and returns
+    /// the message.
+    ///
+    /// The keys are RSA keys, of type RSA2048Key whatever their size: in the sender's set the private key with the use
+    /// JWK_ENC and the "kid" of the JWE header, in the recipient's set all public keys with the use JWK_SIG and the
+    /// "kid" of the JWS header, of which the first that verifies decides. Where a header has no "kid", keys of every id
+    /// are looked up. Both headers have to name the configured algorithms.
+    ///
+    /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
+    /// @returns the message exactly as the peer encoded it, in memory that has room for a third more: shrink_to_fit()
+    ///          gives that back.
+    /// @throws JOSEError, in this order: invalidJOSEComponent for a token that is no compact serialisation; missingKey
+    ///         when there is not exactly one decryption key with a platform key; algorithmNotSupported for an unknown
+    ///         key management or content encryption algorithm; invalidKeyFormat for a decryption key that does not fit;
+    ///         JWEDecrypterError as JWEDecrypter::decryptJWE(); invalidJOSEComponent for a plaintext that is no compact
+    ///         serialisation; missingKey when there is no verification key; algorithmNotSupported for an unknown
+    ///         signature algorithm; JWSVerificationError as JWSVerifier::verifyJWS(), of the last key. The text of
+    ///         invalidJOSEComponent quotes the part at fault, so it is not meant for the sender. std::bad_alloc when
+    ///         memory runs out. After any error nothing of the message is released, and what was decrypted is wiped.
     ByteBuffer decodeMessage(ByteView encodedMessage) const;
+    template <std::convertible_to<std::string_view> Text>
+    ByteBuffer decodeMessage(const Text& encodedMessage) const {
+        return decodeMessage(asBytes(encodedMessage));
+    }
+    /// @}
+
+    /// @{
+    /// decodeMessage(), with the message as a string, which is not checked to be UTF-8. Needs memory for two messages
+    /// while it runs; the other one is wiped.
+    std::string decodeMessageToString(ByteView encodedMessage) const;
+    template <std::convertible_to<std::string_view> Text>
+    std::string decodeMessageToString(const Text& encodedMessage) const {
+        return decodeMessageToString(asBytes(encodedMessage));
+    }
+    /// @}
 
   private:
     struct Configuration;
@@ -51,7 +116,8 @@ class TORVANE_EXPORT JOSEHelper {
     std::shared_ptr<const Configuration> configuration_;
 };
 
-/// Collects the configuration, in any order; each setter returns the builder. Not to be used from two threads at once.
+/// Collects the configuration of a JOSEHelper, in any order; each setter returns the builder. Not to be used from two
+/// threads at once.
 class TORVANE_EXPORT JOSEHelper::Builder {
   public:
     Builder() = default;
@@ -59,12 +125,12 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     Builder(const Builder&) = delete;
     Builder& operator=(const Builder&) = delete;
 
-    /// Extra protected header parameters of the JWS; each call replaces the whole map.
-    virtual Builder& addJwsHeaders(StringMap headers);
-    /// Extra protected header parameters of the JWE; each call replaces the whole map.
-    virtual Builder& addJweHeaders(StringMap headers);
+    /// Extra protected header parameters of the JWS; each call replaces all of them.
+    virtual Builder& addJwsHeaders(JOSE::HeaderParameters headers);
+    /// Extra protected header parameters of the JWE; each call replaces all of them.
+    virtual Builder& addJweHeaders(JOSE::HeaderParameters headers);
 
-    // Names as in RFC 7518; whether they are known shows when a message is encoded or decoded.
+    // Algorithm names of RFC 7518. Whether they are known shows when a message is encoded or decoded.
 
     /// "RS256" unless set.
     virtual Builder& setJWSAlgorithm(std::string algorithm);
@@ -73,14 +139,14 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     /// "A128CBC-HS256" unless set.
     virtual Builder& setJWEContentEncryptionAlgorithm(std::string algorithm);
 
-    /// Our own keys, and the id of the one that signs; without an id, whichever signing key there is.
+    /// Our own keys, and the id of the one that signs; without an id the set must have one signing key only.
     virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> signingKeyId = std::nullopt);
-    /// The peer's keys, and the id of the one to encrypt to; without an id, whichever encryption key there is.
+    /// The peer's keys, and the id of the one to encrypt to; without an id the set must have one encryption key only.
     virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet,
                                         std::optional<std::string> encryptionKeyId = std::nullopt);
 
-    /// The helper, independent of the builder from here on.
-    /// @throws JOSEError missingKey when a key set was not given, the sender's first.
+    /// A helper with the configuration as it is now. Later calls of the setters do not change it.
+    /// @throws JOSEError missingKey when a key set is missing, for the sender's first.
     virtual JOSEHelper create() const;
 
   private:
@@ -89,8 +155,8 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     std::optional<std::string> jweContentEncryptionAlgorithm_;
     std::optional<JsonWebKeySet> senderJwkSet_;
     std::optional<JsonWebKeySet> recipientJwkSet_;
-    std::optional<StringMap> jwsHeaders_;
-    std::optional<StringMap> jweHeaders_;
+    JOSE::HeaderParameters jwsHeaders_;
+    JOSE::HeaderParameters jweHeaders_;
     std::optional<std::string> signingKeyId_;
     std::optional<std::string> encryptionKeyId_;
 };

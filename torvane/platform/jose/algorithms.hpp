@@ -1,10 +1,11 @@
-// The algorithms of RFC 7518 and RFC 8812 that the library knows: one line each says all there is to know of one.
+// The algorithms of RFC 7518 and RFC 8812 that the library knows, with one table row per algorithm.
 //
-// Left out on purpose, and unknown names therefore: "none", the shared-secret algorithms (keys here are key
-// pairs), and RSA1_5 (its padding is an oracle).
+// Left out on purpose, so that their names are unknown: "none", the algorithms with a shared secret (keys are key pairs
+// here), and RSA1_5 (its padding makes a padding oracle).
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <optional>
 #include <string_view>
@@ -13,14 +14,14 @@
 #include "torvane/platform/core/raw_value.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
-/// The formats themselves, JWK, JWS and JWE, below the classes of Torvane: for callers who need a header or a key as
-/// the RFCs have it.
+/// The JOSE primitives: JWK, JWS and JWE as the RFCs define them, without the choice of keys and the error wrapping of
+/// the classes in Torvane.
 namespace Torvane::JOSE {
 
 using Torvane::fromRawValue;
 using Torvane::rawValue;
 
-/// The "alg" of a JWS. rawValue(algorithm) gives the name, fromRawValue<SignatureAlgorithm>(name) the algorithm.
+/// The "alg" of a JWS. rawValue(algorithm) returns its name, fromRawValue<SignatureAlgorithm>(name) the algorithm.
 enum class SignatureAlgorithm {
     RS256,   ///< RSASSA-PKCS1-v1_5 with SHA-256 (RFC 7518, section 3.3).
     RS384,   ///< RSASSA-PKCS1-v1_5 with SHA-384.
@@ -34,46 +35,46 @@ enum class SignatureAlgorithm {
     ES256K,  ///< ECDSA on secp256k1 with SHA-256 (RFC 8812, section 3.2).
 };
 
-/// One line of the table of signature algorithms.
+/// One row of the table of signature algorithms.
 struct SignatureParameters {
-    /// In the header; exact, with its case.
+    /// The "alg" in the header, case-sensitive.
     std::string_view name;
-    /// What the key store is asked for.
+    /// The scheme that the key store signs with.
     SignatureScheme scheme;
-    /// Of the signing input, and of MGF1 in RSASSA-PSS.
+    /// Hashes the signing input; also the hash of MGF1 in RSASSA-PSS.
     HashFunction hash;
-    /// Of the ECDSA algorithms over platform keys. ES256K has none: it signs with raw secp256k1 keys.
+    /// The curve of an ECDSA algorithm over platform keys; nothing for ES256K, which signs with raw secp256k1 keys.
     std::optional<EllipticCurve> curve;
 };
 
-/// The "alg" of a JWE: how the content key reaches the recipient. Names as for SignatureAlgorithm.
+/// The "alg" of a JWE: how the content encryption key reaches the recipient. Names as for SignatureAlgorithm.
 enum class KeyManagementAlgorithm {
-    RSA_OAEP,        ///< RSAES-OAEP with SHA-1 (RFC 7518, section 4.3), for peers that know no other.
+    RSA_OAEP,        ///< RSAES-OAEP with SHA-1 (RFC 7518, section 4.3), for peers that support no other hash.
     RSA_OAEP_256,    ///< RSAES-OAEP with SHA-256.
     RSA_OAEP_384,    ///< RSAES-OAEP with SHA-384.
     RSA_OAEP_512,    ///< RSAES-OAEP with SHA-512.
-    ECDH_ES,         ///< The agreed key is the content key (RFC 7518, section 4.6).
-    ECDH_ES_A128KW,  ///< The agreed key wraps the content key, with AES-128 (RFC 7518, sections 4.6 and 4.4).
+    ECDH_ES,         ///< The agreed key is the content encryption key (RFC 7518, section 4.6).
+    ECDH_ES_A128KW,  ///< The agreed key wraps the content encryption key with AES-128 (RFC 7518, sections 4.6, 4.4).
     ECDH_ES_A192KW,  ///< The same with AES-192.
     ECDH_ES_A256KW,  ///< The same with AES-256.
 };
 
-/// One line of the table of key management algorithms.
+/// One row of the table of key management algorithms.
 struct KeyManagementParameters {
-    /// In the header; exact, with its case.
+    /// The "alg" in the header, case-sensitive.
     std::string_view name;
-    /// Of RSA-OAEP; nothing for ECDH-ES.
+    /// The hash of RSA-OAEP; nothing for ECDH-ES.
     std::optional<HashFunction> oaepHash;
-    /// Bytes of the AES key that wraps the content key; 0 where the agreed key is the content key.
+    /// Bytes of the AES key that wraps the content encryption key; 0 where nothing is wrapped.
     std::size_t wrappingKeySize;
 
-    /// ECDH-ES in any form; else RSA-OAEP.
+    /// True for every form of ECDH-ES, false for RSA-OAEP.
     constexpr bool isKeyAgreement() const noexcept { return !oaepHash; }
-    /// Without an encrypted key in the JWE.
+    /// True where the agreed key is the content encryption key, so that the JWE has no encrypted key.
     constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
 };
 
-/// The "enc" of a JWE: what encrypts the message. Names as for SignatureAlgorithm.
+/// The "enc" of a JWE: how the plaintext is encrypted. Names as for SignatureAlgorithm.
 enum class ContentEncryptionAlgorithm {
     A128CBC_HS256,  ///< AES-128-CBC with HMAC-SHA-256 (RFC 7518, section 5.2).
     A192CBC_HS384,  ///< AES-192-CBC with HMAC-SHA-384.
@@ -83,22 +84,22 @@ enum class ContentEncryptionAlgorithm {
     A256GCM,        ///< AES-256-GCM.
 };
 
-/// One line of the table of content encryption algorithms; all sizes in bytes.
+/// One row of the table of content encryption algorithms; all sizes in bytes.
 struct ContentEncryptionParameters {
-    /// In the header; exact, with its case.
+    /// The "enc" in the header, case-sensitive.
     std::string_view name;
-    /// Of the MAC in AES-CBC with HMAC; nothing for AES-GCM.
+    /// The hash of the HMAC; nothing for AES-GCM.
     std::optional<HashFunction> macHash;
-    /// Of the content key: for AES-CBC with HMAC those of both keys together.
+    /// Size of the content encryption key; with AES-CBC and HMAC it holds the keys of both.
     std::size_t keySize;
-    /// Of the initialization vector, which is random and new for each JWE.
+    /// Size of the initialization vector, which is random and fresh for each JWE.
     std::size_t ivSize;
-    /// Of the authentication tag; for AES-CBC with HMAC half of what the hash gives.
+    /// Size of the authentication tag; with HMAC half of the hash's output.
     std::size_t tagSize;
 };
 
 /// @{
-/// One line an algorithm, in the order of the enumerators: for parameters(), rawValue() and fromRawValue().
+/// One row per algorithm, in the order of the enumerators: for parameters(), rawValue() and fromRawValue().
 constexpr auto valueTable(SignatureAlgorithm) noexcept {
     using enum SignatureScheme;
     using enum HashFunction;
@@ -138,16 +139,35 @@ constexpr auto valueTable(ContentEncryptionAlgorithm) noexcept {
 }
 /// @}
 
-/// What the algorithm's line in the table above says.
+/// The algorithm's row of the table above.
 template <class Algorithm>
 constexpr auto parameters(Algorithm algorithm) noexcept {
     return valueTable(algorithm)[static_cast<std::size_t>(algorithm)];
 }
 
+/// An algorithm as an argument: its enumerator, or its name. Whether a name is known shows when the argument is used.
+template <class Algorithm>
+class AlgorithmOrName {
+  public:
+    /// The algorithm itself.
+    constexpr AlgorithmOrName(Algorithm algorithm) noexcept : name_(rawValue(algorithm)), algorithm_(algorithm) {}
+    /// A name, case-sensitive; known or unknown. Keeps a view of the text, which has to outlive the call.
+    template <std::convertible_to<std::string_view> Name>
+    constexpr AlgorithmOrName(const Name& name) : name_(name), algorithm_(fromRawValue<Algorithm>(name_)) {}
+
+    /// The name as it was given, or the enumerator's.
+    constexpr std::string_view name() const noexcept { return name_; }
+    /// The algorithm; nothing for an unknown name.
+    constexpr const std::optional<Algorithm>& algorithm() const noexcept { return algorithm_; }
+
+  private:
+    std::string_view name_;
+    std::optional<Algorithm> algorithm_;
+};
+
 /// @{
-/// Whether a platform key, by its family, curve and size, is one for the algorithm: RSA of 2048 to 16384 bits
-/// with an odd public exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. ES256K fits
-/// no platform key.
+/// True when a platform key fits the algorithm by family, curve and size: RSA of 2048 to 16384 bits with an odd public
+/// exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. No platform key fits ES256K.
 TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept;
 TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept;
 /// @}

@@ -10,13 +10,13 @@
 namespace Torvane::JOSE {
 namespace {
 
-SecretBuffer randomKey(std::size_t size) {
+SecretBuffer drawRandomKey(std::size_t size) {
     SecretBuffer key(size);
     secRandomCopyBytes(key);
     return key;
 }
 
-std::optional<SecKey> convertedOrNothing(const JWK& jwk) {
+std::optional<SecKey> tryConvert(const JWK& jwk) {
     try {
         return jwk.converted();
     } catch (const Error&) {
@@ -24,24 +24,24 @@ std::optional<SecKey> convertedOrNothing(const JWK& jwk) {
     }
 }
 
-[[noreturn]] void refuseEpk() {
+[[noreturn]] void rejectEpk() {
     throw JOSESwiftError::parsingFailed("The header's \"epk\" is not a public key on the recipient's curve.");
 }
 
-SecKey ephemeralKey(const JWEHeader& header, const SecKey& own) {
+SecKey readEphemeralKey(const JWEHeader& header, const SecKey& own) {
     const auto member = header.parameters().find("epk");
     const auto* members = member == header.parameters().end() ? nullptr : member->second.as<JSONValue::Object>();
-    if (members == nullptr || members->contains("d")) refuseEpk();
+    if (members == nullptr || members->contains("d")) rejectEpk();
     try {
         auto key = JWK::initFrom(*members).converted();
         if (key.curve() && key.curve() == own.curve()) return key;
     } catch (const Error&) {
-        // Whatever is wrong with it, it is refused in the same words.
+        // Every fault of the "epk" gets the same text.
     }
-    refuseEpk();
+    rejectEpk();
 }
 
-ByteBuffer partyInfo(const JWEHeader& header, const char* name) {
+ByteBuffer readPartyInfo(const JWEHeader& header, const char* name) {
     const auto member = header.parameters().find(name);
     if (member == header.parameters().end()) return {};
     const auto* text = member->second.as<std::string>();
@@ -62,26 +62,26 @@ std::optional<Encrypter> Encrypter::create(KeyManagementAlgorithm keyManagementA
 std::optional<Encrypter> Encrypter::create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& encryptionKey) {
-    const auto key = convertedOrNothing(encryptionKey);
+    const auto key = tryConvert(encryptionKey);
     return key ? create(keyManagementAlgorithm, contentEncryptionAlgorithm, *key) : std::nullopt;
 }
 
-ContentKey Encrypter::newContentKey(JWEHeader& header) const {
+ContentEncryptionKey Encrypter::makeContentEncryptionKey(const JWEHeader& header) const {
     const auto management = parameters(keyManagement_);
     const auto keySize = parameters(contentEncryption_).keySize;
     if (!management.isKeyAgreement()) {
-        auto key = randomKey(keySize);
+        auto key = drawRandomKey(keySize);
         auto encryptedKey = key_.encrypt(*management.oaepHash, key);
-        return {std::move(key), std::move(encryptedKey)};
+        return {std::move(key), std::move(encryptedKey), std::nullopt};
     }
     const auto ephemeral = SoftwareKeyStore::generateEC(*key_.curve());
-    header.setEphemeralPublicKey(toJSONObject(ECPublicKey(ephemeral.publicKey(), {}).parameters()));
-    const PartyInfo info{partyInfo(header, "apu"), partyInfo(header, "apv")};
-    auto agreed = agreedKey(ephemeral, key_, keyManagement_, contentEncryption_, info);
-    if (management.isDirect()) return {std::move(agreed), {}};
-    auto key = randomKey(keySize);
+    auto ephemeralPublicKey = toJSONObject(ECPublicKey(ephemeral.publicKey(), {}).parameters());
+    const PartyInfo info{readPartyInfo(header, "apu"), readPartyInfo(header, "apv")};
+    auto agreed = agreeOnKey(ephemeral, key_, keyManagement_, contentEncryption_, info);
+    if (management.isDirect()) return {std::move(agreed), {}, std::move(ephemeralPublicKey)};
+    auto key = drawRandomKey(keySize);
     auto encryptedKey = Crypto::wrapKey(agreed, key);
-    return {std::move(key), std::move(encryptedKey)};
+    return {std::move(key), std::move(encryptedKey), std::move(ephemeralPublicKey)};
 }
 
 std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementAlgorithm,
@@ -94,26 +94,26 @@ std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementA
 std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const JWK& decryptionKey) {
-    const auto key = convertedOrNothing(decryptionKey);
+    const auto key = tryConvert(decryptionKey);
     return key ? create(keyManagementAlgorithm, contentEncryptionAlgorithm, *key) : std::nullopt;
 }
 
-SecretBuffer Decrypter::agreed(const JWEHeader& header) const {
-    const PartyInfo info{partyInfo(header, "apu"), partyInfo(header, "apv")};
-    return agreedKey(key_, ephemeralKey(header, key_), keyManagement_, contentEncryption_, info);
+SecretBuffer Decrypter::agreeWithSender(const JWEHeader& header) const {
+    const PartyInfo info{readPartyInfo(header, "apu"), readPartyInfo(header, "apv")};
+    return agreeOnKey(key_, readEphemeralKey(header, key_), keyManagement_, contentEncryption_, info);
 }
 
-SecretBuffer Decrypter::contentKey(const JWEHeader& header, ByteView encryptedKey) const {
+SecretBuffer Decrypter::recoverContentEncryptionKey(const JWEHeader& header, ByteView encryptedKey) const {
     const auto management = parameters(keyManagement_);
     const auto keySize = parameters(contentEncryption_).keySize;
     if (encryptedKey.empty() != management.isDirect()) {
         throw JOSESwiftError::parsingFailed(management.isDirect() ? "The encrypted key is not empty."
                                                                   : "The encrypted key is empty.");
     }
-    if (management.isDirect()) return agreed(header);
+    if (management.isDirect()) return agreeWithSender(header);
 
-    auto substitute = randomKey(keySize);
-    auto key = management.isKeyAgreement() ? Crypto::unwrapKey(agreed(header), encryptedKey, keySize)
+    auto substitute = drawRandomKey(keySize);
+    auto key = management.isKeyAgreement() ? Crypto::unwrapKey(agreeWithSender(header), encryptedKey, keySize)
                                            : key_.decrypt(*management.oaepHash, encryptedKey);
     return key && key->size() == keySize ? *std::move(key) : std::move(substitute);
 }

@@ -1,10 +1,11 @@
-// Encrypter and Decrypter: two algorithms and a key that fits the first.
+// Encrypter and Decrypter: two algorithms with a key that fits the first of them.
 #pragma once
 
 #include <optional>
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/jwk.hpp"
@@ -12,19 +13,22 @@
 
 namespace Torvane::JOSE {
 
-/// A content key, and the form in which it travels: empty where both parties derive it.
-struct ContentKey {
-    /// As long as the content encryption algorithm wants it.
+/// A content encryption key, and what the JWE carries of it.
+struct ContentEncryptionKey {
+    /// The key itself, of the size that the content encryption algorithm asks for.
     SecretBuffer key;
-    /// For the recipient's private key to open.
+    /// The key as the recipient's private key opens it; empty under ECDH-ES, where both parties derive the key.
     ByteBuffer encryptedKey;
+    /// Under ECDH-ES in any form the header's "epk"; otherwise nothing.
+    std::optional<JSONValue::Object> ephemeralPublicKey;
 };
 
-/// The sender's side, with the recipient's public key: a value, safe to use from several threads at once.
+/// The sender's side, with the recipient's public key: a value, cheap to copy and safe to use from several threads at
+/// once.
 class TORVANE_EXPORT Encrypter {
   public:
     /// @{
-    /// Nothing unless the key is a public one that fits the key management algorithm.
+    /// An encrypter; nothing unless the key is a public one that fits the key management algorithm.
     static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const SecKey& encryptionKey);
@@ -33,15 +37,21 @@ class TORVANE_EXPORT Encrypter {
                                            const JWK& encryptionKey);
     /// @}
 
-    /// The "alg" that goes into the header.
+    /// @{
+    /// Moving copies, so that a moved-from encrypter still works.
+    Encrypter(const Encrypter&) = default;
+    Encrypter& operator=(const Encrypter&) = default;
+    /// @}
+
+    /// The "alg" of the header.
     KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
-    /// The "enc" that goes into the header.
+    /// The "enc" of the header.
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
-    /// A fresh content key; under ECDH-ES the header gets the ephemeral public key.
-    /// @throws JOSESwiftError parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES;
-    ///         SecurityError.
-    ContentKey newContentKey(JWEHeader& header) const;
+    /// A fresh content encryption key for a JWE with this header, whose "apu" and "apv" count under ECDH-ES (RFC 7518,
+    /// section 4.6.1). The caller has to set the header's "epk".
+    /// @throws JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
+    ContentEncryptionKey makeContentEncryptionKey(const JWEHeader& header) const;
 
   private:
     Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
@@ -52,11 +62,11 @@ class TORVANE_EXPORT Encrypter {
     SecKey key_;
 };
 
-/// The recipient's side, with a private key: a value, safe to use from several threads at once.
+/// The recipient's side, with a private key: a value, cheap to copy and safe to use from several threads at once.
 class TORVANE_EXPORT Decrypter {
   public:
     /// @{
-    /// Nothing unless the key is a private one that fits the key management algorithm.
+    /// A decrypter; nothing unless the key is a private one that fits the key management algorithm.
     static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                            ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                            const SecKey& decryptionKey);
@@ -65,23 +75,30 @@ class TORVANE_EXPORT Decrypter {
                                            const JWK& decryptionKey);
     /// @}
 
-    /// The "alg" that has to be in the header.
+    /// @{
+    /// Moving copies, so that a moved-from decrypter still works.
+    Decrypter(const Decrypter&) = default;
+    Decrypter& operator=(const Decrypter&) = default;
+    /// @}
+
+    /// The "alg" that the header has to name.
     KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
-    /// The "enc" that has to be in the header.
+    /// The "enc" that the header has to name.
     ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
-    /// The content key, or a random one of the same size in place of an encrypted key that cannot be
-    /// unwrapped, so that nothing tells the two apart until the tag fails.
-    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where one is due, or is there where
-    ///         none is; for an "epk", "apu" or "apv" that is malformed or no public key on the curve of ours.
-    ///         SecurityError when the key store fails.
-    SecretBuffer contentKey(const JWEHeader& header, ByteView encryptedKey) const;
+    /// The content encryption key of a JWE. An encrypted key that cannot be unwrapped yields a random key of the same
+    /// size, so that this failure cannot be told apart from any other: the tag fails later.
+    /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where the algorithm needs one, or not
+    ///         empty where it has none, and for an "epk", "apu" or "apv" that is malformed, or an "epk" that is no
+    ///         public key on the curve of ours. SecurityError, or whatever an application's key store throws, when the
+    ///         key store fails.
+    SecretBuffer recoverContentEncryptionKey(const JWEHeader& header, ByteView encryptedKey) const;
 
   private:
     Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
 
-    SecretBuffer agreed(const JWEHeader& header) const;
+    SecretBuffer agreeWithSender(const JWEHeader& header) const;
 
     KeyManagementAlgorithm keyManagement_;
     ContentEncryptionAlgorithm contentEncryption_;

@@ -1,4 +1,4 @@
-// JOSESwiftError: what the JOSE primitives refuse.
+// The error of the JOSE primitives.
 #pragma once
 
 #include <string>
@@ -7,16 +7,16 @@
 
 namespace Torvane::JOSE {
 
-/// The error below the library's own: mostly found as JOSEError::underlyingError().
+/// Mostly met as the underlying error of a JOSEError.
 class TORVANE_EXPORT JOSESwiftError final : public Error {
   public:
-    /// What was refused; the description says why.
+    /// What failed; the description says why.
     enum class Case {
         parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.
-        decryptingFailed,      ///< A JWE does not decrypt; one text, whatever the reason.
-        unsupportedAlgorithm,  ///< A header names another algorithm than the one that was asked for.
-        unsupportedKey,        ///< A key of a kind that the operation does not know.
+        decryptingFailed,      ///< A JWE does not decrypt; the text is always the same.
+        unsupportedAlgorithm,  ///< A header names another algorithm than the one that is expected.
+        unsupportedKey,        ///< A key of a kind that the operation does not support.
     };
 
     /// @{
@@ -29,7 +29,7 @@ class TORVANE_EXPORT JOSESwiftError final : public Error {
     /// "The JWE could not be decrypted."
     static JOSESwiftError decryptingFailed();
 
-    /// What to decide by.
+    /// The case; branch on this.
     Case errorCase() const noexcept { return case_; }
 
     /// For example `JOSESwiftError.verifyingFailed(description: "...")`.

@@ -8,7 +8,7 @@
 namespace Torvane::JOSE {
 namespace {
 
-JSONValue::Object parsedHeader(ByteView json) {
+JSONValue::Object parseHeader(ByteView json) {
     try {
         auto value = JSONSerialization::jsonObject(json);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
@@ -18,10 +18,10 @@ JSONValue::Object parsedHeader(ByteView json) {
     throw JOSESwiftError::parsingFailed("The header is not a JSON object.");
 }
 
-JSONValue::Object with(const StringMap& additional,
-                       std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
-                       std::optional<std::string> keyId) {
-    auto members = toJSONObject(additional);
+JSONValue::Object overwrite(const HeaderParameters& additional,
+                            std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
+                            std::optional<std::string> keyId) {
+    auto members = toJSONObject(additional.members());
     for (const auto& [name, value] : overwriting) members[name] = value;
     if (keyId) members["kid"] = *std::move(keyId);
     return members;
@@ -36,7 +36,7 @@ Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)
     check();
 }
 
-Header::Header(ByteView json) : parameters_(parsedHeader(json)) {
+Header::Header(ByteView json) : parameters_(parseHeader(json)) {
     check();
 }
 
@@ -44,26 +44,24 @@ ByteBuffer Header::jsonData() const {
     return JSONSerialization::data(parameters_);
 }
 
-void Header::requireString(const char* name) const {
-    if (stringMember(parameters_, name) == nullptr) {
-        throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
-    }
+const std::string& Header::rejectMember(const char* name) {
+    throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is missing or not a string.");
 }
 
 void Header::check() const {
     requireString("alg");
-    const auto refuse = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
-    if (parameters_.contains("crit")) refuse("The header's \"crit\" names extensions, and none is supported.");
-    if (parameters_.contains("zip")) refuse("The header's \"zip\" asks for compression, which is not supported.");
+    const auto reject = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
+    if (parameters_.contains("crit")) reject("The header's \"crit\" names extensions, and none is supported.");
+    if (parameters_.contains("zip")) reject("The header's \"zip\" asks for compression, which is not supported.");
     const auto b64 = parameters_.find("b64");
     if (b64 != parameters_.end() && b64->second != JSONValue(true)) {
-        refuse("The header's \"b64\" asks for an unencoded payload, which is not supported.");
+        reject("The header's \"b64\" asks for an unencoded payload, which is not supported.");
     }
 }
 
-JWSHeader::JWSHeader(SignatureAlgorithm algorithm, std::optional<StringMap> additionalHeaderParams,
+JWSHeader::JWSHeader(SignatureAlgorithm algorithm, const HeaderParameters& additionalHeaderParams,
                      std::optional<std::string> keyId)
-    : JWSHeader(with(additionalHeaderParams.value_or(StringMap()), {{"alg", rawValue(algorithm)}}, std::move(keyId))) {}
+    : JWSHeader(overwrite(additionalHeaderParams, {{"alg", rawValue(algorithm)}}, std::move(keyId))) {}
 
 JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {
     requireString("enc");
@@ -74,10 +72,10 @@ JWEHeader::JWEHeader(ByteView json) : Header(json) {
 }
 
 JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
-                     ContentEncryptionAlgorithm contentEncryptionAlgorithm, StringMap additionalHeaderParams,
-                     std::optional<std::string> keyId)
-    : JWEHeader(with(additionalHeaderParams,
-                     {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
-                     std::move(keyId))) {}
+                     ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                     const HeaderParameters& additionalHeaderParams, std::optional<std::string> keyId)
+    : JWEHeader(overwrite(additionalHeaderParams,
+                          {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
+                          std::move(keyId))) {}
 
 }  // namespace Torvane::JOSE

@@ -1,4 +1,4 @@
-// The protected headers of JWS (RFC 7515, section 4) and JWE (RFC 7516, section 4).
+// The protected headers of a JWS (RFC 7515, section 4) and of a JWE (RFC 7516, section 4).
 #pragma once
 
 #include <optional>
@@ -8,73 +8,86 @@
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
+#include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane::JOSE {
 
-/// What both headers share. Refused in either: "alg" missing or not a string, any "crit" (no extension is
-/// understood), "b64" other than true (RFC 7797), any "zip" (no decompression), and a value
-/// that is not JSON.
+/// What the two headers have in common. Both reject an "alg" that is missing or not a string, any "crit" (no extension
+/// is supported), a "b64" other than true (RFC 7797), any "zip" (nothing is decompressed), and a value that is not
+/// JSON. A moved-from header has no members.
 class TORVANE_EXPORT Header {
   public:
-    /// All members, those that the library does not know among them.
+    /// All members, including those that the library does not know.
     const JSONValue::Object& parameters() const noexcept { return parameters_; }
     /// The value of "alg", known to the library or not.
-    const std::string& algorithm() const noexcept { return *stringMember(parameters_, "alg"); }
+    /// @throws JOSESwiftError parsingFailed for a moved-from header.
+    const std::string& algorithm() const { return requireString("alg"); }
     /// The header as JSON text.
     ByteBuffer jsonData() const;
 
   protected:
     /// @{
-    /// @throws JOSESwiftError parsingFailed for what is refused.
+    /// @throws JOSESwiftError parsingFailed for a header that is rejected.
     explicit Header(JSONValue::Object parameters);
     explicit Header(ByteView json);
     /// @}
 
-    /// Inserts or replaces; nothing is checked.
+    /// Inserts or replaces a member without checking it.
     void set(const char* name, JSONValue value) { parameters_[name] = std::move(value); }
-    /// @throws JOSESwiftError parsingFailed.
-    void requireString(const char* name) const;
+    /// The member's value.
+    /// @throws JOSESwiftError parsingFailed when the member is missing or not a string.
+    const std::string& requireString(const char* name) const {
+        const auto* value = stringMember(parameters_, name);
+        return value ? *value : rejectMember(name);
+    }
 
   private:
     void check() const;
+    [[noreturn]] static const std::string& rejectMember(const char* name);
 
     JSONValue::Object parameters_;
 };
 
-/// The header of a signature; what a JWSSigner makes has "alg" and "kid".
+/// The header of a JWS.
 class TORVANE_EXPORT JWSHeader final : public Header {
   public:
+    /// From members of any kind.
     /// @throws JOSESwiftError parsingFailed when the members are no valid JWS header.
     explicit JWSHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {}
 
-    /// Reads a header from its JSON text.
-    /// @throws JOSESwiftError parsingFailed when it is no JSON object, or as above.
+    /// From JSON text.
+    /// @throws JOSESwiftError parsingFailed when the text is no JSON object, or no valid JWS header.
     explicit JWSHeader(ByteView json) : Header(json) {}
 
-    /// The additional members, then "alg", then "kid" when there is a key id, each overwriting what was there.
-    JWSHeader(SignatureAlgorithm algorithm, std::optional<StringMap> additionalHeaderParams,
+    /// The additional members, with "alg" set to the algorithm's name and, when there is a key id, "kid" set to it;
+    /// both overwrite an additional member.
+    /// @throws JOSESwiftError parsingFailed when the result is no valid JWS header.
+    JWSHeader(SignatureAlgorithm algorithm, const HeaderParameters& additionalHeaderParams,
               std::optional<std::string> keyId);
 };
 
-/// The header of an encryption. Refused besides: "enc" missing or not a string.
+/// The header of a JWE. Also rejects an "enc" that is missing or not a string.
 class TORVANE_EXPORT JWEHeader final : public Header {
   public:
     /// @{
-    /// From members, or from their JSON text.
-    /// @throws JOSESwiftError parsingFailed for what is refused.
+    /// From members of any kind, or from JSON text.
+    /// @throws JOSESwiftError parsingFailed when they are no valid JWE header.
     explicit JWEHeader(JSONValue::Object parameters);
     explicit JWEHeader(ByteView json);
     /// @}
 
-    /// The additional members, then "alg" and "enc", then "kid" when there is a key id.
+    /// The additional members, with "alg" and "enc" set to the algorithms' names and, when there is a key id, "kid" set
+    /// to it; all three overwrite an additional member.
+    /// @throws JOSESwiftError parsingFailed when the result is no valid JWE header.
     JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-              StringMap additionalHeaderParams, std::optional<std::string> keyId);
+              const HeaderParameters& additionalHeaderParams, std::optional<std::string> keyId);
 
     /// The value of "enc", known to the library or not.
-    const std::string& encryptionAlgorithm() const noexcept { return *stringMember(parameters(), "enc"); }
-    /// Sets "cty": "JWT" where the content is a token itself (RFC 7519, section 5.2).
+    /// @throws JOSESwiftError parsingFailed for a moved-from header.
+    const std::string& encryptionAlgorithm() const { return requireString("enc"); }
+    /// Sets "cty"; it is "JWT" when the plaintext is itself a token (RFC 7519, section 5.2).
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
-    /// Sets "epk", the sender's half of a key agreement (RFC 7518, section 4.6.1.1).
+    /// Sets "epk", the sender's public key of a key agreement, as a JWK (RFC 7518, section 4.6.1.1).
     void setEphemeralPublicKey(JSONValue::Object jwk) { set("epk", std::move(jwk)); }
 };
 

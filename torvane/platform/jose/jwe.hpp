@@ -1,4 +1,5 @@
-// JSON Web Encryption in compact serialisation (RFC 7516, section 7.1).
+// JSON Web Encryption in compact serialisation (RFC 7516, section 7.1). What was encrypted here and what came from a
+// peer are two types.
 #pragma once
 
 #include <array>
@@ -7,27 +8,22 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
-#include "torvane/platform/jose/content.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
 
 namespace Torvane::JOSE {
 
-/// A JWE made here.
+/// A JWE that was encrypted here. A moved-from JWE is empty.
 class TORVANE_EXPORT JWE {
   public:
-    /// Pieces of the compact serialisation.
+    /// Parts of the compact serialisation.
     static constexpr std::size_t componentCount = 5;
 
-    /// @{
-    /// Encrypts bytes, or content while it writes itself, under a content key and an initialization vector of its own.
+    /// Encrypts the payload under a fresh content encryption key and initialization vector.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed for an "apu" or "apv" that is not base64url, under ECDH-ES; SecurityError;
-    ///         whatever the content throws.
+    ///         parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
     JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter);
-    JWE(JWEHeader header, Content& content, const Encrypter& encrypter);
-    /// @}
 
     /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
@@ -39,28 +35,30 @@ class TORVANE_EXPORT JWE {
     ByteBuffer compact_;
 };
 
-/// A JWE that somebody sent. Keeps nothing of the text that it was read from but the header's piece.
+/// A JWE from a peer. Of the text that it was read from it keeps the header's part only.
 class TORVANE_EXPORT ReceivedJWE {
   public:
+    /// Reads the text.
     /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
-    ///         unpadded base64url, or a header that JWEHeader refuses.
+    ///         unpadded base64url, or a header that JWEHeader rejects.
     explicit ReceivedJWE(ByteView compactSerialization);
 
     /// What the sender claims; nothing of it is authentic before decrypt().
     const JWEHeader& header() const noexcept { return header_; }
 
-    /// The plaintext, once; the ciphertext is decrypted in its place.
+    /// Hands the plaintext out, once; the ciphertext is decrypted in place.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
-    ///         parsingFailed for a part whose size shows it to be malformed, and as Decrypter::contentKey;
-    ///         decryptingFailed for everything else, without a trace of why.
+    ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as
+    ///         Decrypter::recoverContentEncryptionKey(); decryptingFailed for everything else, with one text for all
+    ///         reasons. SecurityError, or whatever an application's key store throws, when the key store fails.
     Payload decrypt(const Decrypter& decrypter) &&;
 
-    /// Whether any part is empty, as the encrypted key is where both parties derive the content key.
+    /// True when any part is empty, as the encrypted key is where both parties derive the content encryption key.
     bool hasEmptyPart() const noexcept;
 
   private:
-    using Pieces = std::array<std::string_view, JWE::componentCount>;
-    explicit ReceivedJWE(const Pieces& pieces);
+    using Parts = std::array<std::string_view, JWE::componentCount>;
+    explicit ReceivedJWE(const Parts& parts);
 
     JWEHeader header_;
     std::string additionalData_;

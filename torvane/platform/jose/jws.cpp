@@ -4,6 +4,7 @@
 #include <array>
 
 #include "torvane/platform/jose/internal/compact.hpp"
+#include "torvane/platform/jose/internal/jws_writer.hpp"
 #include "torvane/platform/primitives/digest.hpp"
 
 namespace Torvane::JOSE {
@@ -11,20 +12,7 @@ namespace {
 
 using Crypto::Digest;
 
-// Calls use(piece) for consecutive pieces of the text, wiped afterwards.
-template <class Use>
-void inBase64urlPieces(ByteView bytes, Use use) {
-    std::array<std::uint8_t, textAtATime> text;
-    const auto longest = std::span(text).first(base64urlSize(std::min(bytes.size(), bytesAtATime)));
-    const WipeOnExit wipeText(longest);
-    while (!bytes.empty()) {
-        const auto piece = bytes.first(std::min(bytes.size(), bytesAtATime));
-        use(ByteView(text).first(encodeBase64url(piece, text)));
-        bytes = bytes.subspan(piece.size());
-    }
-}
-
-// The digest of what is signed, which is fed while the payload is decoded; nothing where the algorithm is not known.
+// Digest of the signing input, updated while the payload is decoded; nothing when the algorithm is not known.
 class SigningDigest {
   public:
     SigningDigest(const std::string& algorithm, std::string_view header) {
@@ -44,33 +32,33 @@ class SigningDigest {
     std::optional<Digest> digest_;
 };
 
-// Hashes a payload's text and decodes it: calls use(bytes) for consecutive pieces of what it decodes to, wiped
-// afterwards. Returns the digest.
+// Hashes and decodes the text of a payload: calls use(bytes) for one decoded chunk after the other, and wipes them at
+// the end. Returns the digest.
 template <class Use>
-std::optional<ByteBuffer> decodeInPieces(std::string_view text, SigningDigest& digest, Use use) {
-    std::array<std::uint8_t, bytesAtATime> bytes;
-    const auto longest = std::span(bytes).first(std::min(text.size(), bytesAtATime));
+std::optional<ByteBuffer> decodeInChunks(std::string_view text, SigningDigest& digest, Use use) {
+    std::array<std::uint8_t, bytesPerChunk> bytes;
+    const auto longest = std::span(bytes).first(std::min(text.size(), bytesPerChunk));
     const WipeOnExit wipeBytes(longest);
     while (!text.empty()) {
-        const auto piece = text.substr(0, textAtATime);
-        digest.update(piece);
-        const auto size = decodeBase64url(piece, bytes);
-        if (!size) refusePiece("payload");
+        const auto chunk = text.substr(0, charactersPerChunk);
+        digest.update(chunk);
+        const auto size = decodeBase64url(chunk, bytes);
+        if (!size) rejectPart("payload");
         use(ByteView(bytes).first(*size));
-        text.remove_prefix(piece.size());
+        text.remove_prefix(chunk.size());
     }
     return digest.finish();
 }
 
-// Puts a text back whose payload was decoded to its front, so far; bytes have only one text. Backwards, for none to be
-// overwritten before it has been encoded.
+// Restores a token after a partial in-place decoding, which is possible because bytes have exactly one text. Works
+// backwards so that no byte is overwritten before it is encoded again.
 void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noexcept {
-    std::array<std::uint8_t, bytesAtATime> bytes;
+    std::array<std::uint8_t, bytesPerChunk> bytes;
     while (decoded > 0) {
-        const auto start = (decoded - 1) / bytesAtATime * bytesAtATime;
-        const auto piece = ByteView(text).subspan(start, decoded - start);
-        std::copy(piece.begin(), piece.end(), bytes.begin());
-        encodeBase64url(ByteView(bytes).first(piece.size()),
+        const auto start = (decoded - 1) / bytesPerChunk * bytesPerChunk;
+        const auto chunk = ByteView(text).subspan(start, decoded - start);
+        std::copy(chunk.begin(), chunk.end(), bytes.begin());
+        encodeBase64url(ByteView(bytes).first(chunk.size()),
                         std::span(text).subspan(front.size() + base64urlSize(start)));
         decoded = start;
     }
@@ -78,7 +66,7 @@ void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noe
     wipe(bytes.data(), bytes.size());
 }
 
-// Turns the text into the payload, in its own memory; a failure leaves it as it was. Returns the digest.
+// Turns the text into the payload, in the same memory; a failure leaves the text unchanged. Returns the digest.
 std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_view payload, ByteBuffer& text,
                                         SigningDigest& digest) {
     ByteBuffer front(header.begin(), header.end());
@@ -86,9 +74,9 @@ std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_vie
     std::size_t decoded = 0;
     std::optional<ByteBuffer> finished;
     try {
-        finished = decodeInPieces(payload, digest, [&](ByteView piece) {
-            std::copy(piece.begin(), piece.end(), text.begin() + static_cast<std::ptrdiff_t>(decoded));
-            decoded += piece.size();
+        finished = decodeInChunks(payload, digest, [&](ByteView chunk) {
+            std::copy(chunk.begin(), chunk.end(), text.begin() + static_cast<std::ptrdiff_t>(decoded));
+            decoded += chunk.size();
         });
     } catch (...) {
         restore(text, front, decoded);
@@ -99,73 +87,44 @@ std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_vie
     return finished;
 }
 
-ByteBuffer decodedSignature(const CompactPieces<JWS::componentCount>& pieces) {
-    auto signature = decodeBase64url(pieces[2]);
-    if (!signature) refusePiece(isBase64url(pieces[1]) ? "signature" : "payload");
+// Of payload and signature, the payload's fault is reported first.
+ByteBuffer decodeSignature(const CompactParts<JWS::componentCount>& parts) {
+    auto signature = decodeBase64url(parts[2]);
+    if (!signature) rejectPart(isBase64url(parts[1]) ? "signature" : "payload");
     return *std::move(signature);
 }
 
 }  // namespace
 
-JWSWriter::JWSWriter(const JWSHeader& header, ByteView payload, const Signer& signer)
-    : payload_(payload), hash_(parameters(signer.algorithm()).hash), signatureSize_(signer.signatureSize()) {
-    if (header.algorithm() != rawValue(signer.algorithm())) {
-        throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
-    }
-    const auto text = header.jsonData();
-    header_.reserve(base64urlSize(text.size()) + 1);
-    appendBase64url(header_, text);
-    header_.push_back('.');
-}
-
-std::size_t JWSWriter::compactSize() const noexcept {
-    return header_.size() + base64urlSize(payload_.size()) + 1 + base64urlSize(signatureSize_);
-}
-
-ByteBuffer JWSWriter::writeSigningInput(const PieceSink& sink) const {
-    Digest digest(hash_);
-    const auto write = [&](ByteView piece) {
-        digest.update(piece);
-        sink(piece);
-    };
-    write(header_);
-    inBase64urlPieces(payload_, write);
-    return digest.finish();
-}
-
-void JWSWriter::writeSignature(ByteView signature, const PieceSink& sink) {
-    sink(asBytes("."));
-    inBase64urlPieces(signature, sink);
-}
-
 JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
-    const JWSWriter writer(header, payload, signer);
+    JWSWriter writer(header, payload, signer);
     auto& compact = compact_.data();
     compact.reserve(writer.compactSize());
-    const auto append = [&compact](ByteView piece) { compact.insert(compact.end(), piece.begin(), piece.end()); };
-    signature_ = signer.signDigest(writer.writeSigningInput(append));
-    JWSWriter::writeSignature(signature_, append);
+    for (auto chunk = writer.nextChunk(); !chunk.empty(); chunk = writer.nextChunk()) {
+        compact.insert(compact.end(), chunk.begin(), chunk.end());
+    }
+    signature_ = writer.signature();
 }
 
-ReceivedJWS::ReceivedJWS(const Pieces& pieces, ByteBuffer* text)
-    : header_(decodePiece(pieces[0], "header")), signature_(decodedSignature(pieces)) {
-    SigningDigest digest(header_.algorithm(), pieces[0]);
+ReceivedJWS::ReceivedJWS(const Parts& parts, ByteBuffer* text)
+    : header_(decodePart(parts[0], "header")), signature_(decodeSignature(parts)) {
+    SigningDigest digest(header_.algorithm(), parts[0]);
     if (text != nullptr) {
-        digest_ = decodeInPlace(pieces[0], pieces[1], *text, digest);
+        digest_ = decodeInPlace(parts[0], parts[1], *text, digest);
         payload_ = Payload(std::move(*text));
     } else {
         auto& payload = payload_.data();
-        payload.reserve(pieces[1].size() / 4 * 3 + 2);
-        digest_ = decodeInPieces(pieces[1], digest, [&payload](ByteView piece) {
-            payload.insert(payload.end(), piece.begin(), piece.end());
+        payload.reserve(parts[1].size() / 4 * 3 + 2);
+        digest_ = decodeInChunks(parts[1], digest, [&payload](ByteView chunk) {
+            payload.insert(payload.end(), chunk.begin(), chunk.end());
         });
     }
 }
 
 ReceivedJWS ReceivedJWS::read(ByteView compactSerialization, ByteBuffer* text) {
-    return readCompact<JWS::componentCount>(compactSerialization, [text](const Pieces& pieces) {
-        if (pieces[2].empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
-        return ReceivedJWS(pieces, text);
+    return readCompact<JWS::componentCount>(compactSerialization, [text](const Parts& parts) {
+        if (parts[2].empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
+        return ReceivedJWS(parts, text);
     });
 }
 

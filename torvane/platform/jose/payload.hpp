@@ -1,4 +1,4 @@
-// Payload, the content of a JWS or JWE.
+// The payload of a JWS, or the plaintext of a JWE.
 #pragma once
 
 #include <utility>
@@ -7,14 +7,14 @@
 
 namespace Torvane::JOSE {
 
-/// Owned content that is wiped when nobody takes it: what was decrypted or decoded on the way to a failure
-/// leaves nothing behind.
+/// Owned bytes that are wiped unless the caller takes them, so that a failure leaves nothing behind of what was already
+/// decrypted or decoded. A moved-from payload is empty.
 class Payload {
   public:
     /// Takes the bytes over.
     explicit Payload(ByteBuffer bytes) noexcept : bytes_(std::move(bytes)) {}
     /// @{
-    /// Moved, never copied: there is one place to wipe.
+    /// Moved, never copied, so that there is one buffer to wipe.
     Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
     Payload& operator=(Payload&& other) noexcept {
         std::swap(bytes_, other.bytes_);
@@ -26,11 +26,11 @@ class Payload {
     ~Payload() { wipe(bytes_.data(), bytes_.size()); }
 
     /// @{
-    /// The bytes, which stay here.
+    /// The bytes, which stay in the payload.
     const ByteBuffer& data() const& noexcept { return bytes_; }
     ByteBuffer& data() & noexcept { return bytes_; }
     /// @}
-    /// Hands the bytes over; they are no longer wiped.
+    /// Hands the bytes over; wiping them is then up to the caller.
     ByteBuffer data() && noexcept { return std::exchange(bytes_, {}); }
 
   private:

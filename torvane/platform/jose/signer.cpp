@@ -14,7 +14,7 @@ std::optional<Signer> Signer::create(SignatureAlgorithm algorithm, const SecKey&
 
 std::optional<Signer> Signer::create(SignatureAlgorithm algorithm, ByteView privateKey) {
     if (algorithm != SignatureAlgorithm::ES256K || !Secp256k1::isPrivateKey(privateKey)) return std::nullopt;
-    return Signer(algorithm, SecretBuffer(privateKey.begin(), privateKey.end()));
+    return Signer(algorithm, std::make_shared<const SecretBuffer>(privateKey.begin(), privateKey.end()));
 }
 
 std::size_t Signer::signatureSize() const noexcept {
@@ -29,7 +29,7 @@ ByteBuffer Signer::sign(ByteView signingInput) const {
 ByteBuffer Signer::signDigest(ByteView digest) const {
     const auto [name, scheme, hash, curve] = parameters(algorithm_);
     if (const auto* key = std::get_if<SecKey>(&key_)) return key->sign(scheme, hash, digest);
-    return Secp256k1::sign(std::get<SecretBuffer>(key_), digest);
+    return Secp256k1::sign(*std::get<std::shared_ptr<const SecretBuffer>>(key_), digest);
 }
 
 std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, const SecKey& publicKey) {
@@ -39,13 +39,13 @@ std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, const Sec
 
 std::optional<Verifier> Verifier::create(SignatureAlgorithm algorithm, ByteView publicKey) {
     if (algorithm != SignatureAlgorithm::ES256K || !Secp256k1::parsePublicPoint(publicKey)) return std::nullopt;
-    return Verifier(algorithm, ByteBuffer(publicKey.begin(), publicKey.end()));
+    return Verifier(algorithm, std::make_shared<const ByteBuffer>(publicKey.begin(), publicKey.end()));
 }
 
 bool Verifier::verifyDigest(ByteView digest, ByteView signature) const {
     const auto [name, scheme, hash, curve] = parameters(algorithm_);
     if (const auto* key = std::get_if<SecKey>(&key_)) return key->verify(scheme, hash, digest, signature);
-    return Secp256k1::verify(std::get<ByteBuffer>(key_), digest, signature);
+    return Secp256k1::verify(*std::get<std::shared_ptr<const ByteBuffer>>(key_), digest, signature);
 }
 
 }  // namespace Torvane::JOSE

@@ -1,6 +1,7 @@
-// Signer and Verifier: an algorithm and a key that fits it.
+// Signer and Verifier: one algorithm with a key that fits it.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -11,48 +12,63 @@
 
 namespace Torvane::JOSE {
 
-/// One algorithm and a private key that fits it: a value, safe to use from several threads at once.
+/// One algorithm and a private key that fits it: a value, cheap to copy and safe to use from several threads at once.
 class TORVANE_EXPORT Signer {
   public:
-    /// Nothing unless the key is a private one that fits the algorithm.
+    /// A signer with a platform key; nothing unless the key is a private one that fits the algorithm.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, const SecKey& privateKey);
-    /// ES256K with the 32 bytes of a secp256k1 scalar; nothing for other algorithms, or a scalar out of range.
+    /// A signer for ES256K with the 32 bytes of a secp256k1 scalar, which are copied and wiped at the end. Nothing for
+    /// another algorithm, or for a scalar out of range.
     static std::optional<Signer> create(SignatureAlgorithm algorithm, ByteView privateKey);
 
-    /// The "alg" that goes into the header.
+    /// @{
+    /// Moving copies, so that a moved-from signer still works.
+    Signer(const Signer&) = default;
+    Signer& operator=(const Signer&) = default;
+    /// @}
+
+    /// The "alg" of the header.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
-    /// Bytes in every signature.
+    /// Bytes in each signature.
     std::size_t signatureSize() const noexcept;
     /// @{
-    /// A signature over the whole input, or over its digest by the algorithm's hash function.
-    /// @throws SecurityError when the key store fails.
+    /// A signature over the whole signing input, or over its digest by the algorithm's hash function: signatureSize()
+    /// bytes, in the form of RFC 7518, section 3.
+    /// @throws SecurityError, or whatever an application's key store throws, when the key store fails.
     ByteBuffer sign(ByteView signingInput) const;
     ByteBuffer signDigest(ByteView digest) const;
     /// @}
 
   private:
-    using Key = std::variant<SecKey, SecretBuffer>;
+    using Key = std::variant<SecKey, std::shared_ptr<const SecretBuffer>>;
     Signer(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 
     SignatureAlgorithm algorithm_;
     Key key_;
 };
 
-/// One algorithm and a public key that fits it: a value, safe to use from several threads at once.
+/// One algorithm and a public key that fits it: a value, cheap to copy and safe to use from several threads at once.
 class TORVANE_EXPORT Verifier {
   public:
-    /// Nothing unless the key is a public one that fits the algorithm.
+    /// A verifier with a platform key; nothing unless the key is a public one that fits the algorithm.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, const SecKey& publicKey);
-    /// ES256K with a secp256k1 point of 33 or 65 bytes; nothing for other algorithms, or a point off the curve.
+    /// A verifier for ES256K with a secp256k1 point of 33 or 65 bytes. Nothing for another algorithm, or for a point
+    /// off the curve.
     static std::optional<Verifier> create(SignatureAlgorithm algorithm, ByteView publicKey);
 
-    /// The "alg" that has to be in the header.
+    /// @{
+    /// Moving copies, so that a moved-from verifier still works.
+    Verifier(const Verifier&) = default;
+    Verifier& operator=(const Verifier&) = default;
+    /// @}
+
+    /// The "alg" that the header has to name.
     SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
-    /// Whether the signature is one over the input with this digest, by the algorithm's hash function.
-    bool verifyDigest(ByteView digest, ByteView signature) const;
+    /// True when the signature is valid for the digest of the signing input by the algorithm's hash function.
+    [[nodiscard]] bool verifyDigest(ByteView digest, ByteView signature) const;
 
   private:
-    using Key = std::variant<SecKey, ByteBuffer>;
+    using Key = std::variant<SecKey, std::shared_ptr<const ByteBuffer>>;
     Verifier(SignatureAlgorithm algorithm, Key key) noexcept : algorithm_(algorithm), key_(std::move(key)) {}
 
     SignatureAlgorithm algorithm_;

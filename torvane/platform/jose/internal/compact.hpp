@@ -1,4 +1,4 @@
-// The compact serialisations' common ground: pieces between dots.
+// What reading a JWS and reading a JWE have in common: the parts of a compact token, and the size of chunks.
 #pragma once
 
 #include <array>
@@ -11,40 +11,40 @@
 
 namespace Torvane::JOSE {
 
-/// How much of a token is worked on at a time, as bytes and as the base64url of them: small enough to stay in the cache
-/// from step to step, and whole groups of three bytes.
-inline constexpr std::size_t bytesAtATime = 6144, textAtATime = base64urlSize(bytesAtATime);
+/// How much is worked on at a time, as bytes and as their base64url: whole groups of three bytes, and little enough to
+/// stay in the cache from one step to the next.
+inline constexpr std::size_t bytesPerChunk = 6144, charactersPerChunk = base64urlSize(bytesPerChunk);
 
-/// Pieces in their order. The last but one is the long one, the payload or the ciphertext.
+/// The parts of a token, still encoded. The last but one, payload or ciphertext, is the long one.
 template <std::size_t Count>
-using CompactPieces = std::array<std::string_view, Count>;
+using CompactParts = std::array<std::string_view, Count>;
 
 template <std::size_t Count>
-[[noreturn]] void refuseCount() {
+[[noreturn]] void rejectCount() {
     throw JOSESwiftError::parsingFailed("The compact serialisation does not have " + std::to_string(Count) + " parts.");
 }
 
-/// What read(pieces) makes of a text, split at the first dots and at the last one. Nobody looks at the long piece
-/// between for more of them, unless the header is long or reading fails.
-/// @throws JOSESwiftError parsingFailed for another number of pieces than Count, and before whatever read() throws.
+/// Returns read(parts). The token is split at its first dots and at its last one; the long part between them is scanned
+/// for extra dots only if the header is long or read() throws.
+/// @throws JOSESwiftError parsingFailed for another number of parts, in preference to what read() throws.
 template <std::size_t Count, class Read>
 auto readCompact(ByteView compact, Read read) {
     auto text = asText(compact);
-    CompactPieces<Count> pieces;
+    CompactParts<Count> parts;
     for (std::size_t i = 0; i + 1 < Count; ++i) {
         const auto dot = i + 2 < Count ? text.find('.') : text.rfind('.');
-        if (dot == std::string_view::npos) refuseCount<Count>();
-        pieces[i] = text.substr(0, dot);
+        if (dot == std::string_view::npos) rejectCount<Count>();
+        parts[i] = text.substr(0, dot);
         text.remove_prefix(dot + 1);
     }
-    pieces.back() = text;
-    const auto requireCount = [&pieces] {
-        if (pieces[Count - 2].find('.') != std::string_view::npos) refuseCount<Count>();
+    parts.back() = text;
+    const auto requireCount = [&parts] {
+        if (parts[Count - 2].find('.') != std::string_view::npos) rejectCount<Count>();
     };
-    // A header as long as that costs more than the look.
-    if (pieces.front().size() > textAtATime) requireCount();
+    // Decoding a header of this length costs more than the scan.
+    if (parts.front().size() > charactersPerChunk) requireCount();
     try {
-        return read(pieces);
+        return read(parts);
     } catch (const JOSESwiftError&) {
         requireCount();
         throw;
@@ -52,14 +52,14 @@ auto readCompact(ByteView compact, Read read) {
 }
 
 /// @throws JOSESwiftError parsingFailed, always.
-[[noreturn]] inline void refusePiece(std::string_view part) {
-    throw JOSESwiftError::parsingFailed("The " + std::string(part) + " is not valid base64url.");
+[[noreturn]] inline void rejectPart(std::string_view name) {
+    throw JOSESwiftError::parsingFailed("The " + std::string(name) + " is not valid base64url.");
 }
 
-/// @throws JOSESwiftError parsingFailed, naming the part, when the piece is not canonical unpadded base64url.
-inline ByteBuffer decodePiece(std::string_view piece, std::string_view part) {
-    auto bytes = decodeBase64url(piece);
-    if (!bytes) refusePiece(part);
+/// @throws JOSESwiftError parsingFailed, with the part's name, when the part is not canonical unpadded base64url.
+inline ByteBuffer decodePart(std::string_view part, std::string_view name) {
+    auto bytes = decodeBase64url(part);
+    if (!bytes) rejectPart(name);
     return *std::move(bytes);
 }
 

@@ -16,8 +16,8 @@ void appendCounted(ByteBuffer& out, ByteView bytes) {
 
 }  // namespace
 
-SecretBuffer agreedKey(const SecKey& own, const SecKey& peer, KeyManagementAlgorithm algorithm,
-                       ContentEncryptionAlgorithm encryption, const PartyInfo& info) {
+SecretBuffer agreeOnKey(const SecKey& own, const SecKey& peer, KeyManagementAlgorithm algorithm,
+                        ContentEncryptionAlgorithm encryption, const PartyInfo& info) {
     const auto management = parameters(algorithm);
     const auto content = parameters(encryption);
     const auto keySize = management.isDirect() ? content.keySize : management.wrappingKeySize;

@@ -1,4 +1,4 @@
-// ECDH-ES (RFC 7518, section 4.6): from two keys to one.
+// Key agreement by ECDH-ES (RFC 7518, section 4.6).
 #pragma once
 
 #include "torvane/platform/core/bytes.hpp"
@@ -7,15 +7,15 @@
 
 namespace Torvane::JOSE {
 
-/// What the two parties say of themselves, decoded; empty where they say nothing.
+/// The header's "apu" and "apv", decoded; empty when the header has none.
 struct PartyInfo {
     ByteBuffer u;
     ByteBuffer v;
 };
 
-/// The content key where the agreement is direct, else the key that wraps it.
-/// @throws SecurityError when the key store fails.
-SecretBuffer agreedKey(const SecKey& own, const SecKey& peer, KeyManagementAlgorithm algorithm,
-                       ContentEncryptionAlgorithm encryption, const PartyInfo& info);
+/// Derives the content encryption key under ECDH-ES itself, otherwise the key that wraps it.
+/// @throws SecurityError, or whatever an application's key store throws, when the key store fails.
+SecretBuffer agreeOnKey(const SecKey& own, const SecKey& peer, KeyManagementAlgorithm algorithm,
+                        ContentEncryptionAlgorithm encryption, const PartyInfo& info);
 
 }  // namespace Torvane::JOSE

@@ -1,0 +1,72 @@
+// What JWEEncrypter, JWEDecrypter and nested messages have in common: from names and a key to a JOSE::Encrypter or
+// JOSE::Decrypter, and the operations with them.
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "torvane/jwe/jwe_decrypter.hpp"
+#include "torvane/jwe/jwe_encrypter.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
+
+namespace Torvane {
+
+/// The two algorithms of a JWE.
+struct JWEAlgorithms {
+    JOSE::KeyManagementAlgorithm keyManagement = JOSE::KeyManagementAlgorithm::RSA_OAEP_256;
+    JOSE::ContentEncryptionAlgorithm contentEncryption = JOSE::ContentEncryptionAlgorithm::A128CBC_HS256;
+};
+
+/// The algorithms that the arguments name.
+/// @throws JOSEError algorithmNotSupported for an unknown name; when both are unknown, for the key management's.
+JWEAlgorithms resolveAlgorithms(const JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm>& keyManagement,
+                                const JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm>& contentEncryption);
+
+/// A JOSE::Encrypter or JOSE::Decrypter for a platform key or a JOSE::JWK.
+/// @throws JOSEError invalidKeyFormat when the key does not fit.
+template <class EncrypterOrDecrypter, class Key>
+EncrypterOrDecrypter makeForKey(const JWEAlgorithms& algorithms, const Key& key) {
+    auto created = EncrypterOrDecrypter::create(algorithms.keyManagement, algorithms.contentEncryption, key);
+    if (!created) {
+        const std::string role = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter> ? "encrypter" : "decrypter";
+        // Applications know this text with its parenthesis open.
+        throw JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
+                                          " for JWE. Make sure the key you are using is following the "
+                                          "requirements for the key management algorithm "
+                                          "(" +
+                                          std::string(rawValue(algorithms.keyManagement)) +
+                                          " and encryption algorithm " +
+                                          std::string(rawValue(algorithms.contentEncryption)) + ".");
+    }
+    return *std::move(created);
+}
+
+/// The same for the JWK of a JSON Web Key, which must be a public key for an encrypter, a private one for a decrypter.
+/// @throws JOSEError invalidKeyFormat for a key without a JWK; algorithmNotSupported for one of the other class, or of
+/// a
+///         type other than EC256Key and RSA2048Key; invalidKeyFormat when the key does not fit.
+template <class EncrypterOrDecrypter>
+EncrypterOrDecrypter makeForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk) {
+    if (!jwk.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
+    const auto& key = jwk.key();
+    const bool needsPublicKey = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter>;
+    const bool isKnownType = key.keyType() == Zennet::KeyType::EC256Key || key.keyType() == Zennet::KeyType::RSA2048Key;
+    if (key.isPublicKey() != needsPublicKey || !isKnownType) throw JOSEError::algorithmNotSupported("Unsupported Key");
+    return makeForKey<EncrypterOrDecrypter>(algorithms, *jwk.jwk());
+}
+
+/// Returns the key itself, once it is known that the default algorithms may be tried with it.
+/// @throws JOSEError curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
+const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& jwk);
+
+/// The header of a JWE by the encrypter.
+/// @throws JOSE::JOSESwiftError parsingFailed for a rejected header.
+JOSE::JWEHeader makeHeader(const JWEEncrypter& encrypter, const JOSE::HeaderParameters& headerParams, bool isNested);
+
+/// Decrypts a JWE that has been read.
+/// @throws JOSEError JWEDecrypterError.
+ByteBuffer decryptReceivedJWE(const JWEDecrypter& decrypter, JOSE::ReceivedJWE&& jwe);
+
+}  // namespace Torvane

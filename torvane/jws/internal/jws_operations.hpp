@@ -1,0 +1,56 @@
+// What JWSSigner, JWSVerifier and nested messages have in common: from a key to a JOSE::Signer or JOSE::Verifier, and
+// the operations with them.
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "torvane/jws/jws_signer.hpp"
+#include "torvane/jws/jws_verifier.hpp"
+#include "torvane/platform/jose/jws.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
+
+namespace Torvane {
+
+/// The algorithm that the argument names.
+/// @throws JOSEError algorithmNotSupported for an unknown name.
+JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm>& algorithm);
+
+/// A JSON Web Key over a platform key, for signatures. Its class and type are those of the platform key.
+JsonWebKey makeJwk(const SecKey& key, std::string keyId);
+
+/// A JOSE::Signer or JOSE::Verifier with the key's raw bytes for ES256K, with its platform key for every other
+/// algorithm.
+/// @throws JOSEError missingKey or invalidKeyFormat.
+template <class SignerOrVerifier>
+SignerOrVerifier makeForKey(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key) {
+    const auto create = [&](const auto& material) {
+        if (!material) throw JOSEError::missingKey("Missing required information in the JWK");
+        return SignerOrVerifier::create(algorithm, *material);
+    };
+    auto created = algorithm == JOSE::SignatureAlgorithm::ES256K ? create(key.keyData()) : create(key.keyRef());
+    if (!created) {
+        const std::string role = std::is_same_v<SignerOrVerifier, JOSE::Signer> ? "signer" : "verifier";
+        throw JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
+                                          " for JWS. Make sure the key you are using is following the "
+                                          "requirements for the signing algorithm RS256.");
+    }
+    return *std::move(created);
+}
+
+/// A JOSE::JWS or JOSE::JWSWriter with the signer's header for these parameters.
+/// @throws JOSEError JWSSignerError.
+template <class Signed>
+Signed makeSigned(const JWSSigner& signer, ByteView payload, const JOSE::HeaderParameters& headerParams) {
+    return wrapErrors(JOSEError::JWSSignerError, [&] {
+        const JOSE::JWSHeader header(signer.jwsAlgorithm(), headerParams, signer.jwk().keyId());
+        return Signed(header, payload, makeForKey<JOSE::Signer>(signer.jwsAlgorithm(), signer.jwk().key()));
+    });
+}
+
+/// Verifies a JWS that has been read. After a failure it keeps its payload, to be tried with another key.
+/// @throws JOSEError JWSVerificationError.
+ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS&& jws);
+
+}  // namespace Torvane

@@ -1,0 +1,101 @@
+#include "torvane/messaging/internal/nested_message.hpp"
+
+#include <string_view>
+
+#include "torvane/jwe/internal/jwe_operations.hpp"
+#include "torvane/jws/internal/jws_operations.hpp"
+#include "torvane/jwt/json_web_structure.hpp"
+#include "torvane/platform/encodings/utf8.hpp"
+#include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/internal/jwe_writer.hpp"
+#include "torvane/platform/jose/internal/jws_writer.hpp"
+
+namespace Torvane {
+namespace {
+
+// Well-formed tokens are parsed once. For others these two return nothing, and the slow path (JsonWebStructure, then
+// JWEDecrypter or JWSVerifier) reports the errors in the documented order. std::bad_alloc passes.
+
+std::optional<JOSE::ReceivedJWE> readJWE(ByteView token) {
+    try {
+        JOSE::ReceivedJWE jwe(token);
+        if (!jwe.hasEmptyPart()) return jwe;
+    } catch (const Error&) {
+    }
+    return std::nullopt;
+}
+
+// Takes the text over when it returns something.
+std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& text) {
+    try {
+        return JOSE::ReceivedJWS(std::move(text));
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
+    const auto* keyId = stringMember(header, "kid");
+    return keyId ? std::optional(*keyId) : std::nullopt;
+}
+
+// A header that cannot be read, or has no "kid", is no error: the keys are then looked up without an id.
+std::optional<std::string> extractKeyId(ByteView compactSerialization) {
+    const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
+    const auto header = JsonWebStructure::headerOf(text);
+    return header ? keyIdIn(*header) : std::nullopt;
+}
+
+template <class Received>
+std::optional<std::string> keyIdOf(const std::optional<Received>& received, ByteView text) {
+    return received ? keyIdIn(received->header().parameters()) : extractKeyId(text);
+}
+
+}  // namespace
+
+ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const JOSE::HeaderParameters& jwsHeaders,
+                               const PreparedEncrypter& encrypter, const JOSE::HeaderParameters& jweHeaders) {
+    auto jws = makeSigned<JOSE::JWSWriter>(signer, message, jwsHeaders);
+    const auto nextChunk = [&] { return wrapErrors(JOSEError::JWSSignerError, [&] { return jws.nextChunk(); }); };
+
+    std::optional<JOSE::JWEWriter> jwe;
+    auto encryptionError = errorOf([&] {
+        auto header = makeHeader(encrypter.get(), jweHeaders, true);
+        wrapErrors(JOSEError::JWEEncrypterError,
+                   [&] { jwe.emplace(std::move(header), jws.compactSize(), encrypter.get().encrypter()); });
+    });
+    for (auto chunk = nextChunk(); !chunk.empty(); chunk = nextChunk()) {
+        if (encryptionError) continue;  // the chunks are for the signature alone
+        encryptionError = errorOf([&] { wrapErrors(JOSEError::JWEEncrypterError, [&] { jwe->write(chunk); }); });
+    }
+    if (encryptionError) std::rethrow_exception(encryptionError);
+    return wrapErrors(JOSEError::JWEEncrypterError, [&] { return jwe->finish(); });
+}
+
+ReceivedNestedMessage::ReceivedNestedMessage(ByteView token)
+    : token_(token), jwe_(readJWE(token)), keyId_(keyIdOf(jwe_, token)) {}
+
+ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) && {
+    return ReceivedSignedMessage(jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_));
+}
+
+ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws)
+    : text_(std::move(jws)), jws_(readJWS(text_.data())), keyId_(keyIdOf(jws_, text_.data())) {}
+
+ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) && {
+    std::exception_ptr lastError;
+    for (const auto& key : keys) {
+        if (!key.key().isPublicKey()) continue;
+        const JWSVerifier verifier(algorithm, key);
+        try {
+            return jws_ ? verifyReceivedJWS(verifier, *std::move(jws_)) : verifier.verifyJWS(text_.data());
+        } catch (const JOSEError&) {
+            lastError = std::current_exception();
+        }
+    }
+    if (lastError) std::rethrow_exception(lastError);
+    throw JOSEError::JWSVerificationError(
+        std::make_exception_ptr(JOSE::JOSESwiftError::verifyingFailed("Failed to verify JWT")));
+}
+
+}  // namespace Torvane

@@ -1,0 +1,75 @@
+#include "torvane/platform/jose/internal/jwe_writer.hpp"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "torvane/platform/core/random.hpp"
+#include "torvane/platform/jose/jwe.hpp"
+
+namespace Torvane::JOSE {
+namespace {
+
+std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size_t plaintextSize) noexcept {
+    return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
+}
+
+std::unique_ptr<Crypto::ContentEncryptor> makeEncryptor(const ContentEncryptionParameters& content, ByteView key,
+                                                        ByteView iv, ByteView additionalData) {
+    return content.macHash ? Crypto::makeCbcHmacEncryptor(*content.macHash, key, iv, additionalData)
+                           : Crypto::makeGcmEncryptor(key, iv, additionalData);
+}
+
+}  // namespace
+
+JWEWriter::JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypter& encrypter) {
+    requireAlgorithms(header, encrypter, "encrypter's");
+    const auto content = parameters(encrypter.contentEncryptionAlgorithm());
+    auto contentEncryptionKey = encrypter.makeContentEncryptionKey(header);
+    if (contentEncryptionKey.ephemeralPublicKey) {
+        header.setEphemeralPublicKey(*std::move(contentEncryptionKey.ephemeralPublicKey));
+    }
+    ByteBuffer iv(content.ivSize);
+    secRandomCopyBytes(iv);
+
+    const auto headerText = header.jsonData();
+    compact_.reserve(base64urlSize(headerText.size()) + base64urlSize(contentEncryptionKey.encryptedKey.size()) +
+                     base64urlSize(iv.size()) + base64urlSize(ciphertextSize(content, plaintextSize)) +
+                     base64urlSize(content.tagSize) + JWE::componentCount - 1);
+    appendBase64url(compact_, headerText);
+    encryptor_ = makeEncryptor(content, contentEncryptionKey.key, iv, compact_);
+    appendPart(contentEncryptionKey.encryptedKey);
+    appendPart(iv);
+    compact_.push_back('.');
+}
+
+void JWEWriter::write(ByteView plaintext) {
+    std::array<std::uint8_t, charactersPerChunk + 2 * aesBlockSize> ciphertext;
+    std::copy_n(pending_.begin(), pendingSize_, ciphertext.begin());
+    while (!plaintext.empty()) {
+        const auto chunk = plaintext.first(std::min(plaintext.size(), charactersPerChunk));
+        const auto size = pendingSize_ + encryptor_->update(chunk, std::span(ciphertext).subspan(pendingSize_));
+        pendingSize_ = size % 3;
+        const auto groups = size - pendingSize_;
+        appendBase64url(compact_, ByteView(ciphertext).first(groups));
+        if (groups > 0) std::copy_n(ciphertext.begin() + groups, pendingSize_, ciphertext.begin());
+        plaintext = plaintext.subspan(chunk.size());
+    }
+    std::copy_n(ciphertext.begin(), pendingSize_, pending_.begin());
+}
+
+ByteBuffer JWEWriter::finish() {
+    std::array<std::uint8_t, 3 * aesBlockSize> ciphertext;
+    std::copy_n(pending_.begin(), pendingSize_, ciphertext.begin());
+    const auto size = pendingSize_ + encryptor_->finish(std::span(ciphertext).subspan(pendingSize_));
+    appendBase64url(compact_, ByteView(ciphertext).first(size));
+    appendPart(encryptor_->tag());
+    return std::move(compact_);
+}
+
+void JWEWriter::appendPart(ByteView part) {
+    compact_.push_back('.');
+    appendBase64url(compact_, part);
+}
+
+}  // namespace Torvane::JOSE
