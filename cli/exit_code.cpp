@@ -5,20 +5,10 @@
 namespace Command {
 namespace {
 
-bool isKeyStoreError(const std::exception_ptr& error) noexcept {
-    try {
-        if (error) std::rethrow_exception(error);
-    } catch (const Torvane::SecurityError&) {
-        return true;
-    } catch (...) {
-    }
-    return false;
-}
-
 ExitCode codeOf(const Torvane::JOSEError& error) {
     using enum Torvane::JOSEError::Case;
-    // The key store failed, whatever the operation: the token may be fine.
-    if (isKeyStoreError(error.underlyingError())) return ExitCode::key;
+    // A key store that fails in the middle of an operation says nothing of the token.
+    if (error.underlying<Torvane::SecurityError>()) return ExitCode::key;
     switch (error.errorCase()) {
         case algorithmNotSupported: return ExitCode::usage;
         case invalidKeyFormat:

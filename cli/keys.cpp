@@ -32,7 +32,7 @@ std::vector<std::string> fitting(const SecKey& key) {
 JsonWebKey readKey(const JSONValue::Object& members) {
     const auto* curve = stringMember(members, "crv");
     if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
-        return JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{members}}}).jwks.front();
+        return JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List::of(members)}}).jwks.front();
     }
     return JsonWebKey(JOSE::JWK::initFrom(members));
 }
@@ -110,7 +110,8 @@ std::vector<SetEntry> readSetEntries(ByteView text) {
         throw Failure(ExitCode::key, "The input is neither a JWK Set nor a JWK.");
     }
     std::vector<SetEntry> entries;
-    for (const auto& element : list != nullptr ? *list : JSONValue::List{json}) entries.push_back(readEntry(element));
+    for (const auto& element : list != nullptr ? *list : JSONValue::List::of(json))
+        entries.push_back(readEntry(element));
     return entries;
 }
 

@@ -19,7 +19,7 @@ class TokenCoder : public CoderEncryptProtocol {
     ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) override {
         JWTClaims claims(requestBody.getParams());
         claims.setIssuer("app").setAudience("bank").setIssuedAtToNow().setExpirationTimeSecondsInTheFuture(60);
-        claims.setGeneratedJwtId();
+        claims.setClaim(ReservedClaimNames::TYPE, "payment").setGeneratedJwtId();
         return helper_.encodeMessage(asBytes(claims.toJsonString()));
     }
 
@@ -55,7 +55,7 @@ int main() {
 
     URLRequestBody body;
     body.setBodyParam("amount", 950.25).setBodyParam("currency", "EUR").setBodyParam("draft", false);
-    body["tags"] = JSONValue::List{"rent", "home"};
+    body["tags"] = JSONValue::List::of("rent", "home");
     body["payee"] = JSONValue::Object{{"name", "Ada"}, {"bank", "Z\u00fcrich"}};
     URLRequestHeader header;
     header.setHeaderField(URLRequestHeader::header_content_type, coder.contentType());

@@ -23,7 +23,9 @@ class Party : public JsonSerializeObject, public JsonSerializeProtocol {
     std::string iban;
 
   protected:
-    Properties properties() const override { return {{"name", name}, {"iban", iban}}; }
+    Properties properties() const override {
+        return {JsonSerializeObject::properties(), {{"name", name}, {"iban", iban}}};
+    }
 };
 
 class Position : public JsonSerializeObject, public JsonSerializeProtocol {
@@ -37,7 +39,9 @@ class Position : public JsonSerializeObject, public JsonSerializeProtocol {
     std::int64_t cents;
 
   protected:
-    Properties properties() const override { return {{"text", text}, {"cents", cents}}; }
+    Properties properties() const override {
+        return {JsonSerializeObject::properties(), {{"text", text}, {"cents", cents}}};
+    }
 };
 
 class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol {
@@ -63,15 +67,18 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
 
   protected:
     Properties properties() const override {
-        return {
-            {"payee", payee}, {"positions", positions}, {"note", note},  // left out while it is empty
-            {"state", state},                                            // always left out
-            {"tags", tags},
-        };
+        return {JsonSerializeObject::properties(),
+                {
+                    {"payee", payee},
+                    {"positions", positions},
+                    {"note", note},    // left out while it is absent
+                    {"state", state},  // always left out
+                    {"tags", tags},
+                }};
     }
 };
 
-// Adds one property to those of the class above.
+// The properties of a TransferRequest, and one more.
 class StandingOrder : public TransferRequest {
   public:
     using TransferRequest::TransferRequest;
@@ -81,7 +88,7 @@ class StandingOrder : public TransferRequest {
     std::int64_t dayOfMonth = 1;
 
   protected:
-    Properties properties() const override { return {{"dayOfMonth", dayOfMonth}, TransferRequest::properties()}; }
+    Properties properties() const override { return {TransferRequest::properties(), {{"dayOfMonth", dayOfMonth}}}; }
 };
 
 }  // namespace
@@ -100,7 +107,7 @@ int main() {
                   << received.positions.front().text << " on day " << received.dayOfMonth << ", "
                   << received.note.value_or("without a note") << '\n';
 
-        fromJsonString<StandingOrder>(R"({"payee": {"name": "Ada"}})");
+        const auto incomplete = fromJsonString<StandingOrder>(R"({"payee": {"name": "Ada"}})");
     } catch (const JsonSerializeError& error) {
         std::cout << error.errorDescription() << '\n';
     }

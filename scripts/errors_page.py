@@ -67,7 +67,7 @@ def texts(name, text):
             comment, in_group = "", words.endswith("{")
         elif words.startswith("///"):
             comment += words + "\n"
-        elif factory := re.match(rf"static {name} (\w+)\(", words):
+        elif factory := re.match(rf"\[\[nodiscard\]\] static {name} (\w+)\(", words):
             found[factory[1]] = plain(comment)
             comment = comment if in_group else ""
         elif not words:

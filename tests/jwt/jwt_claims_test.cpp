@@ -31,13 +31,36 @@ TEST(JWTClaims, HoldsValuesAsTheyWereSet) {
     JWTClaims claims;
     claims.setIssuer("i").setSubject("s").setAudience("a").setJwtId("j");
     claims.setExpirationTime(1.5).setNotBefore(-2).setIssuedAt(3e9);
-    claims.setClaimValue(nullptr, "null").setClaimValue(Strings{"x"}, "list").setClaimValue(7, "typ");
-    const Object expected{{"iss", "i"},  {"sub", "s"}, {"aud", List{"a"}}, {"jti", "j"},        {"exp", 1.5},
-                          {"nbf", -2.0}, {"iat", 3e9}, {"null", nullptr},  {"list", List{"x"}}, {"typ", 7}};
+    claims.setClaim("null", nullptr).setClaim("list", Strings{"x"}).setClaimValue(7, "typ");
+    const Object expected{
+        {"iss", "i"}, {"sub", "s"},      {"aud", List::of("a")},  {"jti", "j"}, {"exp", 1.5}, {"nbf", -2.0},
+        {"iat", 3e9}, {"null", nullptr}, {"list", List::of("x")}, {"typ", 7}};
     EXPECT_EQ(claims.getClaims(), expected);
     EXPECT_EQ(claims.toDictionary(), expected);
+    for (const auto* name : {"exp", "nbf", "iat"}) EXPECT_TRUE(expected.at(name).as<double>()) << name;
     EXPECT_EQ(fromJsonString<JWTClaims>(claims.toJsonString()).getNotBefore(), -2.0);
-    EXPECT_EQ(claims.setClaimValue("other", ReservedClaimNames::TYPE).getClaims().at("typ"), JSONValue("other"));
+    EXPECT_EQ(claims.setClaimValue("other", ReservedClaimNames::TYPE).getClaims().at("typ"), "other");
+    EXPECT_EQ(claims.setClaim(ReservedClaimNames::TYPE, "third").getClaims().at("typ"), "third");
+}
+
+JWTClaims claimsOf(const std::string& issuer) {
+    JWTClaims claims;
+    claims.setIssuer(issuer);
+    return claims;
+}
+
+TEST(JWTClaims, AreMovedWholeAndCopiedByNameOnly) {
+    static_assert(!std::copy_constructible<JWTClaims> && !std::is_copy_assignable_v<JWTClaims>);
+    std::vector<JWTClaims> all;
+    for (const auto* issuer : {"a", "b", "c"}) all.push_back(claimsOf(issuer));
+    auto copy = all[1].copy();
+    EXPECT_EQ(copy.setIssuer("d").getIssuer() + all[0].getIssuer() + all[1].getIssuer() + all[2].getIssuer(), "dabc");
+    auto& source = all[2];
+    copy = std::move(source);
+    EXPECT_EQ(copy.getIssuer(), "c");
+    EXPECT_EQ(source.toJsonString(), "{}");  // NOLINT(bugprone-use-after-move)
+    EXPECT_ERROR(source.getIssuer(), JOSEError::claimNotFoundInJWT("iss"));
+    EXPECT_EQ(source.setIssuer("e").getIssuer(), "e");
 }
 
 TEST(JWTClaims, NullIsThereAndAnAbsentClaimIsNot) {
@@ -82,8 +105,8 @@ TEST(JWTClaims, TheAudienceIsAListOrALoneStringOrNotFound) {
     EXPECT_EQ(claims.setAudience().getAudience(), Strings());
     EXPECT_EQ(claims.setAudience({"x", "y"}).toJsonString(), R"({"aud":["x","y"]})");
     EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":"x"})").getAudience(), Strings{"x"});
-    for (const JSONValue& value : List{5, nullptr, List{"a", 1}, Object()})
-        EXPECT_ERROR(claims.setClaimValue(value, "aud").getAudience(), JOSEError::claimNotFoundInJWT("aud"));
+    for (const JSONValue& value : List::of(5, nullptr, List::of("a", 1), Object()))
+        EXPECT_ERROR(claims.setClaim("aud", value).getAudience(), JOSEError::claimNotFoundInJWT("aud"));
 }
 
 void get(const JWTClaims& claims, const std::string& name) {
@@ -130,7 +153,7 @@ TEST(JWTClaims, GeneratedIdsAreRandomAndAsLongAsAsked) {
 }
 
 TEST(JWTClaimsDeathTest, AFailingRandomSourceStopsTheProcess) {
-    // In a new process, so that the generator has not been made yet.
+    // In a new process, where OpenSSL has not made its generator yet.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto generate = [] {
         RAND_set_DRBG_type(nullptr, "no such generator", nullptr, nullptr, nullptr);

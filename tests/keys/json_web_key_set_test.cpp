@@ -110,7 +110,7 @@ TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
         EXPECT_REFUSED(JsonWebKeySet(object(set)), row["error"]);
     });
     const JSONValue::Object notUtf8{{"kty", "RSA"}, {"n", "\xff"}};
-    EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List{notUtf8}}}),
+    EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List::of(notUtf8)}}),
                  JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary."));
 }
 

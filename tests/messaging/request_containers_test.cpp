@@ -56,9 +56,9 @@ TEST(URLRequestBody, TheLastValueOfANameCounts) {
 
 TEST(URLRequestBody, IsShownWholeWhateverItHolds) {
     URLRequestBody body;
-    body["list"] = JSONValue::List{1, -2.5, "q\"\n", nullptr, JSONValue::List(), JSONValue::Object()};
+    body["list"] = JSONValue::List::of(1, -2.5, "q\"\n", nullptr, JSONValue::List(), JSONValue::Object());
     body["object"] = JSONValue::Object{{"b", false}, {"n", std::numeric_limits<double>::infinity()}};
-    body["other"] = JSONValue::opaque(7U);
+    body["other"] = JSONValue::opaque('x');
     EXPECT_EQ(shown(body),
               R"(["list": [1, -2.5, "q\"\u{A}", null, [], [:]], "object": ["b": false, "n": inf], "other": Any])");
 }
@@ -80,7 +80,7 @@ TEST(URLRequestHeader, FieldNamesAreComparedExactly) {
     EXPECT_TRUE(header.isEmpty());
 }
 
-// A body from which nothing can be removed, and that answers for what it does not hold.
+// A body that ignores removals and has a default for every name.
 class OverridingBody : public URLRequestBody {
   protected:
     std::optional<JSONValue> read(std::string_view name) const override {

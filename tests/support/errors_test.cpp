@@ -1,10 +1,12 @@
 #include "torvane/support/errors.hpp"
 
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
 
 #include "tests/testing/expect_error.hpp"
@@ -63,6 +65,50 @@ TEST(JOSEError, KeepsTheUnderlyingErrorWhole) {
     const auto error = JOSEError::JWSSignerError(inner);
     EXPECT_ERROR(std::rethrow_exception(error.underlyingError()), JOSEError::missingKey("no \"key\""));
     EXPECT_EQ(JOSEError::missingKey("a").underlyingError(), nullptr);
+}
+
+TEST(JOSEError, GivesTheUnderlyingErrorAsAnyOfItsTypesAndNoOther) {
+    const auto error = JOSEError::JWEDecrypterError(wrapped(KeyStoreError::unavailable("gone")));
+    const std::vector<JOSEError> copies(2, error);
+    ASSERT_NE(error.underlying<KeyStoreError>(), nullptr);
+    EXPECT_EQ(error.underlying<KeyStoreError>()->errorCase(), KeyStoreError::Case::unavailable);
+    EXPECT_EQ(copies[1].underlying<Error>(), error.underlying<SecurityError>());
+    EXPECT_STREQ(error.underlying<std::exception>()->what(), "gone");
+    EXPECT_EQ(error.underlying<JOSEError>(), nullptr);
+    EXPECT_EQ(error.underlying<std::runtime_error>(), nullptr);
+    const auto outer = JOSEError::cannotDecodeResponse(wrapped(error));
+    EXPECT_EQ(outer.underlying<KeyStoreError>(), nullptr) << "of two levels only the nearer";
+    EXPECT_NE(outer.underlying<JOSEError>(), nullptr);
+    const auto number = JOSEError::cannotDecodeResponse(std::make_exception_ptr(7));
+    EXPECT_EQ(number.underlying<Error>(), nullptr);
+    const auto none = JOSEError::missingKey("a");
+    EXPECT_EQ(none.underlying<Error>(), nullptr);
+}
+
+template <class E>
+void expectWholeAfterMoves(E error, const std::string& form) {
+    static_assert(std::is_nothrow_copy_constructible_v<E> && std::is_nothrow_copy_assignable_v<E>);
+    const auto text = error.errorDescription();
+    auto moved = std::move(error);
+    error = std::move(moved);
+    const E again(std::move(error));
+    for (const E* each : {&std::as_const(error), &std::as_const(moved), &again}) {
+        EXPECT_EQ(each->what(), text);
+        std::ostringstream shown;
+        shown << *each;
+        EXPECT_EQ(shown.str(), form);
+    }
+}
+
+TEST(Error, IsWholeAfterAMoveAndShownWithItsCase) {
+    expectWholeAfterMoves(JOSEError::JWSSignerError(inner),
+                          R"(JOSEError.JWSSignerError(JOSEError.missingKey("no \"key\"")))");
+    expectWholeAfterMoves(JsonSerializeError::missingRequiredInit(), "JsonSerializeError.missingRequiredInit");
+    expectWholeAfterMoves(KeyStoreError::keyNotFound("a"), R"(KeyStoreError.keyNotFound("a"))");
+    expectWholeAfterMoves(SecurityError("a"), R"(SecurityError("a"))");
+    expectWholeAfterMoves(JSONError("a"), R"(JSONError("a"))");
+    expectWholeAfterMoves(JOSE::JOSESwiftError::verifyingFailed("a"),
+                          R"(JOSESwiftError.verifyingFailed(description: "a"))");
 }
 
 TEST(JOSEError, EqualityLooksAtThePayloadOfClaimNamesOnly) {

@@ -28,10 +28,10 @@ class Child : public JsonSerializeObject, public JsonSerializeProtocol {
     std::int64_t id;
 
   protected:
-    Properties properties() const override { return {{"id", id}}; }
+    Properties properties() const override { return {JsonSerializeObject::properties(), {{"id", id}}}; }
 };
 
-// Converts itself in a way of its own, or not at all.
+// Overrides the conversion, which fails for negative ids.
 class Overriding : public Child {
   public:
     using Child::Child;
@@ -41,16 +41,16 @@ class Overriding : public Child {
     }
 };
 
-// No part of JSON inside another object, since it does not say that it is.
+// Not converted inside another object, because it does not derive from JsonSerializeProtocol.
 class Plain : public JsonSerializeObject {
   public:
     using JsonSerializeObject::JsonSerializeObject;
 
   protected:
-    Properties properties() const override { return {{"plain", true}}; }
+    Properties properties() const override { return {JsonSerializeObject::properties(), {{"plain", true}}}; }
 };
 
-// One property whose value a test chooses.
+// Has one property, whose value a test chooses.
 template <class T>
 class Holder : public JsonSerializeObject {
   public:
@@ -58,7 +58,7 @@ class Holder : public JsonSerializeObject {
     const T& value;
 
   protected:
-    Properties properties() const override { return {{"value", value}}; }
+    Properties properties() const override { return {JsonSerializeObject::properties(), {{"value", value}}}; }
 };
 
 template <class T>
@@ -72,9 +72,10 @@ TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
     const char full[] = {'f', 'u', 'l', 'l'};
     EXPECT_EQ(textOf(full), R"({"value":"full"})");
     EXPECT_EQ(textOf(1.5F), R"({"value":1.5})");
-    EXPECT_EQ(textOf(std::uint32_t{4294967295}), R"({"value":4294967295})");
-    EXPECT_EQ(textOf(List{nullptr, static_cast<const char*>(nullptr)}), R"({"value":[null,null]})");
-    EXPECT_EQ(textOf(Object{{"a", List{1, nullptr}}}), R"({"value":{"a":[1,null]}})");
+    EXPECT_EQ(textOf(std::vector<std::uint64_t>{4294967295, UINT64_MAX}),
+              R"({"value":[4294967295,18446744073709551616]})");
+    EXPECT_EQ(textOf(List::of(nullptr, static_cast<const char*>(nullptr))), R"({"value":[null,null]})");
+    EXPECT_EQ(textOf(Object{{"a", List::of(1, nullptr)}}), R"({"value":{"a":[1,null]}})");
     EXPECT_EQ(textOf(StringMap{{"a", "b"}}), R"({"value":{"a":"b"}})");
     EXPECT_EQ(textOf(std::vector<bool>{true, false}), R"({"value":[true,false]})");
     EXPECT_EQ(textOf(std::map<std::string, std::list<int>>{{"a", {1}}}), R"({"value":{"a":[1]}})");
@@ -147,7 +148,9 @@ class Base : public JsonSerializeObject, public JsonSerializeProtocol {
     using JsonSerializeObject::JsonSerializeObject;
 
   protected:
-    Properties properties() const override { return {{"name", "base"}, {"only", 1}, {"note", "base"}}; }
+    Properties properties() const override {
+        return {JsonSerializeObject::properties(), {{"name", "base"}, {"only", 1}, {"note", "base"}}};
+    }
 };
 
 class Silent : public Base {
@@ -162,7 +165,7 @@ class Derived : public Silent {
 
   protected:
     Properties properties() const override {
-        return {{"name", 1}, {"name", "derived"}, Silent::properties(), {"note", std::optional<int>()}};
+        return {Silent::properties(), {{"name", 1}, {"name", "derived"}, {"note", std::optional<int>()}}};
     }
 };
 
@@ -179,18 +182,15 @@ TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
         EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
 }
 
-TEST(JSONValue, TakesAPartOfItselfForItsNewValue) {
-    JSONValue value(Object{{"a", List{Object{{"b", "text"}}}}});
-    value = value.as<Object>()->at("a");
-    value = std::move(value.as<List>()->front());
-    EXPECT_EQ(value, JSONValue(Object{{"b", "text"}}));
-    EXPECT_NE(JSONValue::opaque(1), JSONValue::opaque(1)) << "what is not JSON equals nothing";
-}
-
 TEST(JsonCodeHelper, ReadsAnyValueAndWritesListsAndObjectsOnly) {
     EXPECT_EQ(JsonCodeHelper::decodeCodeJson(asBytes("42")), JSONValue(42));
-    EXPECT_EQ(asText(JsonCodeHelper::encodeAndConvertToJson(List{1, "/"})), R"([1,"\/"])");
-    for (const JSONValue& value : List{"x", 1, nullptr, List{JSONValue::opaque(Kind::a)}})
+    EXPECT_EQ(JsonCodeHelper::decodeCodeJson("42"), JSONValue(42));
+    EXPECT_ERROR(
+        JsonCodeHelper::decodeCodeJson(ByteView()),
+        JsonSerializeError::failedToParseJson("Failed to parse response to JSON. The text is not JSON: unexpected "
+                                              "end of input; expected '[', '{', or a literal at byte 1."));
+    EXPECT_EQ(asText(JsonCodeHelper::encodeAndConvertToJson(List::of(1, "/"))), R"([1,"\/"])");
+    for (const JSONValue& value : List::of("x", 1, nullptr, List::of(JSONValue::opaque(Kind::a))))
         EXPECT_ERROR(JsonCodeHelper::encodeAndConvertToJson(value), notJSON);
 }
 

@@ -27,7 +27,10 @@ inline std::unique_ptr<json_t, Release> readByJansson(ByteView text, json_error_
 }
 
 inline bool isSame(const JSONValue& value, const json_t* other) {
-    if (json_is_integer(other)) return value == JSONValue(std::int64_t{json_integer_value(other)});
+    if (json_is_integer(other)) {
+        const auto* integer = value.as<std::int64_t>();
+        return integer && *integer == json_integer_value(other);
+    }
     if (const auto number = value.to<double>()) return json_is_real(other) && json_real_value(other) == *number;
     if (const auto* truth = value.as<bool>()) return json_is_boolean(other) && json_is_true(other) == *truth;
     if (const auto* text = value.as<std::string>())

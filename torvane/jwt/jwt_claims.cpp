@@ -33,9 +33,13 @@ void JWTClaims::refuse(std::string_view name, const JSONValue& value, std::strin
                                     ", expected type is " + std::string(expectedType) + ".Type");
 }
 
-JWTClaims& JWTClaims::setClaimValue(JSONValue value, std::string_view forName) {
-    claimsMap_.insert_or_assign(std::string(forName), std::move(value));
+JWTClaims& JWTClaims::setClaim(std::string_view name, JSONValue value) {
+    claimsMap_.insert_or_assign(std::string(name), std::move(value));
     return *this;
+}
+
+JWTClaims& JWTClaims::setClaimValue(JSONValue value, std::string_view forName) {
+    return setClaim(forName, std::move(value));
 }
 
 JWTClaims& JWTClaims::unsetClaim(std::string_view withName) {
@@ -48,7 +52,7 @@ bool JWTClaims::hasClaim(std::string_view withName) const noexcept {
 }
 
 JWTClaims& JWTClaims::setIssuer(std::string_view issuer) {
-    return setClaimValue(issuer, ReservedClaimNames::ISSUER);
+    return setClaim(ReservedClaimNames::ISSUER, issuer);
 }
 
 std::string JWTClaims::getIssuer() const {
@@ -56,7 +60,7 @@ std::string JWTClaims::getIssuer() const {
 }
 
 JWTClaims& JWTClaims::setSubject(std::string_view subject) {
-    return setClaimValue(subject, ReservedClaimNames::SUBJECT);
+    return setClaim(ReservedClaimNames::SUBJECT, subject);
 }
 
 std::string JWTClaims::getSubject() const {
@@ -64,7 +68,7 @@ std::string JWTClaims::getSubject() const {
 }
 
 JWTClaims& JWTClaims::setAudience(const std::vector<std::string>& audience) {
-    return setClaimValue(audience, ReservedClaimNames::AUDIENCE);
+    return setClaim(ReservedClaimNames::AUDIENCE, audience);
 }
 
 std::vector<std::string> JWTClaims::getAudience() const {
@@ -75,7 +79,7 @@ std::vector<std::string> JWTClaims::getAudience() const {
 }
 
 JWTClaims& JWTClaims::setExpirationTime(double secondsSince1970) {
-    return setClaimValue(secondsSince1970, ReservedClaimNames::EXPIRATION_TIME);
+    return setClaim(ReservedClaimNames::EXPIRATION_TIME, secondsSince1970);
 }
 
 JWTClaims& JWTClaims::setExpirationTimeSecondsInTheFuture(double seconds) {
@@ -87,7 +91,7 @@ double JWTClaims::getExpirationTime() const {
 }
 
 JWTClaims& JWTClaims::setNotBefore(double secondsSince1970) {
-    return setClaimValue(secondsSince1970, ReservedClaimNames::NOT_BEFORE);
+    return setClaim(ReservedClaimNames::NOT_BEFORE, secondsSince1970);
 }
 
 JWTClaims& JWTClaims::setNotBeforeSecondsInThePast(double seconds) {
@@ -99,7 +103,7 @@ double JWTClaims::getNotBefore() const {
 }
 
 JWTClaims& JWTClaims::setIssuedAt(double secondsSince1970) {
-    return setClaimValue(secondsSince1970, ReservedClaimNames::ISSUED_AT);
+    return setClaim(ReservedClaimNames::ISSUED_AT, secondsSince1970);
 }
 
 JWTClaims& JWTClaims::setIssuedAtToNow() {
@@ -111,7 +115,7 @@ double JWTClaims::getIssuedAt() const {
 }
 
 JWTClaims& JWTClaims::setJwtId(std::string_view jwtId) {
-    return setClaimValue(jwtId, ReservedClaimNames::JWT_ID);
+    return setClaim(ReservedClaimNames::JWT_ID, jwtId);
 }
 
 JWTClaims& JWTClaims::setGeneratedJwtId(std::size_t count) {

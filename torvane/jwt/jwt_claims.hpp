@@ -1,16 +1,14 @@
-// JWTClaims: the claims set of a JSON Web Token (RFC 7519, section 4), built and read.
+// JWTClaims, the claims set of a JSON Web Token (RFC 7519, section 4).
 //
 //     Torvane::JWTClaims claims;
 //     claims.setIssuer("app").setAudience("bank").setExpirationTimeSecondsInTheFuture(300).setGeneratedJwtId();
-//     claims.setClaimValue("transfer", Torvane::ReservedClaimNames::TYPE);
-//     std::string text = claims.toJsonString();
+//     claims.setClaim(Torvane::ReservedClaimNames::TYPE, "transfer").setClaim("amount", 12.5);
+//     const std::string text = claims.toJsonString();
 //
-//     auto received = Torvane::fromJsonString<Torvane::JWTClaims>(text);
-//     double expires = received.getExpirationTime();
-//     auto type = received.getClaimValue<std::string>(Torvane::ReservedClaimNames::TYPE);
+//     const auto received = Torvane::fromJsonString<Torvane::JWTClaims>(text);
+//     std::cout << received.getClaimValue<double>("amount") << ", until " << received.getExpirationTime() << '\n';
 //
-// A claims set has identity, and is not to be changed from two threads at once. It judges nothing: whether a token has
-// expired, or is for somebody else, is for the reader to say.
+// A claims set does not judge its claims: the reader decides whether a token has expired or is meant for somebody else.
 #pragma once
 
 #include <concepts>
@@ -22,6 +20,7 @@
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/support/json_object.hpp"
 
@@ -31,102 +30,121 @@ namespace Torvane {
 struct ReservedClaimNames {
     ReservedClaimNames() = delete;
 
-    /// Who made the token.
+    /// The party that made the token.
     static constexpr std::string_view ISSUER = "iss";
-    /// Whom it is about.
+    /// The party that the token is about.
     static constexpr std::string_view SUBJECT = "sub";
-    /// For whom it is: whoever is not among them has to refuse it.
+    /// The recipients; anybody else has to reject the token.
     static constexpr std::string_view AUDIENCE = "aud";
-    /// From when on it is to be refused, in seconds since 1970.
+    /// The time from which the token has to be rejected, in seconds since 1970.
     static constexpr std::string_view EXPIRATION_TIME = "exp";
-    /// Before when it is to be refused, in seconds since 1970.
+    /// The time before which the token has to be rejected, in seconds since 1970.
     static constexpr std::string_view NOT_BEFORE = "nbf";
-    /// When it was made, in seconds since 1970.
+    /// The time at which the token was made, in seconds since 1970.
     static constexpr std::string_view ISSUED_AT = "iat";
-    /// Its own id, by which a repeated one is known.
+    /// The token's own id, by which a replayed token is recognised.
     static constexpr std::string_view JWT_ID = "jti";
-    /// Not registered as a claim: what kind of message it is, as both sides agree.
+    /// The kind of message, as both sides have agreed; not registered as a claim.
     static constexpr std::string_view TYPE = "typ";
 };
 
-/// Setters replace what there was, never fail, and return the claims set. Times are seconds since 1970 with their
-/// fraction. Getters throw JOSEError: claimNotFoundInJWT for a claim that is not there, malformedClaim for
-/// one of another type.
+/// The claims of one token, by name. Setters accept any value, replace an earlier one of the same name, and return the
+/// claims set itself, so that calls chain. Times are seconds since 1970 as doubles, with their fraction. Getters throw
+/// JOSEError: claimNotFoundInJWT for a missing claim, malformedClaim for a claim of another type.
+///
+/// A claims set can be moved, and returned by name or kept in a vector; the one moved from is empty. It is copied by
+/// copy() only. It must not be changed from two threads at once.
 class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializeProtocol {
   public:
     JWTClaims() = default;
-    /// The claims as they are, none of them checked. fromJsonString<JWTClaims>() reads them from text.
+    /// Moves the claims in without checking them. fromJsonString<JWTClaims>() reads a claims set from JSON text.
     explicit JWTClaims(JSONValue::Object dict) noexcept : claimsMap_(std::move(dict)) {}
 
-    JSONValue::Object toDictionary() const override { return claimsMap_; }
-    /// All claims, copied, as toDictionary() gives them.
-    JSONValue::Object getClaims() const { return claimsMap_; }
+    /// @{
+    /// Leaves the other claims set empty.
+    JWTClaims(JWTClaims&& other) noexcept : claimsMap_(std::exchange(other.claimsMap_, {})) {}
+    JWTClaims& operator=(JWTClaims&& other) noexcept {
+        claimsMap_ = std::exchange(other.claimsMap_, {});
+        return *this;
+    }
+    /// @}
+    ~JWTClaims() override = default;
+    /// A second claims set with the same claims.
+    [[nodiscard]] JWTClaims copy() const { return JWTClaims(claimsMap_); }
+
+    /// A copy of all claims.
+    [[nodiscard]] JSONValue::Object toDictionary() const override { return claimsMap_; }
+    /// A copy of all claims, as toDictionary() returns it.
+    [[nodiscard]] JSONValue::Object getClaims() const { return claimsMap_; }
 
     /// "iss".
-    JWTClaims& setIssuer(std::string_view issuer);
+    JWTClaims& setIssuer(std::string_view issuer) TORVANE_LIFETIMEBOUND;
     /// "iss".
-    std::string getIssuer() const;
+    [[nodiscard]] std::string getIssuer() const;
 
     /// "sub".
-    JWTClaims& setSubject(std::string_view subject);
+    JWTClaims& setSubject(std::string_view subject) TORVANE_LIFETIMEBOUND;
     /// "sub".
-    std::string getSubject() const;
+    [[nodiscard]] std::string getSubject() const;
 
     /// @{
-    /// "aud". Always stored as a list, of one or none too.
-    JWTClaims& setAudience(const std::vector<std::string>& audience);
+    /// "aud". Always stored as a list, even of 0 or 1 names.
+    JWTClaims& setAudience(const std::vector<std::string>& audience) TORVANE_LIFETIMEBOUND;
     template <std::convertible_to<std::string_view>... Names>
-    JWTClaims& setAudience(const Names&... names) {
+    JWTClaims& setAudience(const Names&... names) TORVANE_LIFETIMEBOUND {
         return setAudience(std::vector<std::string>{std::string(std::string_view(names))...});
     }
     /// @}
-    /// A lone string counts as a list of one (RFC 7519, section 4.1.3).
-    /// @throws JOSEError claimNotFoundInJWT, for an "aud" of another type too.
-    std::vector<std::string> getAudience() const;
+    /// "aud". A string that is not in a list counts as a list of one (RFC 7519, section 4.1.3).
+    /// @throws JOSEError claimNotFoundInJWT, also when "aud" is neither a string nor a list of strings.
+    [[nodiscard]] std::vector<std::string> getAudience() const;
 
     /// "exp".
-    JWTClaims& setExpirationTime(double secondsSince1970);
-    /// "exp", so many seconds from now by the wall clock.
-    JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds);
+    JWTClaims& setExpirationTime(double secondsSince1970) TORVANE_LIFETIMEBOUND;
+    /// "exp", as the system clock's time plus a number of seconds.
+    JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds) TORVANE_LIFETIMEBOUND;
     /// "exp".
-    double getExpirationTime() const;
+    [[nodiscard]] double getExpirationTime() const;
 
     /// "nbf".
-    JWTClaims& setNotBefore(double secondsSince1970);
-    /// "nbf", so many seconds before now: room for a peer whose clock is late.
-    JWTClaims& setNotBeforeSecondsInThePast(double seconds);
+    JWTClaims& setNotBefore(double secondsSince1970) TORVANE_LIFETIMEBOUND;
+    /// "nbf", as the system clock's time minus a number of seconds, for peers whose clocks are slow.
+    JWTClaims& setNotBeforeSecondsInThePast(double seconds) TORVANE_LIFETIMEBOUND;
     /// "nbf".
-    double getNotBefore() const;
+    [[nodiscard]] double getNotBefore() const;
 
     /// "iat".
-    JWTClaims& setIssuedAt(double secondsSince1970);
-    /// "iat", by the wall clock.
-    JWTClaims& setIssuedAtToNow();
+    JWTClaims& setIssuedAt(double secondsSince1970) TORVANE_LIFETIMEBOUND;
+    /// "iat", as the system clock's time.
+    JWTClaims& setIssuedAtToNow() TORVANE_LIFETIMEBOUND;
     /// "iat".
-    double getIssuedAt() const;
+    [[nodiscard]] double getIssuedAt() const;
 
     /// "jti".
-    JWTClaims& setJwtId(std::string_view jwtId);
-    /// Standard base64 of `count` random bytes: 24 characters for 16. A failing random source stops the process; a
-    /// count that memory cannot hold throws what the allocator throws.
-    JWTClaims& setGeneratedJwtId(std::size_t count = 16);
+    JWTClaims& setJwtId(std::string_view jwtId) TORVANE_LIFETIMEBOUND;
+    /// "jti", as `count` random bytes in standard base64; 16 bytes give 24 characters. A failure of the random source
+    /// aborts the process.
+    /// @throws std::bad_alloc or std::length_error when memory cannot hold that many bytes.
+    JWTClaims& setGeneratedJwtId(std::size_t count = 16) TORVANE_LIFETIMEBOUND;
     /// "jti".
-    std::string getJwtId() const;
+    [[nodiscard]] std::string getJwtId() const;
 
-    /// Any claim; a value that is not JSON is refused by toJsonString().
-    JWTClaims& setClaimValue(JSONValue value, std::string_view forName);
-    /// A claim of any name as std::string, double, std::int64_t, bool, std::vector<std::string>, JSONValue::List,
-    /// JSONValue::Object, or whatever it is as JSONValue; converted as JSONValue::to() does.
+    /// Sets a claim of any name. A value that is not JSON is accepted here and rejected by toJsonString().
+    JWTClaims& setClaim(std::string_view name, JSONValue value) TORVANE_LIFETIMEBOUND;
+    /// The same with the value first. Prefer setClaim(): when both are strings, swapped arguments compile as well.
+    JWTClaims& setClaimValue(JSONValue value, std::string_view forName) TORVANE_LIFETIMEBOUND;
+    /// A claim of any name, converted by JSONValue::to<T>(). T is std::string, double, std::int64_t, bool,
+    /// std::vector<std::string>, JSONValue::List, JSONValue::Object, or JSONValue for a claim of any type.
     template <class T>
-    T getClaimValue(std::string_view forName) const;
-    /// Takes the claim away, if it is there.
-    JWTClaims& unsetClaim(std::string_view withName);
-    /// Whether there is a claim of that name; null is one.
-    bool hasClaim(std::string_view withName) const noexcept;
+    [[nodiscard]] T getClaimValue(std::string_view forName) const;
+    /// Removes the claim; no effect when it is missing.
+    JWTClaims& unsetClaim(std::string_view withName) TORVANE_LIFETIMEBOUND;
+    /// Whether there is a claim with this name, be it null.
+    [[nodiscard]] bool hasClaim(std::string_view withName) const noexcept;
 
   private:
-    /// @throws JOSEError claimNotFoundInJWT when there is none.
-    const JSONValue& claim(std::string_view name) const;
+    /// @throws JOSEError claimNotFoundInJWT when it is missing.
+    [[nodiscard]] const JSONValue& claim(std::string_view name) const;
     [[noreturn]] static void refuse(std::string_view name, const JSONValue& value, std::string_view expectedType);
 
     JSONValue::Object claimsMap_;
@@ -134,7 +152,7 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
 
 namespace ClaimTypes {
 
-// What a type is called in the text of malformedClaim; empty for a type that no claim is read as.
+// The name of a type in the text of malformedClaim; empty for types that getClaimValue() does not support.
 template <class T>
 inline constexpr std::string_view name;
 template <>

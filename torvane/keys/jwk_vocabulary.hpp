@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <ostream>
 #include <string_view>
 
 #include "torvane/platform/core/export.hpp"
@@ -28,6 +29,11 @@ enum class TORVANE_EXPORT JWKUse {
 /// The texts, in the order of the enumerators.
 constexpr auto valueTable(JWKUse) noexcept {
     return std::array<NamedValue, 3>{{{"sig"}, {"enc"}, {"sig_enc"}}};
+}
+
+/// Writes the text, for example "sig".
+inline std::ostream& operator<<(std::ostream& out, JWKUse use) {
+    return out << rawValue(use);
 }
 
 /// RSA2048Key for RSA and EC256Key for EC, whatever the size or curve of the key.

@@ -18,6 +18,7 @@
 
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane {
@@ -126,24 +127,25 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     Builder& operator=(const Builder&) = delete;
 
     /// Extra protected header parameters of the JWS; each call replaces all of them.
-    virtual Builder& addJwsHeaders(JOSE::HeaderParameters headers);
+    virtual Builder& addJwsHeaders(JOSE::HeaderParameters headers) TORVANE_LIFETIMEBOUND;
     /// Extra protected header parameters of the JWE; each call replaces all of them.
-    virtual Builder& addJweHeaders(JOSE::HeaderParameters headers);
+    virtual Builder& addJweHeaders(JOSE::HeaderParameters headers) TORVANE_LIFETIMEBOUND;
 
     // Algorithm names of RFC 7518. Whether they are known shows when a message is encoded or decoded.
 
     /// "RS256" unless set.
-    virtual Builder& setJWSAlgorithm(std::string algorithm);
+    virtual Builder& setJWSAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;
     /// "RSA-OAEP-256" unless set.
-    virtual Builder& setJWEKeyManagementAlgorithm(std::string algorithm);
+    virtual Builder& setJWEKeyManagementAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;
     /// "A128CBC-HS256" unless set.
-    virtual Builder& setJWEContentEncryptionAlgorithm(std::string algorithm);
+    virtual Builder& setJWEContentEncryptionAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;
 
     /// Our own keys, and the id of the one that signs; without an id the set must have one signing key only.
-    virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> signingKeyId = std::nullopt);
+    virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet,
+                                     std::optional<std::string> signingKeyId = std::nullopt) TORVANE_LIFETIMEBOUND;
     /// The peer's keys, and the id of the one to encrypt to; without an id the set must have one encryption key only.
-    virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet,
-                                        std::optional<std::string> encryptionKeyId = std::nullopt);
+    virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> encryptionKeyId = std::nullopt)
+        TORVANE_LIFETIMEBOUND;
 
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.
     /// @throws JOSEError missingKey when a key set is missing, for the sender's first.

@@ -1,5 +1,5 @@
-// What an application fills while it prepares a request: body parameters and header fields; and the contract of what
-// turns such a body into bytes and a response into a value. Nothing here encodes, encrypts or sends.
+// Containers for the parameters and header fields of a request, and the interface of coders that turn a request's body
+// into bytes and a response into a value. Nothing here encodes, encrypts or sends.
 //
 //     Torvane::URLRequestHeader header;
 //     header.setHeaderField(Torvane::URLRequestHeader::header_content_type,
@@ -7,8 +7,8 @@
 //     Torvane::URLRequestBody body;
 //     body.setBodyParam("amount", 12.5).setBodyParam("currency", "EUR");
 //     body["note"] = "rent";
-//     body["note"] = std::nullopt;  // removed
-//     for (const auto& [name, value] : body) ...
+//     body["note"] = std::nullopt;  // removes it
+//     for (const auto& [name, value] : body) std::cout << name << ": " << value << '\n';
 #pragma once
 
 #include <concepts>
@@ -22,62 +22,64 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 
-/// What a value is made from; null makes no text.
+/// Types from which a container's value is constructed; a null pointer is a JSON value, but not a string.
 template <class T, class Value>
 concept Makes = std::constructible_from<Value, T> &&
     (std::same_as<Value, JSONValue> || !std::is_null_pointer_v<std::remove_cvref_t<T>>);
 
-/// Named values: what the body and the header have in common. Names are compared exactly and visited in their
-/// order. A container has identity, and is not to be changed from two threads at once.
+/// Values by name: base of the request body and header. Names are compared exactly, and iteration visits them in their
+/// order. A container has identity: it is neither copied nor moved. It must not be changed from two threads at once.
 template <class Value>
 class TORVANE_EXPORT RequestContainer {
   public:
-    /// Looked up by any kind of text.
+    /// The map inside; lookups take any kind of text.
     using Map = std::map<std::string, Value, std::less<>>;
 
-    /// What `container[name]` gives where the container may change: a reference, not a value, `auto` or not.
+    /// The result of `container[name]` on a non-const container: refers to the value, like a reference, even where it
+    /// is assigned to an `auto` variable.
     class Subscript;
 
     RequestContainer() = default;
-    /// Takes the values over.
+    /// Moves the values in.
     explicit RequestContainer(Map values) noexcept : values_(std::move(values)) {}
     virtual ~RequestContainer() = default;
     RequestContainer(const RequestContainer&) = delete;
     RequestContainer& operator=(const RequestContainer&) = delete;
 
-    /// The value; nothing when there is none.
-    std::optional<Value> operator[](std::string_view name) const { return read(name); }
-    /// A reference to read and write through, valid as long as the container is.
-    Subscript operator[](std::string_view name) { return Subscript(*this, std::string(name)); }
+    /// A copy of the value; nothing when there is none.
+    [[nodiscard]] std::optional<Value> operator[](std::string_view name) const { return read(name); }
+    /// Reads and writes the value of this name; valid as long as the container.
+    [[nodiscard]] Subscript operator[](std::string_view name) { return Subscript(*this, std::string(name)); }
 
-    /// Whether there is no value at all; null is one.
-    virtual bool isEmpty() const noexcept { return values_.empty(); }
+    /// Whether there are no values. A value that is null counts as one.
+    [[nodiscard]] virtual bool isEmpty() const noexcept { return values_.empty(); }
 
-    /// Pairs of name and value, by name.
-    auto begin() const noexcept { return values_.begin(); }
-    /// Past the last.
-    auto end() const noexcept { return values_.end(); }
+    /// Iterates over pairs of name and value, in the order of the names.
+    [[nodiscard]] auto begin() const noexcept { return values_.begin(); }
+    /// The end of the pairs.
+    [[nodiscard]] auto end() const noexcept { return values_.end(); }
 
     /// For people, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
-    std::string description() const;
+    [[nodiscard]] std::string description() const;
     /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
         return out << container.description();
     }
 
   protected:
-    // What the subscript does; setters and the map itself do not go through these.
+    // Derived classes override how the subscript reads and writes. Setters and the map itself do not use these.
 
-    /// The value, copied; nothing when there is none.
-    virtual std::optional<Value> read(std::string_view name) const {
+    /// A copy of the value; nothing when there is none.
+    [[nodiscard]] virtual std::optional<Value> read(std::string_view name) const {
         const auto found = values_.find(name);
         return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
     }
-    /// Inserts or replaces, or removes when there is no value.
+    /// Inserts or replaces the value; removes it when nothing is given.
     virtual void write(std::string_view name, std::optional<Value> value) {
         if (value) {
             values_.insert_or_assign(std::string(name), *std::move(value));
@@ -92,25 +94,25 @@ class TORVANE_EXPORT RequestContainer {
         write(name, std::move(value));
     }
 
-    /// For derived classes, to give the map a name of their own.
-    Map& values() noexcept { return values_; }
-    /// The same, to read.
-    const Map& values() const noexcept { return values_; }
+    /// The map, which a derived class offers under a name of its own.
+    [[nodiscard]] Map& values() noexcept { return values_; }
+    /// The same map, read-only.
+    [[nodiscard]] const Map& values() const noexcept { return values_; }
 
   private:
     Map values_;
 };
 
-/// One name of a container; each use looks it up anew.
+/// One name of a container. Each use looks the value up again.
 template <class Value>
 class RequestContainer<Value>::Subscript {
   public:
     /// @{
-    /// The value, copied; nothing when there is none.
-    std::optional<Value> get() const { return std::as_const(container_).read(name_); }
+    /// A copy of the value; nothing when there is none.
+    [[nodiscard]] std::optional<Value> get() const { return std::as_const(container_).read(name_); }
     operator std::optional<Value>() const { return get(); }
     /// @}
-    /// Whether there is a value, false and null among them.
+    /// Whether there is a value, be it false or null.
     explicit operator bool() const { return get().has_value(); }
     /// Compares the value with one, or with std::nullopt.
     template <class T>
@@ -118,33 +120,36 @@ class RequestContainer<Value>::Subscript {
         return a.get() == b;
     }
 
-    /// Inserts or replaces.
+    /// Inserts or replaces the value.
     template <Makes<Value> T>
     Subscript& operator=(T&& value) {
-        return write(Value(std::forward<T>(value)));
+        container_.write(name_, Value(std::forward<T>(value)));
+        return *this;
     }
     /// Removes the value.
-    Subscript& operator=(std::nullopt_t) { return write(std::nullopt); }
-    /// Removes the value when there is none.
+    Subscript& operator=(std::nullopt_t) {
+        container_.write(name_, std::nullopt);
+        return *this;
+    }
+    /// Inserts or replaces the value; removes it when nothing is given.
     template <class T>
     Subscript& operator=(std::optional<T> value) {
-        return value ? write(Value(*std::move(value))) : write(std::nullopt);
+        container_.write(name_, value ? std::optional<Value>(*std::move(value)) : std::nullopt);
+        return *this;
     }
-    /// Copies the other's value, or removes this one where there is none.
-    Subscript& operator=(const Subscript& other) { return write(other); }
+    /// Copies the other's value; removes this one when the other has none.
+    Subscript& operator=(const Subscript& other) {
+        if (this != &other) container_.write(name_, other.get());
+        return *this;
+    }
 
-    /// Reads the value, lets it be changed or taken away, and writes it back.
+    /// Reads the value, lets `change` replace or reset it, and writes it back.
     void modify(const std::function<void(std::optional<Value>&)>& change) { container_.modify(name_, change); }
 
   private:
     friend class RequestContainer;
     Subscript(RequestContainer& container, std::string name) : container_(container), name_(std::move(name)) {}
     Subscript(const Subscript&) = default;
-
-    Subscript& write(std::optional<Value> value) {
-        container_.write(name_, std::move(value));
-        return *this;
-    }
 
     RequestContainer& container_;
     std::string name_;
@@ -153,32 +158,32 @@ class RequestContainer<Value>::Subscript {
 extern template class RequestContainer<JSONValue>;
 extern template class RequestContainer<std::string>;
 
-/// The parameters of a request's body, held as they are given.
+/// The parameters of a request's body. Values are kept as they are given.
 class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
   public:
     URLRequestBody() = default;
-    /// Takes the parameters over.
+    /// Moves the parameters in.
     explicit URLRequestBody(JSONValue::Object body) noexcept : RequestContainer(std::move(body)) {}
 
     /// @{
-    /// The parameters by name, to be read and changed in place.
-    JSONValue::Object& body() noexcept { return values(); }
-    const JSONValue::Object& body() const noexcept { return values(); }
+    /// The parameters by name, which can be changed in place.
+    [[nodiscard]] JSONValue::Object& body() noexcept TORVANE_LIFETIMEBOUND { return values(); }
+    [[nodiscard]] const JSONValue::Object& body() const noexcept TORVANE_LIFETIMEBOUND { return values(); }
     /// @}
 
-    /// Inserts or replaces.
-    virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue);
+    /// Inserts or replaces a parameter; returns this object, so that calls chain.
+    virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue) TORVANE_LIFETIMEBOUND;
     /// A copy of body().
-    virtual JSONValue::Object getParams() const;
+    [[nodiscard]] virtual JSONValue::Object getParams() const;
 };
 
 /// The fields of a request's header. "Content-type" and "Content-Type" are two different fields.
 class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
   public:
-    /// The name as the back end expects it, with a lower-case "t".
+    /// The field's name as the back end expects it, with a lower-case "t".
     static constexpr std::string_view header_content_type = "Content-type";
     /// @{
-    /// A value for it.
+    /// A value for this field.
     static constexpr std::string_view header_content_type_json = "application/json; charset=UTF-8";
     static constexpr std::string_view header_content_type_urlencoded = "application/x-www-form-urlencoded";
     static constexpr std::string_view header_content_type_jwks = "application/jwk-set+json; charset=UTF-8";
@@ -187,20 +192,22 @@ class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
     /// @}
 
     URLRequestHeader() = default;
-    /// Takes the fields over.
+    /// Moves the fields in.
     explicit URLRequestHeader(StringMap headers) noexcept : RequestContainer(std::move(headers)) {}
 
     /// @{
-    /// The fields by name, to be read and changed in place.
-    StringMap& headersDictionary() noexcept { return values(); }
-    const StringMap& headersDictionary() const noexcept { return values(); }
+    /// The fields by name, which can be changed in place.
+    [[nodiscard]] StringMap& headersDictionary() noexcept TORVANE_LIFETIMEBOUND { return values(); }
+    [[nodiscard]] const StringMap& headersDictionary() const noexcept TORVANE_LIFETIMEBOUND { return values(); }
     /// @}
 
-    /// Inserts or replaces.
-    virtual URLRequestHeader& setHeaderField(std::string_view field, std::string_view headerValue);
+    /// Inserts or replaces a field; returns this object, so that calls chain.
+    virtual URLRequestHeader& setHeaderField(std::string_view field,
+                                             std::string_view headerValue) TORVANE_LIFETIMEBOUND;
 };
 
-/// What turns a request's body into bytes, and a response's bytes into a value: for the application to derive from.
+/// Interface of coders that turn a request's body into bytes and a response's bytes into a value. Applications derive
+/// from it; the library has no coder of its own and calls none.
 class TORVANE_EXPORT CoderEncryptProtocol {
   public:
     CoderEncryptProtocol() = default;
@@ -208,13 +215,14 @@ class TORVANE_EXPORT CoderEncryptProtocol {
     CoderEncryptProtocol(const CoderEncryptProtocol&) = delete;
     CoderEncryptProtocol& operator=(const CoderEncryptProtocol&) = delete;
 
-    /// The content type of what encodeRequestBody() gives, such as URLRequestHeader::header_content_type_jwt.
-    virtual std::string_view contentType() const = 0;
-    /// May throw what stands in its way, such as a JOSEError.
-    virtual ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) = 0;
-    /// A value of any type; of one that is not JSON, JSONValue::opaque(). May throw, such as
-    /// JOSEError::cannotDecodeResponse().
-    virtual JSONValue decodeResponseData(ByteView responseData) = 0;
+    /// The content type of the bytes that encodeRequestBody() returns, such as
+    /// URLRequestHeader::header_content_type_jwt.
+    [[nodiscard]] virtual std::string_view contentType() const = 0;
+    /// The body as bytes. May throw any error, for example a JOSEError.
+    [[nodiscard]] virtual ByteBuffer encodeRequestBody(const URLRequestBody& requestBody) = 0;
+    /// The response as a value of any type; one that is not JSON is wrapped by JSONValue::opaque(). May throw any
+    /// error, for example JOSEError::cannotDecodeResponse().
+    [[nodiscard]] virtual JSONValue decodeResponseData(ByteView responseData) = 0;
 };
 
 }  // namespace Torvane

@@ -1,14 +1,13 @@
-// The two error types of the library: JOSEError for keys, signing, encryption and tokens, JsonSerializeError
-// for the conversion between objects and JSON.
+// JOSEError for keys, signing, encryption and tokens, and JsonSerializeError for conversion between objects and JSON.
 //
 //     try {
-//         auto message = helper.decodeMessage(token);
+//         const Torvane::JsonWebKeySet set(Torvane::asBytes("not a key set"));
 //     } catch (const Torvane::JOSEError& error) {
-//         if (error.errorCase() == Torvane::JOSEError::Case::missingKey) ...
-//         std::cerr << error.errorDescription() << '\n';
+//         if (error.errorCase() == Torvane::JOSEError::Case::cannotDecodeJWK) std::cerr << error.errorDescription() <<
+//         '\n'; if (const auto* cause = error.underlying<Torvane::JOSE::JOSESwiftError>()) std::clog << *cause << '\n';
 //     }
 //
-// Errors are values: cheap to copy, comparable, safe to hand to another thread.
+// Errors are values: cheap to copy, comparable, and safe to pass to another thread.
 #pragma once
 
 #include <exception>
@@ -17,75 +16,103 @@
 #include <string>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 
 namespace Torvane {
 
-/// What went wrong with a key, a signature, an encryption or a token.
+/// Failure that concerns a key, a signature, an encryption, a token or a claim.
 class TORVANE_EXPORT JOSEError final : public Error {
   public:
-    /// What failed; the message, or the underlying error, says why.
+    /// What failed; the message or the underlying error says why.
     enum class Case {
-        algorithmNotSupported,  ///< An algorithm's name is not known, or not one for keys of this kind.
-        invalidKeyFormat,       ///< A key does not fit its algorithm, or a secp256k1 JWK lacks a member.
-        missingKey,             ///< No key is found, or more than one where one is chosen; or a key set is not given.
-        JWSSignerError,         ///< Signing failed, for the underlying reason.
-        JWSVerificationError,   ///< A JWS is malformed, names another algorithm or does not verify.
-        JWEEncrypterError,      ///< Encrypting failed, for the underlying reason.
-        JWEDecrypterError,     ///< A JWE is malformed, names other algorithms or does not decrypt, or the store failed.
-        cannotEncodeJWK,       ///< A key or a key set has no JSON text, a private key for one.
-        cannotDecodeJWK,       ///< A text is no JWK or JWK Set, or its numbers are no key.
-        cannotDecodeResponse,  ///< For a CoderEncryptProtocol of the application's; the library never throws it.
-        claimNotFoundInJWT,    ///< A claim is not there; an "aud" that is neither text nor a list of texts counts as
-                               ///< none.
-        malformedClaim,        ///< A claim is of another type than the one asked for.
-        invalidJOSEComponent,  ///< A text is no compact serialisation: no dot, or a piece that is not base64url.
-        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where an RSA or EC key is due.
-        initializationError,   ///< For classes of the application's; the library never throws it.
+        algorithmNotSupported,  ///< The algorithm's name is unknown, or the algorithm is not for keys of this kind.
+        invalidKeyFormat,       ///< The key does not fit its algorithm, or a secp256k1 JWK lacks a member.
+        missingKey,             ///< A key set was not given, no key fits, or several fit where one is needed.
+        JWSSignerError,         ///< Signing failed; the underlying error says why.
+        JWSVerificationError,   ///< The JWS is malformed, names another algorithm, or does not verify.
+        JWEEncrypterError,      ///< Encryption failed; the underlying error says why.
+        JWEDecrypterError,  ///< The JWE is malformed, names other algorithms, or does not decrypt; or the store failed.
+        cannotEncodeJWK,    ///< The key or key set cannot be written as JSON (a private key, for example).
+        cannotDecodeJWK,    ///< The text is not a JWK or JWK Set, or its numbers are not a valid key.
+        cannotDecodeResponse,  ///< For an application's own CoderEncryptProtocol; the library never throws it.
+        claimNotFoundInJWT,    ///< The claim is missing. An "aud" that is neither a string nor a list of strings counts
+                               ///< as missing.
+        malformedClaim,        ///< The claim has another type than the one asked for.
+        invalidJOSEComponent,  ///< The text is not a compact token: it has no dot, or a part is not base64url.
+        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where an RSA or EC key is needed.
+        initializationError,   ///< For an application's own classes; the library never throws it.
     };
 
     /// @{
     /// The message.
-    static JOSEError algorithmNotSupported(std::string message);
-    static JOSEError invalidKeyFormat(std::string message);
-    static JOSEError missingKey(std::string message);
-    static JOSEError malformedClaim(std::string message);
-    static JOSEError invalidJOSEComponent(std::string message);
-    static JOSEError curveNotSupported(std::string message);
+    [[nodiscard]] static JOSEError algorithmNotSupported(std::string message);
+    [[nodiscard]] static JOSEError invalidKeyFormat(std::string message);
+    [[nodiscard]] static JOSEError missingKey(std::string message);
+    [[nodiscard]] static JOSEError malformedClaim(std::string message);
+    [[nodiscard]] static JOSEError invalidJOSEComponent(std::string message);
+    [[nodiscard]] static JOSEError curveNotSupported(std::string message);
     /// @}
 
     /// "Claim with name " + claimName + " not found in JWT".
-    static JOSEError claimNotFoundInJWT(std::string claimName);
+    [[nodiscard]] static JOSEError claimNotFoundInJWT(std::string claimName);
     /// "Failed to initialize object: " + message.
-    static JOSEError initializationError(std::string message);
+    [[nodiscard]] static JOSEError initializationError(std::string message);
 
     /// @{
     /// The textual form, ": ", and the underlying error's description.
-    static JOSEError JWSSignerError(std::exception_ptr underlying);
-    static JOSEError JWSVerificationError(std::exception_ptr underlying);
-    static JOSEError JWEEncrypterError(std::exception_ptr underlying);
-    static JOSEError JWEDecrypterError(std::exception_ptr underlying);
-    static JOSEError cannotDecodeResponse(std::exception_ptr underlying);
+    [[nodiscard]] static JOSEError JWSSignerError(std::exception_ptr underlying);
+    [[nodiscard]] static JOSEError JWSVerificationError(std::exception_ptr underlying);
+    [[nodiscard]] static JOSEError JWEEncrypterError(std::exception_ptr underlying);
+    [[nodiscard]] static JOSEError JWEDecrypterError(std::exception_ptr underlying);
+    [[nodiscard]] static JOSEError cannotDecodeResponse(std::exception_ptr underlying);
     /// @}
 
     /// @{
-    /// The textual form, ": ", and the underlying error's description; where there is none, the given one.
-    static JOSEError cannotEncodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
-    static JOSEError cannotDecodeJWK(std::exception_ptr underlying, std::optional<std::string> description = {});
+    /// The textual form, ": ", and the underlying error's description; without an underlying error, the given
+    /// description.
+    [[nodiscard]] static JOSEError cannotEncodeJWK(std::exception_ptr underlying,
+                                                   std::optional<std::string> description = {});
+    [[nodiscard]] static JOSEError cannotDecodeJWK(std::exception_ptr underlying,
+                                                   std::optional<std::string> description = {});
     /// @}
 
-    /// What to decide by.
-    Case errorCase() const noexcept { return state_->errorCase; }
+    /// @{
+    /// Copies share what the error holds, so copying never fails. A move is a copy.
+    JOSEError(const JOSEError&) noexcept = default;
+    JOSEError& operator=(const JOSEError&) noexcept = default;
+    /// @}
+    ~JOSEError() override = default;
 
-    /// The error that this one wraps; null where there is none.
-    const std::exception_ptr& underlyingError() const noexcept { return state_->underlying; }
+    /// The case; branch on this.
+    [[nodiscard]] Case errorCase() const noexcept { return state_->errorCase; }
 
-    /// The message, claim name or description that the error was made with; nothing where there is none.
-    const std::optional<std::string>& message() const noexcept { return state_->text; }
+    /// The error that this one wraps; null when there is none.
+    [[nodiscard]] const std::exception_ptr& underlyingError() const noexcept { return state_->underlying; }
 
-    /// The textual form: the case's name, and its payload in parentheses.
-    std::string debugDescription() const override;
+    /// The error that this one wraps when it is an E or derived from E, else null: `error.underlying<KeyStoreError>()`.
+    /// An error that the wrapped error wraps in turn is not searched for. Valid as long as any copy of this error.
+    template <class E>
+    [[nodiscard]] const E* underlying() const& noexcept TORVANE_LIFETIMEBOUND {
+        if (!underlyingError()) return nullptr;
+        try {
+            std::rethrow_exception(underlyingError());
+        } catch (const E& error) {
+            return &error;  // the exception itself, which rethrowing does not copy
+        } catch (...) {
+            return nullptr;
+        }
+    }
+    /// Does not compile: the pointer would outlive the error.
+    template <class E>
+    const E* underlying() const&& = delete;
 
-    /// The same case, whatever the payload; for claimNotFoundInJWT also the same claim name.
+    /// The message, claim name or description that the error was made with; nothing when there is none.
+    [[nodiscard]] const std::optional<std::string>& message() const noexcept { return state_->text; }
+
+    /// The textual form: "JOSEError.", the case's name, and its payload in parentheses.
+    [[nodiscard]] std::string debugDescription() const override;
+
+    /// Equal when the case is the same, and for claimNotFoundInJWT also the claim name. Nothing else is compared.
     TORVANE_EXPORT friend bool operator==(const JOSEError& a, const JOSEError& b) noexcept;
 
   private:
@@ -103,31 +130,31 @@ class TORVANE_EXPORT JOSEError final : public Error {
     std::shared_ptr<const State> state_;
 };
 
-/// What went wrong between objects and JSON.
+/// Failure of a conversion between objects and JSON.
 class TORVANE_EXPORT JsonSerializeError final : public Error {
   public:
     /// What failed; the description says where.
     enum class Case {
-        failedToParseJson,                 ///< A text is not JSON, or a value is not and has no text.
-        missingRequiredInformationForKey,  ///< A member that has to be there is missing, or of another kind.
-        missingRequiredInit,               ///< An object is read whose class has no constructor for that.
-        invalidJsonString,                 ///< A text is JSON, but no object.
+        failedToParseJson,                 ///< Text is not valid JSON, or a value cannot be serialised.
+        missingRequiredInformationForKey,  ///< A required member is missing, or has another type.
+        missingRequiredInit,               ///< The class has no constructor that reads a JSON object.
+        invalidJsonString,                 ///< The text is JSON, but not a JSON object.
     };
 
     /// The description.
-    static JsonSerializeError failedToParseJson(std::string description);
+    [[nodiscard]] static JsonSerializeError failedToParseJson(std::string description);
     /// "Required key missing in the JSON: " + key
-    static JsonSerializeError missingRequiredInformationForKey(std::string key);
+    [[nodiscard]] static JsonSerializeError missingRequiredInformationForKey(std::string key);
     /// "Must implement init(dict:)"
-    static JsonSerializeError missingRequiredInit();
+    [[nodiscard]] static JsonSerializeError missingRequiredInit();
     /// "Invalid format in the JSON String."
-    static JsonSerializeError invalidJsonString();
+    [[nodiscard]] static JsonSerializeError invalidJsonString();
 
-    /// What to decide by.
-    Case errorCase() const noexcept { return case_; }
-    std::string debugDescription() const override;
+    /// The case; branch on this.
+    [[nodiscard]] Case errorCase() const noexcept { return case_; }
+    [[nodiscard]] std::string debugDescription() const override;
 
-    /// The same case; for missingRequiredInformationForKey also the same key.
+    /// Equal when the case is the same, and for missingRequiredInformationForKey also the key.
     TORVANE_EXPORT friend bool operator==(const JsonSerializeError& a, const JsonSerializeError& b) noexcept;
 
   private:

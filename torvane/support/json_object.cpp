@@ -17,13 +17,10 @@ JsonSerializeObject::JsonSerializeObject(const JSONValue::Object&) {
     throw JsonSerializeError::missingRequiredInit();
 }
 
-JsonSerializeObject::Properties::Properties(std::initializer_list<Property> list) {
-    for (const auto& property : list) {
-        if (property.inherited_) continue;
-        for (auto& [name, value] : property.members_) members_.insert_or_assign(name, std::move(value));
-    }
-    for (const auto& property : list) {
-        if (property.inherited_) members_.merge(property.members_);
+JsonSerializeObject::Properties::Properties(Properties inherited, std::initializer_list<Property> own)
+    : members_(std::move(inherited.members_)) {
+    for (const auto& property : own) {
+        if (property.value_) members_.insert_or_assign(std::move(property.name_), *std::move(property.value_));
     }
 }
 

@@ -1,4 +1,4 @@
-// Objects to JSON and back: a class lists its properties, one a line, and has its JSON text from there.
+// Classes that are converted to JSON and back: each lists its properties, and its JSON text follows from the list.
 //
 //     class Transfer : public Torvane::JsonSerializeObject, public Torvane::JsonSerializeProtocol {
 //       public:
@@ -11,17 +11,16 @@
 //
 //       protected:
 //         Properties properties() const override {
-//             return {
-//                 {"purpose", purpose},
-//                 {"note", note},
-//             };
+//             return {JsonSerializeObject::properties(), {{"purpose", purpose}, {"note", note}}};
 //         }
 //     };
 //
-//     std::string text = transfer.toJsonString();
-//     auto transfer = Torvane::fromJsonString<Transfer>(text);
+//     Transfer transfer;
+//     transfer.purpose = "rent";
+//     const std::string text = transfer.toJsonString();  // {"purpose":"rent"}
+//     const auto received = Torvane::fromJsonString<Transfer>(text);
 //
-// Objects have identity: they are neither copied nor moved, and not to be changed from two threads at once.
+// Objects have identity: they are neither copied nor moved. They must not be changed from two threads at once.
 #pragma once
 
 #include <concepts>
@@ -38,7 +37,7 @@
 
 namespace Torvane {
 
-/// The way out, to JSON. Either throws what stands in its way.
+/// Conversion to JSON. Both functions throw on failure.
 class TORVANE_EXPORT JsonConvertible {
   public:
     JsonConvertible() = default;
@@ -46,120 +45,131 @@ class TORVANE_EXPORT JsonConvertible {
     JsonConvertible(const JsonConvertible&) = delete;
     JsonConvertible& operator=(const JsonConvertible&) = delete;
 
-    /// The members, for whoever goes on with them; may hold values that are not JSON.
-    virtual JSONValue::Object toDictionary() const = 0;
+    /// The members as a map, for further processing. Values that are not JSON are included.
+    [[nodiscard]] virtual JSONValue::Object toDictionary() const = 0;
     /// Compact JSON text in UTF-8.
-    virtual std::string toJsonString() const = 0;
+    [[nodiscard]] virtual std::string toJsonString() const = 0;
 };
 
-/// What a class derives from, besides JsonSerializeObject, to be read by fromJsonString() and to be converted
-/// where it stands inside another object.
+/// Second base of classes that fromJsonString() reads, and that are converted where they are properties of another
+/// object.
 class TORVANE_EXPORT JsonSerializeProtocol : public virtual JsonConvertible {};
 
-/// The base of classes that convert themselves by listing their properties.
+/// Base of classes that are converted to JSON by a list of their properties. A class overrides properties() to be
+/// written. To be read by fromJsonString() it also derives from JsonSerializeProtocol, and has a constructor from a
+/// JSONValue::Object, in which requiredMember() and optionalMember() find the values.
 class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
   public:
     JsonSerializeObject() = default;
 
-    /// For classes that are not read: `using JsonSerializeObject::JsonSerializeObject`.
+    /// Inherited by classes that cannot be read from JSON. "dict" is ignored.
     /// @throws JsonSerializeError missingRequiredInit, always.
     [[noreturn]] explicit JsonSerializeObject(const JSONValue::Object& dict);
 
-    /// The properties as a JSON object. Nothing is checked but by toJsonString().
-    /// @throws whatever the conversion of an object inside throws.
-    JSONValue::Object toDictionary() const override;
+    /// The properties as a JSON object. Values that are not JSON are included; toJsonString() rejects them.
+    /// @throws what toDictionary() of an object inside throws.
+    [[nodiscard]] JSONValue::Object toDictionary() const override;
 
-    /// Compact JSON text of toDictionary(), with "/" written as "\/".
-    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." when it holds a value that
-    ///         is not JSON: not a number, text that is not UTF-8, bytes, a type of your own; and as toDictionary().
-    std::string toJsonString() const override;
+    /// toDictionary() as compact JSON text in UTF-8, written as by JSONSerialization::data().
+    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." when a value is not JSON:
+    /// NaN,
+    ///         text that is not UTF-8, bytes, or a type of the application's. What toDictionary() throws.
+    [[nodiscard]] std::string toJsonString() const override;
 
   protected:
-    /// A name and a value, or the properties of the class above. By the type of the value:
-    /// - an enumeration is left out, and so are an absent optional and a null pointer;
-    /// - an object (or a pointer to one) gives its toDictionary(), a list of nothing but those a list of theirs;
-    ///   one that does not derive from JsonSerializeProtocol is none;
-    /// - anything else is taken as it is, be it JSON or not, a present optional as what it holds.
-    /// What would never be JSON is refused by the compiler where it can tell: characters, unsigned 64-bit
-    /// integers, pointers to what is no object, maps whose keys are not text, and what cannot be copied.
+    /// The name and value of one property. How the value is converted depends on its type:
+    /// - an enumeration, an absent optional and a null pointer are left out;
+    /// - an object (or a pointer to one) becomes its toDictionary(), and a list of only such objects becomes a list of
+    ///   their dictionaries. Only classes that also derive from JsonSerializeProtocol count as objects here;
+    /// - a present optional is converted as the value that it holds, except that an enumeration in it is kept as it is;
+    /// - any other value is kept as it is, whether it is JSON or not.
+    /// The compiler rejects types that can never be JSON: characters, pointers to anything but objects, maps whose keys
+    /// are not text, and types that cannot be copied.
     class TORVANE_EXPORT Property;
 
-    /// What properties() returns: a braced list of properties. The last of a name counts, and one of the class
-    /// itself before one of the class above.
+    /// The properties of an object, as properties() returns them.
     class TORVANE_EXPORT Properties {
       public:
-        Properties() = default;
-        /// Moves the properties out of the list.
-        Properties(std::initializer_list<Property> list);
+        /// The inherited properties and the class's own, which replace inherited ones of the same name. Where one name
+        /// is given twice, the last counts.
+        Properties(Properties inherited, std::initializer_list<Property> own);
+        /// Does not compile, so that a class cannot lose the properties that it inherits.
+        Properties(std::initializer_list<Property> own) = delete;  // Begin the list with Base::properties().
 
       private:
         friend class JsonSerializeObject;
+        Properties() = default;
+
         JSONValue::Object members_;
     };
 
-    /// The properties of a class, those of the class above last: `{{"iban", iban}, Transfer::properties()}`. Without
-    /// that last one they are lost. A class that adds none has no need to override it.
-    virtual Properties properties() const;
+    /// The properties that are converted. An override begins with those of its direct base class:
+    /// `return {Transfer::properties(), {{"iban", iban}}};`, or with JsonSerializeObject::properties(), which has none.
+    /// A class without properties of its own does not override this.
+    [[nodiscard]] virtual Properties properties() const;
 };
 
-/// One line of the list that properties() returns.
+/// One property in the list that properties() returns.
 class TORVANE_EXPORT JsonSerializeObject::Property {
   public:
-    /// Converts the value at once; a name may come more than once.
+    /// Converts the value at once.
     template <class T>
-    Property(std::string name, const T& value) {
-        if (auto converted = JsonProperty::converted(value)) members_.emplace(std::move(name), *std::move(converted));
-    }
-    /// All properties of the class above, as its properties() returns them.
-    Property(Properties inherited) : members_(std::move(inherited.members_)), inherited_(true) {}
+    Property(std::string name, const T& value) : name_(std::move(name)), value_(JsonProperty::converted(value)) {}
 
   private:
     friend class Properties;
-    // Mutable, to be moved out of the braced list, whose elements are const.
-    mutable JSONValue::Object members_;
-    bool inherited_ = false;
+    // Mutable, so that they can be moved out of the braced list, whose elements are const.
+    mutable std::string name_;
+    mutable std::optional<JSONValue> value_;
 };
 
-/// JSON values to bytes and back. Class-level; a class of your own may derive from it and hide either.
+/// Conversion between JSON values and JSON text. A class of the application's may derive from it and hide either
+/// function.
 class TORVANE_EXPORT JsonCodeHelper {
   public:
     JsonCodeHelper() = delete;
 
-    /// Compact JSON text of a list or an object.
-    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." for any other value, and
-    ///         when it holds one that is not JSON.
-    static ByteBuffer encodeAndConvertToJson(const JSONValue& value);
+    /// A list or an object as compact JSON text in UTF-8.
+    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." for a value of another
+    /// kind, and
+    ///         for one that contains a value that is not JSON.
+    [[nodiscard]] static ByteBuffer encodeAndConvertToJson(const JSONValue& value);
 
-    /// A value of any kind from JSON text (RFC 8259), read strictly.
+    /// @{
+    /// Reads a value of any kind from JSON text, strictly, as JSONSerialization::jsonObject() does.
     /// @throws JsonSerializeError failedToParseJson "Failed to parse response to JSON. " and the reader's reason.
-    static JSONValue decodeCodeJson(ByteView data);
+    [[nodiscard]] static JSONValue decodeCodeJson(ByteView data);
+    [[nodiscard]] static JSONValue decodeCodeJson(std::string_view text) { return decodeCodeJson(asBytes(text)); }
+    /// @}
 };
 
-/// The members of the JSON object that a text holds, for fromJsonString().
-/// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(); invalidJsonString for JSON
+/// The members of a JSON object, read from text.
+/// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(), and invalidJsonString for JSON
+/// text
 ///         that is not an object.
-TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString);
+[[nodiscard]] TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString);
 
-/// The T that a JSON text holds, made by T's own constructor from a JSON object.
-/// @throws JsonSerializeError as dictFromJsonString(), and whatever the constructor throws.
+/// Reads a T from the text of a JSON object, by T's constructor from JSONValue::Object.
+/// @throws JsonSerializeError as dictFromJsonString(), and what the constructor throws.
 template <std::derived_from<JsonSerializeObject> T>
-requires std::derived_from<T, JsonSerializeProtocol> T fromJsonString(std::string_view jsonString) {
+requires std::derived_from<T, JsonSerializeProtocol>
+[[nodiscard]] T fromJsonString(std::string_view jsonString) {
     static_assert(std::constructible_from<T, JSONValue::Object>,
                   "A class that is read from JSON needs a constructor from JSONValue::Object.");
     return T(dictFromJsonString(jsonString));
 }
 
-/// A member as a T, as JSONValue::to() converts it; nothing when it is missing or of another kind.
+/// The member converted by JSONValue::to<T>(); nothing when it is missing or does not convert.
 template <class T>
-std::optional<T> optionalMember(const JSONValue::Object& dict, std::string_view key) {
+[[nodiscard]] std::optional<T> optionalMember(const JSONValue::Object& dict, std::string_view key) {
     const auto member = dict.find(key);
     return member == dict.end() ? std::nullopt : member->second.to<T>();
 }
 
-/// The same, for a member that has to be there.
-/// @throws JsonSerializeError missingRequiredInformationForKey when it is missing or of another kind.
+/// The member converted by JSONValue::to<T>().
+/// @throws JsonSerializeError missingRequiredInformationForKey when it is missing or does not convert.
 template <class T>
-T requiredMember(const JSONValue::Object& dict, std::string_view key) {
+[[nodiscard]] T requiredMember(const JSONValue::Object& dict, std::string_view key) {
     auto value = optionalMember<T>(dict, key);
     if (!value) throw JsonSerializeError::missingRequiredInformationForKey(std::string(key));
     return *std::move(value);

@@ -1,4 +1,4 @@
-// What becomes of a property by its type: for json_object.hpp.
+// Conversion of a property to JSON by its type, for json_object.hpp.
 #pragma once
 
 #include <algorithm>
@@ -29,9 +29,6 @@ template <class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
 template <class T>
-concept Unsigned64 = std::unsigned_integral<T> && sizeof(T) == sizeof(std::uint64_t);
-
-template <class T>
 concept NestedObject = std::derived_from<T, JsonSerializeObject>;
 
 template <class T>
@@ -45,7 +42,7 @@ concept PointerToObject = Pointer<T> && requires(const T& pointer) {
     { *pointer } -> std::convertible_to<const JsonSerializeObject&>;
 };
 
-// Values that a JSONValue is made from, texts and numbers among them.
+// Values that convert to a JSONValue.
 template <class T>
 concept JSON = std::convertible_to<const T&, JSONValue>;
 
@@ -58,7 +55,7 @@ template <class T>
 concept Bytes = std::ranges::range<const T> &&(std::same_as<std::ranges::range_value_t<const T>, std::uint8_t> ||
                                                std::same_as<std::ranges::range_value_t<const T>, std::byte>);
 
-// A range of itself (a path) has no end.
+// Lists that do not convert to a JSONValue. A path is a range whose elements are paths, without end.
 template <class T>
 concept List = std::ranges::input_range<const T> && !JSON<T> && !Map<T> && !Bytes<T> &&
                !std::same_as<std::ranges::range_value_t<const T>, T>;
@@ -69,7 +66,6 @@ constexpr void requireMeaning() {
         requireMeaning<typename T::value_type>();
     } else {
         static_assert(!Character<T>, "A property that is a character: use std::string, or a number type.");
-        static_assert(!Unsigned64<T>, "A property that is an unsigned 64-bit integer: use std::int64_t.");
         static_assert(!Pointer<T> || JSON<T> || PointerToObject<T>,
                       "A property that is a pointer: use the value, or std::optional.");
         static_assert(!NestedObject<T> || std::derived_from<T, JsonSerializeProtocol>,
@@ -84,12 +80,12 @@ constexpr void requireMeaning() {
     }
 }
 
-/// The object, if it derives from JsonSerializeProtocol; else null.
-TORVANE_EXPORT const JsonSerializeObject* serializable(const JsonSerializeObject& object) noexcept;
+/// The object when it also derives from JsonSerializeProtocol, else null.
+[[nodiscard]] TORVANE_EXPORT const JsonSerializeObject* serializable(const JsonSerializeObject& object) noexcept;
 
-TORVANE_EXPORT JSONValue::Object dictionaryOf(const JsonSerializeObject& object);
+[[nodiscard]] TORVANE_EXPORT JSONValue::Object dictionaryOf(const JsonSerializeObject& object);
 
-/// The object that a value is or points to, if it is to be converted; else null.
+/// The object that a value is or points to when its class derives from JsonSerializeProtocol, else null.
 template <class T>
 const JsonSerializeObject* serializableIn(const T& value) noexcept {
     if constexpr (NestedObject<T>) {
@@ -108,10 +104,10 @@ bool isListOfObjects(const T& list) noexcept {
     return std::ranges::all_of(list, [](const auto& element) { return serializableIn(element) != nullptr; });
 }
 
-// What is not JSON and cannot be copied.
+// Stands for a value that is not JSON and cannot be copied.
 struct Something {};
 
-/// The value as it is, whether it is JSON or not.
+/// The value as it is, opaque where it is not JSON.
 template <class T>
 JSONValue unchanged(const T& value) {
     requireMeaning<T>();
@@ -137,7 +133,7 @@ JSONValue unchanged(const T& value) {
     }
 }
 
-/// The value as a property shows it; nothing when it is left out.
+/// The value as it is converted for a property; nothing when the property is left out.
 template <class T>
 std::optional<JSONValue> converted(const T& value) {
     requireMeaning<T>();
@@ -145,7 +141,7 @@ std::optional<JSONValue> converted(const T& value) {
         return std::nullopt;
     } else if constexpr (isOptional<T>) {
         if (!value) return std::nullopt;
-        // An enumeration that is there is not left out: it is for toJsonString() to refuse.
+        // An enumeration in an optional is not left out; toJsonString() rejects it.
         if constexpr (std::is_enum_v<typename T::value_type>) return unchanged(*value);
         return converted(*value);
     } else {

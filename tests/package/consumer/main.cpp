@@ -22,7 +22,9 @@ struct Application {
 
 class Payment : public JsonSerializeObject, public JsonSerializeProtocol {
   protected:
-    Properties properties() const override { return {{"amount", 950}, {"currency", std::string("EUR")}}; }
+    Properties properties() const override {
+        return {JsonSerializeObject::properties(), {{"amount", 950}, {"currency", std::string("EUR")}}};
+    }
 };
 
 }  // namespace
@@ -36,13 +38,13 @@ int main() {
         JOSEHelper::Builder().setSenderJwkSet(ours).setRecipientJwkSet(JsonWebKeySet(published)).create();
 
     JWTClaims claims;
-    claims.setIssuer("consumer").setClaimValue(Payment().toJsonString(), "payment");
+    claims.setIssuer("consumer").setClaim("payment", Payment().toJsonString());
     const auto token = helper.encodeMessage(asBytes(claims.toJsonString()));
     const auto received = fromJsonString<JWTClaims>(asText(helper.decodeMessage(token)));
     std::cout << received.getIssuer() << " sends " << received.getClaimValue<std::string>("payment") << '\n';
 
     try {
-        received.getClaimValue<bool>("payment");
+        static_cast<void>(received.getClaimValue<bool>("payment"));
     } catch (const JOSEError& error) {
         std::cout << error.errorDescription() << '\n';
     }

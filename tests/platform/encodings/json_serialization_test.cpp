@@ -11,7 +11,7 @@
 
 namespace Torvane {
 
-// The value as the other library's, whose text tells 1 from 1.0.
+// The value as one of the other library's, which writes 1 and 1.0 differently.
 void to_json(nlohmann::json& json, const JSONValue& value) {
     value.visit([&](const auto& alternative) {
         if constexpr (std::is_constructible_v<nlohmann::json, decltype(alternative)>) json = alternative;
@@ -28,7 +28,7 @@ using nlohmann::json;
 using List = JSONValue::List;
 using Object = JSONValue::Object;
 
-// By the reader of secrets too, which has to agree.
+// Reads by the reader of secrets too, which has to give the same result.
 JSONValue read(std::string_view text) {
     EXPECT_EQ(Testing::textualForm(THROWN_BY(JSONSerialization::secretJSONObject(asBytes(text)))),
               Testing::textualForm(THROWN_BY(JSONSerialization::jsonObject(asBytes(text)))));
@@ -101,12 +101,13 @@ TEST(JSONReading, TakesMillionsOfBytesOfAnyKindInItsStride) {
 TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<std::string, List> cases[] = {
-        {"A number that is not finite", {infinity, -infinity, std::nan("")}},
-        {"A string that is not UTF-8", {"\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xE2\x82", Object{{"\xFF", 1}}}},
-        {"A value that is not JSON", {JSONValue::opaque(7U), JSONValue::opaque(std::vector<int>())}}};
+        {"A number that is not finite", List::of(infinity, -infinity, std::nan(""))},
+        {"A string that is not UTF-8", List::of("\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xE2\x82", Object{{"\xFF", 1}})},
+        {"A value that is not JSON", List::of(JSONValue::opaque('x'), JSONValue::opaque(ByteBuffer()))}};
     for (const auto& [what, values] : cases) {
         for (const auto& value : values) {
-            for (const JSONValue& holder : List{value, List{1, value}, Object{{"a", List{Object{{"b", value}}}}}}) {
+            for (const JSONValue& holder :
+                 List::of(value, List::of(1, value), Object{{"a", List::of(Object{{"b", value}})}})) {
                 EXPECT_ERROR(written(holder), JSONError(what + " cannot be written as JSON."));
                 EXPECT_FALSE(JSONSerialization::isValidJSONObject(holder)) << what;
             }
@@ -115,9 +116,10 @@ TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
 }
 
 TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
-    for (const JSONValue& value : List{nullptr, true, 1, 0.5, "x"}) {
+    for (const JSONValue& value : List::of(nullptr, true, 1, 0.5, "x")) {
         EXPECT_FALSE(JSONSerialization::isValidJSONObject(value)) << written(value);
-        for (const JSONValue& holder : List{List{value}, Object{{"\u00e9\0"s, List{value}}}, List(), Object()})
+        for (const JSONValue& holder :
+             List::of(List::of(value), Object{{"\u00e9\0"s, List::of(value)}}, List(), Object()))
             EXPECT_TRUE(JSONSerialization::isValidJSONObject(holder)) << written(holder);
     }
 }

@@ -1,4 +1,4 @@
-// Bytes, and what becomes of them: owned buffers, views, and secrets that are wiped when they go.
+// Byte buffers, views, and buffers for secrets, which are wiped when they are released.
 #pragma once
 
 #include <cstddef>
@@ -10,41 +10,40 @@
 
 #include "torvane/platform/core/export.hpp"
 
-/// All that the library reaches outside itself: keys and key stores, bytes, JSON, base64url, random
-/// identifiers.
+/// The library: messages, tokens, keys and key stores, and the bytes, errors and JSON values they are made of.
 namespace Torvane {
 
 /// An owned sequence of bytes.
 using ByteBuffer = std::vector<std::uint8_t>;
 
-/// Somebody else's bytes, for the length of a call unless a docstring says more.
+/// Non-owning view of bytes. As an argument it has to be valid until the call returns, unless a docstring says more.
 using ByteView = std::span<const std::uint8_t>;
 
-/// The text's own bytes, not copied: valid as long as the text is.
-inline ByteView asBytes(std::string_view text) noexcept {
+/// The text's own bytes, not copied; valid as long as the text.
+[[nodiscard]] inline ByteView asBytes(std::string_view text) noexcept {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/// The bytes as a text, not copied and not checked to be UTF-8.
-inline std::string_view asText(ByteView bytes) noexcept {
+/// The same bytes as text, not copied, and not checked to be UTF-8; valid as long as the bytes.
+[[nodiscard]] inline std::string_view asText(ByteView bytes) noexcept {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// Overwrites memory in a way that the optimiser keeps.
+/// Overwrites memory with zero bytes; the compiler does not optimise this away.
 TORVANE_EXPORT void wipe(void* data, std::size_t size) noexcept;
 
-/// Wipes each block before it goes back to the heap, the ones that a growing vector leaves behind included.
+/// Allocator that wipes each block before returning it to the heap, including those that a vector outgrows.
 template <class T>
 struct WipingAllocator {
     /// @{
-    /// What standard containers ask of an allocator; all are equal.
+    /// The members that standard containers require. All allocators of this kind are equal.
     using value_type = T;
 
     WipingAllocator() noexcept = default;
     template <class U>
     WipingAllocator(const WipingAllocator<U>&) noexcept {}
 
-    T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+    [[nodiscard]] T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
     void deallocate(T* block, std::size_t count) noexcept {
         wipe(block, count * sizeof(T));
         std::allocator<T>().deallocate(block, count);
@@ -54,14 +53,14 @@ struct WipingAllocator {
     /// @}
 };
 
-/// Key material and other bytes that must not outlive their use.
+/// Owned bytes of a key or another secret, wiped when they are released.
 using SecretBuffer = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
 
-/// Wipes a buffer or string that cannot be a SecretBuffer, on every way out of a scope.
+/// Guard that wipes a buffer or string at the end of a scope, for secrets that cannot be in a SecretBuffer.
 template <class Container>
 class WipeOnExit {
   public:
-    /// Keeps a reference; the container may grow meanwhile, but what it leaves behind then is not wiped.
+    /// Keeps a reference to the container. Memory that the container releases when it grows is not wiped.
     explicit WipeOnExit(Container& secret) noexcept : secret_(secret) {}
     ~WipeOnExit() { wipe(secret_.data(), secret_.size()); }
     WipeOnExit(const WipeOnExit&) = delete;

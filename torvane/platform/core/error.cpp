@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <ostream>
 #include <utility>
 
 namespace Torvane {
@@ -29,6 +30,10 @@ Error::Error(std::string description) : description_(std::make_shared<const std:
 
 const char* Error::what() const noexcept {
     return description_->c_str();
+}
+
+std::ostream& operator<<(std::ostream& out, const Error& error) {
+    return out << error.debugDescription();
 }
 
 std::string SecurityError::debugDescription() const {

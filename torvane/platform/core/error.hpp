@@ -1,7 +1,15 @@
-// The root of every error that the library throws, and the words that errors are made of.
+// Root of the library's errors, and descriptions of any exception.
+//
+//     try {
+//         const auto key = Torvane::openKey("missing.pem", Torvane::KeyHalf::privateHalf);
+//     } catch (const Torvane::Error& error) {
+//         std::cerr << error.errorDescription() << '\n';  // for people: what went wrong
+//         std::clog << error << '\n';                     // for a log: type and case too
+//     }
 #pragma once
 
 #include <exception>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,59 +18,69 @@
 
 namespace Torvane {
 
-/// An error with a description. Copies share the text and cannot fail.
+/// The root of every error that the library throws; only the standard library's own exceptions (std::bad_alloc) and
+/// those of the application's code are of other types.
 class TORVANE_EXPORT Error : public std::exception {
   public:
-    /// Keeps the text as it is, NUL bytes too.
+    /// Keeps the text as it is, NUL bytes included.
     explicit Error(std::string description);
+    /// @{
+    /// Copies share the text, so copying never fails. A move is a copy, so an error keeps everything when it is moved.
+    Error(const Error&) noexcept = default;
+    Error& operator=(const Error&) noexcept = default;
+    /// @}
+    ~Error() override = default;
 
-    /// The description up to its first NUL byte; errorDescription() has the whole of it.
-    const char* what() const noexcept override;
-    /// What went wrong, for people. Valid as long as some copy of the error lives.
-    const std::string& errorDescription() const noexcept { return *description_; }
+    /// The description up to its first NUL byte.
+    [[nodiscard]] const char* what() const noexcept override;
+    /// The whole description: what went wrong, for people. Valid as long as any copy of the error.
+    [[nodiscard]] const std::string& errorDescription() const noexcept { return *description_; }
 
-    /// How the error shows inside the textual form of an error that wraps it, for example
-    /// `JOSEError.missingKey("...")`.
-    virtual std::string debugDescription() const = 0;
+    /// The textual form: type, case and payload, for example `JOSEError.missingKey("...")`. An error that wraps another
+    /// shows it in this form inside its own.
+    [[nodiscard]] virtual std::string debugDescription() const = 0;
+
+    /// Writes debugDescription().
+    TORVANE_EXPORT friend std::ostream& operator<<(std::ostream& out, const Error& error);
 
   private:
     std::shared_ptr<const std::string> description_;
 };
 
-/// A key, a key store or a cryptographic primitive could not do what it was asked.
+/// A key, a key store or a cryptographic primitive could not do what was asked of it.
 class TORVANE_EXPORT SecurityError : public Error {
   public:
     using Error::Error;
-    std::string debugDescription() const override;
+    [[nodiscard]] std::string debugDescription() const override;
 };
 
-/// A key store or a key URI could not give what was asked of it. The text says what was looked for and what was found,
-/// and never a passphrase or PIN.
+/// A key store could not provide a key or perform an operation. The text says what was looked for and what was found,
+/// and never contains a passphrase or PIN.
 class TORVANE_EXPORT KeyStoreError final : public SecurityError {
   public:
-    /// Why the store could not, as far as a caller can do something about it.
+    /// Why the store failed, by what a caller can do about it.
     enum class Case {
-        invalidURI,       ///< The URI is none, or asks for what cannot be.
-        unavailable,      ///< The file, the driver or the token is not there, or no longer; later it may be.
-        keyNotFound,      ///< The store is there and the key is not, or more than one key fits.
+        invalidURI,       ///< The URI is malformed, or asks for something impossible.
+        unavailable,      ///< The file, driver or PKCS #11 token is missing or was removed; retrying later may succeed.
+        keyNotFound,      ///< The store is there, but no key fits, or more than one key fits.
         wrongSecret,      ///< The passphrase or PIN is missing, wrong or locked.
         notSupported,     ///< The store cannot do this operation with this algorithm.
-        operationFailed,  ///< The store has refused, or failed, for another reason.
+        operationFailed,  ///< The store refused or failed for another reason.
     };
 
     /// @{
     /// The description.
-    static KeyStoreError invalidURI(std::string description);
-    static KeyStoreError unavailable(std::string description);
-    static KeyStoreError keyNotFound(std::string description);
-    static KeyStoreError wrongSecret(std::string description);
-    static KeyStoreError notSupported(std::string description);
-    static KeyStoreError operationFailed(std::string description);
+    [[nodiscard]] static KeyStoreError invalidURI(std::string description);
+    [[nodiscard]] static KeyStoreError unavailable(std::string description);
+    [[nodiscard]] static KeyStoreError keyNotFound(std::string description);
+    [[nodiscard]] static KeyStoreError wrongSecret(std::string description);
+    [[nodiscard]] static KeyStoreError notSupported(std::string description);
+    [[nodiscard]] static KeyStoreError operationFailed(std::string description);
     /// @}
 
-    /// What to decide by.
-    Case errorCase() const noexcept { return case_; }
-    std::string debugDescription() const override;
+    /// The case; branch on this.
+    [[nodiscard]] Case errorCase() const noexcept { return case_; }
+    [[nodiscard]] std::string debugDescription() const override;
 
   private:
     KeyStoreError(Case errorCase, std::string description);
@@ -71,15 +89,15 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
 };
 
 /// The description of any exception: errorDescription() of an Error, what() of another std::exception.
-TORVANE_EXPORT std::string localizedDescription(const std::exception_ptr& error);
+[[nodiscard]] TORVANE_EXPORT std::string localizedDescription(const std::exception_ptr& error);
 
-/// The debug form of any exception; another std::exception shows as its quoted what().
-TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
+/// The textual form of any exception: debugDescription() of an Error, what() in quotes of another std::exception.
+[[nodiscard]] TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
 
 /// The text in double quotes, with quotes, backslashes and control characters escaped.
-TORVANE_EXPORT std::string debugQuoted(std::string_view text);
+[[nodiscard]] TORVANE_EXPORT std::string debugQuoted(std::string_view text);
 
-/// Prints why to stderr and aborts: for broken preconditions, and for a random source that fails.
+/// Prints the reason to stderr and aborts the process: for broken preconditions, and when the random source fails.
 [[noreturn]] TORVANE_EXPORT void stopProcess(std::string_view why) noexcept;
 
 }  // namespace Torvane

@@ -1,4 +1,4 @@
-// The secure random source.
+// Secure random bytes.
 #pragma once
 
 #include <span>
@@ -7,8 +7,8 @@
 
 namespace Torvane {
 
-/// Fills the bytes from the operating system's seeded generator. A failure stops the process: a key, nonce or
-/// identifier must never be weak.
+/// Fills the bytes from OpenSSL's random generator, which the operating system seeds. A failure aborts the process, so
+/// that no key, nonce or identifier is ever weak.
 TORVANE_EXPORT void secRandomCopyBytes(std::span<std::uint8_t> bytes) noexcept;
 
 }  // namespace Torvane

@@ -1,4 +1,4 @@
-// Random identifiers.
+// Random UUIDs.
 #pragma once
 
 #include <string>
@@ -8,6 +8,6 @@
 namespace Torvane {
 
 /// A random UUID (RFC 4122, section 4.4) in its canonical form of 36 characters, in upper case.
-TORVANE_EXPORT std::string randomUUID();
+[[nodiscard]] TORVANE_EXPORT std::string randomUUID();
 
 }  // namespace Torvane

@@ -11,7 +11,7 @@
 namespace Torvane {
 namespace {
 
-// What stands between the quotes of each string in JSON text, one after the other.
+// Iterates over the strings in JSON text: what is between their quotes, escapes included.
 class StringLiterals {
   public:
     explicit StringLiterals(ByteView text) noexcept : rest_(asText(text)) {}
@@ -31,19 +31,19 @@ class StringLiterals {
     std::string_view rest_;
 };
 
-// Whether a string is the same with its quotes and without, byte for byte.
+// Whether a string equals its literal byte for byte, so that it can be taken from the text.
 bool isVerbatim(std::string_view literal) noexcept {
     return std::all_of(literal.begin(), literal.end(), [](char c) { return c >= 0x20 && c < 0x7f && c != '\\'; });
 }
 
-// Builds a JSONValue from the reader's events. The open lists and objects are owned by the stack until they end.
+// Builds a JSONValue from the parser's events. A stack owns the lists and objects that have not ended yet.
 class ValueBuilder {
   public:
     ValueBuilder() = default;
-    // For a reader that is kept from seeing the strings: they are taken from the text that it does not see.
+    // For a parser that is shown a text with other strings: the real ones are taken from the hidden text.
     explicit ValueBuilder(ByteView hidden) : hidden_(StringLiterals(hidden)) {}
     ~ValueBuilder() {
-        // What a failure leaves behind may have been a key.
+        // A failed read may leave parts of a key here.
         for (auto& level : open_) wipeStrings(level.container);
         wipeStrings(result_);
     }
@@ -53,11 +53,8 @@ class ValueBuilder {
     bool null() { return add(nullptr); }
     bool boolean(bool value) { return add(value); }
     bool number_integer(std::int64_t value) { return add(value); }
-    bool number_unsigned(std::uint64_t value) {
-        // The reader calls this for every integer without a sign.
-        if (value <= static_cast<std::uint64_t>(INT64_MAX)) return add(static_cast<std::int64_t>(value));
-        return add(static_cast<double>(value));
-    }
+    // Called for every integer without a sign.
+    bool number_unsigned(std::uint64_t value) { return add(value); }
     bool number_float(double value, const std::string&) { return add(value); }
     bool string(std::string& value) { return add(actual(value)); }
     bool binary(nlohmann::json::binary_t&) { return false; }
@@ -83,7 +80,7 @@ class ValueBuilder {
   private:
     struct Level {
         JSONValue container;
-        // Of an object, the member whose value comes next.
+        // The member whose value comes next, where the container is an object.
         JSONValue::Object::iterator member;
     };
 
@@ -92,8 +89,8 @@ class ValueBuilder {
         return false;
     }
 
-    // What the reader objects to, without the library's prefix and without the text it objects to, which may
-    // be secret or as long as the input.
+    // The parser's message without its prefix and without the text that it quotes, which may be secret or as long as
+    // the input.
     static std::string reason(const nlohmann::json::exception& error) {
         if (error.id == 406) return "a number is too large";
         const std::string_view what = error.what();
@@ -102,7 +99,7 @@ class ValueBuilder {
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
-    // The string itself, where the reader has seen others in its place.
+    // The real string, where the parser was shown another in its place.
     std::string actual(std::string& seen) {
         const auto literal = hidden_ ? hidden_->next() : std::nullopt;
         return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(seen);
@@ -137,7 +134,7 @@ class ValueBuilder {
     std::string failure_;
 };
 
-// The string as JSON; nothing when it is not UTF-8.
+// The string as a JSON literal; nothing when it is not UTF-8.
 std::optional<std::string> quotedJSON(const std::string& text) {
     try {
         return nlohmann::json(text).dump();
@@ -146,7 +143,7 @@ std::optional<std::string> quotedJSON(const std::string& text) {
     }
 }
 
-// Characters that stand for themselves between quotes; "/" is escaped here and left alone by the JSON library.
+// Characters that need no escape. "/" is escaped by the Writer, because the JSON library does not escape it.
 constexpr bool isPlain(char c) noexcept {
     return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/';
 }
@@ -255,7 +252,7 @@ ByteBuffer JSONSerialization::data(const JSONValue& value) {
 namespace {
 
 JSONValue read(ByteView text, ValueBuilder& builder) {
-    // The reader skips a byte order mark and takes a NUL byte for the end of its input.
+    // The parser skips a byte order mark and treats a NUL byte as the end of its input.
     if (text.size() >= 3 && text[0] == 0xEF && text[1] == 0xBB && text[2] == 0xBF) {
         throw JSONError("The text is not JSON: it starts with a byte order mark.");
     }
@@ -276,7 +273,7 @@ JSONValue JSONSerialization::jsonObject(ByteView text) {
 }
 
 SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
-    // The reader leaves copies of what it reads in freed memory, so it is shown a text with other strings.
+    // The parser leaves copies of strings in freed memory, so it is shown a text with other strings of the same size.
     SecretBuffer shown(text.begin(), text.end());
     StringLiterals literals(text);
     while (const auto literal = literals.next()) {

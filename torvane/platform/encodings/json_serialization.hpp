@@ -1,5 +1,11 @@
-// The JSON services: validity test, writing, and strict reading (RFC 8259).
+// Writing and strict reading of JSON text (RFC 8259).
+//
+//     auto value = Torvane::JSONSerialization::jsonObject(R"({"amount": 12.5})");
+//     if (auto* members = value.as<Torvane::JSONValue::Object>()) members->emplace("currency", "EUR");
+//     const Torvane::ByteBuffer text = Torvane::JSONSerialization::data(value);
 #pragma once
+
+#include <string_view>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/error.hpp"
@@ -7,39 +13,44 @@
 
 namespace Torvane {
 
-/// JSON text that cannot be read, or a value that cannot be written.
+/// Text that is not strict JSON, or a value that cannot be written as JSON.
 class TORVANE_EXPORT JSONError final : public Error {
   public:
     using Error::Error;
-    std::string debugDescription() const override;
+    [[nodiscard]] std::string debugDescription() const override;
 };
 
-/// Compact text out, strict text in (RFC 8259).
+/// The JSON reader and writer. The reader accepts exactly RFC 8259; the writer makes compact text.
 struct TORVANE_EXPORT JSONSerialization {
     JSONSerialization() = delete;
 
-    /// How deep lists and objects may nest in JSON text.
+    /// How deep lists and objects may nest in JSON text that is read.
     static constexpr std::size_t maximumDepth = 512;
 
-    /// True for a list or object in which every value is JSON: finite numbers, strings in UTF-8, nothing opaque.
-    static bool isValidJSONObject(const JSONValue& value);
+    /// Whether the value is a list or object that data() can write: numbers are finite, strings and member names are
+    /// UTF-8, and nothing is opaque, at any depth.
+    [[nodiscard]] static bool isValidJSONObject(const JSONValue& value);
 
-    /// Compact text, "/" written as "\/", a double that is a whole number below 2^53 without a fraction, any
-    /// other in the shortest form that reads back the same.
-    /// What nests deeper than maximumDepth is written, and not read again by jsonObject().
-    /// @throws JSONError for a value that is not JSON at any depth.
-    static ByteBuffer data(const JSONValue& value);
+    /// Compact JSON text in UTF-8. Members are written in the order of their names, "/" as "\/", a double without a
+    /// fraction below 2^53 like an integer, and any other double in the shortest form that reads back as the same
+    /// number. A value that nests deeper than maximumDepth is written, but jsonObject() rejects that text.
+    /// @throws JSONError when a number is not finite, a string is not UTF-8, or a value is opaque, at any depth.
+    [[nodiscard]] static ByteBuffer data(const JSONValue& value);
 
-    /// Reads one value of any kind. A number without fraction and exponent that fits 64 bits is an integer,
-    /// any other a double.
-    /// @throws JSONError for text that is not strict JSON in UTF-8: a byte order mark or NUL byte, a member given
-    ///         twice, bytes after the value, nesting beyond maximumDepth, a number beyond the doubles. The
-    ///         error never repeats the text.
-    static JSONValue jsonObject(ByteView text);
+    /// @{
+    /// Reads one value of any kind from UTF-8 text. A number becomes an integer when it has neither fraction nor
+    /// exponent and fits std::int64_t, and a double otherwise.
+    /// @throws JSONError for text that is not strict JSON, and for a byte order mark, a NUL byte, two members of one
+    /// name
+    ///         in an object, bytes after the value, nesting beyond maximumDepth, and numbers beyond the range of
+    ///         double. The error never quotes the text.
+    [[nodiscard]] static JSONValue jsonObject(ByteView text);
+    [[nodiscard]] static JSONValue jsonObject(std::string_view text) { return jsonObject(asBytes(text)); }
+    /// @}
 
-    /// The same for text that may hold a key: no copy of a string stays behind, unless it is written with escapes
-    /// or with characters outside ASCII, as no key is.
-    static SecretJSON secretJSONObject(ByteView text);
+    /// Reads text that may hold a key, as jsonObject() does. No copy of a string remains in released memory, unless the
+    /// string is written with escapes or characters outside ASCII, which keys never are.
+    [[nodiscard]] static SecretJSON secretJSONObject(ByteView text);
 };
 
 }  // namespace Torvane

@@ -1,9 +1,18 @@
-// JSONValue, the variant that JSON text parses to, and the two maps that the library speaks in.
+// JSONValue, the variant that JSON text is parsed to, with its lists and objects.
+//
+//     Torvane::JSONValue::Object payment{{"amount", 12.5}, {"tags", Torvane::JSONValue::List::of("rent", "home")}};
+//     payment["payee"] = std::map<std::string, std::string>{{"name", "Ada"}};
+//     if (const auto amount = payment.at("amount").to<double>()) std::cout << *amount << '\n';
+//     std::cout << payment << '\n';  // {"amount":12.5,"payee":{"name":"Ada"},"tags":["rent","home"]}
 #pragma once
 
 #include <any>
+#include <cmath>
 #include <concepts>
 #include <cstdint>
+#include <iosfwd>
+#include <iterator>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -14,29 +23,67 @@
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 
 namespace Torvane {
+
+class JSONValue;
 
 /// String keys to string values.
 using StringMap = std::map<std::string, std::string, std::less<>>;
 
-/// Characters, which are neither numbers nor texts.
+/// Character types, which JSONValue treats neither as numbers nor as strings.
 template <class T>
 concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
     std::same_as<T, char16_t> || std::same_as<T, char32_t>;
 
-/// Integers of which a std::int64_t holds every value.
+/// Integers of at most 64 bits.
 template <class T>
-concept JSONInteger = std::integral<T> && !std::same_as<T, bool> && !Character<T> &&
-                      (std::signed_integral<T> || sizeof(T) < sizeof(std::int64_t));
+concept JSONInteger = std::integral<T> && !std::same_as<T, bool> && !Character<T> && sizeof(T) <= sizeof(std::int64_t);
 
-/// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not
-/// JSON (an enumeration in a key lookup header, say) and that no JSON text can hold.
+/// Elements of a list. Bytes are no list of numbers: a ByteBuffer has to be encoded, as base64url for example.
+template <class T>
+concept JSONElement = !std::same_as<T, std::uint8_t> && std::convertible_to<const T&, JSONValue>;
+
+/// A std::map, std::unordered_map or similar type, with text keys and values that convert to JSONValue.
+template <class T>
+concept JSONMap = requires(const T& map, const typename T::key_type& key) {
+    { map.at(key) } -> std::same_as<const typename T::mapped_type&>;
+    { key } -> std::convertible_to<std::string_view>;
+    { map.at(key) } -> std::convertible_to<JSONValue>;
+};
+
+/// Types that JSONValue holds without conversion, by JSONValue::opaque(): copyable and not convertible to JSONValue.
+template <class T>
+concept OpaqueType = std::copy_constructible<T> && std::same_as<T, std::decay_t<T>> && !std::same_as<T, std::any> &&
+                     !std::convertible_to<T, JSONValue>;
+
+/// The elements of a JSON list: a vector without a constructor from a braced list, because for some compilers a vector
+/// that is built as `{{1}}` holds a list, and for others it is a copy of the inner list. of() builds a list instead.
+class JSONList : public std::vector<JSONValue> {
+  public:
+    /// An empty list.
+    JSONList() = default;
+    /// Copies a range of values that convert to JSONValue.
+    template <std::input_iterator Iterator>
+    JSONList(Iterator first, Iterator last) : std::vector<JSONValue>(first, last) {}
+
+    /// A list of exactly these elements: `of(of(1))` is a list that holds a list.
+    template <std::convertible_to<JSONValue>... Values>
+    [[nodiscard]] static JSONList of(Values&&... values);
+
+    /// Writes the list for people, as JSONValue is written.
+    TORVANE_EXPORT friend std::ostream& operator<<(std::ostream& out, const JSONList& list);
+};
+
+/// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not JSON, such
+/// as an enumerator in a key lookup header. An opaque value cannot be written as JSON text. A moved-from value stays
+/// usable and is of the same kind as before, but what it contains is unspecified.
 class TORVANE_EXPORT JSONValue {
   public:
-    /// `List{List{1}}` is a copy of the inner list to some compilers; write `List{JSONValue(List{1})}`.
-    using List = std::vector<JSONValue>;
-    /// Members by name; text that names a member twice is refused.
+    /// The elements of a list; List::of(1, "x") makes one.
+    using List = JSONList;
+    /// Members by name.
     using Object = std::map<std::string, JSONValue, std::less<>>;
 
     /// @{
@@ -44,92 +91,109 @@ class TORVANE_EXPORT JSONValue {
     JSONValue() noexcept = default;
     JSONValue(std::nullptr_t) noexcept {}
     /// @}
-    /// Of bool alone: no pointer or number becomes one.
+    /// Only from bool itself: no pointer or number becomes a boolean.
     JSONValue(std::same_as<bool> auto value) noexcept : value_(value) {}
-    /// Unsigned integers that need 64 bits are for the caller to narrow.
+    /// An unsigned integer above the range of std::int64_t becomes a double, as when it is read from JSON text.
     template <JSONInteger T>
-    JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {}
-    /// A number that is not finite is held, and has no JSON text.
+    JSONValue(T value) noexcept : value_(static_cast<std::int64_t>(value)) {
+        if (!std::in_range<std::int64_t>(value)) value_ = Variant(static_cast<double>(value));
+    }
+    /// Infinities and NaN can be held, but not written as JSON text.
     JSONValue(std::floating_point auto value) noexcept : value_(static_cast<double>(value)) {}
     /// Null for a null pointer.
     JSONValue(const char* text) : value_(text == nullptr ? Variant() : Variant(std::string(text))) {}
     /// @{
-    /// Text that is not UTF-8 is held, and has no JSON text.
+    /// Text that is not UTF-8 can be held, but not written as JSON text.
     JSONValue(std::string_view text) : value_(std::string(text)) {}
     JSONValue(std::string text) noexcept : value_(std::move(text)) {}
     /// @}
     /// @{
-    /// Takes the elements over.
+    /// Moves the elements or members in.
     JSONValue(List list) noexcept : value_(std::move(list)) {}
     JSONValue(Object object) noexcept : value_(std::move(object)) {}
     /// @}
-    /// A list of strings.
-    template <std::same_as<std::vector<std::string>> Strings>
-    JSONValue(const Strings& list) : value_(List(list.begin(), list.end())) {}
+    /// A list of the elements, each converted.
+    template <JSONElement T, class Allocator>
+    JSONValue(const std::vector<T, Allocator>& elements) : value_(List(elements.begin(), elements.end())) {}
+    /// An object of the members, each converted. Of keys that are equal as text the first counts.
+    template <JSONMap Map>
+    JSONValue(const Map& map) : value_(Object()) {
+        auto& object = *std::get_if<Object>(&value_);
+        for (const auto& [name, member] : map) object.emplace(std::string_view(name), member);
+    }
 
-    /// Copies all that is inside.
+    /// Copies everything inside.
     JSONValue(const JSONValue&) = default;
-    /// The other keeps its kind, without what was inside.
+    /// Leaves the other value of its kind, with unspecified contents.
     JSONValue(JSONValue&&) noexcept = default;
     ~JSONValue() = default;
-    /// The other may be a part of this one.
+    /// The other value may be a part of this one.
     JSONValue& operator=(JSONValue other) noexcept {
         value_ = std::move(other.value_);
         return *this;
     }
 
-    /// Holds a value of any copyable type as it is.
+    /// Holds a value without conversion; as<T>() gives it back. Values of a type that converts to JSONValue are
+    /// rejected by the compiler.
     template <class T>
-    static JSONValue opaque(T value) {
+    [[nodiscard]] static JSONValue opaque(T value) {
+        static_assert(OpaqueType<T>, "opaque() takes copyable values of types that do not convert to JSONValue.");
         return holding(std::any(std::move(value)));
     }
 
-    /// JSON's null, which is also the value of a JSONValue made of nothing.
-    bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
+    /// Whether this is JSON's null, which is also what a default-constructed value is.
+    [[nodiscard]] bool isNull() const noexcept { return std::holds_alternative<std::monostate>(value_); }
 
     /// @{
-    /// The value when it is exactly of type T (bool, std::int64_t, double, std::string, List, Object, or the
-    /// type of an opaque value), else null.
+    /// The value when it is held as exactly a T (bool, std::int64_t, double, std::string, List, Object, or the type of
+    /// an opaque value), else null. The compiler rejects a T that is never held, such as int. Valid until the value
+    /// changes.
     template <class T>
-    const T* as() const noexcept {
+    [[nodiscard]] const T* as() const noexcept TORVANE_LIFETIMEBOUND {
         if constexpr (isAlternative<T>) {
             return std::get_if<T>(&value_);
         } else {
+            static_assert(
+                OpaqueType<T>,
+                "A JSONValue never holds this type; to<T>() converts to it. as<T>() takes bool, std::int64_t, "
+                "double, std::string, List, Object, and the types of opaque values.");
             const auto* other = std::get_if<std::any>(&value_);
             return other ? std::any_cast<T>(other) : nullptr;
         }
     }
 
     template <class T>
-    T* as() noexcept {
+    [[nodiscard]] T* as() noexcept TORVANE_LIFETIMEBOUND {
         return const_cast<T*>(std::as_const(*this).template as<T>());
     }
     /// @}
 
-    /// The value as a T: bool, a signed or short integer, a floating-point number, std::string, List, Object,
-    /// std::vector of one of these for a list of nothing else, or JSONValue for any. Nothing when it is of another
-    /// kind, or a number that the integer cannot hold. An integer is a floating-point number too, and a number
-    /// without a fraction an integer, since JSON text does not tell the two apart; nothing else converts.
+    /// The value converted to a T: bool, an integer, a floating-point number, std::string, List, Object, a std::vector
+    /// of one of these, or JSONValue itself. Nothing when the value is of another kind or a T cannot hold the number.
+    /// Integers convert to floating-point numbers, and numbers without a fraction to integers, since JSON text does not
+    /// tell the two apart; an integer has to fit std::int64_t too. Nothing else converts.
     template <class T>
-    std::optional<T> to() const {
+    [[nodiscard]] std::optional<T> to() const {
         if constexpr (std::same_as<T, JSONValue>) {
             return *this;
-        } else if constexpr (isAlternative<T> && !std::same_as<T, double> && !std::same_as<T, std::int64_t>) {
-            const auto* value = as<T>();
-            return value ? std::optional<T>(*value) : std::nullopt;
         } else if constexpr (JSONInteger<T>) {
             const auto whole = wholeNumber();
             return whole && std::in_range<T>(*whole) ? std::optional(static_cast<T>(*whole)) : std::nullopt;
         } else if constexpr (std::floating_point<T>) {
             if (const auto* integer = as<std::int64_t>()) return static_cast<T>(*integer);
             const auto* value = as<double>();
-            return value ? std::optional(static_cast<T>(*value)) : std::nullopt;
+            if (value == nullptr || (std::isfinite(*value) && std::abs(*value) > std::numeric_limits<T>::max()))
+                return std::nullopt;
+            return static_cast<T>(*value);
+        } else if constexpr (isAlternative<T>) {
+            const auto* value = as<T>();
+            return value ? std::optional<T>(*value) : std::nullopt;
         } else if constexpr (requires { requires std::same_as<T, std::vector<typename T::value_type>>; }) {
-            return listOf<typename T::value_type>();
+            return vectorOf<typename T::value_type>();
         } else {
             static_assert(alwaysFalse<T>,
-                          "A JSON value is read as bool, a signed or short integer, a floating-point "
-                          "number, std::string, List, Object, JSONValue, or std::vector of these.");
+                          "A JSON value is converted to bool, an integer, a floating-point number, std::string, List, "
+                          "Object, JSONValue, or std::vector of these.");
         }
     }
 
@@ -139,20 +203,13 @@ class TORVANE_EXPORT JSONValue {
         return std::visit(std::forward<Visitor>(visitor), value_);
     }
 
-    /// Same kind and same value; an opaque value equals nothing.
-    friend bool operator==(const JSONValue& a, const JSONValue& b) {
-        return std::visit(
-            [&b](const auto& value) {
-                using T = std::decay_t<decltype(value)>;
-                if constexpr (std::same_as<T, std::any>) {
-                    return false;
-                } else {
-                    const auto* other = std::get_if<T>(&b.value_);
-                    return other != nullptr && *other == value;
-                }
-            },
-            a.value_);
-    }
+    /// Equal when both have the same kind and value. Numbers are one kind and compared exactly: 1 equals 1.0, but 2^53
+    /// + 1 as an integer differs from 2^53 as a double, and NaN equals nothing. Opaque values equal nothing.
+    TORVANE_EXPORT friend bool operator==(const JSONValue& a, const JSONValue& b);
+
+    /// Writes the value for people, as compact JSON text with `<opaque>`, `nan` and `inf` where JSON has no text, and
+    /// `\xFF` for bytes that are not UTF-8. JSONSerialization writes JSON text.
+    TORVANE_EXPORT friend std::ostream& operator<<(std::ostream& out, const JSONValue& value);
 
   private:
     using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
@@ -169,7 +226,7 @@ class TORVANE_EXPORT JSONValue {
     static constexpr bool alwaysFalse = false;
 
     template <class T>
-    std::optional<std::vector<T>> listOf() const {
+    std::optional<std::vector<T>> vectorOf() const {
         const auto* list = as<List>();
         if (list == nullptr) return std::nullopt;
         std::vector<T> result;
@@ -181,38 +238,46 @@ class TORVANE_EXPORT JSONValue {
         }
         return result;
     }
-    /// The integer, or the double that is one.
-    std::optional<std::int64_t> wholeNumber() const noexcept;
+    /// The integer, or the double when it has no fraction and fits.
+    [[nodiscard]] std::optional<std::int64_t> wholeNumber() const noexcept;
 
     Variant value_;
 };
 
-/// Wipes every string in the value, member names apart: for JSON that held a key.
+template <std::convertible_to<JSONValue>... Values>
+JSONList JSONList::of(Values&&... values) {
+    JSONList list;
+    list.reserve(sizeof...(values));
+    (list.emplace_back(std::forward<Values>(values)), ...);
+    return list;
+}
+
+/// Wipes every string in the value except member names: for JSON that held a key.
 TORVANE_EXPORT void wipeStrings(JSONValue& value) noexcept;
 
-/// JSON that may hold a key: all its strings are wiped when it goes.
+/// JSON that may hold a key: its destructor wipes all strings except member names.
 class SecretJSON {
   public:
-    /// Takes the value over.
+    /// Moves the value in.
     explicit SecretJSON(JSONValue value) noexcept : value_(std::move(value)) {}
     ~SecretJSON() { wipeStrings(value_); }
     SecretJSON(const SecretJSON&) = delete;
     SecretJSON& operator=(const SecretJSON&) = delete;
 
-    /// A copy of a string inside is for the caller to wipe.
-    const JSONValue& get() const noexcept { return value_; }
+    /// The value. The caller has to wipe any string copied from it.
+    [[nodiscard]] const JSONValue& get() const noexcept { return value_; }
 
   private:
     JSONValue value_;
 };
 
-/// Every member as a string value.
-inline JSONValue::Object toJSONObject(const StringMap& map) {
+/// The map as a JSON object of strings.
+[[nodiscard]] inline JSONValue::Object toJSONObject(const StringMap& map) {
     return {map.begin(), map.end()};
 }
 
-/// The object's members when the value is an object of strings only, else nothing.
-inline std::optional<StringMap> toStringMap(const JSONValue& value) {
+/// The members of an object whose values are all strings; nothing for any other value.
+[[nodiscard]] inline std::optional<StringMap> toStringMap(const JSONValue& value) {
     const auto* object = value.as<JSONValue::Object>();
     if (object == nullptr) return std::nullopt;
     StringMap map;
@@ -224,8 +289,8 @@ inline std::optional<StringMap> toStringMap(const JSONValue& value) {
     return map;
 }
 
-/// The member's value when it is there and a string, else null.
-inline const std::string* stringMember(const JSONValue::Object& object, std::string_view name) noexcept {
+/// The value of the member with this name when it is a string, else null. Valid until the object changes.
+[[nodiscard]] inline const std::string* stringMember(const JSONValue::Object& object, std::string_view name) noexcept {
     const auto member = object.find(name);
     return member == object.end() ? nullptr : member->second.as<std::string>();
 }

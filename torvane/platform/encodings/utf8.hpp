@@ -1,4 +1,4 @@
-// Conversions between bytes and text.
+// UTF-8 test, and conversions between bytes and text.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 
 namespace Torvane {
 
-/// Whether the bytes are UTF-8 (RFC 3629): no overlong form, no surrogate, nothing beyond U+10FFFF.
-TORVANE_EXPORT bool isUTF8(ByteView bytes) noexcept;
+/// Whether the bytes are UTF-8 (RFC 3629): without overlong forms, surrogates, or characters beyond U+10FFFF.
+[[nodiscard]] TORVANE_EXPORT bool isUTF8(ByteView bytes) noexcept;
 
-/// The bytes as text; an empty string when they are not UTF-8.
-TORVANE_EXPORT std::string convertToString(ByteView bytes);
+/// The bytes as text, copied; an empty string when they are not UTF-8.
+[[nodiscard]] TORVANE_EXPORT std::string convertToString(ByteView bytes);
 
-/// The text's bytes, copied; UTF-8 when the text is.
-TORVANE_EXPORT ByteBuffer convertToData(std::string_view text);
+/// The text's bytes, copied and not checked to be UTF-8.
+[[nodiscard]] TORVANE_EXPORT ByteBuffer convertToData(std::string_view text);
 
 }  // namespace Torvane
 

@@ -1,4 +1,4 @@
-// The error of the JOSE primitives.
+// Error of the JOSE primitives: malformed tokens and keys, signatures that do not verify, failed decryption.
 #pragma once
 
 #include <string>
@@ -7,35 +7,35 @@
 
 namespace Torvane::JOSE {
 
-/// Mostly met as the underlying error of a JOSEError.
+/// Error of the JOSE primitives. Callers of the library mostly meet it inside a JOSEError: see JOSEError::underlying().
 class TORVANE_EXPORT JOSESwiftError final : public Error {
   public:
-    /// What failed; the description says why.
+    /// What was rejected; the description says why.
     enum class Case {
-        parsingFailed,         ///< A compact serialisation, header or JWK is malformed.
+        parsingFailed,         ///< A token, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.
-        decryptingFailed,      ///< A JWE does not decrypt; the text is always the same.
-        unsupportedAlgorithm,  ///< A header names another algorithm than the one that is expected.
-        unsupportedKey,        ///< A key of a kind that the operation does not support.
+        decryptingFailed,      ///< A JWE does not decrypt; the text is the same for every reason.
+        unsupportedAlgorithm,  ///< A header names another algorithm than the one asked for.
+        unsupportedKey,        ///< The operation does not support keys of this kind.
     };
 
     /// @{
     /// The description.
-    static JOSESwiftError parsingFailed(std::string description);
-    static JOSESwiftError verifyingFailed(std::string description);
-    static JOSESwiftError unsupportedAlgorithm(std::string description);
-    static JOSESwiftError unsupportedKey(std::string description);
+    [[nodiscard]] static JOSESwiftError parsingFailed(std::string description);
+    [[nodiscard]] static JOSESwiftError verifyingFailed(std::string description);
+    [[nodiscard]] static JOSESwiftError unsupportedAlgorithm(std::string description);
+    [[nodiscard]] static JOSESwiftError unsupportedKey(std::string description);
     /// @}
     /// "The JWE could not be decrypted."
-    static JOSESwiftError decryptingFailed();
+    [[nodiscard]] static JOSESwiftError decryptingFailed();
 
     /// The case; branch on this.
-    Case errorCase() const noexcept { return case_; }
+    [[nodiscard]] Case errorCase() const noexcept { return case_; }
 
     /// For example `JOSESwiftError.verifyingFailed(description: "...")`.
-    std::string debugDescription() const override;
+    [[nodiscard]] std::string debugDescription() const override;
 
-    /// The same case, whatever the description.
+    /// Equal when the case is the same; the description is not compared.
     friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
 
   private:

@@ -5,18 +5,19 @@
 
 namespace Torvane::Crypto {
 
-/// Leaves the thread's OpenSSL error queue as it was found; one stands at the head of every function that
-/// calls OpenSSL, or of the object whose functions do, so that no failure of ours is read by somebody else.
+/// Guard that leaves the thread's OpenSSL error queue as it found it. Every function that calls OpenSSL starts with
+/// one, or belongs to an object that holds one, so that the application never finds an error of the library's in the
+/// queue.
 class ErrorScope {
   public:
-    // There is nothing to mark in an empty queue.
+    // ERR_set_mark() fails when the queue is empty.
     ErrorScope() noexcept : wasEmpty_(ERR_set_mark() == 0) {}
     ~ErrorScope() { ERR_pop_to_mark(); }
     ErrorScope(const ErrorScope&) = delete;
     ErrorScope& operator=(const ErrorScope&) = delete;
 
-    /// Whether OpenSSL has run out of memory since, as far as the queue tells: not when there were errors before.
-    bool ranOutOfMemory() const noexcept {
+    /// Whether OpenSSL has run out of memory since. Always false when the queue had errors before.
+    [[nodiscard]] bool ranOutOfMemory() const noexcept {
         return wasEmpty_ && ERR_GET_REASON(ERR_peek_error()) == ERR_R_MALLOC_FAILURE;
     }
 
