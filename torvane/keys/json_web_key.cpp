@@ -31,9 +31,9 @@ std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::st
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
 
-Zennet::Key keyOf(SecKey secKey, KeyClass keyClass, KeyType keyType) {
-    if (keyClass == KeyClass::publicKey) return Zennet::PublicKey(std::move(secKey), keyType);
-    return Zennet::PrivateKey(std::move(secKey), keyType);
+Zennet::Key keyOf(const SecKey& secKey, KeyClass keyClass, KeyType keyType) {
+    if (keyClass == KeyClass::publicKey) return Zennet::PublicKey(secKey, keyType);
+    return Zennet::PrivateKey(secKey, keyType);
 }
 
 JOSE::JWK publicJwk(ByteView jwkData, KeyType keyType) {
@@ -49,14 +49,15 @@ KeyType keyTypeOf(const JOSE::JWK& jwk) {
 
 JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::move(state))) {}
 
-JsonWebKey::JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey)
-    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), std::move(key), jwkUse, std::move(keyId), std::move(pairingKey)}) {}
+JsonWebKey::JsonWebKey(const Zennet::Key& key, JWKUse jwkUse, std::string keyId,
+                       const std::optional<Zennet::Key>& pairingKey)
+    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), key, jwkUse, std::move(keyId), pairingKey}) {}
 
-JsonWebKey::JsonWebKey(SecKey secKey, JWKUse jwkUse, std::string keyId)
-    : JsonWebKey(Zennet::Key(std::move(secKey)), jwkUse, std::move(keyId)) {}
+JsonWebKey::JsonWebKey(const SecKey& secKey, JWKUse jwkUse, std::string keyId)
+    : JsonWebKey(Zennet::Key(secKey), jwkUse, std::move(keyId)) {}
 
-JsonWebKey::JsonWebKey(SecKey secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
-    : JsonWebKey(keyOf(std::move(secKey), keyClass, keyType), jwkUse, std::move(keyId)) {}
+JsonWebKey::JsonWebKey(const SecKey& secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
+    : JsonWebKey(keyOf(secKey, keyClass, keyType), jwkUse, std::move(keyId)) {}
 
 JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
 
@@ -98,9 +99,9 @@ SecKey JsonWebKey::platformKey() const {
 
 JsonWebKey JsonWebKey::publicHalf() const {
     if (key().isPublicKey()) return *this;
-    auto publicKey = key().publicKey();
+    const auto publicKey = key().publicKey();
     auto publicJwk = jwkOf(publicKey, use(), keyId(), jwk() ? (*jwk())["alg"] : std::nullopt);
-    return JsonWebKey(State{std::move(publicJwk), std::move(publicKey), use(), keyId(), std::nullopt});
+    return JsonWebKey(State{std::move(publicJwk), publicKey, use(), keyId(), std::nullopt});
 }
 
 std::string JsonWebKey::publicKeyPem() const {

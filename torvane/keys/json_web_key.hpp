@@ -38,7 +38,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @param jwkUse what the key is for. Lookups compare it exactly, and JOSEHelper looks for "sig" and "enc".
     /// @param keyId the "kid", in UTF-8; of any length, also empty. With another text the key works but cannot be
     ///        written.
-    JsonWebKey(SecKey secKey, JWKUse jwkUse, std::string keyId);
+    JsonWebKey(const SecKey& secKey, JWKUse jwkUse, std::string keyId);
 
     /// A key of the key library. A public key other than secp256k1 gets a JWK with its own members, "use" and "kid": an
     /// RSA JWK if its type is RSA2048Key, else an EC JWK.
@@ -50,7 +50,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSEError missingKey "Missing keyRef for key " + id for raw bytes of another type than secp256k1;
     ///         JOSE::JOSESwiftError unsupportedKey when a public key does not hold a public platform key of the family
     ///         that its type names.
-    JsonWebKey(Zennet::Key key, JWKUse jwkUse, std::string keyId, std::optional<Zennet::Key> pairingKey = std::nullopt);
+    JsonWebKey(const Zennet::Key& key, JWKUse jwkUse, std::string keyId,
+               const std::optional<Zennet::Key>& pairingKey = std::nullopt);
 
     /// A platform key, wrapped in the given class and type.
     /// @param secKey the platform key; with keyClass publicKey it has to be a public one, see SecKey::publicKey().
@@ -59,7 +60,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// @param jwkUse as above.
     /// @param keyId as above.
     /// @throws JOSE::JOSESwiftError as above.
-    JsonWebKey(SecKey secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse, std::string keyId);
+    JsonWebKey(const SecKey& secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse,
+               std::string keyId);
 
     /// @{
     /// A public key from the JSON text of one JWK; private members are ignored. "use" and "kid" as in the next

@@ -142,7 +142,7 @@ StringMap ecParameters(const SecKey& key, StringMap parameters) {
 JWK::JWK(StringMap parameters, Key key)
     : state_(std::make_shared<const State>(State{std::move(parameters), std::move(key)})) {}
 
-JWK::JWK(JWK jwk, JWKType expected) : JWK(std::move(jwk)) {
+JWK::JWK(const JWK& jwk, JWKType expected) : JWK(jwk) {
     if (keyType() == expected) return;
     throw JOSESwiftError::unsupportedKey(expected == JWKType::RSA ? "The JWK is not an RSA key."
                                                                   : "The JWK is not an EC key.");
@@ -199,7 +199,7 @@ const PublicComponents* JWK::publicComponents() const noexcept {
     return handle != nullptr ? &handle->publicComponents() : std::get_if<PublicComponents>(&state_->key);
 }
 
-bool operator==(const JWK& a, const JWK& b) noexcept {
+bool operator==(const JWK& a, const JWK& b) {
     const auto *keyOfA = a.publicComponents(), *keyOfB = b.publicComponents();
     if (keyOfA == nullptr && keyOfB == nullptr) return a.parameters() == b.parameters();
     return keyOfA != nullptr && keyOfB != nullptr && *keyOfA == *keyOfB;

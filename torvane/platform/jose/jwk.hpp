@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 
 #include "torvane/platform/core/bytes.hpp"
@@ -84,7 +83,7 @@ class TORVANE_EXPORT JWK {
     /// Whether both have the same public key and so the same thumbprint (RFC 7638, section 3.2); other members, and
     /// whether a JWK was read as a private key, do not matter. JWKs of a "kty" other than "RSA" and "EC" are equal when
     /// all their members are.
-    friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b) noexcept;
+    friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b);
 
   protected:
     /// Nothing for a key of another "kty", the components of a public key, or the handle of a private key.
@@ -93,7 +92,7 @@ class TORVANE_EXPORT JWK {
     /// Nothing is checked.
     JWK(StringMap parameters, Key key);
     /// @throws JOSESwiftError unsupportedKey for another type.
-    JWK(JWK jwk, JWKType expected);
+    JWK(const JWK& jwk, JWKType expected);
 
   private:
     struct State {
@@ -121,7 +120,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     }
 
   private:
-    explicit RSAPublicKey(JWK jwk) : JWK(std::move(jwk), JWKType::RSA) {}
+    explicit RSAPublicKey(const JWK& jwk) : JWK(jwk, JWKType::RSA) {}
 };
 
 /// The JWK of an EC public key; it adds nothing to JWK but constructors.
@@ -139,7 +138,7 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     }
 
   private:
-    explicit ECPublicKey(JWK jwk) : JWK(std::move(jwk), JWKType::EC) {}
+    explicit ECPublicKey(const JWK& jwk) : JWK(jwk, JWKType::EC) {}
 };
 
 }  // namespace Torvane::JOSE

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
@@ -27,12 +26,12 @@ std::optional<Curve::Point> pointOf(const PublicKey& key) noexcept {
 
 }  // namespace
 
-Key::Key(SecKey key)
+Key::Key(const SecKey& key)
     : Key(key.isPublicKey() ? KeyClass::publicKey : KeyClass::privateKey, key,
           key.curve() ? KeyType::EC256Key : KeyType::RSA2048Key) {}
 
-Key::Key(KeyClass keyClass, SecKey key, std::optional<KeyType> keyType)
-    : state_(std::make_shared<const State>(State{keyClass, std::move(key), std::nullopt, keyType})) {}
+Key::Key(KeyClass keyClass, const SecKey& key, std::optional<KeyType> keyType)
+    : state_(std::make_shared<const State>(State{keyClass, key, std::nullopt, keyType})) {}
 
 Key::Key(KeyClass keyClass, ByteView keyData, std::optional<KeyType> keyType)
     : state_(std::make_shared<const State>(
@@ -56,7 +55,7 @@ std::string Key::publicKeyPem() const {
     return Crypto::publicKeyPem(der);
 }
 
-bool operator==(const PublicKey& a, const PublicKey& b) noexcept {
+bool operator==(const PublicKey& a, const PublicKey& b) {
     if (a.keyRef() && b.keyRef()) return a.keyRef()->publicComponents() == b.keyRef()->publicComponents();
     if (a.keyRef() || b.keyRef()) return false;
     if (const auto pointOfA = pointOf(a)) return pointOfA == pointOf(b);

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
@@ -61,7 +60,7 @@ class TORVANE_EXPORT Key {
   public:
     /// A platform key. Class and type are those of the handle: RSA2048Key for an RSA key of any size, EC256Key for an
     /// EC key on any curve. PublicKey and PrivateKey take another type, or none.
-    explicit Key(SecKey key);
+    explicit Key(const SecKey& key);
 
     /// @{
     /// A copy shares the key.
@@ -99,7 +98,7 @@ class TORVANE_EXPORT Key {
   protected:
     /// @{
     /// For the classes below.
-    Key(KeyClass keyClass, SecKey key, std::optional<KeyType> keyType);
+    Key(KeyClass keyClass, const SecKey& key, std::optional<KeyType> keyType);
     Key(KeyClass keyClass, ByteView keyData, std::optional<KeyType> keyType);
     /// @}
 
@@ -118,14 +117,14 @@ class TORVANE_EXPORT Key {
 class PublicKey : public Key {
   public:
     /// A platform key; whether it is a public one is checked when it is used.
-    PublicKey(SecKey key, std::optional<KeyType> keyType) : Key(KeyClass::publicKey, std::move(key), keyType) {}
+    PublicKey(const SecKey& key, std::optional<KeyType> keyType) : Key(KeyClass::publicKey, key, keyType) {}
     /// Raw bytes, which are copied; for secp256k1 a point of 33 or 65 bytes (SEC 1, section 2.3.3), which is checked
     /// when it is used.
     PublicKey(ByteView keyData, std::optional<KeyType> keyType) : Key(KeyClass::publicKey, keyData, keyType) {}
 
     /// Whether both are the same public key. The types of platform keys and the forms of a secp256k1 point do not
     /// matter; other raw bytes are compared byte for byte, with their types.
-    friend TORVANE_EXPORT bool operator==(const PublicKey& a, const PublicKey& b) noexcept;
+    friend TORVANE_EXPORT bool operator==(const PublicKey& a, const PublicKey& b);
 
   private:
     friend class Key;
@@ -136,7 +135,7 @@ class PublicKey : public Key {
 class PrivateKey : public Key {
   public:
     /// A platform key; whether it is a private one is checked when it is used.
-    PrivateKey(SecKey key, std::optional<KeyType> keyType) : Key(KeyClass::privateKey, std::move(key), keyType) {}
+    PrivateKey(const SecKey& key, std::optional<KeyType> keyType) : Key(KeyClass::privateKey, key, keyType) {}
     /// Raw bytes, which are copied and wiped with the last copy of the key; for secp256k1 the 32 bytes of the scalar.
     PrivateKey(ByteView keyData, std::optional<KeyType> keyType) : Key(KeyClass::privateKey, keyData, keyType) {}
 };

@@ -33,7 +33,7 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
     auto text = JSONSerialization::data(jwk);
     if (privateKey) {
         // The scalar is encoded straight into the text, so that no other copy of it is left in memory.
-        constexpr std::string_view member = ",\"d\":\"";
+        constexpr std::string_view member = R"(,"d":")";
         ByteBuffer complete;
         complete.reserve(text.size() + member.size() + base64urlSize(scalar.size()) + 1);
         complete.assign(text.begin(), text.end() - 1);
