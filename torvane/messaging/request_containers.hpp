@@ -40,8 +40,8 @@ class TORVANE_EXPORT RequestContainer {
     /// The map inside; lookups take any kind of text.
     using Map = std::map<std::string, Value, std::less<>>;
 
-    /// The result of `container[name]` on a non-const container: refers to the value, like a reference, even where it
-    /// is assigned to an `auto` variable.
+    /// The result of `container[name]` for a container that is not const. It refers to the value like a reference, even
+    /// when it is stored in an `auto` variable.
     class Subscript;
 
     RequestContainer() = default;

@@ -51,8 +51,7 @@ class TORVANE_EXPORT JsonConvertible {
     [[nodiscard]] virtual std::string toJsonString() const = 0;
 };
 
-/// Second base of classes that fromJsonString() reads, and that are converted where they are properties of another
-/// object.
+/// Second base of classes that fromJsonString() reads, and whose objects are converted inside another object.
 class TORVANE_EXPORT JsonSerializeProtocol : public virtual JsonConvertible {};
 
 /// Base of classes that are converted to JSON by a list of their properties. A class overrides properties() to be
@@ -71,9 +70,8 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     [[nodiscard]] JSONValue::Object toDictionary() const override;
 
     /// toDictionary() as compact JSON text in UTF-8, written as by JSONSerialization::data().
-    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." when a value is not JSON:
-    /// NaN,
-    ///         text that is not UTF-8, bytes, or a type of the application's. What toDictionary() throws.
+    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." when a value is not JSON
+    ///         (NaN, text that is not UTF-8, bytes, a type of the application's); and what toDictionary() throws.
     [[nodiscard]] std::string toJsonString() const override;
 
   protected:
@@ -123,16 +121,14 @@ class TORVANE_EXPORT JsonSerializeObject::Property {
     mutable std::optional<JSONValue> value_;
 };
 
-/// Conversion between JSON values and JSON text. A class of the application's may derive from it and hide either
-/// function.
+/// Conversion between JSON values and JSON text. An application's class may derive from it and hide either function.
 class TORVANE_EXPORT JsonCodeHelper {
   public:
     JsonCodeHelper() = delete;
 
     /// A list or an object as compact JSON text in UTF-8.
-    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." for a value of another
-    /// kind, and
-    ///         for one that contains a value that is not JSON.
+    /// @throws JsonSerializeError failedToParseJson "Invalid parameters in the dictionary." when the value is not a
+    ///         list or object, or contains a value that is not JSON.
     [[nodiscard]] static ByteBuffer encodeAndConvertToJson(const JSONValue& value);
 
     /// @{
@@ -144,9 +140,8 @@ class TORVANE_EXPORT JsonCodeHelper {
 };
 
 /// The members of a JSON object, read from text.
-/// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(), and invalidJsonString for JSON
-/// text
-///         that is not an object.
+/// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(), and invalidJsonString when the
+///         text is JSON, but not an object.
 [[nodiscard]] TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString);
 
 /// Reads a T from the text of a JSON object, by T's constructor from JSONValue::Object.

@@ -40,9 +40,8 @@ struct TORVANE_EXPORT JSONSerialization {
     /// @{
     /// Reads one value of any kind from UTF-8 text. A number becomes an integer when it has neither fraction nor
     /// exponent and fits std::int64_t, and a double otherwise.
-    /// @throws JSONError for text that is not strict JSON, and for a byte order mark, a NUL byte, two members of one
-    /// name
-    ///         in an object, bytes after the value, nesting beyond maximumDepth, and numbers beyond the range of
+    /// @throws JSONError for text that is not strict JSON, and for a byte order mark, a NUL byte, an object with two
+    ///         members of one name, bytes after the value, nesting beyond maximumDepth, and numbers beyond the range of
     ///         double. The error never quotes the text.
     [[nodiscard]] static JSONValue jsonObject(ByteView text);
     [[nodiscard]] static JSONValue jsonObject(std::string_view text) { return jsonObject(asBytes(text)); }

@@ -58,15 +58,16 @@ template <class T>
 concept OpaqueType = std::copy_constructible<T> && std::same_as<T, std::decay_t<T>> && !std::same_as<T, std::any> &&
                      !std::convertible_to<T, JSONValue>;
 
-/// The elements of a JSON list: a vector without a constructor from a braced list, because for some compilers a vector
-/// that is built as `{{1}}` holds a list, and for others it is a copy of the inner list. of() builds a list instead.
+/// The elements of a JSON list: a vector that is built by of(). It has no constructor from a braced list, because
+/// compilers disagree on whether a vector built as `List{List{1}}` contains a list or is a copy of the inner one.
 class JSONList : public std::vector<JSONValue> {
   public:
     /// An empty list.
     JSONList() = default;
     /// Copies a range of values that convert to JSONValue.
     template <std::input_iterator Iterator>
-    JSONList(Iterator first, Iterator last) : std::vector<JSONValue>(first, last) {}
+    requires std::convertible_to<std::iter_reference_t<Iterator>, JSONValue> JSONList(Iterator first, Iterator last)
+        : std::vector<JSONValue>(first, last) {}
 
     /// A list of exactly these elements: `of(of(1))` is a list that holds a list.
     template <std::convertible_to<JSONValue>... Values>
@@ -114,7 +115,11 @@ class TORVANE_EXPORT JSONValue {
     /// @}
     /// A list of the elements, each converted.
     template <JSONElement T, class Allocator>
-    JSONValue(const std::vector<T, Allocator>& elements) : value_(List(elements.begin(), elements.end())) {}
+    JSONValue(const std::vector<T, Allocator>& elements) : value_(List()) {
+        auto& list = *std::get_if<List>(&value_);
+        list.reserve(elements.size());
+        for (const T& element : elements) list.emplace_back(element);
+    }
     /// An object of the members, each converted. Of keys that are equal as text the first counts.
     template <JSONMap Map>
     JSONValue(const Map& map) : value_(Object()) {
@@ -146,17 +151,14 @@ class TORVANE_EXPORT JSONValue {
 
     /// @{
     /// The value when it is held as exactly a T (bool, std::int64_t, double, std::string, List, Object, or the type of
-    /// an opaque value), else null. The compiler rejects a T that is never held, such as int. Valid until the value
-    /// changes.
+    /// an opaque value), else null; valid until the value changes. The compiler rejects types that are never held, such
+    /// as int.
     template <class T>
     [[nodiscard]] const T* as() const noexcept TORVANE_LIFETIMEBOUND {
         if constexpr (isAlternative<T>) {
             return std::get_if<T>(&value_);
         } else {
-            static_assert(
-                OpaqueType<T>,
-                "A JSONValue never holds this type; to<T>() converts to it. as<T>() takes bool, std::int64_t, "
-                "double, std::string, List, Object, and the types of opaque values.");
+            static_assert(OpaqueType<T>, "A JSONValue never holds this type; to<T>() converts to it.");
             const auto* other = std::get_if<std::any>(&value_);
             return other ? std::any_cast<T>(other) : nullptr;
         }
@@ -203,8 +205,8 @@ class TORVANE_EXPORT JSONValue {
         return std::visit(std::forward<Visitor>(visitor), value_);
     }
 
-    /// Equal when both have the same kind and value. Numbers are one kind and compared exactly: 1 equals 1.0, but 2^53
-    /// + 1 as an integer differs from 2^53 as a double, and NaN equals nothing. Opaque values equal nothing.
+    /// Equal when both have the same kind and value. Numbers are one kind and compared exactly: 1 equals 1.0, but the
+    /// integer 2^53 + 1 differs from the double 2^53. NaN and opaque values equal nothing.
     TORVANE_EXPORT friend bool operator==(const JSONValue& a, const JSONValue& b);
 
     /// Writes the value for people, as compact JSON text with `<opaque>`, `nan` and `inf` where JSON has no text, and
