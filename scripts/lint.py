@@ -20,9 +20,11 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/lint"
 FOLDERS = ("bench", "cli", "examples", "fuzz", "tests", "torvane")
-# Checks for the library only. Programs and tests read the environment, let main() throw, loop with a variable that only
-# Google Benchmark wants, test with plain arrays, and have no interface where a result could be dropped.
-ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "clang-analyzer-deadcode.DeadStores", "concurrency-mt-unsafe",
+# Checks for the library only. Programs read the environment, let main() throw and ignore what printf() returns. Tests use
+# objects that were moved from, drop temporary objects, use plain arrays, and replace operator new in a header. Benchmarks
+# have loops with a variable that is never read. None of them has an interface whose results could be dropped.
+ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "bugprone-unused-raii", "bugprone-use-after-move", "cert-err33-c",
+                       "clang-analyzer-deadcode.DeadStores", "concurrency-mt-unsafe", "misc-definitions-in-headers",
                        "modernize-avoid-c-arrays", "modernize-use-nodiscard")
 DAY = 24 * 60 * 60
 SECONDS_FOR_A_UNIT = 600

@@ -105,7 +105,7 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     };
     for (const auto* encryption : {"A128CBC-HS256", "A256GCM"})
         refused(encryption, encryption, withFlippedBit(encrypted(encryption), 4));
-    const auto header = R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256"})";
+    const auto* const header = R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256"})";
     ForgedJWE padded(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, header, publicKey(rsaEnc), HashFunction::SHA256,
                      std::string(asText(inner)) + std::string(16 - inner.size() % 16, '!'));
     padded.ciphertext.resize(padded.ciphertext.size() - 16);  // the block that was only padding

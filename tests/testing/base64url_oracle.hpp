@@ -51,7 +51,7 @@ inline bool isBase64urlToAll(std::string_view text) {
 
 /// The text for the bytes. Throws unless all encoders agree on it.
 inline std::string base64urlByAll(ByteView bytes) {
-    const auto text = naiveBase64url(bytes);
+    auto text = naiveBase64url(bytes);
     require(encodeBase64url(bytes) == text, "encodeBase64url() agrees with the naive encoder");
     ByteBuffer written(text.size());
     require(encodeBase64url(bytes, written) == text.size() && asText(written) == text,
