@@ -20,9 +20,9 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/lint"
 FOLDERS = ("bench", "cli", "examples", "fuzz", "tests", "torvane")
-# Checks for the library only. Programs read the environment, let main() throw and ignore what printf() returns. Tests use
-# objects that were moved from, drop temporary objects, use plain arrays, and replace operator new in a header. Benchmarks
-# have loops with a variable that is never read. None of them has an interface whose results could be dropped.
+# Checks for the library only. Programs read the environment, let main() throw and ignore what printf() returns. Tests
+# use objects that were moved from, drop temporary objects, use plain arrays, and replace operator new in a header.
+# Benchmarks have loops with a variable that is never read. None of them has an interface with results to drop.
 ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "bugprone-unused-raii", "bugprone-use-after-move", "cert-err33-c",
                        "clang-analyzer-deadcode.DeadStores", "concurrency-mt-unsafe", "misc-definitions-in-headers",
                        "modernize-avoid-c-arrays", "modernize-use-nodiscard")
@@ -145,8 +145,9 @@ def main():
     if since and not git("diff", "--name-only", since, "--", ".clang-tidy"):
         changed = listed("diff", "--name-only", since) | listed("ls-files", "--others", "--exclude-standard")
     picked, missing = chosen(changed)
-    print(f"clang-tidy: {len(changed) - len(missing)} of {len(files)} files, in {len(picked)} translation units: "
-          + (f"those that changed since {since[:10]}" if changed != set(files) else "all that are compiled"), flush=True)
+    which = f"those that changed since {since[:10]}" if changed != set(files) else "all that are compiled"
+    print(f"clang-tidy: {len(changed) - len(missing)} of {len(files)} files, in {len(picked)} translation units: {which}",
+          flush=True)
     for file in missing:
         print(f"clang-tidy: not {file}, which is not compiled here")
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
