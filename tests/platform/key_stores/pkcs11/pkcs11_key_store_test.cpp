@@ -238,11 +238,11 @@ TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
     const auto rsa = store.generateRSA(2048, {"rsa", {1}});
     const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
     EXPECT_EQ(ec.name().id.size(), 16U);
-    const std::pair<KeyName, std::string> taken[] = {
+    const std::pair<KeyName, std::string> takenNames[] = {
         {{"rsa", {}}, "label"}, {{"other", {1}}, "id"}, {{"ec", {2}}, "label"}};
-    for (const auto& [name, what] : taken)
-        EXPECT_ERROR(store.generateEC(EllipticCurve::P256, name),
-                     KeyStoreError::operationFailed("A key or certificate with this " + what +
+    for (const auto& taken : takenNames)
+        EXPECT_ERROR(store.generateEC(EllipticCurve::P256, taken.first),
+                     KeyStoreError::operationFailed("A key or certificate with this " + taken.second +
                                                     " already exists in the PKCS #11 token \"app\"."));
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
                  KeyStoreError::operationFailed(
