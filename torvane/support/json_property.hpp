@@ -152,7 +152,7 @@ std::optional<JSONValue> converted(const T& value) {
         if constexpr (List<T>) {
             if (isListOfObjects(value)) {
                 JSONValue::List dictionaries;
-                for (const auto& element : value) dictionaries.push_back(dictionaryOf(*serializableIn(element)));
+                for (const auto& element : value) dictionaries.emplace_back(dictionaryOf(*serializableIn(element)));
                 return dictionaries;
             }
         }

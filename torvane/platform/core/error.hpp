@@ -1,7 +1,7 @@
 // Root of the library's errors, and descriptions of any exception.
 //
 //     try {
-//         const auto key = Torvane::openKey("missing.pem", Torvane::KeyHalf::privateHalf);
+//         const auto key = Torvane::openKey("missing.pem", Torvane::KeyClass::privateKey);
 //     } catch (const Torvane::Error& error) {
 //         std::cerr << error.errorDescription() << '\n';  // for people: what went wrong
 //         std::clog << error << '\n';                     // for a log: type and case too

@@ -1,7 +1,7 @@
 // Extra members of a protected header, as an argument.
 //
-//     signer.signJWT(payload, {{"typ", "JWT"}});
-//     signer.signJWT(payload, {{"typ", "JWT"}, {"cty", "example"}});
+//     const Torvane::JOSE::HeaderParameters one{{"typ", "JWT"}};
+//     const Torvane::JOSE::HeaderParameters two{{"typ", "JWT"}, {"cty", "example"}};
 #pragma once
 
 #include <initializer_list>

@@ -20,7 +20,7 @@ Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret)
 
 PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret) {
     if (isPkcs11URI(uri)) {
-        throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a token.");
+        throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a PKCS #11 token.");
     }
     const auto key = writeKeyFile(uri, Crypto::generateSecp256k1(), secret);
     return {Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key};
