@@ -128,8 +128,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// The public key of the pair with the same use and id, for publication; a public key gives itself. An "alg" of the
     /// JWK is kept.
     /// @throws SecurityError for raw bytes that are not a secp256k1 private key; JOSE::JOSESwiftError unsupportedKey
-    /// for
-    ///         a platform key of another family than its type names.
+    ///         for a platform key of another family than its type names.
     JsonWebKey publicHalf() const;
 
     /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters

@@ -40,8 +40,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// Reads a JWK Set from a JSON object: public RSA keys, public EC keys on P-256, P-384 and P-521, and secp256k1
     /// keys, which are private keys with a pairing key if they have a "d", and always have the use JWK_SIG.
     /// @param jwksDictionary the object. Its "keys" is a list of objects with string members only. A secp256k1 key
-    /// needs
-    ///        "alg" with the value "ES256K", "kid", "x" and "y".
+    ///        needs "alg" with the value "ES256K", "kid", "x" and "y".
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported and invalidKeyFormat for a secp256k1 key without the
     ///         members above. JsonSerializeError failedToParseJson for a member that is not UTF-8.
@@ -54,8 +53,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// be empty. Members that are not strings are ignored.
     /// @param jwksData the text, in UTF-8.
     /// @throws JOSEError cannotDecodeJWK around the reason when the text is not such a set, or one of its keys cannot
-    /// be
-    ///         read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
+    ///         be read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
     explicit JsonWebKeySet(ByteView jwksData);
     explicit JsonWebKeySet(std::string_view jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
     /// @}

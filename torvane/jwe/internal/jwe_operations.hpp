@@ -45,8 +45,7 @@ EncrypterOrDecrypter makeForKey(const JWEAlgorithms& algorithms, const Key& key)
 
 /// The same for the JWK of a JSON Web Key, which must be a public key for an encrypter, a private one for a decrypter.
 /// @throws JOSEError invalidKeyFormat for a key without a JWK; algorithmNotSupported for one of the other class, or of
-/// a
-///         type other than EC256Key and RSA2048Key; invalidKeyFormat when the key does not fit.
+///         a type other than EC256Key and RSA2048Key; invalidKeyFormat when the key does not fit.
 template <class EncrypterOrDecrypter>
 EncrypterOrDecrypter makeForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk) {
     if (!jwk.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");

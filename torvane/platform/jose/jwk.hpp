@@ -31,9 +31,8 @@ class TORVANE_EXPORT JWK {
     /// @{
     /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored.
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
-    /// not
-    ///         base64url, or with a leading zero byte; for EC, "x" or "y" missing, not base64url, or not as long as the
-    ///         coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
+    ///         not base64url or with a leading zero byte; for EC, "x" or "y" missing, not base64url or not as long as
+    ///         the coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
     static JWK initFrom(ByteView json);
     static JWK initFrom(std::string_view json) { return initFrom(asBytes(json)); }
     static JWK initFrom(const JSONValue::Object& members);
@@ -43,8 +42,7 @@ class TORVANE_EXPORT JWK {
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
     /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC a "d" as long as a coordinate (section 6.2.2).
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty"; SecurityError when the members do
-    /// not
-    ///         belong together.
+    ///         not belong together.
     static JWK initPrivateFrom(ByteView json);
     static JWK initPrivateFrom(std::string_view json) { return initPrivateFrom(asBytes(json)); }
     /// @}
