@@ -12,6 +12,6 @@ int main() {
     us.setSenderJwkSet({ours}).setRecipientJwkSet({theirs.publicHalf()}, "theirs");
     them.setSenderJwkSet({theirs}).setRecipientJwkSet({ours.publicHalf()});
 
-    const auto token = us.create().encodeMessage(asBytes("Hello, JOSE"));
-    std::cout << asText(them.create().decodeMessage(token)) << '\n';
+    const std::string token = us.create().encodeMessageToString("Hello, JOSE");
+    std::cout << them.create().decodeMessageToString(token) << '\n';
 }
