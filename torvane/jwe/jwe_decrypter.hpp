@@ -71,7 +71,6 @@ class TORVANE_EXPORT JWEDecrypter {
     /// decrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
-    /// @{
     /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
     ///
     /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header
@@ -85,8 +84,8 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         application's key store throws, when the key store fails; std::bad_alloc. No plaintext is released
     ///         before the tag has been checked.
     ByteBuffer decryptJWE(ByteView jweData) const;
+    /// The same for a token as text.
     ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
-    /// @}
 
   private:
     JOSE::Decrypter decrypter_;

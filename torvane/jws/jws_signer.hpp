@@ -17,7 +17,7 @@
 
 namespace Torvane {
 
-/// One algorithm and one private key, which the signer puts into each token as "alg" and "kid".
+/// One algorithm and one private key; the algorithm's name and the key's id become the "alg" and "kid" of each token.
 ///
 /// A value that keeps nothing between calls, so a failed call leaves it unchanged. One signer may be used from several
 /// threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithm are checked on signing.
@@ -27,7 +27,7 @@ class TORVANE_EXPORT JWSSigner {
     /// @param jwsAlgorithm an enumerator, or a name such as "RS256".
     /// @param jwk the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
     ///        empty, becomes the "kid".
-    /// @throws JOSEError algorithmNotSupported for an unknown name; nothing for an enumerator.
+    /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
     JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
     /// A signer with a platform key.
@@ -53,8 +53,7 @@ class TORVANE_EXPORT JWSSigner {
     /// @{
     /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).
     ///
-    /// @param payload any bytes, or text as it is, of any length, also empty. Read once, and copied only into the
-    /// token.
+    /// @param payload any bytes, or text as it is, of any length, also empty.
     /// @param headerParams extra members of the protected header, with text values in UTF-8. "alg" and "kid" are
     ///        overwritten by the algorithm's name and the key's id.
     /// @returns ASCII text: header, payload and signature in base64url, joined by dots, so that the payload takes 4/3

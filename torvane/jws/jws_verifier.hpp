@@ -24,9 +24,8 @@ class TORVANE_EXPORT JWSVerifier {
     /// A verifier with a JSON Web Key.
     /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "RS256".
     /// @param jwk the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
-    /// compared
-    ///        with the token's "kid".
-    /// @throws JOSEError algorithmNotSupported for an unknown name; nothing for an enumerator.
+    ///        compared with the "kid".
+    /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
     JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
     /// A verifier with a platform key. The id of jwk() is then empty.
@@ -49,7 +48,6 @@ class TORVANE_EXPORT JWSVerifier {
     /// Replaces the key. Not to be called while another thread uses the verifier.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
-    /// @{
     /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
     ///
     /// The token is ASCII text of any length: three parts in canonical unpadded base64url, joined by dots. The payload
@@ -61,8 +59,8 @@ class TORVANE_EXPORT JWSVerifier {
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
     ///         included; std::bad_alloc. What was already decoded of the payload is wiped.
     ByteBuffer verifyJWS(ByteView jwsData) const;
+    /// The same for a token as text.
     ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
-    /// @}
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

@@ -31,7 +31,7 @@ std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std
 }
 
 // The key, when there is exactly one, with a platform key where that is needed; more than one match is also an error.
-JsonWebKey onlyKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, const char* message) {
+JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, const char* message) {
     if (keys.size() != 1 || (needsPlatformKey && !keys.front().key().keyRef())) throw JOSEError::missingKey(message);
     return std::move(keys.front());
 }
@@ -41,10 +41,11 @@ JsonWebKey onlyKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, const ch
 ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const auto& [signerAlgorithm, keyManagementAlgorithm, contentEncryptionAlgorithm, senderJwkSet, recipientJwkSet,
                  jwsHeaders, jweHeaders, signingKeyId, encryptionKeyId] = *configuration_;
-    auto signingKey = onlyKey(findKeys(senderJwkSet, JWKUse::JWK_SIG, signingKeyId, KeyClass::privateKey), false,
-                              "Must provide sender's private key to sign JWTs.");
-    const auto encryptionKey = onlyKey(findKeys(recipientJwkSet, JWKUse::JWK_ENC, encryptionKeyId, KeyClass::publicKey),
-                                       true, "Must provide recipient's public key to encrypt JWTs.");
+    auto signingKey = requireOneKey(findKeys(senderJwkSet, JWKUse::JWK_SIG, signingKeyId, KeyClass::privateKey), false,
+                                    "Must provide sender's private key to sign JWTs.");
+    const auto encryptionKey =
+        requireOneKey(findKeys(recipientJwkSet, JWKUse::JWK_ENC, encryptionKeyId, KeyClass::publicKey), true,
+                      "Must provide recipient's public key to encrypt JWTs.");
     const JWSSigner signer(signerAlgorithm, std::move(signingKey));
     const PreparedEncrypter encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, *encryptionKey.key().keyRef(),
                                       encryptionKeyId);
@@ -59,8 +60,8 @@ ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
     const auto& configuration = *configuration_;
     ReceivedNestedMessage nested(encodedMessage);
     const auto decryptionKey =
-        onlyKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, nested.keyId(), KeyClass::privateKey), true,
-                "Must provide sender's private key to decrypt JWTs.");
+        requireOneKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, nested.keyId(), KeyClass::privateKey), true,
+                      "Must provide sender's private key to decrypt JWTs.");
     const JWEDecrypter decrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                  *decryptionKey.key().keyRef());
     auto signedMessage = std::move(nested).decrypt(decrypter);

@@ -45,8 +45,7 @@ class TORVANE_EXPORT JOSEHelper {
     /// "alg", and "kid" with the signing key's id; the JWE header has the extra parameters, "alg", "enc", "kid" with
     /// the encryption key id if there is one, and "cty" with "JWT".
     ///
-    /// @param rawMessage any bytes, or text as it is, of any length, also empty. Read once, and copied only into the
-    ///        token.
+    /// @param rawMessage any bytes, or text as it is, of any length, also empty.
     /// @returns the compact JWE: ASCII text in five parts, in which the message takes 16/9 of its size. Exactly as much
     ///          memory is allocated as the token takes.
     /// @throws JOSEError, in this order: missingKey when there is not exactly one signing key, or not exactly one
