@@ -52,7 +52,7 @@ TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
 
 // A secp256k1 key is not a platform key, but raw bytes; Zennet::openKey() reads it from files as such.
 void openSecp256k1(const json& key, Outcomes& outcomes) {
-    const auto jwk = key.at("jwk_private");
+    const auto& jwk = key.at("jwk_private");
     EXPECT_ERROR(privateKeyOf(jwk), JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
     outcomes.count("secp256k1 refused");
     const TemporaryFolder folder;
