@@ -74,10 +74,11 @@ def main():
     examples = [(header, lines) for header in headers if (lines := example(folder / header))]
     if len(examples) < int(sys.argv[2]):
         sys.exit(f"Only {len(examples)} of {len(headers)} headers have an example.")
-    if faults(examples):
+    if together := faults(examples):
         # Compiled one by one, since an unclosed brace also breaks the examples that follow.
-        wrong = {header: fault for header, lines in examples if (fault := faults([(header, lines)]))}
-        wrong = wrong or {"all together": faults(examples)}
+        named = [(header, lines) for header, lines in examples if f"{header}:" in together]
+        wrong = {header: fault for header, lines in named if (fault := faults([(header, lines)]))}
+        wrong = wrong or {"all together": together}
         print("\n".join(f"== {header}\n{fault}" for header, fault in wrong.items()))
         sys.exit("These examples do not compile: " + ", ".join(map(str, wrong)))
     print(f"{len(examples)} examples of {len(headers)} headers compile")
