@@ -57,7 +57,7 @@ Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, con
     return [jws = JWSSigner(JOSE::SignatureAlgorithm::RS256, pairs.signing.own).signJWT(message),
             verifier = JWSVerifier(JOSE::SignatureAlgorithm::RS256, pairs.signing.peers),
             encrypter = JWEEncrypter("RSA-OAEP-256", enc, pairs.decryption.secKey.publicKey(), "decrypt")] {
-        verifier.verifyJWS(jws);
+        static_cast<void>(verifier.verifyJWS(jws));
         return encrypter.encryptJWT(jws, std::nullopt, true).size();
     };
 }

@@ -69,7 +69,8 @@ int main() try {
     const JsonWebKeySet keys{{key, JWKUse::JWK_SIG, "key"}, {key, JWKUse::JWK_ENC, "key"}};
     const auto helper = JOSEHelper::Builder().setSenderJwkSet(keys).setRecipientJwkSet(keys.publicSet()).create();
     std::cout << asText(helper.decodeMessage(helper.encodeMessage(asBytes("Hello from another process")))) << '\n';
-    helper.encodeMessage(asBytes("Are you still there?"));  // the fourth request, which is one too many
+    // The fourth request, which is one too many.
+    std::cout << asText(helper.encodeMessage(asBytes("Are you still there?"))) << '\n';
 } catch (const Error& error) {
     std::cout << error.errorDescription() << '\n';
 }

@@ -123,7 +123,8 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
         const auto secrets = [&] { return secretsOf(kid); };
         expectNothingLeft(kid + ", broken", everywhere, secrets,
                           [&] { EXPECT_THROW(JOSE::JWK::initPrivateFrom(asBytes(broken)), JOSESwiftError); });
-        expectNothingLeft(kid + ", public", everywhere, secrets, [&] { JOSE::JWK::initFrom(asBytes(text)); });
+        expectNothingLeft(kid + ", public", everywhere, secrets,
+                          [&] { static_cast<void>(JOSE::JWK::initFrom(asBytes(text))); });
         expectNothingLeft(kid + ", set", everywhere, secrets, [&] { JsonWebKeySet{asBytes(set)}; });
         const auto read = [&] { JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, kid); };
         expectNothingLeft(kid, {library}, secrets, read);
@@ -151,7 +152,7 @@ TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrWritten) {
     for (const auto* name : {"PKCS #8, nobody asks", "encrypted PEM", "encrypted DER", "encrypted by scrypt",
                              "encrypted SEC 1, the old way", "PKCS #12 with a chain"}) {
         const auto path = folder.write("key", fromBase64(rowNamed("key_files.json", "files", name)["file"]));
-        const auto open = [&] { openKey(path, KeyClass::privateKey, source); };
+        const auto open = [&] { static_cast<void>(openKey(path, KeyClass::privateKey, source)); };
         expectNothingLeft(name, everywhere, passphraseHalves, open);
         // OpenSSL's decoders leave the private values behind.
         expectNothingLeft(
@@ -199,7 +200,7 @@ TEST(FreedMemory, HoldsNothingOfAKeyAgreementAfterDecryption) {
 TEST(FreedMemory, HoldsNoScalarAfterSigningOrWritingAKey) {
     const auto signer = JOSE::Signer::create(JOSE::SignatureAlgorithm::ES256, privateKey(ecP256)).value();
     expectNothingLeft(
-        "ES256", everywhere, [] { return secretsOf(ecP256); }, [&] { signer.sign(message); });
+        "ES256", everywhere, [] { return secretsOf(ecP256); }, [&] { static_cast<void>(signer.sign(message)); });
     const auto key = keyInWords("private secp256k1 sig");
     const auto scalar = *key.key().keyData();
     const auto secrets = [&] {
@@ -208,7 +209,7 @@ TEST(FreedMemory, HoldsNoScalarAfterSigningOrWritingAKey) {
         addHalves(both, asBytes(encodeBase64url(scalar)));
         return both;
     };
-    const auto sign = [&] { JWSSigner(JOSE::SignatureAlgorithm::ES256K, key).sign(message); };
+    const auto sign = [&] { static_cast<void>(JWSSigner(JOSE::SignatureAlgorithm::ES256K, key).sign(message)); };
     expectNothingLeft("ES256K", everywhere, secrets, sign);
     std::vector<std::string> texts;  // kept alive: these copies belong to the caller, as do the maps
     std::vector<StringMap> maps;
@@ -305,7 +306,8 @@ TEST(Allocations, ThatFailWhileATokenIsReadAreNotTakenForAMalformedToken) {
     const auto token = helper().encodeMessage(message);
     std::size_t n = 1;
     for (; runsOutOfMemory(n, [&] { JOSE::ReceivedJWE{token}; }); ++n)
-        EXPECT_TRUE(runsOutOfMemory(n, [&] { helper().decodeMessage(token); })) << "allocation " << n;
+        EXPECT_TRUE(runsOutOfMemory(n, [&] { static_cast<void>(helper().decodeMessage(token)); }))
+            << "allocation " << n;
     EXPECT_GT(n, 10U);
 }
 

@@ -34,7 +34,7 @@ void runJws(const json& vector, Outcomes& outcomes) {
     if (!algorithm) outcomes.count("unknown " + name);
     if (!algorithm || !isCompact(vector)) {
         const JWSVerifier verifier(RS256, publicKeyOf(rsaKeyFor(key)));
-        return outcomes.count(reasonOf(JWSVerificationError, [&] { verifier.verifyJWS(token); }));
+        return outcomes.count(reasonOf(JWSVerificationError, [&] { static_cast<void>(verifier.verifyJWS(token)); }));
     }
     const auto payload = decoded(vector, "payload_b64u");
     EXPECT_EQ(JWSVerifier(*algorithm, publicKeyOf(key)).verifyJWS(token), payload);
@@ -55,7 +55,7 @@ JOSE::ContentEncryptionAlgorithm encryptionNamed(const std::string& enc) {
 }
 
 void expectRejectedJwe(const JWEDecrypter& decrypter, const std::string& token, Outcomes& outcomes) {
-    outcomes.count(reasonOf(JWEDecrypterError, [&] { decrypter.decryptJWE(token); }));
+    outcomes.count(reasonOf(JWEDecrypterError, [&] { static_cast<void>(decrypter.decryptJWE(token)); }));
 }
 
 void runJwe(const json& vector, Outcomes& outcomes) {

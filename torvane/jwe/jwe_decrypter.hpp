@@ -56,17 +56,17 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @}
 
     /// The only "alg" that is accepted.
-    JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
+    [[nodiscard]] JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return decrypter_.keyManagementAlgorithm();
     }
     /// The only "enc" that is accepted.
-    JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
+    [[nodiscard]] JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return decrypter_.contentEncryptionAlgorithm();
     }
     /// Both algorithms with the key, for JOSE::ReceivedJWE.
-    const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
+    [[nodiscard]] const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
     /// The key that the decrypter was made with, if it was made with a key alone.
-    const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
     /// Replaces what jwk() returns, and not the key that decrypts. Not to be called while another thread uses the
     /// decrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
@@ -83,9 +83,9 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         that does not open, a tag that does not fit, a wrong padding; SecurityError, or whatever an
     ///         application's key store throws, when the key store fails; std::bad_alloc. No plaintext is released
     ///         before the tag has been checked.
-    ByteBuffer decryptJWE(ByteView jweData) const;
+    [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;
     /// The same for a token as text.
-    ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
+    [[nodiscard]] ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
 
   private:
     JOSE::Decrypter decrypter_;

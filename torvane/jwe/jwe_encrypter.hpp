@@ -58,19 +58,19 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @}
 
     /// The "alg" of the tokens.
-    JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
+    [[nodiscard]] JOSE::KeyManagementAlgorithm jweKeyManagementAlgorithm() const noexcept {
         return encrypter_.keyManagementAlgorithm();
     }
     /// The "enc" of the tokens.
-    JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
+    [[nodiscard]] JOSE::ContentEncryptionAlgorithm jweContentEncryptionAlgorithm() const noexcept {
         return encrypter_.contentEncryptionAlgorithm();
     }
     /// Both algorithms with the key, for JOSE::JWE.
-    const JOSE::Encrypter& encrypter() const noexcept { return encrypter_; }
+    [[nodiscard]] const JOSE::Encrypter& encrypter() const noexcept { return encrypter_; }
     /// The "kid" of the tokens; nothing for tokens without one.
-    const std::optional<std::string>& keyId() const noexcept { return keyId_; }
+    [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
     /// The key that the encrypter was made with, if it was made with a key alone.
-    const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
     /// Replaces what jwk() returns, and not the key that encrypts. Not to be called while another thread uses the
     /// encrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
@@ -90,19 +90,19 @@ class TORVANE_EXPORT JWEEncrypter {
     ///         that is not UTF-8). JOSEError JWEEncrypterError around the reason when the encryption fails:
     ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
     ///         SecurityError; std::bad_alloc.
-    ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
-                          bool isNested = false) const;
+    [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
+                                        bool isNested = false) const;
     template <std::convertible_to<std::string_view> Text>
-    ByteBuffer encryptJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
-                          bool isNested = false) const {
+    [[nodiscard]] ByteBuffer encryptJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
+                                        bool isNested = false) const {
         return encryptJWT(asBytes(payload), headerParams, isNested);
     }
     /// @}
 
     /// @{
     /// encryptJWT(), with the token as a string. Needs memory for two tokens while it runs.
-    std::string encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
-                                   bool isNested = false) const;
+    [[nodiscard]] std::string encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
+                                                 bool isNested = false) const;
     template <std::convertible_to<std::string_view> Text>
     std::string encryptJWTToString(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
                                    bool isNested = false) const {

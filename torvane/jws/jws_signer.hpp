@@ -44,9 +44,9 @@ class TORVANE_EXPORT JWSSigner {
     /// @}
 
     /// The "alg" of the tokens.
-    JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
+    [[nodiscard]] JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
     /// The private key.
-    const JsonWebKey& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
     /// Replaces the key. Not to be called while another thread uses the signer.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
@@ -63,18 +63,19 @@ class TORVANE_EXPORT JWSSigner {
     ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
     ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
     ///         the key store fails; std::bad_alloc. What was already written of the token is wiped.
-    ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    [[nodiscard]] ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     template <std::convertible_to<std::string_view> Text>
-    ByteBuffer signJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+    [[nodiscard]] ByteBuffer signJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
         return signJWT(asBytes(payload), headerParams);
     }
     /// @}
 
     /// @{
     /// signJWT(), with the token as a string. Needs memory for two tokens while it runs.
-    std::string signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    [[nodiscard]] std::string signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     template <std::convertible_to<std::string_view> Text>
-    std::string signJWTToString(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+    [[nodiscard]] std::string signJWTToString(const Text& payload,
+                                              const JOSE::HeaderParameters& headerParams = {}) const {
         return signJWTToString(asBytes(payload), headerParams);
     }
     /// @}
@@ -83,9 +84,9 @@ class TORVANE_EXPORT JWSSigner {
     /// Signs as signJWT() does, and returns the raw signature alone: as long as the modulus for an RSA key, r and s
     /// side by side for an EC key (RFC 7518, sections 3.3 to 3.5).
     /// @throws JOSEError as signJWT().
-    ByteBuffer sign(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
+    [[nodiscard]] ByteBuffer sign(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     template <std::convertible_to<std::string_view> Text>
-    ByteBuffer sign(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+    [[nodiscard]] ByteBuffer sign(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
         return sign(asBytes(payload), headerParams);
     }
     /// @}

@@ -42,9 +42,9 @@ class TORVANE_EXPORT JWSVerifier {
     /// @}
 
     /// The only "alg" that is accepted.
-    JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
+    [[nodiscard]] JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
     /// The public key.
-    const JsonWebKey& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
     /// Replaces the key. Not to be called while another thread uses the verifier.
     void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
@@ -58,9 +58,9 @@ class TORVANE_EXPORT JWSVerifier {
     ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
     ///         included; std::bad_alloc. What was already decoded of the payload is wiped.
-    ByteBuffer verifyJWS(ByteView jwsData) const;
+    [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
     /// The same for a token as text.
-    ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
+    [[nodiscard]] ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

@@ -53,27 +53,27 @@ class TORVANE_EXPORT JsonWebStructure {
     /// The protected header of a token, as getHeader() returns it. Every part is checked as by the constructor, but
     /// only the header is decoded, and the payload of a JWS may be empty.
     /// @throws JOSEError as the constructor.
-    static std::optional<JSONValue::Object> headerOf(std::string_view compactSerialization);
-    static std::optional<JSONValue::Object> headerOf(ByteView compactSerialization) {
+    [[nodiscard]] static std::optional<JSONValue::Object> headerOf(std::string_view compactSerialization);
+    [[nodiscard]] static std::optional<JSONValue::Object> headerOf(ByteView compactSerialization) {
         return headerOf(asText(compactSerialization));
     }
     /// @}
 
     /// The protected header; nothing when the token has none, or when it is not a JSON object.
-    std::optional<JSONValue::Object> getHeader() const;
+    [[nodiscard]] std::optional<JSONValue::Object> getHeader() const;
 
     /// @{
     /// A copy of the component; nothing when the token has none.
-    std::optional<ByteBuffer> getRawPayload() const { return copyAt(payloadIndex); }
-    std::optional<ByteBuffer> getSignature() const { return copyAt(signatureIndex); }
-    std::optional<ByteBuffer> getEncryptedKey() const { return copyAt(keyIndex); }
-    std::optional<ByteBuffer> getInitializationVector() const { return copyAt(ivIndex); }
-    std::optional<ByteBuffer> getAuthenticationTag() const { return copyAt(authTagIndex); }
+    [[nodiscard]] std::optional<ByteBuffer> getRawPayload() const { return copyAt(payloadIndex); }
+    [[nodiscard]] std::optional<ByteBuffer> getSignature() const { return copyAt(signatureIndex); }
+    [[nodiscard]] std::optional<ByteBuffer> getEncryptedKey() const { return copyAt(keyIndex); }
+    [[nodiscard]] std::optional<ByteBuffer> getInitializationVector() const { return copyAt(ivIndex); }
+    [[nodiscard]] std::optional<ByteBuffer> getAuthenticationTag() const { return copyAt(authTagIndex); }
     /// @}
 
   private:
-    const ByteBuffer* at(const Index& index) const noexcept;
-    std::optional<ByteBuffer> copyAt(const Index& index) const;
+    [[nodiscard]] const ByteBuffer* at(const Index& index) const noexcept;
+    [[nodiscard]] std::optional<ByteBuffer> copyAt(const Index& index) const;
 };
 
 }  // namespace Torvane

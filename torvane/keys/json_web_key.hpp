@@ -106,53 +106,53 @@ class TORVANE_EXPORT JsonWebKey {
     static SecKey getPubSecKey(const JOSE::JWK& from);
 
     /// The JWK of an RSA or EC public key, and of a key from fromPrivateJwk(); nothing for other keys.
-    const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
+    [[nodiscard]] const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
     /// The JWK of a public key, which may be written; null for a key without one, and for every private key.
-    const JOSE::JWK* exportableJwk() const noexcept;
+    [[nodiscard]] const JOSE::JWK* exportableJwk() const noexcept;
     /// The key of the key library, public or private.
-    const Zennet::Key& key() const noexcept { return state_->key; }
+    [[nodiscard]] const Zennet::Key& key() const noexcept { return state_->key; }
     /// What the key is for. Lookups compare it exactly: one for JWK_SIG does not find JWK_SIG_ENC.
-    JWKUse use() const noexcept { return state_->use; }
+    [[nodiscard]] JWKUse use() const noexcept { return state_->use; }
     /// @{
     /// The "kid", by which a peer finds the other key of the pair.
-    const std::string& keyId() const noexcept { return state_->keyId; }
-    const std::string& getKeyId() const noexcept { return keyId(); }
+    [[nodiscard]] const std::string& keyId() const noexcept { return state_->keyId; }
+    [[nodiscard]] const std::string& getKeyId() const noexcept { return keyId(); }
     /// @}
     /// The public key of a secp256k1 private key, if it was given.
-    const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
+    [[nodiscard]] const std::optional<Zennet::Key>& pairingKey() const noexcept { return state_->pairingKey; }
 
     /// The platform key.
     /// @throws JOSEError missingKey "Missing keyRef for key " + id for a secp256k1 key, which is raw bytes.
-    SecKey platformKey() const;
+    [[nodiscard]] SecKey platformKey() const;
 
     /// The public key of the pair with the same use and id, for publication; a public key gives itself. An "alg" of the
     /// JWK is kept.
     /// @throws SecurityError for raw bytes that are not a secp256k1 private key; JOSE::JOSESwiftError unsupportedKey
     ///         for a platform key of another family than its type names.
-    JsonWebKey publicHalf() const;
+    [[nodiscard]] JsonWebKey publicHalf() const;
 
     /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
     /// (RFC 7468, section 13).
     /// @throws SecurityError for raw bytes that are not a secp256k1 key.
-    std::string publicKeyPem() const;
+    [[nodiscard]] std::string publicKeyPem() const;
 
     /// @{
     /// The JWK as JSON text in UTF-8. Nothing for an RSA or EC private key, for a secp256k1 private key without its
     /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a key). The
     /// text of a secp256k1 private key holds "d" and is a secret.
-    std::optional<ByteBuffer> encode() const;
-    std::optional<std::string> encodeToString() const;
+    [[nodiscard]] std::optional<ByteBuffer> encode() const;
+    [[nodiscard]] std::optional<std::string> encodeToString() const;
     /// @}
 
     /// The members of the JWK.
     /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.
-    StringMap encodeToDictionary() const;
+    [[nodiscard]] StringMap encodeToDictionary() const;
 
     /// The thumbprint of the public key in base64url, 43 characters (RFC 7638 with SHA-256). It is the same for both
     /// keys of a pair, whatever their use and id, so it serves as an id that parties need not agree on.
     /// @throws JOSEError cannotEncodeJWK for raw bytes that are not a secp256k1 public key; SecurityError for raw bytes
     ///         that are not a secp256k1 private key.
-    std::string thumbprint() const;
+    [[nodiscard]] std::string thumbprint() const;
 
   private:
     struct State {

@@ -60,13 +60,13 @@ class TORVANE_EXPORT JsonWebKeySet {
 
     /// @{
     /// The keys one by one, in order.
-    std::vector<JsonWebKey>::const_iterator begin() const noexcept { return jwks.begin(); }
-    std::vector<JsonWebKey>::const_iterator end() const noexcept { return jwks.end(); }
+    [[nodiscard]] std::vector<JsonWebKey>::const_iterator begin() const noexcept { return jwks.begin(); }
+    [[nodiscard]] std::vector<JsonWebKey>::const_iterator end() const noexcept { return jwks.end(); }
     /// @}
     /// The number of keys.
-    std::size_t size() const noexcept { return jwks.size(); }
+    [[nodiscard]] std::size_t size() const noexcept { return jwks.size(); }
     /// Whether there are no keys.
-    bool isEmpty() const noexcept { return jwks.empty(); }
+    [[nodiscard]] bool isEmpty() const noexcept { return jwks.empty(); }
 
     /// The keys that fit a query, in order; none, one or several.
     [[nodiscard]] std::vector<JsonWebKey> find(const KeyQuery& query) const;
@@ -80,22 +80,22 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// The set for publication: the public half of every key, in order. Keys with the same public key, use and id are
     /// one key, and the first of them stays.
     /// @throws as JsonWebKey::publicHalf().
-    JsonWebKeySet publicSet() const;
+    [[nodiscard]] JsonWebKeySet publicSet() const;
 
     /// @{
     /// The JWK Set as JSON text in UTF-8: RSA and EC public keys. All other keys are left out, so publish
     /// publicSet().encodeToString() if the set holds private keys.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
-    ByteBuffer encode() const;
-    std::string encodeToString() const;
+    [[nodiscard]] ByteBuffer encode() const;
+    [[nodiscard]] std::string encodeToString() const;
     /// @}
 
     /// The members of each public key, secp256k1 keys included. A key without a type stops the process.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
-    std::vector<StringMap> encodeToArray() const;
+    [[nodiscard]] std::vector<StringMap> encodeToArray() const;
 
     /// The text of encodeToString(), or "An error occurred while performing the operation." where that fails.
-    std::string debugDescription() const;
+    [[nodiscard]] std::string debugDescription() const;
 };
 
 }  // namespace Torvane

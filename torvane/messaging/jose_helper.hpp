@@ -55,18 +55,18 @@ class TORVANE_EXPORT JOSEHelper {
     ///         JOSE::JOSESwiftError parsingFailed for rejected extra parameters of the JWE header, and JOSEError
     ///         JWEEncrypterError as JWEEncrypter::encryptJWT(). The errors listed after JWSSignerError are thrown when
     ///         the message has been signed, once. std::bad_alloc when memory runs out.
-    ByteBuffer encodeMessage(ByteView rawMessage) const;
+    [[nodiscard]] ByteBuffer encodeMessage(ByteView rawMessage) const;
     template <std::convertible_to<std::string_view> Text>
-    ByteBuffer encodeMessage(const Text& rawMessage) const {
+    [[nodiscard]] ByteBuffer encodeMessage(const Text& rawMessage) const {
         return encodeMessage(asBytes(rawMessage));
     }
     /// @}
 
     /// @{
     /// encodeMessage(), with the token as a string. Needs memory for two tokens while it runs.
-    std::string encodeMessageToString(ByteView rawMessage) const;
+    [[nodiscard]] std::string encodeMessageToString(ByteView rawMessage) const;
     template <std::convertible_to<std::string_view> Text>
-    std::string encodeMessageToString(const Text& rawMessage) const {
+    [[nodiscard]] std::string encodeMessageToString(const Text& rawMessage) const {
         return encodeMessageToString(asBytes(rawMessage));
     }
     /// @}
@@ -91,9 +91,9 @@ class TORVANE_EXPORT JOSEHelper {
     ///         signature algorithm; JWSVerificationError as JWSVerifier::verifyJWS(), of the last key. The text of
     ///         invalidJOSEComponent quotes the part at fault, so it is not meant for the sender. std::bad_alloc when
     ///         memory runs out. After any error nothing of the message is released, and what was decrypted is wiped.
-    ByteBuffer decodeMessage(ByteView encodedMessage) const;
+    [[nodiscard]] ByteBuffer decodeMessage(ByteView encodedMessage) const;
     template <std::convertible_to<std::string_view> Text>
-    ByteBuffer decodeMessage(const Text& encodedMessage) const {
+    [[nodiscard]] ByteBuffer decodeMessage(const Text& encodedMessage) const {
         return decodeMessage(asBytes(encodedMessage));
     }
     /// @}
@@ -101,9 +101,9 @@ class TORVANE_EXPORT JOSEHelper {
     /// @{
     /// decodeMessage(), with the message as a string, which is not checked to be UTF-8. Needs memory for two messages
     /// while it runs; the other one is wiped.
-    std::string decodeMessageToString(ByteView encodedMessage) const;
+    [[nodiscard]] std::string decodeMessageToString(ByteView encodedMessage) const;
     template <std::convertible_to<std::string_view> Text>
-    std::string decodeMessageToString(const Text& encodedMessage) const {
+    [[nodiscard]] std::string decodeMessageToString(const Text& encodedMessage) const {
         return decodeMessageToString(asBytes(encodedMessage));
     }
     /// @}
@@ -148,7 +148,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
 
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.
     /// @throws JOSEError missingKey when a key set is missing, for the sender's first.
-    virtual JOSEHelper create() const;
+    [[nodiscard]] virtual JOSEHelper create() const;
 
   private:
     std::optional<std::string> jwsSignerAlgorithm_;

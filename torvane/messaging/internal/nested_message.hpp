@@ -47,7 +47,7 @@ class PreparedEncrypter {
 
     /// The encrypter.
     /// @throws what its constructor threw.
-    const JWEEncrypter& get() const {
+    [[nodiscard]] const JWEEncrypter& get() const {
         if (error_) std::rethrow_exception(error_);
         return *encrypter_;
     }
@@ -78,7 +78,7 @@ class ReceivedSignedMessage {
     ReceivedSignedMessage& operator=(const ReceivedSignedMessage&) = delete;
 
     /// The "kid" of the header; nothing when there is none, or the header cannot be read.
-    const std::optional<std::string>& keyId() const noexcept { return keyId_; }
+    [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
     /// Tries the public keys one after the other; the message is what the first one that verifies gives.
     /// @throws JOSEError JWSVerificationError of the last key, or around "Failed to verify JWT" when none is public.
@@ -101,7 +101,7 @@ class ReceivedNestedMessage {
     ReceivedNestedMessage& operator=(const ReceivedNestedMessage&) = delete;
 
     /// The "kid" of the header; nothing when there is none, or the header cannot be read.
-    const std::optional<std::string>& keyId() const noexcept { return keyId_; }
+    [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
     /// @throws JOSEError JWEDecrypterError; then as ReceivedSignedMessage's constructor.
     ReceivedSignedMessage decrypt(const JWEDecrypter& decrypter) &&;

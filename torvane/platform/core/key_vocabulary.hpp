@@ -21,7 +21,7 @@ enum class HashFunction {
 };
 
 /// Size of the digest in bytes.
-constexpr std::size_t digestSize(HashFunction hash) noexcept {
+[[nodiscard]] constexpr std::size_t digestSize(HashFunction hash) noexcept {
     switch (hash) {
         case HashFunction::SHA1: return 20;
         case HashFunction::SHA256: return 32;
@@ -46,7 +46,7 @@ enum class EllipticCurve {
 };
 
 /// Size in bytes of a coordinate, of a private scalar, and of each half of a signature.
-constexpr std::size_t coordinateSize(EllipticCurve curve) noexcept {
+[[nodiscard]] constexpr std::size_t coordinateSize(EllipticCurve curve) noexcept {
     switch (curve) {
         case EllipticCurve::P256: return 32;
         case EllipticCurve::P384: return 48;

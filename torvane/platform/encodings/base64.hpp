@@ -13,12 +13,12 @@
 namespace Torvane {
 
 /// The number of base64url characters for `size` bytes.
-constexpr std::size_t base64urlSize(std::size_t size) noexcept {
+[[nodiscard]] constexpr std::size_t base64urlSize(std::size_t size) noexcept {
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 
 /// Encodes to a text of base64urlSize(bytes.size()) characters, without line breaks.
-TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
+[[nodiscard]] TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 
 /// Encodes to the end of a buffer, which does not reallocate when it has room for base64urlSize(bytes.size()) more.
 TORVANE_EXPORT void appendBase64url(ByteBuffer& out, ByteView bytes);
@@ -28,24 +28,25 @@ TORVANE_EXPORT std::size_t encodeBase64url(ByteView bytes, std::span<std::uint8_
 
 /// Decodes a text. Returns nothing for a character outside the alphabet (padding and white space included), for an
 /// impossible length, and for unused bits that are not zero.
-TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
+[[nodiscard]] TORVANE_EXPORT std::optional<ByteBuffer> decodeBase64url(std::string_view text);
 
 /// Decodes to `out`, which has room for three bytes for each four characters, rounded down. `out` may be the memory of
 /// the text itself, or begin before it. Returns how many bytes it wrote; after a failure the contents of `out` are
 /// unspecified.
-TORVANE_EXPORT std::optional<std::size_t> decodeBase64url(std::string_view text, std::span<std::uint8_t> out) noexcept;
+[[nodiscard]] TORVANE_EXPORT std::optional<std::size_t> decodeBase64url(std::string_view text,
+                                                                        std::span<std::uint8_t> out) noexcept;
 
 /// Whether decodeBase64url() would succeed. Allocates nothing.
-TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;
+[[nodiscard]] TORVANE_EXPORT bool isBase64url(std::string_view text) noexcept;
 
 /// @{
 /// appendBase64url() and decodeBase64url() for secrets. Time and memory accesses depend only on the number of bytes and
 /// on whether the text is valid. The decoded bytes are wiped when they are no longer used.
 TORVANE_EXPORT void appendSecretBase64url(ByteBuffer& out, ByteView bytes);
-TORVANE_EXPORT std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text);
+[[nodiscard]] TORVANE_EXPORT std::optional<SecretBuffer> decodeSecretBase64url(std::string_view text);
 /// @}
 
 /// Encodes to standard base64 with "+", "/" and "=" padding, without line breaks.
-TORVANE_EXPORT std::string encodeBase64(ByteView bytes);
+[[nodiscard]] TORVANE_EXPORT std::string encodeBase64(ByteView bytes);
 
 }  // namespace Torvane

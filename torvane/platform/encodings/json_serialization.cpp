@@ -75,7 +75,7 @@ class ValueBuilder {
     }
 
     JSONValue result() && { return std::move(result_); }
-    const std::string& failure() const noexcept { return failure_; }
+    [[nodiscard]] const std::string& failure() const noexcept { return failure_; }
 
   private:
     struct Level {

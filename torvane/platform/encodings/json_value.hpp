@@ -201,7 +201,7 @@ class TORVANE_EXPORT JSONValue {
 
     /// Calls the visitor with the alternative: std::monostate for null, std::any for an opaque value.
     template <class Visitor>
-    decltype(auto) visit(Visitor&& visitor) const {
+    [[nodiscard]] decltype(auto) visit(Visitor&& visitor) const {
         return std::visit(std::forward<Visitor>(visitor), value_);
     }
 
@@ -217,7 +217,7 @@ class TORVANE_EXPORT JSONValue {
     using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
     // Not inline: GCC 12 warns of the inlined code, wrongly.
-    static JSONValue holding(std::any opaque);
+    [[nodiscard]] static JSONValue holding(std::any opaque);
 
     template <class T>
     static constexpr bool isAlternative =
@@ -228,7 +228,7 @@ class TORVANE_EXPORT JSONValue {
     static constexpr bool alwaysFalse = false;
 
     template <class T>
-    std::optional<std::vector<T>> vectorOf() const {
+    [[nodiscard]] std::optional<std::vector<T>> vectorOf() const {
         const auto* list = as<List>();
         if (list == nullptr) return std::nullopt;
         std::vector<T> result;

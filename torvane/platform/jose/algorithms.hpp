@@ -69,9 +69,9 @@ struct KeyManagementParameters {
     std::size_t wrappingKeySize;
 
     /// True for every form of ECDH-ES, false for RSA-OAEP.
-    constexpr bool isKeyAgreement() const noexcept { return !oaepHash; }
+    [[nodiscard]] constexpr bool isKeyAgreement() const noexcept { return !oaepHash; }
     /// True where the agreed key is the content encryption key, so that the JWE has no encrypted key.
-    constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
+    [[nodiscard]] constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
 };
 
 /// The "enc" of a JWE: how the plaintext is encrypted. Names as for SignatureAlgorithm.
@@ -156,9 +156,9 @@ class AlgorithmOrName {
     constexpr AlgorithmOrName(const Name& name) : name_(name), algorithm_(fromRawValue<Algorithm>(name_)) {}
 
     /// The name as it was given, or the enumerator's.
-    constexpr std::string_view name() const noexcept { return name_; }
+    [[nodiscard]] constexpr std::string_view name() const noexcept { return name_; }
     /// The algorithm; nothing for an unknown name.
-    constexpr const std::optional<Algorithm>& algorithm() const noexcept { return algorithm_; }
+    [[nodiscard]] constexpr const std::optional<Algorithm>& algorithm() const noexcept { return algorithm_; }
 
   private:
     std::string_view name_;
@@ -168,8 +168,8 @@ class AlgorithmOrName {
 /// @{
 /// True when a platform key fits the algorithm by family, curve and size: RSA of 2048 to 16384 bits with an odd public
 /// exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. No platform key fits ES256K.
-TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept;
-TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept;
+[[nodiscard]] TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept;
+[[nodiscard]] TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept;
 /// @}
 
 }  // namespace Torvane::JOSE

@@ -29,12 +29,12 @@ class TORVANE_EXPORT Encrypter {
   public:
     /// @{
     /// An encrypter; nothing unless the key is a public one that fits the key management algorithm.
-    static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
-                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const SecKey& encryptionKey);
-    static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
-                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const JWK& encryptionKey);
+    [[nodiscard]] static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                                         ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                                         const SecKey& encryptionKey);
+    [[nodiscard]] static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                                         ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                                         const JWK& encryptionKey);
     /// @}
 
     /// @{
@@ -44,14 +44,14 @@ class TORVANE_EXPORT Encrypter {
     /// @}
 
     /// The "alg" of the header.
-    KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    [[nodiscard]] KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
     /// The "enc" of the header.
-    ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
+    [[nodiscard]] ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// A fresh content encryption key for a JWE with this header, whose "apu" and "apv" count under ECDH-ES (RFC 7518,
     /// section 4.6.1). The caller has to set the header's "epk".
     /// @throws JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
-    ContentEncryptionKey makeContentEncryptionKey(const JWEHeader& header) const;
+    [[nodiscard]] ContentEncryptionKey makeContentEncryptionKey(const JWEHeader& header) const;
 
   private:
     Encrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
@@ -67,12 +67,12 @@ class TORVANE_EXPORT Decrypter {
   public:
     /// @{
     /// A decrypter; nothing unless the key is a private one that fits the key management algorithm.
-    static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
-                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const SecKey& decryptionKey);
-    static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
-                                           ContentEncryptionAlgorithm contentEncryptionAlgorithm,
-                                           const JWK& decryptionKey);
+    [[nodiscard]] static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                                         ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                                         const SecKey& decryptionKey);
+    [[nodiscard]] static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
+                                                         ContentEncryptionAlgorithm contentEncryptionAlgorithm,
+                                                         const JWK& decryptionKey);
     /// @}
 
     /// @{
@@ -82,9 +82,9 @@ class TORVANE_EXPORT Decrypter {
     /// @}
 
     /// The "alg" that the header has to name.
-    KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
+    [[nodiscard]] KeyManagementAlgorithm keyManagementAlgorithm() const noexcept { return keyManagement_; }
     /// The "enc" that the header has to name.
-    ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
+    [[nodiscard]] ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// The content encryption key of a JWE. An encrypted key that cannot be unwrapped yields a random key of the same
     /// size, so that this failure cannot be told apart from any other: the tag fails later.
@@ -92,13 +92,13 @@ class TORVANE_EXPORT Decrypter {
     ///         empty where it has none, and for an "epk", "apu" or "apv" that is malformed, or an "epk" that is no
     ///         public key on the curve of ours. SecurityError, or whatever an application's key store throws, when the
     ///         key store fails.
-    SecretBuffer recoverContentEncryptionKey(const JWEHeader& header, ByteView encryptedKey) const;
+    [[nodiscard]] SecretBuffer recoverContentEncryptionKey(const JWEHeader& header, ByteView encryptedKey) const;
 
   private:
     Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
 
-    SecretBuffer agreeWithSender(const JWEHeader& header) const;
+    [[nodiscard]] SecretBuffer agreeWithSender(const JWEHeader& header) const;
 
     KeyManagementAlgorithm keyManagement_;
     ContentEncryptionAlgorithm contentEncryption_;

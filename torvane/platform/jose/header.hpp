@@ -18,12 +18,12 @@ namespace Torvane::JOSE {
 class TORVANE_EXPORT Header {
   public:
     /// All members, including those that the library does not know.
-    const JSONValue::Object& parameters() const noexcept { return parameters_; }
+    [[nodiscard]] const JSONValue::Object& parameters() const noexcept { return parameters_; }
     /// The value of "alg", known to the library or not.
     /// @throws JOSESwiftError parsingFailed for a moved-from header.
     const std::string& algorithm() const { return requireString("alg"); }
     /// The header as JSON text.
-    ByteBuffer jsonData() const;
+    [[nodiscard]] ByteBuffer jsonData() const;
 
   protected:
     /// @{

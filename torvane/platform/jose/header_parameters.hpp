@@ -30,7 +30,7 @@ class TORVANE_EXPORT HeaderParameters {
     /// @}
 
     /// The members; valid as long as this object.
-    const StringMap& members() const noexcept { return members_; }
+    [[nodiscard]] const StringMap& members() const noexcept { return members_; }
 
   private:
     StringMap members_;

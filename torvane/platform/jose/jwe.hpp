@@ -27,7 +27,7 @@ class TORVANE_EXPORT JWE {
 
     /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
-    const ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
+    [[nodiscard]] const ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
     ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
     /// @}
 
@@ -44,17 +44,17 @@ class TORVANE_EXPORT ReceivedJWE {
     explicit ReceivedJWE(ByteView compactSerialization);
 
     /// What the sender claims; nothing of it is authentic before decrypt().
-    const JWEHeader& header() const noexcept { return header_; }
+    [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
 
     /// Hands the plaintext out, once; the ciphertext is decrypted in place.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
     ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as
     ///         Decrypter::recoverContentEncryptionKey(); decryptingFailed for everything else, with one text for all
     ///         reasons. SecurityError, or whatever an application's key store throws, when the key store fails.
-    Payload decrypt(const Decrypter& decrypter) &&;
+    [[nodiscard]] Payload decrypt(const Decrypter& decrypter) &&;
 
     /// True when any part is empty, as the encrypted key is where both parties derive the content encryption key.
-    bool hasEmptyPart() const noexcept;
+    [[nodiscard]] bool hasEmptyPart() const noexcept;
 
   private:
     using Parts = std::array<std::string_view, JWE::componentCount>;

@@ -33,9 +33,9 @@ class TORVANE_EXPORT JWK {
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
     ///         not base64url or with a leading zero byte; for EC, "x" or "y" missing, not base64url or not as long as
     ///         the coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
-    static JWK initFrom(ByteView json);
-    static JWK initFrom(std::string_view json) { return initFrom(asBytes(json)); }
-    static JWK initFrom(const JSONValue::Object& members);
+    [[nodiscard]] static JWK initFrom(ByteView json);
+    [[nodiscard]] static JWK initFrom(std::string_view json) { return initFrom(asBytes(json)); }
+    [[nodiscard]] static JWK initFrom(const JSONValue::Object& members);
     /// @}
 
     /// @{
@@ -43,8 +43,8 @@ class TORVANE_EXPORT JWK {
     /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC a "d" as long as a coordinate (section 6.2.2).
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty"; SecurityError when the members do
     ///         not belong together.
-    static JWK initPrivateFrom(ByteView json);
-    static JWK initPrivateFrom(std::string_view json) { return initPrivateFrom(asBytes(json)); }
+    [[nodiscard]] static JWK initPrivateFrom(ByteView json);
+    [[nodiscard]] static JWK initPrivateFrom(std::string_view json) { return initPrivateFrom(asBytes(json)); }
     /// @}
 
     /// @{
@@ -55,27 +55,27 @@ class TORVANE_EXPORT JWK {
     /// @}
 
     /// The members, none of them private.
-    const StringMap& parameters() const noexcept { return state_->parameters; }
+    [[nodiscard]] const StringMap& parameters() const noexcept { return state_->parameters; }
     /// The value of one member; nothing when it is missing.
     std::optional<std::string> operator[](std::string_view name) const;
     /// The key family that "kty" names; nothing for any other than "RSA" and "EC".
-    std::optional<JWKType> keyType() const noexcept;
+    [[nodiscard]] std::optional<JWKType> keyType() const noexcept;
 
     /// The platform key: the private key of a JWK that was read as one, else the public key.
     /// @throws SecurityError when the members are not a key (a point that is not on its curve, an even modulus);
     ///         JOSESwiftError unsupportedKey for another "kty" than "RSA" and "EC".
-    SecKey converted() const;
+    [[nodiscard]] SecKey converted() const;
 
     /// The same JWK without its private key: as if it had been read as a public key.
-    JWK publicHalf() const;
+    [[nodiscard]] JWK publicHalf() const;
 
     /// The thumbprint (RFC 7638), as JOSE::thumbprint() computes it from the members.
-    std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
+    [[nodiscard]] std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
 
     /// @{
     /// The public members as JSON text; nothing when a member is not UTF-8.
-    std::optional<ByteBuffer> jsonData() const;
-    std::optional<std::string> jsonString() const;
+    [[nodiscard]] std::optional<ByteBuffer> jsonData() const;
+    [[nodiscard]] std::optional<std::string> jsonString() const;
     /// @}
 
     /// Whether both have the same public key and so the same thumbprint (RFC 7638, section 3.2); other members, and
@@ -98,7 +98,7 @@ class TORVANE_EXPORT JWK {
         Key key;
     };
 
-    const PublicComponents* publicComponents() const noexcept;
+    [[nodiscard]] const PublicComponents* publicComponents() const noexcept;
 
     std::shared_ptr<const State> state_;
 };
@@ -113,7 +113,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     /// Reads any source that JWK::initFrom() reads.
     /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
-    static RSAPublicKey initFrom(const Source& source) {
+    [[nodiscard]] static RSAPublicKey initFrom(const Source& source) {
         return RSAPublicKey(JWK::initFrom(source));
     }
 
@@ -131,7 +131,7 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     /// Reads any source that JWK::initFrom() reads.
     /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
-    static ECPublicKey initFrom(const Source& source) {
+    [[nodiscard]] static ECPublicKey initFrom(const Source& source) {
         return ECPublicKey(JWK::initFrom(source));
     }
 

@@ -23,16 +23,16 @@ class TORVANE_EXPORT JWKSet {
     /// Reads the public members of every key, as JWK::initFrom() does. One key that cannot be read fails the whole set.
     /// @throws JOSESwiftError parsingFailed for text that is not a JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom().
-    static JWKSet initFrom(ByteView json);
-    static JWKSet initFrom(std::string_view json) { return initFrom(asBytes(json)); }
+    [[nodiscard]] static JWKSet initFrom(ByteView json);
+    [[nodiscard]] static JWKSet initFrom(std::string_view json) { return initFrom(asBytes(json)); }
     /// @}
 
     /// The keys, in the order of the text.
-    const std::vector<JWK>& keys() const noexcept { return keys_; }
+    [[nodiscard]] const std::vector<JWK>& keys() const noexcept { return keys_; }
 
     /// The set as JSON text.
     /// @throws JSONError when a member is not UTF-8.
-    ByteBuffer jsonData() const;
+    [[nodiscard]] ByteBuffer jsonData() const;
 
   private:
     std::vector<JWK> keys_;

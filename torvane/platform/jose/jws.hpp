@@ -27,11 +27,11 @@ class TORVANE_EXPORT JWS {
 
     /// @{
     /// ASCII text: header, payload and signature in base64url, joined by dots.
-    const ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
+    [[nodiscard]] const ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
     ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
     /// @}
     /// The raw signature, of Signer::signatureSize() bytes.
-    const ByteBuffer& signature() const noexcept { return signature_; }
+    [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
     // Holds the payload in a form that anyone can read, so it is wiped when signing fails.
@@ -51,13 +51,13 @@ class TORVANE_EXPORT ReceivedJWS {
     /// @}
 
     /// What the sender claims; nothing of it is authentic before validate().
-    const JWSHeader& header() const noexcept { return header_; }
+    [[nodiscard]] const JWSHeader& header() const noexcept { return header_; }
 
     /// Hands the payload out, once. After a failure it stays here, to be tried with another verifier.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
     ///         when the signature does not verify, or when the payload has been handed out; parsingFailed for a
     ///         moved-from JWS.
-    Payload validate(const Verifier& verifier) &&;
+    [[nodiscard]] Payload validate(const Verifier& verifier) &&;
 
   private:
     using Parts = std::array<std::string_view, JWS::componentCount>;

@@ -27,7 +27,7 @@ class Payload {
 
     /// @{
     /// The bytes, which stay in the payload.
-    const ByteBuffer& data() const& noexcept { return bytes_; }
+    [[nodiscard]] const ByteBuffer& data() const& noexcept { return bytes_; }
     ByteBuffer& data() & noexcept { return bytes_; }
     /// @}
     /// Hands the bytes over; wiping them is then up to the caller.

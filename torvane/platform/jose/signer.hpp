@@ -16,10 +16,10 @@ namespace Torvane::JOSE {
 class TORVANE_EXPORT Signer {
   public:
     /// A signer with a platform key; nothing unless the key is a private one that fits the algorithm.
-    static std::optional<Signer> create(SignatureAlgorithm algorithm, const SecKey& privateKey);
+    [[nodiscard]] static std::optional<Signer> create(SignatureAlgorithm algorithm, const SecKey& privateKey);
     /// A signer for ES256K with the 32 bytes of a secp256k1 scalar, which are copied and wiped at the end. Nothing for
     /// another algorithm, or for a scalar out of range.
-    static std::optional<Signer> create(SignatureAlgorithm algorithm, ByteView privateKey);
+    [[nodiscard]] static std::optional<Signer> create(SignatureAlgorithm algorithm, ByteView privateKey);
 
     /// @{
     /// Moving copies, so that a moved-from signer still works.
@@ -28,15 +28,15 @@ class TORVANE_EXPORT Signer {
     /// @}
 
     /// The "alg" of the header.
-    SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
+    [[nodiscard]] SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// Bytes in each signature.
-    std::size_t signatureSize() const noexcept;
+    [[nodiscard]] std::size_t signatureSize() const noexcept;
     /// @{
     /// A signature over the whole signing input, or over its digest by the algorithm's hash function: signatureSize()
     /// bytes, in the form of RFC 7518, section 3.
     /// @throws SecurityError, or whatever an application's key store throws, when the key store fails.
-    ByteBuffer sign(ByteView signingInput) const;
-    ByteBuffer signDigest(ByteView digest) const;
+    [[nodiscard]] ByteBuffer sign(ByteView signingInput) const;
+    [[nodiscard]] ByteBuffer signDigest(ByteView digest) const;
     /// @}
 
   private:
@@ -51,10 +51,10 @@ class TORVANE_EXPORT Signer {
 class TORVANE_EXPORT Verifier {
   public:
     /// A verifier with a platform key; nothing unless the key is a public one that fits the algorithm.
-    static std::optional<Verifier> create(SignatureAlgorithm algorithm, const SecKey& publicKey);
+    [[nodiscard]] static std::optional<Verifier> create(SignatureAlgorithm algorithm, const SecKey& publicKey);
     /// A verifier for ES256K with a secp256k1 point of 33 or 65 bytes. Nothing for another algorithm, or for a point
     /// off the curve.
-    static std::optional<Verifier> create(SignatureAlgorithm algorithm, ByteView publicKey);
+    [[nodiscard]] static std::optional<Verifier> create(SignatureAlgorithm algorithm, ByteView publicKey);
 
     /// @{
     /// Moving copies, so that a moved-from verifier still works.
@@ -63,7 +63,7 @@ class TORVANE_EXPORT Verifier {
     /// @}
 
     /// The "alg" that the header has to name.
-    SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
+    [[nodiscard]] SignatureAlgorithm algorithm() const noexcept { return algorithm_; }
     /// True when the signature is valid for the digest of the signing input by the algorithm's hash function.
     [[nodiscard]] bool verifyDigest(ByteView digest, ByteView signature) const;
 

@@ -16,6 +16,6 @@ namespace Torvane::JOSE {
 /// @throws JOSESwiftError unsupportedKey for another "kty"; parsingFailed when one of these members is missing, or
 /// holds
 ///         characters that JSON text can write in more than one way.
-TORVANE_EXPORT std::string thumbprint(const StringMap& jwk, HashFunction hash = HashFunction::SHA256);
+[[nodiscard]] TORVANE_EXPORT std::string thumbprint(const StringMap& jwk, HashFunction hash = HashFunction::SHA256);
 
 }  // namespace Torvane::JOSE

@@ -34,9 +34,9 @@ class TORVANE_EXPORT KeyType {
         : name_(name), curve_(curve) {}
 
     /// For people and for comparison; it stands in no JWK.
-    constexpr std::string_view name() const noexcept { return name_; }
+    [[nodiscard]] constexpr std::string_view name() const noexcept { return name_; }
     /// The name of the curve in a JWK; nothing for RSA.
-    constexpr std::optional<std::string_view> curve() const noexcept { return curve_; }
+    [[nodiscard]] constexpr std::optional<std::string_view> curve() const noexcept { return curve_; }
 
     /// Compares name and curve.
     friend constexpr bool operator==(const KeyType&, const KeyType&) = default;
@@ -70,30 +70,30 @@ class TORVANE_EXPORT Key {
     /// @}
 
     /// The platform key; nothing for raw bytes.
-    const std::optional<SecKey>& keyRef() const noexcept { return state_->keyRef; }
+    [[nodiscard]] const std::optional<SecKey>& keyRef() const noexcept { return state_->keyRef; }
 
     /// The type; nothing for a key that was made without one, which no lookup by type finds.
-    const std::optional<KeyType>& keyType() const noexcept { return state_->keyType; }
+    [[nodiscard]] const std::optional<KeyType>& keyType() const noexcept { return state_->keyType; }
 
     /// The raw bytes, valid as long as some copy of the key lives; nothing for a platform key. Those of a private key
     /// are a secret.
-    std::optional<ByteView> keyData() const noexcept {
+    [[nodiscard]] std::optional<ByteView> keyData() const noexcept {
         return state_->keyData ? std::optional<ByteView>(*state_->keyData) : std::nullopt;
     }
 
     /// The class that the key was made with.
-    KeyClass keyClass() const noexcept { return state_->keyClass; }
+    [[nodiscard]] KeyClass keyClass() const noexcept { return state_->keyClass; }
     /// Whether the class is publicKey; a platform key that contradicts its class is not detected.
-    bool isPublicKey() const noexcept { return keyClass() == KeyClass::publicKey; }
+    [[nodiscard]] bool isPublicKey() const noexcept { return keyClass() == KeyClass::publicKey; }
 
     /// The public key of a private key, with the same type; a public key gives itself.
     /// @throws SecurityError for raw bytes that are not a secp256k1 private key.
-    PublicKey publicKey() const;
+    [[nodiscard]] PublicKey publicKey() const;
 
     /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
     /// (RFC 7468, section 13), for secp256k1 with the point in uncompressed form (RFC 5480, section 2).
     /// @throws SecurityError for raw bytes that are not a secp256k1 key.
-    std::string publicKeyPem() const;
+    [[nodiscard]] std::string publicKeyPem() const;
 
   protected:
     /// @{

@@ -22,7 +22,7 @@ namespace Torvane::Zennet {
 /// @param keyClass which key of the pair to return.
 /// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty.
 /// @throws KeyStoreError and SecurityError as Torvane::openKey(), and what the source throws.
-TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
+[[nodiscard]] TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
 /// Makes a secp256k1 key pair as a new PEM file in PKCS #8 (RFC 5958) that only its owner may read, and returns the
 /// private key. A file that exists already is never replaced.

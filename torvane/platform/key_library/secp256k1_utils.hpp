@@ -20,13 +20,14 @@ struct TORVANE_EXPORT Secp256k1Utils {
     static constexpr std::string_view SECP256K1CURVE = "secp256k1";
 
     /// Whether the key's type has the curve secp256k1.
-    static bool isSecp256k1Key(const Key& key) noexcept;
+    [[nodiscard]] static bool isSecp256k1Key(const Key& key) noexcept;
 
     /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg" with the value "ES256K", and with a private key "d"
     /// (RFC 8812, section 3.1), which makes the text a secret. Nothing when a key is not raw bytes, the bytes are not
     /// a key of the curve, the two keys are not a pair, or the key id is not UTF-8.
-    static std::optional<ByteBuffer> encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
-                                                 std::string_view keyId);
+    [[nodiscard]] static std::optional<ByteBuffer> encodeToJwk(const Key& publicKey,
+                                                               const std::optional<Key>& privateKey,
+                                                               std::string_view keyId);
 
     /// Both keys of one pair.
     struct KeyPair {
@@ -37,7 +38,7 @@ struct TORVANE_EXPORT Secp256k1Utils {
     };
 
     /// Makes a key pair in memory.
-    static KeyPair generateKeyPair();
+    [[nodiscard]] static KeyPair generateKeyPair();
 };
 
 }  // namespace Torvane::Zennet

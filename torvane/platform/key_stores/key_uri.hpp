@@ -16,7 +16,7 @@
 namespace Torvane {
 
 /// Whether a key URI names a key in a PKCS #11 token (RFC 7512). Every other text names a file.
-TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
+[[nodiscard]] TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
 
 /// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.
 ///
@@ -40,7 +40,7 @@ TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
 ///         build without PKCS #11; operationFailed for another failure of the driver. SecurityError for a key that is
 ///         neither RSA nor EC on P-256, P-384 or P-521, or a private key that does not belong to the public key beside
 ///         it. What the source throws.
-TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
+[[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
 /// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.
 ///

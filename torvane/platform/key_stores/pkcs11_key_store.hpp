@@ -38,26 +38,26 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
 
     /// The label and id in "object" and "id" of the URI; empty where the URI does not have them.
-    const KeyName& keyName() const noexcept;
+    [[nodiscard]] const KeyName& keyName() const noexcept;
 
     /// The key that the URI names.
     /// @throws as key(name, keyClass); KeyStoreError invalidURI when the "type" of the URI is not that of the key.
-    SecKey key(KeyClass keyClass) const;
+    [[nodiscard]] SecKey key(KeyClass keyClass) const;
 
     /// The key with the label and the id, except where they are empty. Its public components come from the public key,
     /// the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
     ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
-    SecKey key(const KeyName& name, KeyClass keyClass) const;
+    [[nodiscard]] SecKey key(const KeyName& name, KeyClass keyClass) const;
 
     /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key can never be read or
     /// leave it (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). Without an id it gets a random one of 16 bytes.
     /// @throws KeyStoreError operationFailed when a key or certificate with that label or id exists, and as above. Two
     ///         calls on the same store never generate the same name; other stores and processes may.
-    SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
+    [[nodiscard]] SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
 
     /// The same, for signing and key agreement.
-    SecKey generateEC(EllipticCurve curve, const KeyName& name) const;
+    [[nodiscard]] SecKey generateEC(EllipticCurve curve, const KeyName& name) const;
 
   private:
     class State;

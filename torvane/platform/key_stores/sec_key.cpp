@@ -65,7 +65,7 @@ struct SecKey::State {
     State(const State& pair, std::nullptr_t)
         : components(pair.components), name(pair.name), publicKey(pair.publicKey) {}
 
-    const StoreKey& privateKey() const {
+    [[nodiscard]] const StoreKey& privateKey() const {
         if (!storeKey) throw SecurityError("This operation needs a private key.");
         return *storeKey;
     }

@@ -32,23 +32,23 @@ class TORVANE_EXPORT StoreKey {
 
     /// The components of the public key. Leading zero bytes of RSA components are allowed. Called once for each SecKey
     /// that is made.
-    virtual PublicComponents publicComponents() const = 0;
+    [[nodiscard]] virtual PublicComponents publicComponents() const = 0;
 
     /// The name of the key in its store; empty unless overridden. Called once for each SecKey that is made.
-    virtual KeyName name() const { return {}; }
+    [[nodiscard]] virtual KeyName name() const { return {}; }
 
     /// Signs a digest of digestSize(hash) bytes with a scheme of the key's family. An RSA signature is as long as the
     /// modulus; an ECDSA signature is r and s side by side, coordinateSize(curve) bytes each (RFC 7518, section 3.4).
-    virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
+    [[nodiscard]] virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
 
     /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). Returns nothing,
     /// and does not throw, for every ciphertext that does not decrypt under this key, of whatever length: a caller who
     /// could tell the reasons apart would have a padding oracle.
-    virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
+    [[nodiscard]] virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
 
     /// Agrees with a public key on the same curve by ECDH: the x coordinate of the shared point, coordinateSize(curve)
     /// bytes. The library has checked that the peer's point is on the curve.
-    virtual SecretBuffer agree(const SecKey& peer) const;
+    [[nodiscard]] virtual SecretBuffer agree(const SecKey& peer) const;
 };
 
 /// Handle to a public key, or to a private key in some store. It never gives out a private value.
@@ -76,23 +76,23 @@ class TORVANE_EXPORT SecKey {
     /// @}
 
     /// False for a private key in a store.
-    bool isPublicKey() const noexcept;
+    [[nodiscard]] bool isPublicKey() const noexcept;
     /// The components of the public key, which a private key has too; valid as long as some copy of the handle lives.
-    const PublicComponents& publicComponents() const noexcept;
+    [[nodiscard]] const PublicComponents& publicComponents() const noexcept;
     /// The name of the key in its store; empty for a key without one.
-    const KeyName& name() const noexcept;
+    [[nodiscard]] const KeyName& name() const noexcept;
     /// The curve of an EC key; nothing for an RSA key.
-    std::optional<EllipticCurve> curve() const noexcept;
+    [[nodiscard]] std::optional<EllipticCurve> curve() const noexcept;
 
     /// Size in bytes of every signature of this key: that of the modulus, or of two coordinates.
-    std::size_t signatureSize() const noexcept;
+    [[nodiscard]] std::size_t signatureSize() const noexcept;
 
     /// The public key of a private key; a public key gives itself.
-    SecKey publicKey() const;
+    [[nodiscard]] SecKey publicKey() const;
 
     /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
     /// (RFC 7468, section 13).
-    std::string publicKeyPem() const;
+    [[nodiscard]] std::string publicKeyPem() const;
 
     // Private operations.
 

@@ -21,12 +21,12 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
     /// @param name the name that SecKey::name() gives.
     /// @throws SecurityError when OpenSSL cannot make a key of that size.
-    static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
+    [[nodiscard]] static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
 
     /// Makes an EC key pair, and returns the private key.
     /// @param curve the curve of the key.
     /// @param name the name that SecKey::name() gives.
-    static SecKey generateEC(EllipticCurve curve, KeyName name = {});
+    [[nodiscard]] static SecKey generateEC(EllipticCurve curve, KeyName name = {});
 
     /// @{
     /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
@@ -34,8 +34,8 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// counts; without one, the first public key.
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, or when a private key does not belong to the public key beside it.
-    static SecKey load(ByteView encoded);
-    static SecKey load(std::string_view encoded) { return load(asBytes(encoded)); }
+    [[nodiscard]] static SecKey load(ByteView encoded);
+    [[nodiscard]] static SecKey load(std::string_view encoded) { return load(asBytes(encoded)); }
     /// @}
 
     /// @{
@@ -48,10 +48,10 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @param origin the name of the input in error texts.
     /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
     ///         it holds no key of that class, or more than one. SecurityError as above. What the source throws.
-    static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
-                       std::string_view origin = "the text");
-    static SecKey load(std::string_view encoded, KeyClass keyClass, const SecretSource& passphrase,
-                       std::string_view origin = "the text") {
+    [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
+                                     std::string_view origin = "the text");
+    [[nodiscard]] static SecKey load(std::string_view encoded, KeyClass keyClass, const SecretSource& passphrase,
+                                     std::string_view origin = "the text") {
         return load(asBytes(encoded), keyClass, passphrase, origin);
     }
     /// @}
@@ -60,8 +60,8 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// Makes a private key from its components, which are copied.
     /// @throws SecurityError when the components do not belong together, and for an RSA modulus of more than 16384
     ///         bits.
-    static SecKey fromComponents(const RSAPrivateComponents& components);
-    static SecKey fromComponents(const ECPrivateComponents& components);
+    [[nodiscard]] static SecKey fromComponents(const RSAPrivateComponents& components);
+    [[nodiscard]] static SecKey fromComponents(const ECPrivateComponents& components);
     /// @}
 };
 

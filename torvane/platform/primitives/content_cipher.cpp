@@ -49,7 +49,7 @@ class Cipher {
         return static_cast<std::size_t>(written);
     }
 
-    EVP_CIPHER_CTX* get() const noexcept { return context_.get(); }
+    [[nodiscard]] EVP_CIPHER_CTX* get() const noexcept { return context_.get(); }
 
   private:
     CipherContext context_;
@@ -72,7 +72,7 @@ class GcmEncryptor final : public ContentEncryptor {
         return *written;
     }
 
-    ByteBuffer tag() const override {
+    [[nodiscard]] ByteBuffer tag() const override {
         ByteBuffer tag(gcmTagSize);
         check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()),
               "read the tag");
@@ -137,7 +137,7 @@ class CbcHmacEncryptor final : public ContentEncryptor {
         return *written;
     }
 
-    ByteBuffer tag() const override { return tag_; }
+    [[nodiscard]] ByteBuffer tag() const override { return tag_; }
 
   private:
     ErrorScope scope_;

@@ -25,7 +25,7 @@ class ContentEncryptor {
     virtual std::size_t finish(std::span<std::uint8_t> out) = 0;
 
     /// The authentication tag; valid after finish().
-    virtual ByteBuffer tag() const = 0;
+    [[nodiscard]] virtual ByteBuffer tag() const = 0;
 };
 
 /// AES-GCM. The key is 16, 24 or 32 bytes, the IV 12 bytes, and the tag 16 bytes.

@@ -35,7 +35,8 @@ int main(int, char** uris) {
     const JWSSigner signer(JOSE::SignatureAlgorithm::ES256, ec.privateKey);
     const JWSVerifier verifier(JOSE::SignatureAlgorithm::ES256, ec.publicKey);
     for (bool isFirst = true;; isFirst = false) {
-        verifier.verifyJWS(signer.signJWT(helper.decodeMessage(helper.encodeMessage(asBytes("a message")))));
+        static_cast<void>(
+            verifier.verifyJWS(signer.signJWT(helper.decodeMessage(helper.encodeMessage(asBytes("a message"))))));
         if (isFirst) std::cout << ::getpid() << std::endl;
     }
 }

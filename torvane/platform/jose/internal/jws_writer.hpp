@@ -28,7 +28,7 @@ class JWSWriter {
     JWSWriter& operator=(const JWSWriter&) = delete;
 
     /// Characters of the whole JWS.
-    std::size_t compactSize() const noexcept { return compactSize_; }
+    [[nodiscard]] std::size_t compactSize() const noexcept { return compactSize_; }
 
     /// The next characters: the header's, then the payload's, at last the signature's, which is made then. Valid until
     /// the next call. Empty after the signature.
@@ -36,7 +36,7 @@ class JWSWriter {
     ByteView nextChunk();
 
     /// The raw signature, when its characters have been written.
-    const ByteBuffer& signature() const noexcept { return signature_; }
+    [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
     enum class Part { header, payload, signature, none };

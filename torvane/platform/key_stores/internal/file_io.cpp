@@ -32,7 +32,7 @@ class Descriptor {
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    int number() const noexcept { return number_; }
+    [[nodiscard]] int number() const noexcept { return number_; }
     bool close() noexcept { return ::close(std::exchange(number_, -1)) == 0; }
 
   private:

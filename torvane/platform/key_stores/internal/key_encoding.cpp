@@ -31,8 +31,8 @@ class PassphrasePrompt {
   public:
     PassphrasePrompt(const SecretSource& source, std::string_view whose) : source_(source), whose_(whose) {}
 
-    bool wasAsked() const noexcept { return wasAsked_; }
-    bool wasAnswered() const noexcept { return answer_.has_value(); }
+    [[nodiscard]] bool wasAsked() const noexcept { return wasAsked_; }
+    [[nodiscard]] bool wasAnswered() const noexcept { return answer_.has_value(); }
     // Rethrows what the source threw: an exception cannot pass through OpenSSL.
     void rethrow() const {
         if (thrown_) std::rethrow_exception(thrown_);

@@ -20,7 +20,9 @@ struct KeysRead {
     /// Whether a part of the text could not be decrypted.
     bool remainsEncrypted = false;
 
-    bool empty() const noexcept { return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty(); }
+    [[nodiscard]] bool empty() const noexcept {
+        return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty();
+    }
 };
 
 /// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever

@@ -22,11 +22,11 @@ struct CallFailure : std::exception {
     CallFailure(CK_RV why, const char* what) noexcept : reason(why), operation(what) {}
 
     /// Whether the token, or the session with it, is gone.
-    bool isLoss() const noexcept;
+    [[nodiscard]] bool isLoss() const noexcept;
     /// Whether the token does not support the mechanism, or not with these parameters.
-    bool isLackOfMechanism() const noexcept;
-    const char* what() const noexcept override { return operation; }
-    std::string reasonText() const { return p11_kit_strerror(reason); }
+    [[nodiscard]] bool isLackOfMechanism() const noexcept;
+    [[nodiscard]] const char* what() const noexcept override { return operation; }
+    [[nodiscard]] std::string reasonText() const { return p11_kit_strerror(reason); }
 
     CK_RV reason;
     /// In the infinitive, for example "sign".
@@ -53,7 +53,7 @@ class Template {
     Template& setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
 
     CK_ATTRIBUTE* data() noexcept { return attributes_.data(); }
-    CK_ULONG size() const noexcept { return static_cast<CK_ULONG>(attributes_.size()); }
+    [[nodiscard]] CK_ULONG size() const noexcept { return static_cast<CK_ULONG>(attributes_.size()); }
 
   private:
     std::vector<CK_ATTRIBUTE> attributes_;
@@ -87,7 +87,7 @@ class Session {
 
     /// Asks for a new connection although this session works: another token is in the slot.
     void requestReconnect() noexcept { needsReconnect_ = true; }
-    bool needsReconnect() const noexcept { return needsReconnect_; }
+    [[nodiscard]] bool needsReconnect() const noexcept { return needsReconnect_; }
 
     bool isLoggedIn();
     /// Whether the driver still knows the session.

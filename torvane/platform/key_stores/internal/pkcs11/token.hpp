@@ -64,9 +64,9 @@ class Token {
     // Only while an action runs:
 
     /// For errors and prompts, for example `the PKCS #11 token "app"`.
-    const std::string& description() const noexcept { return description_; }
+    [[nodiscard]] const std::string& description() const noexcept { return description_; }
     /// Tells apart tokens of the same label.
-    const std::string& serialNumber() const noexcept { return serialNumber_; }
+    [[nodiscard]] const std::string& serialNumber() const noexcept { return serialNumber_; }
 
   private:
     // The condition in which a session is returned.
@@ -86,7 +86,7 @@ class Token {
         Lease& operator=(const Lease&) = delete;
 
         Session& session() noexcept { return *session_; }
-        unsigned connection() const noexcept { return connection_; }
+        [[nodiscard]] unsigned connection() const noexcept { return connection_; }
         void markUnusable(bool isLost) noexcept { condition_ = isLost ? Condition::lost : Condition::unusable; }
 
       private:
@@ -106,7 +106,7 @@ class Token {
     static void markLost(const std::string& driverFile) noexcept;
     void logIn(Session& session);
     void logIn(Session& session, CK_USER_TYPE user);
-    KeyStoreError toKeyStoreError(const CallFailure& failure) const;
+    [[nodiscard]] KeyStoreError toKeyStoreError(const CallFailure& failure) const;
 
     const URI uri_;
     const SecretSource pin_;

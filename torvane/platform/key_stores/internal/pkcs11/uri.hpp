@@ -19,25 +19,25 @@ class URI {
     explicit URI(std::string_view text);
 
     /// The path part, normalised: it names library, slot, token and key, and contains no PIN. For errors.
-    const std::string& path() const noexcept { return path_; }
+    [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
     // Query attributes; null where the URI does not have them.
-    const char* modulePath() const noexcept { return p11_kit_uri_get_module_path(uri_.get()); }
-    const char* moduleName() const noexcept { return p11_kit_uri_get_module_name(uri_.get()); }
-    const char* pinSource() const noexcept { return p11_kit_uri_get_pin_source(uri_.get()); }
-    const char* pinValue() const noexcept { return p11_kit_uri_get_pin_value(uri_.get()); }
+    [[nodiscard]] const char* modulePath() const noexcept { return p11_kit_uri_get_module_path(uri_.get()); }
+    [[nodiscard]] const char* moduleName() const noexcept { return p11_kit_uri_get_module_name(uri_.get()); }
+    [[nodiscard]] const char* pinSource() const noexcept { return p11_kit_uri_get_pin_source(uri_.get()); }
+    [[nodiscard]] const char* pinValue() const noexcept { return p11_kit_uri_get_pin_value(uri_.get()); }
 
-    bool matches(const CK_INFO& driver) const noexcept;
-    bool matches(CK_SLOT_ID slot, const CK_SLOT_INFO& info) const noexcept;
-    bool matches(const CK_TOKEN_INFO& token) const noexcept;
+    [[nodiscard]] bool matches(const CK_INFO& driver) const noexcept;
+    [[nodiscard]] bool matches(CK_SLOT_ID slot, const CK_SLOT_INFO& info) const noexcept;
+    [[nodiscard]] bool matches(const CK_TOKEN_INFO& token) const noexcept;
 
     /// The label and id in "object" and "id"; empty where the URI does not have them.
-    KeyName keyName() const;
+    [[nodiscard]] KeyName keyName() const;
     /// The object class in "type"; nothing where the URI does not have it.
-    std::optional<CK_OBJECT_CLASS> type() const;
+    [[nodiscard]] std::optional<CK_OBJECT_CLASS> type() const;
 
   private:
-    ByteView findAttribute(CK_ATTRIBUTE_TYPE type) const;
+    [[nodiscard]] ByteView findAttribute(CK_ATTRIBUTE_TYPE type) const;
 
     Crypto::Handle<P11KitUri, p11_kit_uri_free> uri_;
     std::string path_;
