@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "torvane/platform/key_stores/internal/public_key_text.hpp"
+#include "torvane/platform/key_stores/internal/key_encoding.hpp"
 #include "torvane/platform/key_stores/internal/software_key.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
@@ -109,7 +109,7 @@ SecKey SecKey::publicKey() const {
 }
 
 std::string SecKey::publicKeyPem() const {
-    return Crypto::publicKeyPem(Crypto::subjectPublicKeyInfo(state_->publicKey->get()));
+    return Crypto::writePublicKeyPem(state_->publicKey->get());
 }
 
 ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const {

@@ -22,13 +22,9 @@ class KeyBuilder {
     void push(const char* name, ByteView value) { pushNumber(name, value, BN_new()); }
     void pushSecret(const char* name, ByteView value) { pushNumber(name, value, BN_secure_new()); }
 
-    void pushPoint(const ECPublicComponents& point) {
-        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, openSSLCurveName(point.curve),
-                                              0),
-              "set up a key");
-        point_.push_back(POINT_CONVERSION_UNCOMPRESSED);
-        point_.insert(point_.end(), point.x.begin(), point.x.end());
-        point_.insert(point_.end(), point.y.begin(), point.y.end());
+    void pushPoint(const char* curve, ByteBuffer point) {
+        point_ = std::move(point);
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, curve, 0), "set up a key");
         check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(), point_.size()),
               "set up a key");
     }
@@ -69,6 +65,13 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
     requireOdd(key);
     builder.push(OSSL_PKEY_PARAM_RSA_N, key.modulus);
     builder.push(OSSL_PKEY_PARAM_RSA_E, key.exponent);
+}
+
+void push(KeyBuilder& builder, const ECPublicComponents& key) {
+    ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
+    point.insert(point.end(), key.x.begin(), key.x.end());
+    point.insert(point.end(), key.y.begin(), key.y.end());
+    builder.pushPoint(openSSLCurveName(key.curve), std::move(point));
 }
 
 [[noreturn]] void rejectPair() {
@@ -134,7 +137,7 @@ Pkey makePublicKey(const PublicComponents& components) {
         push(builder, *rsa);
         return builder.build("RSA", EVP_PKEY_PUBLIC_KEY);
     }
-    builder.pushPoint(std::get<ECPublicComponents>(components));
+    push(builder, std::get<ECPublicComponents>(components));
     return builder.build("EC", EVP_PKEY_PUBLIC_KEY);
 }
 
@@ -155,9 +158,16 @@ Pkey makePrivateKey(const RSAPrivateComponents& components) {
 Pkey makePrivateKey(const ECPrivateComponents& components) {
     const ErrorScope scope;
     KeyBuilder builder;
-    builder.pushPoint(components.publicHalf);
+    push(builder, components.publicHalf);
     builder.pushSecret(OSSL_PKEY_PARAM_PRIV_KEY, components.d);
     return requireConsistentPair(builder.build("EC", EVP_PKEY_KEYPAIR));
+}
+
+Pkey makeSecp256k1PublicKey(ByteView point) {
+    const ErrorScope scope;
+    KeyBuilder builder;
+    builder.pushPoint(secp256k1, {point.begin(), point.end()});
+    return builder.build("EC", EVP_PKEY_PUBLIC_KEY);
 }
 
 SecurityError unsupportedKeyError() {

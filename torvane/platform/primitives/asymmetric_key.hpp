@@ -38,6 +38,9 @@ Pkey generateEC(EllipticCurve curve);
 
 // secp256k1 keys are used as raw bytes. They are OpenSSL objects only while a file with one is read or written.
 
+/// Builds a public key from an uncompressed point.
+/// @throws SecurityError for a point that is not on the curve.
+Pkey makeSecp256k1PublicKey(ByteView point);
 Pkey generateSecp256k1();
 bool isSecp256k1(const EVP_PKEY* key) noexcept;
 /// The scalar of a private key: 32 bytes, big-endian.

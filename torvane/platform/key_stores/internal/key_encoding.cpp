@@ -123,6 +123,13 @@ std::string describeCount(std::size_t count, const char* noun) {
                                      describeCount(keys.certifiedKeys.size(), "certificate") + ".");
 }
 
+template <class Container>
+Container contentsOf(const Bio& output) {
+    const char* data = nullptr;
+    const auto size = BIO_get_mem_data(output.get(), &data);
+    return {data, data + size};
+}
+
 }  // namespace
 
 KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view whose) {
@@ -163,9 +170,14 @@ SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>
     } else {
         check(PEM_write_bio_PKCS8_PRIV_KEY_INFO(output.get(), info.get()), "write a key");
     }
-    char* data = nullptr;
-    const auto size = BIO_get_mem_data(output.get(), &data);
-    return {data, data + size};
+    return contentsOf<SecretBuffer>(output);
+}
+
+std::string writePublicKeyPem(const EVP_PKEY* key) {
+    const ErrorScope scope;
+    const Bio output(check(BIO_new(BIO_s_mem()), "write a public key"));
+    check(PEM_write_bio_PUBKEY(output.get(), key), "write a public key");
+    return contentsOf<std::string>(output);
 }
 
 }  // namespace Torvane::Crypto

@@ -1,6 +1,7 @@
-// Keys in PEM, DER and PKCS #12: a reader for what a key file may hold, and a writer of PKCS #8 PEM.
+// Keys in PEM, DER and PKCS #12: a reader for what a key file may hold, and writers of PEM.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
@@ -40,5 +41,8 @@ Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
 /// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).
 SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>& passphrase);
+
+/// Writes SubjectPublicKeyInfo as PEM (RFC 7468, section 13), with an EC point in uncompressed form.
+std::string writePublicKeyPem(const EVP_PKEY* key);
 
 }  // namespace Torvane::Crypto
