@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_map>
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
@@ -92,8 +93,8 @@ bool fits(const JsonWebKey& key, const KeyQuery& query) {
            (!query.use || key.use() == *query.use) && (!query.algorithm || fitsAlgorithm(key, *query.algorithm));
 }
 
-bool isSameEntry(const JsonWebKey& a, const JsonWebKey& b) {
-    return a.keyId() == b.keyId() && a.use() == b.use() && a.key().publicKey() == b.key().publicKey();
+bool isSameUseAndKey(const JsonWebKey& a, const JsonWebKey& b) {
+    return a.use() == b.use() && a.key().publicKey() == b.key().publicKey();
 }
 
 bool isExported(const JsonWebKey& key) {
@@ -132,10 +133,13 @@ std::vector<JsonWebKey> JsonWebKeySet::findKeysFor(const JSONValue::Object& jwkH
 
 JsonWebKeySet JsonWebKeySet::publicSet() const {
     JsonWebKeySet published;
+    std::unordered_multimap<std::string, JsonWebKey> publishedById;
     for (const auto& key : jwks) {
         const auto half = key.publicHalf();
-        const auto isRepeated = [&](const JsonWebKey& other) { return isSameEntry(half, other); };
-        if (std::ranges::none_of(published, isRepeated)) published.jwks.push_back(half);
+        const auto [first, last] = publishedById.equal_range(half.keyId());
+        if (std::any_of(first, last, [&](const auto& other) { return isSameUseAndKey(half, other.second); })) continue;
+        publishedById.emplace(half.keyId(), half);
+        published.jwks.push_back(half);
     }
     return published;
 }
