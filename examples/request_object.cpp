@@ -24,7 +24,7 @@ class Party : public JsonSerializeObject, public JsonSerializeProtocol {
 
   protected:
     Properties properties() const override {
-        return {JsonSerializeObject::properties(), {{"name", name}, {"iban", iban}}};
+        return {{{"name", name}, {"iban", iban}}, JsonSerializeObject::properties()};
     }
 };
 
@@ -40,7 +40,7 @@ class Position : public JsonSerializeObject, public JsonSerializeProtocol {
 
   protected:
     Properties properties() const override {
-        return {JsonSerializeObject::properties(), {{"text", text}, {"cents", cents}}};
+        return {{{"text", text}, {"cents", cents}}, JsonSerializeObject::properties()};
     }
 };
 
@@ -67,14 +67,14 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
 
   protected:
     Properties properties() const override {
-        return {JsonSerializeObject::properties(),
-                {
+        return {{
                     {"payee", payee},
                     {"positions", positions},
                     {"note", note},    // left out while it is absent
                     {"state", state},  // always left out
                     {"tags", tags},
-                }};
+                },
+                JsonSerializeObject::properties()};
     }
 };
 
@@ -88,7 +88,7 @@ class StandingOrder : public TransferRequest {
     std::int64_t dayOfMonth = 1;
 
   protected:
-    Properties properties() const override { return {TransferRequest::properties(), {{"dayOfMonth", dayOfMonth}}}; }
+    Properties properties() const override { return {{{"dayOfMonth", dayOfMonth}}, TransferRequest::properties()}; }
 };
 
 }  // namespace

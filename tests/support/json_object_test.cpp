@@ -1,5 +1,6 @@
 #include "torvane/support/json_object.hpp"
 
+#include <any>
 #include <chrono>
 #include <filesystem>
 #include <limits>
@@ -28,7 +29,7 @@ class Child : public JsonSerializeObject, public JsonSerializeProtocol {
     std::int64_t id;
 
   protected:
-    Properties properties() const override { return {JsonSerializeObject::properties(), {{"id", id}}}; }
+    Properties properties() const override { return {{{"id", id}}, JsonSerializeObject::properties()}; }
 };
 
 // Overrides the conversion, which fails for negative ids.
@@ -47,7 +48,7 @@ class Plain : public JsonSerializeObject {
     using JsonSerializeObject::JsonSerializeObject;
 
   protected:
-    Properties properties() const override { return {JsonSerializeObject::properties(), {{"plain", true}}}; }
+    Properties properties() const override { return {{{"plain", true}}, JsonSerializeObject::properties()}; }
 };
 
 // Has one property, whose value a test chooses.
@@ -58,7 +59,7 @@ class Holder : public JsonSerializeObject {
     const T& value;
 
   protected:
-    Properties properties() const override { return {JsonSerializeObject::properties(), {{"value", value}}}; }
+    Properties properties() const override { return {{{"value", value}}, JsonSerializeObject::properties()}; }
 };
 
 template <class T>
@@ -128,6 +129,23 @@ TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
                  notJSON);
 }
 
+TEST(JsonSerializeObject, TheClassIsConvertedBeforeItsBase) {
+    struct Failing : Child {
+        explicit Failing(const char* failure) : text(failure) {}
+        const char* text;
+        Object toDictionary() const override { throw std::runtime_error(text); }
+    };
+    struct Above : JsonSerializeObject {
+        Failing child{"base"};
+        Properties properties() const override { return {{{"child", child}}, JsonSerializeObject::properties()}; }
+    };
+    struct Below : Above {
+        Failing other{"class"};
+        Properties properties() const override { return {{{"other", other}}, Above::properties()}; }
+    };
+    EXPECT_EQ(localizedDescription(Testing::thrownBy([] { static_cast<void>(Below().toDictionary()); })), "class");
+}
+
 TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
     struct Own {
         int member = 7;
@@ -140,7 +158,9 @@ TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
     refused(ByteBuffer{1, 2}, std::vector<std::byte>(), std::numeric_limits<double>::quiet_NaN(), plain, children);
     refused(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}}, std::vector<std::shared_ptr<Child>>{nullptr},
             std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain});
+    refused(std::any(1), std::optional(std::any()), std::vector{std::any("x")});
     EXPECT_EQ(Holder<Own>(Own()).toDictionary().at("value").as<Own>()->member, 7);
+    EXPECT_EQ(Holder<std::any>(Own()).toDictionary().at("value").as<Own>()->member, 7);
 }
 
 class Base : public JsonSerializeObject, public JsonSerializeProtocol {
@@ -149,7 +169,7 @@ class Base : public JsonSerializeObject, public JsonSerializeProtocol {
 
   protected:
     Properties properties() const override {
-        return {JsonSerializeObject::properties(), {{"name", "base"}, {"only", 1}, {"note", "base"}}};
+        return {{{"name", "base"}, {"only", 1}, {"note", "base"}}, JsonSerializeObject::properties()};
     }
 };
 
@@ -165,7 +185,7 @@ class Derived : public Silent {
 
   protected:
     Properties properties() const override {
-        return {Silent::properties(), {{"name", 1}, {"name", "derived"}, {"note", std::optional<int>()}}};
+        return {{{"name", 1}, {"name", "derived"}, {"note", std::optional<int>()}}, Silent::properties()};
     }
 };
 

@@ -16,7 +16,7 @@ struct Holder : JsonSerializeObject {
     T value{};
 
   protected:
-    Properties properties() const override { return {JsonSerializeObject::properties(), {{"value", value}}}; }
+    Properties properties() const override { return {{{"value", value}}, JsonSerializeObject::properties()}; }
 };
 
 template <class T>

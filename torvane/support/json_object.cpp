@@ -17,11 +17,11 @@ JsonSerializeObject::JsonSerializeObject(const JSONValue::Object&) {
     throw JsonSerializeError::missingRequiredInit();
 }
 
-JsonSerializeObject::Properties::Properties(Properties inherited, std::initializer_list<Property> own)
-    : members_(std::move(inherited.members_)) {
+JsonSerializeObject::Properties::Properties(std::initializer_list<Property> own, Properties inherited) {
     for (const auto& property : own) {
         if (property.value_) members_.insert_or_assign(std::move(property.name_), *std::move(property.value_));
     }
+    members_.merge(inherited.members_);
 }
 
 JsonSerializeObject::Properties JsonSerializeObject::properties() const {

@@ -11,7 +11,7 @@
 //
 //       protected:
 //         Properties properties() const override {
-//             return {JsonSerializeObject::properties(), {{"purpose", purpose}, {"note", note}}};
+//             return {{{"purpose", purpose}, {"note", note}}, JsonSerializeObject::properties()};
 //         }
 //     };
 //
@@ -88,11 +88,11 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     /// The properties of an object, as properties() returns them.
     class TORVANE_EXPORT Properties {
       public:
-        /// The inherited properties and the class's own, which replace inherited ones of the same name. Where one name
-        /// is given twice, the last counts.
-        Properties(Properties inherited, std::initializer_list<Property> own);
+        /// The class's own properties, and the inherited ones whose names are not among them. Where the class gives a
+        /// name twice, the last counts.
+        Properties(std::initializer_list<Property> own, Properties inherited);
         /// Does not compile, so that a class cannot lose the properties that it inherits.
-        Properties(std::initializer_list<Property> own) = delete;  // Begin the list with Base::properties().
+        Properties(std::initializer_list<Property> own) = delete;  // Add Base::properties() behind the list.
 
       private:
         friend class JsonSerializeObject;
@@ -101,9 +101,9 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
         JSONValue::Object members_;
     };
 
-    /// The properties that are converted. An override begins with those of its direct base class:
-    /// `return {Transfer::properties(), {{"iban", iban}}};`, or with JsonSerializeObject::properties(), which has none.
-    /// A class without properties of its own does not override this.
+    /// The properties that are converted. An override returns its own and those of its direct base class:
+    /// `return {{{"iban", iban}}, Transfer::properties()};`, or JsonSerializeObject::properties(), which has none. They
+    /// are converted in that order. A class without properties of its own does not override this.
     [[nodiscard]] virtual Properties properties() const;
 };
 
@@ -135,7 +135,7 @@ class TORVANE_EXPORT JsonCodeHelper {
     /// Reads a value of any kind from JSON text, strictly, as JSONSerialization::jsonObject() does.
     /// @throws JsonSerializeError failedToParseJson "Failed to parse response to JSON. " and the reader's reason.
     [[nodiscard]] static JSONValue decodeCodeJson(ByteView data);
-    [[nodiscard]] static JSONValue decodeCodeJson(std::string_view text) { return decodeCodeJson(asBytes(text)); }
+    [[nodiscard]] static JSONValue decodeCodeJson(const TextLike auto& text) { return decodeCodeJson(asBytes(text)); }
     /// @}
 };
 

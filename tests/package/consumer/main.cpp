@@ -23,7 +23,7 @@ struct Application {
 class Payment : public JsonSerializeObject, public JsonSerializeProtocol {
   protected:
     Properties properties() const override {
-        return {JsonSerializeObject::properties(), {{"amount", 950}, {"currency", std::string("EUR")}}};
+        return {{{"amount", 950}, {"currency", std::string("EUR")}}, JsonSerializeObject::properties()};
     }
 };
 

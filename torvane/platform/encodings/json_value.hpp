@@ -138,11 +138,12 @@ class TORVANE_EXPORT JSONValue {
         return *this;
     }
 
-    /// Holds a value without conversion; as<T>() gives it back. Values of a type that converts to JSONValue are
-    /// rejected by the compiler.
+    /// Holds a value without conversion; as<T>() gives it back, and for a std::any the value inside. Values of a type
+    /// that converts to JSONValue are rejected by the compiler.
     template <class T>
     [[nodiscard]] static JSONValue opaque(T value) {
-        static_assert(OpaqueType<T>, "opaque() takes copyable values of types that do not convert to JSONValue.");
+        static_assert(OpaqueType<T> || std::same_as<T, std::any>,
+                      "opaque() takes copyable values of types that do not convert to JSONValue.");
         return holding(std::any(std::move(value)));
     }
 
