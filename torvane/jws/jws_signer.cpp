@@ -8,7 +8,7 @@ JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorith
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
 
 JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(makeJwk(key, std::move(keyId))) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, std::move(keyId)) {}
 
 ByteBuffer JWSSigner::signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
     return makeSigned<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();

@@ -8,7 +8,7 @@ JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgo
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
 
 JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(makeJwk(key, {})) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, {}) {}
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
     return verifyReceivedJWS(*this,

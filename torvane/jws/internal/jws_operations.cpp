@@ -10,12 +10,6 @@ JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::Sign
     return *algorithm.algorithm();
 }
 
-JsonWebKey makeJwk(const SecKey& key, std::string keyId) {
-    const auto keyClass = key.isPublicKey() ? Zennet::KeyClass::publicKey : Zennet::KeyClass::privateKey;
-    const auto keyType = key.curve() ? Zennet::KeyType::EC256Key : Zennet::KeyType::RSA2048Key;
-    return {key, keyClass, keyType, JWKUse::JWK_SIG, std::move(keyId)};
-}
-
 ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS&& jws) {
     return wrapErrors(JOSEError::JWSVerificationError, [&] {
         return std::move(jws)

@@ -17,9 +17,6 @@ namespace Torvane {
 /// @throws JOSEError algorithmNotSupported for an unknown name.
 JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm>& algorithm);
 
-/// A JSON Web Key over a platform key, for signatures. Its class and type are those of the platform key.
-JsonWebKey makeJwk(const SecKey& key, std::string keyId);
-
 /// A JOSE::Signer or JOSE::Verifier with the key's raw bytes for ES256K, with its platform key for every other
 /// algorithm.
 /// @throws JOSEError missingKey or invalidKeyFormat.
