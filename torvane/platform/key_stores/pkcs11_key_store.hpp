@@ -37,6 +37,12 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     ///         matches; notSupported when the library is built without PKCS #11.
     explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
 
+    /// @{
+    /// Moving copies, so that a moved-from store still works.
+    Pkcs11KeyStore(const Pkcs11KeyStore&) = default;
+    Pkcs11KeyStore& operator=(const Pkcs11KeyStore&) = default;
+    /// @}
+
     /// The label and id in "object" and "id" of the URI; empty where the URI does not have them.
     [[nodiscard]] const KeyName& keyName() const noexcept;
 
