@@ -85,7 +85,7 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         before the tag has been checked.
     [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;
     /// The same for a token as text.
-    [[nodiscard]] ByteBuffer decryptJWE(std::string_view jweString) const { return decryptJWE(asBytes(jweString)); }
+    [[nodiscard]] ByteBuffer decryptJWE(const TextLike auto& jweString) const { return decryptJWE(asBytes(jweString)); }
 
   private:
     JOSE::Decrypter decrypter_;

@@ -92,8 +92,7 @@ class TORVANE_EXPORT JWEEncrypter {
     ///         SecurityError; std::bad_alloc.
     [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                         bool isNested = false) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] ByteBuffer encryptJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
+    [[nodiscard]] ByteBuffer encryptJWT(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},
                                         bool isNested = false) const {
         return encryptJWT(asBytes(payload), headerParams, isNested);
     }
@@ -103,8 +102,7 @@ class TORVANE_EXPORT JWEEncrypter {
     /// encryptJWT(), with the token as a string. Needs memory for two tokens while it runs.
     [[nodiscard]] std::string encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                                  bool isNested = false) const;
-    template <std::convertible_to<std::string_view> Text>
-    std::string encryptJWTToString(const Text& payload, const JOSE::HeaderParameters& headerParams = {},
+    std::string encryptJWTToString(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},
                                    bool isNested = false) const {
         return encryptJWTToString(asBytes(payload), headerParams, isNested);
     }

@@ -64,8 +64,8 @@ class TORVANE_EXPORT JWSSigner {
     ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
     ///         the key store fails; std::bad_alloc. What was already written of the token is wiped.
     [[nodiscard]] ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] ByteBuffer signJWT(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+    [[nodiscard]] ByteBuffer signJWT(const TextLike auto& payload,
+                                     const JOSE::HeaderParameters& headerParams = {}) const {
         return signJWT(asBytes(payload), headerParams);
     }
     /// @}
@@ -73,8 +73,7 @@ class TORVANE_EXPORT JWSSigner {
     /// @{
     /// signJWT(), with the token as a string. Needs memory for two tokens while it runs.
     [[nodiscard]] std::string signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] std::string signJWTToString(const Text& payload,
+    [[nodiscard]] std::string signJWTToString(const TextLike auto& payload,
                                               const JOSE::HeaderParameters& headerParams = {}) const {
         return signJWTToString(asBytes(payload), headerParams);
     }
@@ -85,8 +84,7 @@ class TORVANE_EXPORT JWSSigner {
     /// side by side for an EC key (RFC 7518, sections 3.3 to 3.5).
     /// @throws JOSEError as signJWT().
     [[nodiscard]] ByteBuffer sign(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] ByteBuffer sign(const Text& payload, const JOSE::HeaderParameters& headerParams = {}) const {
+    [[nodiscard]] ByteBuffer sign(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {}) const {
         return sign(asBytes(payload), headerParams);
     }
     /// @}

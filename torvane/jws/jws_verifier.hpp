@@ -60,7 +60,7 @@ class TORVANE_EXPORT JWSVerifier {
     ///         included; std::bad_alloc. What was already decoded of the payload is wiped.
     [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
     /// The same for a token as text.
-    [[nodiscard]] ByteBuffer verifyJWS(std::string_view jwsString) const { return verifyJWS(asBytes(jwsString)); }
+    [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString) const { return verifyJWS(asBytes(jwsString)); }
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

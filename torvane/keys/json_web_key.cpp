@@ -76,10 +76,6 @@ JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::stri
         State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
-JsonWebKey JsonWebKey::fromPrivateJwk(std::string_view jwkData, JWKUse jwkUse, std::string keyId) {
-    return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId));
-}
-
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
     if (!from.jsonData()) throw JOSEError::cannotDecodeJWK(nullptr);
     return wrapErrors(JOSEError::cannotDecodeJWK, [&] {

@@ -71,7 +71,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
     ///         "crv"; JOSEError cannotDecodeJWK when its members are not a key.
     JsonWebKey(ByteView jwkData, Zennet::KeyType keyType);
-    JsonWebKey(std::string_view jwkData, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkData), keyType) {}
+    JsonWebKey(const TextLike auto& jwkData, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkData), keyType) {}
     /// @}
 
     /// A public key from a JWK, even from one that was read as a private key. A missing or unknown "use" means
@@ -95,15 +95,17 @@ class TORVANE_EXPORT JsonWebKey {
     /// @param keyId the "kid".
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
     ///         "crv"; SecurityError when its members do not belong together.
-    static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
-    static JsonWebKey fromPrivateJwk(std::string_view jwkData, JWKUse jwkUse, std::string keyId);
+    [[nodiscard]] static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
+    [[nodiscard]] static JsonWebKey fromPrivateJwk(const TextLike auto& jwkData, JWKUse jwkUse, std::string keyId) {
+        return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId));
+    }
     /// @}
 
     /// The platform public key of a JWK.
     /// @throws JOSEError cannotDecodeJWK: without an underlying error when the JWK cannot be written as JSON, around
     ///         curveNotSupported for a "kty" other than "RSA" and "EC", and around the reason when its members are not
     ///         a key.
-    static SecKey getPubSecKey(const JOSE::JWK& from);
+    [[nodiscard]] static SecKey getPubSecKey(const JOSE::JWK& from);
 
     /// The JWK of an RSA or EC public key, and of a key from fromPrivateJwk(); nothing for other keys.
     [[nodiscard]] const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }

@@ -55,7 +55,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @throws JOSEError cannotDecodeJWK around the reason when the text is not such a set, or one of its keys cannot
     ///         be read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
     explicit JsonWebKeySet(ByteView jwksData);
-    explicit JsonWebKeySet(std::string_view jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
+    explicit JsonWebKeySet(const TextLike auto& jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
     /// @}
 
     /// @{

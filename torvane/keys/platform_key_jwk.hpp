@@ -28,8 +28,8 @@ struct TORVANE_EXPORT PlatformKeyJWK {
     /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.
     /// @throws JOSEError cannotDecodeJWK around the reason when the text is not an RSA JWK; SecurityError when "n" or
     ///         "e" is even.
-    static SecKey decodeFrom(ByteView jwk);
-    static SecKey decodeFrom(std::string_view jwk) { return decodeFrom(asBytes(jwk)); }
+    [[nodiscard]] static SecKey decodeFrom(ByteView jwk);
+    [[nodiscard]] static SecKey decodeFrom(const TextLike auto& jwk) { return decodeFrom(asBytes(jwk)); }
     /// @}
 };
 

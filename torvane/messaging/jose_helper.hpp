@@ -56,8 +56,7 @@ class TORVANE_EXPORT JOSEHelper {
     ///         JWEEncrypterError as JWEEncrypter::encryptJWT(). The errors listed after JWSSignerError are thrown when
     ///         the message has been signed, once. std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encodeMessage(ByteView rawMessage) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] ByteBuffer encodeMessage(const Text& rawMessage) const {
+    [[nodiscard]] ByteBuffer encodeMessage(const TextLike auto& rawMessage) const {
         return encodeMessage(asBytes(rawMessage));
     }
     /// @}
@@ -65,8 +64,7 @@ class TORVANE_EXPORT JOSEHelper {
     /// @{
     /// encodeMessage(), with the token as a string. Needs memory for two tokens while it runs.
     [[nodiscard]] std::string encodeMessageToString(ByteView rawMessage) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] std::string encodeMessageToString(const Text& rawMessage) const {
+    [[nodiscard]] std::string encodeMessageToString(const TextLike auto& rawMessage) const {
         return encodeMessageToString(asBytes(rawMessage));
     }
     /// @}
@@ -92,8 +90,7 @@ class TORVANE_EXPORT JOSEHelper {
     ///         invalidJOSEComponent quotes the part at fault, so it is not meant for the sender. std::bad_alloc when
     ///         memory runs out. After any error nothing of the message is released, and what was decrypted is wiped.
     [[nodiscard]] ByteBuffer decodeMessage(ByteView encodedMessage) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] ByteBuffer decodeMessage(const Text& encodedMessage) const {
+    [[nodiscard]] ByteBuffer decodeMessage(const TextLike auto& encodedMessage) const {
         return decodeMessage(asBytes(encodedMessage));
     }
     /// @}
@@ -102,8 +99,7 @@ class TORVANE_EXPORT JOSEHelper {
     /// decodeMessage(), with the message as a string, which is not checked to be UTF-8. Needs memory for two messages
     /// while it runs; the other one is wiped.
     [[nodiscard]] std::string decodeMessageToString(ByteView encodedMessage) const;
-    template <std::convertible_to<std::string_view> Text>
-    [[nodiscard]] std::string decodeMessageToString(const Text& encodedMessage) const {
+    [[nodiscard]] std::string decodeMessageToString(const TextLike auto& encodedMessage) const {
         return decodeMessageToString(asBytes(encodedMessage));
     }
     /// @}

@@ -1,6 +1,7 @@
 // Byte buffers, views, and buffers for secrets, which are wiped when they are released.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -28,6 +29,11 @@ using ByteView = std::span<const std::uint8_t>;
 [[nodiscard]] inline std::string_view asText(ByteView bytes) noexcept {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
+
+/// Strings, string views and string literals. A function that takes bytes or text takes text as a template parameter,
+/// so that a call with `{}` passes no bytes.
+template <class T>
+concept TextLike = std::convertible_to<const T&, std::string_view>;
 
 /// Overwrites memory with zero bytes; the compiler does not optimise this away.
 TORVANE_EXPORT void wipe(void* data, std::size_t size) noexcept;

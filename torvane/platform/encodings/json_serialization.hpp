@@ -44,7 +44,7 @@ struct TORVANE_EXPORT JSONSerialization {
     ///         members of one name, bytes after the value, nesting beyond maximumDepth, and numbers beyond the range of
     ///         double. The error never quotes the text.
     [[nodiscard]] static JSONValue jsonObject(ByteView text);
-    [[nodiscard]] static JSONValue jsonObject(std::string_view text) { return jsonObject(asBytes(text)); }
+    [[nodiscard]] static JSONValue jsonObject(const TextLike auto& text) { return jsonObject(asBytes(text)); }
     /// @}
 
     /// Reads text that may hold a key, as jsonObject() does. No copy of a string remains in released memory, unless the

@@ -34,7 +34,7 @@ class TORVANE_EXPORT JWK {
     ///         not base64url or with a leading zero byte; for EC, "x" or "y" missing, not base64url or not as long as
     ///         the coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
     [[nodiscard]] static JWK initFrom(ByteView json);
-    [[nodiscard]] static JWK initFrom(std::string_view json) { return initFrom(asBytes(json)); }
+    [[nodiscard]] static JWK initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
     [[nodiscard]] static JWK initFrom(const JSONValue::Object& members);
     /// @}
 
@@ -44,7 +44,7 @@ class TORVANE_EXPORT JWK {
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty"; SecurityError when the members do
     ///         not belong together.
     [[nodiscard]] static JWK initPrivateFrom(ByteView json);
-    [[nodiscard]] static JWK initPrivateFrom(std::string_view json) { return initPrivateFrom(asBytes(json)); }
+    [[nodiscard]] static JWK initPrivateFrom(const TextLike auto& json) { return initPrivateFrom(asBytes(json)); }
     /// @}
 
     /// @{

@@ -24,7 +24,7 @@ class TORVANE_EXPORT JWKSet {
     /// @throws JOSESwiftError parsingFailed for text that is not a JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom().
     [[nodiscard]] static JWKSet initFrom(ByteView json);
-    [[nodiscard]] static JWKSet initFrom(std::string_view json) { return initFrom(asBytes(json)); }
+    [[nodiscard]] static JWKSet initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
     /// @}
 
     /// The keys, in the order of the text.

@@ -35,7 +35,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, or when a private key does not belong to the public key beside it.
     [[nodiscard]] static SecKey load(ByteView encoded);
-    [[nodiscard]] static SecKey load(std::string_view encoded) { return load(asBytes(encoded)); }
+    [[nodiscard]] static SecKey load(const TextLike auto& encoded) { return load(asBytes(encoded)); }
     /// @}
 
     /// @{
@@ -50,7 +50,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     ///         it holds no key of that class, or more than one. SecurityError as above. What the source throws.
     [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
                                      std::string_view origin = "the text");
-    [[nodiscard]] static SecKey load(std::string_view encoded, KeyClass keyClass, const SecretSource& passphrase,
+    [[nodiscard]] static SecKey load(const TextLike auto& encoded, KeyClass keyClass, const SecretSource& passphrase,
                                      std::string_view origin = "the text") {
         return load(asBytes(encoded), keyClass, passphrase, origin);
     }
