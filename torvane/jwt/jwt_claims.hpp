@@ -168,6 +168,8 @@ inline constexpr std::string_view name<std::vector<std::string>> = "Array";
 template <>
 inline constexpr std::string_view name<JSONValue::List> = "Array";
 template <>
+inline constexpr std::string_view name<std::vector<JSONValue>> = "Array";
+template <>
 inline constexpr std::string_view name<JSONValue::Object> = "Dictionary";
 template <>
 inline constexpr std::string_view name<JSONValue> = "Any";
@@ -177,8 +179,8 @@ inline constexpr std::string_view name<JSONValue> = "Any";
 template <class T>
 T JWTClaims::getClaimValue(std::string_view forName) const {
     static_assert(!ClaimTypes::name<T>.empty(),
-                  "A claim is read as std::string, double, std::int64_t, bool, std::vector<std::string>, "
-                  "JSONValue::List, JSONValue::Object or JSONValue.");
+                  "A claim is read as std::string, double, std::int64_t, bool, JSONValue::List, "
+                  "JSONValue::Object, JSONValue, or std::vector of std::string or JSONValue.");
     const auto& value = claim(forName);
     auto converted = value.to<T>();
     if (!converted) refuse(forName, value, ClaimTypes::name<T>);
