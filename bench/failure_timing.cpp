@@ -48,10 +48,10 @@ std::vector<Kind> forgeTokens(const SecKey& recipient) {
              jwe.ciphertext.assign(jwe.ciphertext.size(), 0x33);
              jwe.authenticate();
          }},
-        {"content key of 31 bytes",
+        {"content encryption key of 31 bytes",
          [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(hash, ByteBuffer(31, 0x42)); }},
         {"wrapped with another hash",
-         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(HashFunction::SHA1, jwe.contentKey); }},
+         [&](ForgedJWE& jwe) { jwe.encryptedKey = recipient.encrypt(HashFunction::SHA1, jwe.contentEncryptionKey); }},
         {"wrapped key of random bytes", [](ForgedJWE& jwe) { jwe.encryptedKey.assign(256, 0x55); }},
     };
     std::vector<Kind> kinds;

@@ -226,13 +226,13 @@ ByteBuffer hostileToken(const json& row) {
     static const auto headerOf = [](const std::string& kid) { return R"({"alg":"RS256","kid":")" + kid + R"("})"; };
     static const auto jws = signedToken(headerOf(sigA), "secret", signerA);
     const auto text = [](const ByteBuffer& token) { return std::string(asText(token)); };
-    const auto pieces = parts(good);
+    const auto fields = parts(good);
     const std::vector<std::pair<std::string, std::string>> words{
-        {"<header>", pieces[0]},
-        {"<key>", pieces[1]},
-        {"<iv>", pieces[2]},
-        {"<ciphertext>", pieces[3]},
-        {"<tag>", pieces[4]},
+        {"<header>", fields[0]},
+        {"<key>", fields[1]},
+        {"<iv>", fields[2]},
+        {"<ciphertext>", fields[3]},
+        {"<tag>", fields[4]},
         {"<good>", text(good)},
         {"<off>", text(withFlippedBit(good, 3))},
         {"<rest>", text(good).substr(text(good).find('.') + 1)},

@@ -41,15 +41,15 @@ inline std::pair<ByteBuffer, ByteBuffer> encrypted(JOSE::ContentEncryptionAlgori
 struct ForgedJWE {
     JOSE::ContentEncryptionAlgorithm encryption;
     std::string header;
-    ByteBuffer contentKey, encryptedKey, iv, ciphertext, tag;
+    ByteBuffer contentEncryptionKey, encryptedKey, iv, ciphertext, tag;
 
     /// Makes parts of the correct sizes.
     ForgedJWE(JOSE::ContentEncryptionAlgorithm encryptionAlgorithm, std::string headerText, const SecKey& recipient,
               HashFunction oaepHash, std::string_view plaintext)
         : encryption(encryptionAlgorithm), header(std::move(headerText)) {
         const auto content = JOSE::parameters(encryption);
-        contentKey.assign(content.keySize, 0x42);
-        encryptedKey = recipient.encrypt(oaepHash, contentKey);
+        contentEncryptionKey.assign(content.keySize, 0x42);
+        encryptedKey = recipient.encrypt(oaepHash, contentEncryptionKey);
         iv.assign(content.ivSize, 0x17);
         encrypt(plaintext);
     }
@@ -57,12 +57,14 @@ struct ForgedJWE {
     ByteBuffer additionalData() const { return bytesOf(encodeBase64url(asBytes(header))); }
 
     void encrypt(std::string_view plaintext) {
-        std::tie(ciphertext, tag) = encrypted(encryption, contentKey, iv, additionalData(), asBytes(plaintext));
+        std::tie(ciphertext, tag) =
+            encrypted(encryption, contentEncryptionKey, iv, additionalData(), asBytes(plaintext));
     }
 
     /// Computes the correct tag of AES-CBC with HMAC over the present ciphertext.
     void authenticate() {
-        Crypto::Hmac mac(*JOSE::parameters(encryption).macHash, ByteView(contentKey).first(contentKey.size() / 2));
+        Crypto::Hmac mac(*JOSE::parameters(encryption).macHash,
+                         ByteView(contentEncryptionKey).first(contentEncryptionKey.size() / 2));
         const auto aad = additionalData();
         mac.update(aad);
         mac.update(iv);

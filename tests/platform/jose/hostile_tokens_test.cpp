@@ -70,7 +70,7 @@ ByteBuffer jweOf(const json& row, ContentEncryptionAlgorithm encryption) {
     const auto usual = R"({"alg":"RSA-OAEP-256","enc":")" + std::string(rawValue(encryption)) + R"("})";
     const auto recipient = publicKey(rsaEnc);
     ForgedJWE token(encryption, headerOf(row, usual), recipient, HashFunction::SHA256, "s3cret");
-    const std::map<std::string, ByteBuffer*> changeable{{"contentKey", &token.contentKey},
+    const std::map<std::string, ByteBuffer*> changeable{{"contentEncryptionKey", &token.contentEncryptionKey},
                                                         {"tag", &token.tag},
                                                         {"encryptedKey", &token.encryptedKey},
                                                         {"iv", &token.iv},
@@ -78,8 +78,8 @@ ByteBuffer jweOf(const json& row, ContentEncryptionAlgorithm encryption) {
     const auto part = row.value("part", "");
     if (row.contains("size")) changeable.at(part)->resize(row["size"]);
     if (row.contains("value")) *changeable.at(part) = fromBase64(row["value"]);
-    if (part == "contentKey") {
-        token.encryptedKey = recipient.encrypt(HashFunction::SHA256, token.contentKey);
+    if (part == "contentEncryptionKey") {
+        token.encryptedKey = recipient.encrypt(HashFunction::SHA256, token.contentEncryptionKey);
         token.encrypt("s3cret");
     } else if (part == "ciphertext" && encryption == A128CBC_HS256) {
         token.authenticate();
