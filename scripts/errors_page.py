@@ -16,24 +16,28 @@ CLASSES = (
     ("Torvane::JOSE::JOSESwiftError", "torvane/platform/jose/error.hpp"),
 )
 
-HEAD = """# Errors
+HEAD = """# Error reference
 
 <!-- Written by scripts/errors_page.py from the headers. -->
 
-The cases of all errors: when each is thrown, and what its text contains. Another page says
-[how to handle errors](handling-errors.md). A text that is "the message" or "the description" says what was wrong in
-that call. "The textual form" of an error is `debugDescription()` without the class: the case, and its values in
-parentheses.
+When each error is thrown, and what its text contains. [Handling errors](handling-errors.md) says what to do about it.
 
-Texts are part of the interface: existing texts never change.
+In the column "text", "the message" and "the description" say what was wrong in that call. "The textual form" is
+`debugDescription()` without the class: the case, with its values in parentheses.
+
+Applications may compare texts: existing texts never change.
 """
 
 TAIL = """
-## Without cases
+## Errors without cases
 
-`Torvane::SecurityError` is thrown for numbers that do not form a key, and for an operation that a key does not support;
-`KeyStoreError` derives from it. `Torvane::JSONSerialization` throws `Torvane::JSONError` for text that is not JSON and
-for a value that cannot be written as JSON. Both have a description. `Torvane::Error` is the base class of all errors.
+- `Torvane::SecurityError`: the input holds no usable key, the key does not support the operation, or a cryptographic
+  operation failed. `KeyStoreError` derives from it.
+- `Torvane::JSONError`: the text is not JSON, or the value cannot be written as JSON. `Torvane::JSONSerialization`
+  throws it.
+- `Torvane::Error`: the base class of all errors. It is never thrown itself.
+
+The text of each says what was wrong.
 """
 
 
@@ -79,7 +83,7 @@ def section(qualified, header):
     name = qualified.rpartition("::")[2]
     about, text = class_text(name, header)
     form = texts(name, text)
-    lines = [f"\n## {qualified}\n", about + "\n", "| case | when | its text |", "|---|---|---|"]
+    lines = [f"\n## {qualified}\n", about + "\n", "| case | when | text |", "|---|---|---|"]
     for case, when in cases(text).items():
         if not when or not form.get(case):
             sys.exit(f"{header}: {name}::Case::{case} or its factory has no docstring.")
