@@ -148,7 +148,7 @@ void measureHostileTokens() {
         measureRejection("hostile_header_nested", size, [&] { decode(nested); });
     }
     for (const auto count : makeSteps(5, 5'000'000, 10)) {
-        for (const auto& [name, part] : {std::pair{"dots", "."}, {"pieces", "QUJD."}}) {
+        for (const auto& [name, part] : {std::pair{"dots", "."}, {"parts", "QUJD."}}) {
             const auto text = repeat(part, count) + "QUJD";
             const auto series = std::string("hostile_") + name;
             measureRejection(series + "_message", count, [&] { decode(text); });
@@ -158,7 +158,7 @@ void measureHostileTokens() {
         measureRejection("hostile_dots_structure", count, [&] { JsonWebStructure{dots}; });
         // The structure decodes any number of parts, so the last one must be malformed.
         const auto parts = repeat("QUJD.", count) + "!";
-        measureRejection("hostile_pieces_structure", count, [&] { JsonWebStructure{parts}; });
+        measureRejection("hostile_parts_structure", count, [&] { JsonWebStructure{parts}; });
     }
     for (const auto size : makeSteps(16 * kibi, 16 * mebi, 4)) {
         // A token is 16/9 times as long as its message: base64url is applied twice.

@@ -8,7 +8,7 @@ from xml.sax.saxutils import escape
 PICTURES = [
     ("growth-message", "Messages", "bytes of the message", r"^(en|de)code$"),
     ("growth-keys", "Sets of keys", "keys", r"^set_|^helper_|_kid$"),
-    ("growth-pieces", "Hostile texts of many pieces", "dots or pieces", r"dots|pieces"),
+    ("growth-parts", "Hostile tokens of many parts", "dots or parts", r"dots|parts"),
     ("growth-hostile", "Hostile tokens", "bytes of the header or the token", r""),
 ]
 # Readers who see no red or green can tell these apart too (Okabe and Ito). Shapes of markers help them as well.

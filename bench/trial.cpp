@@ -116,7 +116,7 @@ std::string describeDifference(const std::string& who, const std::string& enc) {
     auto& party = findParty(who, enc);
     const auto algorithm = party.keyManagement();
     if (algorithm == "RSA-OAEP-256") return "";
-    return algorithm + (&findPartner(party, enc) == &party ? ", which torvane refuses: its own tokens only" : "");
+    return algorithm + (&findPartner(party, enc) == &party ? ", which torvane rejects: decodes only its own tokens" : "");
 }
 
 }  // namespace Bench
