@@ -34,13 +34,13 @@ def page_tables():
 def signature(name, scheme, digest, curve):
     ec = CURVES.get(curve, "secp256k1")
     of_rsa = scheme != "ECDSA"
-    size = "as the modulus" if of_rsa else str(2 * COORDINATES.get(curve, 32))
+    size = "as long as the modulus" if of_rsa else str(2 * COORDINATES.get(curve, 32))
     return [name, SCHEMES[scheme], hash_name(digest), "RSA" if of_rsa else f"EC {ec}", size]
 
 
 def key_management(name, digest, wrapping_size):
     if digest != "{}":
-        return [name, "RSAES-OAEP", hash_name(digest), "RSA", "as the modulus"]
+        return [name, "RSAES-OAEP", hash_name(digest), "RSA", "as long as the modulus"]
     bits = 8 * int(wrapping_size)
     wrap, size = (f"AES-{bits}", "content encryption key + 8") if bits else ("none", "0")
     return [name, "ECDH-ES", wrap, "EC P-256, P-384, P-521", size]
@@ -62,7 +62,7 @@ expected = [
     )
 ]
 if [len(table) for table in expected] != [10, 8, 6] or len(COORDINATES) != 3:
-    sys.exit("The tables of the code are not read as they should be.")
+    sys.exit("algorithms.hpp or key_vocabulary.hpp has another format than this script expects.")
 wrong = [
     f"the code says {want or 'nothing'}, the page {has or 'nothing'}"
     for tables in zip_longest(expected, page_tables(), fillvalue=[])
