@@ -1,5 +1,5 @@
-// A request with claims, seen from the app: a coder turns parameters into the claims of a JWT and encodes the JWT as a
-// nested token; the same coder decodes the response.
+// An app sends the parameters of a request to its bank, as the claims of a JWT in a nested token, and decodes the
+// response.
 #include <iostream>
 #include <string>
 #include <torvane/torvane.hpp>
@@ -9,7 +9,7 @@ namespace {
 
 using namespace Torvane;
 
-// Encodes parameters as a nested token, and decodes a nested token to JSON.
+// Encodes the parameters of a request as a nested token, and decodes the response, a nested token, to JSON.
 class TokenCoder : public CoderEncryptProtocol {
   public:
     explicit TokenCoder(JOSEHelper helper) : helper_(std::move(helper)) {}
@@ -31,7 +31,7 @@ class TokenCoder : public CoderEncryptProtocol {
     JOSEHelper helper_;
 };
 
-// The bank: prints the claims that it receives, and answers.
+// The bank's side: prints the names of the received claims, and returns a response.
 ByteBuffer answer(const JOSEHelper& bank, const URLRequestHeader& header, ByteView token) {
     std::cout << "the bank receives " << header[URLRequestHeader::header_content_type].value_or("an untyped body");
     for (const auto& [name, value] : dictFromJsonString(asText(bank.decodeMessage(token)))) std::cout << ", " << name;

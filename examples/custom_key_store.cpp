@@ -1,4 +1,5 @@
-// A key store of your own. Another process makes the private key and keeps it; this process sends it requests.
+// Your own key store: another process generates and keeps the private key, and this process sends it requests through a
+// socket. docs/key-stores.md explains the contract.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,51 +11,63 @@
 
 using namespace Torvane;
 
-// A request, which the answer replaces. Each is one packet of the socket, so it arrives whole or not at all.
-struct Message {
-    char asked;  // 'm' for the modulus of the public key, 's' to sign, 'd' to decrypt
+constexpr std::size_t modulusSize = 256;
+
+// A request or its response, sent as one packet, which arrives completely or not at all.
+struct Packet {
+    char operation;  // 'm' returns the modulus of the public key, 's' signs, 'd' decrypts
     SignatureScheme scheme;
     HashFunction hash;
-    std::ptrdiff_t size = 0;  // of the input, then of the output; -1 for a ciphertext that does not decrypt
-    std::array<std::uint8_t, 256> bytes{};  // the size of the modulus
-    ByteView content() const { return {bytes.begin(), bytes.begin() + size}; }
+    std::ptrdiff_t size = 0;  // of the input or the output; -1 if the ciphertext does not decrypt
+    std::array<std::uint8_t, modulusSize> bytes{};
+
+    ByteView data() const { return {bytes.begin(), bytes.begin() + size}; }
     void set(std::optional<ByteView> in) { size = in ? std::ranges::copy(*in, bytes.begin()).out - bytes.begin() : -1; }
     bool send(int socket) const { return ::send(socket, this, sizeof *this, MSG_NOSIGNAL) == sizeof *this; }
     bool receive(int socket) { return TEMP_FAILURE_RETRY(::recv(socket, this, sizeof *this, 0)) == sizeof *this; }
 };
 
-int serve(int socket, int requests) {  // the other process; ends with its socket or after `requests`
-    const auto key = SoftwareKeyStore::generateRSA(2048);  // its public exponent is 65537: 1, 0, 1
-    for (Message message; requests > 0 && message.receive(socket); message.send(socket), --requests) {
-        std::cout << "asked: " << message.asked << ", " << message.size << " bytes" << std::endl;
-        if (message.asked == 'm') message.set(std::get<RSAPublicComponents>(key.publicComponents()).modulus);
-        if (message.asked == 's') message.set(key.sign(message.scheme, message.hash, message.content()));
-        if (message.asked == 'd') message.set(key.decrypt(message.hash, message.content()));
+// Runs in the other process, until the socket is closed or `requests` requests have been answered.
+int serve(int socket, int requests) {
+    const auto key = SoftwareKeyStore::generateRSA(8 * modulusSize);
+    for (Packet packet; requests > 0 && packet.receive(socket); packet.send(socket), --requests) {
+        std::cout << "request " << packet.operation << " with " << packet.size << " bytes" << std::endl;
+        if (packet.operation == 'm') packet.set(std::get<RSAPublicComponents>(key.publicComponents()).modulus);
+        if (packet.operation == 's') packet.set(key.sign(packet.scheme, packet.hash, packet.data()));
+        if (packet.operation == 'd') packet.set(key.decrypt(packet.hash, packet.data()));
     }
     return 0;
 }
 
-struct RemoteKey final : StoreKey {  // agree() is for EC keys; not overridden, it throws SecurityError
-    explicit RemoteKey(int end) : socket(end) {}
-    ~RemoteKey() override { ::close(socket); }
-    PublicComponents publicComponents() const override { return RSAPublicComponents{*ask({'m', {}, {}}), {1, 0, 1}}; }
+// An RSA key in the other process. agree() is for EC keys, so it is not overridden.
+class RemoteKey final : public StoreKey {
+  public:
+    explicit RemoteKey(int socket) : socket_(socket) {}
+    ~RemoteKey() override { ::close(socket_); }
+
+    PublicComponents publicComponents() const override {
+        return RSAPublicComponents{request({'m', {}, {}}).value(), {1, 0, 1}};  // the exponent is 65537
+    }
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        return ask({'s', scheme, hash}, digest).value();
+        return request({'s', scheme, hash}, digest).value();
     }
     std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const override {
-        return ciphertext.size() != 256 ? std::nullopt : ask<SecretBuffer>({'d', {}, oaepHash}, ciphertext);
+        return ciphertext.size() != modulusSize ? std::nullopt : request<SecretBuffer>({'d', {}, oaepHash}, ciphertext);
     }
+
+  private:
     template <class Output = ByteBuffer>
-    std::optional<Output> ask(Message message, ByteView input = {}) const {
-        const WipeOnExit wipeBytes(message.bytes);
-        message.set(input);
-        const std::lock_guard lock(mutex);
-        if (!message.send(socket) || !message.receive(socket)) throw KeyStoreError::unavailable("The process is gone.");
-        if (message.size < 0) return std::nullopt;
-        return Output(message.content().begin(), message.content().end());
+    std::optional<Output> request(Packet packet, ByteView input = {}) const {
+        const WipeOnExit wipeBytes(packet.bytes);
+        packet.set(input);
+        const std::lock_guard lock(mutex_);
+        if (!packet.send(socket_) || !packet.receive(socket_)) throw KeyStoreError::unavailable("The process is gone.");
+        if (packet.size < 0) return std::nullopt;
+        return Output(packet.data().begin(), packet.data().end());
     }
-    const int socket;
-    mutable std::mutex mutex;
+
+    const int socket_;
+    mutable std::mutex mutex_;
 };
 
 int main() try {
@@ -69,8 +82,8 @@ int main() try {
     const JsonWebKeySet keys{{key, JWKUse::JWK_SIG, "key"}, {key, JWKUse::JWK_ENC, "key"}};
     const auto helper = JOSEHelper::Builder().setSenderJwkSet(keys).setRecipientJwkSet(keys.publicSet()).create();
     std::cout << asText(helper.decodeMessage(helper.encodeMessage(asBytes("Hello from another process")))) << '\n';
-    // The fourth request, which is one too many.
-    std::cout << asText(helper.encodeMessage(asBytes("Are you still there?"))) << '\n';
+    // Fails: the other process ends after three requests.
+    std::cout << asText(helper.encodeMessage(asBytes("Hello again"))) << '\n';
 } catch (const Error& error) {
     std::cout << error.errorDescription() << '\n';
 }

@@ -1,4 +1,4 @@
-// The shortest way from a message to a nested token and back.
+// Encodes a message as a nested token, and decodes it.
 #include <iostream>
 #include <torvane/torvane.hpp>
 

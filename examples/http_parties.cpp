@@ -1,6 +1,8 @@
-// An app and its bank over HTTP, on this machine. The bank serves its public keys and takes requests as nested tokens;
-// the app fetches the keys, sends requests and reads the answers. The program prints each request and response without
-// its random parts. Across a network use TLS: a fetched key is the bank's only if the connection is.
+// An app and its bank exchange nested tokens over HTTP, in one process. The bank serves its public keys and accepts
+// payments. The app fetches the keys, sends payments and decodes the responses. The program prints every request and
+// response, without random parts.
+//
+// Use TLS in a network. Otherwise an attacker can replace the bank's keys.
 #include <httplib.h>
 #include <iostream>
 #include <mutex>
@@ -20,7 +22,7 @@ const std::string jwksType(URLRequestHeader::header_content_type_jwks);
 const std::string jwtType(URLRequestHeader::header_content_type_jwt);
 constexpr std::size_t longestBody = 8192;
 
-// One party: its keys, those of its peer, and the tokens that the two exchange.
+// One party, with its own keys and its peer's. Encodes and decodes the tokens that the two exchange.
 struct Party {
     std::string name, peer, signerId = name + "-sig";
     JsonWebKeySet ours, theirs;
@@ -39,10 +41,11 @@ struct Party {
         claims.setIssuer(name).setAudience(peer).setExpirationTimeSecondsInTheFuture(secondsGood);
         return std::string(asText(helper().encodeMessage(asBytes(claims.toJsonString()))));
     }
-    // The amount in a valid token; reading_claims.cpp checks more.
+    // Returns the amount in a token, or throws if the token is invalid. reading_claims.cpp checks more claims.
     double read(const std::string& token) const {
         const auto claims = fromJsonString<JWTClaims>(asText(helper().decodeMessage(asBytes(token))));
-        if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name}) throw std::runtime_error("stray");
+        if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name})
+            throw std::runtime_error("wrong issuer or audience");
         if (claims.getExpirationTime() <= secondsSince1970()) throw std::runtime_error("expired");
         return claims.getClaimValue<double>("amount");
     }
@@ -55,9 +58,9 @@ class Bank {
         server_.Get("/jwks", [this](auto&, auto& out) { out.set_content(self().publicKeys(), jwksType); });
         server_.Post("/payments", [this](auto&, auto& out, auto& body) { answer(body, out); });
         server_.set_payload_max_length(longestBody);
-        server_.set_keep_alive_max_count(1);  // or else the rest of an oversized body is read as a request
+        server_.set_keep_alive_max_count(1);  // so that the rest of an oversized body is not parsed as a request
         thread_ = std::jthread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running()) std::this_thread::yield();  // until then stop() does nothing
+        while (!server_.is_running()) std::this_thread::yield();  // before that, stop() has no effect
     }
     ~Bank() { server_.stop(); }
     int port() const { return port_; }
@@ -68,15 +71,15 @@ class Bank {
     }
 
   private:
-    // Handlers run in several threads at once; each works on a copy.
+    // Returns a copy, since the server runs handlers in several threads at once.
     Party self() {
         const std::lock_guard lock(mutex_);
         return self_;
     }
 
-    // Whatever fails, the sender gets the same answer, and the log gets the reason.
+    // The log gets the reason of a failure. The sender gets the same text for every failure.
     void answer(const httplib::ContentReader& body, httplib::Response& response) try {
-        std::string token;  // the server limits only bodies with a Content-Length
+        std::string token;  // limited here too, since the server limits only bodies with a Content-Length
         if (!body([&](auto* data, auto size) { return token.append(data, size).size() <= longestBody; }))
             throw std::runtime_error("too long, or cut off");
         response.set_content(self().write({{"amount", self().read(token)}}), jwtType);
@@ -93,7 +96,7 @@ class Bank {
     std::jthread thread_;
 };
 
-// The header of a token, the id of the newest key in a key set, or the whole of any other body.
+// Describes the body of a request or response: the header of a token, the id of the last key in a JWK Set, or the text.
 std::string brief(const auto& message) {
     const auto type = message.get_header_value(std::string(URLRequestHeader::header_content_type));
     if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(message.body).jwks.back().keyId();
@@ -113,7 +116,7 @@ struct App : Party {
     }
     void fetchKeys() {
         const auto response = bank.Get("/jwks");
-        if (!response || response->status != 200) throw std::runtime_error("The bank does not give its keys.");
+        if (!response || response->status != 200) throw std::runtime_error("The bank did not return its keys.");
         theirs = JsonWebKeySet(response->body);
     }
     void pay(const JSONValue::Object& payment, double secondsGood = 60) {
@@ -122,7 +125,7 @@ struct App : Party {
     }
     double readReply(const std::string& token) try { return read(token); } catch (const JOSEError& error) {
         if (error.errorCase() != JOSEError::Case::missingKey) throw;
-        fetchKeys();  // the bank may sign with a new key
+        fetchKeys();  // the bank may have signed with a new key
         return read(token);
     }
 };
@@ -136,9 +139,9 @@ int main() try {
     app.pay({{"amount", 950.25}});
     bank.signWithNewKey("bank-sig-2");
     app.pay({{"amount", 12}});
-    app.pay({{"amount", 7}, {"note", "too long on its way"}}, -1);
+    app.pay({{"amount", 7}, {"note", "expired"}}, -1);
     app.pay({{"amount", 8}, {"note", std::string(longestBody, '!')}});
-    App(Party("app", "bank"), bank.port()).pay({{"amount", 1e6}});  // the right key ids with other keys
+    App(Party("app", "bank"), bank.port()).pay({{"amount", 1e6}});  // an attacker's keys with the app's key ids
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return 1;

@@ -1,6 +1,6 @@
-// A shop changes its keys without losing a message: it publishes the new keys beside the old ones, waits until its bank
-// has them, uses the new keys, waits until no message is under way, and removes the old keys. The "kid" of a token
-// names the key that it needs.
+// A shop rotates its keys without losing a message. It publishes the new keys beside the old ones, and waits until its
+// bank has them. Then it uses the new keys, waits until no message for the old ones is in transit, and removes the old
+// keys. The header of each token contains the id of the key that it needs ("kid").
 #include <iostream>
 #include <optional>
 #include <string>
@@ -37,7 +37,7 @@ int main() {
     addKey(bankKeys, JWKUse::JWK_SIG, "bank-sig");
     addKey(bankKeys, JWKUse::JWK_ENC, "bank-enc");
 
-    // Each helper has the keys that exist when it is made.
+    // A helper keeps the keys that the sets contain when it is made.
     const auto shop = [&](const std::string& signingKeyId) {
         JOSEHelper::Builder builder;
         builder.setSenderJwkSet(shopKeys, signingKeyId).setRecipientJwkSet(bankKeys.publicSet(), "bank-enc");
@@ -52,27 +52,27 @@ int main() {
     const auto bankOf2025 = bank("enc-2025");
     const auto oldToBank = shop("sig-2025").encodeMessage(asBytes("signed with sig-2025"));
     const auto oldToShop = bankOf2025.encodeMessage(asBytes("encrypted to enc-2025"));
-    const auto unnamed = bank(std::nullopt).encodeMessage(asBytes("encrypted to the only key there is"));
+    const auto unnamed = bank(std::nullopt).encodeMessage(asBytes("encrypted without a key id"));
 
     addKey(shopKeys, JWKUse::JWK_SIG, "sig-2026");
     addKey(shopKeys, JWKUse::JWK_ENC, "enc-2026");
     const auto shopWithBoth = shop("sig-2026"), bankWithBoth = bank("enc-2026");
     const auto newToBank = shopWithBoth.encodeMessage(asBytes("signed with sig-2026"));
     const auto newToShop = bankWithBoth.encodeMessage(asBytes("encrypted to enc-2026"));
-    std::cout << "with the old keys and the new\n";
+    std::cout << "old and new keys side by side\n";
     decode("the bank", bankWithBoth, oldToBank);
     decode("the bank", bankWithBoth, newToBank);
     decode("the shop", shopWithBoth, oldToShop);
     decode("the shop", shopWithBoth, newToShop);
-    std::cout << "for a bank that has not fetched the new ones yet\n";
+    std::cout << "a bank that has only the old keys\n";
     decode("the bank", bankOf2025, newToBank);
-    std::cout << "without a \"kid\", now that two keys could be meant\n";
+    std::cout << "a token without \"kid\", when there are two keys\n";
     decode("the shop", shopWithBoth, unnamed);
 
     dropKey(shopKeys, "sig-2025");
     dropKey(shopKeys, "enc-2025");
     const auto shopOf2026 = shop("sig-2026"), bankOf2026 = bank("enc-2026");
-    std::cout << "with the new keys alone\n";
+    std::cout << "only new keys\n";
     decode("the bank", bankOf2026, oldToBank);
     decode("the bank", bankOf2026, newToBank);
     decode("the shop", shopOf2026, oldToShop);

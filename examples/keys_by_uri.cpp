@@ -1,5 +1,5 @@
-// One party with two keys at URIs, in files or in a PKCS #11 token. Opens each key, or makes it if there is none,
-// prints the JWK Set for the peer, and sends itself a message.
+// Uses a signing key and a decryption key that URIs name: in files or in a PKCS #11 token. Generates keys that do not
+// exist, prints the JWK Set for peers, and sends a message to itself.
 //
 //     keys_by_uri SIGN_URI DECRYPT_URI
 //     keys_by_uri sign.pem decrypt.pem
@@ -15,7 +15,7 @@ namespace {
 
 using namespace Torvane;
 
-// A program with a terminal would ask its user instead.
+// Reads a PIN or passphrase from the environment. A program with a terminal would ask its user.
 std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
     std::cerr << "asked for " << whose << '\n';
     const char* secret = std::getenv("KEY_SECRET");
@@ -29,9 +29,9 @@ SecKey openOrMake(const std::string& uri) {
     try {
         return openKey(uri, KeyClass::privateKey, fromEnvironment);
     } catch (const KeyStoreError& error) {
-        // There is no such key in the PKCS #11 token, or no such file.
+        // keyNotFound: no such key in the PKCS #11 token; unavailable: no such file.
         if (error.errorCase() != Case::keyNotFound && error.errorCase() != Case::unavailable) throw;
-        std::cerr << error.errorDescription() << " Making one.\n";
+        std::cerr << error.errorDescription() << " Generating one.\n";
         return generateRSAKeyAt(uri, 2048, fromEnvironment);
     }
 }

@@ -1,5 +1,5 @@
-// The claims of a JWT, seen from the reader: check that they are meant for us and valid now, then read them. Their text
-// comes from decodeMessage() or verifyJWS(), so the sender did sign it; whether to accept it is up to the reader.
+// Checks the claims of a JWT, and reads them. The texts stand for results of decodeMessage() or verifyJWS(): the sender
+// has signed them, and the recipient decides whether to accept them.
 #include <algorithm>
 #include <iostream>
 #include <set>
@@ -12,21 +12,21 @@ namespace {
 
 using namespace Torvane;
 
-constexpr double now = 1'800'000'000;  // fixed, so that the output never changes; normally secondsSince1970()
-constexpr double leeway = 30;          // seconds by which the sender's clock may be off
+constexpr double now = 1'800'000'000;  // fixed for a constant output; use secondsSince1970()
+constexpr double leeway = 30;          // seconds by which the sender's clock may differ from ours
 
 void require(bool condition, const char* otherwise) {
     if (!condition) throw std::runtime_error(otherwise);
 }
 
-// A getter throws if its claim is missing or has another type, so each claim that is read here is required.
+// Getters throw if the claim is missing or has another type, so all claims are required unless hasClaim() is called.
 void check(const JWTClaims& claims, std::set<std::string>& seen) {
-    const auto audience = claims.getAudience();  // always a list, even if the token holds a single name
+    const auto audience = claims.getAudience();  // always a list, even if the claim is a single name
     require(std::ranges::find(audience, "bank") != audience.end(), "not for us");
     require(claims.getIssuer() == "app", "from an unknown sender");
     require(now < claims.getExpirationTime() + leeway, "expired");
     if (claims.hasClaim(ReservedClaimNames::NOT_BEFORE)) require(claims.getNotBefore() <= now + leeway, "not yet");
-    require(seen.insert(claims.getJwtId()).second, "not for the first time");  // kept until the token expires
+    require(seen.insert(claims.getJwtId()).second, "received before");  // keep ids until they expire
 }
 
 struct Payment {
@@ -44,7 +44,7 @@ Payment paymentIn(const JWTClaims& claims) {
 
 const std::vector<std::string> received{
     R"({"jti":"1","iss":"app","aud":"bank","exp":1800000060,"amount":950.25,"payee":"Ada","tags":["rent","home"]})",
-    // Valid only with the leeway. A number without a fraction can be read as a double.
+    // Valid only because of the leeway. A number without a fraction can be read as a double.
     R"({"jti":"2","iss":"app","aud":["shop","bank"],"nbf":1800000020,"exp":1799999980,"amount":12,"payee":"Grace"})",
     R"({"jti":"2","iss":"app","aud":"bank","exp":1800000060})",
     R"({"jti":"3","iss":"app","aud":"shop","exp":1800000060})",

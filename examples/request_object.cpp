@@ -1,5 +1,4 @@
-// A request as a class: it becomes JSON text by listing its properties, and is read back by a constructor from a JSON
-// object.
+// Converts a class to JSON text and back. properties() lists the members to write; a constructor reads a JSON object.
 #include <cstdint>
 #include <iostream>
 #include <list>
@@ -46,7 +45,7 @@ class Position : public JsonSerializeObject, public JsonSerializeProtocol {
 
 class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol {
   public:
-    // Enumerations are never written to the JSON text.
+    // Enumerations are not written to JSON.
     enum class State { draft, sent };
 
     explicit TransferRequest(std::string payeeName, std::string payeeIban)
@@ -70,7 +69,7 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
         return {{
                     {"payee", payee},
                     {"positions", positions},
-                    {"note", note},    // left out while it is absent
+                    {"note", note},    // left out if empty
                     {"state", state},  // always left out
                     {"tags", tags},
                 },
@@ -78,7 +77,7 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
     }
 };
 
-// The properties of a TransferRequest, and one more.
+// Adds a property to TransferRequest.
 class StandingOrder : public TransferRequest {
   public:
     using TransferRequest::TransferRequest;

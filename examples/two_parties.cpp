@@ -1,6 +1,7 @@
-// Applications A and B exchange their public keys and a message, and show what travels between them.
+// Two applications, A and B, exchange public keys and a message. The program prints the parts of the token, and the
+// error for a changed token.
 //
-//     two_parties [FILE]     the message is the file's bytes, or a short text
+//     two_parties [FILE]     the message is the content of the file, or a short text
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
@@ -17,7 +18,7 @@ namespace {
 
 using namespace Torvane;
 
-// One application: its key pairs, of which only the public keys leave it, and its helper.
+// An application with its key pairs. Only public keys leave it.
 class Application {
   public:
     explicit Application(std::string name) : name_(std::move(name)) {
@@ -29,7 +30,7 @@ class Application {
     std::string encryptionKeyId() const { return name_ + "-enc"; }
     std::string publicJwkSet() const { return keys_.publicSet().encodeToString(); }
 
-    // The JWS inside a token for this application: decrypted but not verified, so only for display.
+    // Decrypts a token to the JWS inside. The JWS is not verified, so it is only for display.
     ByteBuffer innerToken(const ByteBuffer& token) const {
         const auto privateKey = keys_.find({.keyId = encryptionKeyId()}).front().platformKey();
         return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey).decryptJWE(token);
@@ -71,13 +72,13 @@ void printToken(std::string_view token, const std::vector<std::string>& partName
     }
 }
 
-// The token with one bit of its ciphertext flipped.
+// Returns the token with one bit of its ciphertext flipped.
 ByteBuffer tampered(const ByteBuffer& token) {
     const std::string text(asText(token));
     JsonWebStructure structure(text);
     std::string result;
     for (std::size_t i = 0; i < structure.components.size(); ++i) {
-        if (i == 3) structure.components[i].front() ^= 1;
+        if (i == 3) structure.components[i].front() ^= 1;  // the ciphertext
         if (i > 0) result += '.';
         result += encodeBase64url(structure.components[i]);
     }
@@ -97,14 +98,14 @@ int run(const ByteBuffer& message) {
     const auto token = helperOfA.encodeMessage(message);
     std::cout << "A sends a JWE of " << token.size() << " bytes:\n";
     printToken(asText(token), {"header", "encrypted key", "initialization vector", "ciphertext", "authentication tag"});
-    std::cout << "and inside it, once B has decrypted it, a JWS:\n";
+    std::cout << "After decryption, B has a JWS:\n";
     printToken(asText(b.innerToken(token)), {"header", "payload", "signature"});
 
     const auto decoded = helperOfB.decodeMessage(token);
     const bool same = decoded == message;
     std::cout << "B decodes " << decoded.size() << " bytes, " << (same ? "the same" : "NOT THE SAME") << ".\n\n";
 
-    std::cout << "One bit of the ciphertext is flipped on the way, and B sees:\n    ";
+    std::cout << "One bit of the ciphertext is flipped in transit. B gets this error:\n    ";
     try {
         std::cout << "no error: " << asText(helperOfB.decodeMessage(tampered(token))) << '\n';
         return 1;
