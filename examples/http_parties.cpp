@@ -86,7 +86,7 @@ class Bank {
     } catch (const std::exception& error) {
         std::cout << "the bank's log: " << error.what() << '\n';
         if (response.status != 413) response.status = 400;  // the server sets 413 for an oversized body
-        response.set_content("refused", std::string(URLRequestHeader::header_content_type_text_plain));
+        response.set_content("rejected", std::string(URLRequestHeader::header_content_type_text_plain));
     }
 
     std::mutex mutex_;

@@ -1,6 +1,6 @@
-"""Checks that each relative link of the pages leads to a file, and to a heading in it: check_links.py ROOT
+"""Checks that all relative links of the pages lead to existing files and headings: check_links.py ROOT
 
-Links from README.md have to lead to every page of docs/, directly or not.
+Every page must be reachable from README.md.
 """
 
 import pathlib
@@ -49,7 +49,7 @@ def main():
             file, _, anchor = link.partition("#")
             target = (page.parent / file).resolve() if file else page
             if not target.exists() or ROOT not in target.parents:
-                broken.append(f"{page.relative_to(ROOT)} links to {link}, which is not there")
+                broken.append(f"{page.relative_to(ROOT)} links to {link}, which does not exist")
             elif anchor and anchor not in anchors(target):
                 broken.append(f"{page.relative_to(ROOT)} links to {link}: there is no such heading")
             else:

@@ -1,4 +1,4 @@
-"""Fails when the pictures of docs/ are 60 kB or more together, or one is not well-formed: check_pictures.py ROOT"""
+"""Fails if the pictures in docs/ take 60 kB or more in total, or an SVG is malformed: check_pictures.py ROOT"""
 
 import pathlib
 import sys
@@ -15,4 +15,4 @@ size = sum(path.stat().st_size for path in pictures)
 if len(pictures) < 5:
     sys.exit(f"Only {len(pictures)} pictures were found.")
 if size >= LIMIT:
-    sys.exit(f"The pictures of docs/ take {size} bytes together; the limit is {LIMIT}.")
+    sys.exit(f"The pictures in docs/ take {size} bytes in total; the limit is {LIMIT}.")

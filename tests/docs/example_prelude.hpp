@@ -1,4 +1,4 @@
-// Names that the examples at the head of the public headers use without defining them.
+// Declarations for the examples in the public headers.
 #pragma once
 
 #include <iostream>

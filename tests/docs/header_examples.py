@@ -1,8 +1,8 @@
-"""Compiles the example in the comment at the head of each public header: header_examples.py FOLDER FEWEST
+"""Compiles the examples in the comments at the top of the public headers: header_examples.py FOLDER FEWEST
 
-FOLDER contains torvane/; at least FEWEST of its headers have to have an example. An example is what is indented by five
-spaces. It may use the names that example_prelude.hpp declares. A class is compiled in a namespace, anything else in a
-function.
+FOLDER contains torvane/. At least FEWEST of its headers must have an example: lines that are indented by five spaces.
+Examples may use the names that example_prelude.hpp declares. Definitions are compiled in a namespace, everything else
+in a function.
 Reads from the environment: CXX, TORVANE_SOURCE, TORVANE_BUILD (the build folder of the library).
 """
 
@@ -14,7 +14,7 @@ import sys
 
 WARNINGS = "-Wall -Wextra -Wpedantic -Wno-unused-variable -Wno-unused-but-set-variable -Werror".split()
 PRIVATE_FOLDERS = {"internal", "primitives"}
-# How a part begins that has to stand outside a function.
+# Start of code that must be outside a function.
 DEFINITIONS = re.compile(r"(class|struct|enum class|template|namespace|inline|using namespace)\b")
 
 
@@ -30,7 +30,7 @@ def example(header):
 
 
 def parts(lines):
-    """Yields the runs of lines between empty lines outside braces."""
+    """Splits the lines at empty lines outside braces."""
     part, depth = [], 0
     for number, text in [*lines, (0, "")]:
         depth += text.count("{") - text.count("}")
@@ -44,7 +44,7 @@ def parts(lines):
 
 
 def program(examples):
-    """Returns one translation unit with all the examples, each in a namespace of its own."""
+    """Returns one translation unit with all examples, each in a namespace of its own."""
     text = f'#include "{pathlib.Path(__file__).with_name("example_prelude.hpp")}"\n'
     text += "".join(f'#include "{header}"\n' for header, _ in examples)
     for index, (header, lines) in enumerate(examples):
@@ -60,11 +60,11 @@ def program(examples):
 
 
 def faults(examples):
-    """Returns the messages of the compiler, or an empty text when the examples compile."""
+    """Returns the messages of the compiler; empty if the examples compile."""
     folders = [f"-I{sys.argv[1]}", f"-I{os.environ['TORVANE_SOURCE']}", f"-I{os.environ['TORVANE_BUILD']}"]
     command = [os.environ["CXX"], "-std=c++20", "-fsyntax-only", *WARNINGS, *folders, "-x", "c++", "-"]
     done = subprocess.run(command, input=program(examples), text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return done.stdout or ("the compiler says nothing" if done.returncode else "")
+    return done.stdout or ("the compiler fails without a message" if done.returncode else "")
 
 
 def main():
@@ -75,7 +75,7 @@ def main():
     if len(examples) < int(sys.argv[2]):
         sys.exit(f"Only {len(examples)} of {len(headers)} headers have an example.")
     if together := faults(examples):
-        # Compiled one by one, since an unclosed brace also breaks the examples that follow.
+        # Compile these one by one, since an unclosed brace also breaks the examples after it.
         named = [(header, lines) for header, lines in examples if f"{header}:" in together]
         wrong = {header: fault for header, lines in named if (fault := faults([(header, lines)]))}
         wrong = wrong or {"all together": together}

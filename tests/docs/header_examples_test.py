@@ -1,4 +1,4 @@
-"""Checks that header_examples.py rejects wrong examples, and says why. Needs the environment of header_examples.py."""
+"""Tests header_examples.py with wrong examples, which it must reject. Needs the same environment variables."""
 
 import pathlib
 import subprocess
@@ -14,15 +14,15 @@ def header(line):
     return f"// A thing.\n//\n//     {line}\n//\n// The end.\n#pragma once\n"
 
 
-# What is wrong, the header, and a part of the message.
+# The fault, the header, and a part of the expected message.
 CASES = [
     ("nothing", GOOD, "2 examples of 2 headers compile"),
     ("nothing, with a class", CLASS, "2 examples of 2 headers compile"),
     ("nothing, with a name of the prelude", header("auto length = payload.size();"), "2 examples of 2 headers compile"),
-    ("a name that is not declared", header("undeclared();"), "torvane/b.hpp:3:"),
-    ("a result that is dropped", header("std::launder(new int);"), "torvane/b.hpp:3:"),
-    ("a brace that is not closed", header("if (true) {"), "These examples do not compile: torvane/b.hpp\n"),
-    ("code that is left out", header("for (int i : {1, 2}) ..."), "torvane/b.hpp:3:"),
+    ("an undeclared name", header("undeclared();"), "torvane/b.hpp:3:"),
+    ("an ignored result", header("std::launder(new int);"), "torvane/b.hpp:3:"),
+    ("an unclosed brace", header("if (true) {"), "These examples do not compile: torvane/b.hpp\n"),
+    ("an omission written as ...", header("for (int i : {1, 2}) ..."), "torvane/b.hpp:3:"),
     ("no example", "// A thing.\n#pragma once\n", "Only 1 of 2 headers have an example."),
 ]
 
@@ -40,7 +40,7 @@ def main():
                                     stderr=subprocess.STDOUT, text=True)
         is_expected = (result.returncode == 0) == what.startswith("nothing")
         if not is_expected or said not in result.stdout:
-            wrong.append(f"{what}: it ended with {result.returncode} and said:\n{result.stdout}")
+            wrong.append(f"{what}: exit code {result.returncode}, output:\n{result.stdout}")
     sys.exit("\n".join(wrong) or 0)
 
 

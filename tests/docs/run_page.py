@@ -1,7 +1,7 @@
-"""Tests every code block of a page: run_page.py PAGE. "Pages" in CONTRIBUTING.md says how.
+"""Tests every code block of a page: run_page.py PAGE. "Pages" in CONTRIBUTING.md describes the blocks.
 
-Reads from the environment: CXX, TORVANE_SOURCE, TORVANE_BUILD (the build folder of the library) and PATH, in which the
-command `torvane` is found where it is built.
+Reads from the environment: CXX, TORVANE_SOURCE, TORVANE_BUILD (the build folder of the library), and PATH, which must
+contain the command `torvane`.
 """
 
 import json
@@ -23,7 +23,7 @@ class Failure(Exception):
 
 
 def blocks(text):
-    """Yields for each block: the number of its first line, its tag, its lines, and whether a comment hides it."""
+    """Yields each block as the number of its first line, its tag, its lines, and whether a comment hides it."""
     opening, tag, found, previous = None, None, [], ""
     for number, line in enumerate(text.splitlines(), 1):
         if opening is None:
@@ -48,7 +48,7 @@ def blocks(text):
 
 
 def fits(expected, printed):
-    """Returns whether the page shows what was printed. "..." stands for any text in a line, or for any lines."""
+    """Compares the output that the page shows with the printed text. "..." matches any text in a line, or any lines."""
     pattern = "".join(
         r"(?:.*\n)*?" if line.strip() == "..." else ".*".join(map(re.escape, line.split("..."))) + r"\n"
         for line in expected
@@ -71,7 +71,7 @@ def run(what, command, **options):
 
 
 def commands(first, lines):
-    """Yields for each command of a transcript: its line number, the command, and the output that is shown."""
+    """Yields each command of a transcript as its line number, the command, and the output that the page shows."""
     command, shown, number = None, [], first
     for at, line in enumerate(lines, first):
         if line.startswith("$ "):
@@ -90,7 +90,7 @@ def commands(first, lines):
 
 class Page:
     def __init__(self, path, folder):
-        # The folder in which the commands run, and one that they do not see.
+        # Commands run in the first folder. The second one contains the program and the CMake projects.
         self.folder, self.hidden_folder = folder / "page", folder / "hidden"
         self.folder.mkdir()
         self.hidden_folder.mkdir()
@@ -105,7 +105,7 @@ class Page:
         return [(first, lines) for first, its_tag, lines, _ in self.blocks if its_tag == tag]
 
     def make_program(self):
-        """Compiles all C++ of the page as one program. Compiler messages give line numbers of the page."""
+        """Compiles all C++ of the page as one program. Compiler messages contain line numbers of the page."""
         text = "".join(f'#line {first} "{self.name}"\n' + "\n".join(lines) + "\n" for first, lines in self.of("cpp"))
         (self.hidden_folder / "main.cpp").write_text(text)
         packages = ["libcrypto", "libsecp256k1"]
@@ -139,7 +139,7 @@ class Page:
             raise Failure(f"{where} does not link with the library")
 
     def steps(self):
-        """Yields for each command, in order: where it stands, the command, and the output that is shown."""
+        """Yields each command in order, as its place in the page, the command, and the output that the page shows."""
         programs = [first for first, tag, _, _ in self.blocks if tag == "cpp"]
         output = [line for _, lines in self.of("output") for line in lines]
         for first, tag, lines, _ in self.blocks:

@@ -1,4 +1,4 @@
-"""Checks that run_page.py rejects wrong pages, and says why. Needs the environment of run_page.py."""
+"""Tests run_page.py with wrong pages, which it must reject. Needs the same environment variables."""
 
 import pathlib
 import subprocess
@@ -8,7 +8,7 @@ import tempfile
 RUN_PAGE = pathlib.Path(__file__).with_name("run_page.py")
 PROGRAM = "<!-- cpp\n#include <iostream>\nint main() {\n-->\n~~~cpp\nCODE\n~~~\n<!-- cpp\n}\n-->\n"
 
-# What is wrong, the page, and a part of the message. A page without a fault says how much ran.
+# The fault, the page, and a part of the expected message.
 CASES = [
     ("nothing", "~~~console\n$ echo one two three\none ... three\n$ false\n$ echo $?\n1\n~~~\n", "3 commands ran"),
     ("nothing, and the shell remembers", "~~~console\n$ x=7\n~~~\n\n~~~console\n$ echo $x\n7\n~~~\n", "2 commands ran"),
@@ -46,7 +46,7 @@ def main():
                                     text=True)
         is_expected = (result.returncode == 0) == what.startswith("nothing")
         if not is_expected or said not in result.stdout:
-            wrong.append(f"{what}: it ended with {result.returncode} and said:\n{result.stdout}")
+            wrong.append(f"{what}: exit code {result.returncode}, output:\n{result.stdout}")
     sys.exit("\n".join(wrong) or 0)
 
 
