@@ -247,6 +247,8 @@ void sweepAllocations(Code code, IsRight isRight) {
         try {
             result = code();
         } catch (const std::bad_alloc&) {
+        } catch (const JOSEError& error) {
+            EXPECT_EQ(error.underlying<std::bad_alloc>(), nullptr) << "allocation " << n;
         } catch (const Error&) {
         }
         Harness::untilFailure = 0;

@@ -81,8 +81,8 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
     ///         decryptingFailed with one text for everything that an attacker must not tell apart: an encrypted key
     ///         that does not open, a tag that does not fit, a wrong padding; SecurityError, or whatever an
-    ///         application's key store throws, when the key store fails; std::bad_alloc. No plaintext is released
-    ///         before the tag has been checked.
+    ///         application's key store throws, when the key store fails. std::bad_alloc when memory runs out. No
+    ///         plaintext is released before the tag has been checked.
     [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;
     /// The same for a token as text.
     [[nodiscard]] ByteBuffer decryptJWE(const TextLike auto& jweString) const { return decryptJWE(asBytes(jweString)); }

@@ -89,7 +89,7 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header ("crit", "zip", "b64" other than true, a value
     ///         that is not UTF-8). JOSEError JWEEncrypterError around the reason when the encryption fails:
     ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
-    ///         SecurityError; std::bad_alloc.
+    ///         SecurityError. std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                         bool isNested = false) const;
     [[nodiscard]] ByteBuffer encryptJWT(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},

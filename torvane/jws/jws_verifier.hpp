@@ -57,7 +57,7 @@ class TORVANE_EXPORT JWSVerifier {
     ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
     ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
-    ///         included; std::bad_alloc. What was already decoded of the payload is wiped.
+    ///         included. std::bad_alloc when memory runs out. What was already decoded of the payload is wiped.
     [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
     /// The same for a token as text.
     [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString) const { return verifyJWS(asBytes(jwsString)); }

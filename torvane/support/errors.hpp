@@ -3,8 +3,9 @@
 //     try {
 //         const Torvane::JsonWebKeySet set(Torvane::asBytes("not a key set"));
 //     } catch (const Torvane::JOSEError& error) {
-//         if (error.errorCase() == Torvane::JOSEError::Case::cannotDecodeJWK) std::cerr << error.errorDescription() <<
-//         '\n'; if (const auto* cause = error.underlying<Torvane::JOSE::JOSESwiftError>()) std::clog << *cause << '\n';
+//         const bool isMalformed = error.errorCase() == Torvane::JOSEError::Case::cannotDecodeJWK;
+//         std::cerr << (isMalformed ? "Not a key set: " : "") << error.errorDescription() << '\n';
+//         if (const auto* cause = error.underlying<Torvane::JOSE::JOSESwiftError>()) std::clog << *cause << '\n';
 //     }
 //
 // Errors are values: cheap to copy, comparable, and safe to pass to another thread.

@@ -24,7 +24,7 @@
 
 namespace Torvane {
 
-/// Runs the operation and returns what it throws, or null. std::bad_alloc is not kept but passes.
+/// Runs the operation and returns what it throws, or null. Only std::bad_alloc passes.
 template <class Operation>
 std::exception_ptr errorOf(const Operation& operation) {
     try {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <optional>
 #include <type_traits>
 
@@ -22,11 +23,14 @@ JOSEError wrapCurrentError(Wrap wrap) {
     }
 }
 
-/// Returns what the operation returns, and wraps whatever it throws: also a JOSEError, and std::bad_alloc.
+/// Returns what the operation returns, and wraps whatever it throws, also a JOSEError. Only std::bad_alloc passes
+/// unchanged: it says nothing about the input.
 template <class Wrap, class Operation>
 decltype(auto) wrapErrors(Wrap wrap, const Operation& operation) {
     try {
         return operation();
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (...) {
         throw wrapCurrentError(wrap);
     }
@@ -38,6 +42,8 @@ decltype(auto) wrapErrorsExceptJOSEErrors(Wrap wrap, const Operation& operation)
     try {
         return operation();
     } catch (const JOSEError&) {
+        throw;
+    } catch (const std::bad_alloc&) {
         throw;
     } catch (...) {
         throw wrapCurrentError(wrap);
