@@ -82,7 +82,7 @@ void measureMessages() {
 }
 
 JsonWebKey loadKey(const std::string& pem, JWKUse use, const char* id) {
-    return {SoftwareKeyStore::load(asBytes(pem)), KeyClass::privateKey, KeyType::RSA2048Key, use, id};
+    return {SoftwareKeyStore::load(asBytes(pem)), use, id};
 }
 
 void measureSets() {

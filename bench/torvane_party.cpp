@@ -6,13 +6,10 @@ namespace Bench {
 namespace {
 
 using namespace Torvane;
-using Zennet::KeyClass, Zennet::KeyType;
 
 struct KeyPair {
     KeyPair(const std::string& pem, JWKUse use, const char* id)
-        : secKey(SoftwareKeyStore::load(asBytes(pem))),
-          own(secKey, KeyClass::privateKey, KeyType::RSA2048Key, use, id),
-          peers(secKey.publicKey(), KeyClass::publicKey, KeyType::RSA2048Key, use, id) {}
+        : secKey(SoftwareKeyStore::load(asBytes(pem))), own(secKey, use, id), peers(own.publicHalf()) {}
 
     SecKey secKey;
     JsonWebKey own, peers;

@@ -39,8 +39,8 @@ int main() {
 
     JWTClaims claims;
     claims.setIssuer("consumer").setClaim("payment", Payment().toJsonString());
-    const auto token = helper.encodeMessage(asBytes(claims.toJsonString()));
-    const auto received = fromJsonString<JWTClaims>(asText(helper.decodeMessage(token)));
+    const auto token = helper.encodeMessage(claims.toJsonString());
+    const auto received = fromJsonString<JWTClaims>(helper.decodeMessageToString(token));
     std::cout << received.getIssuer() << " sends " << received.getClaimValue<std::string>("payment") << '\n';
 
     try {
@@ -49,7 +49,7 @@ int main() {
         std::cout << error.errorDescription() << '\n';
     }
     try {
-        openKey("missing.pem", KeyClass::privateKey);
+        static_cast<void>(openKey("missing.pem", KeyClass::privateKey));
     } catch (const KeyStoreError& error) {
         std::cout << error.errorDescription() << '\n';
     }

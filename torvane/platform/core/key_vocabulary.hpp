@@ -119,8 +119,8 @@ enum class KeyClass {
 };
 
 /// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `whose` says what for,
-/// for example `the PIN of the token "app"`. A store calls it from the thread of the operation that needs the secret,
-/// and never from two threads at once. An exception that it throws reaches the caller of that operation.
+/// for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the operation that needs the
+/// secret, and never from two threads at once. An exception that it throws reaches the caller of that operation.
 using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view whose)>;
 
 }  // namespace Torvane

@@ -50,11 +50,11 @@ namespace Torvane {
 ///
 /// @param uri the URI or path; a path names a file that does not exist yet.
 /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
-/// @param secret gives the PIN of the device, or the passphrase of the new file, which is then encrypted with AES-256
-///        under a key from PBKDF2 with 600,000 rounds; without a passphrase the file is not encrypted.
+/// @param secret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the file is
+///        encrypted with AES-256 under a key from PBKDF2 with 600,000 rounds; without one it is not encrypted.
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
-///         the device has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After an error
-///         there is no new file.
+///         the PKCS #11 token has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After
+///         an error there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret = {});
 
 /// Makes an EC key pair at a URI, as generateRSAKeyAt() makes an RSA key pair, and returns the private key.
