@@ -34,7 +34,7 @@ class Goal:
         if figure >= self.limit if self.at_least else figure <= self.limit:
             return "met"
         factor = self.limit / figure if self.at_least else figure / self.limit
-        return f"missed by {factor:.3f} times"
+        return f"missed by a factor of {factor:.3f}"
 
     def best_peer(self, results):
         """Returns (figure, name) of the best peer, or None if no peer was measured."""

@@ -17,7 +17,7 @@ KINDS = [
     ("JSON", r"nlohmann|Value(Builder|Reader)|[jJ]son(?!Web)|JSON"),
     ("strings, vectors, maps", r":([a-z]+ )?std::|libstdc"),
     ("the rest of the library", r"\bTorvane::"),
-    ("all else", r""),
+    ("everything else", r""),
 ]
 LINE = re.compile(r"^ *([\d,]+) \([^)]*\)  (.*)$")
 
@@ -54,5 +54,5 @@ def block(folder, enc, size):
         except ValueError:  # one of the four runs is missing
             return "Not measured.\n"
     rows = [[kind, *(tables.count(kinds[kind]) for kinds in by_operation)] for kind, _ in KINDS]
-    rows.append(["all", *(tables.count(sum(kinds.values())) for kinds in by_operation)])
+    rows.append(["total", *(tables.count(sum(kinds.values())) for kinds in by_operation)])
     return tables.table(["instructions above the floor", *operations], rows)

@@ -116,7 +116,8 @@ std::string describeDifference(const std::string& who, const std::string& enc) {
     auto& party = findParty(who, enc);
     const auto algorithm = party.keyManagement();
     if (algorithm == "RSA-OAEP-256") return "";
-    return algorithm + (&findPartner(party, enc) == &party ? ", which torvane rejects: decodes only its own tokens" : "");
+    return "uses " + algorithm +
+           (&findPartner(party, enc) == &party ? ", which torvane rejects, so it decodes only its own tokens" : "");
 }
 
 }  // namespace Bench

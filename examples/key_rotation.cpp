@@ -1,6 +1,7 @@
-// A shop rotates its keys without losing a message. It publishes the new keys beside the old ones, and waits until its
-// bank has them. Then it uses the new keys, waits until no message for the old ones is in transit, and removes the old
-// keys. The header of each token contains the id of the key that it needs ("kid").
+// A shop rotates its keys without losing a message. It publishes the new keys beside the old ones, and its bank chooses
+// the encryption key by its id. The shop waits until the bank has the new keys, uses them, waits until no message for
+// the old ones is in transit, and removes the old keys. The header of each token contains the id of the key that it
+// needs ("kid").
 #include <iostream>
 #include <optional>
 #include <string>

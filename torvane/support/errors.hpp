@@ -39,7 +39,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
         claimNotFoundInJWT,    ///< The claim is missing. An "aud" that is neither a string nor a list of strings counts
                                ///< as missing.
         malformedClaim,        ///< The claim has another type than the one asked for.
-        invalidJOSEComponent,  ///< The text is not a compact token: it has no dot, or a part is not base64url.
+        invalidJOSEComponent,  ///< The text is not a compact token: it has no dot, or a part is empty or not base64url.
         curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where an RSA or EC key is needed.
         initializationError,   ///< For an application's own classes; the library never throws it.
     };
