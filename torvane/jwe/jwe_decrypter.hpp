@@ -74,8 +74,7 @@ class TORVANE_EXPORT JWEDecrypter {
     /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
     ///
     /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header
-    /// members "alg", "enc", "crit", "zip" and "b64" are checked, under ECDH-ES also "epk", "apu" and "apv"; the "kid"
-    /// is not compared.
+    /// is checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
     /// @returns the plaintext exactly as it was encrypted, in memory that may be up to a cipher block larger.
     /// @throws JOSEError JWEDecrypterError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed token
     ///         or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and

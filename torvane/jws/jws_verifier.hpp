@@ -51,7 +51,7 @@ class TORVANE_EXPORT JWSVerifier {
     /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
     ///
     /// The token is ASCII text of any length: three parts in canonical unpadded base64url, joined by dots. The payload
-    /// may be empty. Only the header members "alg", "crit", "zip" and "b64" are checked.
+    /// may be empty. The header is checked as JOSE::JWSHeader says; its "kid" is not compared.
     /// @returns the payload exactly as it was signed.
     /// @throws JOSEError JWSVerificationError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed
     ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed

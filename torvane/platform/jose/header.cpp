@@ -50,6 +50,9 @@ const std::string& Header::rejectMember(const char* name) {
 
 void Header::check() const {
     requireString("alg");
+    for (const auto* name : {"kid", "typ", "cty", "jku", "x5u", "x5t", "x5t#S256"}) {
+        if (parameters_.contains(name)) requireString(name);
+    }
     const auto reject = [](const char* why) { throw JOSESwiftError::parsingFailed(why); };
     if (parameters_.contains("crit")) reject("The header's \"crit\" names extensions, and none is supported.");
     if (parameters_.contains("zip")) reject("The header's \"zip\" asks for compression, which is not supported.");

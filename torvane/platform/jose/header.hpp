@@ -12,9 +12,10 @@
 
 namespace Torvane::JOSE {
 
-/// What the two headers have in common. Both reject an "alg" that is missing or not a string, any "crit" (no extension
-/// is supported), a "b64" other than true (RFC 7797), any "zip" (nothing is decompressed), and a value that is not
-/// JSON. A moved-from header has no members.
+/// What the two headers have in common. Both reject an "alg" that is missing or not a string; a "kid", "typ", "cty",
+/// "jku", "x5u", "x5t" or "x5t#S256" that is not a string; any "crit" (no extension is supported); a "b64" other than
+/// true (RFC 7797); any "zip" (nothing is decompressed); and a value that is not JSON. A moved-from header has no
+/// members.
 class TORVANE_EXPORT Header {
   public:
     /// All members, including those that the library does not know.
