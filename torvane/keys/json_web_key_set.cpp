@@ -10,6 +10,7 @@
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
+#include "torvane/platform/key_library/internal/secp256k1_key.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
 #include "torvane/support/errors.hpp"
 #include "torvane/support/internal/wrap_errors.hpp"
@@ -28,18 +29,19 @@ std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*d
 JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
     if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
+    const JOSEError missing = JOSEError::invalidKeyFormat("Missing key components");
     const auto x = decoded(stringMember(entry, "x"), decodeBase64url);
     const auto y = decoded(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
-    if (!x || !y || keyId == nullptr) throw JOSEError::invalidKeyFormat("Missing key components");
+    if (!x || !y || keyId == nullptr) throw missing;
+    const auto publicKey = Zennet::makeSecp256k1PublicKey(*x, *y);
+    if (!publicKey) throw missing;
 
-    ByteBuffer point{0x04};
-    point.insert(point.end(), x->begin(), x->end());
-    point.insert(point.end(), y->begin(), y->end());
-    const Zennet::PublicKey publicKey(point, KeyType::SECP256K1Key);
     const auto scalar = decoded(stringMember(entry, "d"), decodeSecretBase64url);
-    if (!scalar) return {publicKey, JWKUse::JWK_SIG, *keyId};
-    return {Zennet::PrivateKey(*scalar, KeyType::SECP256K1Key), JWKUse::JWK_SIG, *keyId, publicKey};
+    if (!scalar) return {*publicKey, JWKUse::JWK_SIG, *keyId};
+    const auto privateKey = Zennet::makeSecp256k1PrivateKey(*scalar, *publicKey);
+    if (!privateKey) throw missing;
+    return {*privateKey, JWKUse::JWK_SIG, *keyId, *publicKey};
 }
 
 JsonWebKey keyFrom(const JSONValue& entry) {

@@ -40,10 +40,12 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// Reads a JWK Set from a JSON object: public RSA keys, public EC keys on P-256, P-384 and P-521, and secp256k1
     /// keys, which are private keys with a pairing key if they have a "d", and always have the use JWK_SIG.
     /// @param jwksDictionary the object. Its "keys" is a list of objects with string members only. A secp256k1 key
-    ///        needs "alg" with the value "ES256K", "kid", "x" and "y".
+    ///        needs "alg" with the value "ES256K", "kid", and an "x" and a "y" of 32 bytes each. A "d" that is not
+    ///        base64url is ignored.
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
-    ///         "EC", or the set has no keys; algorithmNotSupported and invalidKeyFormat for a secp256k1 key without the
-    ///         members above. JsonSerializeError failedToParseJson for a member that is not UTF-8.
+    ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
+    ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
+    ///         the private key of that point. JsonSerializeError failedToParseJson for a member that is not UTF-8.
     ///         JOSE::JOSESwiftError for another key that cannot be read. The first bad key fails the whole set, and
     ///         nothing is constructed.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);

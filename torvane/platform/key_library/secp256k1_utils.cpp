@@ -3,11 +3,35 @@
 #include "torvane/platform/core/random.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/key_library/internal/secp256k1_key.hpp"
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
 
 namespace Torvane::Zennet {
 
 namespace Curve = Crypto::Secp256k1;
+
+namespace {
+
+bool isPair(ByteView scalar, const Curve::Point& point) {
+    return Curve::isPrivateKey(scalar) && Curve::derivePublicPoint(scalar) == point;
+}
+
+}  // namespace
+
+std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y) {
+    if (x.size() != Curve::coordinateSize || y.size() != Curve::coordinateSize) return std::nullopt;
+    ByteBuffer encoded{0x04};
+    encoded.insert(encoded.end(), x.begin(), x.end());
+    encoded.insert(encoded.end(), y.begin(), y.end());
+    if (!Curve::parsePublicPoint(encoded)) return std::nullopt;
+    return PublicKey(encoded, KeyType::SECP256K1Key);
+}
+
+std::optional<PrivateKey> makeSecp256k1PrivateKey(ByteView scalar, const PublicKey& publicKey) {
+    const auto point = publicKey.keyData() ? Curve::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
+    if (!point || !isPair(scalar, *point)) return std::nullopt;
+    return PrivateKey(scalar, KeyType::SECP256K1Key);
+}
 
 bool Secp256k1Utils::isSecp256k1Key(const Key& key) noexcept {
     return key.keyType() && key.keyType()->curve() == SECP256K1CURVE;
@@ -21,14 +45,15 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
     ByteView scalar;
     if (privateKey) {
         scalar = privateKey->keyData().value_or(ByteView());
-        if (!Curve::isPrivateKey(scalar) || Curve::derivePublicPoint(scalar) != *point) return std::nullopt;
+        if (!isPair(scalar, *point)) return std::nullopt;
     }
 
     const auto coordinate = [&point](std::size_t offset) {
-        return encodeBase64url(ByteView(*point).subspan(offset, Curve::scalarSize));
+        return encodeBase64url(ByteView(*point).subspan(offset, Curve::coordinateSize));
     };
-    JSONValue::Object jwk{{"kty", "EC"},         {"crv", SECP256K1CURVE}, {"x", coordinate(1)},
-                          {"y", coordinate(33)}, {"kid", keyId},          {"alg", "ES256K"}};
+    JSONValue::Object jwk{{"kty", "EC"},        {"crv", SECP256K1CURVE},
+                          {"x", coordinate(1)}, {"y", coordinate(1 + Curve::coordinateSize)},
+                          {"kid", keyId},       {"alg", "ES256K"}};
     if (!JSONSerialization::isValidJSONObject(jwk)) return std::nullopt;
     auto text = JSONSerialization::data(jwk);
     if (privateKey) {

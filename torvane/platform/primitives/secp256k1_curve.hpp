@@ -12,6 +12,7 @@
 namespace Torvane::Crypto::Secp256k1 {
 
 inline constexpr std::size_t scalarSize = 32;
+inline constexpr std::size_t coordinateSize = 32;
 inline constexpr std::size_t digestSize = 32;
 inline constexpr std::size_t signatureSize = 64;
 

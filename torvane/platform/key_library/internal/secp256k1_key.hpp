@@ -1,0 +1,17 @@
+// secp256k1 keys from the values of their JWKs (RFC 8812, section 3.1), checked.
+#pragma once
+
+#include <optional>
+
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/key_library/key.hpp"
+
+namespace Torvane::Zennet {
+
+/// The public key with these coordinates; nothing unless both have 32 bytes and are a point of the curve.
+std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y);
+
+/// The private key with this scalar; nothing unless it is 32 bytes and belongs to the public key.
+std::optional<PrivateKey> makeSecp256k1PrivateKey(ByteView scalar, const PublicKey& publicKey);
+
+}  // namespace Torvane::Zennet
