@@ -42,6 +42,12 @@ json faulty(const json& row) {
     return jwk;
 }
 
+std::vector<std::string> namesOf(const JWK& jwk) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : jwk.parameters()) names.push_back(name);
+    return names;
+}
+
 TEST(JWK, RefusesPublicMembersThatAreNoNumbers) {
     forEachHostileRow("hostile_keys.json", "publicMembers", 54, [](const json& row) {
         EXPECT_REFUSED(publicFrom(faulty(row)), row["error"]);
@@ -81,6 +87,18 @@ TEST(JWK, KeepsUnknownStringsAndNothingPrivateOrOfAnotherKind) {
         EXPECT_EQ(jwk["d"], std::nullopt);
     }
     EXPECT_EQ(json::parse(setOf(full).jsonData()).at("keys").at(1), expected);
+}
+
+TEST(JWK, KeepsNoPrivateMemberThatIsGivenAsAnAdditionalOne) {
+    const StringMap additional{{"d", "1"},  {"p", "1"}, {"q", "1"},   {"dp", "1"},   {"dq", "1"},
+                               {"qi", "1"}, {"k", "1"}, {"oth", "1"}, {"use", "sig"}};
+    const JOSE::RSAPublicKey rsa(publicKey(rsaSig), additional);
+    const JOSE::ECPublicKey ec(publicKey(ecP256), additional);
+    EXPECT_EQ(namesOf(rsa), (std::vector<std::string>{"e", "kty", "n", "use"}));
+    EXPECT_EQ(namesOf(ec), (std::vector<std::string>{"crv", "kty", "use", "x", "y"}));
+    auto published = rsa.parameters();
+    published["oth"] = "1";
+    EXPECT_EQ(namesOf(JWK::initFrom(toJSONObject(published))), namesOf(rsa));
 }
 
 TEST(JWK, ThumbprintIsThatOfRfc7638AndOfNothingThatTextWritesInTwoWays) {

@@ -13,8 +13,12 @@
 namespace Torvane::JOSE {
 namespace {
 
-// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1. "oth" is a list, and lists are ignored.
-constexpr std::array<std::string_view, 7> privateMembers{"d", "p", "q", "dp", "dq", "qi", "k"};
+// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1.
+constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
+
+bool isPrivate(std::string_view name) {
+    return std::ranges::find(privateMembers, name) != privateMembers.end();
+}
 
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
@@ -107,11 +111,14 @@ StringMap publicStrings(const JSONValue::Object& members) {
     StringMap strings;
     for (const auto& [name, value] : members) {
         const auto* string = value.as<std::string>();
-        if (string && std::find(privateMembers.begin(), privateMembers.end(), name) == privateMembers.end()) {
-            strings.emplace(name, *string);
-        }
+        if (string && !isPrivate(name)) strings.emplace(name, *string);
     }
     return strings;
+}
+
+StringMap withoutPrivateMembers(StringMap parameters) {
+    std::erase_if(parameters, [](const auto& parameter) { return isPrivate(parameter.first); });
+    return parameters;
 }
 
 StringMap rsaParameters(const SecKey& key, StringMap parameters) {
@@ -219,9 +226,9 @@ std::optional<std::string> JWK::jsonString() const {
 }
 
 RSAPublicKey::RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(rsaParameters(publicKey, std::move(additionalParameters)), publicKey) {}
+    : JWK(rsaParameters(publicKey, withoutPrivateMembers(std::move(additionalParameters))), publicKey) {}
 
 ECPublicKey::ECPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(ecParameters(publicKey, std::move(additionalParameters)), publicKey) {}
+    : JWK(ecParameters(publicKey, withoutPrivateMembers(std::move(additionalParameters))), publicKey) {}
 
 }  // namespace Torvane::JOSE

@@ -106,8 +106,7 @@ class TORVANE_EXPORT JWK {
 /// The JWK of an RSA public key; it adds nothing to JWK but constructors.
 class TORVANE_EXPORT RSAPublicKey : public JWK {
   public:
-    /// The additional members, and "kty", "n" and "e" of the platform key, which win over additional members of the
-    /// same name.
+    /// "kty", "n" and "e" of the platform key, and the additional members with other names, except private ones.
     /// @throws JOSESwiftError unsupportedKey unless it is a public RSA key.
     RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters);
     /// Reads any source that JWK::initFrom() reads.
@@ -124,8 +123,7 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
 /// The JWK of an EC public key; it adds nothing to JWK but constructors.
 class TORVANE_EXPORT ECPublicKey : public JWK {
   public:
-    /// The additional members, and "kty", "crv", "x" and "y" of the platform key, which win over additional members of
-    /// the same name.
+    /// "kty", "crv", "x" and "y" of the platform key, and the additional members with other names, except private ones.
     /// @throws JOSESwiftError unsupportedKey unless it is a public EC key.
     ECPublicKey(const SecKey& publicKey, StringMap additionalParameters);
     /// Reads any source that JWK::initFrom() reads.
