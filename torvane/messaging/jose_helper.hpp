@@ -9,11 +9,9 @@
 //     std::string answer = helper.decodeMessageToString(theirToken);
 #pragma once
 
-#include <concepts>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key_set.hpp"
@@ -48,13 +46,16 @@ class TORVANE_EXPORT JOSEHelper {
     /// @param rawMessage any bytes, or text as it is, of any length, also empty.
     /// @returns the compact JWE: ASCII text in five parts, in which the message takes 16/9 of its size. Exactly as much
     ///          memory is allocated as the token takes.
-    /// @throws JOSEError, in this order: missingKey when there is not exactly one signing key, or not exactly one
-    ///         encryption key with a platform key; algorithmNotSupported for an unknown signature algorithm;
-    ///         JWSSignerError as JWSSigner::signJWT(); algorithmNotSupported for an unknown key management or content
-    ///         encryption algorithm; invalidKeyFormat for an encryption key that does not fit. Then
-    ///         JOSE::JOSESwiftError parsingFailed for rejected extra parameters of the JWE header, and JOSEError
-    ///         JWEEncrypterError as JWEEncrypter::encryptJWT(). The errors listed after JWSSignerError are thrown when
-    ///         the message has been signed, once. std::bad_alloc when memory runs out.
+    /// @throws JOSEError unless another type is given, in this order; from the fifth on, after the message was signed:
+    ///         - missingKey: there is not exactly one signing key;
+    ///         - missingKey: there is not exactly one encryption key, or it has no platform key;
+    ///         - algorithmNotSupported: unknown signature algorithm;
+    ///         - JWSSignerError: as JWSSigner::signJWT();
+    ///         - algorithmNotSupported: unknown key management or content encryption algorithm;
+    ///         - invalidKeyFormat: the encryption key does not fit its algorithm;
+    ///         - JOSE::JOSESwiftError parsingFailed: rejected extra parameters of the JWE header;
+    ///         - JWEEncrypterError: as JWEEncrypter::encryptJWT().
+    /// @throws std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encodeMessage(ByteView rawMessage) const;
     [[nodiscard]] ByteBuffer encodeMessage(const TextLike auto& rawMessage) const {
         return encodeMessage(asBytes(rawMessage));
@@ -81,14 +82,20 @@ class TORVANE_EXPORT JOSEHelper {
     /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
     /// @returns the message exactly as the peer encoded it, in memory that has room for a third more: shrink_to_fit()
     ///          gives that back.
-    /// @throws JOSEError, in this order: invalidJOSEComponent for a token that is no compact serialisation; missingKey
-    ///         when there is not exactly one decryption key with a platform key; algorithmNotSupported for an unknown
-    ///         key management or content encryption algorithm; invalidKeyFormat for a decryption key that does not fit;
-    ///         JWEDecrypterError as JWEDecrypter::decryptJWE(); invalidJOSEComponent for a plaintext that is no compact
-    ///         serialisation; missingKey when there is no verification key; algorithmNotSupported for an unknown
-    ///         signature algorithm; JWSVerificationError as JWSVerifier::verifyJWS(), of the last key. The text of
-    ///         invalidJOSEComponent quotes the part at fault, so it is not meant for the sender. std::bad_alloc when
-    ///         memory runs out. After any error nothing of the message is released, and what was decrypted is wiped.
+    /// @throws JOSEError, in this order:
+    ///         - invalidJOSEComponent: the token is not a compact serialisation;
+    ///         - missingKey: there is not exactly one decryption key, or it has no platform key;
+    ///         - algorithmNotSupported: unknown key management or content encryption algorithm;
+    ///         - invalidKeyFormat: the decryption key does not fit its algorithm;
+    ///         - JWEDecrypterError: as JWEDecrypter::decryptJWE();
+    ///         - invalidJOSEComponent: the plaintext is not a compact serialisation;
+    ///         - missingKey: there is no verification key;
+    ///         - algorithmNotSupported: unknown signature algorithm;
+    ///         - JWSVerificationError: as JWSVerifier::verifyJWS(), of the last key.
+    /// @throws std::bad_alloc when memory runs out.
+    ///
+    /// After any error nothing of the message is released, and what was decrypted is wiped. The text of
+    /// invalidJOSEComponent quotes the part at fault, which may be text of the message: do not show it to the sender.
     [[nodiscard]] ByteBuffer decodeMessage(ByteView encodedMessage) const;
     [[nodiscard]] ByteBuffer decodeMessage(const TextLike auto& encodedMessage) const {
         return decodeMessage(asBytes(encodedMessage));

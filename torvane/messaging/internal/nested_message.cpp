@@ -55,7 +55,7 @@ std::optional<std::string> keyIdOf(const std::optional<Received>& received, Byte
 
 ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const JOSE::HeaderParameters& jwsHeaders,
                                const PreparedEncrypter& encrypter, const JOSE::HeaderParameters& jweHeaders) {
-    auto jws = makeSigned<JOSE::JWSWriter>(signer, message, jwsHeaders);
+    auto jws = makeWithHeader<JOSE::JWSWriter>(signer, message, jwsHeaders);
     const auto nextChunk = [&] { return wrapErrors(JOSEError::JWSSignerError, [&] { return jws.nextChunk(); }); };
 
     std::optional<JOSE::JWEWriter> jwe;

@@ -11,7 +11,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "torvane/jwe/jwe_decrypter.hpp"
 #include "torvane/jwe/jwe_encrypter.hpp"

@@ -1,6 +1,7 @@
 // Keys as objects of a PKCS #11 token: found by name, read as far as they are public, and generated.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 

@@ -3,6 +3,7 @@
 // All functions throw CallFailure, and KeyStoreError notSupported for what the token does not support.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "torvane/platform/core/bytes.hpp"

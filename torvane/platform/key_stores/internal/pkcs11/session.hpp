@@ -7,7 +7,6 @@
 #include <memory>
 #include <optional>
 #include <p11-kit/p11-kit.h>
-#include <span>
 #include <string>
 #include <vector>
 

@@ -71,6 +71,7 @@ std::unique_ptr<Session> Token::acquireSession(CK_FLAGS flags) {
 }
 
 void Token::releaseSession(std::unique_ptr<Session> session, Condition condition) noexcept {
+    // Without the lock: driverFile_ does not change before this lease ends.
     if (condition == Condition::lost) markLost(driverFile_);
     const std::lock_guard lock(mutex_);
     if (!isLost_) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -113,8 +114,8 @@ class Token {
     // Held while a PIN is asked for, so that there is one prompt at a time.
     std::mutex promptMutex_;
 
-    // Guards all that follows. From description_ to connection_ nothing changes while a session is leased, so leases
-    // read those without it.
+    // Guards all that follows, and is locked after the registry's mutex where both are held. From description_ to
+    // connection_ nothing changes while a session is leased, so leases read those without it.
     std::mutex mutex_;
     std::condition_variable changed_;
     std::string description_;
