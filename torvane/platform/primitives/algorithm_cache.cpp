@@ -17,12 +17,31 @@ auto withHash(HashFunction hash, Use use) {
     return use.template operator()<HashFunction::SHA512>();
 }
 
-const EVP_CIPHER* fetchCipher(const char* name) {
-    return check(EVP_CIPHER_fetch(nullptr, name, nullptr), "find AES");
-}
+// AES in one mode, for keys of 16, 24 and 32 bytes.
+class AesCiphers {
+  public:
+    AesCiphers(const char* aes128, const char* aes192, const char* aes256)
+        : aes128_(fetch(aes128)), aes192_(fetch(aes192)), aes256_(fetch(aes256)) {}
 
-// The context that makeHmac() copies. It has a meaningless key, since some releases of OpenSSL copy no context without
-// one.
+    [[nodiscard]] const EVP_CIPHER* forKeyOf(std::size_t size) const {
+        switch (size) {
+            case 16: return aes128_;
+            case 24: return aes192_;
+            case 32: return aes256_;
+            default: fail("find AES for a key of this size");
+        }
+    }
+
+  private:
+    static const EVP_CIPHER* fetch(const char* name) {
+        return check(EVP_CIPHER_fetch(nullptr, name, nullptr), "find AES");
+    }
+
+    const EVP_CIPHER *aes128_, *aes192_, *aes256_;
+};
+
+// The context that makeHmacContext() copies. It has a meaningless key, since some releases of OpenSSL copy no context
+// without one.
 EVP_MAC_CTX* makeHmacTemplate(HashFunction hash) {
     const Mac mac(check(EVP_MAC_fetch(nullptr, OSSL_MAC_NAME_HMAC, nullptr), "find HMAC"));
     MacContext context(check(EVP_MAC_CTX_new(mac.get()), "set up HMAC"));
@@ -45,16 +64,16 @@ const EVP_MD* fetchDigest(HashFunction hash) {
 }
 
 const EVP_CIPHER* fetchAesGcm(std::size_t keySize) {
-    static const std::array ciphers{fetchCipher("AES-128-GCM"), fetchCipher("AES-192-GCM"), fetchCipher("AES-256-GCM")};
-    return ciphers.at(keySize / 8 - 2);
+    static const AesCiphers ciphers("AES-128-GCM", "AES-192-GCM", "AES-256-GCM");
+    return ciphers.forKeyOf(keySize);
 }
 
 const EVP_CIPHER* fetchAesCbc(std::size_t keySize) {
-    static const std::array ciphers{fetchCipher("AES-128-CBC"), fetchCipher("AES-192-CBC"), fetchCipher("AES-256-CBC")};
-    return ciphers.at(keySize / 8 - 2);
+    static const AesCiphers ciphers("AES-128-CBC", "AES-192-CBC", "AES-256-CBC");
+    return ciphers.forKeyOf(keySize);
 }
 
-MacContext makeHmac(HashFunction hash) {
+MacContext makeHmacContext(HashFunction hash) {
     const auto* const hmacTemplate = withHash(hash, []<HashFunction value>() {
         static const auto* const context = makeHmacTemplate(value);
         return context;

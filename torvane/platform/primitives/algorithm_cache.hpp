@@ -22,6 +22,6 @@ const EVP_CIPHER* fetchAesCbc(std::size_t keySize);
 /// @}
 
 /// A new HMAC context for the caller alone. It has a meaningless key: set the real one before use.
-MacContext makeHmac(HashFunction hash);
+MacContext makeHmacContext(HashFunction hash);
 
 }  // namespace Torvane::Crypto

@@ -41,7 +41,7 @@ class KeyBuilder {
   private:
     void pushNumber(const char* name, ByteView bytes, BIGNUM* allocated) {
         Bignum number(check(allocated, "set up a key"));
-        check(BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), number.get()), "read a number");
+        check(BN_bin2bn(bytes.data(), toInt(bytes.size(), "read a number"), number.get()), "read a number");
         check(OSSL_PARAM_BLD_push_BN(builder_.get(), name, number.get()), "set up a key");
         numbers_.push_back(std::move(number));
     }

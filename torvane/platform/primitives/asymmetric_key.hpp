@@ -3,6 +3,8 @@
 // Keys that are not consistent are rejected: an even modulus, a point off its curve, a private value of another key.
 #pragma once
 
+#include <cstddef>
+
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/primitives/openssl.hpp"

@@ -3,8 +3,8 @@
 // No function checks the sizes of key and IV: the caller's algorithm determines them.
 #pragma once
 
+#include <cstddef>
 #include <memory>
-#include <optional>
 #include <span>
 
 #include "torvane/platform/core/bytes.hpp"

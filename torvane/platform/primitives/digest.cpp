@@ -28,7 +28,7 @@ ByteBuffer Digest::finish() {
     return result;
 }
 
-Hmac::Hmac(HashFunction hash, ByteView key) : context_(makeHmac(hash)), size_(digestSize(hash)) {
+Hmac::Hmac(HashFunction hash, ByteView key) : context_(makeHmacContext(hash)), size_(digestSize(hash)) {
     check(EVP_MAC_init(context_.get(), key.data(), key.size(), nullptr), "set up HMAC");
 }
 

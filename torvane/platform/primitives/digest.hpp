@@ -1,7 +1,7 @@
 // Digests (SHA-1 and SHA-2), HMAC, and comparison in constant time.
 #pragma once
 
-#include <span>
+#include <cstddef>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"

@@ -1,6 +1,7 @@
 // Key derivation and key wrapping: the Concat KDF (RFC 7518, section 4.6.2) and the AES key wrap (RFC 3394).
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "torvane/platform/core/bytes.hpp"

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
@@ -62,6 +63,13 @@ template <class T>
 T* check(T* result, std::string_view what) {
     if (result == nullptr) fail(what);
     return result;
+}
+
+/// A size as the int that OpenSSL takes.
+/// @throws SecurityError as fail(what) for a size that an int cannot hold.
+inline int toInt(std::size_t size, std::string_view what) {
+    if (!std::in_range<int>(size)) fail(what);
+    return static_cast<int>(size);
 }
 
 /// Size of the chunks in which long input is passed to OpenSSL's ciphers, which count bytes in an int.

@@ -50,7 +50,7 @@ class PassphrasePrompt {
         const auto type = UI_get_string_type(prompt);
         if (type != UIT_PROMPT && type != UIT_VERIFY) return 1;
         const auto* answer = static_cast<PassphrasePrompt*>(UI_get0_user_data(ui))->ask();
-        if (answer == nullptr) return 0;
+        if (answer == nullptr || !std::in_range<int>(answer->size())) return 0;
         const auto text = asText(*answer);
         return UI_set_result_ex(ui, prompt, text.data(), static_cast<int>(text.size())) >= 0 ? 1 : 0;
     }
@@ -163,7 +163,7 @@ SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>
     if (passphrase) {
         const auto text = asText(*passphrase);
         const EncryptedKey encrypted(
-            check(PKCS8_encrypt(-1, EVP_aes_256_cbc(), text.data(), static_cast<int>(text.size()), nullptr, 0,
+            check(PKCS8_encrypt(-1, EVP_aes_256_cbc(), text.data(), toInt(text.size(), "encrypt a key"), nullptr, 0,
                                 passphraseRounds, info.get()),
                   "encrypt a key"));
         check(PEM_write_bio_PKCS8(output.get(), encrypted.get()), "write a key");
