@@ -9,16 +9,16 @@ using ContentEncryption = JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm
 
 JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const SecKey& decryptionPrivateKey)
-    : decrypter_(makeForKey<JOSE::Decrypter>(
+    : decrypter_(makeEncrypterOrDecrypter<JOSE::Decrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey)) {}
 
 JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const JsonWebKey& decryptionPrivateKey)
-    : decrypter_(makeForJwk<JOSE::Decrypter>(
+    : decrypter_(makeFromJwk<JOSE::Decrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey)) {}
 
 JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
-    : decrypter_(makeForJwk<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), jwk_(jwk) {}
+    : decrypter_(makeFromJwk<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), jwk_(jwk) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
     return decryptReceivedJWE(*this,

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"

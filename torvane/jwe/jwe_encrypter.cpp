@@ -9,18 +9,18 @@ using ContentEncryption = JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm
 
 JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const SecKey& encryptionPublicKey, std::optional<std::string> keyId)
-    : encrypter_(makeForKey<JOSE::Encrypter>(
+    : encrypter_(makeEncrypterOrDecrypter<JOSE::Encrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
 JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId)
-    : encrypter_(makeForJwk<JOSE::Encrypter>(
+    : encrypter_(makeFromJwk<JOSE::Encrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
 JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
-    : encrypter_(makeForJwk<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
+    : encrypter_(makeFromJwk<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
       keyId_(jwk.keyId()),
       jwk_(jwk) {}
 

@@ -4,10 +4,8 @@
 //     std::string jwe = encrypter.encryptJWTToString("attack at dawn", {{"cty", "text/plain"}});
 #pragma once
 
-#include <concepts>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"
@@ -102,8 +100,9 @@ class TORVANE_EXPORT JWEEncrypter {
     /// encryptJWT(), with the token as a string. Needs memory for two tokens while it runs.
     [[nodiscard]] std::string encryptJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                                  bool isNested = false) const;
-    std::string encryptJWTToString(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},
-                                   bool isNested = false) const {
+    [[nodiscard]] std::string encryptJWTToString(const TextLike auto& payload,
+                                                 const JOSE::HeaderParameters& headerParams = {},
+                                                 bool isNested = false) const {
         return encryptJWTToString(asBytes(payload), headerParams, isNested);
     }
     /// @}

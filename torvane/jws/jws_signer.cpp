@@ -11,7 +11,7 @@ JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorith
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, std::move(keyId)) {}
 
 ByteBuffer JWSSigner::signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
-    return makeSigned<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();
+    return makeWithHeader<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();
 }
 
 std::string JWSSigner::signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
@@ -21,7 +21,7 @@ std::string JWSSigner::signJWTToString(ByteView payload, const JOSE::HeaderParam
 }
 
 ByteBuffer JWSSigner::sign(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
-    return makeSigned<JOSE::JWS>(*this, payload, headerParams).signature();
+    return makeWithHeader<JOSE::JWS>(*this, payload, headerParams).signature();
 }
 
 }  // namespace Torvane

@@ -4,9 +4,7 @@
 //     std::string jws = signer.signJWTToString("{\"sub\":\"alice\"}", {{"typ", "JWT"}});
 #pragma once
 
-#include <concepts>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"

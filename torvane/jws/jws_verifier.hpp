@@ -4,7 +4,6 @@
 //     Torvane::ByteBuffer payload = verifier.verifyJWS(jws);
 #pragma once
 
-#include <string_view>
 #include <utility>
 
 #include "torvane/keys/json_web_key.hpp"

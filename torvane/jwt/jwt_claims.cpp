@@ -28,7 +28,7 @@ const JSONValue& JWTClaims::claim(std::string_view name) const {
     return found->second;
 }
 
-void JWTClaims::refuse(std::string_view name, const JSONValue& value, std::string_view expectedType) {
+void JWTClaims::rejectType(std::string_view name, const JSONValue& value, std::string_view expectedType) {
     throw JOSEError::malformedClaim("Type of claim " + std::string(name) + " is " + std::string(typeNameOf(value)) +
                                     ", expected type is " + std::string(expectedType) + ".Type");
 }

@@ -145,7 +145,7 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
   private:
     /// @throws JOSEError claimNotFoundInJWT when it is missing.
     [[nodiscard]] const JSONValue& claim(std::string_view name) const;
-    [[noreturn]] static void refuse(std::string_view name, const JSONValue& value, std::string_view expectedType);
+    [[noreturn]] static void rejectType(std::string_view name, const JSONValue& value, std::string_view expectedType);
 
     JSONValue::Object claimsMap_;
 };
@@ -183,7 +183,7 @@ T JWTClaims::getClaimValue(std::string_view forName) const {
                   "JSONValue::Object, JSONValue, or std::vector of std::string or JSONValue.");
     const auto& value = claim(forName);
     auto converted = value.to<T>();
-    if (!converted) refuse(forName, value, ClaimTypes::name<T>);
+    if (!converted) rejectType(forName, value, ClaimTypes::name<T>);
     return *std::move(converted);
 }
 

@@ -13,7 +13,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"

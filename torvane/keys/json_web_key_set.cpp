@@ -22,29 +22,29 @@ using Zennet::KeyType;
 using Zennet::Secp256k1Utils;
 
 template <class Buffer>
-std::optional<Buffer> decoded(const std::string* text, std::optional<Buffer> (*decode)(std::string_view)) {
+std::optional<Buffer> decodeMember(const std::string* text, std::optional<Buffer> (*decode)(std::string_view)) {
     return text ? decode(*text) : std::nullopt;
 }
 
-JsonWebKey secp256k1Key(const JSONValue::Object& entry) {
+JsonWebKey readSecp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
     if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
     const JOSEError missing = JOSEError::invalidKeyFormat("Missing key components");
-    const auto x = decoded(stringMember(entry, "x"), decodeBase64url);
-    const auto y = decoded(stringMember(entry, "y"), decodeBase64url);
+    const auto x = decodeMember(stringMember(entry, "x"), decodeBase64url);
+    const auto y = decodeMember(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
     if (!x || !y || keyId == nullptr) throw missing;
     const auto publicKey = Zennet::makeSecp256k1PublicKey(*x, *y);
     if (!publicKey) throw missing;
 
-    const auto scalar = decoded(stringMember(entry, "d"), decodeSecretBase64url);
+    const auto scalar = decodeMember(stringMember(entry, "d"), decodeSecretBase64url);
     if (!scalar) return {*publicKey, JWKUse::JWK_SIG, *keyId};
     const auto privateKey = Zennet::makeSecp256k1PrivateKey(*scalar, *publicKey);
     if (!privateKey) throw missing;
     return {*privateKey, JWKUse::JWK_SIG, *keyId, *publicKey};
 }
 
-JsonWebKey keyFrom(const JSONValue& entry) {
+JsonWebKey readKey(const JSONValue& entry) {
     const auto& members = *entry.as<JSONValue::Object>();
     const auto* keyType = stringMember(members, "kty");
     if (keyType == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Missing key type in JWK.");
@@ -54,7 +54,7 @@ JsonWebKey keyFrom(const JSONValue& entry) {
     if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members));
     if (*keyType != "EC") throw JOSEError::cannotDecodeJWK(nullptr, "Unknown key type in JWK.");
     const auto* curve = stringMember(members, "crv");
-    if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return secp256k1Key(members);
+    if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return readSecp256k1Key(members);
     return JsonWebKey(JOSE::ECPublicKey::initFrom(members));
 }
 
@@ -72,12 +72,12 @@ const JSONValue::List* entriesOf(const JSONValue::Object& jwksDictionary) {
     return list && std::all_of(list->begin(), list->end(), isStringMap) ? list : nullptr;
 }
 
-JOSE::JWKSet parsedSet(ByteView jwksData) {
+JOSE::JWKSet parseSet(ByteView jwksData) {
     return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::JWKSet::initFrom(jwksData); });
 }
 
 template <class T>
-std::optional<T> criterion(const JSONValue::Object& header, std::string_view name) {
+std::optional<T> readCriterion(const JSONValue::Object& header, std::string_view name) {
     const auto found = header.find(name);
     const auto* value = found == header.end() ? nullptr : found->second.as<T>();
     return value ? std::optional<T>(*value) : std::nullopt;
@@ -109,12 +109,12 @@ bool isExported(const JsonWebKey& key) {
 JsonWebKeySet::JsonWebKeySet(const JSONValue::Object& jwksDictionary) {
     const auto* entries = entriesOf(jwksDictionary);
     if (entries == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Failed to decode jwk");
-    for (const auto& entry : *entries) jwks.push_back(keyFrom(entry));
+    for (const auto& entry : *entries) jwks.push_back(readKey(entry));
     if (jwks.empty()) throw JOSEError::cannotDecodeJWK(nullptr, "No JWKs found in the dictionary.");
 }
 
 JsonWebKeySet::JsonWebKeySet(ByteView jwksData) {
-    const auto set = parsedSet(jwksData);
+    const auto set = parseSet(jwksData);
     for (const auto& jwk : set.keys()) jwks.emplace_back(jwk);
 }
 
@@ -126,10 +126,10 @@ std::vector<JsonWebKey> JsonWebKeySet::find(const KeyQuery& query) const {
 
 std::vector<JsonWebKey> JsonWebKeySet::findKeysFor(const JSONValue::Object& jwkHeader,
                                                    Zennet::KeyClass keyClass) const {
-    return find({.keyId = criterion<std::string>(jwkHeader, "kid"),
-                 .use = criterion<JWKUse>(jwkHeader, "use"),
-                 .keyType = criterion<KeyType>(jwkHeader, "kty"),
-                 .algorithm = criterion<std::string>(jwkHeader, "alg"),
+    return find({.keyId = readCriterion<std::string>(jwkHeader, "kid"),
+                 .use = readCriterion<JWKUse>(jwkHeader, "use"),
+                 .keyType = readCriterion<KeyType>(jwkHeader, "kty"),
+                 .algorithm = readCriterion<std::string>(jwkHeader, "alg"),
                  .keyClass = keyClass});
 }
 

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <initializer_list>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 

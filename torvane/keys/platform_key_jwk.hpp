@@ -6,8 +6,6 @@
 //     const Torvane::SecKey theirs = Torvane::PlatformKeyJWK::decodeFrom(jwk);
 #pragma once
 
-#include <string_view>
-
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
@@ -22,7 +20,7 @@ struct TORVANE_EXPORT PlatformKeyJWK {
     /// Writes a public RSA key as JSON text in UTF-8, with "kty", "n", "e" and "use" and without "kid".
     /// @throws JOSEError cannotEncodeJWK: "Currently only public key can be encoded to JWK for security reasons." for a
     ///         private key, and around the reason for an EC key.
-    static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
+    [[nodiscard]] static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
 
     /// @{
     /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.

@@ -19,6 +19,7 @@ JWEAlgorithms resolveAlgorithms(const JOSE::AlgorithmOrName<JOSE::KeyManagementA
 
 const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& jwk) {
     if (Zennet::Secp256k1Utils::isSecp256k1Key(jwk.key())) {
+        // Applications know this text, which says JWSEncrypter.
         throw JOSEError::curveNotSupported("secp256k1 not supported for JWSEncrypter");
     }
     if (!jwk.key().keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + jwk.keyId());

@@ -27,7 +27,7 @@ JWEAlgorithms resolveAlgorithms(const JOSE::AlgorithmOrName<JOSE::KeyManagementA
 /// A JOSE::Encrypter or JOSE::Decrypter for a platform key or a JOSE::JWK.
 /// @throws JOSEError invalidKeyFormat when the key does not fit.
 template <class EncrypterOrDecrypter, class Key>
-EncrypterOrDecrypter makeForKey(const JWEAlgorithms& algorithms, const Key& key) {
+EncrypterOrDecrypter makeEncrypterOrDecrypter(const JWEAlgorithms& algorithms, const Key& key) {
     auto created = EncrypterOrDecrypter::create(algorithms.keyManagement, algorithms.contentEncryption, key);
     if (!created) {
         const std::string role = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter> ? "encrypter" : "decrypter";
@@ -47,13 +47,14 @@ EncrypterOrDecrypter makeForKey(const JWEAlgorithms& algorithms, const Key& key)
 /// @throws JOSEError invalidKeyFormat for a key without a JWK; algorithmNotSupported for one of the other class, or of
 ///         a type other than EC256Key and RSA2048Key; invalidKeyFormat when the key does not fit.
 template <class EncrypterOrDecrypter>
-EncrypterOrDecrypter makeForJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk) {
+EncrypterOrDecrypter makeFromJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk) {
+    // Applications know this text, which says encrypter for a decrypter too.
     if (!jwk.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
     const auto& key = jwk.key();
     const bool needsPublicKey = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter>;
     const bool isKnownType = key.keyType() == Zennet::KeyType::EC256Key || key.keyType() == Zennet::KeyType::RSA2048Key;
     if (key.isPublicKey() != needsPublicKey || !isKnownType) throw JOSEError::algorithmNotSupported("Unsupported Key");
-    return makeForKey<EncrypterOrDecrypter>(algorithms, *jwk.jwk());
+    return makeEncrypterOrDecrypter<EncrypterOrDecrypter>(algorithms, *jwk.jwk());
 }
 
 /// Returns the key itself, once it is known that the default algorithms may be tried with it.

@@ -13,7 +13,7 @@ JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::Sign
 ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS&& jws) {
     return wrapErrors(JOSEError::JWSVerificationError, [&] {
         return std::move(jws)
-            .validate(makeForKey<JOSE::Verifier>(verifier.jwsAlgorithm(), verifier.jwk().key()))
+            .validate(makeSignerOrVerifier<JOSE::Verifier>(verifier.jwsAlgorithm(), verifier.jwk().key()))
             .data();
     });
 }

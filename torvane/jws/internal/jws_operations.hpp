@@ -21,7 +21,7 @@ JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::Sign
 /// algorithm.
 /// @throws JOSEError missingKey or invalidKeyFormat.
 template <class SignerOrVerifier>
-SignerOrVerifier makeForKey(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key) {
+SignerOrVerifier makeSignerOrVerifier(JOSE::SignatureAlgorithm algorithm, const Zennet::Key& key) {
     const auto create = [&](const auto& material) {
         if (!material) throw JOSEError::missingKey("Missing required information in the JWK");
         return SignerOrVerifier::create(algorithm, *material);
@@ -29,6 +29,7 @@ SignerOrVerifier makeForKey(JOSE::SignatureAlgorithm algorithm, const Zennet::Ke
     auto created = algorithm == JOSE::SignatureAlgorithm::ES256K ? create(key.keyData()) : create(key.keyRef());
     if (!created) {
         const std::string role = std::is_same_v<SignerOrVerifier, JOSE::Signer> ? "signer" : "verifier";
+        // Applications know this text, which names RS256 for every algorithm.
         throw JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
                                           " for JWS. Make sure the key you are using is following the "
                                           "requirements for the signing algorithm RS256.");
@@ -39,10 +40,10 @@ SignerOrVerifier makeForKey(JOSE::SignatureAlgorithm algorithm, const Zennet::Ke
 /// A JOSE::JWS or JOSE::JWSWriter with the signer's header for these parameters.
 /// @throws JOSEError JWSSignerError.
 template <class Signed>
-Signed makeSigned(const JWSSigner& signer, ByteView payload, const JOSE::HeaderParameters& headerParams) {
+Signed makeWithHeader(const JWSSigner& signer, ByteView payload, const JOSE::HeaderParameters& headerParams) {
     return wrapErrors(JOSEError::JWSSignerError, [&] {
         const JOSE::JWSHeader header(signer.jwsAlgorithm(), headerParams, signer.jwk().keyId());
-        return Signed(header, payload, makeForKey<JOSE::Signer>(signer.jwsAlgorithm(), signer.jwk().key()));
+        return Signed(header, payload, makeSignerOrVerifier<JOSE::Signer>(signer.jwsAlgorithm(), signer.jwk().key()));
     });
 }
 

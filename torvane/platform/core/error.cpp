@@ -70,6 +70,7 @@ KeyStoreError KeyStoreError::operationFailed(std::string description) {
 std::string KeyStoreError::debugDescription() const {
     constexpr std::array names{"invalidURI",  "unavailable",  "keyNotFound",
                                "wrongSecret", "notSupported", "operationFailed"};
+    static_assert(names.size() == static_cast<std::size_t>(Case::operationFailed) + 1);
     return std::string("KeyStoreError.") + names[static_cast<std::size_t>(case_)] + "(" +
            debugQuoted(errorDescription()) + ")";
 }

@@ -65,7 +65,7 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
         keyNotFound,      ///< The store is there, but no key fits, or more than one key fits.
         wrongSecret,      ///< The passphrase or PIN is missing, wrong or locked.
         notSupported,     ///< The store cannot do this operation with this algorithm.
-        operationFailed,  ///< The store refused or failed for another reason.
+        operationFailed,  ///< The store rejected the operation, or failed for another reason.
     };
 
     /// @{

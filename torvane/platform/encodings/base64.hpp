@@ -3,6 +3,7 @@
 // Decoding is strict: each byte sequence has exactly one text.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>

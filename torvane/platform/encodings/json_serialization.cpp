@@ -64,14 +64,14 @@ class ValueBuilder {
         auto& level = open_.back();
         const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(actual(name));
         level.member = member;
-        return inserted || refuse("a member is given twice");
+        return inserted || reject("a member is given twice");
     }
     bool end_object() { return close(); }
     bool start_array(std::size_t) { return open(JSONValue::List()); }
     bool end_array() { return close(); }
 
     bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
-        return refuse(reason(error) + " at byte " + std::to_string(position));
+        return reject(reason(error) + " at byte " + std::to_string(position));
     }
 
     JSONValue result() && { return std::move(result_); }
@@ -84,7 +84,7 @@ class ValueBuilder {
         JSONValue::Object::iterator member;
     };
 
-    bool refuse(std::string why) {
+    bool reject(std::string why) {
         failure_ = std::move(why);
         return false;
     }
@@ -106,7 +106,7 @@ class ValueBuilder {
     }
 
     bool open(JSONValue container) {
-        if (open_.size() == JSONSerialization::maximumDepth) return refuse("lists and objects nest too deep");
+        if (open_.size() == JSONSerialization::maximumDepth) return reject("lists and objects nest too deep");
         open_.push_back({std::move(container), {}});
         return true;
     }

@@ -5,7 +5,7 @@
 //     const Torvane::ByteBuffer text = Torvane::JSONSerialization::data(value);
 #pragma once
 
-#include <string_view>
+#include <cstddef>
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/error.hpp"

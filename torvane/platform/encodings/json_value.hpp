@@ -9,6 +9,7 @@
 #include <any>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <iterator>

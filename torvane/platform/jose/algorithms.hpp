@@ -139,6 +139,10 @@ constexpr auto valueTable(ContentEncryptionAlgorithm) noexcept {
 }
 /// @}
 
+static_assert(rawValue(SignatureAlgorithm::ES256K) == "ES256K" &&
+              rawValue(KeyManagementAlgorithm::ECDH_ES_A256KW) == "ECDH-ES+A256KW" &&
+              rawValue(ContentEncryptionAlgorithm::A256GCM) == "A256GCM");
+
 /// The algorithm's row of the table above.
 template <class Algorithm>
 constexpr auto parameters(Algorithm algorithm) noexcept {

@@ -32,6 +32,7 @@ JOSESwiftError JOSESwiftError::unsupportedKey(std::string description) {
 std::string JOSESwiftError::debugDescription() const {
     constexpr std::array<std::string_view, 5> names{"parsingFailed", "verifyingFailed", "decryptingFailed",
                                                     "unsupportedAlgorithm", "unsupportedKey"};
+    static_assert(names.size() == static_cast<std::size_t>(Case::unsupportedKey) + 1);
     return "JOSESwiftError." + std::string(names[static_cast<std::size_t>(case_)]) +
            "(description: " + debugQuoted(errorDescription()) + ")";
 }

@@ -18,9 +18,9 @@ JSONValue::Object parseHeader(ByteView json) {
     throw JOSESwiftError::parsingFailed("The header is not a JSON object.");
 }
 
-JSONValue::Object overwrite(const HeaderParameters& additional,
-                            std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
-                            std::optional<std::string> keyId) {
+JSONValue::Object mergeMembers(const HeaderParameters& additional,
+                               std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
+                               std::optional<std::string> keyId) {
     auto members = toJSONObject(additional.members());
     for (const auto& [name, value] : overwriting) members[name] = value;
     if (keyId) members["kid"] = *std::move(keyId);
@@ -64,7 +64,7 @@ void Header::check() const {
 
 JWSHeader::JWSHeader(SignatureAlgorithm algorithm, const HeaderParameters& additionalHeaderParams,
                      std::optional<std::string> keyId)
-    : JWSHeader(overwrite(additionalHeaderParams, {{"alg", rawValue(algorithm)}}, std::move(keyId))) {}
+    : JWSHeader(mergeMembers(additionalHeaderParams, {{"alg", rawValue(algorithm)}}, std::move(keyId))) {}
 
 JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {
     requireString("enc");
@@ -77,8 +77,8 @@ JWEHeader::JWEHeader(ByteView json) : Header(json) {
 JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
                      ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                      const HeaderParameters& additionalHeaderParams, std::optional<std::string> keyId)
-    : JWEHeader(overwrite(additionalHeaderParams,
-                          {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
-                          std::move(keyId))) {}
+    : JWEHeader(mergeMembers(additionalHeaderParams,
+                             {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
+                             std::move(keyId))) {}
 
 }  // namespace Torvane::JOSE

@@ -22,7 +22,7 @@ class TORVANE_EXPORT Header {
     [[nodiscard]] const JSONValue::Object& parameters() const noexcept { return parameters_; }
     /// The value of "alg", known to the library or not.
     /// @throws JOSESwiftError parsingFailed for a moved-from header.
-    const std::string& algorithm() const { return requireString("alg"); }
+    [[nodiscard]] const std::string& algorithm() const { return requireString("alg"); }
     /// The header as JSON text.
     [[nodiscard]] ByteBuffer jsonData() const;
 
@@ -85,7 +85,7 @@ class TORVANE_EXPORT JWEHeader final : public Header {
 
     /// The value of "enc", known to the library or not.
     /// @throws JOSESwiftError parsingFailed for a moved-from header.
-    const std::string& encryptionAlgorithm() const { return requireString("enc"); }
+    [[nodiscard]] const std::string& encryptionAlgorithm() const { return requireString("enc"); }
     /// Sets "cty"; it is "JWT" when the plaintext is itself a token (RFC 7519, section 5.2).
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
     /// Sets "epk", the sender's public key of a key agreement, as a JWK (RFC 7518, section 4.6.1.1).

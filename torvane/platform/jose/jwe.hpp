@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,7 +29,7 @@ class TORVANE_EXPORT JWE {
     /// @{
     /// ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by dots.
     [[nodiscard]] const ByteBuffer& compactSerializedData() const& noexcept { return compact_; }
-    ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
+    [[nodiscard]] ByteBuffer compactSerializedData() && noexcept { return std::move(compact_); }
     /// @}
 
   private:

@@ -22,8 +22,9 @@ bool isPrivate(std::string_view name) {
 
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
+static_assert(curves.size() == static_cast<std::size_t>(EllipticCurve::P521) + 1);
 
-SecretJSON parsedJWK(ByteView text) {
+SecretJSON parseJWK(ByteView text) {
     try {
         return JSONSerialization::secretJSONObject(text);
     } catch (const JSONError& error) {
@@ -36,7 +37,7 @@ const JSONValue::Object& membersOf(const SecretJSON& jwk) {
     throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
 }
 
-const std::string& required(const JSONValue::Object& members, std::string_view name) {
+const std::string& requireString(const JSONValue::Object& members, std::string_view name) {
     const auto* value = stringMember(members, name);
     if (value == nullptr) {
         throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) + "\" is missing or not a string.");
@@ -50,25 +51,25 @@ const std::string& required(const JSONValue::Object& members, std::string_view n
 }
 
 // A Base64urlUInt: a number in as few bytes as possible (RFC 7518, section 2).
-ByteBuffer leastBytes(const JSONValue::Object& members, std::string_view name) {
-    auto bytes = decodeBase64url(required(members, name));
+ByteBuffer readMinimalNumber(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = decodeBase64url(requireString(members, name));
     if (!bytes || bytes->empty() || bytes->front() == 0) rejectNumber(name);
     return *std::move(bytes);
 }
 
-ByteBuffer coordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
-    auto bytes = decodeBase64url(required(members, name));
+ByteBuffer readCoordinate(const JSONValue::Object& members, std::string_view name, EllipticCurve curve) {
+    auto bytes = decodeBase64url(requireString(members, name));
     if (!bytes || bytes->size() != coordinateSize(curve)) rejectNumber(name);
     return *std::move(bytes);
 }
 
-SecretBuffer secret(const JSONValue::Object& members, std::string_view name) {
-    auto bytes = decodeSecretBase64url(required(members, name));
+SecretBuffer readSecret(const JSONValue::Object& members, std::string_view name) {
+    auto bytes = decodeSecretBase64url(requireString(members, name));
     if (!bytes || bytes->empty()) rejectNumber(name);
     return *std::move(bytes);
 }
 
-EllipticCurve curveNamed(std::string_view name) {
+EllipticCurve findCurve(std::string_view name) {
     for (const auto& [known, curve] : curves) {
         if (known == name) return curve;
     }
@@ -80,34 +81,34 @@ std::string nameOf(EllipticCurve curve) {
 }
 
 std::optional<JWKType> keyTypeOf(const JSONValue::Object& members) {
-    return fromRawValue<JWKType>(required(members, "kty"));
+    return fromRawValue<JWKType>(requireString(members, "kty"));
 }
 
-RSAPublicComponents rsaComponents(const JSONValue::Object& members) {
-    return {leastBytes(members, "n"), leastBytes(members, "e")};
+RSAPublicComponents readRSAComponents(const JSONValue::Object& members) {
+    return {readMinimalNumber(members, "n"), readMinimalNumber(members, "e")};
 }
 
-ECPublicComponents ecComponents(const JSONValue::Object& members) {
-    const auto curve = curveNamed(required(members, "crv"));
-    return {curve, coordinate(members, "x", curve), coordinate(members, "y", curve)};
+ECPublicComponents readECComponents(const JSONValue::Object& members) {
+    const auto curve = findCurve(requireString(members, "crv"));
+    return {curve, readCoordinate(members, "x", curve), readCoordinate(members, "y", curve)};
 }
 
-SecKey rsaPrivateKey(const JSONValue::Object& members) {
+SecKey readRSAPrivateKey(const JSONValue::Object& members) {
     if (members.contains("oth")) {
         throw JOSESwiftError::unsupportedKey("An RSA key of more than two primes is not supported.");
     }
-    return SoftwareKeyStore::fromComponents(
-        RSAPrivateComponents{rsaComponents(members), secret(members, "d"), secret(members, "p"), secret(members, "q"),
-                             secret(members, "dp"), secret(members, "dq"), secret(members, "qi")});
+    return SoftwareKeyStore::fromComponents(RSAPrivateComponents{
+        readRSAComponents(members), readSecret(members, "d"), readSecret(members, "p"), readSecret(members, "q"),
+        readSecret(members, "dp"), readSecret(members, "dq"), readSecret(members, "qi")});
 }
 
-SecKey ecPrivateKey(const JSONValue::Object& members) {
-    const ECPrivateComponents components{ecComponents(members), secret(members, "d")};
+SecKey readECPrivateKey(const JSONValue::Object& members) {
+    const ECPrivateComponents components{readECComponents(members), readSecret(members, "d")};
     if (components.d.size() != coordinateSize(components.publicHalf.curve)) rejectNumber("d");
     return SoftwareKeyStore::fromComponents(components);
 }
 
-StringMap publicStrings(const JSONValue::Object& members) {
+StringMap selectPublicStrings(const JSONValue::Object& members) {
     StringMap strings;
     for (const auto& [name, value] : members) {
         const auto* string = value.as<std::string>();
@@ -116,12 +117,12 @@ StringMap publicStrings(const JSONValue::Object& members) {
     return strings;
 }
 
-StringMap withoutPrivateMembers(StringMap parameters) {
+StringMap dropPrivateMembers(StringMap parameters) {
     std::erase_if(parameters, [](const auto& parameter) { return isPrivate(parameter.first); });
     return parameters;
 }
 
-StringMap rsaParameters(const SecKey& key, StringMap parameters) {
+StringMap makeRSAParameters(const SecKey& key, StringMap parameters) {
     const auto* components = std::get_if<RSAPublicComponents>(&key.publicComponents());
     if (components == nullptr || !key.isPublicKey()) {
         throw JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key.");
@@ -132,7 +133,7 @@ StringMap rsaParameters(const SecKey& key, StringMap parameters) {
     return parameters;
 }
 
-StringMap ecParameters(const SecKey& key, StringMap parameters) {
+StringMap makeECParameters(const SecKey& key, StringMap parameters) {
     const auto* point = std::get_if<ECPublicComponents>(&key.publicComponents());
     if (point == nullptr || !key.isPublicKey()) {
         throw JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key.");
@@ -156,23 +157,23 @@ JWK::JWK(const JWK& jwk, JWKType expected) : JWK(jwk) {
 }
 
 JWK JWK::initFrom(ByteView json) {
-    return initFrom(membersOf(parsedJWK(json)));
+    return initFrom(membersOf(parseJWK(json)));
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
     const auto keyType = keyTypeOf(members);
     Key key;
-    if (keyType == JWKType::RSA) key = rsaComponents(members);
-    if (keyType == JWKType::EC) key = ecComponents(members);
-    return {publicStrings(members), std::move(key)};
+    if (keyType == JWKType::RSA) key = readRSAComponents(members);
+    if (keyType == JWKType::EC) key = readECComponents(members);
+    return {selectPublicStrings(members), std::move(key)};
 }
 
 JWK JWK::initPrivateFrom(ByteView json) {
-    const auto parsed = parsedJWK(json);
+    const auto parsed = parseJWK(json);
     const auto& members = membersOf(parsed);
     const auto keyType = keyTypeOf(members);
-    if (keyType == JWKType::RSA) return {publicStrings(members), rsaPrivateKey(members)};
-    if (keyType == JWKType::EC) return {publicStrings(members), ecPrivateKey(members)};
+    if (keyType == JWKType::RSA) return {selectPublicStrings(members), readRSAPrivateKey(members)};
+    if (keyType == JWKType::EC) return {selectPublicStrings(members), readECPrivateKey(members)};
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 
@@ -226,9 +227,9 @@ std::optional<std::string> JWK::jsonString() const {
 }
 
 RSAPublicKey::RSAPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(rsaParameters(publicKey, withoutPrivateMembers(std::move(additionalParameters))), publicKey) {}
+    : JWK(makeRSAParameters(publicKey, dropPrivateMembers(std::move(additionalParameters))), publicKey) {}
 
 ECPublicKey::ECPublicKey(const SecKey& publicKey, StringMap additionalParameters)
-    : JWK(ecParameters(publicKey, withoutPrivateMembers(std::move(additionalParameters))), publicKey) {}
+    : JWK(makeECParameters(publicKey, dropPrivateMembers(std::move(additionalParameters))), publicKey) {}
 
 }  // namespace Torvane::JOSE

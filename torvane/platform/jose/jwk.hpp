@@ -57,7 +57,7 @@ class TORVANE_EXPORT JWK {
     /// The members, none of them private.
     [[nodiscard]] const StringMap& parameters() const noexcept { return state_->parameters; }
     /// The value of one member; nothing when it is missing.
-    std::optional<std::string> operator[](std::string_view name) const;
+    [[nodiscard]] std::optional<std::string> operator[](std::string_view name) const;
     /// The key family that "kty" names; nothing for any other than "RSA" and "EC".
     [[nodiscard]] std::optional<JWKType> keyType() const noexcept;
 

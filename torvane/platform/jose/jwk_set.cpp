@@ -6,7 +6,7 @@
 namespace Torvane::JOSE {
 namespace {
 
-SecretJSON parsedSet(ByteView data) {
+SecretJSON parseSet(ByteView data) {
     try {
         return JSONSerialization::secretJSONObject(data);
     } catch (const JSONError& error) {
@@ -14,7 +14,7 @@ SecretJSON parsedSet(ByteView data) {
     }
 }
 
-const JSONValue::List& keyList(const JSONValue& set) {
+const JSONValue::List& requireKeyList(const JSONValue& set) {
     if (const auto* object = set.as<JSONValue::Object>()) {
         const auto keys = object->find("keys");
         if (keys != object->end() && keys->second.as<JSONValue::List>()) return *keys->second.as<JSONValue::List>();
@@ -25,9 +25,9 @@ const JSONValue::List& keyList(const JSONValue& set) {
 }  // namespace
 
 JWKSet JWKSet::initFrom(ByteView json) {
-    const auto set = parsedSet(json);
+    const auto set = parseSet(json);
     std::vector<JWK> keys;
-    for (const auto& entry : keyList(set.get())) {
+    for (const auto& entry : requireKeyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();
         if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
         keys.push_back(JWK::initFrom(*members));

@@ -3,7 +3,6 @@
 //     const auto set = Torvane::JOSE::JWKSet::initFrom(R"({"keys":[]})");
 #pragma once
 
-#include <string_view>
 #include <utility>
 #include <vector>
 

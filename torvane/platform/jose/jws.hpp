@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -28,7 +29,7 @@ class TORVANE_EXPORT JWS {
     /// @{
     /// ASCII text: header, payload and signature in base64url, joined by dots.
     [[nodiscard]] const ByteBuffer& compactSerializedData() const& noexcept { return compact_.data(); }
-    ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
+    [[nodiscard]] ByteBuffer compactSerializedData() && noexcept { return std::move(compact_).data(); }
     /// @}
     /// The raw signature, of Signer::signatureSize() bytes.
     [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }

@@ -1,6 +1,7 @@
 // Signer and Verifier: one algorithm with a key that fits it.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <utility>

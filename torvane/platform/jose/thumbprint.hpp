@@ -13,8 +13,7 @@ namespace Torvane::JOSE {
 /// The thumbprint of a public or private JWK in base64url: 43 characters for SHA-256. Only the members that make up the
 /// key count (RFC 7638, section 3.2): "e", "kty" and "n" of an RSA key; "crv", "kty", "x" and "y" of an EC key on any
 /// curve, secp256k1 included.
-/// @throws JOSESwiftError unsupportedKey for another "kty"; parsingFailed when one of these members is missing, or
-/// holds
+/// @throws JOSESwiftError unsupportedKey for another "kty"; parsingFailed when one of these members is missing, or has
 ///         characters that JSON text can write in more than one way.
 [[nodiscard]] TORVANE_EXPORT std::string thumbprint(const StringMap& jwk, HashFunction hash = HashFunction::SHA256);
 

@@ -9,7 +9,7 @@
 namespace Torvane {
 namespace {
 
-SecKey inFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
+SecKey writeToFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
     return makeSoftwareKey(writeKeyFile(uri, key, secret), KeyClass::privateKey);
 }
 
@@ -25,13 +25,13 @@ SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secr
 }
 
 SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {
-    if (!isPkcs11URI(uri)) return inFile(uri, Crypto::generateRSA(modulusBits), secret);
+    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateRSA(modulusBits), secret);
     const Pkcs11KeyStore store(uri, secret);
     return store.generateRSA(modulusBits, store.keyName());
 }
 
 SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret) {
-    if (!isPkcs11URI(uri)) return inFile(uri, Crypto::generateEC(curve), secret);
+    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateEC(curve), secret);
     const Pkcs11KeyStore store(uri, secret);
     return store.generateEC(curve, store.keyName());
 }

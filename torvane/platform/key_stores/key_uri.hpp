@@ -8,6 +8,7 @@
 // file URI opens any file that the process may read.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "torvane/platform/core/key_vocabulary.hpp"

@@ -8,6 +8,7 @@
 // in this process.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 

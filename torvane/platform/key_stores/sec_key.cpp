@@ -11,7 +11,7 @@
 namespace Torvane {
 namespace {
 
-[[noreturn]] void refuse(const char* operation) {
+[[noreturn]] void throwUnsupported(const char* operation) {
     throw SecurityError(std::string("This key store does not ") + operation + " with this key.");
 }
 
@@ -37,15 +37,15 @@ PublicComponents normalized(PublicComponents components) {
 }  // namespace
 
 ByteBuffer StoreKey::sign(SignatureScheme, HashFunction, ByteView) const {
-    refuse("sign");
+    throwUnsupported("sign");
 }
 
 std::optional<SecretBuffer> StoreKey::decrypt(HashFunction, ByteView) const {
-    refuse("decrypt");
+    throwUnsupported("decrypt");
 }
 
 SecretBuffer StoreKey::agree(const SecKey&) const {
-    refuse("agree on a secret");
+    throwUnsupported("agree on a secret");
 }
 
 struct SecKey::State {

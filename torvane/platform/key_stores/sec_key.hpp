@@ -5,6 +5,7 @@
 //     std::string pem = publicKey.publicKeyPem();
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>

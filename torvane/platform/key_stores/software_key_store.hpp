@@ -4,6 +4,7 @@
 //     Torvane::SecKey theirs = Torvane::SoftwareKeyStore::load(key.publicKeyPem());
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "torvane/platform/core/bytes.hpp"

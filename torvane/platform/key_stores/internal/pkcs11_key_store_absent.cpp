@@ -5,7 +5,7 @@
 namespace Torvane {
 namespace {
 
-[[noreturn]] void refuse() {
+[[noreturn]] void throwUnsupported() {
     throw KeyStoreError::notSupported("This build of the library has no PKCS #11 key store.");
 }
 
@@ -13,7 +13,7 @@ namespace {
 
 // The other build keeps the source, and so takes it by value.
 Pkcs11KeyStore::Pkcs11KeyStore(std::string_view, SecretSource) {  // NOLINT(performance-unnecessary-value-param)
-    refuse();
+    throwUnsupported();
 }
 
 const KeyName& Pkcs11KeyStore::keyName() const noexcept {
@@ -22,19 +22,19 @@ const KeyName& Pkcs11KeyStore::keyName() const noexcept {
 }
 
 SecKey Pkcs11KeyStore::key(KeyClass) const {
-    refuse();
+    throwUnsupported();
 }
 
 SecKey Pkcs11KeyStore::key(const KeyName&, KeyClass) const {
-    refuse();
+    throwUnsupported();
 }
 
 SecKey Pkcs11KeyStore::generateRSA(std::size_t, const KeyName&) const {
-    refuse();
+    throwUnsupported();
 }
 
 SecKey Pkcs11KeyStore::generateEC(EllipticCurve, const KeyName&) const {
-    refuse();
+    throwUnsupported();
 }
 
 }  // namespace Torvane
