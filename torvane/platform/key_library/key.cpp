@@ -10,12 +10,12 @@
 
 namespace Torvane::Zennet {
 
-namespace Curve = Crypto::Secp256k1;
+namespace Secp256k1 = Crypto::Secp256k1;
 
 namespace {
 
-std::optional<Curve::Point> pointOf(const PublicKey& key) noexcept {
-    return Secp256k1Utils::isSecp256k1Key(key) && key.keyData() ? Curve::parsePublicPoint(*key.keyData())
+std::optional<Secp256k1::Point> pointOf(const PublicKey& key) noexcept {
+    return Secp256k1Utils::isSecp256k1Key(key) && key.keyData() ? Secp256k1::parsePublicPoint(*key.keyData())
                                                                 : std::nullopt;
 }
 
@@ -35,10 +35,10 @@ Key::Key(KeyClass keyClass, ByteView keyData, std::optional<KeyType> keyType)
 PublicKey Key::publicKey() const {
     if (isPublicKey()) return PublicKey(*this);
     if (keyRef()) return {keyRef()->publicKey(), keyType()};
-    if (keyType() != KeyType::SECP256K1Key || !Curve::isPrivateKey(*keyData())) {
+    if (keyType() != KeyType::SECP256K1Key || !Secp256k1::isPrivateKey(*keyData())) {
         throw SecurityError("The raw bytes are not a secp256k1 private key.");
     }
-    return {Curve::derivePublicPoint(*keyData()), keyType()};
+    return {Secp256k1::derivePublicPoint(*keyData()), keyType()};
 }
 
 std::string Key::publicKeyPem() const {

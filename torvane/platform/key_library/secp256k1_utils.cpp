@@ -8,27 +8,27 @@
 
 namespace Torvane::Zennet {
 
-namespace Curve = Crypto::Secp256k1;
+namespace Secp256k1 = Crypto::Secp256k1;
 
 namespace {
 
-bool isPair(ByteView scalar, const Curve::Point& point) {
-    return Curve::isPrivateKey(scalar) && Curve::derivePublicPoint(scalar) == point;
+bool isPair(ByteView scalar, const Secp256k1::Point& point) {
+    return Secp256k1::isPrivateKey(scalar) && Secp256k1::derivePublicPoint(scalar) == point;
 }
 
 }  // namespace
 
 std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y) {
-    if (x.size() != Curve::coordinateSize || y.size() != Curve::coordinateSize) return std::nullopt;
+    if (x.size() != Secp256k1::coordinateSize || y.size() != Secp256k1::coordinateSize) return std::nullopt;
     ByteBuffer encoded{0x04};
     encoded.insert(encoded.end(), x.begin(), x.end());
     encoded.insert(encoded.end(), y.begin(), y.end());
-    if (!Curve::parsePublicPoint(encoded)) return std::nullopt;
+    if (!Secp256k1::parsePublicPoint(encoded)) return std::nullopt;
     return PublicKey(encoded, KeyType::SECP256K1Key);
 }
 
 std::optional<PrivateKey> makeSecp256k1PrivateKey(ByteView scalar, const PublicKey& publicKey) {
-    const auto point = publicKey.keyData() ? Curve::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
+    const auto point = publicKey.keyData() ? Secp256k1::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
     if (!point || !isPair(scalar, *point)) return std::nullopt;
     return PrivateKey(scalar, KeyType::SECP256K1Key);
 }
@@ -39,7 +39,7 @@ bool Secp256k1Utils::isSecp256k1Key(const Key& key) noexcept {
 
 std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, const std::optional<Key>& privateKey,
                                                       std::string_view keyId) {
-    const auto point = publicKey.keyData() ? Curve::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
+    const auto point = publicKey.keyData() ? Secp256k1::parsePublicPoint(*publicKey.keyData()) : std::nullopt;
     if (!point) return std::nullopt;
 
     ByteView scalar;
@@ -49,10 +49,10 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
     }
 
     const auto coordinate = [&point](std::size_t offset) {
-        return encodeBase64url(ByteView(*point).subspan(offset, Curve::coordinateSize));
+        return encodeBase64url(ByteView(*point).subspan(offset, Secp256k1::coordinateSize));
     };
     JSONValue::Object jwk{{"kty", "EC"},        {"crv", SECP256K1CURVE},
-                          {"x", coordinate(1)}, {"y", coordinate(1 + Curve::coordinateSize)},
+                          {"x", coordinate(1)}, {"y", coordinate(1 + Secp256k1::coordinateSize)},
                           {"kid", keyId},       {"alg", "ES256K"}};
     if (!JSONSerialization::isValidJSONObject(jwk)) return std::nullopt;
     auto text = JSONSerialization::data(jwk);
@@ -72,12 +72,12 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
 }
 
 Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
-    SecretBuffer scalar(Curve::scalarSize);
+    SecretBuffer scalar(Secp256k1::scalarSize);
     do {
         secRandomCopyBytes(scalar);
-    } while (!Curve::isPrivateKey(scalar));
+    } while (!Secp256k1::isPrivateKey(scalar));
     return {PrivateKey(scalar, KeyType::SECP256K1Key),
-            PublicKey(Curve::derivePublicPoint(scalar), KeyType::SECP256K1Key)};
+            PublicKey(Secp256k1::derivePublicPoint(scalar), KeyType::SECP256K1Key)};
 }
 
 }  // namespace Torvane::Zennet

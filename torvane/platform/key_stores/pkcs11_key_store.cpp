@@ -42,15 +42,15 @@ SecretSource choosePinSource(const URI& uri, SecretSource source) {
 // The public components that the private key reveals, or else those of the public key or certificate with the same id.
 PublicComponents findPublicComponents(Session& session, CK_OBJECT_HANDLE privateKey, const KeyName& name,
                                       const Token& token) {
-    if (auto shown = PKCS11::readPublicComponents(session, privateKey)) return std::move(*shown);
-    const KeyName shared = name.id.empty() ? name : KeyName{{}, name.id};
+    if (auto components = PKCS11::readPublicComponents(session, privateKey)) return std::move(*components);
+    const KeyName sharedName = name.id.empty() ? name : KeyName{{}, name.id};
     for (const CK_OBJECT_CLASS objectClass : {CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
-        if (shared == KeyName()) break;
-        const auto beside = PKCS11::findObject(session, objectClass, shared, token.description());
-        if (!beside) continue;
-        if (auto shown = PKCS11::readPublicComponents(session, *beside)) return std::move(*shown);
+        if (sharedName == KeyName()) break;
+        const auto object = PKCS11::findObject(session, objectClass, sharedName, token.description());
+        if (!object) continue;
+        if (auto components = PKCS11::readPublicComponents(session, *object)) return std::move(*components);
     }
-    PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, shared, token.description());
+    PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, sharedName, token.description());
 }
 
 struct FoundKey {
@@ -62,9 +62,9 @@ struct FoundKey {
 // When there is no such key, the error names the class that the caller asked for: a private key may have been searched
 // only because the public key was not found otherwise.
 FoundKey findPrivateKey(Session& session, const KeyName& name, const Token& token,
-                        CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) {
+                        CK_OBJECT_CLASS askedClass = CKO_PRIVATE_KEY) {
     const auto handle = PKCS11::findObject(session, CKO_PRIVATE_KEY, name, token.description());
-    if (!handle) PKCS11::throwNotFound(session, asked, name, token.description());
+    if (!handle) PKCS11::throwNotFound(session, askedClass, name, token.description());
     auto fullName = PKCS11::readName(session, *handle);
     auto components = findPublicComponents(session, *handle, fullName, token);
     return {{*handle, session.readFlag(*handle, CKA_ALWAYS_AUTHENTICATE)}, std::move(fullName), std::move(components)};
@@ -165,9 +165,9 @@ class Pkcs11KeyStore::State {
                                         (keyClass == KeyClass::privateKey ? "private" : "public") + " key.");
     }
 
-    SecKey privateKey(const KeyName& name, CK_OBJECT_CLASS asked = CKO_PRIVATE_KEY) const {
+    SecKey privateKey(const KeyName& name, CK_OBJECT_CLASS askedClass = CKO_PRIVATE_KEY) const {
         return token_->runInSession(Login::needed, [&](Session& session, unsigned connection) {
-            auto found = findPrivateKey(session, name, *token_, asked);
+            auto found = findPrivateKey(session, name, *token_, askedClass);
             return SecKey(std::make_shared<const Pkcs11Key>(token_, std::move(found), connection));
         });
     }
@@ -241,12 +241,12 @@ SecKey Pkcs11KeyStore::key(const KeyName& name, KeyClass keyClass) const {
 
 SecKey Pkcs11KeyStore::generateRSA(std::size_t modulusBits, const KeyName& name) const {
     return state_->generate(
-        name, [&](Session& session, const KeyName& full) { PKCS11::generateRSA(session, modulusBits, full); });
+        name, [&](Session& session, const KeyName& fullName) { PKCS11::generateRSA(session, modulusBits, fullName); });
 }
 
 SecKey Pkcs11KeyStore::generateEC(EllipticCurve curve, const KeyName& name) const {
-    return state_->generate(name,
-                            [&](Session& session, const KeyName& full) { PKCS11::generateEC(session, curve, full); });
+    return state_->generate(
+        name, [&](Session& session, const KeyName& fullName) { PKCS11::generateEC(session, curve, fullName); });
 }
 
 }  // namespace Torvane

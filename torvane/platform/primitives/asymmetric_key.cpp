@@ -81,9 +81,9 @@ void push(KeyBuilder& builder, const ECPublicComponents& key) {
 // Bounds the time of the primality tests, which could take days. Longer factors are invalid anyway; one leading zero
 // byte in each is allowed.
 void requireCheckableSizes(const RSAPrivateComponents& key) {
-    constexpr std::size_t longest = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
+    constexpr std::size_t maximumSize = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
     const auto size = key.publicHalf.modulus.size();
-    if (size > longest || key.p.size() + key.q.size() > size + 2) rejectPair();
+    if (size > maximumSize || key.p.size() + key.q.size() > size + 2) rejectPair();
 }
 
 // Reads one component, big-endian: `size` bytes, or as many as it needs when that is 0.

@@ -12,7 +12,7 @@
 namespace Torvane {
 namespace {
 
-constexpr std::size_t largestFile = std::size_t{1} << 20;
+constexpr std::size_t maximumFileSize = std::size_t{1} << 20;
 
 [[noreturn]] void fail(const char* what, const std::string& path, const std::string& why) {
     throw KeyStoreError::unavailable("The file " + quotedWithoutPin(path) + " cannot be " + what + ": " + why + ".");
@@ -61,7 +61,7 @@ SecretBuffer readFile(const std::string& path) {
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) failWithErrno("read", path);
         size += static_cast<std::size_t>(count);
-        if (size > largestFile) fail("read", path, "It is longer than 1 MiB");
+        if (size > maximumFileSize) fail("read", path, "It is longer than 1 MiB");
         if (count == 0) {
             content.resize(size);
             return content;

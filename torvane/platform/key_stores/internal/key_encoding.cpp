@@ -74,7 +74,7 @@ class PassphrasePrompt {
 };
 
 // At most this many objects of a text are read, including those that cannot be decoded.
-constexpr int mostObjects = 64;
+constexpr int maximumObjects = 64;
 
 void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
     const auto append = [](std::vector<Pkey>& to, EVP_PKEY* key) {
@@ -96,7 +96,7 @@ void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* m
         check(OSSL_STORE_attach(input.get(), "file", nullptr, nullptr, method, &passphrase, nullptr, nullptr, nullptr),
               "set up a key reader"));
     if (expected != 0) check(OSSL_STORE_expect(store.get(), expected), "set up a key reader");
-    for (int object = 0; object < mostObjects && OSSL_STORE_eof(store.get()) == 0; ++object) {
+    for (int object = 0; object < maximumObjects && OSSL_STORE_eof(store.get()) == 0; ++object) {
         if (const StoreInfo info(OSSL_STORE_load(store.get())); info) {
             add(keys, info.get());
         } else {
