@@ -26,21 +26,24 @@ std::optional<Buffer> decodeMember(const std::string* text, std::optional<Buffer
     return text ? decode(*text) : std::nullopt;
 }
 
+[[noreturn]] void rejectSecp256k1Key() {
+    throw JOSEError::invalidKeyFormat("Missing key components");
+}
+
 JsonWebKey readSecp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
     if (algorithm == nullptr || *algorithm != "ES256K") throw JOSEError::algorithmNotSupported("Unsupported algorithm");
-    const JOSEError missing = JOSEError::invalidKeyFormat("Missing key components");
     const auto x = decodeMember(stringMember(entry, "x"), decodeBase64url);
     const auto y = decodeMember(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
-    if (!x || !y || keyId == nullptr) throw missing;
+    if (!x || !y || keyId == nullptr) rejectSecp256k1Key();
     const auto publicKey = Zennet::makeSecp256k1PublicKey(*x, *y);
-    if (!publicKey) throw missing;
+    if (!publicKey) rejectSecp256k1Key();
 
     const auto scalar = decodeMember(stringMember(entry, "d"), decodeSecretBase64url);
     if (!scalar) return {*publicKey, JWKUse::JWK_SIG, *keyId};
     const auto privateKey = Zennet::makeSecp256k1PrivateKey(*scalar, *publicKey);
-    if (!privateKey) throw missing;
+    if (!privateKey) rejectSecp256k1Key();
     return {*privateKey, JWKUse::JWK_SIG, *keyId, *publicKey};
 }
 
