@@ -15,6 +15,7 @@ cmake --build --preset fuzz
 mkdir -p build/fuzz/found build/fuzz/logs
 for target; do mkdir -p "build/fuzz/corpus/$target"; done
 
+# shellcheck disable=SC2016 # the inner shell expands these
 printf '%s\n' "$@" | xargs -P "$(nproc)" -I TARGET sh -c '
     build/fuzz/fuzz/fuzz_TARGET -max_total_time='"$seconds"' -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
         -artifact_prefix=build/fuzz/found/TARGET- build/fuzz/corpus/TARGET fuzz/corpus/TARGET \

@@ -4,11 +4,13 @@
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 
-missing=
-for package in $(awk -v word="${1:-}" '!/^#/ && (NF == 1 || $2 == word) { print $1 }' "$here/packages.txt"); do
-    status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
-    [ "$status" = installed ] || missing="$missing $package"
-done
+missing=$(
+    awk -v word="${1:-}" '!/^#/ && (NF == 1 || $2 == word) { print $1 }' "$here/packages.txt" |
+        while read -r package; do
+            status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+            [ "$status" = installed ] || printf ' %s' "$package"
+        done
+)
 [ -n "$missing" ] || exit 0
 
 as_root=

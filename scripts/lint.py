@@ -1,8 +1,9 @@
-"""Checks the format of all C++ files, and runs clang-tidy over those that changed: lint.py [BASE | --all]
+"""Checks the format of all C++ files, shellcheck and flake8 on all scripts, and clang-tidy: lint.py [BASE | --all]
 
-Changed is what differs from the commit BASE, or from the one that the environment variable TORVANE_LINT_BASE names. By
-default that is the commit at which the branch left origin/main; on origin/main itself, the last commit that is a day
-older than HEAD. A change of .clang-tidy counts as a change of all files. Fails on a finding, and when clang-tidy fails.
+clang-tidy runs on the C++ files that changed: those that differ from the commit BASE, or from the one that the
+environment variable TORVANE_LINT_BASE names. By default that is the commit at which the branch left origin/main; on
+origin/main itself, the last commit that is a day older than HEAD. A change of .clang-tidy counts as a change of all
+files. Fails on a finding, and when a tool fails.
 
 clang-tidy reads the unity files of the preset "lint", each of which includes up to eight sources. It spends most of its
 time in the headers of the system, which a unity file includes only once. A changed source is therefore checked together
@@ -30,6 +31,7 @@ ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "bugprone-unused-raii", "bug
                        "performance-inefficient-*")
 DAY = 24 * 60 * 60
 SECONDS_FOR_A_UNIT = 600
+LEAST_SCRIPTS = {"shellcheck": 8, "flake8": 20}
 # Tests compile these and expect errors, or they need the packages for scripts/bench.sh.
 NOT_ALONE = ("tests/support/", "bench/peers/")
 
@@ -63,6 +65,32 @@ def listed(*arguments):
 
 def all_files():
     return listed("ls-files", "--cached", "--others", "--exclude-standard")
+
+
+def scripts():
+    """Returns all shell scripts and all Python files, with and without an ending in the name."""
+    shell, python = [], []
+    for name in sorted(git("ls-files", "--cached", "--others", "--exclude-standard", "-z").split("\0")):
+        path = ROOT / name
+        if path.suffix in (".cpp", ".hpp") or path.parent.parent == ROOT / "fuzz/corpus" or not path.is_file():
+            continue
+        with path.open("rb") as opened:
+            first = opened.readline(100)
+        if path.suffix == ".sh" or re.match(rb"#!.*[/ ](ba)?sh\b", first):
+            shell.append(name)
+        elif path.suffix == ".py" or re.match(rb"#!.*[/ ]python", first):
+            python.append(name)
+    return {"shellcheck": shell, "flake8": python}
+
+
+def script_findings():
+    """Runs shellcheck and flake8, which .flake8 configures, and returns the names of those that find something."""
+    found = []
+    for tool, files in scripts().items():
+        print(f"{tool}: {len(files)} files", flush=True)
+        if len(files) < LEAST_SCRIPTS[tool] or subprocess.run([tool, *files], cwd=ROOT).returncode != 0:
+            found.append(tool)
+    return found
 
 
 def included(file, known={}):
@@ -139,8 +167,10 @@ def main():
     if len(sys.argv) > 2:
         sys.exit("usage: lint.py [BASE | --all]")
     files = sorted(all_files())
-    formatted = subprocess.run(["clang-format", "--dry-run", "--Werror", *files], cwd=ROOT).returncode == 0
     print(f"clang-format: {len(files)} files", flush=True)
+    formatted = subprocess.run(["clang-format", "--dry-run", "--Werror", *files], cwd=ROOT).returncode == 0
+    wrong = [] if formatted else ["clang-format"]
+    wrong += script_findings()
 
     since = base(sys.argv[1] if len(sys.argv) == 2 else os.environ.get("TORVANE_LINT_BASE", ""))
     changed = set(files)
@@ -154,9 +184,10 @@ def main():
         print(f"clang-tidy: not {file}, which is not compiled here")
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         clean = list(pool.map(tidy, picked))
-    if not formatted or not all(clean):
-        sys.exit(f"lint: the format is {'right' if formatted else 'wrong'}, and {clean.count(False)} translation units "
-                 "have findings")
+    if not all(clean):
+        wrong.append(f"clang-tidy in {clean.count(False)} translation units")
+    if wrong:
+        sys.exit(f"lint: findings of {', '.join(wrong)}")
 
 
 main()

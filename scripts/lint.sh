@@ -1,6 +1,6 @@
 #!/bin/sh
-# Checks the format of all C++ files, and runs clang-tidy over those that changed: `lint.sh [BASE | --all]`. lint.py
-# says which files count as changed. Needs only a Debian 12.
+# Checks the format of all C++ files, runs shellcheck and flake8 on all scripts, and clang-tidy on the C++ files that
+# changed: `lint.sh [BASE | --all]`. lint.py says which files count as changed. Needs only a Debian 12.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -5,7 +5,8 @@ set -eu
 cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh
-for preset in ${*:-release minimal asan tsan}; do
+[ $# -gt 0 ] || set -- release minimal asan tsan
+for preset; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"

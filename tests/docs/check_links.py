@@ -59,7 +59,8 @@ def main():
             if target not in reached:
                 reached.add(target)
                 to_visit.append(target)
-    broken += [f"{page.relative_to(ROOT)} is not linked from README.md, directly or through other pages" for page in PAGES if page not in reached]
+    broken += [f"{page.relative_to(ROOT)} is not linked from README.md, directly or through other pages"
+               for page in PAGES if page not in reached]
     if followed < 20:
         broken.append(f"Only {followed} links were found.")
     sys.exit("\n".join(broken) or 0)

@@ -59,7 +59,8 @@ class Partner:
         return self.ask(op="verify", alg=alg, key=public(key), token=token)["payload"]
 
     def encrypt(self, alg, enc, key, payload, **header):
-        return self.ask(op="encrypt", alg=alg, enc=enc, key=public(key), payload=encoded(payload), header=header)["token"]
+        return self.ask(op="encrypt", alg=alg, enc=enc, key=public(key), payload=encoded(payload),
+                        header=header)["token"]
 
     def decrypt(self, alg, enc, key, token):
         return self.ask(op="decrypt", alg=alg, enc=enc, key=key, token=token)["payload"]
@@ -100,12 +101,14 @@ def rows(us):
     """Yields each row: its name, the algorithms that it needs, and a function that sends a message from a to b."""
     for alg in us.knows["sign"]:
         key = signature_key(alg)
-        yield (f"JWS {alg}", {"sign": [alg]}, lambda a, b, data, alg=alg, key=key: b.verify(alg, key, a.sign(alg, key, data)))
+        yield (f"JWS {alg}", {"sign": [alg]},
+               lambda a, b, data, alg=alg, key=key: b.verify(alg, key, a.sign(alg, key, data)))
     for alg in us.knows["alg"]:
         key = encryption_key(alg)
         for enc in us.knows["enc"]:
             yield (f"JWE {alg} {enc}", {"alg": [alg], "enc": [enc]},
-                   lambda a, b, data, alg=alg, enc=enc, key=key: b.decrypt(alg, enc, key, a.encrypt(alg, enc, key, data)))
+                   lambda a, b, data, alg=alg, enc=enc, key=key:
+                       b.decrypt(alg, enc, key, a.encrypt(alg, enc, key, data)))
     for names in NESTED:
         keys = (signature_key(names[0]), encryption_key(names[1]))
         yield ("nested " + " ".join(names), {"sign": [names[0]], "alg": [names[1]], "enc": [names[2]]},
@@ -178,7 +181,8 @@ def main():
         def check(partner, a, b, name=name, needs=needs, carry=carry):
             if any(alg not in partner.knows[kind] for kind, algs in needs.items() for alg in algs):
                 return "unsupported"
-            return cell(lambda: exchange(carry, a, b, name.startswith("JWE")), failures, f"{name}, {a.name} to {b.name}")
+            return cell(lambda: exchange(carry, a, b, name.startswith("JWE")), failures,
+                        f"{name}, {a.name} to {b.name}")
         add(name, check)
 
     table = "\n".join(lines)
@@ -192,8 +196,9 @@ def main():
         pathlib.Path(arguments.write).write_text(
             "# Interoperability\n\n`scripts/interop.sh` writes this page and tests every cell with messages of "
             + ", ".join(map(str, SIZES[:-1])) + f" and {SIZES[-1]} bytes, which must come back unchanged. "
-            "\"unsupported\": the partner does not support the algorithm, so nothing was tested. \"ok, but not empty\": the partner "
-            "rejects every JWE of an empty message, even its own.\n\n" + versions + "\n\n" + table + "\n",
+            "\"unsupported\": the partner does not support the algorithm, so nothing was tested. "
+            "\"ok, but not empty\": the partner rejects every JWE of an empty message, even its own.\n\n"
+            + versions + "\n\n" + table + "\n",
             encoding="utf-8")
     if counts != expected:
         print("expected:", json.dumps(expected), file=sys.stderr)

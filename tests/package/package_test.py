@@ -162,7 +162,7 @@ def check_embedder(tree):
     expect(len(before) > 100, f"only {len(before)} settings were looked at")
     lost, new = set(before) - set(after), set(after) - set(before)
     strays = {line for line in new if not IN_THE_CACHE.match(line.removeprefix("variable "))}
-    expect(not lost and not strays, f"add_subdirectory changes\n" + "\n".join(sorted(lost | strays)))
+    expect(not lost and not strays, "add_subdirectory changes\n" + "\n".join(sorted(lost | strays)))
     same((tree / "targets.txt").read_text().split(";"), {"torvane"}, "targets that an application gets")
     flags = {}
     for unit in json.loads((tree / "compile_commands.json").read_text()):
@@ -292,7 +292,7 @@ def exported_symbols():
     mangled = [line.split()[-1] for line in run("nm", "-D", "--defined-only", library).splitlines()]
     names = run("c++filt", text="\n".join(mangled)).splitlines()
     expect(len(mangled) == len(names) > 100, f"only {len(names)} symbols")
-    own = re.compile(rf"((typeinfo|typeinfo name|vtable|VTT) for |(non-)?virtual thunk to )?Torvane::")
+    own = re.compile(r"((typeinfo|typeinfo name|vtable|VTT) for |(non-)?virtual thunk to )?Torvane::")
     strays = [name for name in names if not own.match(name) or "Torvane::Crypto" in name]
     expect(not strays, "exported, and not ours to export:\n" + "\n".join(strays))
 

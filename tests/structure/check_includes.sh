@@ -36,7 +36,8 @@ for file in $files; do
     count=$((count + 1))
     own=$(floor "$file")
     [ "$own" != none ] || complain "$file is in no room"
-    for included in $(sed -n 's/^#include "\(torvane\/.*\)"/\1/p' "$file"); do
+    all_included=$(sed -n 's/^#include "\(torvane\/.*\)"/\1/p' "$file")
+    for included in $all_included; do
         other=$(floor "$included")
         [ "$other" -le "$own" ] || complain "$file includes $included, which is above it"
         if [ "$own" = 8 ] && [ "$other" = 8 ] && [ "$(echo "$included" | cut -d/ -f2)" != "$(echo "$file" | cut -d/ -f2)" ]; then
