@@ -3,7 +3,7 @@
 clang-tidy runs on the C++ files that changed: those that differ from the commit BASE, or from the one that the
 environment variable TORVANE_LINT_BASE names. By default that is the commit at which the branch left origin/main; on
 origin/main itself, the last commit that is a day older than HEAD. A change of .clang-tidy counts as a change of all
-files. Fails on a finding, and when a tool fails.
+files. The subjects of the commits since BASE may have 72 characters. Fails on a finding, and when a tool fails.
 
 clang-tidy reads the unity files of the preset "lint", each of which includes up to eight sources. It spends most of its
 time in the headers of the system, which a unity file includes only once. A changed source is therefore checked together
@@ -31,6 +31,9 @@ ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "bugprone-unused-raii", "bug
                        "performance-inefficient-*")
 DAY = 24 * 60 * 60
 SECONDS_FOR_A_UNIT = 600
+SUBJECT_LENGTH = 72
+# Subjects up to this commit may be longer.
+SUBJECTS_SINCE = "4da415ff67c7cbd6d7fd5e3a78ec56e268925a70"
 LEAST_SCRIPTS = {"shellcheck": 8, "flake8": 20}
 # Tests compile these and expect errors, or they need the packages for scripts/bench.sh.
 NOT_ALONE = ("tests/support/", "bench/peers/")
@@ -91,6 +94,19 @@ def script_findings():
         if len(files) < LEAST_SCRIPTS[tool] or subprocess.run([tool, *files], cwd=ROOT).returncode != 0:
             found.append(tool)
     return found
+
+
+def long_subjects(since):
+    """Prints the subjects of commits since the base that are too long, and returns whether there are any."""
+    commits = ["HEAD", f"^{since}"] if since else ["HEAD"]
+    if git("rev-parse", "--verify", "--quiet", f"{SUBJECTS_SINCE}^{{commit}}", fails=False):
+        commits.append(f"^{SUBJECTS_SINCE}")
+    lines = git("log", "--no-merges", "--format=%h %s", *commits).splitlines()
+    print(f"commit subjects: {len(lines)}", flush=True)
+    too_long = [line for line in lines if len(line.partition(" ")[2]) > SUBJECT_LENGTH]
+    for line in too_long:
+        print(f"more than {SUBJECT_LENGTH} characters: {line}", flush=True)
+    return bool(too_long)
 
 
 def included(file, known={}):
@@ -173,6 +189,7 @@ def main():
     wrong += script_findings()
 
     since = base(sys.argv[1] if len(sys.argv) == 2 else os.environ.get("TORVANE_LINT_BASE", ""))
+    wrong += ["commit subjects"] if long_subjects(since) else []
     changed = set(files)
     if since and not git("diff", "--name-only", since, "--", ".clang-tidy"):
         changed = listed("diff", "--name-only", since) | listed("ls-files", "--others", "--exclude-standard")
