@@ -152,6 +152,60 @@ def exchange(carry, a, b, encrypted):
     return "ok, but not empty" if refuses_empty else "ok"
 
 
+def table(partners, results):
+    lines = ["| | " + " | ".join(f"{p.name} reads ours | we read {p.name}'s" for p in partners) + " |",
+             "|---" * (1 + 2 * len(partners)) + "|"]
+    return "\n".join(lines + [f"| {name} | " + " | ".join(cells) + " |" for name, cells in results])
+
+
+def merged(results):
+    """Returns fewer rows with the same results, and the names of the rows that no partner supports.
+
+    "JWE ALG ENC" becomes "JWE ALG" if every ENC has the same result. Then neighbours of the same kind are joined.
+    """
+    of_alg = {}
+    for name, cells in results:
+        if name.startswith("JWE "):
+            of_alg.setdefault(name.split()[1], set()).add(tuple(cells))
+    rows, unsupported = [], []
+    for name, cells in results:
+        kind, *algs = name.split()
+        if kind == "JWE" and len(of_alg[algs[0]]) == 1:
+            name = f"JWE {algs[0]}"
+        names = unsupported if set(cells) == {"unsupported"} else [row[0] for row in rows]
+        if name in names:
+            continue
+        if names is unsupported:
+            unsupported.append(name)
+        else:
+            rows.append((name, cells))
+    joined = []
+    for name, cells in rows:
+        kind, _, algs = name.partition(" ")
+        if joined and kind in ("JWS", "JWE") and joined[-1][0].startswith(f"{kind} ") and joined[-1][1] == cells:
+            joined[-1] = (f"{joined[-1][0]}, {algs}", cells)
+        else:
+            joined.append((name, cells))
+    return joined, unsupported
+
+
+def page(partners, results):
+    rows, unsupported = merged(results)
+    sizes = f"{', '.join(map(str, SIZES[:-1]))} and {SIZES[-1]}"
+    about = f"""`scripts/interop.sh` writes this page. It tests each cell with messages of {sizes}
+bytes, which must come back unchanged. A row of several algorithms says what each of them gives. Each JWE algorithm is
+tested with every content encryption. The cells say:
+
+- "ok": all messages came back.
+- "ok, but not empty": the same, except that the partner rejects every JWE of an empty message, even its own.
+- "unsupported": the partner does not support the algorithm, so nothing was tested.
+"""
+    if unsupported:
+        about += f"\nNo partner supports {' or '.join(unsupported)}, so nothing was tested with them.\n"
+    versions = "\n".join(f"- {partner.knows['version']}" for partner in partners)
+    return f"# Interoperability\n\n{about}\nThe partners:\n\n{versions}\n\n{table(partners, rows)}\n"
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("torvane")
@@ -162,9 +216,7 @@ def main():
     partners = [Partner("jwcrypto", ["/usr/bin/python3", "-B", HERE / "partners" / "jwcrypto_partner.py"]),
                 Partner("jose", ["/usr/bin/python3", "-B", HERE / "partners" / "jose_partner.py"]),
                 Partner("go-jose", [arguments.gojose])]
-    failures, counts = [], {}
-    lines = ["| | " + " | ".join(f"{p.name} reads ours | we read {p.name}'s" for p in partners) + " |",
-             "|---" * (1 + 2 * len(partners)) + "|"]
+    failures, counts, results = [], {}, []
 
     def add(name, check):
         cells = []
@@ -174,7 +226,7 @@ def main():
                 counts.setdefault(partner.name, {}).setdefault(result, 0)
                 counts[partner.name][result] += 1
                 cells.append(result)
-        lines.append(f"| {name} | " + " | ".join(cells) + " |")
+        results.append((name, cells))
 
     add("JWK and JWK Set", lambda p, a, b: cell(lambda: read_keys(a, b), failures, f"keys, {a.name} to {b.name}"))
     for name, needs, carry in rows(us):
@@ -185,21 +237,13 @@ def main():
                         f"{name}, {a.name} to {b.name}")
         add(name, check)
 
-    table = "\n".join(lines)
-    print(table)
+    print(table(partners, results))
     for failure in failures:
         print(failure, file=sys.stderr)
     print("cells:", json.dumps(counts))
     expected = json.loads((HERE / "expected.json").read_text(encoding="utf-8"))
     if arguments.write:
-        versions = "\n".join(f"- {partner.knows['version']}" for partner in partners)
-        pathlib.Path(arguments.write).write_text(
-            "# Interoperability\n\n`scripts/interop.sh` writes this page and tests every cell with messages of "
-            + ", ".join(map(str, SIZES[:-1])) + f" and {SIZES[-1]} bytes, which must come back unchanged. "
-            "\"unsupported\": the partner does not support the algorithm, so nothing was tested. "
-            "\"ok, but not empty\": the partner rejects every JWE of an empty message, even its own.\n\n"
-            + versions + "\n\n" + table + "\n",
-            encoding="utf-8")
+        pathlib.Path(arguments.write).write_text(page(partners, results), encoding="utf-8")
     if counts != expected:
         print("expected:", json.dumps(expected), file=sys.stderr)
     return 1 if failures or counts != expected else 0
