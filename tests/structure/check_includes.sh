@@ -1,11 +1,12 @@
 #!/bin/sh
 # Fails when a file includes one that is above it, when a public header includes a private one, and when a third-party
-# header is included outside the sources and private folders of platform/.
+# header is included outside the sources and private folders of platform/. Also fails when a folder of torvane/ has
+# sources and the folder of the same path in tests/ has no test.
 set -eu
 cd "$(dirname "$0")/../.."
 
-# From the bottom up. A file may include its own floor and those below; jws, jwe and jwt do not include each other.
-floor() {
+# From the bottom up. A file may include its own layer and those below; jws, jwe and jwt do not include each other.
+layer() {
     case $1 in
         torvane/platform/core/*) echo 0 ;;
         torvane/platform/primitives/*) echo 1 ;;
@@ -34,11 +35,11 @@ files=$(find torvane -name '*.hpp' -o -name '*.cpp')
 count=0
 for file in $files; do
     count=$((count + 1))
-    own=$(floor "$file")
-    [ "$own" != none ] || complain "$file is in no room"
+    own=$(layer "$file")
+    [ "$own" != none ] || { complain "$file is in a folder that has no layer here"; continue; }
     all_included=$(sed -n 's/^#include "\(torvane\/.*\)"/\1/p' "$file")
     for included in $all_included; do
-        other=$(floor "$included")
+        other=$(layer "$included")
         [ "$other" -le "$own" ] || complain "$file includes $included, which is above it"
         if [ "$own" = 8 ] && [ "$other" = 8 ] && [ "$(echo "$included" | cut -d/ -f2)" != "$(echo "$file" | cut -d/ -f2)" ]; then
             complain "$file includes $included, which is beside it"
@@ -57,4 +58,17 @@ for file in $files; do
     if grep -HnE '^#include <(openssl|nlohmann|secp256k1|p11-kit)' "$file" >&2; then bad=1; fi
 done
 [ "$count" -gt 50 ] || complain "only $count files were looked at"
+
+# Folders whose sources are tested elsewhere: primitives through the key stores and coders that use them.
+untested_folders=" torvane/platform/primitives "
+
+folders=$(echo "$files" | grep '\.cpp$' | grep -v /internal/ | sed 's,/[^/]*$,,' | sort -u)
+count=0
+for folder in $folders; do
+    count=$((count + 1))
+    case $untested_folders in *" $folder "*) continue ;; esac
+    tests=$(find "tests/${folder#torvane/}" -maxdepth 1 -name '*_test.cpp' 2>/dev/null || true)
+    [ -n "$tests" ] || complain "$folder has sources, but tests/${folder#torvane/} has no test"
+done
+[ "$count" -gt 8 ] || complain "only $count folders were looked at"
 exit $bad
