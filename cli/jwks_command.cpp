@@ -127,7 +127,7 @@ void requireSet(ByteView text) {
     }
 }
 
-void refuseToOverwriteKey(const std::string& output, const std::string& uri) {
+void rejectOverwritingKey(const std::string& output, const std::string& uri) {
     std::error_code none;
     if (!output.empty() && std::filesystem::equivalent(output, uri, none)) {
         throw Failure(ExitCode::usage, "The output would overwrite a key.");
@@ -142,19 +142,19 @@ void makeSet(const MakeSetOptions& options) {
     std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
         const auto spec = parseKeySpec(text);
-        refuseToOverwriteKey(options.output, spec.uri);
+        rejectOverwritingKey(options.output, spec.uri);
         const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, secret);
         const auto key = asJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = algorithmsOf(opened, spec.use);
-        const auto refuse = [&](const std::string& why) {
+        const auto reject = [&](const std::string& why) {
             throw Failure(ExitCode::key, "The key \"" + spec.name + "\" (" + Command::kindOf(opened) + ") " + why);
         };
-        if (fitting.empty()) refuse("fits no algorithm for its use.");
-        if (!ids.emplace(key.keyId(), spec.use).second) refuse("has the id and use of another key.");
+        if (fitting.empty()) reject("fits no algorithm for its use.");
+        if (!ids.emplace(key.keyId(), spec.use).second) reject("has the id and use of another key.");
         auto members = key.encodeToDictionary();
         members.try_emplace("use", rawValue(spec.use));
         if (spec.algorithm) {
-            if (std::ranges::find(fitting, *spec.algorithm) == fitting.end()) refuse("does not fit its algorithm.");
+            if (std::ranges::find(fitting, *spec.algorithm) == fitting.end()) reject("does not fit its algorithm.");
             members["alg"] = *spec.algorithm;
         }
         keys.emplace_back(toJSONObject(members));

@@ -58,20 +58,20 @@ SetEntry readEntry(const JSONValue& element) {
 KeySpec parseKeySpec(const std::string& text) {
     const auto equals = text.find('=');
     const auto name = text.substr(0, equals);
-    const auto refuse = [&name](const std::string& why) {
+    const auto reject = [&name](const std::string& why) {
         throw Failure(ExitCode::usage, "The key \"" + name + "\" is not of the form USE[/ALG][:KID]=URI: " + why);
     };
-    if (equals == text.npos || equals + 1 == text.size()) refuse("the URI is missing.");
+    if (equals == text.npos || equals + 1 == text.size()) reject("the URI is missing.");
     const auto colon = name.find(':');
     const auto purpose = name.substr(0, colon);
     const auto slash = purpose.find('/');
     const auto use = fromRawValue<JWKUse>(purpose.substr(0, slash));
-    if (!use) refuse("the use must be sig, enc or sig_enc.");
+    if (!use) reject("the use must be sig, enc or sig_enc.");
     KeySpec spec{name, *use, std::nullopt, std::nullopt, text.substr(equals + 1)};
     if (slash != purpose.npos) spec.algorithm = purpose.substr(slash + 1);
-    if (spec.algorithm && !isAlgorithm(*spec.algorithm)) refuse("the algorithm is unknown.");
+    if (spec.algorithm && !isAlgorithm(*spec.algorithm)) reject("the algorithm is unknown.");
     if (colon != name.npos) spec.keyId = name.substr(colon + 1);
-    if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) refuse("the key id is not text.");
+    if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) reject("the key id is not text.");
     return spec;
 }
 

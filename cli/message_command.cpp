@@ -20,12 +20,12 @@ StringMap parseHeaders(const std::vector<std::string>& texts) {
     for (const auto& text : texts) {
         const auto equals = text.find('=');
         const auto name = text.substr(0, equals);
-        const auto refuse = [&text](const char* why) { throw Failure(ExitCode::usage, '"' + text + "\" " + why); };
-        if (equals == text.npos || equals == 0) refuse("is not of the form NAME=VALUE.");
+        const auto reject = [&text](const char* why) { throw Failure(ExitCode::usage, '"' + text + "\" " + why); };
+        if (equals == text.npos || equals == 0) reject("is not of the form NAME=VALUE.");
         if (std::ranges::find(reservedParameters, name) != reservedParameters.end()) {
-            refuse("sets a parameter that another option sets.");
+            reject("sets a parameter that another option sets.");
         }
-        if (!headers.emplace(name, text.substr(equals + 1)).second) refuse("repeats a header parameter.");
+        if (!headers.emplace(name, text.substr(equals + 1)).second) reject("repeats a header parameter.");
     }
     return headers;
 }

@@ -24,7 +24,7 @@ bool isListOfTexts(const json_t* value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto text = asText({data, size});
     JSONValue::Object members;
-    if (!refusalOf([&] { members = Torvane::dictFromJsonString(text); }).empty()) return 0;
+    if (!errorTextOf([&] { members = Torvane::dictFromJsonString(text); }).empty()) return 0;
     const JWTClaims read(members);
     const auto written = read.toJsonString();
     require(Torvane::fromJsonString<JWTClaims>(written).toJsonString() == written, "claims survive a round trip");
@@ -45,12 +45,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
          }}};
     for (const auto& [name, isOfType, get] : getters) {
         JSONValue value;
-        const auto refusal = refusalOf([&, &get = get] { value = get(); });
-        require(isOfType == refusal.empty(), "a getter succeeds if and only if the claim has its type: " + refusal);
+        const auto rejection = errorTextOf([&, &get = get] { value = get(); });
+        require(isOfType == rejection.empty(), "a getter succeeds if and only if the claim has its type: " + rejection);
         require(!isOfType || isSame(value, claim(name)), "a getter returns the value of the claim");
         const auto notFound = "(\"" + std::string(name) + "\")", malformed = "of claim " + std::string(name) + " is";
-        require(isOfType || refusal.find(notFound) != refusal.npos || refusal.find(malformed) != refusal.npos,
-                "an error names the claim: " + refusal);
+        require(isOfType || rejection.find(notFound) != rejection.npos || rejection.find(malformed) != rejection.npos,
+                "an error names the claim: " + rejection);
     }
     return 0;
 }

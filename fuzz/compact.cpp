@@ -13,7 +13,7 @@ using Torvane::JsonWebStructure;
 
 const std::string prefix = "JOSEError.invalidJOSEComponent(";
 
-std::string expectedRefusal(const std::vector<std::string>& tokenParts, bool mayLackPayload) {
+std::string expectedRejection(const std::vector<std::string>& tokenParts, bool mayLackPayload) {
     if (tokenParts.size() < 2)
         return prefix + "\"Missing component separator character. Invalid compact serialized string.\")";
     for (std::size_t i = 0; i < tokenParts.size(); ++i) {
@@ -26,7 +26,7 @@ std::string expectedRefusal(const std::vector<std::string>& tokenParts, bool may
 
 std::optional<JSONValue::Object> headerIn(const std::string& part) {
     std::optional<JSONValue::Object> header;
-    refusalOf([&] {
+    errorTextOf([&] {
         const auto bytes = naiveDecoding(part);
         if (bytes) header = JSONSerialization::jsonObject(*bytes).to<JSONValue::Object>();
     });
@@ -40,11 +40,11 @@ void checkReceived(ByteView token, const std::vector<std::string>& tokenParts, s
     bool isWellFormed = tokenParts.size() == count && header;
     for (const auto& part : tokenParts) isWellFormed = isWellFormed && naiveDecoding(part).has_value();
     std::optional<JSONValue::Object> received;
-    const auto refusal = refusalOf([&] { received = Received(token).header().parameters(); });
-    if (refusal.empty())
+    const auto rejection = errorTextOf([&] { received = Received(token).header().parameters(); });
+    if (rejection.empty())
         return require(isWellFormed && received == header, "an accepted token is well-formed and has this header");
-    require(!isWellFormed || refusal.find("The header's \\\"") != refusal.npos || tokenParts.back().empty(),
-            "a well-formed token is rejected only for a member of its header: " + refusal);
+    require(!isWellFormed || rejection.find("The header's \\\"") != rejection.npos || tokenParts.back().empty(),
+            "a well-formed token is rejected only for a member of its header: " + rejection);
 }
 
 }  // namespace
@@ -53,15 +53,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto text = asText({data, size});
     const auto tokenParts = parts({data, size});
     std::optional<JSONValue::Object> header;
-    const auto refusal = refusalOf([&] { header = JsonWebStructure(text).getHeader(); });
-    require(refusal == expectedRefusal(tokenParts, false),
-            "the structure reports the first malformed part: " + refusal);
+    const auto rejection = errorTextOf([&] { header = JsonWebStructure(text).getHeader(); });
+    require(rejection == expectedRejection(tokenParts, false),
+            "the structure reports the first malformed part: " + rejection);
     const bool isToken = tokenParts.size() == 3 || tokenParts.size() == 5;
-    require(!refusal.empty() || header == (isToken ? headerIn(tokenParts[0]) : std::nullopt),
+    require(!rejection.empty() || header == (isToken ? headerIn(tokenParts[0]) : std::nullopt),
             "the structure returns the header of a token");
-    const auto refusalOfHeader = refusalOf([&] { header = JsonWebStructure::headerOf(text); });
-    require(refusalOfHeader == expectedRefusal(tokenParts, true),
-            "headerOf() reports the first malformed part: " + refusalOfHeader);
+    const auto rejectionOfHeader = errorTextOf([&] { header = JsonWebStructure::headerOf(text); });
+    require(rejectionOfHeader == expectedRejection(tokenParts, true),
+            "headerOf() reports the first malformed part: " + rejectionOfHeader);
     checkReceived<JOSE::ReceivedJWS>({data, size}, tokenParts, 3);
     checkReceived<JOSE::ReceivedJWE>({data, size}, tokenParts, 5);
     return 0;

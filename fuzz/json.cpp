@@ -10,8 +10,8 @@ using namespace Torvane;
 using namespace Testing;
 
 // Only our reader rejects deep nesting and a NUL byte at the end; only Jansson rejects a NUL in a member's name.
-bool mayDiffer(const std::string& refusal, const json_error_t& error) {
-    return refusal.find("nest too deep") != refusal.npos || refusal.find("NUL byte") != refusal.npos ||
+bool mayDiffer(const std::string& rejection, const json_error_t& error) {
+    return rejection.find("nest too deep") != rejection.npos || rejection.find("NUL byte") != rejection.npos ||
            json_error_code(&error) == json_error_null_byte_in_key;
 }
 
@@ -19,17 +19,17 @@ bool mayDiffer(const std::string& refusal, const json_error_t& error) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     JSONValue value;
-    const auto refusal = refusalOf([&] { value = JSONSerialization::jsonObject({data, size}); });
-    const auto refusalOfSecret = refusalOf([&] {
+    const auto rejection = errorTextOf([&] { value = JSONSerialization::jsonObject({data, size}); });
+    const auto rejectionOfSecret = errorTextOf([&] {
         const auto secret = JSONSerialization::secretJSONObject({data, size});
         require(secret.get() == value, "the reader of secrets reads the same value");
     });
-    require(refusalOfSecret == refusal, "the reader of secrets gives the same error: " + refusalOfSecret);
+    require(rejectionOfSecret == rejection, "the reader of secrets gives the same error: " + rejectionOfSecret);
     json_error_t error{};
     const auto other = readByJansson({data, size}, &error);
-    if (mayDiffer(refusal, error)) return 0;
-    require(refusal.empty() == (other != nullptr),
-            "both readers accept or reject the text: " + refusal + " / " + error.text);
+    if (mayDiffer(rejection, error)) return 0;
+    require(rejection.empty() == (other != nullptr),
+            "both readers accept or reject the text: " + rejection + " / " + error.text);
     if (!other) return 0;
     require(isSame(value, other.get()), "both readers read the same value");
     const auto integers = readByJansson({data, size}, nullptr, true);

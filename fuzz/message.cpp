@@ -37,7 +37,7 @@ bool isAcceptable(const std::string& header) {
 }
 
 void check(ByteView token, const std::string& signedMessage, bool mayPass) {
-    refusalOf([&] {
+    errorTextOf([&] {
         const auto message = helper().decodeMessage(token);
         require(mayPass && asText(message) == signedMessage, "only a message that the peer signed is returned");
     });

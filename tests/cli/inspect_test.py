@@ -113,9 +113,9 @@ warning: The token is not valid yet.
                 (token(b'{"alg": "RS256", "alg": "none"}', b"x"),
                  "The header cannot be read. The text is not JSON: a member is given twice. Its text: {"),
                 (token([], b"x"), "The header cannot be read. It is not a JSON object. Its text: []")):
-            shown = self.refuse(5, "The token is malformed.", "inspect", stdin=text, prints=None)
+            shown = self.reject(5, "The token is malformed.", "inspect", stdin=text, prints=None)
             self.assertIn("warning: " + warning, shown)
-        shown = self.refuse(5, "The token is malformed.", "inspect", stdin=token(b"\xed\xa0\x80", b"x"), prints=None)
+        shown = self.reject(5, "The token is malformed.", "inspect", stdin=token(b"\xed\xa0\x80", b"x"), prints=None)
         self.assertIn("Its text: \\xed\\xa0\\x80\n", shown)
         self.assertIn("warning: The signature is empty.\n",
                       self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
@@ -133,11 +133,11 @@ warning: The token is not valid yet.
 
     def test_text_that_is_not_a_token_is_rejected_in_time(self):
         for text, parts in (("", 1), ("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
-            self.refuse(5, f"The input is not a compact token: it has {parts} part{'s' * (parts != 1)}; a JWS has 3, "
+            self.reject(5, f"The input is not a compact token: it has {parts} part{'s' * (parts != 1)}; a JWS has 3, "
                            "a JWE has 5.", "inspect", stdin=text)
         deep = b'{"alg":' + b"[" * 100_000 + b"]" * 100_000 + b"}"
         self.assertIn("warning: The header cannot be read. ",
-                      self.refuse(5, "The token is malformed.", "inspect", stdin=token(deep, b"x"), prints=None))
+                      self.reject(5, "The token is malformed.", "inspect", stdin=token(deep, b"x"), prints=None))
         wide = {"alg": "RS256", "kid": "k", **{f"name{i}": "x" * 40 for i in range(20_000)}}
         self.assertIn('"name19999": "x', self.text("inspect", stdin=token(wide, b"x")))
 
@@ -169,7 +169,7 @@ warning: The token is not valid yet.
         self.assertIn('with your key "e"', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
 
     def test_a_token_without_a_valid_signature_is_never_called_verified(self):
-        shown = self.refuse(7, "The token has no signature.", *self.opening(),
+        shown = self.reject(7, "The token has no signature.", *self.opening(),
                             stdin=self.encrypted(b"anybody can do this"), prints=None)
         self.assertTrue(shown.endswith("payload anybody can do this\n\n" + UNVERIFIED), shown)
         forged = self.signed("RS256", "decrypt", "s")

@@ -45,19 +45,19 @@ class Keys(CommandTest):
     def test_a_key_is_never_overwritten_and_a_failure_leaves_no_file(self):
         self.succeed("key", "new", "P-256", "key.pem")
         before = self.text("key", "show", "key.pem")
-        self.refuse(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem")
+        self.reject(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem")
         self.assertEqual(self.text("key", "show", "key.pem"), before)
-        self.refuse(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
+        self.reject(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
                     "key", "new", "P-256", "none/key.pem")
         kinds = f"The kind of key must be one of {' '.join(KINDS)}."
         # A misplaced URI may hold a PIN, so the error does not quote it.
         for kind in ("RSA-1024", "pkcs11:token=t?pin-value=1234"):
-            self.refuse(2, kinds, "key", "new", kind, "small.pem")
+            self.reject(2, kinds, "key", "new", kind, "small.pem")
         for option in ("--secret-file=", "--encrypt"):  # an unset variable must not mean "unencrypted"
             self.assertNotEqual(self.run_command("key", "new", "P-256", "small.pem", option).returncode, 0)
-        self.refuse(4, "There is no terminal to ask for a new passphrase of \"secret.pem\".",
+        self.reject(4, "There is no terminal to ask for a new passphrase of \"secret.pem\".",
                     "key", "new", "P-256", "secret.pem", "--encrypt")
-        self.refuse(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
+        self.reject(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
                     self.path("empty.txt", "\nsecond line\n"))
         self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
 
@@ -65,15 +65,15 @@ class Keys(CommandTest):
         secret = self.path("secret.txt", "open sesame\r\nnot this line\n")
         self.succeed("key", "new", "secp256k1", "key.pem", "--secret-file", secret)
         self.assertEqual(self.pem("key.pem", b"open sesame").get("crv"), "secp256k1")
-        self.refuse(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem")
-        self.refuse(4, 'The passphrase does not decrypt "key.pem", or OpenSSL does not know its encryption.',
+        self.reject(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem")
+        self.reject(4, 'The passphrase does not decrypt "key.pem", or OpenSSL does not know its encryption.',
                     "key", "show", "key.pem", "--secret-file", self.path("wrong.txt", "open barley"))
         self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
-        self.refuse(4, "The passphrase is longer than 1024 bytes.", "key", "new", "P-256", "long.pem", "--secret-file",
+        self.reject(4, "The passphrase is longer than 1024 bytes.", "key", "new", "P-256", "long.pem", "--secret-file",
                     self.path("long.txt", "x" * 1025))
-        self.refuse(3, 'Cannot read "/dev/zero": The file is longer than 64.0 KiB.', "key", "show", "key.pem",
+        self.reject(3, 'Cannot read "/dev/zero": The file is longer than 64.0 KiB.', "key", "show", "key.pem",
                     "--secret-file", "/dev/zero")
-        self.refuse(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
+        self.reject(3, 'Cannot read "none.txt": No such file or directory.', "key", "show", "key.pem",
                     "--secret-file", "none.txt")
 
     def test_a_passphrase_is_not_echoed_and_must_be_typed_twice(self):
@@ -116,7 +116,7 @@ class Keys(CommandTest):
                                      "0 public keys and 0 certificates."),
                                (None, 'The file "file" cannot be read: No such file or directory.')):
             self.path("file", content) if content is not None else os.remove(self.path("file"))
-            self.refuse(4, error, "key", "show", "file")
+            self.reject(4, error, "key", "show", "file")
 
     def test_json_for_machines(self):
         self.succeed("key", "new", "RSA-2048", "key.pem")
@@ -163,7 +163,7 @@ class Pkcs11Tokens(CommandTest):
                                 env=self.environment)
         self.assertEqual(done.returncode, 4)
         self.assertIn("PIN", done.stderr.decode())
-        self.refuse(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
+        self.reject(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
 
 
 if __name__ == "__main__":

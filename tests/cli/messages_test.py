@@ -100,22 +100,22 @@ class Messages(CommandTest):
                 self.assertEqual((done.returncode, done.stdout, len(lines)), (code, b"", 1), lines)
                 self.assertTrue(lines[0].startswith("torvane: " + error), lines)
                 self.assertFalse(os.path.exists(self.path("out")))
-        self.refuse(4, "Must provide sender's private key to sign JWTs.", "encode", "--own",
+        self.reject(4, "Must provide sender's private key to sign JWTs.", "encode", "--own",
                     "enc:e=" + self.key("decrypt.pem"), "--peer", self.key("set"))
-        self.refuse(4, "Must provide recipient's public key to encrypt JWTs.", "encode", "--own",
+        self.reject(4, "Must provide recipient's public key to encrypt JWTs.", "encode", "--own",
                     "sig:s=" + self.key("sign.pem"), "--peer", self.key("renamed-set"))
         encoding = ("encode", "--own", "sig:s=" + self.key("sign.pem"), "--peer", self.key("set"), "--encrypt-to", "e")
         for header, error in (("nothing", "is not of the form NAME=VALUE."),
                               ("=x", "is not of the form NAME=VALUE."),
                               ("alg=none", "sets a parameter that another option sets."),
                               ("kid=z", "sets a parameter that another option sets.")):
-            self.refuse(2, f'"{header}" {error}', *encoding, "--jws-header", header)
-        self.refuse(2, '"a=2" repeats a header parameter.', *encoding, "--jwe-header", "a=1",
+            self.reject(2, f'"{header}" {error}', *encoding, "--jws-header", header)
+        self.reject(2, '"a=2" repeats a header parameter.', *encoding, "--jwe-header", "a=1",
                     "--jwe-header", "a=2")
         for option, code in (("--jws-header", 2), ("--jwe-header", 2)):
             self.assertEqual(self.run_command(*encoding, option, "crit=x").returncode, code)
         self.assertEqual(self.run_command(*encoding, "--jws-alg", "ES256").returncode, 4)
-        self.refuse(3, 'Cannot write "none/out": No such file or directory.', *self.decoding("-o", "none/out"),
+        self.reject(3, 'Cannot write "none/out": No such file or directory.', *self.decoding("-o", "none/out"),
                     stdin=token)
 
     def test_a_key_for_both_uses_signs_and_decrypts(self):
@@ -130,7 +130,7 @@ class Messages(CommandTest):
         self.assertEqual((closed.returncode, closed.stdout, closed.stderr),
                          (3, b"", b"torvane: Cannot read standard input: Bad file descriptor.\n"))
         with open(self.key("set"), "rb") as file:
-            self.refuse(2, "Standard input can be read only once.", *encoding, "-", stdin=file.read())
+            self.reject(2, "Standard input can be read only once.", *encoding, "-", stdin=file.read())
         for option in ("--peer=", "--own=", "--encrypt-to=", "-o", "--jws-alg="):
             done = self.run_command(*encoding, self.key("set"), *([option, ""] if option == "-o" else [option]))
             self.assertEqual((done.returncode, done.stdout), (2, b""), option)

@@ -60,7 +60,7 @@ class CommandTest(unittest.TestCase):
     def text(self, *arguments, **options):
         return self.succeed(*arguments, **options).decode()
 
-    def refuse(self, code, error, *arguments, stdin=b"", prints=b""):
+    def reject(self, code, error, *arguments, stdin=b"", prints=b""):
         """Expects this exit code and error line. Checks standard output unless `prints` is None, and returns it."""
         done = self.run_command(*arguments, stdin=stdin)
         self.assertEqual((done.returncode, done.stderr.decode()), (code, f"torvane: {error}\n"), arguments)

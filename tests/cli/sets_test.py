@@ -60,7 +60,7 @@ class Sets(CommandTest):
                 if os.path.islink(self.path(rsa)):
                     os.remove(self.path(rsa))
                 os.symlink(self.key(rsa), self.path(rsa))
-                self.refuse(code, error, "jwks", "make", *(["-o", "made"] if "-o" not in specs else []), *specs)
+                self.reject(code, error, "jwks", "make", *(["-o", "made"] if "-o" not in specs else []), *specs)
                 self.assertFalse(os.path.exists(self.path("made")))
 
     def test_list_shows_every_entry_even_an_unreadable_one(self):
@@ -97,7 +97,7 @@ class Sets(CommandTest):
                 ({**self.member("set-k1", "k1"), "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
-                shown = self.refuse(4, "Bad keys: 1 of 2.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
+                shown = self.reject(4, "Bad keys: 1 of 2.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
                                     prints=None)
                 self.assertEqual(shown.count("BAD"), 1, shown)
                 if verdict:
@@ -112,7 +112,7 @@ class Sets(CommandTest):
             shown = self.run_command("jwks", "check", stdin=json.dumps({"keys": keys})).stdout.decode()
             self.assertIn("  " + remark + "\n", shown)
             self.assertNotIn("BAD", shown)
-        self.refuse(4, "The set has no keys.", "jwks", "check", stdin='{"keys": []}')
+        self.reject(4, "The set has no keys.", "jwks", "check", stdin='{"keys": []}')
         together = self.run_command("jwks", "check", self.key("set-k1"))
         self.assertEqual((together.returncode, together.stdout.decode().count("good")), (4, 2))
         self.assertIn("torvane: The commands encode and decode reject this set: ", together.stderr.decode())
@@ -120,7 +120,7 @@ class Sets(CommandTest):
         number = base64.urlsafe_b64encode(bytes.fromhex("0" + odd)).decode().rstrip("=")
         self.assertIn("  RSA 2044  BAD\n", self.run_command(
             "jwks", "check", stdin=json.dumps({"kty": "RSA", "n": number, "e": "AQAB"})).stdout.decode())
-        found = json.loads(self.refuse(4, "Bad keys: 1 of 1.", "jwks", "check", "--json", stdin=json.dumps(private),
+        found = json.loads(self.reject(4, "Bad keys: 1 of 1.", "jwks", "check", "--json", stdin=json.dumps(private),
                                        prints=None))
         self.assertEqual(found[0]["faults"], ["It holds a private key."])
 
@@ -136,7 +136,7 @@ class Sets(CommandTest):
                                       (("--use", "sign"), 2, "The use must be sig, enc or sig_enc."),
                                       (("--alg", "FOO"), 2, "The algorithm is unknown."),
                                       (("--kty", "oct"), 2, "The key type must be RSA or EC.")):
-            self.refuse(code, error, "jwks", "select", *criteria, self.key("set"))
+            self.reject(code, error, "jwks", "select", *criteria, self.key("set"))
         # Members that the library does not know are kept.
         key = {**self.member("set", "rsa"), "key_ops": ["verify"], "mine": 1}
         self.assertEqual(json.loads(self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [key]}))),

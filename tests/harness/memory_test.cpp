@@ -96,7 +96,7 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
         for (const auto& whole : {message, bytesOf(parts(inner).at(1))}) addHalves(both, whole);
         return both;
     };
-    const auto refused = [&](const std::string& name, const std::string& encryption, const ByteBuffer& token) {
+    const auto rejected = [&](const std::string& name, const std::string& encryption, const ByteBuffer& token) {
         const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
         expectNothingLeft(name, everywhere, secrets, [&] { EXPECT_THROW(decrypter.decryptJWE(token), JOSEError); });
     };
@@ -104,13 +104,13 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
         return JWEEncrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt).encryptJWT(inner);
     };
     for (const auto* encryption : {"A128CBC-HS256", "A256GCM"})
-        refused(encryption, encryption, withFlippedBit(encrypted(encryption), 4));
+        rejected(encryption, encryption, withFlippedBit(encrypted(encryption), 4));
     const auto* const header = R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256"})";
     ForgedJWE padded(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, header, publicKey(rsaEnc), HashFunction::SHA256,
                      std::string(asText(inner)) + std::string(16 - inner.size() % 16, '!'));
     padded.ciphertext.resize(padded.ciphertext.size() - 16);  // the block that was only padding
     padded.authenticate();
-    refused("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
+    rejected("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
     const auto unsignedToken = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(withFlippedBit(inner, 2));
     const auto decode = [&] { EXPECT_THROW(helper().decodeMessage(unsignedToken), JOSEError); };
     expectNothingLeft("a wrong signature", everywhere, secrets, decode);

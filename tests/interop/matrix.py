@@ -139,17 +139,17 @@ def cell(check, failures, name):
 
 
 def exchange(carry, a, b, encrypted):
-    refuses_empty = encrypted and b.name in NO_EMPTY_JWE
+    rejects_empty = encrypted and b.name in NO_EMPTY_JWE
     for size in SIZES:
         data = bytes(i % 251 for i in range(size))
-        if size == 0 and refuses_empty:
+        if size == 0 and rejects_empty:
             try:
                 carry(a, b, data)
             except RuntimeError:
                 continue
             raise AssertionError("an empty message was decrypted, unexpectedly")
         assert carry(a, b, data) == encoded(data), f"a message of {size} bytes came back changed"
-    return "ok, but not empty" if refuses_empty else "ok"
+    return "ok, but not empty" if rejects_empty else "ok"
 
 
 def table(partners, results):

@@ -30,28 +30,28 @@ TEST(JWEDecrypter, EveryConstructorDecryptsWithAPrivateJwk) {
 }
 
 template <class Coder, class... KeyId>
-void expectRefused(const nlohmann::json& row, KeyId... keyId) {
+void expectError(const nlohmann::json& row, KeyId... keyId) {
     const std::string by = row["by"], alg = row["alg"], enc = row["enc"];
     const auto key = keyInWords(row["key"]);
     const auto serves = [&by](const char* way) { return by.find(way) != std::string::npos; };
     ASSERT_TRUE(serves("handle") || serves("jwk") || serves("alone"));
     if (serves("handle")) {
-        EXPECT_REFUSED(Coder(alg, enc, key.key().keyRef().value(), keyId...), row["error"]);
+        EXPECT_ERROR_TEXT(Coder(alg, enc, key.key().keyRef().value(), keyId...), row["error"]);
     }
     if (serves("jwk")) {
-        EXPECT_REFUSED(Coder(alg, enc, key, keyId...), row["error"]);
+        EXPECT_ERROR_TEXT(Coder(alg, enc, key, keyId...), row["error"]);
     }
     if (serves("alone")) {
-        EXPECT_REFUSED(Coder{key}, row["error"]);
+        EXPECT_ERROR_TEXT(Coder{key}, row["error"]);
     }
 }
 
 TEST(JWEEncrypterAndDecrypter, AreNotMadeForNamesAndKeysThatDoNotServe) {
-    forEachRow("key_refusals.json", "jwe", 26, [](const json& row) {
+    forEachRow("key_rejections.json", "jwe", 26, [](const json& row) {
         if (row["role"] == "encrypter") {
-            expectRefused<JWEEncrypter>(row, std::optional<std::string>());
+            expectError<JWEEncrypter>(row, std::optional<std::string>());
         } else {
-            expectRefused<JWEDecrypter>(row);
+            expectError<JWEDecrypter>(row);
         }
     });
 }
@@ -77,9 +77,9 @@ TEST(JWEDecrypter, WrapsAFailureOfTheKeyStore) {
     for (const auto& [kid, management, what] :
          {std::tuple{rsaEnc, "RSA-OAEP", "decrypt"}, {ecEncP256, "ECDH-ES", "agree on a secret"}}) {
         const auto token = JWEEncrypter(management, "A128GCM", publicKey(kid), std::nullopt).encryptJWT({});
-        const auto refusal = "This key store does not " + std::string(what) + " with this key.";
+        const auto reason = "This key store does not " + std::string(what) + " with this key.";
         const JWEDecrypter decrypter(management, "A128GCM", keyOfIdleStore(kid));
-        EXPECT_ERROR(decrypter.decryptJWE(token), JOSEError::JWEDecrypterError(wrapped(SecurityError(refusal))));
+        EXPECT_ERROR(decrypter.decryptJWE(token), JOSEError::JWEDecrypterError(wrapped(SecurityError(reason))));
     }
 }
 

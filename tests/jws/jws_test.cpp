@@ -137,11 +137,11 @@ TEST(MovedFrom, SignersVerifiersAndTheirTokensGiveAnErrorOrTheSameAnswer) {
 }
 
 TEST(JWSSigner, WrapsEveryFailure) {
-    forEachRow("key_refusals.json", "sign", 8, [](const json& row) {
+    forEachRow("key_rejections.json", "sign", 8, [](const json& row) {
         const JWSSigner signer(algorithmOf(row), keyInWords(row["key"]));
         const StringMap header = row.value("header", StringMap());
-        EXPECT_REFUSED(signer.signJWT({}, header), row["error"]);
-        EXPECT_REFUSED(signer.sign({}, header), row["error"]);
+        EXPECT_ERROR_TEXT(signer.signJWT({}, header), row["error"]);
+        EXPECT_ERROR_TEXT(signer.sign({}, header), row["error"]);
     });
 }
 
@@ -187,21 +187,21 @@ TEST(ReceivedJWS, LeavesATextAloneThatItDoesNotTakeOver) {
         cases.emplace_back(std::string(good).replace(place, 1, "="), "The payload is not valid base64url.");
     for (const auto& entry : cases) {
         const auto text = bytesOf(entry.first);
-        const auto refusal = JOSESwiftError::parsingFailed(entry.second);
+        const auto rejection = JOSESwiftError::parsingFailed(entry.second);
         auto bytes = text;
-        EXPECT_ERROR(JOSE::ReceivedJWS(std::move(bytes)), refusal);
+        EXPECT_ERROR(JOSE::ReceivedJWS(std::move(bytes)), rejection);
         EXPECT_EQ(bytes, text);
-        EXPECT_ERROR(JOSE::ReceivedJWS(ByteView(text)), refusal);
+        EXPECT_ERROR(JOSE::ReceivedJWS(ByteView(text)), rejection);
     }
 }
 
 TEST(JWSVerifier, WrapsEveryFailureOnce) {
     const std::string token(asText(JWSSigner(RS256, keyInWords("private d-sig-rs256 sig")).signJWT(asBytes("m"))));
-    forEachRow("key_refusals.json", "verify", 8, [&](const json& row) {
+    forEachRow("key_rejections.json", "verify", 8, [&](const json& row) {
         const JWSVerifier verifier(algorithmOf(row), keyInWords(row["key"]));
         const auto text = row.value("token", token);
-        EXPECT_REFUSED(verifier.verifyJWS(text), row["error"]);
-        EXPECT_REFUSED(verifier.verifyJWS(asBytes(text)), row["error"]);
+        EXPECT_ERROR_TEXT(verifier.verifyJWS(text), row["error"]);
+        EXPECT_ERROR_TEXT(verifier.verifyJWS(asBytes(text)), row["error"]);
     });
 }
 

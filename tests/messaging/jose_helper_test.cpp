@@ -117,11 +117,11 @@ Party changed(Party party, const nlohmann::json& row) {
 
 TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
     forEachRow("codec_failures.json", "encode", 16, [](const json& row) {
-        EXPECT_REFUSED(changed(Party(), row).helper().encodeMessage(asBytes("m")), row["error"]);
+        EXPECT_ERROR_TEXT(changed(Party(), row).helper().encodeMessage(asBytes("m")), row["error"]);
     });
 }
 
-// A key that counts how often its store is asked to sign, and may refuse.
+// A key that counts how often its store is asked to sign, and can throw instead of signing.
 struct CountedKey final : StoreKey {
     explicit CountedKey(bool doesSign) : signs(doesSign) {}
 
@@ -136,7 +136,7 @@ struct CountedKey final : StoreKey {
 };
 
 TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
-    const auto refused =
+    const auto storeFailure =
         JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key.")));
     const Party works;
     Party unknownManagement, unknownEncryption, unfit, zipped;
@@ -165,7 +165,7 @@ TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
             const auto key = std::make_shared<CountedKey>(signs);
             Party a = *party;
             a.ours = {{Zennet::PrivateKey(SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
-            EXPECT_REFUSED(a.helper().encodeMessage("m"), signs ? error : refused.debugDescription());
+            EXPECT_ERROR_TEXT(a.helper().encodeMessage("m"), signs ? error : storeFailure.debugDescription());
             EXPECT_EQ(key->asked, 1);
         }
     }

@@ -153,12 +153,13 @@ TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
     std::map<std::string, Child> children;
     children.try_emplace("a", 1);
     const auto plain = std::make_shared<Plain>();
-    const auto refused = [](const auto&... values) { (..., [&] { EXPECT_ERROR(textOf(values), notJSON); }()); };
-    refused(Own(), std::chrono::system_clock::now(), std::filesystem::path("a/b"), std::vector{Kind::a}, "\xFF");
-    refused(ByteBuffer{1, 2}, std::vector<std::byte>(), std::numeric_limits<double>::quiet_NaN(), plain, children);
-    refused(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}}, std::vector<std::shared_ptr<Child>>{nullptr},
-            std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain});
-    refused(std::any(1), std::optional(std::any()), std::vector{std::any("x")});
+    const auto rejected = [](const auto&... values) { (..., [&] { EXPECT_ERROR(textOf(values), notJSON); }()); };
+    rejected(Own(), std::chrono::system_clock::now(), std::filesystem::path("a/b"), std::vector{Kind::a}, "\xFF");
+    rejected(ByteBuffer{1, 2}, std::vector<std::byte>(), std::numeric_limits<double>::quiet_NaN(), plain, children);
+    rejected(std::map<std::string, std::shared_ptr<Child>>{{"a", nullptr}},
+             std::vector<std::shared_ptr<Child>>{nullptr},
+             std::vector<std::shared_ptr<JsonSerializeObject>>{std::make_shared<Child>(), plain});
+    rejected(std::any(1), std::optional(std::any()), std::vector{std::any("x")});
     EXPECT_EQ(Holder<Own>(Own()).toDictionary().at("value").as<Own>()->member, 7);
     EXPECT_EQ(Holder<std::any>(Own()).toDictionary().at("value").as<Own>()->member, 7);
 }

@@ -35,9 +35,9 @@ inline std::string textualForm(const std::exception_ptr& thrown) {
 }  // namespace Testing
 
 /// The expression throws an error of exactly this type, case and text.
-#define EXPECT_ERROR(expression, expected) EXPECT_REFUSED(expression, (expected).debugDescription())
+#define EXPECT_ERROR(expression, expected) EXPECT_ERROR_TEXT(expression, (expected).debugDescription())
 
 /// The expression throws an error of exactly this textual form: for rows of data files.
-#define EXPECT_REFUSED(expression, form) EXPECT_EQ(::Testing::textualForm(THROWN_BY(expression)), form)
+#define EXPECT_ERROR_TEXT(expression, form) EXPECT_EQ(::Testing::textualForm(THROWN_BY(expression)), form)
 
 #define THROWN_BY(expression) ::Testing::thrownBy([&]() -> void { static_cast<void>(expression); })

@@ -17,7 +17,7 @@ inline void require(bool holds, const std::string& promise) {
 /// The debug description of the library's error that the code throws; empty when it throws none. Other exceptions pass
 /// through.
 template <class Code>
-std::string refusalOf(Code&& code) {
+std::string errorTextOf(Code&& code) {
     try {
         code();
         return {};

@@ -49,12 +49,12 @@ void forEachRow(const std::string& fileName, const char* list, std::size_t count
 /// many rows were rejected, which counts.py adds up.
 template <class Code>
 void forEachHostileRow(const std::string& fileName, const char* list, std::size_t count, Code&& code) {
-    int refused = 0;
+    int rejected = 0;
     forEachRow(fileName, list, count, [&](const nlohmann::json& row) {
-        EXPECT_REFUSED(code(row), row.value("error", "nothing was thrown"));
-        refused += row.contains("error") ? 1 : 0;
+        EXPECT_ERROR_TEXT(code(row), row.value("error", "nothing was thrown"));
+        rejected += row.contains("error") ? 1 : 0;
     });
-    std::cout << "COUNT hostile cases refused " << refused << std::endl;
+    std::cout << "COUNT hostile cases rejected " << rejected << std::endl;
 }
 
 ByteBuffer bytesOf(const std::string& text);

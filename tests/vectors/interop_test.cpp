@@ -54,7 +54,7 @@ TEST(NestedInterop, OpensEveryValidTokenLayerByLayer) {
 void openSecp256k1(const json& key, Outcomes& outcomes) {
     const auto& jwk = key.at("jwk_private");
     EXPECT_ERROR(privateKeyOf(jwk), JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521."));
-    outcomes.count("secp256k1 refused");
+    outcomes.count("secp256k1 rejected");
     const TemporaryFolder folder;
     const auto bytes = [](const Zennet::Key& opened) {
         return ByteBuffer(opened.keyData().value().begin(), opened.keyData().value().end());
@@ -97,7 +97,7 @@ TEST(InteropKeys, EveryFormOfAKeyIsTheSameKeyOrIsRejected) {
             if (key.at("kty") == "oct") {
                 EXPECT_ERROR(privateKeyOf(key.at("jwk_private")),
                              JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
-                outcomes.count("oct refused");
+                outcomes.count("oct rejected");
             } else if (key.at("jwk_public").value("crv", "") == "secp256k1") {
                 openSecp256k1(key, outcomes);
             } else {

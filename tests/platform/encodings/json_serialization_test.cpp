@@ -54,10 +54,10 @@ TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
 }
 
 TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
-    Testing::forEachRow("json_texts.json", "refused", 61,
-                        [](const json& row) { EXPECT_REFUSED(read(Testing::filledIn(row["text"])), row["error"]); });
-    Testing::forEachRow("json_texts.json", "refusedBytes", 7, [](const json& row) {
-        EXPECT_REFUSED(read(asText(Testing::fromHex(row["hex"]))), row["error"]);
+    Testing::forEachRow("json_texts.json", "rejected", 61,
+                        [](const json& row) { EXPECT_ERROR_TEXT(read(Testing::filledIn(row["text"])), row["error"]); });
+    Testing::forEachRow("json_texts.json", "rejectedBytes", 7, [](const json& row) {
+        EXPECT_ERROR_TEXT(read(asText(Testing::fromHex(row["hex"]))), row["error"]);
     });
 }
 
@@ -73,14 +73,14 @@ TEST(JSONReading, NeverRepeatsASecret) {
         faulty.insert(faulty.end(), {text.substr(0, i), text.substr(i + 1)});
         for (const char c : "\x01\"\\{}[],:x0\xFF"s) faulty.push_back(std::string(text).replace(i, 1, 1, c));
     }
-    int refused = 0;
+    int rejected = 0;
     for (const auto& candidate : faulty) {
         const auto thrown = THROWN_BY(read(candidate));
         const auto message = Testing::textualForm(thrown);
-        refused += thrown ? 1 : 0;
+        rejected += thrown ? 1 : 0;
         for (const auto* secret : {"s3c", "ret", "1234"}) EXPECT_EQ(message.find(secret), message.npos) << message;
     }
-    EXPECT_GT(refused, 500);
+    EXPECT_GT(rejected, 500);
 }
 
 TEST(JSONReading, TakesMillionsOfBytesOfAnyKindInItsStride) {

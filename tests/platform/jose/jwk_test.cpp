@@ -50,21 +50,21 @@ std::vector<std::string> namesOf(const JWK& jwk) {
 
 TEST(JWK, RefusesPublicMembersThatAreNoNumbers) {
     forEachHostileRow("hostile_keys.json", "publicMembers", 54, [](const json& row) {
-        EXPECT_REFUSED(publicFrom(faulty(row)), row["error"]);
-        EXPECT_REFUSED(privateFrom(faulty(row)), row["error"]);
+        EXPECT_ERROR_TEXT(publicFrom(faulty(row)), row["error"]);
+        EXPECT_ERROR_TEXT(privateFrom(faulty(row)), row["error"]);
         setOf(faulty(row));
     });
 }
 
 TEST(JWK, RefusesPrivateMembersThatAreMissingOrNoNumbersOrDoNotBelongTogether) {
-    const auto refused = [](const json& row) { privateFrom(faulty(row)); };
-    forEachHostileRow("hostile_keys.json", "privateMembers", 52, refused);
-    forEachHostileRow("hostile_keys.json", "mixedPairs", 16, refused);
+    const auto rejected = [](const json& row) { privateFrom(faulty(row)); };
+    forEachHostileRow("hostile_keys.json", "privateMembers", 52, rejected);
+    forEachHostileRow("hostile_keys.json", "mixedPairs", 16, rejected);
 }
 
 TEST(JWK, PublicNumbersThatAreNoKeyShowWhenConverted) {
     forEachHostileRow("hostile_keys.json", "noKeys", 7, [](const json& row) {
-        EXPECT_REFUSED(privateFrom(faulty(row)), row["error"]);
+        EXPECT_ERROR_TEXT(privateFrom(faulty(row)), row["error"]);
         static_cast<void>(publicFrom(faulty(row)).converted());
     });
 }
@@ -152,7 +152,7 @@ TEST(JWK, AnotherKeyTypeIsReadAndIsNoKey) {
 
 TEST(JWK, RefusesTextThatIsNoObject) {
     forEachHostileRow("hostile_keys.json", "texts", 10, [](const json& row) {
-        EXPECT_REFUSED(JWK::initFrom(bytesOf(row["text"])), row["error"]);
+        EXPECT_ERROR_TEXT(JWK::initFrom(bytesOf(row["text"])), row["error"]);
         static_cast<void>(JWK::initPrivateFrom(bytesOf(row["text"])));
     });
 }

@@ -32,8 +32,8 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
-    forEachRow("key_texts.json", "refused", 9,
-               [](const json& row) { EXPECT_REFUSED(SoftwareKeyStore::load(bytesOf(row["text"])), row["error"]); });
+    forEachRow("key_texts.json", "rejected", 9,
+               [](const json& row) { EXPECT_ERROR_TEXT(SoftwareKeyStore::load(bytesOf(row["text"])), row["error"]); });
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindEightBlocks"))).isPublicKey());
@@ -92,10 +92,10 @@ TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
             SCOPED_TRACE(kid + " " + std::to_string(answer));
             const auto peer = publicKey(kid);
             const SecKey key(std::make_shared<AnsweringStoreKey>(peer.publicComponents(), ByteBuffer(answer)));
-            EXPECT_REFUSED(key.sign(key.curve() ? ECDSA : RSA_PKCS1, SHA256, digest),
-                           form(answer == size, "signature"));
+            EXPECT_ERROR_TEXT(key.sign(key.curve() ? ECDSA : RSA_PKCS1, SHA256, digest),
+                              form(answer == size, "signature"));
             if (!key.curve()) continue;
-            EXPECT_REFUSED(key.agree(peer), form(answer == size / 2, "shared secret"));
+            EXPECT_ERROR_TEXT(key.agree(peer), form(answer == size / 2, "shared secret"));
         }
     }
 }

@@ -45,7 +45,7 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
     device.import(rsaSig, "sign", "01");
     const Pkcs11KeyStore store(device.uri(), pin);
     const auto key = store.key({"sign", {}}, KeyClass::privateKey);
-    std::atomic<int> signatures = 0, refusals = 0, others = 0;
+    std::atomic<int> signatures = 0, unavailable = 0, others = 0;
     std::atomic<bool> isOver = false;
     std::thread remover([&] {
         const auto begin = std::chrono::steady_clock::now();
@@ -55,7 +55,7 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
         };
         until(signatures, 20);
         device.takeOut();
-        until(refusals, 20);
+        until(unavailable, 20);
         device.putBack();
         until(signatures, signatures + 20);
         isOver = true;
@@ -65,13 +65,13 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
             try {
                 if (key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest))) ++signatures;
             } catch (const KeyStoreError& error) {
-                ++(error.errorCase() == KeyStoreError::Case::unavailable ? refusals : others);
+                ++(error.errorCase() == KeyStoreError::Case::unavailable ? unavailable : others);
             }
         }
     });
     remover.join();
     EXPECT_EQ(others, 0);
-    EXPECT_GE(refusals, 20);
+    EXPECT_GE(unavailable, 20);
     EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
 }
 
