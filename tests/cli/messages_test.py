@@ -123,7 +123,7 @@ class Messages(CommandTest):
                              "--encrypt-to", "e", stdin="both")
         self.assertEqual(self.text(*self.decoding(own="sig_enc:e=decrypt.pem"), stdin=token), "both")
 
-    def test_a_closed_or_reused_standard_input_is_an_error_and_not_an_empty_message(self):
+    def test_closed_or_reused_standard_input_is_an_error(self):
         encoding = ["encode", "--own", "sig:s=" + self.key("sign.pem"), "--encrypt-to", "e", "--peer"]
         closed = subprocess.run(["sh", "-c", '"$0" "$@" <&-', TORVANE, *encoding, self.key("set")], capture_output=True,
                                 cwd=self.folder, env=ENVIRONMENT)

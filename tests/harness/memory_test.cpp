@@ -138,7 +138,7 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
     }
 }
 
-TEST(FreedMemory, HoldsNeitherAKeyNorItsPassphraseAfterAFileIsOpenedOrWritten) {
+TEST(FreedMemory, HoldsNoKeyOrPassphraseAfterUsingAFile) {
     const TemporaryFolder folder;
     const std::string passphrase = rowNamed("key_files.json", "files", "encrypted PEM")["passphrase"];
     const auto source = [&](std::string_view) {
@@ -220,7 +220,7 @@ TEST(FreedMemory, HoldsNoScalarAfterSigningOrWritingAKey) {
     expectNothingLeft("written", everywhere, secrets, write);
 }
 
-TEST(Allocations, AreFewForTenMillionCharactersThatAreNotAToken) {
+TEST(Allocations, AreFewForLongMalformedTokens) {
     const ByteBuffer dots(10'000'000, '.');
     const auto longHeader = bytesOf(std::string(10'000'000, 'A') + ".e30.e30.e30");
     const auto longKey =
@@ -265,7 +265,7 @@ void sweepAllocations(Code code, IsRight isRight) {
     std::cout << "COUNT allocations that failed " << n - 1 << std::endl;
 }
 
-TEST(Allocations, ThatFailWhileAnRsaKeyRenewsItsBlindingCauseNoWrongSignature) {
+TEST(FailingAllocations, CauseNoWrongSignature) {
     const auto pem = keyText(rsaSig, "pkcs8_pem");
     const auto digest = Crypto::digest(HashFunction::SHA256, message);
     const auto sign = [&](const SecKey& key) {
@@ -304,7 +304,7 @@ bool runsOutOfMemory(std::size_t n, Code code) {
     return isThrown;
 }
 
-TEST(Allocations, ThatFailWhileATokenIsReadAreNotTakenForAMalformedToken) {
+TEST(FailingAllocations, AreNotReportedAsMalformedTokens) {
     const auto token = helper().encodeMessage(message);
     std::size_t n = 1;
     for (; runsOutOfMemory(n, [&] { JOSE::ReceivedJWE{token}; }); ++n)
@@ -313,7 +313,7 @@ TEST(Allocations, ThatFailWhileATokenIsReadAreNotTakenForAMalformedToken) {
     EXPECT_GT(n, 10U);
 }
 
-TEST(Allocations, ThatFailLeadToAnErrorOrTheRightResultAndLeakNothing) {
+TEST(FailingAllocations, LeakNothing) {
     const auto token = helper().encodeMessage(message);
     sweepAllocations([] { return helper().encodeMessage(message); },
                      [](const ByteBuffer& made) { return helper().decodeMessage(made) == message; });

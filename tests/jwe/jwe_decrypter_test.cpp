@@ -46,7 +46,7 @@ void expectError(const nlohmann::json& row, KeyId... keyId) {
     }
 }
 
-TEST(JWEEncrypterAndDecrypter, AreNotMadeForNamesAndKeysThatDoNotServe) {
+TEST(JWEEncrypterAndDecrypter, RejectUnfitNamesAndKeys) {
     forEachRow("key_rejections.json", "jwe", 26, [](const json& row) {
         if (row["role"] == "encrypter") {
             expectError<JWEEncrypter>(row, std::optional<std::string>());
@@ -56,7 +56,7 @@ TEST(JWEEncrypterAndDecrypter, AreNotMadeForNamesAndKeysThatDoNotServe) {
     });
 }
 
-TEST(JWEDecrypter, EveryFailureOfDecryptionIsTheSame) {
+TEST(JWEDecrypter, ReportsEveryDecryptionFailureAlike) {
     const auto failure = JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::decryptingFailed()));
     for (const auto& [keyManagement, kid] : {std::pair{"RSA-OAEP", rsaEnc}, std::pair{"ECDH-ES+A128KW", ecEncP256}}) {
         for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {

@@ -7,7 +7,7 @@ namespace {
 
 using namespace Testing;
 
-TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
+TEST(JWE, RoundTripsEveryCombinationOfAlgorithms) {
     for (const auto* keyManagement : {"RSA-OAEP", "RSA-OAEP-256", "RSA-OAEP-384", "RSA-OAEP-512", "ECDH-ES",
                                       "ECDH-ES+A128KW", "ECDH-ES+A192KW", "ECDH-ES+A256KW"}) {
         for (const auto* encryption :
@@ -29,7 +29,7 @@ TEST(JWE, EveryKeyManagementCarriesEveryContentEncryptionAtEverySize) {
     }
 }
 
-TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
+TEST(JWEEncrypter, OverridesHeaderParametersOfTheCaller) {
     const auto key = publicKey(rsaEnc);
     const JWEEncrypter withId("RSA-OAEP-256", "A128CBC-HS256", key, "k");
     const JWEEncrypter withoutId("RSA-OAEP", "A256GCM", key, std::nullopt);
@@ -42,7 +42,7 @@ TEST(JWEEncrypter, SetsItsMembersOverTheCallersAndKeepsTheRest) {
     EXPECT_EQ(headerText(withoutId.encryptJWT({})), R"({"alg":"RSA-OAEP","enc":"A256GCM"})");
 }
 
-TEST(JWEEncrypter, TakesTextAndEveryFormOfHeaderParameters) {
+TEST(JWEEncrypter, AcceptsEveryFormOfInput) {
     const JWEEncrypter encrypter("RSA-OAEP", "A128GCM", publicKey(rsaEnc), std::nullopt);
     const JWEDecrypter decrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc));
     const std::string none = R"({"alg":"RSA-OAEP","enc":"A128GCM"})",
@@ -70,7 +70,7 @@ TEST(JWEEncrypter, TakesTextAndEveryFormOfHeaderParameters) {
     EXPECT_EQ(asText(JOSE::JWEHeader(RSA_OAEP, A128GCM, {{"typ", "JWT"}, {"cty", "x"}}, std::nullopt).jsonData()), two);
 }
 
-TEST(JWEEncrypterAndDecrypter, AreTheSameForEnumeratorsAsForNames) {
+TEST(JWEEncrypterAndDecrypter, ConstructorsAreInterchangeable) {
     using enum JOSE::KeyManagementAlgorithm;
     using enum JOSE::ContentEncryptionAlgorithm;
     const auto text = keyText(rsaEnc, "jwk_private");
@@ -87,14 +87,14 @@ TEST(JWEEncrypterAndDecrypter, AreTheSameForEnumeratorsAsForNames) {
     }
 }
 
-TEST(JWEEncrypter, DrawsKeyAndVectorAfreshForEachMessage) {
+TEST(JWEEncrypter, UsesANewKeyAndIVForEachMessage) {
     const JWEEncrypter encrypter("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
     const auto message = asBytes("too long to be encrypted alike by chance");
     const auto first = parts(encrypter.encryptJWT(message)), second = parts(encrypter.encryptJWT(message));
     for (const std::size_t part : {0U, 2U, 3U, 4U}) EXPECT_NE(first.at(part), second.at(part)) << part;
 }
 
-TEST(JWEEncrypter, FromAKeyAloneUsesTheDefaultsAndKeepsTheKey) {
+TEST(JWEEncrypter, UsesDefaultsWithAKeyAlone) {
     const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
     EXPECT_EQ(rawValue(encrypter.jweKeyManagementAlgorithm()), "RSA-OAEP-256");
     EXPECT_EQ(rawValue(encrypter.jweContentEncryptionAlgorithm()), "A128CBC-HS256");
@@ -107,7 +107,7 @@ TEST(JWEEncrypter, FromAKeyAloneUsesTheDefaultsAndKeepsTheKey) {
               ByteBuffer{'m'});
 }
 
-TEST(JWEEncrypter, WrapsWhatFailsButNotARefusedHeader) {
+TEST(JWEEncrypter, WrapsErrorsExceptThoseOfTheHeader) {
     const JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
     EXPECT_ERROR(encrypter.encryptJWT({}, StringMap{{"zip", "DEF"}}),
                  JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported."));

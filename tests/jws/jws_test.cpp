@@ -11,7 +11,7 @@ SignatureAlgorithm algorithmOf(const nlohmann::json& row) {
     return JOSE::fromRawValue<SignatureAlgorithm>(row["algorithm"].get<std::string>()).value();
 }
 
-TEST(JWS, EveryAlgorithmSignsAndVerifiesEverySize) {
+TEST(JWS, RoundTripsEveryAlgorithm) {
     const std::map<SignatureAlgorithm, std::string> kids{
         {RS256, rsaSig}, {RS384, rsaSig}, {RS512, rsaSig}, {PS256, rsaSig}, {PS384, rsaSig},
         {PS512, rsaSig}, {ES256, ecP256}, {ES384, ecP384}, {ES512, ecP521}, {ES256K, "secp256k1"}};
@@ -29,7 +29,7 @@ TEST(JWS, EveryAlgorithmSignsAndVerifiesEverySize) {
     }
 }
 
-TEST(JWSSigner, SetsAlgAndKidOverTheCallersAndKeepsTheRest) {
+TEST(JWSSigner, OverridesAlgAndKidOfTheCaller) {
     const JWSSigner signer(RS256, privateJwk(rsaSig, JWK_SIG));
     EXPECT_EQ(headerText(signer.signJWT({})), R"({"alg":"RS256","kid":"d-sig-rs256"})");
     EXPECT_EQ(fromBase64(parts(signer.signJWT(asBytes("m"))).at(2)), signer.sign(asBytes("m")));
@@ -74,7 +74,7 @@ TEST(JWSSigner, SignsTextAsItsBytes) {
     EXPECT_EQ(signer.signJWTToString(asBytes("m")), tokenText);
 }
 
-TEST(JWSSignerAndVerifier, AreTheSameForNamesAndPlatformKeysAsForEnumeratorsAndJsonWebKeys) {
+TEST(JWSSignerAndVerifier, ConstructorsAreInterchangeable) {
     for (const auto& [algorithm, kid] : {std::pair{RS256, rsaSig}, {ES384, ecP384}}) {
         const std::string name(rawValue(algorithm));
         const auto own = privateJwk(kid, JWK_SIG), peers = publicJwk(kid, JWK_SIG);
@@ -90,7 +90,7 @@ TEST(JWSSignerAndVerifier, AreTheSameForNamesAndPlatformKeysAsForEnumeratorsAndJ
     }
 }
 
-TEST(JWSSignerAndVerifier, RejectAnUnknownNameAtOnceAndAnUnfitPlatformKeyWhenUsed) {
+TEST(JWSSignerAndVerifier, RejectUnknownNames) {
     for (const std::string name : {"", "none", "HS256", "rs256", "RS256 "}) {
         const auto unknown =
             JOSEError::algorithmNotSupported("Algorithm '" + name + "' is not supported for signing/verifying data.");
@@ -99,6 +99,9 @@ TEST(JWSSignerAndVerifier, RejectAnUnknownNameAtOnceAndAnUnfitPlatformKeyWhenUse
         EXPECT_ERROR(JWSVerifier(name, publicJwk(rsaSig, JWK_SIG)), unknown);
         EXPECT_ERROR(JWSVerifier(name, publicKey(rsaSig)), unknown);
     }
+}
+
+TEST(JWSSignerAndVerifier, RejectUnfitPlatformKeysWhenUsed) {
     const auto unfit = [](const std::string& role) {
         return wrapped(JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
                                                    " for JWS. Make sure the key you are using is following the "
@@ -167,7 +170,7 @@ TEST(ReceivedJWS, KeepsItsPayloadForAnotherKey) {
     expectSecondTry(JOSE::ReceivedJWS(ByteBuffer(token)));
 }
 
-TEST(ReceivedJWS, LeavesATextAloneThatItDoesNotTakeOver) {
+TEST(ReceivedJWS, LeavesRejectedTextUnchanged) {
     const JWSSigner signer(RS256, privateJwk(rsaSig, JWK_SIG));
     ByteBuffer payload(20000);
     for (std::size_t i = 0; i < payload.size(); ++i) payload[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13);

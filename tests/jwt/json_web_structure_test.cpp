@@ -43,13 +43,13 @@ TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
     EXPECT_EQ(structure.getSignature(), std::nullopt);
 }
 
-TEST(JsonWebStructure, AnEmptyPayloadIsForHeaderOfAlone) {
+TEST(JsonWebStructure, OnlyHeaderOfAcceptsAnEmptyPayload) {
     EXPECT_ERROR(JsonWebStructure{"e30..AQ"}, badPart(""));
     EXPECT_EQ(JsonWebStructure::headerOf("eyJhIjoxfQ..AQ"), (JSONValue::Object{{"a", 1}}));
     EXPECT_ERROR(JsonWebStructure::headerOf("e30..*"), badPart("*"));
 }
 
-TEST(JsonWebStructure, IndicesBeyondTheComponentsGiveNothing) {
+TEST(JsonWebStructure, IndicesOutOfRangeReturnNothing) {
     JsonWebStructure structure("e30.e30.AQID");
     structure.payloadIndex = 7;
     EXPECT_EQ(structure.getRawPayload(), std::nullopt);

@@ -49,7 +49,7 @@ JWTClaims claimsOf(const std::string& issuer) {
     return claims;
 }
 
-TEST(JWTClaims, AreMovedWholeAndCopiedByNameOnly) {
+TEST(JWTClaims, MovesAndCopiesExplicitly) {
     static_assert(!std::copy_constructible<JWTClaims> && !std::is_copy_assignable_v<JWTClaims>);
     std::vector<JWTClaims> all;
     for (const auto* issuer : {"a", "b", "c"}) all.push_back(claimsOf(issuer));
@@ -63,7 +63,7 @@ TEST(JWTClaims, AreMovedWholeAndCopiedByNameOnly) {
     EXPECT_EQ(source.setIssuer("e").getIssuer(), "e");
 }
 
-TEST(JWTClaims, NullIsThereAndAnAbsentClaimIsNot) {
+TEST(JWTClaims, NullCountsAsPresent) {
     auto claims = fromJsonString<JWTClaims>(R"({"null":null})");
     EXPECT_TRUE(claims.hasClaim("null"));
     EXPECT_TRUE(claims.getClaimValue<JSONValue>("null").isNull());
@@ -83,7 +83,7 @@ void expectRead(const JWTClaims& claims, const json& row, const char* name, cons
     }
 }
 
-TEST(JWTClaims, EachTypeReadsItsOwnKindsAndNoOther) {
+TEST(JWTClaims, RejectsClaimsOfAnotherType) {
     forEachRow("claim_types.json", "reads", 14, [](const json& row) {
         const auto claims = fromJsonString<JWTClaims>("{\"c\":" + row["text"].get<std::string>() + "}");
         expectRead<std::string>(claims, row, "String", "String");
@@ -99,7 +99,7 @@ TEST(JWTClaims, EachTypeReadsItsOwnKindsAndNoOther) {
                  JOSEError::malformedClaim("Type of claim c is Any, expected type is Bool.Type"));
 }
 
-TEST(JWTClaims, TheAudienceIsAListOrALoneStringOrNotFound) {
+TEST(JWTClaims, ReadsAudienceAsListOrString) {
     JWTClaims claims;
     EXPECT_EQ(claims.setAudience("a", std::string("b")).getAudience(), (Strings{"a", "b"}));
     EXPECT_EQ(claims.setAudience().getAudience(), Strings());
@@ -120,14 +120,20 @@ void get(const JWTClaims& claims, const std::string& name) {
     if (name == "typ") static_cast<void>(claims.getClaimValue<JSONValue>(ReservedClaimNames::TYPE));
 }
 
-TEST(JWTClaims, NoTextIsReadThatIsNoObjectAndNoClaimThatIsMissingOrOfAnotherType) {
-    const auto read = [](const json& row) { return dictFromJsonString(row["text"].get<std::string>()); };
-    forEachHostileRow("hostile_claims.json", "texts", 11, read);
-    forEachHostileRow("hostile_claims.json", "claims", 26,
-                      [&](const json& row) { get(JWTClaims(read(row)), row["claim"]); });
+JSONValue::Object read(const json& row) {
+    return dictFromJsonString(row["text"].get<std::string>());
 }
 
-TEST(JWTClaims, RelativeTimesCountFromNowInFractionsOfASecond) {
+TEST(JWTClaims, RejectsTextThatIsNotAnObject) {
+    forEachHostileRow("hostile_claims.json", "texts", 11, read);
+}
+
+TEST(JWTClaims, GettersRejectMissingAndMistypedClaims) {
+    forEachHostileRow("hostile_claims.json", "claims", 26,
+                      [](const json& row) { get(JWTClaims(read(row)), row["claim"]); });
+}
+
+TEST(JWTClaims, RelativeTimesCountFromNow) {
     std::set<double> fractions;
     for (int i = 0; i < 5; ++i) {
         JWTClaims claims;

@@ -43,7 +43,7 @@ JsonWebKeySet mixedSet() {
             JsonWebKey(Zennet::PublicKey(publicKey(ecP384), std::nullopt), JWK_ENC, "untyped")};
 }
 
-TEST(JsonWebKeySet, FindsByEveryCriterionAndIgnoresTheUnusable) {
+TEST(JsonWebKeySet, FindsKeysByEveryCriterion) {
     forEachRow("key_lookups.json", "lookups", 14, [set = mixedSet()](const json& row) {
         JSONValue::Object header;
         for (const auto& [name, member] : object(row["header"])) {
@@ -56,7 +56,7 @@ TEST(JsonWebKeySet, FindsByEveryCriterionAndIgnoresTheUnusable) {
     });
 }
 
-TEST(JsonWebKeySet, AQueryWithoutAClassFindsBothClasses) {
+TEST(JsonWebKeySet, QueryWithoutAClassFindsBothClasses) {
     const auto set = mixedSet();
     EXPECT_EQ(ids(set.find({})), ids({set.begin(), set.end()}));
     EXPECT_EQ(ids(set.find({.use = JWK_SIG, .algorithm = "RS256"})),
@@ -66,7 +66,7 @@ TEST(JsonWebKeySet, AQueryWithoutAClassFindsBothClasses) {
     EXPECT_TRUE(JsonWebKeySet().isEmpty());
 }
 
-TEST(JsonWebKeySet, PublicSetHoldsEachPublicKeyOnceAndNothingPrivate) {
+TEST(JsonWebKeySet, PublicSetHoldsEachPublicKeyOnce) {
     const auto& [secpPrivate, secpPublic] = secp256k1KeyPair();
     const JsonWebKeySet set{privateJwk(rsaSig, JWK_SIG),          publicJwk(rsaEnc, JWK_ENC),
                             publicJwk(rsaSig, JWK_SIG),           JsonWebKey(secpPrivate, JWK_SIG, "s"),
@@ -88,7 +88,7 @@ auto answerAfterMove(T value, Ask ask) {
     return ask(value);  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(Keys, MovedFromAreSafeToAsk) {
+TEST(MovedFrom, KeysAndSetsAreSafeToUse) {
     const JOSE::RSAPublicKey jwk(publicKey(rsaSig), {});
     EXPECT_EQ(answerAfterMove(publicJwk(rsaSig, JWK_SIG), [](auto& key) { return key.keyId(); }), rsaSig);
     EXPECT_EQ(answerAfterMove(publicKey(rsaSig), [](auto& key) { return key.signatureSize(); }), 256U);
@@ -100,7 +100,7 @@ TEST(Keys, MovedFromAreSafeToAsk) {
     EXPECT_EQ(answerAfterMove(mixedSet(), [](auto& set) { return set.encodeToString(); }), R"({"keys":[]})");
 }
 
-TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
+TEST(JsonWebKeySet, RejectsMalformedDictionaries) {
     const std::map<std::string, json> good{{"RSA", publicJwk(rsaSig, JWK_SIG).encodeToDictionary()},
                                            {"secp256k1", secp256k1Json()}};
     forEachRow("jwk_set_rejections.json", "dictionaries", 27, [&](const json& row) {
@@ -116,7 +116,7 @@ TEST(JsonWebKeySet, EachFaultOfADictionaryHasItsError) {
                  JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary."));
 }
 
-TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
+TEST(JsonWebKeySet, RoundTripsSecp256k1Keys) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
     const JsonWebKeySet set(object(
         {{"keys", {secp256k1Json({{"use", "enc"}}), secp256k1Json({{"d", nullptr}}), secp256k1Json({{"d", "*"}})}}}));
@@ -136,7 +136,7 @@ TEST(JsonWebKeySet, Secp256k1KeysComeBackFromWhatTheSetWrites) {
     EXPECT_EQ(set.encodeToString(), R"({"keys":[]})");
 }
 
-TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
+TEST(JsonWebKeySet, RoundTripsPublicKeysOnly) {
     const auto set = mixedSet();
     const auto text = set.encodeToString();
     EXPECT_EQ(bytesOf(text), set.encode());
@@ -150,12 +150,15 @@ TEST(JsonWebKeySet, WritesPublicKeysOnlyAndReadsThemBack) {
     EXPECT_TRUE(secret.encodeToArray().empty());
 }
 
-TEST(JsonWebKeySet, BytesMayHoldNoKeysAndFailAsAWhole) {
+TEST(JsonWebKeySet, ReadsASetWithoutKeys) {
     EXPECT_TRUE(JsonWebKeySet(asBytes(R"({"keys":[]})")).jwks.empty());
+}
+
+TEST(JsonWebKeySet, RejectsBytesWithOneWrongKey) {
     forEachHostileRow("hostile_keys.json", "sets", 5, [](const json& row) { JsonWebKeySet{bytesOf(row["text"])}; });
 }
 
-TEST(JsonWebKeySet, AKeyThatCannotBeWrittenFailsTheSet) {
+TEST(JsonWebKeySet, RejectsKeysThatCannotBeWritten) {
     const JsonWebKeySet set{JsonWebKey(Zennet::PublicKey(publicKey(ecP256), KeyType::EC256Key), JWK_SIG, "\xff")};
     EXPECT_ERROR(set.encode(), JOSEError::cannotEncodeJWK(
                                    wrapped(JSONError("A string that is not UTF-8 cannot be written as JSON."))));

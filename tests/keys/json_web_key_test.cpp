@@ -14,7 +14,7 @@ nlohmann::json parsed(const std::optional<std::string>& text) {
     return nlohmann::json::parse(text.value());
 }
 
-TEST(JWKVocabulary, ReadsItsExactTextsAndNothingElse) {
+TEST(JWKVocabulary, ReadsOnlyItsExactTexts) {
     for (const auto& [text, use] :
          {std::pair{"sig", JWK_SIG}, std::pair{"enc", JWK_ENC}, std::pair{"sig_enc", JWK_SIG_ENC}}) {
         EXPECT_EQ(fromRawValue<JWKUse>(text), use);
@@ -70,7 +70,7 @@ TEST(JsonWebKey, TakesClassAndTypeFromThePlatformKey) {
                  JOSEError::missingKey("Missing keyRef for key secp256k1"));
 }
 
-TEST(JsonWebKey, PublicHalfKeepsUseIdAndAlgorithmAndNothingPrivate) {
+TEST(JsonWebKey, PublicHalfHoldsNothingPrivate) {
     for (const auto* words : {"private d-sig-rs256 sig", "private d-sig-es384 enc", "privateJwk d-enc-oaep256 sig_enc",
                               "private secp256k1 sig", "public d-sig-rs256 sig", "public secp256k1 sig"}) {
         const auto key = keyInWords(words), half = key.publicHalf();
@@ -89,7 +89,7 @@ TEST(JsonWebKey, PublicHalfKeepsUseIdAndAlgorithmAndNothingPrivate) {
                  SecurityError("The raw bytes are not a secp256k1 private key."));
 }
 
-TEST(JsonWebKey, PublicKeyPemIsThatOfAnotherImplementation) {
+TEST(JsonWebKey, PublicKeyPemEqualsTheVectors) {
     for (const auto& kid : {rsaSig, ecP256, ecP384, ecP521}) {
         EXPECT_EQ(privateJwk(kid, JWK_SIG).publicKeyPem(), keyText(kid, "spki_pem"));
         EXPECT_EQ(publicJwk(kid, JWK_SIG).publicKeyPem(), keyText(kid, "spki_pem"));
@@ -111,7 +111,7 @@ TEST(JsonWebKey, PrivateKeysAreNeverWritten) {
     EXPECT_ERROR(alone.encodeToDictionary(), notEncoded);
 }
 
-TEST(JsonWebKey, ThumbprintIsOneForBothHalvesWhateverTheirUseAndId) {
+TEST(JsonWebKey, ThumbprintDependsOnThePublicKeyOnly) {
     for (const auto& kid : {rsaSig, ecP256, ecP521}) {
         const auto expected = JOSE::JWK::initFrom(bytesOf(keyText(kid, "jwk_private"))).thumbprint();
         EXPECT_EQ(privateJwk(kid, JWK_ENC).thumbprint(), expected);
@@ -124,7 +124,7 @@ TEST(JsonWebKey, ThumbprintIsOneForBothHalvesWhateverTheirUseAndId) {
                  SecurityError("The raw bytes are not a secp256k1 private key."));
 }
 
-TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
+TEST(JsonWebKey, RequiresAPlatformKeyExceptForSecp256k1) {
     const ByteBuffer bytes(32, 1);
     const auto missing = JOSEError::missingKey("Missing keyRef for key k1");
     EXPECT_ERROR(JsonWebKey(PrivateKey(bytes, KeyType::EC256Key), JWK_SIG, "k1"), missing);
@@ -132,7 +132,7 @@ TEST(JsonWebKey, NeedsAPlatformKeyUnlessItIsSecp256k1) {
     EXPECT_EQ(JsonWebKey(PublicKey(bytes, KeyType::SECP256K1Key), JWK_SIG, "k1").jwk(), std::nullopt);
 }
 
-TEST(JsonWebKey, WritesSecp256k1KeysThatAreAPair) {
+TEST(JsonWebKey, WritesOnlyMatchingSecp256k1Pairs) {
     const auto& [privateKey, publicKey] = secp256k1KeyPair();
     const auto text = JsonWebKey(publicKey, JWK_SIG, "a/b").encodeToString();
     EXPECT_NE(text->find("a\\/b"), std::string::npos);
@@ -168,7 +168,7 @@ TEST(JsonWebKey, ReadsUseAndIdWithTheirDefaults) {
     EXPECT_TRUE(first.key().isPublicKey());
 }
 
-TEST(JsonWebKey, AKeyReadFromAPrivateJwkAsPublicKeepsNothingPrivate) {
+TEST(JsonWebKey, PublicKeyOfAPrivateJwkHoldsNothingPrivate) {
     const auto text = keyText(rsaSig, "jwk_private");
     const JsonWebKey key(asBytes(text), KeyType::RSA2048Key);
     EXPECT_TRUE(key.key().isPublicKey() && key.key().keyRef()->isPublicKey());
@@ -191,7 +191,7 @@ TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
                  JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key."));
 }
 
-TEST(JsonWebKey, WrapsWhatMakesAJwkUnusable) {
+TEST(JsonWebKey, WrapsErrorsOfUnusableJwks) {
     const JOSE::RSAPublicKey unwritable(publicKey(rsaSig), {{"kid", "\xff"}});
     EXPECT_ERROR(JsonWebKey{unwritable}, JOSEError::cannotDecodeJWK(nullptr));
 

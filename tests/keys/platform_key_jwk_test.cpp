@@ -19,7 +19,7 @@ TEST(PlatformKeyJWK, WritesTheFourMembersAndNoKeyId) {
     }
 }
 
-TEST(PlatformKeyJWK, ReadsThePublicKeyOfPrivateAndPublicText) {
+TEST(PlatformKeyJWK, ReadsThePublicKeyOfEitherText) {
     for (const auto* member : {"jwk_public", "jwk_private"}) {
         const auto key = PlatformKeyJWK::decodeFrom(keyText(rsaSig, member));
         EXPECT_TRUE(key.isPublicKey());
@@ -29,7 +29,7 @@ TEST(PlatformKeyJWK, ReadsThePublicKeyOfPrivateAndPublicText) {
     }
 }
 
-TEST(PlatformKeyJWK, NeverWritesAPrivateKeyOrOneThatIsNotRSA) {
+TEST(PlatformKeyJWK, WritesOnlyPublicRSAKeys) {
     const auto isPrivate =
         JOSEError::cannotEncodeJWK(nullptr, "Currently only public key can be encoded to JWK for security reasons.");
     for (const auto& key : {privateKey(rsaSig), keyOfIdleStore(rsaSig), privateKey(ecP256)})
@@ -39,7 +39,7 @@ TEST(PlatformKeyJWK, NeverWritesAPrivateKeyOrOneThatIsNotRSA) {
                      wrapped(JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key."))));
 }
 
-TEST(PlatformKeyJWK, WrapsWhatCannotBeReadAndPassesOnWhatIsNoKey) {
+TEST(PlatformKeyJWK, WrapsReadErrorsButNotInvalidKeys) {
     auto faulty = json::parse(keyText(rsaSig, "jwk_public"));
     faulty.erase("e");
     EXPECT_ERROR(PlatformKeyJWK::decodeFrom(bytesOf(faulty.dump())),

@@ -86,7 +86,7 @@ TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
                  JOSEError::algorithmNotSupported("Algorithm 'XYZ' is not supported for signing/verifying data."));
 }
 
-TEST(JOSEHelper, TheBuilderNeedsBothSetsTheSendersFirst) {
+TEST(JOSEHelper, BuilderRequiresBothSets) {
     const auto noSender = JOSEError::missingKey("Must provide sender's jwkset to sign and decrypt JWTs.");
     const auto set = publicSet(sigB, encB);
     EXPECT_ERROR(JOSEHelper::Builder().create(), noSender);
@@ -115,7 +115,7 @@ Party changed(Party party, const nlohmann::json& row) {
     return party;
 }
 
-TEST(JOSEHelper, EncodingFailsInTheOrderOfItsSteps) {
+TEST(JOSEHelper, ReportsEncodingFaultsInOrder) {
     forEachRow("codec_failures.json", "encode", 16, [](const json& row) {
         EXPECT_ERROR_TEXT(changed(Party(), row).helper().encodeMessage(asBytes("m")), row["error"]);
     });
@@ -135,7 +135,7 @@ struct CountedKey final : StoreKey {
     mutable int asked = 0;
 };
 
-TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
+TEST(JOSEHelper, SignsOnceBeforeEncrypting) {
     const auto storeFailure =
         JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key.")));
     const Party works;
@@ -171,7 +171,7 @@ TEST(JOSEHelper, AsksTheStoreForOneSignatureWhichFailsBeforeTheEncryption) {
     }
 }
 
-TEST(NestedMessage, IsSignedOnceBeforeAFailureOfTheContentEncryptionKeyShows) {
+TEST(NestedMessage, IsSignedOnceWhenEncryptionFails) {
     const auto key = std::make_shared<CountedKey>(true);
     const JWSSigner signer("RS256", SecKey(key), sigA);
     const PreparedEncrypter encrypter("ECDH-ES", "A128GCM", publicKey(ecEncP256), std::nullopt);
@@ -185,7 +185,7 @@ TEST(NestedMessage, IsSignedOnceBeforeAFailureOfTheContentEncryptionKeyShows) {
     EXPECT_EQ(key->asked, 2);
 }
 
-TEST(NestedMessage, LosesNothingBetweenTheChunks) {
+TEST(NestedMessage, LosesNothingBetweenChunks) {
     const JWSSigner signer("RS256", privateKey(sigA), sigA);
     for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
         const PreparedEncrypter encrypter("RSA-OAEP-256", encryption, publicKey(encB), std::nullopt);
@@ -201,7 +201,7 @@ TEST(NestedMessage, LosesNothingBetweenTheChunks) {
     }
 }
 
-TEST(JOSEHelper, TakesAndReturnsTextAsItsBytes) {
+TEST(JOSEHelper, AcceptsTextAsBytes) {
     const auto a = Party().helper(), b = partyB().helper();
     const std::string text("m\0\xff", 3), token = a.encodeMessageToString(text);
     EXPECT_EQ(b.decodeMessage(token), bytesOf(text));
@@ -251,13 +251,13 @@ ByteBuffer hostileToken(const json& row) {
         .token();
 }
 
-TEST(JOSEHelper, NoMessageIsDecodedThatIsOffInOneThing) {
+TEST(JOSEHelper, RejectsHostileMessages) {
     forEachHostileRow("hostile_messages.json", "messages", 76, [&](const json& row) {
         EXPECT_EQ(changed(partyB(), row).helper().decodeMessage(hostileToken(row)), bytesOf("secret"));
     });
 }
 
-TEST(JOSEHelper, TriesEveryVerificationKeyAndReportsTheLastFailure) {
+TEST(JOSEHelper, TriesEveryVerificationKey) {
     const auto token = Party().helper().encodeMessage(asBytes("m"));
     const auto named = [](const SecKey& key, KeyType type = KeyType::RSA2048Key) {
         return JsonWebKey(Zennet::PublicKey(key, type), JWK_SIG, sigA);

@@ -16,7 +16,7 @@ std::string shown(const auto& container) {
     return out.str();
 }
 
-TEST(URLRequestBody, AnAbsentValueRemovesAndNullDoesNot) {
+TEST(URLRequestBody, OnlyAnAbsentValueRemoves) {
     URLRequestBody body(JSONValue::Object{{"a", 1}, {"b", 2}, {"c", 3}, {"d", 4}});
     body["a"] = std::nullopt;
     body["b"] = std::optional<std::string>();
@@ -40,7 +40,7 @@ TEST(URLRequestBody, ReadingInsertsNothing) {
     EXPECT_TRUE(body.isEmpty());
 }
 
-TEST(URLRequestBody, TheLastValueOfANameCounts) {
+TEST(URLRequestBody, LastValueOfANameWins) {
     URLRequestBody body;
     EXPECT_EQ(&body.setBodyParam("a", 1).setBodyParam("a", "x"), &body);
     body["b"] = std::optional<std::string>("y");
@@ -54,7 +54,7 @@ TEST(URLRequestBody, TheLastValueOfANameCounts) {
     EXPECT_EQ(body.body().size(), 3U);
 }
 
-TEST(URLRequestBody, IsShownWholeWhateverItHolds) {
+TEST(URLRequestBody, ShowsEveryKindOfValue) {
     URLRequestBody body;
     body["list"] = JSONValue::List::of(1, -2.5, "q\"\n", nullptr, JSONValue::List(), JSONValue::Object());
     body["object"] = JSONValue::Object{{"b", false}, {"n", std::numeric_limits<double>::infinity()}};
@@ -99,7 +99,7 @@ class OverridingBody : public URLRequestBody {
     int modified = 0;
 };
 
-TEST(URLRequestBody, TheSubscriptGoesThroughTheOverrides) {
+TEST(URLRequestBody, SubscriptCallsTheOverrides) {
     OverridingBody body;
     body["a"] = true;
     body["a"] = std::nullopt;

@@ -19,7 +19,7 @@ using Torvane::JsonSerializeError;
 
 const std::exception_ptr inner = wrapped(JOSEError::missingKey("no \"key\""));
 
-TEST(JOSEError, DescribesEachCaseInItsOwnWords) {
+TEST(JOSEError, DescribesEachCase) {
     struct Row {
         JOSEError error;
         JOSEError::Case errorCase;
@@ -61,13 +61,13 @@ TEST(JOSEError, DescribesEachCaseInItsOwnWords) {
     }
 }
 
-TEST(JOSEError, KeepsTheUnderlyingErrorWhole) {
+TEST(JOSEError, KeepsTheUnderlyingError) {
     const auto error = JOSEError::JWSSignerError(inner);
     EXPECT_ERROR(std::rethrow_exception(error.underlyingError()), JOSEError::missingKey("no \"key\""));
     EXPECT_EQ(JOSEError::missingKey("a").underlyingError(), nullptr);
 }
 
-TEST(JOSEError, GivesTheUnderlyingErrorAsAnyOfItsTypesAndNoOther) {
+TEST(JOSEError, FindsTheUnderlyingErrorByType) {
     const auto error = JOSEError::JWEDecrypterError(wrapped(KeyStoreError::unavailable("gone")));
     const std::vector<JOSEError> copies(2, error);
     ASSERT_NE(error.underlying<KeyStoreError>(), nullptr);
@@ -100,7 +100,7 @@ void expectWholeAfterMoves(E error, const std::string& form) {
     }
 }
 
-TEST(Error, IsWholeAfterAMoveAndShownWithItsCase) {
+TEST(Error, IsUnchangedByAMove) {
     expectWholeAfterMoves(JOSEError::JWSSignerError(inner),
                           R"(JOSEError.JWSSignerError(JOSEError.missingKey("no \"key\"")))");
     expectWholeAfterMoves(JsonSerializeError::missingRequiredInit(), "JsonSerializeError.missingRequiredInit");
@@ -111,7 +111,7 @@ TEST(Error, IsWholeAfterAMoveAndShownWithItsCase) {
                           R"(JOSESwiftError.verifyingFailed(description: "a"))");
 }
 
-TEST(JOSEError, EqualityLooksAtThePayloadOfClaimNamesOnly) {
+TEST(JOSEError, ComparesPayloadsOfClaimNamesOnly) {
     EXPECT_EQ(JOSEError::missingKey("a"), JOSEError::missingKey("b"));
     EXPECT_EQ(JOSEError::JWSSignerError(inner), JOSEError::JWSSignerError(std::make_exception_ptr(7)));
     EXPECT_EQ(JOSEError::cannotDecodeJWK(nullptr, "a"), JOSEError::cannotDecodeJWK(inner));
@@ -120,7 +120,7 @@ TEST(JOSEError, EqualityLooksAtThePayloadOfClaimNamesOnly) {
     EXPECT_NE(JOSEError::missingKey("a"), JOSEError::invalidKeyFormat("a"));
 }
 
-TEST(JsonSerializeError, DescribesEachCaseAndEqualsByKeyNamesOnly) {
+TEST(JsonSerializeError, DescribesAndComparesEachCase) {
     const auto key = JsonSerializeError::missingRequiredInformationForKey;
     EXPECT_EQ(JsonSerializeError::failedToParseJson("").errorDescription(), "");
     EXPECT_EQ(key("k").errorDescription(), "Required key missing in the JSON: k");

@@ -83,7 +83,7 @@ TEST(JsonSerializeObject, ConvertsEachKindOfProperty) {
     EXPECT_EQ(textOf(std::vector<std::optional<int>>{1, {}}), R"({"value":[1,null]})");
 }
 
-TEST(JsonSerializeObject, LeavesOutEnumerationsAndWhatIsAbsent) {
+TEST(JsonSerializeObject, LeavesOutEnumerationsAndAbsentValues) {
     const auto leftOut = [](const auto&... values) {
         return std::set{textOf(values)...} == std::set<std::string>{"{}"};
     };
@@ -92,7 +92,7 @@ TEST(JsonSerializeObject, LeavesOutEnumerationsAndWhatIsAbsent) {
     EXPECT_EQ(JsonSerializeObject().toJsonString(), "{}");
 }
 
-TEST(JsonSerializeObject, LooksThroughAnOptionalForAllButEnumerations) {
+TEST(JsonSerializeObject, UnwrapsOptionalsExceptEnumerations) {
     EXPECT_EQ(textOf(std::optional<int>(1)), R"({"value":1})");
     EXPECT_EQ(textOf(std::optional<Object>(Object())), R"({"value":{}})");
     EXPECT_EQ(textOf(std::optional(std::make_shared<Child>(1))), R"({"value":{"id":1}})");
@@ -119,7 +119,7 @@ TEST(JsonSerializeObject, ConvertsObjectsByTheirDynamicType) {
     EXPECT_EQ(textOf(std::vector<std::shared_ptr<Plain>>()), R"({"value":[]})");
 }
 
-TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
+TEST(JsonSerializeObject, PassesOnNestedErrors) {
     const auto failing = std::make_shared<Overriding>(-1);
     const auto reason = [](auto code) { return localizedDescription(Testing::thrownBy(code)); };
     EXPECT_EQ(reason([&] { textOf(failing); }), "no negative id");
@@ -129,7 +129,7 @@ TEST(JsonSerializeObject, AFailureInsideStopsTheWhole) {
                  notJSON);
 }
 
-TEST(JsonSerializeObject, TheClassIsConvertedBeforeItsBase) {
+TEST(JsonSerializeObject, ConvertsTheClassBeforeItsBase) {
     struct Failing : Child {
         explicit Failing(const char* failure) : text(failure) {}
         const char* text;
@@ -146,7 +146,7 @@ TEST(JsonSerializeObject, TheClassIsConvertedBeforeItsBase) {
     EXPECT_EQ(localizedDescription(Testing::thrownBy([] { static_cast<void>(Below().toDictionary()); })), "class");
 }
 
-TEST(JsonSerializeObject, KeepsWhatIsNotJSONForTheWriterToRefuse) {
+TEST(JsonSerializeObject, LeavesRejectionToTheWriter) {
     struct Own {
         int member = 7;
     };
@@ -190,12 +190,12 @@ class Derived : public Silent {
     }
 };
 
-TEST(JsonSerializeObject, TheClassItselfWinsOverTheClassAbove) {
+TEST(JsonSerializeObject, DerivedPropertiesWin) {
     EXPECT_EQ(Silent().toJsonString(), R"({"name":"base","note":"base","only":1})");
     EXPECT_EQ(Derived(Object()).toJsonString(), R"({"name":"derived","note":"base","only":1})");
 }
 
-TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
+TEST(FromJsonString, ReturnsTheRequestedType) {
     EXPECT_EQ(fromJsonString<Derived>(R"({"a":{"b":[]}})").read, (Object{{"a", Object{{"b", List()}}}}));
     EXPECT_EQ(fromJsonString<Overriding>(R"({"id":5.0})").toJsonString(), R"({"own":5})");
     EXPECT_ERROR(fromJsonString<Silent>("{}"), JsonSerializeError::missingRequiredInit());
@@ -203,7 +203,7 @@ TEST(FromJsonString, MakesTheTypeThatIsAskedFor) {
         EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
 }
 
-TEST(JsonCodeHelper, ReadsAnyValueAndWritesListsAndObjectsOnly) {
+TEST(JsonCodeHelper, WritesOnlyListsAndObjects) {
     EXPECT_EQ(JsonCodeHelper::decodeCodeJson(asBytes("42")), JSONValue(42));
     EXPECT_EQ(JsonCodeHelper::decodeCodeJson("42"), JSONValue(42));
     EXPECT_ERROR(

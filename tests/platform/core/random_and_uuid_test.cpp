@@ -8,7 +8,7 @@
 
 namespace {
 
-TEST(UUID, IsARandomOneInCanonicalForm) {
+TEST(UUID, IsRandomInCanonicalForm) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
         const auto uuid = Torvane::randomUUID();

@@ -45,7 +45,7 @@ std::string nested(std::size_t depth, const std::string& inner = "") {
 
 const JSONError tooDeep("The text is not JSON: lists and objects nest too deep.");
 
-TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
+TEST(JSONReading, RoundTripsEveryKindOfValue) {
     Testing::forEachRow("json_texts.json", "accepted", 36, [](const json& row) {
         const auto value = read(row["text"].get<std::string>());
         EXPECT_EQ(json(value).dump(), row["value"].dump());
@@ -53,7 +53,7 @@ TEST(JSONReading, KeepsTheKindAndTheWholeValueAndWritesItsOneCompactForm) {
     });
 }
 
-TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
+TEST(JSONReading, RejectsWhatIsNotStrictJSON) {
     Testing::forEachRow("json_texts.json", "rejected", 61,
                         [](const json& row) { EXPECT_ERROR_TEXT(read(Testing::filledIn(row["text"])), row["error"]); });
     Testing::forEachRow("json_texts.json", "rejectedBytes", 7, [](const json& row) {
@@ -61,12 +61,12 @@ TEST(JSONReading, RefusesWhatIsNotStrictJSON) {
     });
 }
 
-TEST(JSONReading, NestsToItsLimitAndNoDeeper) {
+TEST(JSONReading, RejectsNestingBeyondTheLimit) {
     for (const auto& text : {nested(512), nested(511, "{\"a\":1}")}) EXPECT_EQ(written(read(text)), text);
     for (const auto& text : {nested(513), nested(512, "{}")}) EXPECT_ERROR(read(text), tooDeep);
 }
 
-TEST(JSONReading, NeverRepeatsASecret) {
+TEST(JSONReading, ErrorsNeverRepeatASecret) {
     const std::string text = R"({"d":"s3cret","n":[12345678,true,"s3cret"],"s3cret":{"e":"s3cret"}})";
     std::vector<std::string> faulty;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -83,7 +83,7 @@ TEST(JSONReading, NeverRepeatsASecret) {
     EXPECT_GT(rejected, 500);
 }
 
-TEST(JSONReading, TakesMillionsOfBytesOfAnyKindInItsStride) {
+TEST(JSONReading, ReadsLongStringsNumbersAndObjects) {
     std::string members = "{";
     for (int i = 0; i < 100'000; ++i) members += "\"m" + std::to_string(i) + "\":" + std::to_string(i) + ",";
     members.back() = '}';
@@ -98,7 +98,7 @@ TEST(JSONReading, TakesMillionsOfBytesOfAnyKindInItsStride) {
     EXPECT_EQ(written(read("1e-" + ten("9"))), "0");
 }
 
-TEST(JSONWriting, RefusesWhatIsNotJSONAtAnyDepth) {
+TEST(JSONWriting, RejectsWhatIsNotJSONAtAnyDepth) {
     const double infinity = std::numeric_limits<double>::infinity();
     const std::pair<std::string, List> cases[] = {
         {"A number that is not finite", List::of(infinity, -infinity, std::nan(""))},

@@ -33,7 +33,7 @@ std::string shown(const auto& value) {
     return out.str();
 }
 
-TEST(JSONValue, AnIntegerEqualsADoubleOnlyWhenBothAreTheSameNumber) {
+TEST(JSONValue, IntegerEqualsOnlyTheSameDouble) {
     struct Row {
         JSONValue a, b;
         bool equal;
@@ -80,7 +80,7 @@ TEST(JSONValue, AnIntegerEqualsADoubleOnlyWhenBothAreTheSameNumber) {
     }
 }
 
-TEST(JSONValue, ConvertsVectorsMapsAndUnsignedNumbersWhole) {
+TEST(JSONValue, ConvertsContainersAndUnsignedNumbers) {
     const std::vector<std::pair<JSONValue, std::string>> rows{
         {std::vector<int>{1, -2}, "[1,-2]"},
         {std::vector<bool>{true, false}, "[true,false]"},
@@ -97,14 +97,14 @@ TEST(JSONValue, ConvertsVectorsMapsAndUnsignedNumbersWhole) {
     EXPECT_TRUE(JSONValue(static_cast<std::uint64_t>(INT64_MAX) + 1).as<double>()) << "as it is read from JSON text";
 }
 
-TEST(JSONValue, ConvertsNoBytesPointersOrCharactersByAccident) {
+TEST(JSONValue, DoesNotConvertBytesOrPointers) {
     static_assert(OpaqueType<ByteBuffer> && OpaqueType<SecretBuffer> && OpaqueType<char> && OpaqueType<void*>);
     static_assert(OpaqueType<Kind> && OpaqueType<std::vector<Kind>> && OpaqueType<std::map<int, int>>);
     static_assert(OpaqueType<Zennet::KeyType> && OpaqueType<JWKUse> && OpaqueType<std::optional<int>>);
     EXPECT_EQ(*JSONValue::opaque(ByteBuffer{1}).as<ByteBuffer>(), ByteBuffer{1});
 }
 
-TEST(JSONValue, NoNumberIsConvertedToATypeThatCannotHoldIt) {
+TEST(JSONValue, NumbersOutOfRangeDoNotConvert) {
     for (const double number : {std::nan(""), infinity, -infinity, 0.5, two63, 1e300})
         EXPECT_EQ(JSONValue(number).to<std::int64_t>(), std::nullopt) << number;
     EXPECT_EQ(JSONValue(-two63).to<std::int64_t>(), INT64_MIN);
@@ -119,7 +119,7 @@ TEST(JSONValue, NoNumberIsConvertedToATypeThatCannotHoldIt) {
 }
 
 // A braced list would be a list in a list to GCC, and a copy to Clang.
-TEST(JSONValue, AListInAListIsNotFlattened) {
+TEST(JSONValue, KeepsNestedLists) {
     static_assert(!std::constructible_from<List, std::initializer_list<JSONValue>> &&
                   !std::constructible_from<List, int>);
     EXPECT_EQ(shown(List::of(List::of(List::of()))), "[[[]]]");
@@ -128,7 +128,7 @@ TEST(JSONValue, AListInAListIsNotFlattened) {
     EXPECT_EQ(shown(List{list}), "[1]");
 }
 
-TEST(JSONValue, TakesAPartOfItselfForItsNewValue) {
+TEST(JSONValue, CanBeAssignedAPartOfItself) {
     JSONValue value(Object{{"a", List::of(Object{{"b", "text"}})}});
     value = value.as<Object>()->at("a");
     value = std::move(value.as<List>()->front());
@@ -151,7 +151,7 @@ TEST(JSONValue, CanBeUsedAfterAMove) {
     // NOLINTEND(*-use-after-move, *.Move)
 }
 
-TEST(JSONValue, IsShownForPeopleWhateverItHoldsAndHoweverTheStreamIsSet) {
+TEST(JSONValue, ShownTextIgnoresStreamFlags) {
     EXPECT_EQ(shown(List::of(nullptr, true, 255, -2.5, 1e300, infinity, std::nan(""), JSONValue::opaque(Kind::a))),
               "[null,true,255,-2.5,1e+300,inf,nan,<opaque>]");
     EXPECT_EQ(shown(JSONValue(List::of("a/b\"\\\n\x7F\u00e9", "\u00e9\xFF", std::string(1, '\0')))),
@@ -166,7 +166,7 @@ concept Shown = requires(std::ostream& out, const T& value) {
     out << value;
 };
 
-TEST(Streams, NoSecretCanBeShownByAccident) {
+TEST(Streams, CannotShowSecrets) {
     static_assert(Shown<JSONValue> && Shown<JOSEError> && Shown<JWKUse>);
     static_assert(!Shown<SecretJSON> && !Shown<SecretBuffer> && !Shown<SecKey> && !Shown<Zennet::Key>);
     static_assert(!Shown<JsonWebKey> && !Shown<JsonWebKeySet> && !Shown<JOSE::JWK> && !Shown<JOSEHelper>);

@@ -16,16 +16,19 @@ using namespace Torvane;
 using namespace Testing;
 using Zennet::KeyType;
 
-TEST(Secp256k1Utils, MakesPairsThatTheirJwkHoldsWhole) {
-    const auto first = Zennet::Secp256k1Utils::generateKeyPair();
-    const auto second = Zennet::Secp256k1Utils::generateKeyPair();
+TEST(Secp256k1Utils, GeneratesDifferentPairs) {
+    const auto first = Zennet::Secp256k1Utils::generateKeyPair(), second = Zennet::Secp256k1Utils::generateKeyPair();
     EXPECT_FALSE(std::ranges::equal(*first.privateKey.keyData(), *second.privateKey.keyData()));
-    ByteBuffer compressed{static_cast<std::uint8_t>(2 + (first.publicKey.keyData()->back() & 1))};
-    const auto point = *first.publicKey.keyData();
+}
+
+TEST(Secp256k1Utils, WritesOneJwkForBothFormsOfAPoint) {
+    const auto& pair = secp256k1KeyPair();
+    const auto point = *pair.publicKey.keyData();
+    ByteBuffer compressed{static_cast<std::uint8_t>(2 + (point.back() & 1))};
     compressed.insert(compressed.end(), point.begin() + 1, point.begin() + 33);
     const Zennet::PublicKey sameKey(compressed, KeyType::SECP256K1Key);
-    EXPECT_EQ(Zennet::Secp256k1Utils::encodeToJwk(sameKey, first.privateKey, "k"),
-              Zennet::Secp256k1Utils::encodeToJwk(first.publicKey, first.privateKey, "k"));
+    EXPECT_EQ(Zennet::Secp256k1Utils::encodeToJwk(sameKey, pair.privateKey, "k"),
+              Zennet::Secp256k1Utils::encodeToJwk(pair.publicKey, pair.privateKey, "k"));
 }
 
 // The private key 1, and the curve's generator.
@@ -45,7 +48,7 @@ TEST(Secp256k1Utils, WritesTheJwkOfAKnownKey) {
     EXPECT_EQ(Zennet::Secp256k1Utils::encodeToJwk(generator, std::nullopt, "\xff"), std::nullopt);
 }
 
-TEST(Key, PublicKeyPemOfSecp256k1IsWhatOpenSSLWrites) {
+TEST(Key, Secp256k1PemEqualsThatOfOpenSSL) {
     for (const Zennet::Key& key : {Zennet::Key(scalarOne), Zennet::Key(generator), Zennet::Key(compressed)})
         EXPECT_EQ(key.publicKeyPem(),
                   "-----BEGIN PUBLIC KEY-----\n"
@@ -54,7 +57,7 @@ TEST(Key, PublicKeyPemOfSecp256k1IsWhatOpenSSLWrites) {
                   "-----END PUBLIC KEY-----\n");
 }
 
-TEST(PublicKey, EqualsTheSameKeyInAnotherFormAndNoOther) {
+TEST(PublicKey, EqualsOnlyTheSameKey) {
     using Zennet::PublicKey;
     const ByteBuffer bytes{1, 2};
     const PublicKey rsa(publicKey(rsaSig), KeyType::RSA2048Key), raw(bytes, std::nullopt);

@@ -22,7 +22,7 @@ std::string filledIn(std::string text, const std::string& path) {
     return position == text.npos ? text : text.replace(position, 4, quoted.substr(1, quoted.size() - 2));
 }
 
-TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
+TEST(KeyFile, OpensTheRequestedHalf) {
     const TemporaryFolder folder;
     forEachRow("key_files.json", "files", 28, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
@@ -46,38 +46,56 @@ TEST(KeyFile, OpensTheAskedHalfOrSaysWhatThereIs) {
     });
 }
 
-TEST(KeyFile, WithoutASourceAnEncryptedKeyIsRefusedAndWhatASourceThrowsIsPassedOn) {
+std::string writeEncryptedKey(const TemporaryFolder& folder) {
+    return folder.write("key.pem", fromBase64(rowNamed("key_files.json", "files", "encrypted PEM")["file"]));
+}
+
+TEST(KeyFile, RejectsAnEncryptedKeyWithoutASource) {
     const TemporaryFolder folder;
-    const auto path = folder.write("key.pem", fromBase64(rowNamed("key_files.json", "files", "encrypted PEM")["file"]));
+    const auto path = writeEncryptedKey(folder);
     EXPECT_ERROR(openKey(path, KeyClass::privateKey),
                  KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + "."));
+}
+
+TEST(KeyFile, PassesOnTheErrorOfASource) {
+    const TemporaryFolder folder;
+    const auto path = writeEncryptedKey(folder);
     const SecurityError noTerminal("There is nobody to ask.");
     EXPECT_ERROR(openKey(path, KeyClass::privateKey, [&](auto) -> std::optional<SecretBuffer> { throw noTerminal; }),
                  noTerminal);
 }
 
-TEST(KeyFile, IsFoundByPathOrUriAndRefusedOtherwise) {
+TEST(KeyFile, IsFoundByPathOrUri) {
     const TemporaryFolder folder;
     const auto path = folder.write("a key#1.pem", asBytes(keyText(ecP256, "spki_pem")));
     const auto encoded = folder / "a%20key%231.pem";
     for (const auto& uri : {path, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded})
         EXPECT_EQ(openKey(uri, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
+}
+
+TEST(KeyFile, RejectsOtherUris) {
     for (const std::string uri : {"file:", "file://", "file://elsewhere/key.pem", "file:/a%2", "file:/a%zz",
                                   "file:/a%00b", "file:/key.pem?x", "file:/key.pem#x"})
         EXPECT_ERROR(openKey(uri, KeyClass::publicKey),
                      KeyStoreError::invalidURI(debugQuoted(uri.substr(0, uri.find('?'))) +
                                                " is neither a path nor the URI of a file on this machine."));
+}
+
+TEST(KeyFile, NamesWhyAFileCannotBeRead) {
+    const TemporaryFolder folder;
+    const auto path = folder.write("key.pem", asBytes(keyText(ecP256, "spki_pem")));
     EXPECT_THROW(openKey(path + '\0', KeyClass::publicKey), KeyStoreError);
     const auto cannotRead = [](const std::string& name, const std::string& why) {
         return KeyStoreError::unavailable("The file " + debugQuoted(name) + " cannot be read: " + why + ".");
     };
-    EXPECT_ERROR(openKey(encoded, KeyClass::publicKey), cannotRead(encoded, "No such file or directory"));
+    const auto absent = folder / "absent.pem";
+    EXPECT_ERROR(openKey(absent, KeyClass::publicKey), cannotRead(absent, "No such file or directory"));
     EXPECT_ERROR(openKey(folder / "", KeyClass::publicKey), cannotRead(folder / "", "Is a directory"));
     const auto large = folder.write("large", ByteBuffer((1 << 20) + 1, '\n'));
     EXPECT_ERROR(openKey(large, KeyClass::publicKey), cannotRead(large, "It is longer than 1 MiB"));
 }
 
-TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
+TEST(KeyFile, NewFileIsReadableByItsOwnerOnly) {
     const TemporaryFolder folder;
     for (const bool isEncrypted : {true, false}) {
         const auto path = folder / (isEncrypted ? "encrypted.pem" : "plain.pem");
@@ -90,10 +108,6 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
         ASSERT_EQ(::stat(path.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, 0600U);
         EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
-        const auto again =
-            KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File exists.");
-        EXPECT_ERROR(generateECKeyAt(path, EllipticCurve::P256, source), again);
-        EXPECT_EQ(openKey(path, KeyClass::privateKey, source).publicComponents(), key.publicComponents());
         const auto needed = KeyStoreError::wrongSecret("A passphrase is needed for " + debugQuoted(path) + ".");
         if (isEncrypted) {
             EXPECT_ERROR(openKey(path, KeyClass::privateKey), needed);
@@ -105,13 +119,28 @@ TEST(KeyFile, OfANewKeyIsTheOwnersAndEncryptedAndNeverReplacesAnother) {
             EXPECT_NE(asText(der).find(asText(rounds)), std::string::npos);
         }
     }
+}
+
+TEST(KeyFile, NewFileNeverReplacesAnother) {
+    const TemporaryFolder folder;
+    const auto path = folder / "key.pem";
+    const auto key = generateECKeyAt(path, EllipticCurve::P256);
+    const auto exists =
+        KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File exists.");
+    EXPECT_ERROR(generateECKeyAt(path, EllipticCurve::P256), exists);
+    EXPECT_ERROR(generateRSAKeyAt("file:" + path, 2048), exists);
+    EXPECT_EQ(openKey(path, KeyClass::privateKey).publicComponents(), key.publicComponents());
+}
+
+TEST(KeyFile, NewFileRequiresItsFolder) {
+    const TemporaryFolder folder;
     const auto nowhere = folder / "none/key.pem";
     EXPECT_ERROR(generateECKeyAt(nowhere, EllipticCurve::P256),
                  KeyStoreError::unavailable("The file " + debugQuoted(nowhere) +
                                             " cannot be written: No such file or directory."));
 }
 
-TEST(KeyFile, OfANewSecp256k1KeyIsEncryptedAndReadBackAsThePair) {
+TEST(KeyFile, RoundTripsASecp256k1Pair) {
     const TemporaryFolder folder;
     const auto source = [](std::string_view) { return std::optional(secret("open sesame")); };
     const auto made = Zennet::generateSecp256k1KeyAt(folder / "key.pem", source);

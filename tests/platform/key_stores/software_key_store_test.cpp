@@ -14,7 +14,7 @@ using enum SignatureScheme;
 const SecurityError noKey("No unencrypted key was found in the PEM or DER text.");
 const ByteBuffer digest(32, 1);
 
-TEST(SoftwareKeyStore, LoadsEveryFormInDerAndRefusesItsFirstBytes) {
+TEST(SoftwareKeyStore, LoadsOnlyWholeDer) {
     forEachRow("key_texts.json", "der", 6, [](const json& row) {
         auto encoded = fromBase64(row["der"]);
         const auto key = SoftwareKeyStore::load(encoded);
@@ -27,7 +27,7 @@ TEST(SoftwareKeyStore, LoadsEveryFormInDerAndRefusesItsFirstBytes) {
 
 bool asked = false;
 
-TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
+TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
     auto* const method = UI_create_method("test");
     UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
     UI_set_default_method(method);
@@ -41,12 +41,16 @@ TEST(SoftwareKeyStore, RefusesWhatIsNoKeyOrNoPairAndNeverAsksForAPassphrase) {
     UI_destroy_method(method);
 }
 
-TEST(SecKey, KeepsItsNameAndRefusesOperationsOfTheOtherHalfFamilyOrCurve) {
+TEST(SecKey, PublicHalfKeepsTheName) {
     const KeyName name{"sign-2026", {1, 2}};
+    EXPECT_EQ(SoftwareKeyStore::generateRSA(2048, name).publicKey().name(), name);
+    EXPECT_EQ(SoftwareKeyStore::generateEC(EllipticCurve::P256, name).publicKey().name(), name);
+}
+
+TEST(SecKey, RejectsOperationsOfAnotherHalfFamilyOrCurve) {
     const SecurityError needsPrivate("This operation needs a private key.");
     const SecurityError otherCurve("Key agreement needs two EC keys on one curve.");
-    const auto rsa = SoftwareKeyStore::generateRSA(2048, name);
-    const auto p256 = SoftwareKeyStore::generateEC(EllipticCurve::P256, name), p384 = privateKey(ecP384);
+    const auto &rsa = privateKey(rsaSig), &p256 = privateKey(ecP256), &p384 = privateKey(ecP384);
     const SecurityError otherDigest(
         "The scheme does not belong to the family of the key, or the digest does not have the size of the hash.");
     for (const auto& key : {rsa, p256}) {
@@ -54,7 +58,6 @@ TEST(SecKey, KeepsItsNameAndRefusesOperationsOfTheOtherHalfFamilyOrCurve) {
         EXPECT_ERROR(key.sign(key.curve() ? ECDSA : RSA_PSS, SHA384, digest), otherDigest);
         const auto scheme = key.curve() ? ECDSA : RSA_PSS;
         EXPECT_TRUE(key.publicKey().verify(scheme, SHA256, digest, key.sign(scheme, SHA256, digest)));
-        EXPECT_EQ(key.publicKey().name(), name);
         EXPECT_ERROR(key.publicKey().sign(scheme, SHA256, digest), needsPrivate);
         EXPECT_ERROR(key.publicKey().decrypt(SHA256, ByteBuffer(256)), needsPrivate);
         EXPECT_ERROR(key.agree(p384), otherCurve);
@@ -64,6 +67,10 @@ TEST(SecKey, KeepsItsNameAndRefusesOperationsOfTheOtherHalfFamilyOrCurve) {
     EXPECT_ERROR(rsa.agree(rsa), otherCurve);
     EXPECT_ERROR(p256.decrypt(SHA256, ByteBuffer(64)), SecurityError("Decryption needs an RSA key."));
     EXPECT_ERROR(p256.encrypt(SHA256, digest), SecurityError("Failed to set up encryption."));
+}
+
+TEST(SecKey, EncryptsUpToTheLongestPlaintext) {
+    const auto& rsa = privateKey(rsaEnc);
     for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
         const SecretBuffer longest(256 - 2 * digestSize(hash) - 2, 7);
         EXPECT_EQ(rsa.decrypt(hash, rsa.encrypt(hash, longest)), longest);
@@ -82,7 +89,7 @@ struct AnsweringStoreKey final : StoreKey {
     ByteBuffer answer;
 };
 
-TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
+TEST(StoreKey, RejectsAnswersOfTheWrongLength) {
     const auto form = [](bool isRight, const std::string& what) {
         return isRight ? "nothing was thrown"
                        : "SecurityError(\"The key store gave a " + what + " of the wrong length.\")";
@@ -100,7 +107,7 @@ TEST(StoreKey, AnswersOfTheWrongLengthAreRefused) {
     }
 }
 
-TEST(StoreKey, LeadingZerosMakeNoOtherRSAKeyAndAMissingByteMakesNoECKey) {
+TEST(StoreKey, LeadingZerosMakeNoOtherRSAKey) {
     auto padded = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
     for (auto* number : {&padded.modulus, &padded.exponent}) number->insert(number->begin(), 2, 0);
     const auto signature = privateKey(rsaSig).sign(RSA_PSS, SHA256, digest);
@@ -108,6 +115,9 @@ TEST(StoreKey, LeadingZerosMakeNoOtherRSAKeyAndAMissingByteMakesNoECKey) {
     EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
     EXPECT_EQ(JOSE::RSAPublicKey(key.publicKey(), {}).parameters(),
               JOSE::RSAPublicKey(publicKey(rsaSig), {}).parameters());
+}
+
+TEST(SecKey, RejectsAShortECCoordinate) {
     auto point = std::get<ECPublicComponents>(publicKey(ecP256).publicComponents());
     point.x.pop_back();
     EXPECT_ERROR(SecKey(point), SecurityError("An EC coordinate does not have the length of its curve."));

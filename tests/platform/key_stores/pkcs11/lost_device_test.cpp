@@ -40,7 +40,7 @@ TEST(DeviceConcurrency, OneStoreServesEightThreads) {
     EXPECT_EQ(asked, 1);
 }
 
-TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnceItIsBack) {
+TEST(DeviceConcurrency, ThreadsSurviveTheRemovalOfTheDevice) {
     const SoftDevice device;
     device.import(rsaSig, "sign", "01");
     const Pkcs11KeyStore store(device.uri(), pin);
@@ -75,7 +75,7 @@ TEST(DeviceConcurrency, RemovalThrowsUnavailableInAllThreadsAndTheDeviceWorksOnc
     EXPECT_TRUE(key.verify(RSA_PSS, SHA256, digest, key.sign(RSA_PSS, SHA256, digest)));
 }
 
-TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
+TEST(LostDevice, IsNamedInTheError) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     const Pkcs11KeyStore store(device.uri(), pin);
@@ -88,7 +88,13 @@ TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
     }
     device.putBack();
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
+}
 
+TEST(LostDevice, ADifferentKeyOfTheSameNameIsNotUsed) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const Pkcs11KeyStore store(device.uri(), pin);
+    const auto key = store.key({"sign", {}}, KeyClass::privateKey);
     device.takeOut();
     run("softhsm2-util --init-token --free --label app --pin 1234 --so-pin 12345678");
     const auto missing = KeyStoreError::keyNotFound(
@@ -102,7 +108,7 @@ TEST(LostDevice, IsNamedInTheErrorAndADifferentKeyOfTheSameNameIsNotUsed) {
     EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(LostDevice, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
+TEST(LostDevice, IsFoundAgainBesideAnIdleStore) {
     const SoftDevice device;
     device.import(ecP256, "a", "01");
     device.import(ecEncP256, "b", "02");
@@ -114,7 +120,7 @@ TEST(LostDevice, IsFoundAgainByOneStoreWhileAnotherOfTheSameDriverIsIdle) {
     for (const auto& key : {a, b}) EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(LostDevice, IsFoundAgainBehindASocketThatWasClosed) {
+TEST(LostDevice, IsFoundAgainAfterItsSocketCloses) {
     ::signal(SIGPIPE, SIG_IGN);
     const SoftDevice device;
     device.import(rsaEnc, "decrypt", "01");

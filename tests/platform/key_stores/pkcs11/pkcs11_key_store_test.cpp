@@ -11,7 +11,7 @@ Pkcs11KeyStore storeOf(const SoftDevice& device) {
     return Pkcs11KeyStore(device.uri(), pin);
 }
 
-TEST(Pkcs11Key, OfEverySizeSignsAndDecryptsLikeASoftwareKey) {
+TEST(Pkcs11Key, SignsAndDecryptsLikeASoftwareKey) {
     const SoftDevice device;
     const auto store = storeOf(device);
     for (const std::size_t bits : {2048U, 3072U}) {
@@ -43,7 +43,7 @@ TEST(Pkcs11Key, OfEverySizeSignsAndDecryptsLikeASoftwareKey) {
     }
 }
 
-TEST(Pkcs11Key, ReturnsNothingForACiphertextThatDoesNotDecrypt) {
+TEST(Pkcs11Key, ReturnsNothingForAWrongCiphertext) {
     const SoftDevice device;
     const auto key = storeOf(device).generateRSA(2048, {"decrypt", {}});
     const auto& modulus = std::get<RSAPublicComponents>(key.publicComponents()).modulus;
@@ -69,21 +69,32 @@ JsonWebKey wrapKey(const SecKey& key, KeyClass half, JWKUse use) {
     return {half == KeyClass::publicKey ? key.publicKey() : key, half, type, use, key.name().label};
 }
 
-TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey) {
-    const SoftDevice device;
-    device.import(rsaSig, rsaSig, "01");
-    device.import(rsaEnc, rsaEnc, "02");
-    const auto store = storeOf(device);
-    const auto jwk = [&](const std::string& kid, KeyClass half, JWKUse use) {
-        return wrapKey(store.key({kid, {}}, KeyClass::privateKey), half, use);
-    };
-    const JsonWebKeySet ours{jwk(rsaSig, KeyClass::privateKey, JWK_SIG), jwk(rsaEnc, KeyClass::privateKey, JWK_ENC)};
-    const JsonWebKeySet published{jwk(rsaSig, KeyClass::publicKey, JWK_SIG), jwk(rsaEnc, KeyClass::publicKey, JWK_ENC)};
+// The keys rsaSig and rsaEnc on a device.
+struct DeviceKeys {
+    DeviceKeys() {
+        device.import(rsaSig, rsaSig, "01");
+        device.import(rsaEnc, rsaEnc, "02");
+    }
+    JsonWebKeySet set(KeyClass half) const {
+        const auto store = storeOf(device);
+        return {wrapKey(store.key({rsaSig, {}}, KeyClass::privateKey), half, JWK_SIG),
+                wrapKey(store.key({rsaEnc, {}}, KeyClass::privateKey), half, JWK_ENC)};
+    }
+    SoftDevice device;
+};
+
+TEST(Pkcs11Key, HasTheJwkOfTheSoftwareKey) {
+    const auto published = DeviceKeys().set(KeyClass::publicKey);
     EXPECT_EQ(json::parse(published.encodeToString()),
               json::parse(JsonWebKeySet{publicJwk(rsaSig, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)}.encodeToString()));
+}
 
-    const auto helper =
-        JOSEHelper::Builder().setSenderJwkSet(ours, rsaSig).setRecipientJwkSet(published, rsaEnc).create();
+TEST(Pkcs11Key, EncodesAndDecodesMessages) {
+    const DeviceKeys keys;
+    const auto helper = JOSEHelper::Builder()
+                            .setSenderJwkSet(keys.set(KeyClass::privateKey), rsaSig)
+                            .setRecipientJwkSet(keys.set(KeyClass::publicKey), rsaEnc)
+                            .create();
     const auto outside = JOSEHelper::Builder()
                              .setSenderJwkSet({privateJwk(rsaSig, JWK_SIG), privateJwk(rsaEnc, JWK_ENC)}, rsaSig)
                              .setRecipientJwkSet({publicJwk(rsaSig, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)}, rsaEnc)
@@ -91,8 +102,12 @@ TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey)
     const auto message = bytesOf("from a device");
     EXPECT_EQ(outside.decodeMessage(helper.encodeMessage(message)), message);
     EXPECT_EQ(helper.decodeMessage(outside.encodeMessage(message)), message);
+}
 
-    const auto agreeing = store.generateEC(EllipticCurve::P384, {"agree", {}});
+TEST(Pkcs11Key, DecryptsByKeyAgreement) {
+    const SoftDevice device;
+    const auto message = bytesOf("to a device");
+    const auto agreeing = storeOf(device).generateEC(EllipticCurve::P384, {"agree", {}});
     for (const auto* algorithm : {"ECDH-ES", "ECDH-ES+A256KW"}) {
         const JWEEncrypter encrypter(algorithm, "A256GCM", agreeing.publicKey(), std::nullopt);
         const JWEDecrypter decrypter(algorithm, "A256GCM", agreeing);
@@ -100,7 +115,7 @@ TEST(Pkcs11Key, EncodesAndDecodesMessagesAndHasTheSamePublicJwkAsTheSoftwareKey)
     }
 }
 
-TEST(Pkcs11Key, IsFoundByLabelIdOrBothInEitherHalf) {
+TEST(Pkcs11Key, IsFoundByLabelOrId) {
     const SoftDevice device;
     device.import(rsaSig, "sign", "0a01");
     device.import(ecP256, "sign2", "0a02");
@@ -118,7 +133,7 @@ TEST(Pkcs11Key, IsFoundByLabelIdOrBothInEitherHalf) {
 }
 
 // As on a signature card: a certificate but no public key, and a private key that asks for the PIN each time.
-TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked) {
+TEST(Pkcs11Key, WorksOnASignatureCard) {
     using namespace Torvane::PKCS11;
     const SoftDevice device;
     const KeyName name{"card", {1}};
@@ -151,7 +166,7 @@ TEST(Pkcs11Key, WithOnlyACertificateWorksAndAsksForThePinEachTimeIfItIsSoMarked)
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
+TEST(Pkcs11Key, NamesUnsupportedAlgorithms) {
     using namespace Torvane::PKCS11;
     const SoftDevice device;
     const KeyName name{"limited", {1}};
@@ -179,7 +194,7 @@ TEST(Pkcs11Key, NamesTheAlgorithmsThatItsDeviceDoesNotSupport) {
                                     "token \"app\"."));
 }
 
-TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
+TEST(Pkcs11KeyStore, SearchesRegisteredDrivers) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
@@ -188,7 +203,7 @@ TEST(Pkcs11KeyStore, SearchesTheRegisteredDriversWhenTheUriNamesNone) {
     EXPECT_THROW(openKey("pkcs11:token=app?module-name=none", KeyClass::publicKey), KeyStoreError);
 }
 
-TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
+TEST(Pkcs11KeyStore, ErrorsNameTheKeysButNeverThePin) {
     const SoftDevice device;
     device.import(rsaSig, "sign", "0a01");
     device.import(ecP256, "sign", "0a02");
@@ -200,15 +215,23 @@ TEST(Pkcs11KeyStore, NamesWhatItSearchedAndWhatIsThereButNeverThePin) {
     });
 }
 
-TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
+std::size_t signatureSizeOf(const SecKey& key) {
+    return key.sign(ECDSA, SHA256, ByteBuffer(32)).size();
+}
+
+TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrAFile) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     const auto file = device.folder().write("pin", asBytes("1234\n"));
-    const auto sign = [](const SecKey& key) { return key.sign(ECDSA, SHA256, ByteBuffer(32)).size(); };
     for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file})
-        EXPECT_EQ(sign(openKey(device.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))), 64U)
+        EXPECT_EQ(signatureSizeOf(openKey(device.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))),
+                  64U)
             << query;
+}
 
+TEST(Pkcs11KeyStore, RecoversFromAWrongPin) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
     std::vector<std::string> asked;
     std::optional<std::string> answer;
     const Pkcs11KeyStore store(device.uri(), [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -223,23 +246,23 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrItsFileAndRecoversFromAWrongOne) {
     }
     answer = "1234";
     const auto key = open();
-    EXPECT_EQ(sign(key), 64U);
+    EXPECT_EQ(signatureSizeOf(key), 64U);
     EXPECT_ERROR(store.key({"none", {}}, KeyClass::privateKey),
                  KeyStoreError::keyNotFound(R"(There is no private key named "none" in the PKCS #11 token "app"; )"
                                             R"(private keys there: "sign" with id 01.)"));
-    EXPECT_EQ(sign(key), 64U);
+    EXPECT_EQ(signatureSizeOf(key), 64U);
     EXPECT_EQ(asked, std::vector<std::string>(5, "the PIN of the PKCS #11 token \"app\""))
         << "one login serves all later uses";
 }
 
-TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
+TEST(Pkcs11KeyStore, GeneratesNoTwoKeysOfTheSameName) {
     const SoftDevice device;
     const auto store = storeOf(device);
-    const auto rsa = store.generateRSA(2048, {"rsa", {1}});
-    const auto ec = store.generateEC(EllipticCurve::P256, {"ec", {}});
-    EXPECT_EQ(ec.name().id.size(), 16U);
+    const KeyName first{"first", {1}};
+    EXPECT_EQ(store.generateEC(EllipticCurve::P384, first).name(), first);
+    EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"second", {}}).name().id.size(), 16U);
     const std::pair<KeyName, std::string> takenNames[] = {
-        {{"rsa", {}}, "label"}, {{"other", {1}}, "id"}, {{"ec", {2}}, "label"}};
+        {{"first", {}}, "label"}, {{"other", {1}}, "id"}, {{"second", {2}}, "label"}};
     for (const auto& taken : takenNames)
         EXPECT_ERROR(store.generateEC(EllipticCurve::P256, taken.first),
                      KeyStoreError::operationFailed("A key or certificate with this " + taken.second +
@@ -247,6 +270,13 @@ TEST(Pkcs11KeyStore, GeneratesUnreadableKeysAndNeverTwoOfTheSameName) {
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
                  KeyStoreError::operationFailed(
                      "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
+}
+
+TEST(Pkcs11KeyStore, GeneratesUnreadableKeys) {
+    const SoftDevice device;
+    const auto store = storeOf(device);
+    EXPECT_EQ(store.generateRSA(2048, {"rsa", {}}).name().label, "rsa");
+    EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"ec", {}}).name().label, "ec");
     const auto made = generateECKeyAt(device.uri("object=by-uri;id=%07"), EllipticCurve::P384, pin);
     EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
 

@@ -22,7 +22,7 @@ class Quirk {
     Quirk& operator=(const Quirk&) = delete;
 };
 
-TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
+TEST(QuirkyDriver, DecryptsToTheSamePlaintext) {
     const SoftDevice device;
     device.import(rsaEnc, "decrypt", "01");
     for (const auto* name : {"finds out late", "drops zeros", "removed once"}) {
@@ -36,27 +36,36 @@ TEST(Quirks, OfDecryptionDoNotChangeThePlaintext) {
     }
 }
 
-TEST(Quirks, InErrorsAboutThePaddingAreHiddenButErrorsAboutTheDeviceAreShown) {
-    const SoftDevice device;
-    device.import(rsaEnc, "decrypt", "01");
-    const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
-    const auto ciphertext = key.encrypt(SHA256, digest);
-    const auto decryptWithError = [&](CK_RV error) {
+// A device whose driver gives an error on decryption.
+struct FailingDevice {
+    FailingDevice() { device.import(rsaEnc, "decrypt", "01"); }
+    std::optional<SecretBuffer> decryptWithError(CK_RV error) const {
+        const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
+        const auto ciphertext = key.encrypt(SHA256, digest);
+        EXPECT_TRUE(key.decrypt(SHA256, ciphertext)) << "without the error";
         const Quirk quirk(std::to_string(error));
         return key.decrypt(SHA256, ciphertext);
-    };
+    }
+    SoftDevice device;
+};
+
+TEST(QuirkyDriver, ErrorsAboutThePaddingAreHidden) {
+    const FailingDevice device;
     for (const auto error : {CKR_ENCRYPTED_DATA_INVALID, CKR_ENCRYPTED_DATA_LEN_RANGE, CKR_DATA_INVALID,
                              CKR_GENERAL_ERROR, CKR_FUNCTION_FAILED, CKR_DEVICE_ERROR, CKR_VENDOR_DEFINED})
-        EXPECT_EQ(decryptWithError(error), std::nullopt) << error;
-    const std::string failed = "Failed to decrypt with the PKCS #11 token \"app\": ";
-    EXPECT_ERROR(decryptWithError(CKR_DEVICE_MEMORY),
-                 KeyStoreError::operationFailed(failed + "Insufficient memory available on the device."));
-    EXPECT_ERROR(decryptWithError(CKR_TOKEN_NOT_PRESENT),
-                 KeyStoreError::unavailable(failed + "The device is not present or unplugged."));
-    EXPECT_TRUE(key.decrypt(SHA256, ciphertext));
+        EXPECT_EQ(device.decryptWithError(error), std::nullopt) << error;
 }
 
-TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
+TEST(QuirkyDriver, ErrorsAboutTheDeviceAreShown) {
+    const FailingDevice device;
+    const std::string failed = "Failed to decrypt with the PKCS #11 token \"app\": ";
+    EXPECT_ERROR(device.decryptWithError(CKR_DEVICE_MEMORY),
+                 KeyStoreError::operationFailed(failed + "Insufficient memory available on the device."));
+    EXPECT_ERROR(device.decryptWithError(CKR_TOKEN_NOT_PRESENT),
+                 KeyStoreError::unavailable(failed + "The device is not present or unplugged."));
+}
+
+TEST(DeviceConcurrency, ThreadsShareScarceSessions) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     const Quirk quirk("two sessions");
@@ -75,7 +84,7 @@ TEST(DeviceConcurrency, ThreadsWaitForScarceSessionsAndKeysAreStillGenerated) {
     EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"made", {}}).name().label, "made");
 }
 
-TEST(Quirks, OfABarePointDoNotChangeThePublicKey) {
+TEST(QuirkyDriver, ReadsABarePoint) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     const Quirk quirk("bare point");
