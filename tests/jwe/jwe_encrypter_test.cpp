@@ -64,10 +64,6 @@ TEST(JWEEncrypter, AcceptsEveryFormOfInput) {
         EXPECT_EQ(headerText(token), header);
         EXPECT_EQ(decrypter.decryptJWE(token), bytesOf("m"));
     }
-    using enum JOSE::KeyManagementAlgorithm;
-    using enum JOSE::ContentEncryptionAlgorithm;
-    EXPECT_EQ(asText(JOSE::JWEHeader(RSA_OAEP, A128GCM, {{"typ", "JWT"}}, std::nullopt).jsonData()), one);
-    EXPECT_EQ(asText(JOSE::JWEHeader(RSA_OAEP, A128GCM, {{"typ", "JWT"}, {"cty", "x"}}, std::nullopt).jsonData()), two);
 }
 
 TEST(JWEEncrypterAndDecrypter, ConstructorsAreInterchangeable) {
@@ -119,25 +115,16 @@ TEST(JWEEncrypter, WrapsErrorsExceptThoseOfTheHeader) {
         JOSEError::JWEEncrypterError(wrapped(JOSESwiftError::parsingFailed("The header's \"apu\" is not base64url."))));
 }
 
-TEST(MovedFrom, EncryptersDecryptersAndTheirTokensGiveAnErrorOrTheSameAnswer) {
-    using enum JOSE::KeyManagementAlgorithm;
-    using enum JOSE::ContentEncryptionAlgorithm;
-    JWEEncrypter encrypter(RSA_OAEP, A128GCM, publicKey(rsaEnc), "k");
-    JWEDecrypter decrypter(RSA_OAEP, A128GCM, privateKey(rsaEnc));
-    EXPECT_EQ(movedFrom(decrypter).decryptJWE(movedFrom(encrypter).encryptJWT("m")), bytesOf("m"));
+TEST(MovedFrom, JWEEncrypterEncrypts) {
+    JWEEncrypter encrypter("RSA-OAEP", "A128GCM", publicKey(rsaEnc), "k");
+    const auto token = movedFrom(encrypter).encryptJWT("m");
+    EXPECT_EQ(JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(token), bytesOf("m"));
+}
 
-    auto joseEncrypter = encrypter.encrypter();
-    auto joseDecrypter = decrypter.decrypter();
-    JOSE::JWEHeader header(RSA_OAEP, A128GCM, {}, "k");
-    JOSE::JWE jwe(header, asBytes("m"), movedFrom(joseEncrypter));
-    JOSE::ReceivedJWE received(jwe.compactSerializedData());
-    EXPECT_EQ(JOSE::ReceivedJWE(jwe.compactSerializedData()).decrypt(movedFrom(joseDecrypter)).data(), bytesOf("m"));
-    EXPECT_TRUE(movedFrom(jwe).compactSerializedData().empty());
-    const auto gone = JOSESwiftError::parsingFailed("The header's \"alg\" is missing or not a string.");
-    EXPECT_ERROR(std::move(movedFrom(received)).decrypt(joseDecrypter), gone);
-    EXPECT_ERROR(movedFrom(header).encryptionAlgorithm(),
-                 JOSESwiftError::parsingFailed("The header's \"enc\" is missing or not a string."));
-    EXPECT_ERROR(JOSE::JWE(header, {}, joseEncrypter), gone);
+TEST(MovedFrom, JWEDecrypterDecrypts) {
+    JWEDecrypter decrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc));
+    const auto token = JWEEncrypter("RSA-OAEP", "A128GCM", publicKey(rsaEnc), "k").encryptJWT("m");
+    EXPECT_EQ(movedFrom(decrypter).decryptJWE(token), bytesOf("m"));
 }
 
 }  // namespace
