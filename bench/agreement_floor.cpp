@@ -27,8 +27,8 @@ Bytes readSenderPoint(View encodedHeader) {
     return point;
 }
 
-// The input of the key derivation: counter, space for the shared secret, algorithm name, two empty party names, and the
-// key size in bits.
+// The input of the key derivation: counter, space for the shared secret, algorithm name, empty PartyUInfo and
+// PartyVInfo, and the key size in bits.
 Bytes makeDerivationInput(std::string_view enc) {
     Bytes input{0, 0, 0, 1};
     input.resize(counterSize + coordinateSize);
@@ -74,8 +74,8 @@ AgreementFloor::AgreementFloor(const std::string& pem, View token)
 }
 
 // OpenSSL has checked on reading that the point lies on the curve; P-256 needs no further validation.
-void AgreementFloor::agree(EVP_PKEY_CTX* context, EVP_PKEY* peer) {
-    check(EVP_PKEY_derive_set_peer_ex(context, peer, 0) == 1);
+void AgreementFloor::agree(EVP_PKEY_CTX* context, EVP_PKEY* otherKey) {
+    check(EVP_PKEY_derive_set_peer_ex(context, otherKey, 0) == 1);
     std::size_t size = coordinateSize;
     check(EVP_PKEY_derive(context, derivation_.data() + counterSize, &size) == 1 && size == coordinateSize);
     content_.key = hash_(derivation_);

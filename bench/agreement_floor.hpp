@@ -19,7 +19,7 @@ class AgreementFloor {
     std::size_t decrypt();
 
   private:
-    void agree(EVP_PKEY_CTX* context, EVP_PKEY* peer);
+    void agree(EVP_PKEY_CTX* context, EVP_PKEY* otherKey);
 
     Pkey recipient_, sender_;
     PkeyContext generating_, agreeing_;

@@ -71,6 +71,7 @@ def es256k(operation, limit):
 
 
 def base64(build, operation, limit):
+    """OpenSSL takes the place of the peers."""
     return Goal(f"base64url {operation}, {build}, GB/s", limit,
                 lambda results, who: results.median(f"{build}/base64_{operation}/{who}/{IN_CACHE}") / 1e9,
                 at_least=True, peers=lambda _: ["openssl"])

@@ -89,8 +89,8 @@ void measureSets() {
     const auto keys = Bench::readKeys();
     const auto signing = loadKey(keys.signing, JWKUse::JWK_SIG, "sign");
     const auto decryption = loadKey(keys.decryption, JWKUse::JWK_ENC, "decrypt");
-    const auto helperFor = [&](const JsonWebKeySet& peer) {
-        return JOSEHelper::Builder().setSenderJwkSet({decryption}).setRecipientJwkSet(peer).create();
+    const auto makeHelper = [&](const JsonWebKeySet& recipient) {
+        return JOSEHelper::Builder().setSenderJwkSet({decryption}).setRecipientJwkSet(recipient).create();
     };
     const auto message = Bench::makeMessage(100);
     const auto token = Bench::findParty("torvane", enc).encode(message);
@@ -104,12 +104,12 @@ void measureSets() {
         measure("set_find", count, [&] {
             if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) throw std::logic_error("the key was not found");
         });
-        measure("helper_create", count, [&] { helperFor(set); });
+        measure("helper_create", count, [&] { makeHelper(set); });
 
         // All keys have the token's key id, and the right one is the last that is tried.
         JsonWebKeySet sameId(asBytes(Bench::makeKeySet(count, "sign")));
         sameId.jwks.emplace_back(signing.key().publicKey(), JWKUse::JWK_SIG, "sign");
-        const auto helper = helperFor(sameId);
+        const auto helper = makeHelper(sameId);
         measure("hostile_same_kid", count, [&] {
             if (helper.decodeMessage(token) != message) throw std::logic_error("decoded to a different message");
         });

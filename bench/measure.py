@@ -95,7 +95,7 @@ class Measurement:
         large = f"--benchmark_filter=^(en|de)code/.*/{ENCS[0]}/({SIZES[-2]}|{SIZES[-1]})(/|$)"
         for number in range(passes):
             self.benchmark("message_benchmark", f"owned-{number}", repetitions, seconds, "owned", all_sizes)
-            self.write_printed("scripts.jsonl", "/usr/bin/python3", HERE / "peers/jwcrypto_calls.py", "--rounds",
+            self.write_printed("scripts.jsonl", "/usr/bin/python3", HERE / "peers/jwcrypto_benchmark.py", "--rounds",
                                repetitions, "--seconds", seconds, *SIZES, heap="owned", seconds=900)
             self.benchmark("message_benchmark", f"fresh-{number}", repetitions, seconds, "fresh", large)
         repetitions *= passes
@@ -133,7 +133,7 @@ class Measurement:
             calls, faults = [2, 6], []
             for count in calls:
                 before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_minflt
-                run([self.programs / "calls", "torvane", "encode", ENCS[0], 16 << 20, count], heap)
+                run([self.programs / "instruction_count", "torvane", "encode", ENCS[0], 16 << 20, count], heap)
                 faults.append(resource.getrusage(resource.RUSAGE_CHILDREN).ru_minflt - before)
             self.write("faults.jsonl", [{"heap": heap, "calls": calls, "faults": faults}])
 
@@ -146,7 +146,8 @@ class Measurement:
             out = self.folder / "callgrind" / f"{'-'.join(map(str, [*case.values(), count]))}.out"
             try:
                 run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", "--quiet",
-                     "--toggle-collect=countedCall", self.programs / "calls", *case.values(), count], seconds=600)
+                     "--toggle-collect=countedCall", self.programs / "instruction_count", *case.values(), count],
+                    seconds=600)
             except Failed as failed:
                 return case | {"error": str(failed)}
             totals.append(int(re.search(r"^totals: (\d+)", out.read_text(), re.MULTILINE)[1]))

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "bench/operation.hpp"
-#include "bench/trial.hpp"
+#include "bench/operation_check.hpp"
 
 namespace {
 
@@ -19,11 +19,11 @@ struct Subject {
 
 void run(benchmark::State& state, const Subject& subject) {
     const auto& [who, what, enc, size] = subject;
-    static std::map<std::string, std::string> trials;
-    auto trial = trials.find(subject.name());
-    if (trial == trials.end()) trial = trials.emplace(subject.name(), Bench::tryOperation(who, what, enc, size)).first;
-    if (!trial->second.empty()) {
-        state.SkipWithError(trial->second.c_str());
+    static std::map<std::string, std::string> faults;
+    auto fault = faults.find(subject.name());
+    if (fault == faults.end()) fault = faults.emplace(subject.name(), Bench::tryOperation(who, what, enc, size)).first;
+    if (!fault->second.empty()) {
+        state.SkipWithError(fault->second.c_str());
         return;
     }
     const auto operation = Bench::makeOperation(who, what, enc, size);

@@ -9,10 +9,10 @@ using namespace Torvane;
 
 struct KeyPair {
     KeyPair(const std::string& pem, JWKUse use, const char* id)
-        : secKey(SoftwareKeyStore::load(asBytes(pem))), own(secKey, use, id), peers(own.publicHalf()) {}
+        : secKey(SoftwareKeyStore::load(asBytes(pem))), own(secKey, use, id), publicHalf(own.publicHalf()) {}
 
     SecKey secKey;
-    JsonWebKey own, peers;
+    JsonWebKey own, publicHalf;
 };
 
 struct KeyPairs {
@@ -28,7 +28,7 @@ class TorvaneParty final : public Party {
         : keyManagement_(keyManagement),
           helper_(JOSEHelper::Builder()
                       .setSenderJwkSet({keys.signing.own, keys.decryption.own}, "sign")
-                      .setRecipientJwkSet({keys.signing.peers, keys.decryption.peers}, "decrypt")
+                      .setRecipientJwkSet({keys.signing.publicHalf, keys.decryption.publicHalf}, "decrypt")
                       .setJWEKeyManagementAlgorithm(keyManagement)
                       .setJWEContentEncryptionAlgorithm(enc)
                       .create()) {}
@@ -52,7 +52,7 @@ std::unique_ptr<Party> makeTorvane(const Keys& keys, const std::string& enc, con
 Operation makeTorvaneVerifyEncrypt(const Keys& keys, const std::string& enc, const Bytes& message) {
     const KeyPairs pairs(keys);
     return [jws = JWSSigner(JOSE::SignatureAlgorithm::RS256, pairs.signing.own).signJWT(message),
-            verifier = JWSVerifier(JOSE::SignatureAlgorithm::RS256, pairs.signing.peers),
+            verifier = JWSVerifier(JOSE::SignatureAlgorithm::RS256, pairs.signing.publicHalf),
             encrypter = JWEEncrypter("RSA-OAEP-256", enc, pairs.decryption.secKey.publicKey(), "decrypt")] {
         static_cast<void>(verifier.verifyJWS(jws));
         return encrypter.encryptJWT(jws, std::nullopt, true).size();

@@ -1,4 +1,4 @@
-// Trial of an operation before it is measured: whether it works, and whether it is the same work for all.
+// Check of an operation before it is measured: whether it works, and whether it is the same work for all parties.
 #pragma once
 
 #include <cstddef>

@@ -3,7 +3,7 @@
 random order; a case is called repeatedly for a given time. Prints a line of JSON per case: the microseconds of one call
 in each round, or why it cannot be measured.
 
-    jwcrypto_calls.py [--rounds N] [--seconds S] SIZE...
+    jwcrypto_benchmark.py [--rounds N] [--seconds S] SIZE...
 """
 import argparse
 import functools
@@ -47,7 +47,7 @@ def decode(token):
 
 
 @functools.cache
-def trial(enc, size):
+def try_round_trip(enc, size):
     """Encodes and decodes a message in a child process; returns why that fails, or an empty string."""
     reading, writing = os.pipe()
     child = os.fork()
@@ -79,7 +79,7 @@ def trial(enc, size):
 class Case:
     def __init__(self, operation, enc, size):
         self.name = f"{operation}/jwcrypto/{enc}/{size}"
-        self.error = trial(enc, size)
+        self.error = try_round_trip(enc, size)
         self.microseconds = []
         if not self.error:
             message = random.randbytes(size)

@@ -1,4 +1,4 @@
-#include "bench/trial.hpp"
+#include "bench/operation_check.hpp"
 
 #include <array>
 #include <cerrno>
