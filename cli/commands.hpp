@@ -23,7 +23,7 @@ void newKey(const NewKeyOptions& options);
 void showKey(const ShowKeyOptions& options);
 
 /// The kinds of key that `key new` creates: "RSA-2048" to "secp256k1".
-std::vector<std::string> keyKinds();
+std::vector<std::string> listKeyKinds();
 
 struct MakeSetOptions {
     std::vector<std::string> keys;

@@ -10,7 +10,7 @@ namespace {
 
 // Names of the algorithms whose row in the library's table passes the test.
 template <class Algorithm, class Test>
-std::vector<std::string> namesOf(Test test) {
+std::vector<std::string> listNames(Test test) {
     std::vector<std::string> names;
     for (const auto& row : valueTable(Algorithm{})) {
         if (test(row)) names.emplace_back(row.name);
@@ -19,19 +19,19 @@ std::vector<std::string> namesOf(Test test) {
 }
 
 // Values of an option, or of the first argument of a command; none for file names.
-std::vector<std::string> valuesOf(const std::string& name) {
-    if (name == "new") return keyKinds();
+std::vector<std::string> listValues(const std::string& name) {
+    if (name == "new") return listKeyKinds();
     // encode and decode take RSA keys only.
     using Torvane::SignatureScheme;
     if (name == "--jws-alg") {
-        return namesOf<Torvane::JOSE::SignatureAlgorithm>(
+        return listNames<Torvane::JOSE::SignatureAlgorithm>(
             [](const auto& row) { return row.scheme != SignatureScheme::ECDSA; });
     }
     if (name == "--jwe-alg") {
-        return namesOf<Torvane::JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
+        return listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
     }
     if (name == "--jwe-enc")
-        return namesOf<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
+        return listNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
     return {};
@@ -41,7 +41,7 @@ bool isOption(const std::string& word) {
     return word.starts_with("-");
 }
 
-const CLI::App* commandNamed(const CLI::App& app, const std::string& name) {
+const CLI::App* findCommand(const CLI::App& app, const std::string& name) {
     const auto found = app.get_subcommands([&](const CLI::App* command) { return command->get_name() == name; });
     return found.empty() ? nullptr : found.front();
 }
@@ -59,7 +59,7 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
             waiting = nullptr;
         } else if (option != nullptr) {
             waiting = option->get_items_expected_max() > 0 ? option : nullptr;
-        } else if (const auto* command = commandNamed(*app, *word)) {
+        } else if (const auto* command = findCommand(*app, *word)) {
             app = command;
         } else {
             hasArgument = true;
@@ -68,7 +68,7 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
     std::vector<Candidate> all;
     const auto& prefix = words.back();
     if (waiting != nullptr) {
-        for (auto& value : valuesOf("--" + waiting->get_lnames().at(0))) all.push_back({std::move(value), {}});
+        for (auto& value : listValues("--" + waiting->get_lnames().at(0))) all.push_back({std::move(value), {}});
     } else if (isOption(prefix)) {
         for (const auto* option : app->get_options()) {
             for (const auto& name : option->get_lnames()) all.push_back({"--" + name, option->get_description()});
@@ -79,7 +79,7 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
             all.push_back({subcommand->get_name(), subcommand->get_description()});
         }
         if (!hasArgument) {
-            for (auto& value : valuesOf(app->get_name())) all.push_back({std::move(value), {}});
+            for (auto& value : listValues(app->get_name())) all.push_back({std::move(value), {}});
         }
     }
     std::erase_if(all, [&](const Candidate& candidate) { return !candidate.word.starts_with(prefix); });

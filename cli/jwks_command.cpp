@@ -23,21 +23,21 @@ void writeSet(const std::string& output, JSONValue::List keys) {
 }
 
 // A string member; "?" if it is not a string, empty if there is none.
-std::string member(const SetEntry& entry, std::string_view name) {
+std::string readMember(const SetEntry& entry, std::string_view name) {
     const auto* text = stringMember(entry.members, name);
     return text != nullptr ? *text : entry.members.contains(name) ? "?" : "";
 }
 
 // A member for a table cell: "-" if there is none.
-std::string cell(const SetEntry& entry, std::string_view name) {
-    const auto text = printable(member(entry, name));
+std::string formatCell(const SetEntry& entry, std::string_view name) {
+    const auto text = printable(readMember(entry, name));
     return text.empty() ? "-" : text;
 }
 
-std::string kindOf(const SetEntry& entry) {
-    if (entry.key) return Command::kindOf(entry.key->key());
-    const auto curve = printable(member(entry, "crv"));
-    return cell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
+std::string describeKind(const SetEntry& entry) {
+    if (entry.key) return Command::describeKind(entry.key->key());
+    const auto curve = printable(readMember(entry, "crv"));
+    return formatCell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
 }
 
 struct Verdict {
@@ -49,8 +49,8 @@ struct Verdict {
 
 constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
 
-std::optional<JWKUse> useOf(const SetEntry& entry) {
-    return fromRawValue<JWKUse>(member(entry, "use"));
+std::optional<JWKUse> findUse(const SetEntry& entry) {
+    return fromRawValue<JWKUse>(readMember(entry, "use"));
 }
 
 Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
@@ -60,9 +60,9 @@ Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
         verdict.faults.emplace_back("It holds a private key.");
     }
     if (!entry.key) return verdict;
-    const auto use = useOf(entry);
-    verdict.usableFor = algorithmsOf(entry.key->key(), use.value_or(JWKUse::JWK_SIG_ENC));
-    const auto algorithm = member(entry, "alg");
+    const auto use = findUse(entry);
+    verdict.usableFor = listAlgorithms(entry.key->key(), use.value_or(JWKUse::JWK_SIG_ENC));
+    const auto algorithm = readMember(entry, "alg");
     if (verdict.usableFor.empty()) {
         verdict.faults.emplace_back("No algorithm takes a key of this kind for this use.");
     } else if (!algorithm.empty()) {
@@ -87,7 +87,7 @@ std::vector<Verdict> checkEntries(const std::vector<SetEntry>& entries) {
         const auto* id = stringMember(entry.members, "kid");
         if (id == nullptr) return;
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
-            const auto own = useOf(entry).value_or(JWKUse::JWK_SIG_ENC);
+            const auto own = findUse(entry).value_or(JWKUse::JWK_SIG_ENC);
             if (own == use || own == JWKUse::JWK_SIG_ENC) act(std::pair(*id, use));
         }
     };
@@ -104,7 +104,7 @@ std::vector<Verdict> checkEntries(const std::vector<SetEntry>& entries) {
 
 void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette) {
     const bool isGood = verdict.faults.empty();
-    std::cout << palette.heading << cell(entry, "kid") << palette.off << "  " << kindOf(entry) << "  "
+    std::cout << palette.heading << formatCell(entry, "kid") << palette.off << "  " << describeKind(entry) << "  "
               << (isGood ? palette.good : palette.warning) << (isGood ? "good" : "BAD") << palette.off << '\n';
     if (!verdict.usableFor.empty()) std::cout << "  for " << joined(verdict.usableFor) << '\n';
     for (const auto& fault : verdict.faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
@@ -112,7 +112,7 @@ void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette
 }
 
 JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
-    return {{"kid", member(entry, "kid")},
+    return {{"kid", readMember(entry, "kid")},
             {"usableFor", verdict.usableFor},
             {"faults", verdict.faults},
             {"remarks", verdict.remarks}};
@@ -144,10 +144,11 @@ void makeSet(const MakeSetOptions& options) {
         const auto spec = parseKeySpec(text);
         rejectOverwritingKey(options.output, spec.uri);
         const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, secret);
-        const auto key = asJsonWebKey(opened, spec.use, spec.keyId);
-        const auto fitting = algorithmsOf(opened, spec.use);
+        const auto key = makeJsonWebKey(opened, spec.use, spec.keyId);
+        const auto fitting = listAlgorithms(opened, spec.use);
         const auto reject = [&](const std::string& why) {
-            throw Failure(ExitCode::key, "The key \"" + spec.name + "\" (" + Command::kindOf(opened) + ") " + why);
+            throw Failure(ExitCode::key,
+                          "The key \"" + spec.name + "\" (" + Command::describeKind(opened) + ") " + why);
         };
         if (fitting.empty()) reject("fits no algorithm for its use.");
         if (!ids.emplace(key.keyId(), spec.use).second) reject("has the id and use of another key.");
@@ -167,10 +168,10 @@ void listSet(const ReadSetOptions& options) {
     if (options.asJSON) {
         JSONValue::List list;
         for (const auto& entry : entries) {
-            JSONValue::Object row{{"kid", member(entry, "kid")},
-                                  {"use", member(entry, "use")},
-                                  {"kind", kindOf(entry)},
-                                  {"alg", member(entry, "alg")}};
+            JSONValue::Object row{{"kid", readMember(entry, "kid")},
+                                  {"use", readMember(entry, "use")},
+                                  {"kind", describeKind(entry)},
+                                  {"alg", readMember(entry, "alg")}};
             if (entry.key) row["thumbprint"] = entry.thumbprint;
             list.emplace_back(std::move(row));
         }
@@ -179,8 +180,8 @@ void listSet(const ReadSetOptions& options) {
     }
     std::vector<std::vector<std::string>> rows{{"kid", "use", "key", "alg", "thumbprint"}};
     for (const auto& entry : entries) {
-        rows.push_back({cell(entry, "kid"), cell(entry, "use"), kindOf(entry), cell(entry, "alg"),
-                        entry.key ? entry.thumbprint : "-"});
+        rows.push_back({formatCell(entry, "kid"), formatCell(entry, "use"), describeKind(entry),
+                        formatCell(entry, "alg"), entry.key ? entry.thumbprint : "-"});
     }
     std::cout << formatTable(rows, choosePalette());
 }

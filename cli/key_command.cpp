@@ -21,21 +21,21 @@ struct KeyKind {
     std::function<void(std::string_view uri, const SecretSource& secret)> make;
 };
 
-KeyKind rsa(std::string_view name, std::size_t bits) {
+KeyKind makeRSAKind(std::string_view name, std::size_t bits) {
     return {name, [bits](auto uri, const auto& secret) { Torvane::generateRSAKeyAt(uri, bits, secret); }};
 }
 
-KeyKind ec(std::string_view name, EllipticCurve curve) {
+KeyKind makeECKind(std::string_view name, EllipticCurve curve) {
     return {name, [curve](auto uri, const auto& secret) { Torvane::generateECKeyAt(uri, curve, secret); }};
 }
 
-std::vector<KeyKind> kinds() {
-    return {rsa("RSA-2048", 2048),
-            rsa("RSA-3072", 3072),
-            rsa("RSA-4096", 4096),
-            ec("P-256", EllipticCurve::P256),
-            ec("P-384", EllipticCurve::P384),
-            ec("P-521", EllipticCurve::P521),
+std::vector<KeyKind> makeKinds() {
+    return {makeRSAKind("RSA-2048", 2048),
+            makeRSAKind("RSA-3072", 3072),
+            makeRSAKind("RSA-4096", 4096),
+            makeECKind("P-256", EllipticCurve::P256),
+            makeECKind("P-384", EllipticCurve::P384),
+            makeECKind("P-521", EllipticCurve::P521),
             {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, secret); }}};
 }
 
@@ -53,18 +53,18 @@ Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& secr
 
 }  // namespace
 
-std::vector<std::string> keyKinds() {
+std::vector<std::string> listKeyKinds() {
     std::vector<std::string> names;
-    for (const auto& kind : kinds()) names.emplace_back(kind.name);
+    for (const auto& kind : makeKinds()) names.emplace_back(kind.name);
     return names;
 }
 
 void newKey(const NewKeyOptions& options) {
-    const auto all = kinds();
+    const auto all = makeKinds();
     const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
     if (kind == all.end()) {
         // The text is not quoted: it may be a misplaced URI with a PIN.
-        throw Failure(ExitCode::usage, "The kind of key must be one of " + joined(keyKinds()) + '.');
+        throw Failure(ExitCode::usage, "The kind of key must be one of " + joined(listKeyKinds()) + '.');
     }
     // A PKCS #11 token needs its PIN; a file is encrypted only on request.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
@@ -78,7 +78,7 @@ void showKey(const ShowKeyOptions& options) {
     const auto secret = makeSecretSource(options.secretFile);
     const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, secret)
                                       : openAnyKey(options.uri, secret);
-    const auto kind = kindOf(key);
+    const auto kind = describeKind(key);
     const bool isRSA = kind.starts_with("RSA");
     const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
     std::vector<std::pair<std::string, std::string>> rows{

@@ -20,7 +20,7 @@ std::size_t countBits(const ByteBuffer& number) noexcept {
 }
 
 template <class Algorithm>
-std::vector<std::string> fitting(const SecKey& key) {
+std::vector<std::string> listFitting(const SecKey& key) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < valueTable(Algorithm{}).size(); ++i) {
         const auto algorithm = static_cast<Algorithm>(i);
@@ -75,7 +75,7 @@ KeySpec parseKeySpec(const std::string& text) {
     return spec;
 }
 
-JsonWebKey asJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<std::string>& keyId) {
+JsonWebKey makeJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<std::string>& keyId) {
     auto id = keyId ? *keyId : JsonWebKey(key, use, {}).thumbprint();
     if (isSecp256k1(key) && !key.isPublicKey()) return {key, use, std::move(id), key.publicKey()};
     return {key, use, std::move(id)};
@@ -89,7 +89,7 @@ JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretSou
         const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, secret);
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
-                keys.jwks.push_back(asJsonWebKey(key, use, spec.keyId));
+                keys.jwks.push_back(makeJsonWebKey(key, use, spec.keyId));
             }
         }
     }
@@ -115,7 +115,7 @@ std::vector<SetEntry> readSetEntries(ByteView text) {
     return entries;
 }
 
-std::string kindOf(const Zennet::Key& key) {
+std::string describeKind(const Zennet::Key& key) {
     if (isSecp256k1(key)) return std::string(Zennet::Secp256k1Utils::SECP256K1CURVE);
     const auto& numbers = key.keyRef().value().publicComponents();
     if (const auto* rsa = std::get_if<RSAPublicComponents>(&numbers)) {
@@ -129,15 +129,16 @@ std::string kindOf(const Zennet::Key& key) {
     return {};
 }
 
-std::vector<std::string> algorithmsOf(const Zennet::Key& key, JWKUse use) {
+std::vector<std::string> listAlgorithms(const Zennet::Key& key, JWKUse use) {
     if (isSecp256k1(key)) {
         if (use == JWKUse::JWK_ENC) return {};
         return {std::string(JOSE::rawValue(JOSE::SignatureAlgorithm::ES256K))};
     }
     std::vector<std::string> names;
-    if (use != JWKUse::JWK_ENC) names = fitting<JOSE::SignatureAlgorithm>(key.keyRef().value());
+    if (use != JWKUse::JWK_ENC) names = listFitting<JOSE::SignatureAlgorithm>(key.keyRef().value());
     if (use != JWKUse::JWK_SIG) {
-        for (auto& name : fitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value())) names.push_back(std::move(name));
+        for (auto& name : listFitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value()))
+            names.push_back(std::move(name));
     }
     return names;
 }

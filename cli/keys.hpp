@@ -23,8 +23,8 @@ struct KeySpec {
 KeySpec parseKeySpec(const std::string& text);
 
 /// The key with a use and an id; without an id, its RFC 7638 thumbprint is the id.
-Torvane::JsonWebKey asJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWKUse use,
-                                 const std::optional<std::string>& keyId);
+Torvane::JsonWebKey makeJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWKUse use,
+                                   const std::optional<std::string>& keyId);
 
 /// Opens private keys given as "USE[:KID]=URI". A key for both uses becomes two entries, one for each use.
 /// @throws Failure, and the errors of Torvane::Zennet::openKey().
@@ -46,10 +46,10 @@ struct SetEntry {
 std::vector<SetEntry> readSetEntries(Torvane::ByteView text);
 
 /// Family and size, or the curve: "RSA 3072", "P-256", "secp256k1".
-std::string kindOf(const Torvane::Zennet::Key& key);
+std::string describeKind(const Torvane::Zennet::Key& key);
 
 /// Names of the algorithms that take the key and suit the use.
-std::vector<std::string> algorithmsOf(const Torvane::Zennet::Key& key, Torvane::JWKUse use);
+std::vector<std::string> listAlgorithms(const Torvane::Zennet::Key& key, Torvane::JWKUse use);
 
 /// Whether this is the name of a signature or key management algorithm.
 bool isAlgorithm(std::string_view name) noexcept;
