@@ -118,6 +118,7 @@ TEST(JWEEncrypter, WrapsErrorsExceptThoseOfTheHeader) {
 TEST(MovedFrom, JWEEncrypterEncrypts) {
     JWEEncrypter encrypter("RSA-OAEP", "A128GCM", publicKey(rsaEnc), "k");
     const auto token = movedFrom(encrypter).encryptJWT("m");
+    EXPECT_EQ(headerText(token), R"({"alg":"RSA-OAEP","enc":"A128GCM","kid":"k"})");
     EXPECT_EQ(JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(token), bytesOf("m"));
 }
 
