@@ -22,7 +22,7 @@
 #include "torvane/platform/jose/jwk_set.hpp"
 #include "torvane/platform/jose/jws.hpp"
 #include "torvane/platform/jose/thumbprint.hpp"
-#include "torvane/platform/key_library/key_uri.hpp"
+#include "torvane/platform/key_library/open_key.hpp"
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"

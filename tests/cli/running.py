@@ -108,4 +108,3 @@ class Terminal:
             pass
         os.close(self.master)
         return os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1]), self.shown.decode().replace("\r\n", "\n")
-

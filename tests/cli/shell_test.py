@@ -4,7 +4,7 @@ import re
 import subprocess
 import unittest
 
-from running import CommandTest, ENVIRONMENT, TORVANE
+from running import CommandTest, ENVIRONMENT
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks select", "encode",

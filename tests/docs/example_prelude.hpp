@@ -3,7 +3,7 @@
 
 #include <iostream>
 
-#include "torvane/platform/key_library/key_uri.hpp"
+#include "torvane/platform/key_library/open_key.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 #include "torvane/torvane.hpp"
 

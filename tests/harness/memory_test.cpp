@@ -98,7 +98,8 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     };
     const auto rejected = [&](const std::string& name, const std::string& encryption, const ByteBuffer& token) {
         const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
-        expectNothingLeft(name, everywhere, secrets, [&] { EXPECT_THROW(decrypter.decryptJWE(token), JOSEError); });
+        expectNothingLeft(name, everywhere, secrets,
+                          [&] { EXPECT_THROW(static_cast<void>(decrypter.decryptJWE(token)), JOSEError); });
     };
     const auto encrypted = [&](const std::string& encryption) {
         return JWEEncrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt).encryptJWT(inner);
@@ -112,7 +113,7 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     padded.authenticate();
     rejected("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
     const auto unsignedToken = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(withFlippedBit(inner, 2));
-    const auto decode = [&] { EXPECT_THROW(helper().decodeMessage(unsignedToken), JOSEError); };
+    const auto decode = [&] { EXPECT_THROW(static_cast<void>(helper().decodeMessage(unsignedToken)), JOSEError); };
     expectNothingLeft("a wrong signature", everywhere, secrets, decode);
 }
 
@@ -121,8 +122,9 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
         const auto text = keyText(kid, "jwk_private");
         const auto set = "{\"keys\":[" + text + "]}", broken = text.substr(0, text.size() - 1) + ",}";
         const auto secrets = [&] { return secretsOf(kid); };
-        expectNothingLeft(kid + ", broken", everywhere, secrets,
-                          [&] { EXPECT_THROW(JOSE::JWK::initPrivateFrom(asBytes(broken)), JOSESwiftError); });
+        expectNothingLeft(kid + ", broken", everywhere, secrets, [&] {
+            EXPECT_THROW(static_cast<void>(JOSE::JWK::initPrivateFrom(asBytes(broken))), JOSESwiftError);
+        });
         expectNothingLeft(kid + ", public", everywhere, secrets,
                           [&] { static_cast<void>(JOSE::JWK::initFrom(asBytes(text))); });
         expectNothingLeft(kid + ", set", everywhere, secrets, [&] { JsonWebKeySet{asBytes(set)}; });
@@ -225,13 +227,13 @@ TEST(Allocations, AreFewForLongMalformedTokens) {
     const auto longHeader = bytesOf(std::string(10'000'000, 'A') + ".e30.e30.e30");
     const auto longKey =
         bytesOf(parts(helper().encodeMessage(message)).front() + "." + std::string(10'000'000, '=') + ".e30.e30.e30");
-    EXPECT_THROW(helper().decodeMessage({}), JOSEError);  // creates the helper
+    EXPECT_THROW(static_cast<void>(helper().decodeMessage({})), JOSEError);  // creates the helper
     const auto before = Harness::allocatedBytes;
     EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWS{longHeader}, JOSESwiftError);
     EXPECT_THROW(JOSE::ReceivedJWE{longKey}, JOSESwiftError);
-    EXPECT_THROW(helper().decodeMessage(dots), JOSEError);
+    EXPECT_THROW(static_cast<void>(helper().decodeMessage(dots)), JOSEError);
     EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
 }
 

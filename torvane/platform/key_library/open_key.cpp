@@ -1,4 +1,4 @@
-#include "torvane/platform/key_library/key_uri.hpp"
+#include "torvane/platform/key_library/open_key.hpp"
 
 #include <utility>
 
