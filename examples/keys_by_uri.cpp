@@ -1,5 +1,5 @@
-// Uses a signing key and a decryption key that URIs name: in files or in a PKCS #11 token. Generates keys that do not
-// exist, prints the JWK Set for peers, and sends a message to itself.
+// Uses a signing key and a decryption key that URIs name: in files or in a PKCS #11 token. Generates the keys that
+// are missing, prints the JWK Set for peers, and sends a message to itself.
 //
 //     keys_by_uri SIGN_URI DECRYPT_URI
 //     keys_by_uri sign.pem decrypt.pem

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Builds and tests everything: optimised with GCC, also against other implementations; without optional parts; and with
-# the sanitizers of Clang. Needs only a Debian 12. `test.sh release` (or debug, minimal, asan, tsan) runs one preset.
+# the sanitizers of Clang. Needs only a Debian 12. `test.sh release` (or debug, minimal, asan, tsan, coverage) runs one
+# preset.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -92,7 +92,7 @@ warning: The token is not valid yet.
                 ({"alg": "HS256"}, b"x", ['The algorithm "HS256" is unknown.',
                                           'The header has no "kid": a receiver has to try each of its keys.']),
                 ({"kid": 5}, b"x", ['The header has no "alg".',
-                                 'The header has no "kid": a receiver has to try each of its keys.']),
+                                    'The header has no "kid": a receiver has to try each of its keys.']),
                 ({"alg": "RS256", "kid": "k", "crit": ["b64"], "b64": False, "zip": "DEF", "jku": "x", "x5u": "x",
                   "jwk": {}, "x5c": []}, b"x",
                  ['"crit" requires extensions: the library rejects the token.',

@@ -192,11 +192,11 @@ def merged(results):
 def page(partners, results):
     rows, unsupported = merged(results)
     sizes = f"{', '.join(map(str, SIZES[:-1]))} and {SIZES[-1]}"
-    about = f"""`scripts/interop.sh` writes this page. It tests each cell with messages of {sizes}
-bytes, which must come back unchanged. A row of several algorithms says what each of them gives. Each JWE algorithm is
-tested with every content encryption. The cells say:
+    about = f"""`scripts/interop.sh --write` writes this page. It tests each cell with messages of {sizes} bytes, which
+must come back unchanged; the first row tests public keys and sets. A row with several algorithms gives the result that
+each of them had. Each JWE algorithm is tested with every content encryption. The cells say:
 
-- "ok": all messages came back.
+- "ok": all messages, or keys, came back.
 - "ok, but not empty": the same, except that the partner rejects every JWE of an empty message, even its own.
 - "unsupported": the partner does not support the algorithm, so nothing was tested.
 """

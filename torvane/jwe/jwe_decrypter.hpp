@@ -43,13 +43,13 @@ class TORVANE_EXPORT JWEDecrypter {
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& decryptionPrivateKey);
 
-    /// A decrypter for RSA-OAEP-256 and A128CBC-HS256 with such a key.
+    /// A decrypter for RSA-OAEP-256 and A128CBC-HS256 with a key from JsonWebKey::fromPrivateJwk().
     /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
-    ///         for the key as the constructor above.
+    ///         the errors that the constructor above throws because of the key.
     explicit JWEDecrypter(const JsonWebKey& jwk);
 
     /// @{
-    /// Moving copies, so that a moved-from decrypter still works.
+    /// A move is a copy, so a moved-from decrypter still works.
     JWEDecrypter(const JWEDecrypter&) = default;
     JWEDecrypter& operator=(const JWEDecrypter&) = default;
     /// @}

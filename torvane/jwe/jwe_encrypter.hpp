@@ -46,11 +46,11 @@ class TORVANE_EXPORT JWEEncrypter {
 
     /// An encrypter for RSA-OAEP-256 and A128CBC-HS256 with a JSON Web Key, whose id becomes the "kid".
     /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
-    ///         for the key as the constructor above.
+    ///         the errors that the constructor above throws because of the key.
     explicit JWEEncrypter(const JsonWebKey& jwk);
 
     /// @{
-    /// Moving copies, so that a moved-from encrypter still works.
+    /// A move is a copy, so a moved-from encrypter still works.
     JWEEncrypter(const JWEEncrypter&) = default;
     JWEEncrypter& operator=(const JWEEncrypter&) = default;
     /// @}

@@ -18,7 +18,8 @@ namespace Torvane {
 /// One algorithm and one private key; the algorithm's name and the key's id become the "alg" and "kid" of each token.
 ///
 /// A value that keeps nothing between calls, so a failed call leaves it unchanged. One signer may be used from several
-/// threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithm are checked on signing.
+/// threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm is
+/// checked on signing.
 class TORVANE_EXPORT JWSSigner {
   public:
     /// A signer with a JSON Web Key.
@@ -36,7 +37,7 @@ class TORVANE_EXPORT JWSSigner {
     JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId);
 
     /// @{
-    /// Moving copies, so that a moved-from signer still works.
+    /// A move is a copy, so a moved-from signer still works.
     JWSSigner(const JWSSigner&) = default;
     JWSSigner& operator=(const JWSSigner&) = default;
     /// @}
@@ -60,8 +61,8 @@ class TORVANE_EXPORT JWSSigner {
     ///         ("crit", "zip", "b64" other than true, a value that is not UTF-8); JOSEError missingKey for a key
     ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
     ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
-    ///         the key store fails. std::bad_alloc when memory runs out. What was already written of the token is
-    ///         wiped.
+    ///         the key store fails. std::bad_alloc when memory runs out. The part of the token that was already written
+    ///         is wiped.
     [[nodiscard]] ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     [[nodiscard]] ByteBuffer signJWT(const TextLike auto& payload,
                                      const JOSE::HeaderParameters& headerParams = {}) const {

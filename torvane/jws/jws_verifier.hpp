@@ -16,8 +16,8 @@ namespace Torvane {
 /// One algorithm and one public key, both chosen by the recipient and not by the token.
 ///
 /// A value that keeps nothing between calls, so a failed call leaves it unchanged. One verifier may be used from
-/// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithm are checked on
-/// verifying.
+/// several threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm
+/// is checked on verifying.
 class TORVANE_EXPORT JWSVerifier {
   public:
     /// A verifier with a JSON Web Key.
@@ -35,7 +35,7 @@ class TORVANE_EXPORT JWSVerifier {
     JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key);
 
     /// @{
-    /// Moving copies, so that a moved-from verifier still works.
+    /// A move is a copy, so a moved-from verifier still works.
     JWSVerifier(const JWSVerifier&) = default;
     JWSVerifier& operator=(const JWSVerifier&) = default;
     /// @}
@@ -56,7 +56,8 @@ class TORVANE_EXPORT JWSVerifier {
     ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
     ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
-    ///         included. std::bad_alloc when memory runs out. What was already decoded of the payload is wiped.
+    ///         included. std::bad_alloc when memory runs out. The part of the payload that was already decoded is
+    ///         wiped.
     [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
     /// The same for a token as text.
     [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString) const { return verifyJWS(asBytes(jwsString)); }

@@ -15,8 +15,8 @@
 
 namespace Torvane {
 
-/// A plain value whose members may be changed freely; the getters tolerate out-of-range indices. A negative index stops
-/// the process. A moved-from structure has no components.
+/// A plain value whose members may be changed freely. An index beyond the components counts as absent; a negative one
+/// stops the process. A moved-from structure has no components.
 class TORVANE_EXPORT JsonWebStructure {
   public:
     /// An index into components; nothing when the token has no such component.

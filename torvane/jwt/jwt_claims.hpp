@@ -52,8 +52,8 @@ struct ReservedClaimNames {
 /// claims set itself, so that calls chain. Times are seconds since 1970 as doubles, with their fraction. Getters throw
 /// JOSEError: claimNotFoundInJWT for a missing claim, malformedClaim for a claim of another type.
 ///
-/// A claims set can be moved, and returned by name or kept in a vector; the one moved from is empty. It is copied by
-/// copy() only. It must not be changed from two threads at once.
+/// A claims set can be moved, for example returned from a function or kept in a vector; a moved-from one is empty. It
+/// is copied by copy() only. It must not be changed from two threads at once.
 class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializeProtocol {
   public:
     JWTClaims() = default;
@@ -139,7 +139,7 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     [[nodiscard]] T getClaimValue(std::string_view forName) const;
     /// Removes the claim; no effect when it is missing.
     JWTClaims& unsetClaim(std::string_view withName) TORVANE_LIFETIMEBOUND;
-    /// Whether there is a claim with this name, be it null.
+    /// Whether there is a claim with this name, even one whose value is null.
     [[nodiscard]] bool hasClaim(std::string_view withName) const noexcept;
 
   private:

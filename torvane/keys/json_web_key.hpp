@@ -35,8 +35,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// members, "use" and "kid".
     /// @param secKey the platform key.
     /// @param jwkUse what the key is for. Lookups compare it exactly, and JOSEHelper looks for "sig" and "enc".
-    /// @param keyId the "kid", in UTF-8; of any length, also empty. With another text the key works but cannot be
-    ///        written.
+    /// @param keyId the "kid", in UTF-8; of any length, also empty. A key whose id is not UTF-8 cannot be written, and
+    ///        cannot make a token that would carry the id as its "kid".
     JsonWebKey(const SecKey& secKey, JWKUse jwkUse, std::string keyId);
 
     /// A key of the key library. A public key other than secp256k1 gets a JWK with its own members, "use" and "kid": an
@@ -93,7 +93,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @param jwkUse what the key is for.
     /// @param keyId the "kid".
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
-    ///         "crv"; SecurityError when its members do not belong together.
+    ///         "crv", or for an "oth"; SecurityError when its members do not belong together.
     [[nodiscard]] static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
     [[nodiscard]] static JsonWebKey fromPrivateJwk(const TextLike auto& jwkData, JWKUse jwkUse, std::string keyId) {
         return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId));
@@ -152,7 +152,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// The thumbprint of the public key in base64url, 43 characters (RFC 7638 with SHA-256). It is the same for both
     /// keys of a pair, whatever their use and id, so it serves as an id that parties need not agree on.
     /// @throws JOSEError cannotEncodeJWK for raw bytes that are not a secp256k1 public key; SecurityError for raw bytes
-    ///         that are not a secp256k1 private key.
+    ///         that are not a secp256k1 private key; JOSE::JOSESwiftError unsupportedKey as publicHalf().
     [[nodiscard]] std::string thumbprint() const;
 
   private:

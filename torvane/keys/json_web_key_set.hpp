@@ -44,8 +44,9 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
     ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
-    ///         the private key of that point. JsonSerializeError failedToParseJson for a member that is not UTF-8.
-    ///         JOSE::JOSESwiftError for another key that cannot be read. The first bad key fails the whole set, and
+    ///         the private key of that point. JOSEError cannotDecodeJWK around the reason when the members of an RSA or
+    ///         EC key are not a key. JsonSerializeError failedToParseJson for a member that is not UTF-8.
+    ///         JOSE::JOSESwiftError for an RSA or EC key that is malformed. The first bad key fails the whole set, and
     ///         nothing is constructed.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
 
@@ -73,8 +74,8 @@ class TORVANE_EXPORT JsonWebKeySet {
     [[nodiscard]] std::vector<JsonWebKey> find(const KeyQuery& query) const;
 
     /// The keys of one class that fit a header, in order: find() with criteria from the header. These are "kid" (a
-    /// string), "kty" (an opaque Zennet::KeyType), "use" (an opaque JWKUse) and "alg" (a string). A member that is
-    /// missing or holds another kind of value is no criterion.
+    /// string), "kty" (a Zennet::KeyType in JSONValue::opaque()), "use" (a JWKUse in JSONValue::opaque()) and "alg" (a
+    /// string). A member that is missing or holds another kind of value is no criterion.
     [[nodiscard]] std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader,
                                                       Zennet::KeyClass keyClass) const;
 

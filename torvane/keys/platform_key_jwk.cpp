@@ -9,7 +9,7 @@
 namespace Torvane {
 namespace {
 
-JOSE::RSAPublicKey parsed(ByteView jwk) {
+JOSE::RSAPublicKey parseJwk(ByteView jwk) {
     return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::RSAPublicKey::initFrom(jwk); });
 }
 
@@ -27,7 +27,7 @@ ByteBuffer PlatformKeyJWK::encodeToJWK(const SecKey& key, JWKUse jwkUse) {
 }
 
 SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {
-    return parsed(jwk).converted();
+    return parseJwk(jwk).converted();
 }
 
 }  // namespace Torvane

@@ -28,7 +28,7 @@ class TORVANE_EXPORT JOSEHelper {
     class Builder;
 
     /// @{
-    /// Moving copies, so that a moved-from helper still works.
+    /// A move is a copy, so a moved-from helper still works.
     JOSEHelper(const JOSEHelper&) = default;
     JOSEHelper& operator=(const JOSEHelper&) = default;
     /// @}
@@ -46,7 +46,8 @@ class TORVANE_EXPORT JOSEHelper {
     /// @param rawMessage any bytes, or text as it is, of any length, also empty.
     /// @returns the compact JWE: ASCII text in five parts, in which the message takes 16/9 of its size. Exactly as much
     ///          memory is allocated as the token takes.
-    /// @throws JOSEError unless another type is given, in this order; from the fifth on, after the message was signed:
+    /// @throws JOSEError, except where another type is named, in this order; the message has been signed already when
+    ///         the fifth or a later one is thrown:
     ///         - missingKey: there is not exactly one signing key;
     ///         - missingKey: there is not exactly one encryption key, or it has no platform key;
     ///         - algorithmNotSupported: unknown signature algorithm;
@@ -74,10 +75,10 @@ class TORVANE_EXPORT JOSEHelper {
     /// Decrypts a nested token with our private key, verifies the JWS inside with the peer's public keys, and returns
     /// the message.
     ///
-    /// The keys are RSA keys, of type RSA2048Key whatever their size: in the sender's set the private key with the use
-    /// JWK_ENC and the "kid" of the JWE header, in the recipient's set all public keys with the use JWK_SIG and the
-    /// "kid" of the JWS header, of which the first that verifies decides. Where a header has no "kid", keys of every id
-    /// are looked up. Both headers have to name the configured algorithms.
+    /// The keys are RSA keys, of type RSA2048Key whatever their size. Ours, from setSenderJwkSet(), is the private key
+    /// with the use JWK_ENC and the "kid" of the JWE header. The peer's, from setRecipientJwkSet(), are the public keys
+    /// with the use JWK_SIG and the "kid" of the JWS header; they are tried in order until one verifies. Where a header
+    /// has no "kid", keys of every id are looked up. Both headers have to name the configured algorithms.
     ///
     /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
     /// @returns the message exactly as the peer encoded it, in memory that has room for a third more: shrink_to_fit()
@@ -133,7 +134,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     /// Extra protected header parameters of the JWE; each call replaces all of them.
     virtual Builder& addJweHeaders(JOSE::HeaderParameters headers) TORVANE_LIFETIMEBOUND;
 
-    // Algorithm names of RFC 7518. Whether they are known shows when a message is encoded or decoded.
+    // Algorithm names of RFC 7518. An unknown name is reported only when a message is encoded or decoded.
 
     /// "RS256" unless set.
     virtual Builder& setJWSAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;

@@ -87,7 +87,7 @@ class TORVANE_EXPORT RequestContainer {
             values_.erase(found);
         }
     }
-    /// read(), change(), write(): two lookups.
+    /// What Subscript::modify() calls: read(), then the function, then write(). That is two lookups.
     virtual void modify(std::string_view name, const std::function<void(std::optional<Value>&)>& change) {
         auto value = read(name);
         change(value);

@@ -45,7 +45,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
     };
 
     /// @{
-    /// The message.
+    /// errorDescription() is the message.
     [[nodiscard]] static JOSEError algorithmNotSupported(std::string message);
     [[nodiscard]] static JOSEError invalidKeyFormat(std::string message);
     [[nodiscard]] static JOSEError missingKey(std::string message);
@@ -54,13 +54,13 @@ class TORVANE_EXPORT JOSEError final : public Error {
     [[nodiscard]] static JOSEError curveNotSupported(std::string message);
     /// @}
 
-    /// "Claim with name " + claimName + " not found in JWT".
+    /// errorDescription() is "Claim with name " + claimName + " not found in JWT".
     [[nodiscard]] static JOSEError claimNotFoundInJWT(std::string claimName);
-    /// "Failed to initialize object: " + message.
+    /// errorDescription() is "Failed to initialize object: " + message.
     [[nodiscard]] static JOSEError initializationError(std::string message);
 
     /// @{
-    /// The textual form, ": ", and the underlying error's description.
+    /// errorDescription() is the textual form, ": ", and the underlying error's description.
     [[nodiscard]] static JOSEError JWSSignerError(std::exception_ptr underlying);
     [[nodiscard]] static JOSEError JWSVerificationError(std::exception_ptr underlying);
     [[nodiscard]] static JOSEError JWEEncrypterError(std::exception_ptr underlying);
@@ -69,8 +69,8 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// @}
 
     /// @{
-    /// The textual form, ": ", and the underlying error's description; without an underlying error, the given
-    /// description.
+    /// errorDescription() is the textual form, ": ", and the underlying error's description; without an underlying
+    /// error, the given description.
     [[nodiscard]] static JOSEError cannotEncodeJWK(std::exception_ptr underlying,
                                                    std::optional<std::string> description = {});
     [[nodiscard]] static JOSEError cannotDecodeJWK(std::exception_ptr underlying,
@@ -91,7 +91,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
     [[nodiscard]] const std::exception_ptr& underlyingError() const noexcept { return state_->underlying; }
 
     /// The error that this one wraps when it is an E or derived from E, else null: `error.underlying<KeyStoreError>()`.
-    /// An error that the wrapped error wraps in turn is not searched for. Valid as long as any copy of this error.
+    /// Errors inside the wrapped error are not searched. Valid as long as any copy of this error.
     template <class E>
     [[nodiscard]] const E* underlying() const& noexcept TORVANE_LIFETIMEBOUND {
         if (!underlyingError()) return nullptr;
@@ -142,13 +142,13 @@ class TORVANE_EXPORT JsonSerializeError final : public Error {
         invalidJsonString,                 ///< The text is JSON, but not a JSON object.
     };
 
-    /// The description.
+    /// errorDescription() is the given text.
     [[nodiscard]] static JsonSerializeError failedToParseJson(std::string description);
-    /// "Required key missing in the JSON: " + key
+    /// errorDescription() is "Required key missing in the JSON: " + key.
     [[nodiscard]] static JsonSerializeError missingRequiredInformationForKey(std::string key);
-    /// "Must implement init(dict:)"
+    /// errorDescription() is "Must implement init(dict:)".
     [[nodiscard]] static JsonSerializeError missingRequiredInit();
-    /// "Invalid format in the JSON String."
+    /// errorDescription() is "Invalid format in the JSON String."
     [[nodiscard]] static JsonSerializeError invalidJsonString();
 
     /// The case; branch on this.

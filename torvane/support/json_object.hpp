@@ -51,7 +51,7 @@ class TORVANE_EXPORT JsonConvertible {
     [[nodiscard]] virtual std::string toJsonString() const = 0;
 };
 
-/// Second base of classes that fromJsonString() reads, and whose objects are converted inside another object.
+/// Second base of classes that fromJsonString() reads, and of classes whose objects are properties of other objects.
 class TORVANE_EXPORT JsonSerializeProtocol : public virtual JsonConvertible {};
 
 /// Base of classes that are converted to JSON by a list of their properties. A class overrides properties() to be
@@ -61,7 +61,7 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
   public:
     JsonSerializeObject() = default;
 
-    /// Inherited by classes that cannot be read from JSON. "dict" is ignored.
+    /// For classes that cannot be read from JSON: they inherit it by a using-declaration. "dict" is ignored.
     /// @throws JsonSerializeError missingRequiredInit, always.
     [[noreturn]] explicit JsonSerializeObject(const JSONValue::Object& dict);
 
@@ -102,8 +102,8 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     };
 
     /// The properties that are converted. An override returns its own and those of its direct base class:
-    /// `return {{{"iban", iban}}, Transfer::properties()};`, or JsonSerializeObject::properties(), which has none. They
-    /// are converted in that order. A class without properties of its own does not override this.
+    /// `return {{{"iban", iban}}, Transfer::properties()};`, or JsonSerializeObject::properties(), which has none. The
+    /// JSON text has them in the order of their names. A class without properties of its own does not override this.
     [[nodiscard]] virtual Properties properties() const;
 };
 

@@ -55,15 +55,16 @@ template <class T>
 concept Bytes = std::ranges::range<const T> &&(std::same_as<std::ranges::range_value_t<const T>, std::uint8_t> ||
                                                std::same_as<std::ranges::range_value_t<const T>, std::byte>);
 
-// Lists that do not convert to a JSONValue. A path is a range whose elements are paths, without end.
+// Lists that do not convert to a JSONValue. The last condition excludes std::filesystem::path, whose elements are paths
+// again: converting it would never end.
 template <class T>
 concept List = std::ranges::input_range<const T> && !JSON<T> && !Map<T> && !Bytes<T> &&
                !std::same_as<std::ranges::range_value_t<const T>, T>;
 
 template <class T>
-constexpr void requireMeaning() {
+constexpr void requireConvertibleType() {
     if constexpr (isOptional<T>) {
-        requireMeaning<typename T::value_type>();
+        requireConvertibleType<typename T::value_type>();
     } else {
         static_assert(!Character<T>, "A property that is a character: use std::string, or a number type.");
         static_assert(!Pointer<T> || JSON<T> || PointerToObject<T>,
@@ -105,12 +106,12 @@ bool isListOfObjects(const T& list) noexcept {
 }
 
 // Stands for a value that is not JSON and cannot be copied.
-struct Something {};
+struct Uncopyable {};
 
 /// The value as it is, opaque where it is not JSON.
 template <class T>
 JSONValue unchanged(const T& value) {
-    requireMeaning<T>();
+    requireConvertibleType<T>();
     if constexpr (isOptional<T>) {
         return value ? unchanged(*value) : JSONValue();
     } else if constexpr (std::is_bounded_array_v<T> && JSON<T>) {
@@ -129,14 +130,14 @@ JSONValue unchanged(const T& value) {
     } else if constexpr (std::copy_constructible<T>) {
         return JSONValue::opaque(value);
     } else {
-        return JSONValue::opaque(Something());
+        return JSONValue::opaque(Uncopyable());
     }
 }
 
 /// The value as it is converted for a property; nothing when the property is left out.
 template <class T>
 std::optional<JSONValue> converted(const T& value) {
-    requireMeaning<T>();
+    requireConvertibleType<T>();
     if constexpr (std::is_enum_v<T>) {
         return std::nullopt;
     } else if constexpr (isOptional<T>) {

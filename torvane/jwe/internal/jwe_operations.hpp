@@ -31,7 +31,7 @@ EncrypterOrDecrypter makeEncrypterOrDecrypter(const JWEAlgorithms& algorithms, c
     auto created = EncrypterOrDecrypter::create(algorithms.keyManagement, algorithms.contentEncryption, key);
     if (!created) {
         const std::string role = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter> ? "encrypter" : "decrypter";
-        // Applications know this text with its parenthesis open.
+        // The parenthesis is never closed: applications know exactly this text.
         throw JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
                                           " for JWE. Make sure the key you are using is following the "
                                           "requirements for the key management algorithm "

@@ -1,9 +1,9 @@
 // A message as a nested token, a JWS inside a JWE (RFC 7519, section 5.2): the one place that knows both halves. Which
 // keys and algorithms are used is up to the caller.
 //
-// Going out, encodeNestedMessage() does both steps. Coming in, there are two: a ReceivedNestedMessage, whose keyId()
-// tells the caller which decrypter to pass to decrypt(), becomes a ReceivedSignedMessage, whose keyId() tells which
-// keys to pass to verify().
+// encodeNestedMessage() signs and encrypts in one call. Decoding takes two: decrypt() turns a ReceivedNestedMessage,
+// whose keyId() tells which decrypter to pass, into a ReceivedSignedMessage, whose keyId() tells which keys to pass to
+// verify().
 #pragma once
 
 #include <exception>
@@ -79,7 +79,7 @@ class ReceivedSignedMessage {
     /// The "kid" of the header; nothing when there is none, or the header cannot be read.
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
-    /// Tries the public keys one after the other; the message is what the first one that verifies gives.
+    /// Tries the public keys one after the other, and returns the message as soon as one of them verifies it.
     /// @throws JOSEError JWSVerificationError of the last key, or around "Failed to verify JWT" when none is public.
     ByteBuffer verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) &&;
 

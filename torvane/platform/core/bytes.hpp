@@ -31,7 +31,7 @@ using ByteView = std::span<const std::uint8_t>;
 }
 
 /// Strings, string views and string literals. A function that takes bytes or text takes text as a template parameter,
-/// so that a call with `{}` passes no bytes.
+/// so that a call with `{}` is not ambiguous: it passes an empty ByteView.
 template <class T>
 concept TextLike = std::convertible_to<const T&, std::string_view>;
 

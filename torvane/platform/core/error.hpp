@@ -69,7 +69,7 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
     };
 
     /// @{
-    /// The description.
+    /// errorDescription() is the given text.
     [[nodiscard]] static KeyStoreError invalidURI(std::string description);
     [[nodiscard]] static KeyStoreError unavailable(std::string description);
     [[nodiscard]] static KeyStoreError keyNotFound(std::string description);
@@ -88,10 +88,12 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
     Case case_;
 };
 
-/// The description of any exception: errorDescription() of an Error, what() of another std::exception.
+/// The description of any exception: errorDescription() of an Error, what() of another std::exception, and "unknown
+/// error" for anything else.
 [[nodiscard]] TORVANE_EXPORT std::string localizedDescription(const std::exception_ptr& error);
 
-/// The textual form of any exception: debugDescription() of an Error, what() in quotes of another std::exception.
+/// The textual form of any exception: debugDescription() of an Error, what() in quotes of another std::exception, and
+/// "unknown error" for anything else.
 [[nodiscard]] TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
 
 /// The text in double quotes, with quotes, backslashes and control characters escaped.

@@ -112,7 +112,7 @@ struct KeyName {
     bool operator==(const KeyName&) const = default;
 };
 
-/// Public or private: the class of a key, and the key of a pair that is asked for.
+/// Public or private: the class of a key, or which key of a pair is requested.
 enum class KeyClass {
     publicKey,   ///< Verifies, and encrypts to the owner. May be written into a JWK Set.
     privateKey,  ///< Signs, decrypts and agrees. Opening one may ask for a passphrase or PIN.

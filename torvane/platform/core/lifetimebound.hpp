@@ -1,8 +1,8 @@
 // Attribute by which Clang finds references that outlive the object they come from.
 #pragma once
 
-/// Stands behind a member function whose result refers to the object itself: Clang then warns where that object is a
-/// temporary and its reference is kept. Empty for other compilers.
+/// Goes after the parameters of a member function whose result refers to the object itself: Clang then warns where that
+/// object is a temporary and its reference is kept. Empty for other compilers.
 #if defined(__clang__)
 #define TORVANE_LIFETIMEBOUND [[clang::lifetimebound]]
 #else

@@ -16,7 +16,7 @@ template <class E>
     return valueTable(value)[static_cast<std::size_t>(value)].name;
 }
 
-/// The enumerator with this name, which is compared exactly and by case. Nothing for any other text.
+/// The enumerator with this name, which is compared exactly, case included. Nothing for any other text.
 template <class E>
 [[nodiscard]] constexpr std::optional<E> fromRawValue(std::string_view name) noexcept {
     std::size_t index = 0;

@@ -47,7 +47,8 @@ struct SignatureParameters {
     std::optional<EllipticCurve> curve;
 };
 
-/// The "alg" of a JWE: how the content encryption key reaches the recipient. Names as for SignatureAlgorithm.
+/// The "alg" of a JWE: how the content encryption key reaches the recipient. Converted to and from its
+/// name as SignatureAlgorithm is.
 enum class KeyManagementAlgorithm {
     RSA_OAEP,        ///< RSAES-OAEP with SHA-1 (RFC 7518, section 4.3), for peers that support no other hash.
     RSA_OAEP_256,    ///< RSAES-OAEP with SHA-256.
@@ -74,7 +75,8 @@ struct KeyManagementParameters {
     [[nodiscard]] constexpr bool isDirect() const noexcept { return isKeyAgreement() && wrappingKeySize == 0; }
 };
 
-/// The "enc" of a JWE: how the plaintext is encrypted. Names as for SignatureAlgorithm.
+/// The "enc" of a JWE: how the plaintext is encrypted. Converted to and from its name as
+/// SignatureAlgorithm is.
 enum class ContentEncryptionAlgorithm {
     A128CBC_HS256,  ///< AES-128-CBC with HMAC-SHA-256 (RFC 7518, section 5.2).
     A192CBC_HS384,  ///< AES-192-CBC with HMAC-SHA-384.
@@ -149,13 +151,14 @@ constexpr auto parameters(Algorithm algorithm) noexcept {
     return valueTable(algorithm)[static_cast<std::size_t>(algorithm)];
 }
 
-/// An algorithm as an argument: its enumerator, or its name. Whether a name is known shows when the argument is used.
+/// An algorithm as an argument: its enumerator, or its name. An unknown name is accepted here, and reported by the
+/// function that gets the argument.
 template <class Algorithm>
 class AlgorithmOrName {
   public:
     /// The algorithm itself.
     constexpr AlgorithmOrName(Algorithm algorithm) noexcept : name_(rawValue(algorithm)), algorithm_(algorithm) {}
-    /// A name, case-sensitive; known or unknown. Keeps a view of the text, which has to outlive the call.
+    /// A name, case-sensitive; known or unknown. Keeps a view of the text, which has to outlive this object.
     template <std::convertible_to<std::string_view> Name>
     constexpr AlgorithmOrName(const Name& name) : name_(name), algorithm_(fromRawValue<Algorithm>(name_)) {}
 

@@ -17,7 +17,8 @@ namespace Torvane::JOSE {
 struct ContentEncryptionKey {
     /// The key itself, of the size that the content encryption algorithm asks for.
     SecretBuffer key;
-    /// The key as the recipient's private key opens it; empty under ECDH-ES, where both parties derive the key.
+    /// The key encrypted for the recipient, as the JWE carries it; empty for ECDH_ES itself, where both parties derive
+    /// the key.
     ByteBuffer encryptedKey;
     /// Under ECDH-ES in any form the header's "epk"; otherwise nothing.
     std::optional<JSONValue::Object> ephemeralPublicKey;
@@ -38,7 +39,7 @@ class TORVANE_EXPORT Encrypter {
     /// @}
 
     /// @{
-    /// Moving copies, so that a moved-from encrypter still works.
+    /// A move is a copy, so a moved-from encrypter still works.
     Encrypter(const Encrypter&) = default;
     Encrypter& operator=(const Encrypter&) = default;
     /// @}
@@ -76,7 +77,7 @@ class TORVANE_EXPORT Decrypter {
     /// @}
 
     /// @{
-    /// Moving copies, so that a moved-from decrypter still works.
+    /// A move is a copy, so a moved-from decrypter still works.
     Decrypter(const Decrypter&) = default;
     Decrypter& operator=(const Decrypter&) = default;
     /// @}
@@ -89,9 +90,9 @@ class TORVANE_EXPORT Decrypter {
     /// The content encryption key of a JWE. An encrypted key that cannot be unwrapped yields a random key of the same
     /// size, so that this failure cannot be told apart from any other: the tag fails later.
     /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where the algorithm needs one, or not
-    ///         empty where it has none, and for an "epk", "apu" or "apv" that is malformed, or an "epk" that is no
-    ///         public key on the curve of ours. SecurityError, or whatever an application's key store throws, when the
-    ///         key store fails.
+    ///         empty where it has none, for a malformed "epk", "apu" or "apv", and for an "epk" that is not a public
+    ///         key on the curve of our key. SecurityError, or whatever an application's key store throws, when the key
+    ///         store fails.
     [[nodiscard]] SecretBuffer recoverContentEncryptionKey(const JWEHeader& header, ByteView encryptedKey) const;
 
   private:

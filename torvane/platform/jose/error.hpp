@@ -20,13 +20,13 @@ class TORVANE_EXPORT JOSESwiftError final : public Error {
     };
 
     /// @{
-    /// The description.
+    /// errorDescription() is the given text.
     [[nodiscard]] static JOSESwiftError parsingFailed(std::string description);
     [[nodiscard]] static JOSESwiftError verifyingFailed(std::string description);
     [[nodiscard]] static JOSESwiftError unsupportedAlgorithm(std::string description);
     [[nodiscard]] static JOSESwiftError unsupportedKey(std::string description);
     /// @}
-    /// "The JWE could not be decrypted."
+    /// errorDescription() is "The JWE could not be decrypted."
     [[nodiscard]] static JOSESwiftError decryptingFailed();
 
     /// The case; branch on this.

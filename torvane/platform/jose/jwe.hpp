@@ -36,7 +36,7 @@ class TORVANE_EXPORT JWE {
     ByteBuffer compact_;
 };
 
-/// A JWE from a peer. Of the text that it was read from it keeps the header's part only.
+/// A JWE from a peer. Keeps the parts decoded, and of the text only the header's part.
 class TORVANE_EXPORT ReceivedJWE {
   public:
     /// Reads the text.
@@ -47,14 +47,15 @@ class TORVANE_EXPORT ReceivedJWE {
     /// What the sender claims; nothing of it is authentic before decrypt().
     [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
 
-    /// Hands the plaintext out, once; the ciphertext is decrypted in place.
+    /// Hands the plaintext out, once; the ciphertext is decrypted in place. After decryptingFailed it is gone, so that
+    /// no other decrypter can be tried.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
     ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as
     ///         Decrypter::recoverContentEncryptionKey(); decryptingFailed for everything else, with one text for all
     ///         reasons. SecurityError, or whatever an application's key store throws, when the key store fails.
     [[nodiscard]] Payload decrypt(const Decrypter& decrypter) &&;
 
-    /// True when any part is empty, as the encrypted key is where both parties derive the content encryption key.
+    /// True when any part is empty. Under ECDH_ES itself the encrypted key always is.
     [[nodiscard]] bool hasEmptyPart() const noexcept;
 
   private:

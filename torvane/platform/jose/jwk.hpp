@@ -41,8 +41,8 @@ class TORVANE_EXPORT JWK {
     /// @{
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
     /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC a "d" as long as a coordinate (section 6.2.2).
-    /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty"; SecurityError when the members do
-    ///         not belong together.
+    /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty" or an "oth"; SecurityError when the
+    ///         members do not belong together.
     [[nodiscard]] static JWK initPrivateFrom(ByteView json);
     [[nodiscard]] static JWK initPrivateFrom(const TextLike auto& json) { return initPrivateFrom(asBytes(json)); }
     /// @}
@@ -70,6 +70,7 @@ class TORVANE_EXPORT JWK {
     [[nodiscard]] JWK publicHalf() const;
 
     /// The thumbprint (RFC 7638), as JOSE::thumbprint() computes it from the members.
+    /// @throws JOSESwiftError unsupportedKey for a key that is neither RSA nor EC.
     [[nodiscard]] std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
 
     /// @{
@@ -84,7 +85,7 @@ class TORVANE_EXPORT JWK {
     friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b);
 
   protected:
-    /// Nothing for a key of another "kty", the components of a public key, or the handle of a private key.
+    /// Nothing for a key of another "kty"; otherwise the components of a public key, or a handle to either kind of key.
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.

@@ -26,7 +26,7 @@ class TORVANE_EXPORT JWKSet {
     [[nodiscard]] static JWKSet initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
     /// @}
 
-    /// The keys, in the order of the text.
+    /// The keys, in the order in which they were given or read.
     [[nodiscard]] const std::vector<JWK>& keys() const noexcept { return keys_; }
 
     /// The set as JSON text.

@@ -7,8 +7,8 @@
 
 namespace Torvane::JOSE {
 
-/// Owned bytes that are wiped unless the caller takes them, so that a failure leaves nothing behind of what was already
-/// decrypted or decoded. A moved-from payload is empty.
+/// Owned bytes that are wiped unless the caller takes them, so that no partly decrypted or decoded data remains after a
+/// failure. A moved-from payload is empty.
 class Payload {
   public:
     /// Takes the bytes over.
@@ -17,7 +17,8 @@ class Payload {
     /// Moved, never copied, so that there is one buffer to wipe.
     Payload(Payload&& other) noexcept : bytes_(std::exchange(other.bytes_, {})) {}
     Payload& operator=(Payload&& other) noexcept {
-        std::swap(bytes_, other.bytes_);
+        Payload taken(std::move(other));
+        std::swap(bytes_, taken.bytes_);
         return *this;
     }
     /// @}

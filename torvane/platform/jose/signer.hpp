@@ -18,12 +18,12 @@ class TORVANE_EXPORT Signer {
   public:
     /// A signer with a platform key; nothing unless the key is a private one that fits the algorithm.
     [[nodiscard]] static std::optional<Signer> create(SignatureAlgorithm algorithm, const SecKey& privateKey);
-    /// A signer for ES256K with the 32 bytes of a secp256k1 scalar, which are copied and wiped at the end. Nothing for
-    /// another algorithm, or for a scalar out of range.
+    /// A signer for ES256K with the 32 bytes of a secp256k1 scalar, which are copied, and wiped with the last copy of
+    /// the signer. Nothing for another algorithm, or for a scalar out of range.
     [[nodiscard]] static std::optional<Signer> create(SignatureAlgorithm algorithm, ByteView privateKey);
 
     /// @{
-    /// Moving copies, so that a moved-from signer still works.
+    /// A move is a copy, so a moved-from signer still works.
     Signer(const Signer&) = default;
     Signer& operator=(const Signer&) = default;
     /// @}
@@ -58,7 +58,7 @@ class TORVANE_EXPORT Verifier {
     [[nodiscard]] static std::optional<Verifier> create(SignatureAlgorithm algorithm, ByteView publicKey);
 
     /// @{
-    /// Moving copies, so that a moved-from verifier still works.
+    /// A move is a copy, so a moved-from verifier still works.
     Verifier(const Verifier&) = default;
     Verifier& operator=(const Verifier&) = default;
     /// @}

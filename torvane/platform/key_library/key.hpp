@@ -33,7 +33,7 @@ class TORVANE_EXPORT KeyType {
     constexpr explicit KeyType(std::string_view name, std::optional<std::string_view> curve = std::nullopt) noexcept
         : name_(name), curve_(curve) {}
 
-    /// For people and for comparison; it stands in no JWK.
+    /// For people and for comparison; it does not appear in any JWK.
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_; }
     /// The name of the curve in a JWK; nothing for RSA.
     [[nodiscard]] constexpr std::optional<std::string_view> curve() const noexcept { return curve_; }
@@ -59,7 +59,7 @@ class PublicKey;
 class TORVANE_EXPORT Key {
   public:
     /// A platform key. Class and type are those of the handle: RSA2048Key for an RSA key of any size, EC256Key for an
-    /// EC key on any curve. PublicKey and PrivateKey take another type, or none.
+    /// EC key on any curve. Use PublicKey or PrivateKey to give another type, or none.
     explicit Key(const SecKey& key);
 
     /// @{

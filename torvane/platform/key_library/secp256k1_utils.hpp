@@ -12,7 +12,7 @@
 
 namespace Torvane::Zennet {
 
-/// Functions for ES256K keys, which keep nothing between calls.
+/// Functions for ES256K keys. They keep nothing between calls, and may be called from several threads at once.
 struct TORVANE_EXPORT Secp256k1Utils {
     Secp256k1Utils() = delete;
 

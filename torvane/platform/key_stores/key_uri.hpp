@@ -33,14 +33,14 @@ namespace Torvane {
 ///
 /// @param uri the URI or path.
 /// @param keyClass which key of the pair to return.
-/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty. A store in a
-///        PKCS #11 token keeps the source for as long as a key of the store lives, to log in again.
-/// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" is not that of the asked key; unavailable
-///         when the file, driver or device cannot be opened; keyNotFound when no key fits, or more than one;
-///         wrongSecret when the passphrase or PIN is missing, wrong or locked; notSupported for a "pkcs11:" URI in a
-///         build without PKCS #11; operationFailed for another failure of the driver. SecurityError for a key that is
-///         neither RSA nor EC on P-256, P-384 or P-521, or a private key that does not belong to the public key beside
-///         it. What the source throws.
+/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a "pkcs11:"
+///        URI it is kept as long as the returned private key lives, to log in again.
+/// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
+///         may also come from "type=private"); unavailable when the file, driver or device cannot be opened;
+///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
+///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11; operationFailed for another failure of
+///         the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or a private key
+///         that does not belong to the public key beside it. Whatever `secret` throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
 
 /// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.

@@ -151,7 +151,7 @@ class Pkcs11KeyStore::State {
         : path_(uri.path()),
           keyName_(uri.keyName()),
           type_(uri.type()),
-          hasPin_(pin || uri.pinValue() || uri.pinSource()) {
+          hasPinSource_(pin || uri.pinValue() || uri.pinSource()) {
         auto source = choosePinSource(uri, std::move(pin));
         token_ = std::make_shared<Token>(std::move(uri), std::move(source));
     }
@@ -181,7 +181,7 @@ class Pkcs11KeyStore::State {
                     return SecKey(std::move(*components), PKCS11::readName(session, *object));
                 }
             }
-            if (!hasPin_) PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, name, token_->description());
+            if (!hasPinSource_) PKCS11::throwNotFound(session, CKO_PUBLIC_KEY, name, token_->description());
             return std::nullopt;
         });
         return key ? std::move(*key) : privateKey(name, CKO_PUBLIC_KEY).publicKey();
@@ -194,7 +194,7 @@ class Pkcs11KeyStore::State {
             secRandomCopyBytes(name.id);
         }
         {
-            const std::lock_guard lock(generating_);
+            const std::lock_guard lock(generateMutex_);
             token_->runInWritableSession([&](Session& session, unsigned) {
                 requireFree(session, "label", {name.label, {}});
                 requireFree(session, "id", {{}, name.id});
@@ -218,9 +218,9 @@ class Pkcs11KeyStore::State {
     std::string path_;
     KeyName keyName_;
     std::optional<CK_OBJECT_CLASS> type_;
-    bool hasPin_;
+    bool hasPinSource_;
     std::shared_ptr<Token> token_;
-    mutable std::mutex generating_;
+    mutable std::mutex generateMutex_;
 };
 
 Pkcs11KeyStore::Pkcs11KeyStore(std::string_view uri, SecretSource pin)

@@ -21,8 +21,8 @@ namespace Torvane {
 /// connection, and so do the keys, which may outlive the store. All of them may be used from several threads at once.
 ///
 /// The PIN is asked for when a private key is needed and this process is not logged in to the PKCS #11 token, which has
-/// one login per process. The PIN is not kept. The source may be called from any thread that uses a key, and must not
-/// use keys of the same PKCS #11 token.
+/// one login per process. The PIN is not kept. The callback `pin` may be called from any thread that uses a key, and
+/// must not use keys of the same PKCS #11 token.
 ///
 /// While the PKCS #11 token is gone, operations throw KeyStoreError unavailable. Once it is back, the next operation
 /// connects again, asks for the PIN again, and goes on with the key if it is still the same key. All stores of this
@@ -39,7 +39,7 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
 
     /// @{
-    /// Moving copies, so that a moved-from store still works.
+    /// A move is a copy, so a moved-from store still works.
     Pkcs11KeyStore(const Pkcs11KeyStore&) = default;
     Pkcs11KeyStore& operator=(const Pkcs11KeyStore&) = default;
     /// @}
@@ -48,11 +48,12 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     [[nodiscard]] const KeyName& keyName() const noexcept;
 
     /// The key that the URI names.
-    /// @throws as key(name, keyClass); KeyStoreError invalidURI when the "type" of the URI is not that of the key.
+    /// @throws as key(name, keyClass); KeyStoreError invalidURI when the "type" of the URI rules out that key. A public
+    ///         key may also come from "type=private".
     [[nodiscard]] SecKey key(KeyClass keyClass) const;
 
-    /// The key with the label and the id, except where they are empty. Its public components come from the public key,
-    /// the certificate or the private key in the PKCS #11 token.
+    /// The key with this label and this id; an empty one is not compared. Its public components come from the public
+    /// key, the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
     ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
     [[nodiscard]] SecKey key(const KeyName& name, KeyClass keyClass) const;

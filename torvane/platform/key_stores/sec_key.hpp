@@ -65,7 +65,7 @@ class TORVANE_EXPORT SecKey {
     ///         another length.
     explicit SecKey(PublicComponents components, KeyName name = {});
 
-    /// A private key in a store.
+    /// A private key in a store. The pointer must not be null.
     /// @throws SecurityError as above for the store's public components, and whatever the store throws.
     explicit SecKey(std::shared_ptr<const StoreKey> storeKey);
 
@@ -99,8 +99,9 @@ class TORVANE_EXPORT SecKey {
 
     /// @{
     /// The operation of the StoreKey.
-    /// @throws SecurityError for a public key, a key of another family, a digest of another size than digestSize(hash),
-    ///         and an answer of the store that has the wrong length; and whatever the store throws.
+    /// @throws SecurityError for a public key, a key of another family, a peer's key on another curve, a digest of
+    ///         another size than digestSize(hash), and a signature or shared secret of the wrong length from the store;
+    ///         and whatever the store throws.
     [[nodiscard]] ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
     [[nodiscard]] std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
     [[nodiscard]] SecretBuffer agree(const SecKey& peer) const;

@@ -56,27 +56,29 @@ class SoftwareKey final : public StoreKey {
     mutable std::atomic<bool> hasFailed_ = false;
 };
 
-SecKey held(Crypto::Pkey key, KeyName name = {}) {
+SecKey makeHandle(Crypto::Pkey key, KeyName name = {}) {
     return SecKey(std::make_shared<const SoftwareKey>(std::move(key), std::move(name)));
 }
 
 }  // namespace
 
 SecKey makeSoftwareKey(Crypto::Pkey key, KeyClass keyClass) {
-    return keyClass == KeyClass::privateKey ? held(std::move(key)) : SecKey(Crypto::readPublicComponents(key.get()));
+    return keyClass == KeyClass::privateKey ? makeHandle(std::move(key))
+                                            : SecKey(Crypto::readPublicComponents(key.get()));
 }
 
 SecKey SoftwareKeyStore::generateRSA(std::size_t modulusBits, KeyName name) {
-    return held(Crypto::generateRSA(modulusBits), std::move(name));
+    return makeHandle(Crypto::generateRSA(modulusBits), std::move(name));
 }
 
 SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
-    return held(Crypto::generateEC(curve), std::move(name));
+    return makeHandle(Crypto::generateEC(curve), std::move(name));
 }
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
-    if (!keys.privateKeys.empty()) return held(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
+    if (!keys.privateKeys.empty())
+        return makeHandle(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
     if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyClass::publicKey);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
@@ -87,11 +89,11 @@ SecKey SoftwareKeyStore::load(ByteView encoded, KeyClass keyClass, const SecretS
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {
-    return held(Crypto::makePrivateKey(components));
+    return makeHandle(Crypto::makePrivateKey(components));
 }
 
 SecKey SoftwareKeyStore::fromComponents(const ECPrivateComponents& components) {
-    return held(Crypto::makePrivateKey(components));
+    return makeHandle(Crypto::makePrivateKey(components));
 }
 
 }  // namespace Torvane

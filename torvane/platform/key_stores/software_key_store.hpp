@@ -41,14 +41,14 @@ struct TORVANE_EXPORT SoftwareKeyStore {
 
     /// @{
     /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Beside the forms above, the public key may
-    /// come from a private key or from a certificate (RFC 5280): a private key that can be read goes before a public
-    /// key, and a public key before the first certificate.
+    /// come from a private key or from a certificate (RFC 5280): a private key that can be read takes precedence over a
+    /// public key, and a public key over the first certificate.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
     /// @param passphrase called at most once, and only if the input is encrypted; may be empty.
     /// @param origin the name of the input in error texts.
     /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
-    ///         it holds no key of that class, or more than one. SecurityError as above. What the source throws.
+    ///         it holds no key of that class, or more than one. SecurityError as above. Whatever `passphrase` throws.
     [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
                                      std::string_view origin = "the text");
     [[nodiscard]] static SecKey load(const TextLike auto& encoded, KeyClass keyClass, const SecretSource& passphrase,

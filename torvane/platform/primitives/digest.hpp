@@ -12,7 +12,7 @@ namespace Torvane::Crypto {
 /// The digest of the data: digestSize(hash) bytes.
 ByteBuffer digest(HashFunction hash, ByteView data);
 
-/// Digest of data that arrives in chunks. Holds an ErrorScope, so it is destroyed in the thread that made it.
+/// Digest of data that arrives in chunks. Holds an ErrorScope, so it has to be destroyed in the thread that made it.
 class Digest {
   public:
     explicit Digest(HashFunction hash);

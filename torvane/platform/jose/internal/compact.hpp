@@ -21,7 +21,7 @@ template <std::size_t Count>
 using CompactParts = std::array<std::string_view, Count>;
 
 template <std::size_t Count>
-[[noreturn]] void rejectCount() {
+[[noreturn]] void rejectPartCount() {
     throw JOSESwiftError::parsingFailed("The compact serialisation does not have " + std::to_string(Count) + " parts.");
 }
 
@@ -34,13 +34,13 @@ auto readCompact(ByteView compact, Read read) {
     CompactParts<Count> parts;
     for (std::size_t i = 0; i + 1 < Count; ++i) {
         const auto dot = i + 2 < Count ? text.find('.') : text.rfind('.');
-        if (dot == std::string_view::npos) rejectCount<Count>();
+        if (dot == std::string_view::npos) rejectPartCount<Count>();
         parts[i] = text.substr(0, dot);
         text.remove_prefix(dot + 1);
     }
     parts.back() = text;
     const auto requireCount = [&parts] {
-        if (parts[Count - 2].find('.') != std::string_view::npos) rejectCount<Count>();
+        if (parts[Count - 2].find('.') != std::string_view::npos) rejectPartCount<Count>();
     };
     // Decoding a header of this length costs more than the scan.
     if (parts.front().size() > charactersPerChunk) requireCount();

@@ -28,7 +28,7 @@ class JWEWriter {
     JWEWriter(const JWEWriter&) = delete;
     JWEWriter& operator=(const JWEWriter&) = delete;
 
-    /// Encrypts the next bytes of the plaintext, as many as there are.
+    /// Encrypts the next bytes of the plaintext, any number of them.
     void write(ByteView plaintext);
 
     /// The token, after the whole plaintext has been written; to be called once.

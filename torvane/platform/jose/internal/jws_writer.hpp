@@ -16,7 +16,8 @@
 
 namespace Torvane::JOSE {
 
-/// Hashes each chunk of the signing input while the chunk is in the cache, and signs when the payload is through.
+/// Hashes each chunk of the signing input while the chunk is in the cache, and signs after the last chunk of the
+/// payload.
 class JWSWriter {
   public:
     /// The payload is not copied: it has to stay unchanged until it has been written.
@@ -30,8 +31,8 @@ class JWSWriter {
     /// Characters of the whole JWS.
     [[nodiscard]] std::size_t compactSize() const noexcept { return compactSize_; }
 
-    /// The next characters: the header's, then the payload's, at last the signature's, which is made then. Valid until
-    /// the next call. Empty after the signature.
+    /// The next characters: the header's, then the payload's, finally the signature's. The signature is made in that
+    /// call. Valid until the next call. Empty after the signature.
     /// @throws SecurityError, or whatever an application's key store throws, when the key store fails.
     ByteView nextChunk();
 

@@ -32,7 +32,7 @@ struct KeysRead {
 /// @throws what the source throws.
 KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_view whose);
 
-/// Reads the one key of that half. For the public half a private key takes precedence over a public key, and that over
+/// Reads the one key of that class. For the public half a private key takes precedence over a public key, and that over
 /// the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
 ///         more than one; SecurityError for a private key that does not match its public key.

@@ -8,7 +8,7 @@
 
 namespace Torvane {
 
-/// Reads the one key of that half from the file that a path or "file" URI names.
+/// Reads the one key of that class from the file that a path or "file" URI names.
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
 Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& secret);
 

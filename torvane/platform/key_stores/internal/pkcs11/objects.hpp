@@ -17,7 +17,8 @@ struct PrivateKey {
     bool asksEachTime = false;
 };
 
-/// The one object of a class that has the label and the id, except where they are empty; nothing when there is none.
+/// The one object of a class with this label and this id, where an empty one is not compared; nothing when there is
+/// none.
 /// @throws KeyStoreError keyNotFound when there are several; CallFailure.
 std::optional<CK_OBJECT_HANDLE> findObject(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
                                            const std::string& token);

@@ -36,11 +36,12 @@ struct CallFailure : std::exception {
 /// process uses it through p11-kit.
 using Driver = std::shared_ptr<CK_FUNCTION_LIST>;
 
-/// Attributes of the objects to search for, or of a new object. Byte values are not copied: they outlive the template.
+/// Attributes of the objects to search for, or of a new object. Byte values are not copied: they have to outlive the
+/// template.
 class Template {
   public:
     explicit Template(CK_OBJECT_CLASS objectClass) { add(CKA_CLASS, objectClass); }
-    /// With the label and the id of the name, except where they are empty.
+    /// With the label and the id of the name, unless they are empty.
     Template(CK_OBJECT_CLASS objectClass, const KeyName& name);
     Template(CK_OBJECT_CLASS objectClass, KeyName&& name) = delete;
     Template(const Template&) = delete;

@@ -115,7 +115,7 @@ class Token {
     std::mutex promptMutex_;
 
     // Guards all that follows, and is locked after the registry's mutex where both are held. From description_ to
-    // connection_ nothing changes while a session is leased, so leases read those without it.
+    // connection_ nothing changes while a session is leased, so leases read those without locking it.
     std::mutex mutex_;
     std::condition_variable changed_;
     std::string description_;
