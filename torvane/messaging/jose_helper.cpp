@@ -30,7 +30,7 @@ std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std
     return set.find({.keyId = keyId, .use = use, .keyType = Zennet::KeyType::RSA2048Key, .keyClass = keyClass});
 }
 
-// The key, when there is exactly one, with a platform key where that is needed; more than one match is also an error.
+// Returns the only key. Throws missingKey when there is none or more than one, or when it lacks a needed platform key.
 JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, const char* message) {
     if (keys.size() != 1 || (needsPlatformKey && !keys.front().key().keyRef())) throw JOSEError::missingKey(message);
     return std::move(keys.front());
@@ -39,17 +39,17 @@ JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, co
 }  // namespace
 
 ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
-    const auto& [signerAlgorithm, keyManagementAlgorithm, contentEncryptionAlgorithm, senderJwkSet, recipientJwkSet,
-                 jwsHeaders, jweHeaders, signingKeyId, encryptionKeyId] = *configuration_;
-    auto signingKey = requireOneKey(findKeys(senderJwkSet, JWKUse::JWK_SIG, signingKeyId, KeyClass::privateKey), false,
-                                    "Must provide sender's private key to sign JWTs.");
-    const auto encryptionKey =
-        requireOneKey(findKeys(recipientJwkSet, JWKUse::JWK_ENC, encryptionKeyId, KeyClass::publicKey), true,
-                      "Must provide recipient's public key to encrypt JWTs.");
-    const JWSSigner signer(signerAlgorithm, std::move(signingKey));
-    const PreparedEncrypter encrypter(keyManagementAlgorithm, contentEncryptionAlgorithm, *encryptionKey.key().keyRef(),
-                                      encryptionKeyId);
-    return encodeNestedMessage(rawMessage, signer, jwsHeaders, encrypter, jweHeaders);
+    const auto& configuration = *configuration_;
+    auto signingKey = requireOneKey(
+        findKeys(configuration.senderJwkSet, JWKUse::JWK_SIG, configuration.signingKeyId, KeyClass::privateKey), false,
+        "Must provide sender's private key to sign JWTs.");
+    const auto encryptionKey = requireOneKey(
+        findKeys(configuration.recipientJwkSet, JWKUse::JWK_ENC, configuration.encryptionKeyId, KeyClass::publicKey),
+        true, "Must provide recipient's public key to encrypt JWTs.");
+    const JWSSigner signer(configuration.signerAlgorithm, std::move(signingKey));
+    const PreparedEncrypter encrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
+                                      *encryptionKey.key().keyRef(), configuration.encryptionKeyId);
+    return encodeNestedMessage(rawMessage, signer, configuration.jwsHeaders, encrypter, configuration.jweHeaders);
 }
 
 std::string JOSEHelper::encodeMessageToString(ByteView rawMessage) const {
@@ -122,9 +122,15 @@ JOSEHelper JOSEHelper::Builder::create() const {
     if (!senderJwkSet_) throw JOSEError::missingKey("Must provide sender's jwkset to sign and decrypt JWTs.");
     if (!recipientJwkSet_) throw JOSEError::missingKey("Must provide recipient's jwkset to verify and encrypt JWTs.");
     return JOSEHelper(std::make_shared<const Configuration>(
-        Configuration{jwsSignerAlgorithm_.value_or("RS256"), jweKeyManagementAlgorithm_.value_or("RSA-OAEP-256"),
-                      jweContentEncryptionAlgorithm_.value_or("A128CBC-HS256"), *senderJwkSet_, *recipientJwkSet_,
-                      jwsHeaders_, jweHeaders_, signingKeyId_, encryptionKeyId_}));
+        Configuration{.signerAlgorithm = jwsSignerAlgorithm_.value_or("RS256"),
+                      .keyManagementAlgorithm = jweKeyManagementAlgorithm_.value_or("RSA-OAEP-256"),
+                      .contentEncryptionAlgorithm = jweContentEncryptionAlgorithm_.value_or("A128CBC-HS256"),
+                      .senderJwkSet = *senderJwkSet_,
+                      .recipientJwkSet = *recipientJwkSet_,
+                      .jwsHeaders = jwsHeaders_,
+                      .jweHeaders = jweHeaders_,
+                      .signingKeyId = signingKeyId_,
+                      .encryptionKeyId = encryptionKeyId_}));
 }
 
 }  // namespace Torvane

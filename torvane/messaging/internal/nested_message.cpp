@@ -39,7 +39,7 @@ std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
     return keyId ? std::optional(*keyId) : std::nullopt;
 }
 
-// A header that cannot be read, or has no "kid", is no error: the keys are then looked up without an id.
+// Returns nothing for a header that cannot be read or has no "kid": the keys are then looked up without an id.
 std::optional<std::string> extractKeyId(ByteView compactSerialization) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
     const auto header = JsonWebStructure::headerOf(text);
