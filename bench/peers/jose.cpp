@@ -40,7 +40,7 @@ struct Buffer {
     char* data() const { return static_cast<char*>(owner.get()); }
     Result result() {
         const auto* start = data();
-        return {std::move(owner), start, size};
+        return {std::move(owner), start, size};  // NOLINT(clang-analyzer-unix.Malloc): the owner frees it
     }
 
     Result::Owner owner;

@@ -1,6 +1,7 @@
 #include "torvane/support/errors.hpp"
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 #include <utility>
 
@@ -11,9 +12,11 @@ constexpr std::array<std::string_view, 15> joseCaseNames{
     "algorithmNotSupported", "invalidKeyFormat",  "missingKey",           "JWSSignerError",    "JWSVerificationError",
     "JWEEncrypterError",     "JWEDecrypterError", "cannotEncodeJWK",      "cannotDecodeJWK",   "cannotDecodeResponse",
     "claimNotFoundInJWT",    "malformedClaim",    "invalidJOSEComponent", "curveNotSupported", "initializationError"};
+static_assert(joseCaseNames.size() == static_cast<std::size_t>(JOSEError::Case::initializationError) + 1);
 
 constexpr std::array<std::string_view, 4> jsonCaseNames{"failedToParseJson", "missingRequiredInformationForKey",
                                                         "missingRequiredInit", "invalidJsonString"};
+static_assert(jsonCaseNames.size() == static_cast<std::size_t>(JsonSerializeError::Case::invalidJsonString) + 1);
 
 constexpr std::string_view missingKeyText = "Required key missing in the JSON: ";
 
@@ -169,7 +172,7 @@ std::string JsonSerializeError::debugDescription() const {
 }
 
 bool operator==(const JsonSerializeError& a, const JsonSerializeError& b) noexcept {
-    // The description of a missing key differs exactly as its name does.
+    // Comparing the descriptions compares the keys: the rest of the text is the same.
     return a.case_ == b.case_ && (a.case_ != JsonSerializeError::Case::missingRequiredInformationForKey ||
                                   a.errorDescription() == b.errorDescription());
 }
