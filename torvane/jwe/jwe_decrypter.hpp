@@ -17,7 +17,7 @@ namespace Torvane {
 
 /// One private key and two algorithms, all chosen by the recipient and not by the token.
 ///
-/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One decrypter may be used from
+/// A decrypter keeps no state between calls, so a failed call leaves it unchanged. One decrypter may be used from
 /// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithms are checked on
 /// construction.
 class TORVANE_EXPORT JWEDecrypter {
@@ -28,16 +28,16 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @param jweContentEncryptionAlgorithm the only "enc" that is accepted: an enumerator, or a name such as
     ///        "A128CBC-HS256".
     /// @param decryptionPrivateKey our private key.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
-    ///         for a key that does not fit, a public key included.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
+    ///         unknown; then invalidKeyFormat for a key that does not fit, a public key included.
     JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& decryptionPrivateKey);
 
     /// A decrypter with a JSON Web Key from JsonWebKey::fromPrivateJwk(); no other private key carries a JWK. The
     /// parameters are those of the other constructor.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
-    ///         for a key without a JWK; algorithmNotSupported "Unsupported Key" for a public key, or one of a type
+    /// @throws JOSEError algorithmNotSupported as the other constructor; then invalidKeyFormat for a key without a JWK;
+    ///         algorithmNotSupported "Unsupported Key" for a public key, or one of a type
     ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
     JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
@@ -64,9 +64,9 @@ class TORVANE_EXPORT JWEDecrypter {
     }
     /// Both algorithms with the key, for JOSE::ReceivedJWE.
     [[nodiscard]] const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
-    /// The key that the decrypter was made with, if it was made with a key alone.
+    /// The key of the constructor that takes a key alone, or the last one given to setJwk(); nothing otherwise.
     [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
-    /// Replaces what jwk() returns, and not the key that decrypts. Not to be called while another thread uses the
+    /// Replaces what jwk() returns, but not the key that decrypts. Not to be called while another thread uses the
     /// decrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
@@ -74,11 +74,11 @@ class TORVANE_EXPORT JWEDecrypter {
     ///
     /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header
     /// is checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
-    /// @returns the plaintext exactly as it was encrypted, in memory that may be up to a cipher block larger.
-    /// @throws JOSEError JWEDecrypterError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed token
-    ///         or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
+    /// @returns the plaintext exactly as it was encrypted, with a capacity up to 16 bytes (an AES block) larger.
+    /// @throws JOSEError JWEDecrypterError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
+    ///         token or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
     ///         decryptingFailed with one text for everything that an attacker must not tell apart: an encrypted key
-    ///         that does not open, a tag that does not fit, a wrong padding; SecurityError, or whatever an
+    ///         that does not decrypt, a tag that does not match, wrong padding; SecurityError, or whatever an
     ///         application's key store throws, when the key store fails. std::bad_alloc when memory runs out. No
     ///         plaintext is released before the tag has been checked.
     [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;

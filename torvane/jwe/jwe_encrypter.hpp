@@ -19,7 +19,7 @@ namespace Torvane {
 
 /// One recipient's public key and two algorithms, whose names become the "alg" and "enc" of each token.
 ///
-/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One encrypter may be used from
+/// A encrypter keeps no state between calls, so a failed call leaves it unchanged. One encrypter may be used from
 /// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithms are checked on
 /// construction.
 class TORVANE_EXPORT JWEEncrypter {
@@ -29,16 +29,16 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @param jweContentEncryptionAlgorithm the "enc": an enumerator, or a name such as "A128CBC-HS256".
     /// @param encryptionPublicKey the recipient's public key.
     /// @param keyId the "kid"; nothing for tokens without one.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
-    ///         for a key that does not fit, a private key included.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
+    ///         unknown; then invalidKeyFormat for a key that does not fit, a private key included.
     JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
     /// An encrypter with a JSON Web Key. The parameters are those of the other constructor; the key's own id is not
     /// used.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, the key management's first; then invalidKeyFormat
-    ///         for a key without a JWK; algorithmNotSupported "Unsupported Key" for a private key, or one of a type
+    /// @throws JOSEError algorithmNotSupported as the other constructor; then invalidKeyFormat for a key without a JWK;
+    ///         algorithmNotSupported "Unsupported Key" for a private key, or one of a type
     ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
     JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
@@ -67,9 +67,9 @@ class TORVANE_EXPORT JWEEncrypter {
     [[nodiscard]] const JOSE::Encrypter& encrypter() const noexcept { return encrypter_; }
     /// The "kid" of the tokens; nothing for tokens without one.
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
-    /// The key that the encrypter was made with, if it was made with a key alone.
+    /// The key of the constructor that takes a key alone, or the last one given to setJwk(); nothing otherwise.
     [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
-    /// Replaces what jwk() returns, and not the key that encrypts. Not to be called while another thread uses the
+    /// Replaces what jwk() returns, but not the key that encrypts. Not to be called while another thread uses the
     /// encrypter.
     void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
@@ -77,15 +77,14 @@ class TORVANE_EXPORT JWEEncrypter {
     /// Encrypts a plaintext and returns the JWE in compact serialisation (RFC 7516, section 7.1). The content
     /// encryption key and the initialization vector are random and fresh for each call.
     ///
-    /// @param payload the plaintext: any bytes, or text as it is, of any length, also empty.
+    /// @param payload the plaintext: any bytes, or text, whose bytes are encrypted unchanged; possibly empty.
     /// @param headerParams extra members of the protected header, which everyone can read, with text values in UTF-8.
     ///        "alg", "enc" and, when there is a key id, "kid" are overwritten.
     /// @param isNested true when the payload is itself a token: "cty" becomes "JWT" (RFC 7519, section 5.2).
     /// @returns ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by
-    ///          dots, so that the plaintext takes 4/3 of its size. Exactly as much memory is allocated as the token
-    ///          takes.
+    ///          dots; the plaintext grows by a third. The text is allocated once, at its exact size.
     /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header ("crit", "zip", "b64" other than true, a value
-    ///         that is not UTF-8). JOSEError JWEEncrypterError around the reason when the encryption fails:
+    ///         that is not UTF-8). JOSEError JWEEncrypterError wrapping the reason when the encryption fails:
     ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
     ///         SecurityError. std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},

@@ -15,7 +15,7 @@ ByteBuffer JWSSigner::signJWT(ByteView payload, const JOSE::HeaderParameters& he
 }
 
 std::string JWSSigner::signJWTToString(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
-    // Wiped, since it holds the payload in a form that anyone can read.
+    // Wiped, since it contains the payload, only base64url-encoded.
     const JOSE::Payload token(signJWT(payload, headerParams));
     return std::string(asText(token.data()));
 }

@@ -17,7 +17,7 @@ namespace Torvane {
 
 /// One algorithm and one private key; the algorithm's name and the key's id become the "alg" and "kid" of each token.
 ///
-/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One signer may be used from several
+/// A signer keeps no state between calls, so a failed call leaves it unchanged. One signer may be used from several
 /// threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm is
 /// checked on signing.
 class TORVANE_EXPORT JWSSigner {
@@ -52,12 +52,12 @@ class TORVANE_EXPORT JWSSigner {
     /// @{
     /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).
     ///
-    /// @param payload any bytes, or text as it is, of any length, also empty.
+    /// @param payload any bytes, or text, whose bytes are signed unchanged; of any length, possibly empty.
     /// @param headerParams extra members of the protected header, with text values in UTF-8. "alg" and "kid" are
     ///        overwritten by the algorithm's name and the key's id.
-    /// @returns ASCII text: header, payload and signature in base64url, joined by dots, so that the payload takes 4/3
-    ///          of its size. Exactly as much memory is allocated as the token takes.
-    /// @throws JOSEError JWSSignerError around the reason: JOSE::JOSESwiftError parsingFailed for a rejected header
+    /// @returns ASCII text: header, payload and signature in base64url, joined by dots; the payload grows by a third.
+    ///          The text is allocated once, at its exact size.
+    /// @throws JOSEError JWSSignerError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a rejected header
     ///         ("crit", "zip", "b64" other than true, a value that is not UTF-8); JOSEError missingKey for a key
     ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
     ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
@@ -81,7 +81,7 @@ class TORVANE_EXPORT JWSSigner {
 
     /// @{
     /// Signs as signJWT() does, and returns the raw signature alone: as long as the modulus for an RSA key, r and s
-    /// side by side for an EC key (RFC 7518, sections 3.3 to 3.5).
+    /// concatenated for an EC key: 64, 96 or 132 bytes (RFC 7518, sections 3.3 to 3.5; RFC 8812, section 3.2).
     /// @throws JOSEError as signJWT().
     [[nodiscard]] ByteBuffer sign(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     [[nodiscard]] ByteBuffer sign(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {}) const {

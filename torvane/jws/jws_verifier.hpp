@@ -15,7 +15,7 @@ namespace Torvane {
 
 /// One algorithm and one public key, both chosen by the recipient and not by the token.
 ///
-/// A value that keeps nothing between calls, so a failed call leaves it unchanged. One verifier may be used from
+/// A verifier keeps no state between calls, so a failed call leaves it unchanged. One verifier may be used from
 /// several threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm
 /// is checked on verifying.
 class TORVANE_EXPORT JWSVerifier {
@@ -52,7 +52,7 @@ class TORVANE_EXPORT JWSVerifier {
     /// The token is ASCII text of any length: three parts in canonical unpadded base64url, joined by dots. The payload
     /// may be empty. The header is checked as JOSE::JWSHeader says; its "kid" is not compared.
     /// @returns the payload exactly as it was signed.
-    /// @throws JOSEError JWSVerificationError around the reason: JOSE::JOSESwiftError parsingFailed for a malformed
+    /// @throws JOSEError JWSVerificationError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
     ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
     ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key

@@ -16,7 +16,7 @@
 namespace Torvane {
 
 /// A plain value whose members may be changed freely. An index beyond the components counts as absent; a negative one
-/// stops the process. A moved-from structure has no components.
+/// aborts the process. A moved-from structure has no components.
 class TORVANE_EXPORT JsonWebStructure {
   public:
     /// An index into components; nothing when the token has no such component.

@@ -96,7 +96,7 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     }
     /// @}
     /// "aud". A string that is not in a list counts as a list of one (RFC 7519, section 4.1.3).
-    /// @throws JOSEError claimNotFoundInJWT, also when "aud" is neither a string nor a list of strings.
+    /// @throws JOSEError claimNotFoundInJWT when "aud" is missing, or is neither a string nor a list of strings.
     [[nodiscard]] std::vector<std::string> getAudience() const;
 
     /// "exp".
@@ -134,7 +134,8 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     /// The same with the value first. Prefer setClaim(): when both are strings, swapped arguments compile as well.
     JWTClaims& setClaimValue(JSONValue value, std::string_view forName) TORVANE_LIFETIMEBOUND;
     /// A claim of any name, converted by JSONValue::to<T>(). T is std::string, double, std::int64_t, bool,
-    /// std::vector<std::string>, JSONValue::List, JSONValue::Object, or JSONValue for a claim of any type.
+    /// std::vector of std::string or JSONValue, JSONValue::List, JSONValue::Object, or JSONValue for any claim.
+    /// @throws JOSEError claimNotFoundInJWT for a missing claim; malformedClaim when it does not convert to T.
     template <class T>
     [[nodiscard]] T getClaimValue(std::string_view forName) const;
     /// Removes the claim; no effect when it is missing.

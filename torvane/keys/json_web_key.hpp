@@ -3,11 +3,12 @@
 //     const Torvane::JsonWebKey ours(Torvane::SoftwareKeyStore::generateRSA(), Torvane::JWKUse::JWK_SIG, "sign-2026");
 //     const std::optional<std::string> published = ours.publicHalf().encodeToString();
 //
-// Three kinds of key behave differently:
-// - An RSA or EC public key has a JWK, and all its JSON comes from there.
-// - An RSA or EC private key has no JWK, unless fromPrivateJwk() made it from one, and is never written.
-// - A secp256k1 key has no JWK; its JSON comes from the key library. A private one is written, with "d", if it has a
-//   pairing key.
+// A platform key is a SecKey: RSA, or EC on P-256, P-384 or P-521, which is what "EC" means here. A secp256k1 key is
+// raw bytes in a Zennet::Key. Three kinds of key behave differently:
+// - An RSA or EC public key holds a JOSE::JWK, see jwk(), from which all its JSON is written.
+// - An RSA or EC private key holds none, unless fromPrivateJwk() made it from one, and is never written.
+// - A secp256k1 key holds none; Secp256k1Utils writes its JSON. A private key is written, with "d", if its public key
+//   was given as the pairing key.
 #pragma once
 
 #include <memory>
@@ -26,13 +27,13 @@ namespace Torvane {
 
 /// A key with its use and its id.
 ///
-/// Immutable, cheap to copy, and safe to use from several threads at once. A constructor that throws leaves nothing
-/// behind. There are no move operations, so no JsonWebKey is ever left empty.
+/// Immutable, cheap to copy, and safe to use from several threads at once. There are no move operations, so no
+/// JsonWebKey is ever left empty.
 class TORVANE_EXPORT JsonWebKey {
   public:
     /// A platform key of an RSA or EC pair. Class and type are those of the handle: private for a key in a store,
-    /// RSA2048Key for an RSA key of any size, EC256Key for an EC key on any curve. A public key gets a JWK with its own
-    /// members, "use" and "kid".
+    /// RSA2048Key for an RSA key of any size, EC256Key for an EC key on any curve. A public key gets a JWK of its
+    /// public members, "use" and "kid".
     /// @param secKey the platform key.
     /// @param jwkUse what the key is for. Lookups compare it exactly, and JOSEHelper looks for "sig" and "enc".
     /// @param keyId the "kid", in UTF-8; of any length, also empty. A key whose id is not UTF-8 cannot be written, and
@@ -86,8 +87,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// @}
 
     /// @{
-    /// A private key from the JSON text of a private RSA or EC JWK (RFC 7518, sections 6.2.2 and 6.3.2), which decrypts
-    /// through every constructor of JWEDecrypter. The key is held in memory; encode() and the like never write it.
+    /// A private key from the JSON text of a private RSA or EC JWK (RFC 7518, sections 6.2.2 and 6.3.2), which every
+    /// constructor of JWEDecrypter accepts. The key is held in memory; encode() and the like never write it.
     /// @param jwkData the text, in UTF-8. An RSA key needs "p", "q", "dp", "dq" and "qi" besides "d". Its "use" and
     ///        "kid" are ignored.
     /// @param jwkUse what the key is for.
@@ -101,9 +102,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// @}
 
     /// The platform public key of a JWK.
-    /// @throws JOSEError cannotDecodeJWK: without an underlying error when the JWK cannot be written as JSON, around
-    ///         curveNotSupported for a "kty" other than "RSA" and "EC", and around the reason when its members are not
-    ///         a key.
+    /// @throws JOSEError cannotDecodeJWK. It wraps curveNotSupported for a "kty" other than "RSA" and "EC", the reason
+    ///         when the members are not a valid key, and nothing when the JWK cannot be written as JSON.
     [[nodiscard]] static SecKey getPubSecKey(const JOSE::JWK& from);
 
     /// The JWK of an RSA or EC public key, and of a key from fromPrivateJwk(); nothing for other keys.
@@ -139,7 +139,8 @@ class TORVANE_EXPORT JsonWebKey {
 
     /// @{
     /// The JWK as JSON text in UTF-8. Nothing for an RSA or EC private key, for a secp256k1 private key without its
-    /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a key). The
+    /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a
+    /// key, a pairing key of another pair). The
     /// text of a secp256k1 private key holds "d" and is a secret.
     [[nodiscard]] std::optional<ByteBuffer> encode() const;
     [[nodiscard]] std::optional<std::string> encodeToString() const;

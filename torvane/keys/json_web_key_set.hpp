@@ -37,15 +37,15 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @}
 
     /// Reads a JWK Set from a JSON object: public RSA keys, public EC keys on P-256, P-384 and P-521, and secp256k1
-    /// keys, which are private keys with a pairing key if they have a "d", and always have the use JWK_SIG.
+    /// keys. A secp256k1 key becomes a private key with its pairing key if it has a "d"; its use is always JWK_SIG.
     /// @param jwksDictionary the object. Its "keys" is a list of objects with string members only. A secp256k1 key
     ///        needs "alg" with the value "ES256K", "kid", and an "x" and a "y" of 32 bytes each. A "d" that is not
     ///        base64url is ignored.
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
     ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
-    ///         the private key of that point. JOSEError cannotDecodeJWK around the reason when the members of an RSA or
-    ///         EC key are not a key. JsonSerializeError failedToParseJson for a member that is not UTF-8.
+    ///         the private key of that point. JOSEError cannotDecodeJWK wrapping the reason when the members of an RSA
+    ///         or EC key are not a key. JsonSerializeError failedToParseJson for a member that is not UTF-8.
     ///         JOSE::JOSESwiftError for an RSA or EC key that is malformed. The first bad key fails the whole set, and
     ///         nothing is constructed.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
@@ -54,7 +54,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// Reads a JWK Set from JSON text: RSA keys and EC keys on P-256, P-384 and P-521, all as public keys. The set may
     /// be empty. Members that are not strings are ignored.
     /// @param jwksData the text, in UTF-8.
-    /// @throws JOSEError cannotDecodeJWK around the reason when the text is not such a set, or one of its keys cannot
+    /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not such a set, or one of its keys cannot
     ///         be read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
     explicit JsonWebKeySet(ByteView jwksData);
     explicit JsonWebKeySet(const TextLike auto& jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
@@ -79,8 +79,8 @@ class TORVANE_EXPORT JsonWebKeySet {
     [[nodiscard]] std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader,
                                                       Zennet::KeyClass keyClass) const;
 
-    /// The set for publication: the public half of every key, in order. Keys with the same public key, use and id are
-    /// one key, and the first of them stays.
+    /// The set for publication: the public half of every key, in order. Of keys with the same public key, use and id,
+    /// only the first is kept.
     /// @throws as JsonWebKey::publicHalf().
     [[nodiscard]] JsonWebKeySet publicSet() const;
 
@@ -92,7 +92,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     [[nodiscard]] std::string encodeToString() const;
     /// @}
 
-    /// The members of each public key, secp256k1 keys included. A key without a type stops the process.
+    /// The members of each public key, secp256k1 keys included. A key without a type aborts the process.
     /// @throws JOSEError cannotEncodeJWK when a key cannot be written.
     [[nodiscard]] std::vector<StringMap> encodeToArray() const;
 

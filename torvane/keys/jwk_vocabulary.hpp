@@ -23,7 +23,7 @@ namespace Torvane {
 enum class TORVANE_EXPORT JWKUse {
     JWK_SIG,      ///< "sig": the private key signs, the public key verifies.
     JWK_ENC,      ///< "enc": the public key encrypts, the private key decrypts.
-    JWK_SIG_ENC,  ///< "sig_enc": both. A JWK without a "use" is read as this.
+    JWK_SIG_ENC,  ///< "sig_enc": both. A JWK with no or an unknown "use" is read as this.
 };
 
 /// The texts, in the order of the enumerators.

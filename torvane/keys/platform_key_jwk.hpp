@@ -19,12 +19,12 @@ struct TORVANE_EXPORT PlatformKeyJWK {
 
     /// Writes a public RSA key as JSON text in UTF-8, with "kty", "n", "e" and "use" and without "kid".
     /// @throws JOSEError cannotEncodeJWK: "Currently only public key can be encoded to JWK for security reasons." for a
-    ///         private key, and around the reason for an EC key.
+    ///         private key, and wrapping the reason for an EC key.
     [[nodiscard]] static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
 
     /// @{
     /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.
-    /// @throws JOSEError cannotDecodeJWK around the reason when the text is not an RSA JWK; SecurityError when "n" or
+    /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not an RSA JWK; SecurityError when "n" or
     ///         "e" is even.
     [[nodiscard]] static SecKey decodeFrom(ByteView jwk);
     [[nodiscard]] static SecKey decodeFrom(const TextLike auto& jwk) { return decodeFrom(asBytes(jwk)); }

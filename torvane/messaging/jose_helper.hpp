@@ -22,7 +22,7 @@
 namespace Torvane {
 
 /// The keys of both parties and the algorithms, as its Builder collected them. Immutable, cheap to copy, and safe to
-/// use from several threads at once; a failed call leaves nothing behind.
+/// use from several threads at once; a failed call changes nothing.
 class TORVANE_EXPORT JOSEHelper {
   public:
     class Builder;
@@ -37,15 +37,15 @@ class TORVANE_EXPORT JOSEHelper {
     /// Signs a message with our private key, encrypts the JWS to the peer's public key, and returns the nested token
     /// (RFC 7519, section 5.2).
     ///
-    /// The keys are RSA keys, of type RSA2048Key whatever their size: in the sender's set the private key with the use
-    /// JWK_SIG and the signing key id, in the recipient's set the public key with the use JWK_ENC and the encryption
-    /// key id. Without an id any key will do, but there must be exactly one. The JWS header has the extra parameters,
-    /// "alg", and "kid" with the signing key's id; the JWE header has the extra parameters, "alg", "enc", "kid" with
-    /// the encryption key id if there is one, and "cty" with "JWT".
+    /// The keys are RSA keys, of type RSA2048Key whatever their size: in our set (setSenderJwkSet()) the private key
+    /// with the use JWK_SIG and the signing key id, in the peer's set (setRecipientJwkSet()) the public key with the
+    /// use JWK_ENC and the encryption key id. Without an id, exactly one key of that use and class must be in the set.
+    /// The JWS header has the extra parameters, "alg", and "kid" with the signing key's id; the JWE header has the
+    /// extra parameters, "alg", "enc", "kid" with the encryption key id if there is one, and "cty" with "JWT".
     ///
-    /// @param rawMessage any bytes, or text as it is, of any length, also empty.
-    /// @returns the compact JWE: ASCII text in five parts, in which the message takes 16/9 of its size. Exactly as much
-    ///          memory is allocated as the token takes.
+    /// @param rawMessage any bytes, or text, whose bytes are signed unchanged; of any length, possibly empty.
+    /// @returns the compact JWE: ASCII text in five parts, about 16/9 as long as the message. It is allocated once, at
+    ///          its exact size.
     /// @throws JOSEError, except where another type is named, in this order; the message has been signed already when
     ///         the fifth or a later one is thrown:
     ///         - missingKey: there is not exactly one signing key;
@@ -81,8 +81,8 @@ class TORVANE_EXPORT JOSEHelper {
     /// has no "kid", keys of every id are looked up. Both headers have to name the configured algorithms.
     ///
     /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
-    /// @returns the message exactly as the peer encoded it, in memory that has room for a third more: shrink_to_fit()
-    ///          gives that back.
+    /// @returns the message exactly as the peer encoded it, with the capacity of the decrypted JWS, so at least a third
+    ///          more: shrink_to_fit() releases the rest.
     /// @throws JOSEError, in this order:
     ///         - invalidJOSEComponent: the token is not a compact serialisation;
     ///         - missingKey: there is not exactly one decryption key, or it has no platform key;
@@ -95,8 +95,8 @@ class TORVANE_EXPORT JOSEHelper {
     ///         - JWSVerificationError: as JWSVerifier::verifyJWS(), of the last key.
     /// @throws std::bad_alloc when memory runs out.
     ///
-    /// After any error nothing of the message is released, and what was decrypted is wiped. The text of
-    /// invalidJOSEComponent quotes the part at fault, which may be text of the message: do not show it to the sender.
+    /// After any error what was decrypted is wiped, and nothing of it is released, except that the text of
+    /// invalidJOSEComponent quotes the part at fault, which may be decrypted text: do not show it to the sender.
     [[nodiscard]] ByteBuffer decodeMessage(ByteView encodedMessage) const;
     [[nodiscard]] ByteBuffer decodeMessage(const TextLike auto& encodedMessage) const {
         return decodeMessage(asBytes(encodedMessage));
@@ -105,7 +105,7 @@ class TORVANE_EXPORT JOSEHelper {
 
     /// @{
     /// decodeMessage(), with the message as a string, which is not checked to be UTF-8. Needs memory for two messages
-    /// while it runs; the other one is wiped.
+    /// while it runs; the intermediate copy is wiped.
     [[nodiscard]] std::string decodeMessageToString(ByteView encodedMessage) const;
     [[nodiscard]] std::string decodeMessageToString(const TextLike auto& encodedMessage) const {
         return decodeMessageToString(asBytes(encodedMessage));
@@ -151,7 +151,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
         TORVANE_LIFETIMEBOUND;
 
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.
-    /// @throws JOSEError missingKey when a key set is missing, for the sender's first.
+    /// @throws JOSEError missingKey when a key set was not given; the sender's set is checked first.
     [[nodiscard]] virtual JOSEHelper create() const;
 
   private:

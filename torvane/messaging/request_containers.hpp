@@ -27,13 +27,13 @@
 
 namespace Torvane {
 
-/// Types from which a container's value is constructed; a null pointer is a JSON value, but not a string.
+/// Types from which a value of the container can be constructed. A null pointer makes a JSON null, but no string.
 template <class T, class Value>
 concept Makes = std::constructible_from<Value, T> &&
     (std::same_as<Value, JSONValue> || !std::is_null_pointer_v<std::remove_cvref_t<T>>);
 
 /// Values by name: base of the request body and header. Names are compared exactly, and iteration visits them in their
-/// order. A container has identity: it is neither copied nor moved. It must not be changed from two threads at once.
+/// order. A container can be neither copied nor moved. It must not be changed from two threads at once.
 template <class Value>
 class TORVANE_EXPORT RequestContainer {
   public:
@@ -64,7 +64,7 @@ class TORVANE_EXPORT RequestContainer {
     /// The end of the pairs.
     [[nodiscard]] auto end() const noexcept { return values_.end(); }
 
-    /// For people, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
+    /// A human-readable description, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
     [[nodiscard]] std::string description() const;
     /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
@@ -72,7 +72,8 @@ class TORVANE_EXPORT RequestContainer {
     }
 
   protected:
-    // Derived classes override how the subscript reads and writes. Setters and the map itself do not use these.
+    // Derived classes may override how the subscript reads and writes. setBodyParam(), setHeaderField() and direct
+    // access to the map bypass these functions.
 
     /// A copy of the value; nothing when there is none.
     [[nodiscard]] virtual std::optional<Value> read(std::string_view name) const {

@@ -40,7 +40,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
                                ///< as missing.
         malformedClaim,        ///< The claim has another type than the one asked for.
         invalidJOSEComponent,  ///< The text is not a compact token: it has no dot, or a part is empty or not base64url.
-        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where an RSA or EC key is needed.
+        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where a platform key is needed.
         initializationError,   ///< For an application's own classes; the library never throws it.
     };
 
@@ -60,7 +60,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
     [[nodiscard]] static JOSEError initializationError(std::string message);
 
     /// @{
-    /// errorDescription() is the textual form, ": ", and the underlying error's description.
+    /// errorDescription() is the textual form without "JOSEError.", then ": " and the underlying error's description.
     [[nodiscard]] static JOSEError JWSSignerError(std::exception_ptr underlying);
     [[nodiscard]] static JOSEError JWSVerificationError(std::exception_ptr underlying);
     [[nodiscard]] static JOSEError JWEEncrypterError(std::exception_ptr underlying);
@@ -69,8 +69,8 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// @}
 
     /// @{
-    /// errorDescription() is the textual form, ": ", and the underlying error's description; without an underlying
-    /// error, the given description.
+    /// errorDescription() is the textual form without "JOSEError.", then ": " and the underlying error's description,
+    /// or the given description if there is no underlying error.
     [[nodiscard]] static JOSEError cannotEncodeJWK(std::exception_ptr underlying,
                                                    std::optional<std::string> description = {});
     [[nodiscard]] static JOSEError cannotDecodeJWK(std::exception_ptr underlying,

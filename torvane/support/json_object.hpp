@@ -20,7 +20,7 @@
 //     const std::string text = transfer.toJsonString();  // {"purpose":"rent"}
 //     const auto received = Torvane::fromJsonString<Transfer>(text);
 //
-// Objects have identity: they are neither copied nor moved. They must not be changed from two threads at once.
+// Objects can be neither copied nor moved. They must not be changed from two threads at once.
 #pragma once
 
 #include <concepts>
@@ -54,9 +54,9 @@ class TORVANE_EXPORT JsonConvertible {
 /// Second base of classes that fromJsonString() reads, and of classes whose objects are properties of other objects.
 class TORVANE_EXPORT JsonSerializeProtocol : public virtual JsonConvertible {};
 
-/// Base of classes that are converted to JSON by a list of their properties. A class overrides properties() to be
-/// written. To be read by fromJsonString() it also derives from JsonSerializeProtocol, and has a constructor from a
-/// JSONValue::Object, in which requiredMember() and optionalMember() find the values.
+/// Base of classes that are converted to JSON by a list of their properties. A class overrides
+/// properties() to be written as JSON. To be read by fromJsonString() it also derives from JsonSerializeProtocol, and
+/// has a constructor from a JSONValue::Object, in which requiredMember() and optionalMember() find the values.
 class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
   public:
     JsonSerializeObject() = default;
@@ -92,7 +92,7 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
         /// name twice, the last counts.
         Properties(std::initializer_list<Property> own, Properties inherited);
         /// Does not compile, so that a class cannot lose the properties that it inherits.
-        Properties(std::initializer_list<Property> own) = delete;  // Add Base::properties() behind the list.
+        Properties(std::initializer_list<Property> own) = delete;  // Add Base::properties() after the list.
 
       private:
         friend class JsonSerializeObject;
@@ -110,7 +110,7 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
 /// One property in the list that properties() returns.
 class TORVANE_EXPORT JsonSerializeObject::Property {
   public:
-    /// Converts the value at once.
+    /// Converts the value in the constructor.
     template <class T>
     Property(std::string name, const T& value) : name_(std::move(name)), value_(JsonProperty::converted(value)) {}
 

@@ -20,7 +20,8 @@ struct JWEAlgorithms {
 };
 
 /// The algorithms that the arguments name.
-/// @throws JOSEError algorithmNotSupported for an unknown name; when both are unknown, for the key management's.
+/// @throws JOSEError algorithmNotSupported for an unknown name; when both are unknown, that of the key management
+///         algorithm.
 JWEAlgorithms resolveAlgorithms(const JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm>& keyManagement,
                                 const JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm>& contentEncryption);
 
@@ -57,11 +58,11 @@ EncrypterOrDecrypter makeFromJwk(const JWEAlgorithms& algorithms, const JsonWebK
     return makeEncrypterOrDecrypter<EncrypterOrDecrypter>(algorithms, *jwk.jwk());
 }
 
-/// Returns the key itself, once it is known that the default algorithms may be tried with it.
+/// Returns the key itself if the default algorithms can be tried with it.
 /// @throws JOSEError curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
 const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& jwk);
 
-/// The header of a JWE by the encrypter.
+/// The header of a JWE that the encrypter makes.
 /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header.
 JOSE::JWEHeader makeHeader(const JWEEncrypter& encrypter, const JOSE::HeaderParameters& headerParams, bool isNested);
 

@@ -23,7 +23,7 @@
 
 namespace Torvane {
 
-/// Runs the operation and returns what it throws, or null. Only std::bad_alloc passes.
+/// Runs the operation and returns what it throws, or null. std::bad_alloc is not caught.
 template <class Operation>
 std::exception_ptr errorOf(const Operation& operation) {
     try {
@@ -67,7 +67,7 @@ class PreparedEncrypter {
 ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const JOSE::HeaderParameters& jwsHeaders,
                                const PreparedEncrypter& encrypter, const JOSE::HeaderParameters& jweHeaders);
 
-/// The JWS of a nested message, decrypted and not verified yet. It is wiped at the end, and after any failure.
+/// The JWS of a nested message, decrypted and not verified yet. The destructor wipes it.
 class ReceivedSignedMessage {
   public:
     /// Takes the text of the JWS over.
@@ -80,7 +80,7 @@ class ReceivedSignedMessage {
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
     /// Tries the public keys one after the other, and returns the message as soon as one of them verifies it.
-    /// @throws JOSEError JWSVerificationError of the last key, or around "Failed to verify JWT" when none is public.
+    /// @throws JOSEError JWSVerificationError of the last key, or wrapping "Failed to verify JWT" when none is public.
     ByteBuffer verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) &&;
 
   private:
@@ -102,6 +102,7 @@ class ReceivedNestedMessage {
     /// The "kid" of the header; nothing when there is none, or the header cannot be read.
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
+    /// Decrypts the token. To be called once.
     /// @throws JOSEError JWEDecrypterError; then as ReceivedSignedMessage's constructor.
     ReceivedSignedMessage decrypt(const JWEDecrypter& decrypter) &&;
 

@@ -61,7 +61,8 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
     /// Why the store failed, by what a caller can do about it.
     enum class Case {
         invalidURI,       ///< The URI is malformed, or asks for something impossible.
-        unavailable,      ///< The file, driver or PKCS #11 token is missing or was removed; retrying later may succeed.
+        unavailable,      ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
+                          ///< new file exists already. Retrying may help if it was missing.
         keyNotFound,      ///< The store is there, but no key fits, or more than one key fits.
         wrongSecret,      ///< The passphrase or PIN is missing, wrong or locked.
         notSupported,     ///< The store cannot do this operation with this algorithm.

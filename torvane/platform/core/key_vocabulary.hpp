@@ -35,7 +35,7 @@ enum class HashFunction {
 enum class SignatureScheme {
     RSA_PKCS1,  ///< RSASSA-PKCS1-v1_5 (RFC 8017, section 8.2).
     RSA_PSS,    ///< RSASSA-PSS with MGF1 over the same hash and a salt of the digest's size (RFC 8017, section 8.1).
-    ECDSA,      ///< r and s side by side, each coordinateSize() bytes (RFC 7518, section 3.4).
+    ECDSA,      ///< r and s concatenated, each coordinateSize() bytes (RFC 7518, section 3.4).
 };
 
 /// The curves of platform keys (FIPS 186-4). secp256k1 is not one of them: its keys are raw bytes.
@@ -115,12 +115,13 @@ struct KeyName {
 /// Public or private: the class of a key, or which key of a pair is requested.
 enum class KeyClass {
     publicKey,   ///< Verifies, and encrypts to the owner. May be written into a JWK Set.
-    privateKey,  ///< Signs, decrypts and agrees. Opening one may ask for a passphrase or PIN.
+    privateKey,  ///< Signs, decrypts and agrees on keys. Opening one may ask for a passphrase or PIN.
 };
 
-/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `whose` says what for,
-/// for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the operation that needs the
-/// secret, and never from two threads at once. An exception that it throws reaches the caller of that operation.
+/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `whose` says
+/// which secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
+/// operation that needs the secret, and never from two threads at once. An exception that it throws reaches the caller
+/// of that operation.
 using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view whose)>;
 
 }  // namespace Torvane

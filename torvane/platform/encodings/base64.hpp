@@ -1,6 +1,6 @@
 // base64url without padding (RFC 7515, section 2), and a writer of standard base64 (RFC 4648, section 4).
 //
-// Decoding is strict: each byte sequence has exactly one text.
+// Decoding is strict: of each byte sequence, only the one canonical text is accepted.
 #pragma once
 
 #include <cstddef>

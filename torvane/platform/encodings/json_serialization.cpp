@@ -40,7 +40,7 @@ bool isVerbatim(std::string_view literal) noexcept {
 class ValueBuilder {
   public:
     ValueBuilder() = default;
-    // For a parser that is shown a text with other strings: the real ones are taken from the hidden text.
+    // For a parser that reads a masked copy of the text: the strings are taken from the original, `hidden`.
     explicit ValueBuilder(ByteView hidden) : hidden_(StringLiterals(hidden)) {}
     ~ValueBuilder() {
         // A failed read may leave parts of a key here.
@@ -99,7 +99,7 @@ class ValueBuilder {
         return std::string(text.substr(0, text.find("; last read: ")));
     }
 
-    // The real string, where the parser was shown another in its place.
+    // The string of the original text, where the parser read a masked one.
     std::string actual(std::string& seen) {
         const auto literal = hidden_ ? hidden_->next() : std::nullopt;
         return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(seen);

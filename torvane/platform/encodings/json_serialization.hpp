@@ -31,9 +31,9 @@ struct TORVANE_EXPORT JSONSerialization {
     /// UTF-8, and nothing is opaque, at any depth.
     [[nodiscard]] static bool isValidJSONObject(const JSONValue& value);
 
-    /// Compact JSON text in UTF-8. Members are written in the order of their names, "/" as "\/", a double without a
-    /// fraction below 2^53 like an integer, and any other double in the shortest form that reads back as the same
-    /// number. A value that nests deeper than maximumDepth is written, but jsonObject() rejects that text.
+    /// Compact JSON text in UTF-8. Members are written in the order of their names, "/" as "\/", a double that is a
+    /// whole number of magnitude below 2^53 like an integer, and any other double in the shortest form that reads back
+    /// as the same number. A value that nests deeper than maximumDepth is written, but jsonObject() rejects that text.
     /// @throws JSONError when a number is not finite, a string is not UTF-8, or a value is opaque, at any depth.
     [[nodiscard]] static ByteBuffer data(const JSONValue& value);
 
@@ -48,7 +48,7 @@ struct TORVANE_EXPORT JSONSerialization {
     /// @}
 
     /// Reads text that may hold a key, as jsonObject() does. No copy of a string remains in released memory, unless the
-    /// string is written with escapes or characters outside ASCII, which keys never are.
+    /// string has escapes or characters outside ASCII, which the base64url of a key never has.
     [[nodiscard]] static SecretJSON secretJSONObject(ByteView text);
 };
 

@@ -9,7 +9,7 @@
 namespace Torvane {
 namespace {
 
-// Never throws for the sake of a value: what JSON has no text for is shown in another way.
+// Prints every value without throwing: NaN, infinities, opaque values and invalid UTF-8 have forms of their own.
 class Printer {
   public:
     explicit Printer(std::ostream& out) noexcept : out_(out) {}

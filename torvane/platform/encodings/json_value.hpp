@@ -42,7 +42,8 @@ concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::sa
 template <class T>
 concept JSONInteger = std::integral<T> && !std::same_as<T, bool> && !Character<T> && sizeof(T) <= sizeof(std::int64_t);
 
-/// Elements of a list. Bytes are no list of numbers: a ByteBuffer has to be encoded, as base64url for example.
+/// Elements of a list. A ByteBuffer is not taken for a list of numbers: it has to be encoded first, as base64url for
+/// example.
 template <class T>
 concept JSONElement = !std::same_as<T, std::uint8_t> && std::convertible_to<const T&, JSONValue>;
 
@@ -74,7 +75,7 @@ class JSONList : public std::vector<JSONValue> {
     template <std::convertible_to<JSONValue>... Values>
     [[nodiscard]] static JSONList of(Values&&... values);
 
-    /// Writes the list for people, as JSONValue is written.
+    /// Writes the list in a human-readable form, as JSONValue is written.
     TORVANE_EXPORT friend std::ostream& operator<<(std::ostream& out, const JSONList& list);
 };
 
@@ -121,7 +122,7 @@ class TORVANE_EXPORT JSONValue {
         list.reserve(elements.size());
         for (const T& element : elements) list.emplace_back(element);
     }
-    /// An object of the members, each converted. Of keys that are equal as text the first counts.
+    /// An object of the members, each converted. If keys are equal as text, the first one is kept.
     template <JSONMap Map>
     JSONValue(const Map& map) : value_(Object()) {
         auto& object = *std::get_if<Object>(&value_);
@@ -139,8 +140,8 @@ class TORVANE_EXPORT JSONValue {
         return *this;
     }
 
-    /// Holds a value without conversion; as<T>() gives it back, and for a std::any the value inside. Values of a type
-    /// that converts to JSONValue are rejected by the compiler.
+    /// Holds a value without conversion; as<T>() returns it. Of a std::any, as<T>() returns the value inside. The
+    /// compiler rejects values of a type that converts to JSONValue.
     template <class T>
     [[nodiscard]] static JSONValue opaque(T value) {
         static_assert(OpaqueType<T> || std::same_as<T, std::any>,
@@ -175,7 +176,7 @@ class TORVANE_EXPORT JSONValue {
     /// The value converted to a T: bool, an integer, a floating-point number, std::string, List, Object, a std::vector
     /// of one of these, or JSONValue itself. Nothing when the value is of another kind or a T cannot hold the number.
     /// Integers convert to floating-point numbers, and numbers without a fraction to integers, since JSON text does not
-    /// tell the two apart; an integer has to fit std::int64_t too. Nothing else converts.
+    /// tell the two apart; even for std::uint64_t, the number has to fit std::int64_t. Nothing else converts.
     template <class T>
     [[nodiscard]] std::optional<T> to() const {
         if constexpr (std::same_as<T, JSONValue>) {
@@ -211,14 +212,14 @@ class TORVANE_EXPORT JSONValue {
     /// integer 2^53 + 1 differs from the double 2^53. NaN and opaque values equal nothing.
     TORVANE_EXPORT friend bool operator==(const JSONValue& a, const JSONValue& b);
 
-    /// Writes the value for people, as compact JSON text with `<opaque>`, `nan` and `inf` where JSON has no text, and
-    /// `\xFF` for bytes that are not UTF-8. JSONSerialization writes JSON text.
+    /// Writes the value in a human-readable form: compact JSON text with `<opaque>`, `nan` and `inf` where JSON has no
+    /// text, and `\xFF` for bytes that are not UTF-8. JSONSerialization writes JSON text.
     TORVANE_EXPORT friend std::ostream& operator<<(std::ostream& out, const JSONValue& value);
 
   private:
     using Variant = std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Object, std::any>;
 
-    // Not inline: GCC 12 warns of the inlined code, wrongly.
+    // Not inline, since GCC 12 gives a false warning for the inlined code.
     [[nodiscard]] static JSONValue holding(std::any opaque);
 
     template <class T>

@@ -1,7 +1,8 @@
-// The algorithms of RFC 7518 and RFC 8812 that the library knows, with one table row per algorithm.
+// The algorithms that the library knows, from RFC 7518 and RFC 8812, and RSA-OAEP-384 and RSA-OAEP-512 from the IANA
+// registry "JSON Web Signature and Encryption Algorithms". One table row per algorithm.
 //
-// Left out on purpose, so that their names are unknown: "none", the algorithms with a shared secret (keys are key pairs
-// here), and RSA1_5 (its padding makes a padding oracle).
+// Left out on purpose, so that their names are unknown: "none", the symmetric algorithms such as HS256, A128KW and
+// "dir" (keys are key pairs here), and RSA1_5 (open to padding-oracle attacks).
 #pragma once
 
 #include <array>
@@ -173,8 +174,9 @@ class AlgorithmOrName {
 };
 
 /// @{
-/// True when a platform key fits the algorithm by family, curve and size: RSA of 2048 to 16384 bits with an odd public
-/// exponent of at least 3 and at most 64 bits, or EC on the algorithm's curve. No platform key fits ES256K.
+/// True when a platform key fits the algorithm by family, curve and size: an RSA modulus of 2048 to 16384 bits and an
+/// odd public exponent of 3 or more in at most 64 bits; for ECDSA the algorithm's curve; for ECDH-ES any curve of
+/// EllipticCurve. No platform key fits ES256K.
 [[nodiscard]] TORVANE_EXPORT bool fits(SignatureAlgorithm algorithm, const SecKey& key) noexcept;
 [[nodiscard]] TORVANE_EXPORT bool fits(KeyManagementAlgorithm algorithm, const SecKey& key) noexcept;
 /// @}

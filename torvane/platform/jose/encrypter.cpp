@@ -10,7 +10,7 @@
 namespace Torvane::JOSE {
 namespace {
 
-SecretBuffer drawRandomKey(std::size_t size) {
+SecretBuffer generateRandomKey(std::size_t size) {
     SecretBuffer key(size);
     secRandomCopyBytes(key);
     return key;
@@ -70,7 +70,7 @@ ContentEncryptionKey Encrypter::makeContentEncryptionKey(const JWEHeader& header
     const auto management = parameters(keyManagement_);
     const auto keySize = parameters(contentEncryption_).keySize;
     if (!management.isKeyAgreement()) {
-        auto key = drawRandomKey(keySize);
+        auto key = generateRandomKey(keySize);
         auto encryptedKey = key_.encrypt(*management.oaepHash, key);
         return {std::move(key), std::move(encryptedKey), std::nullopt};
     }
@@ -79,7 +79,7 @@ ContentEncryptionKey Encrypter::makeContentEncryptionKey(const JWEHeader& header
     const PartyInfo info{readPartyInfo(header, "apu"), readPartyInfo(header, "apv")};
     auto agreed = agreeOnKey(ephemeral, key_, keyManagement_, contentEncryption_, info);
     if (management.isDirect()) return {std::move(agreed), {}, std::move(ephemeralPublicKey)};
-    auto key = drawRandomKey(keySize);
+    auto key = generateRandomKey(keySize);
     auto encryptedKey = Crypto::wrapKey(agreed, key);
     return {std::move(key), std::move(encryptedKey), std::move(ephemeralPublicKey)};
 }
@@ -112,7 +112,7 @@ SecretBuffer Decrypter::recoverContentEncryptionKey(const JWEHeader& header, Byt
     }
     if (management.isDirect()) return agreeWithSender(header);
 
-    auto substitute = drawRandomKey(keySize);
+    auto substitute = generateRandomKey(keySize);
     auto key = management.isKeyAgreement() ? Crypto::unwrapKey(agreeWithSender(header), encryptedKey, keySize)
                                            : key_.decrypt(*management.oaepHash, encryptedKey);
     return key && key->size() == keySize ? *std::move(key) : std::move(substitute);

@@ -1,4 +1,4 @@
-// Encrypter and Decrypter: two algorithms with a key that fits the first of them.
+// Encrypter and Decrypter: the two algorithms of a JWE, with a key that fits the key management algorithm.
 #pragma once
 
 #include <optional>
@@ -13,14 +13,14 @@
 
 namespace Torvane::JOSE {
 
-/// A content encryption key, and what the JWE carries of it.
+/// A content encryption key, and what the JWE carries so that the recipient can recover it.
 struct ContentEncryptionKey {
     /// The key itself, of the size that the content encryption algorithm asks for.
     SecretBuffer key;
     /// The key encrypted for the recipient, as the JWE carries it; empty for ECDH_ES itself, where both parties derive
     /// the key.
     ByteBuffer encryptedKey;
-    /// Under ECDH-ES in any form the header's "epk"; otherwise nothing.
+    /// The header's "epk" under every form of ECDH-ES; nothing for RSA-OAEP.
     std::optional<JSONValue::Object> ephemeralPublicKey;
 };
 
@@ -49,8 +49,8 @@ class TORVANE_EXPORT Encrypter {
     /// The "enc" of the header.
     [[nodiscard]] ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
-    /// A fresh content encryption key for a JWE with this header, whose "apu" and "apv" count under ECDH-ES (RFC 7518,
-    /// section 4.6.1). The caller has to set the header's "epk".
+    /// A fresh content encryption key for a JWE with this header, whose "apu" and "apv" enter the key derivation under
+    /// ECDH-ES (RFC 7518, section 4.6.2). The caller has to set the header's "epk" to the ephemeral public key.
     /// @throws JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
     [[nodiscard]] ContentEncryptionKey makeContentEncryptionKey(const JWEHeader& header) const;
 
@@ -88,7 +88,7 @@ class TORVANE_EXPORT Decrypter {
     [[nodiscard]] ContentEncryptionAlgorithm contentEncryptionAlgorithm() const noexcept { return contentEncryption_; }
 
     /// The content encryption key of a JWE. An encrypted key that cannot be unwrapped yields a random key of the same
-    /// size, so that this failure cannot be told apart from any other: the tag fails later.
+    /// size, so that this failure looks like a wrong tag, which is found later (RFC 7516, section 11.5).
     /// @throws JOSESwiftError parsingFailed for an encrypted key that is empty where the algorithm needs one, or not
     ///         empty where it has none, for a malformed "epk", "apu" or "apv", and for an "epk" that is not a public
     ///         key on the curve of our key. SecurityError, or whatever an application's key store throws, when the key

@@ -61,7 +61,7 @@ class TORVANE_EXPORT JWSHeader final : public Header {
     explicit JWSHeader(ByteView json) : Header(json) {}
 
     /// The additional members, with "alg" set to the algorithm's name and, when there is a key id, "kid" set to it;
-    /// both overwrite an additional member.
+    /// both replace an additional member of that name.
     /// @throws JOSESwiftError parsingFailed when the result is no valid JWS header.
     JWSHeader(SignatureAlgorithm algorithm, const HeaderParameters& additionalHeaderParams,
               std::optional<std::string> keyId);
@@ -78,7 +78,7 @@ class TORVANE_EXPORT JWEHeader final : public Header {
     /// @}
 
     /// The additional members, with "alg" and "enc" set to the algorithms' names and, when there is a key id, "kid" set
-    /// to it; all three overwrite an additional member.
+    /// to it; all three replace an additional member of that name.
     /// @throws JOSESwiftError parsingFailed when the result is no valid JWE header.
     JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
               const HeaderParameters& additionalHeaderParams, std::optional<std::string> keyId);

@@ -21,7 +21,7 @@ class TORVANE_EXPORT HeaderParameters {
     HeaderParameters() = default;
     HeaderParameters(std::nullopt_t) noexcept {}
     /// @}
-    /// A braced list of `{"name", "value"}` pairs, one or several. Of two members with one name the first counts.
+    /// A braced list of `{"name", "value"}` pairs, one or several. If a name occurs twice, the first value is kept.
     HeaderParameters(std::initializer_list<StringMap::value_type> members) : members_(members) {}
     /// @{
     /// The members of a map.

@@ -18,7 +18,7 @@ namespace Torvane::JOSE {
 /// A JWE that was encrypted here. A moved-from JWE is empty.
 class TORVANE_EXPORT JWE {
   public:
-    /// Parts of the compact serialisation.
+    /// Number of parts of the compact serialisation.
     static constexpr std::size_t componentCount = 5;
 
     /// Encrypts the payload under a fresh content encryption key and initialization vector.
@@ -47,7 +47,7 @@ class TORVANE_EXPORT ReceivedJWE {
     /// What the sender claims; nothing of it is authentic before decrypt().
     [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
 
-    /// Hands the plaintext out, once; the ciphertext is decrypted in place. After decryptingFailed it is gone, so that
+    /// Decrypts the ciphertext in place and returns the plaintext, once. After decryptingFailed it is gone, so that
     /// no other decrypter can be tried.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
     ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as

@@ -31,8 +31,9 @@ class TORVANE_EXPORT JWK {
     /// @{
     /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored.
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
-    ///         not base64url or with a leading zero byte; for EC, "x" or "y" missing, not base64url or not as long as
-    ///         the coordinates of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and P-521.
+    ///         not base64url or with a leading zero byte; for EC, "crv", "x" or "y" missing, "x" or "y" not base64url
+    ///         or not as long as a coordinate of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and
+    ///         P-521.
     [[nodiscard]] static JWK initFrom(ByteView json);
     [[nodiscard]] static JWK initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
     [[nodiscard]] static JWK initFrom(const JSONValue::Object& members);
@@ -40,7 +41,8 @@ class TORVANE_EXPORT JWK {
 
     /// @{
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
-    /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC a "d" as long as a coordinate (section 6.2.2).
+    /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC needs a "d" as long as a coordinate (section
+    /// 6.2.2).
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty" or an "oth"; SecurityError when the
     ///         members do not belong together.
     [[nodiscard]] static JWK initPrivateFrom(ByteView json);

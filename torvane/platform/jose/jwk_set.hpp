@@ -14,7 +14,7 @@ namespace Torvane::JOSE {
 /// JWKs of any "kty", in order. A set that was moved from is empty.
 class TORVANE_EXPORT JWKSet {
   public:
-    /// Takes the keys as they are. The JSON text of the set holds the public members only, also of JWKs that were read
+    /// Takes the keys as they are. The JSON text of the set has the public members only, even for JWKs that were read
     /// as private keys.
     explicit JWKSet(std::vector<JWK> keys) noexcept : keys_(std::move(keys)) {}
 

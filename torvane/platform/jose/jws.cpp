@@ -50,7 +50,7 @@ std::optional<ByteBuffer> decodeInChunks(std::string_view text, SigningDigest& d
     return digest.finish();
 }
 
-// Restores a token after a partial in-place decoding, which is possible because bytes have exactly one text. Works
+// Restores a token after a partial in-place decoding, which is possible because base64url text is canonical. Works
 // backwards so that no byte is overwritten before it is encoded again.
 void restore(ByteBuffer& text, const ByteBuffer& front, std::size_t decoded) noexcept {
     std::array<std::uint8_t, bytesPerChunk> bytes;
@@ -87,7 +87,7 @@ std::optional<ByteBuffer> decodeInPlace(std::string_view header, std::string_vie
     return finished;
 }
 
-// Of payload and signature, the payload's fault is reported first.
+// If payload and signature are both malformed, the payload is reported.
 ByteBuffer decodeSignature(const CompactParts<JWS::componentCount>& parts) {
     auto signature = decodeBase64url(parts[2]);
     if (!signature) rejectPart(isBase64url(parts[1]) ? "signature" : "payload");

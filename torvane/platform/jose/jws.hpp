@@ -18,7 +18,7 @@ namespace Torvane::JOSE {
 /// A JWS that was signed here. A moved-from JWS is empty.
 class TORVANE_EXPORT JWS {
   public:
-    /// Parts of the compact serialisation.
+    /// Number of parts of the compact serialisation.
     static constexpr std::size_t componentCount = 3;
 
     /// Signs the payload.
@@ -35,7 +35,7 @@ class TORVANE_EXPORT JWS {
     [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
-    // Holds the payload in a form that anyone can read, so it is wiped when signing fails.
+    // Contains the payload, only base64url-encoded, so it is wiped when signing fails.
     Payload compact_{ByteBuffer()};
     ByteBuffer signature_;
 };
@@ -46,7 +46,8 @@ class TORVANE_EXPORT ReceivedJWS {
     /// @{
     /// Reads the text. The second constructor takes the text's memory over and decodes the payload there.
     /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not canonical
-    ///         unpadded base64url, a header that JWSHeader rejects, or an empty signature. The text is then unchanged.
+    ///         unpadded base64url, a header that JWSHeader rejects, or an empty signature. After an error the text is
+    ///         unchanged.
     explicit ReceivedJWS(ByteView compactSerialization);
     explicit ReceivedJWS(ByteBuffer&& compactSerialization);
     /// @}
@@ -54,7 +55,8 @@ class TORVANE_EXPORT ReceivedJWS {
     /// What the sender claims; nothing of it is authentic before validate().
     [[nodiscard]] const JWSHeader& header() const noexcept { return header_; }
 
-    /// Hands the payload out, once. After a failure it stays here, to be tried with another verifier.
+    /// Verifies the signature and returns the payload, once. After a failure the payload is kept, so that another
+    /// verifier can be tried.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
     ///         when the signature does not verify, or when the payload has been handed out; parsingFailed for a
     ///         moved-from JWS.

@@ -23,9 +23,9 @@ namespace Torvane {
 ///
 /// A "pkcs11:" URI (RFC 7512) names a key in a PKCS #11 token. Its path attributes choose the device (token,
 /// manufacturer, serial, model, slot-id, library-...) and the key (object, id, type). In its query, module-path or
-/// module-name chooses the driver, without which all drivers that are registered on the machine are tried; pin-source
-/// (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one device, make a
-/// Pkcs11KeyStore.
+/// module-name chooses the driver (the PKCS #11 module); without it, all registered drivers of the machine are tried;
+/// pin-source (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one device,
+/// make a Pkcs11KeyStore.
 ///
 /// A "file:" URI (RFC 8089), or any other text as a path, names a file of at most 1 MiB with one key pair in PEM, DER
 /// or PKCS #12, encrypted or not, as SoftwareKeyStore::load() reads it. The public key may come from a public key, a
@@ -52,7 +52,8 @@ namespace Torvane {
 /// @param uri the URI or path; a path names a file that does not exist yet.
 /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
 /// @param secret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the file is
-///        encrypted with AES-256 under a key from PBKDF2 with 600,000 rounds; without one it is not encrypted.
+///        encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
+///        encrypted.
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
 ///         the PKCS #11 token has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After
 ///         an error there is no new file.

@@ -196,8 +196,8 @@ class Pkcs11KeyStore::State {
         {
             const std::lock_guard lock(generateMutex_);
             token_->runInWritableSession([&](Session& session, unsigned) {
-                requireFree(session, "label", {name.label, {}});
-                requireFree(session, "id", {{}, name.id});
+                requireUnusedName(session, "label", {name.label, {}});
+                requireUnusedName(session, "id", {{}, name.id});
                 generateIn(session, name);
             });
         }
@@ -205,7 +205,7 @@ class Pkcs11KeyStore::State {
     }
 
   private:
-    void requireFree(Session& session, const std::string& what, const KeyName& name) const {
+    void requireUnusedName(Session& session, const std::string& what, const KeyName& name) const {
         if (name == KeyName()) return;
         for (const CK_OBJECT_CLASS objectClass : {CKO_PRIVATE_KEY, CKO_PUBLIC_KEY, CKO_CERTIFICATE}) {
             PKCS11::Template attributes(objectClass, name);

@@ -21,8 +21,8 @@ namespace Torvane {
 /// connection, and so do the keys, which may outlive the store. All of them may be used from several threads at once.
 ///
 /// The PIN is asked for when a private key is needed and this process is not logged in to the PKCS #11 token, which has
-/// one login per process. The PIN is not kept. The callback `pin` may be called from any thread that uses a key, and
-/// must not use keys of the same PKCS #11 token.
+/// one login per process. A PIN from the callback or a pin-source is not kept, a pin-value of the URI is. The
+/// callback `pin` may be called from any thread that uses a key, and must not use keys of the same PKCS #11 token.
 ///
 /// While the PKCS #11 token is gone, operations throw KeyStoreError unavailable. Once it is back, the next operation
 /// connects again, asks for the PIN again, and goes on with the key if it is still the same key. All stores of this
@@ -58,13 +58,14 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
     [[nodiscard]] SecKey key(const KeyName& name, KeyClass keyClass) const;
 
-    /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key can never be read or
-    /// leave it (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). Without an id it gets a random one of 16 bytes.
-    /// @throws KeyStoreError operationFailed when a key or certificate with that label or id exists, and as above. Two
-    ///         calls on the same store never generate the same name; other stores and processes may.
+    /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key cannot be read or
+    /// exported (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). If the name has no id, a random one of 16 bytes is
+    /// used.
+    /// @throws KeyStoreError operationFailed when a key or certificate with that label or id exists, and as key().
+    ///         Two calls on the same store never create the same name; other stores and processes may.
     [[nodiscard]] SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
 
-    /// The same, for signing and key agreement.
+    /// Generates a key pair as generateRSA() does, for signing and key agreement.
     [[nodiscard]] SecKey generateEC(EllipticCurve curve, const KeyName& name) const;
 
   private:

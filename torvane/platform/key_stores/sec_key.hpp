@@ -18,7 +18,7 @@ namespace Torvane {
 
 class SecKey;
 
-/// A private key in a key store, seen through its operations. For a store of your own, derive one class from this and
+/// Interface of a private key in a key store. For a store of your own, derive one class from this and
 /// override the operations that its keys have; the others throw SecurityError.
 ///
 /// All operations are const and may be called from several threads at once. An operation throws a KeyStoreError when
@@ -39,7 +39,7 @@ class TORVANE_EXPORT StoreKey {
     [[nodiscard]] virtual KeyName name() const { return {}; }
 
     /// Signs a digest of digestSize(hash) bytes with a scheme of the key's family. An RSA signature is as long as the
-    /// modulus; an ECDSA signature is r and s side by side, coordinateSize(curve) bytes each (RFC 7518, section 3.4).
+    /// modulus; an ECDSA signature is r and s concatenated, coordinateSize(curve) bytes each (RFC 7518, section 3.4).
     [[nodiscard]] virtual ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
 
     /// Decrypts RSAES-OAEP with an empty label and MGF1 over the same hash (RFC 8017, section 7.1.2). Returns nothing,
@@ -47,8 +47,8 @@ class TORVANE_EXPORT StoreKey {
     /// could tell the reasons apart would have a padding oracle.
     [[nodiscard]] virtual std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
 
-    /// Agrees with a public key on the same curve by ECDH: the x coordinate of the shared point, coordinateSize(curve)
-    /// bytes. The library has checked that the peer's point is on the curve.
+    /// The ECDH shared secret with a public key on the same curve: the x coordinate of the shared point,
+    /// coordinateSize(curve) bytes. The library has checked that the peer's point is on the curve.
     [[nodiscard]] virtual SecretBuffer agree(const SecKey& peer) const;
 };
 
@@ -76,7 +76,7 @@ class TORVANE_EXPORT SecKey {
     ~SecKey() = default;
     /// @}
 
-    /// False for a private key in a store.
+    /// True for a public key, false for a private key in a store.
     [[nodiscard]] bool isPublicKey() const noexcept;
     /// The components of the public key, which a private key has too; valid as long as some copy of the handle lives.
     [[nodiscard]] const PublicComponents& publicComponents() const noexcept;
@@ -98,7 +98,7 @@ class TORVANE_EXPORT SecKey {
     // Private operations.
 
     /// @{
-    /// The operation of the StoreKey.
+    /// Calls the function of the same name in the StoreKey.
     /// @throws SecurityError for a public key, a key of another family, a peer's key on another curve, a digest of
     ///         another size than digestSize(hash), and a signature or shared secret of the wrong length from the store;
     ///         and whatever the store throws.

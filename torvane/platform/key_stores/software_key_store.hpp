@@ -14,7 +14,7 @@
 namespace Torvane {
 
 /// Keys in memory. A key lives as long as some handle to it, and is wiped with the last one; generateRSAKeyAt() and
-/// generateECKeyAt() make keys that stay. All functions may be called from several threads at once.
+/// generateECKeyAt() make keys in a file or PKCS #11 token. All functions may be called from several threads at once.
 struct TORVANE_EXPORT SoftwareKeyStore {
     SoftwareKeyStore() = delete;
 
@@ -32,7 +32,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @{
     /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
     /// A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1. The first private key
-    /// counts; without one, the first public key.
+    /// is used; without one, the first public key.
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, or when a private key does not belong to the public key beside it.
     [[nodiscard]] static SecKey load(ByteView encoded);
@@ -40,7 +40,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @}
 
     /// @{
-    /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Beside the forms above, the public key may
+    /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Besides the forms above, the public key may
     /// come from a private key or from a certificate (RFC 5280): a private key that can be read takes precedence over a
     /// public key, and a public key over the first certificate.
     /// @param encoded the input, in memory.

@@ -21,7 +21,7 @@ const EVP_CIPHER* fetchAesGcm(std::size_t keySize);
 const EVP_CIPHER* fetchAesCbc(std::size_t keySize);
 /// @}
 
-/// A new HMAC context for the caller alone. It has a meaningless key: set the real one before use.
+/// A new HMAC context for the caller alone. It has a placeholder key: set the real one before use.
 MacContext makeHmacContext(HashFunction hash);
 
 }  // namespace Torvane::Crypto

@@ -1,4 +1,4 @@
-// Marks for valgrind the results that may decide a branch although they come from a secret.
+// Marks results that may decide a branch although they come from a secret, for the constant-time check with valgrind.
 #pragma once
 
 #ifdef TORVANE_CONSTANT_TIME_CHECK

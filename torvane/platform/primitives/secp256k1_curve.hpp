@@ -30,11 +30,11 @@ std::optional<Point> parsePublicPoint(ByteView encoded) noexcept;
 /// @throws SecurityError when the scalar is not a private key.
 Point derivePublicPoint(ByteView scalar);
 
-/// Signs a digest of 32 bytes. Returns r and s, 32 bytes each, with the nonce of RFC 6979 and the lower s.
+/// Signs a digest of 32 bytes. Returns r and s, 32 bytes each, with a deterministic nonce (RFC 6979) and low s.
 /// @throws SecurityError for a scalar that is not a private key, or a digest of another size.
 ByteBuffer sign(ByteView scalar, ByteView digest);
 
-/// Verifies a signature of the form that sign() returns; the higher s is accepted too. False for an r or s that is zero
+/// Verifies a signature of the form that sign() returns; a high s is accepted too. False for an r or s that is zero
 /// or not below the order, and for a point, digest or signature of the wrong form or size.
 bool verify(ByteView point, ByteView digest, ByteView signature) noexcept;
 

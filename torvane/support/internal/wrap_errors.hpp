@@ -23,7 +23,7 @@ JOSEError wrapCurrentError(Wrap wrap) {
     }
 }
 
-/// Returns what the operation returns, and wraps whatever it throws, also a JOSEError. Only std::bad_alloc passes
+/// Returns what the operation returns, and wraps whatever it throws, including a JOSEError. Only std::bad_alloc passes
 /// unchanged: it says nothing about the input.
 template <class Wrap, class Operation>
 decltype(auto) wrapErrors(Wrap wrap, const Operation& operation) {

@@ -12,7 +12,7 @@
 
 namespace Torvane::JOSE {
 
-/// How much is worked on at a time, as bytes and as their base64url: whole groups of three bytes, and little enough to
+/// The size of a chunk, in bytes and in base64url characters: whole groups of three bytes, and little enough to
 /// stay in the cache from one step to the next.
 inline constexpr std::size_t bytesPerChunk = 6144, charactersPerChunk = base64urlSize(bytesPerChunk);
 

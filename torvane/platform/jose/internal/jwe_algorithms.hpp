@@ -14,7 +14,7 @@ inline constexpr std::size_t aesBlockSize = 16;
 
 /// Rejects a header that names other algorithms than an Encrypter or Decrypter; `whose` is "encrypter's" or
 /// "decrypter's".
-/// @throws JOSESwiftError unsupportedAlgorithm, for "alg" first.
+/// @throws JOSESwiftError unsupportedAlgorithm; "alg" is checked first.
 template <class EncrypterOrDecrypter>
 void requireAlgorithms(const JWEHeader& header, const EncrypterOrDecrypter& expected, const char* whose) {
     if (header.algorithm() != rawValue(expected.keyManagementAlgorithm())) {

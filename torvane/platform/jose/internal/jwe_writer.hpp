@@ -21,7 +21,7 @@ namespace Torvane::JOSE {
 /// Allocates the exact size of the token, and nothing else that grows with the plaintext.
 class JWEWriter {
   public:
-    /// Draws the content encryption key and the initialization vector.
+    /// Generates the content encryption key and the initialization vector.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's, and as
     ///         Encrypter::makeContentEncryptionKey(); SecurityError.
     JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypter& encrypter);

@@ -36,7 +36,7 @@ class JWSWriter {
     /// @throws SecurityError, or whatever an application's key store throws, when the key store fails.
     ByteView nextChunk();
 
-    /// The raw signature, when its characters have been written.
+    /// The raw signature; empty until nextChunk() has returned its characters.
     [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:

@@ -24,7 +24,7 @@ using PrivateKeyInfo = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using EncryptedKey = Handle<X509_SIG, X509_SIG_free>;
 
 // Iterations of PBKDF2: each guess at a passphrase takes a good part of a second.
-constexpr int passphraseRounds = 600'000;
+constexpr int pbkdf2Iterations = 600'000;
 
 // Calls the source at most once, however often OpenSSL asks: it tries to decode a text in several ways.
 class PassphrasePrompt {
@@ -164,7 +164,7 @@ SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>
         const auto text = asText(*passphrase);
         const EncryptedKey encrypted(
             check(PKCS8_encrypt(-1, EVP_aes_256_cbc(), text.data(), toInt(text.size(), "encrypt a key"), nullptr, 0,
-                                passphraseRounds, info.get()),
+                                pbkdf2Iterations, info.get()),
                   "encrypt a key"));
         check(PEM_write_bio_PKCS8(output.get(), encrypted.get()), "write a key");
     } else {

@@ -29,11 +29,11 @@ struct KeysRead {
 /// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever
 /// else the text holds is skipped, and so are objects after the 64th. The source may be null and is called at most
 /// once, with `whose`.
-/// @throws what the source throws.
+/// @throws whatever `passphrase` throws.
 KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_view whose);
 
-/// Reads the one key of that class. For the public half a private key takes precedence over a public key, and that over
-/// the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
+/// Reads the one key of that class. For a public key a private key takes precedence over a public key, and a public key
+/// over the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
 ///         more than one; SecurityError for a private key that does not match its public key.
 Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase, std::string_view origin);

@@ -1,4 +1,4 @@
-// Pkcs11KeyStore of a library that is built without p11-kit: every operation throws KeyStoreError notSupported.
+// Pkcs11KeyStore of a library that is built without p11-kit: its constructor throws KeyStoreError notSupported.
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/key_stores/pkcs11_key_store.hpp"
 

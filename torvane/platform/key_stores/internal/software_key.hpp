@@ -12,7 +12,7 @@ struct SecKeyAccess {
     static EVP_PKEY* publicPkey(const SecKey& key) noexcept;
 };
 
-/// A handle to one half of a key that OpenSSL holds.
+/// A handle to the public or the private key of a pair that OpenSSL holds.
 /// @throws SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
 SecKey makeSoftwareKey(Crypto::Pkey key, KeyClass keyClass);
 

@@ -14,7 +14,7 @@ namespace Torvane::PKCS11 {
 struct PrivateKey {
     CK_OBJECT_HANDLE handle{};
     /// Whether the token requires the PIN for each operation (CKA_ALWAYS_AUTHENTICATE).
-    bool asksEachTime = false;
+    bool alwaysAuthenticate = false;
 };
 
 /// The one object of a class with this label and this id, where an empty one is not compared; nothing when there is

@@ -43,9 +43,9 @@ template <auto Init>
 bool beginOperation(const KeyInSession& use, const char* operation, CK_MECHANISM mechanism) {
     const auto result = use.session.attempt<Init>(&mechanism, use.key.handle);
     // SoftHSM returns CKR_ARGUMENTS_BAD for a hash function that it does not support in OAEP.
-    if (result == CKR_ARGUMENTS_BAD || CallFailure(result, operation).isLackOfMechanism()) return false;
+    if (result == CKR_ARGUMENTS_BAD || CallFailure(result, operation).isUnsupportedMechanism()) return false;
     if (result != CKR_OK) throw CallFailure(result, operation);
-    if (use.key.asksEachTime) use.token.logInForOperation(use.session);
+    if (use.key.alwaysAuthenticate) use.token.logInForOperation(use.session);
     return true;
 }
 
@@ -111,7 +111,7 @@ bool concernsToken(Session& session, const CallFailure& failure) {
         case CKR_DEVICE_MEMORY:
         case CKR_FUNCTION_CANCELED: return true;
         case CKR_DEVICE_ERROR: return !session.isOpen();
-        default: return failure.isLoss() || failure.isLackOfMechanism();
+        default: return failure.isTokenLost() || failure.isUnsupportedMechanism();
     }
 }
 
@@ -169,7 +169,7 @@ std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, 
         }
     } catch (const CallFailure& failure) {
         // Some tokens report only here that they do not support the mechanism.
-        if (!failure.isLackOfMechanism()) throw;
+        if (!failure.isUnsupportedMechanism()) throw;
     }
     if (beginOperation<init>(use, operation, {CKM_RSA_X_509, nullptr, 0})) {
         const auto decrypted = finishDecryption(use, operation, ciphertext);

@@ -24,9 +24,9 @@ struct KeyInSession {
 /// and s side by side.
 ByteBuffer sign(const KeyInSession& use, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
 
-/// RSAES-OAEP with MGF1 over the same hash and an empty label. When the token does not support that, it does the bare
-/// RSA operation, and the padding is removed here in constant time. The ciphertext is as long as the modulus and below
-/// it. Returns nothing when it does not decrypt under this key.
+/// RSAES-OAEP with MGF1 over the same hash and an empty label. When the token does not support that, it does raw RSA,
+/// and the padding is removed here in constant time. The ciphertext must be as long as the modulus and numerically
+/// smaller. Returns nothing when it does not decrypt under this key.
 std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, ByteView ciphertext);
 
 /// The ECDH shared secret with a peer on the same curve: the x coordinate, coordinateSize(curve) bytes.

@@ -19,7 +19,7 @@ void* mutableData(const void* data) noexcept {
 
 }  // namespace
 
-bool CallFailure::isLoss() const noexcept {
+bool CallFailure::isTokenLost() const noexcept {
     // A token that was taken away and put back has forgotten the login and its object handles.
     constexpr std::array<CK_RV, 11> losses{
         CKR_DEVICE_ERROR,          CKR_DEVICE_REMOVED,     CKR_TOKEN_NOT_PRESENT,       CKR_TOKEN_NOT_RECOGNIZED,
@@ -28,7 +28,7 @@ bool CallFailure::isLoss() const noexcept {
     return isAmong(reason, losses);
 }
 
-bool CallFailure::isLackOfMechanism() const noexcept {
+bool CallFailure::isUnsupportedMechanism() const noexcept {
     return reason == CKR_MECHANISM_INVALID || reason == CKR_MECHANISM_PARAM_INVALID ||
            reason == CKR_FUNCTION_NOT_SUPPORTED;
 }

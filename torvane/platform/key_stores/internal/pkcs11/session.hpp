@@ -16,14 +16,14 @@
 /// The PKCS #11 side of Pkcs11KeyStore. "Token" means a PKCS #11 token everywhere in it.
 namespace Torvane::PKCS11 {
 
-/// A PKCS #11 call that returned something else than CKR_OK. Token turns it into a KeyStoreError that names the token.
+/// A PKCS #11 call that returned something other than CKR_OK. Token turns it into a KeyStoreError that names the token.
 struct CallFailure : std::exception {
     CallFailure(CK_RV why, const char* what) noexcept : reason(why), operation(what) {}
 
     /// Whether the token, or the session with it, is gone.
-    [[nodiscard]] bool isLoss() const noexcept;
+    [[nodiscard]] bool isTokenLost() const noexcept;
     /// Whether the token does not support the mechanism, or not with these parameters.
-    [[nodiscard]] bool isLackOfMechanism() const noexcept;
+    [[nodiscard]] bool isUnsupportedMechanism() const noexcept;
     [[nodiscard]] const char* what() const noexcept override { return operation; }
     [[nodiscard]] std::string reasonText() const { return p11_kit_strerror(reason); }
 

@@ -58,7 +58,7 @@ std::unique_ptr<Session> Token::acquireSession(CK_FLAGS flags) {
                 idle_.clear();
             } else if (failure.reason == CKR_SESSION_COUNT && leaseCount_ != 0) {
                 changed_.wait(lock);  // until another thread returns a session
-            } else if (failure.isLoss() && !std::exchange(isRetry, true)) {
+            } else if (failure.isTokenLost() && !std::exchange(isRetry, true)) {
                 const auto file = driverFile_;
                 lock.unlock();
                 markLost(file);
@@ -158,8 +158,8 @@ void Token::logInForOperation(Session& session) {
 KeyStoreError Token::toKeyStoreError(const CallFailure& failure) const {
     auto text =
         "Failed to " + std::string(failure.operation) + " with " + description_ + ": " + failure.reasonText() + ".";
-    if (failure.isLoss()) return KeyStoreError::unavailable(std::move(text));
-    if (failure.isLackOfMechanism()) return KeyStoreError::notSupported(std::move(text));
+    if (failure.isTokenLost()) return KeyStoreError::unavailable(std::move(text));
+    if (failure.isUnsupportedMechanism()) return KeyStoreError::notSupported(std::move(text));
     return KeyStoreError::operationFailed(std::move(text));
 }
 

@@ -44,8 +44,8 @@ class Token {
                 if (login == Login::needed) logIn(lease.session());
                 return action(lease.session(), lease.connection());
             } catch (const CallFailure& failure) {
-                lease.markUnusable(failure.isLoss());
-                if (isRetry || !failure.isLoss()) throw toKeyStoreError(failure);
+                lease.markUnusable(failure.isTokenLost());
+                if (isRetry || !failure.isTokenLost()) throw toKeyStoreError(failure);
             } catch (...) {
                 lease.markUnusable(lease.session().needsReconnect());
                 throw;
