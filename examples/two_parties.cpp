@@ -107,7 +107,8 @@ int run(const ByteBuffer& message) {
 
     std::cout << "One bit of the ciphertext is flipped in transit. B gets this error:\n    ";
     try {
-        std::cout << "no error: " << asText(helperOfB.decodeMessage(tampered(token))) << '\n';
+        const auto accepted = helperOfB.decodeMessage(tampered(token));
+        std::cout << "no error: " << asText(accepted) << '\n';
         return 1;
     } catch (const JOSEError& error) {
         std::cout << error.errorDescription() << '\n';
