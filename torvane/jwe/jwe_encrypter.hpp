@@ -19,7 +19,7 @@ namespace Torvane {
 
 /// One recipient's public key and two algorithms, whose names become the "alg" and "enc" of each token.
 ///
-/// A encrypter keeps no state between calls, so a failed call leaves it unchanged. One encrypter may be used from
+/// An encrypter keeps no state between calls, so a failed call leaves it unchanged. One encrypter may be used from
 /// several threads at once, as long as none of them calls setJwk() or assigns to it. Key and algorithms are checked on
 /// construction.
 class TORVANE_EXPORT JWEEncrypter {

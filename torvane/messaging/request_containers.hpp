@@ -115,7 +115,7 @@ class RequestContainer<Value>::Subscript {
     /// @}
     /// Whether there is a value, be it false or null.
     explicit operator bool() const { return get().has_value(); }
-    /// Compares the value with one, or with std::nullopt.
+    /// Compares the value with another value, or with std::nullopt.
     template <class T>
     friend bool operator==(const Subscript& a, const T& b) {
         return a.get() == b;

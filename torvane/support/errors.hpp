@@ -27,10 +27,11 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// What failed; the message or the underlying error says why.
     enum class Case {
         algorithmNotSupported,  ///< The algorithm's name is unknown, or the algorithm is not for keys of this kind.
-        invalidKeyFormat,       ///< The key does not fit its algorithm, or a secp256k1 JWK lacks a member.
+        invalidKeyFormat,       ///< The key does not fit its algorithm, or a secp256k1 JWK is incomplete or invalid.
         missingKey,             ///< A key set was not given, no key fits, or several fit where one is needed.
         JWSSignerError,         ///< Signing failed; the underlying error says why.
-        JWSVerificationError,   ///< The JWS is malformed, names another algorithm, or does not verify.
+        JWSVerificationError,   ///< The JWS is malformed, names another algorithm, or does not verify; or the key does
+                                ///< not fit the algorithm.
         JWEEncrypterError,      ///< Encryption failed; the underlying error says why.
         JWEDecrypterError,  ///< The JWE is malformed, names other algorithms, or does not decrypt; or the store failed.
         cannotEncodeJWK,    ///< The key or key set cannot be written as JSON (a private key, for example).

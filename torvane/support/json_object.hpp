@@ -81,8 +81,9 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
     ///   their dictionaries. Only classes that also derive from JsonSerializeProtocol count as objects here;
     /// - a present optional is converted as the value that it holds, except that an enumeration in it is kept as it is;
     /// - any other value is kept as it is, whether it is JSON or not.
-    /// The compiler rejects types that can never be JSON: characters, pointers to anything but objects, maps whose keys
-    /// are not text, and types that cannot be copied.
+    ///
+    /// The compiler rejects types that can never be JSON: characters, pointers to anything but objects or text, maps
+    /// whose keys are not text, and types that cannot be copied.
     class TORVANE_EXPORT Property;
 
     /// The properties of an object, as properties() returns them.

@@ -20,7 +20,8 @@ class TORVANE_EXPORT JSONError final : public Error {
     [[nodiscard]] std::string debugDescription() const override;
 };
 
-/// The JSON reader and writer. The reader accepts exactly RFC 8259; the writer makes compact text.
+/// The JSON reader and writer. The reader accepts only RFC 8259, without what jsonObject() rejects beyond that; the
+/// writer makes compact text.
 struct TORVANE_EXPORT JSONSerialization {
     JSONSerialization() = delete;
 

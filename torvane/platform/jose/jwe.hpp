@@ -47,8 +47,8 @@ class TORVANE_EXPORT ReceivedJWE {
     /// What the sender claims; nothing of it is authentic before decrypt().
     [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
 
-    /// Decrypts the ciphertext in place and returns the plaintext, once. After decryptingFailed it is gone, so that
-    /// no other decrypter can be tried.
+    /// Decrypts the ciphertext in place and returns the plaintext, once. After decryptingFailed the ciphertext is gone,
+    /// so that no other decrypter can be tried.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
     ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as
     ///         Decrypter::recoverContentEncryptionKey(); decryptingFailed for everything else, with one text for all
