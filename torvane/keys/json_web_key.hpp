@@ -87,9 +87,9 @@ class TORVANE_EXPORT JsonWebKey {
     /// @}
 
     /// @{
-    /// A private key from the JSON text of a private RSA or EC JWK (RFC 7518, sections 6.2.2 and 6.3.2), for decryption:
-    /// the constructors of JWEDecrypter that take a JsonWebKey accept no other private key, and this one if it fits the
-    /// algorithm. The key is held in memory; encode() and the like never write it.
+    /// A private key from the JSON text of a private RSA or EC JWK (RFC 7518, sections 6.2.2 and 6.3.2), for
+    /// decryption: the constructors of JWEDecrypter that take a JsonWebKey accept no other private key, and this one if
+    /// it fits the algorithm. The key is held in memory; encode() and the like never write it.
     /// @param jwkData the text, in UTF-8. An RSA key needs "p", "q", "dp", "dq" and "qi" besides "d". Its "use" and
     ///        "kid" are ignored.
     /// @param jwkUse what the key is for.
