@@ -63,6 +63,13 @@ TEST(JWTClaims, MovesAndCopiesExplicitly) {
     EXPECT_EQ(source.setIssuer("e").getIssuer(), "e");
 }
 
+TEST(JWTClaims, ReadsAListAsAVectorOfValues) {
+    const auto claims = fromJsonString<JWTClaims>(R"({"list":[1,"a",null],"text":"a"})");
+    EXPECT_EQ(claims.getClaimValue<std::vector<JSONValue>>("list"), (std::vector<JSONValue>{1, "a", nullptr}));
+    EXPECT_ERROR(claims.getClaimValue<std::vector<JSONValue>>("text"),
+                 JOSEError::malformedClaim("Type of claim text is String, expected type is Array.Type"));
+}
+
 TEST(JWTClaims, NullCountsAsPresent) {
     auto claims = fromJsonString<JWTClaims>(R"({"null":null})");
     EXPECT_TRUE(claims.hasClaim("null"));
