@@ -101,7 +101,7 @@ std::string brief(const auto& message) {
     const auto type = message.get_header_value(std::string(URLRequestHeader::header_content_type));
     if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(message.body).jwks.back().keyId();
     if (type != jwtType) return message.body.empty() ? "" : ' ' + type + ' ' + message.body;
-    const auto header = JsonWebStructure::headerOf(message.body).value();
+    const auto header = JsonWebStructure::readHeader(message.body).value();
     return ' ' + type + ' ' + std::string(asText(JSONSerialization::data(header)));
 }
 

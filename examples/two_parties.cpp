@@ -61,7 +61,7 @@ std::string cut(std::string_view text, std::size_t longest = 48) {
 
 // Prints the protected header of a compact token as JSON, and each part with its decoded size.
 void printToken(std::string_view token, const std::vector<std::string>& partNames) {
-    const auto header = JsonWebStructure::headerOf(token);
+    const auto header = JsonWebStructure::readHeader(token);
     if (!header) throw std::runtime_error("the token has no protected header");
     std::cout << "    protected header       " << asText(JSONSerialization::data(*header)) << '\n';
     for (const auto& name : partNames) {

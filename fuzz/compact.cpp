@@ -59,9 +59,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool isToken = tokenParts.size() == 3 || tokenParts.size() == 5;
     require(!rejection.empty() || header == (isToken ? headerIn(tokenParts[0]) : std::nullopt),
             "the structure returns the header of a token");
-    const auto rejectionOfHeader = errorTextOf([&] { header = JsonWebStructure::headerOf(text); });
+    const auto rejectionOfHeader = errorTextOf([&] { header = JsonWebStructure::readHeader(text); });
     require(rejectionOfHeader == expectedRejection(tokenParts, true),
-            "headerOf() reports the first malformed part: " + rejectionOfHeader);
+            "readHeader() reports the first malformed part: " + rejectionOfHeader);
     checkReceived<JOSE::ReceivedJWS>({data, size}, tokenParts, 3);
     checkReceived<JOSE::ReceivedJWE>({data, size}, tokenParts, 5);
     return 0;

@@ -30,7 +30,7 @@ TEST(JsonWebStructure, ReadsBytesAsText) {
     const auto token = bytesOf("eyJhIjoxfQ.e30.AQID");
     EXPECT_EQ(JsonWebStructure(token).components, JsonWebStructure(asText(token)).components);
     EXPECT_EQ(JsonWebStructure(ByteView(token)).getSignature(), (ByteBuffer{1, 2, 3}));
-    EXPECT_EQ(JsonWebStructure::headerOf(token), (JSONValue::Object{{"a", 1}}));
+    EXPECT_EQ(JsonWebStructure::readHeader(token), (JSONValue::Object{{"a", 1}}));
 }
 
 TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
@@ -45,8 +45,8 @@ TEST(JsonWebStructure, KnowsTheFivePartsOfAJWE) {
 
 TEST(JsonWebStructure, OnlyHeaderOfAcceptsAnEmptyPayload) {
     EXPECT_ERROR(JsonWebStructure{"e30..AQ"}, badPart(""));
-    EXPECT_EQ(JsonWebStructure::headerOf("eyJhIjoxfQ..AQ"), (JSONValue::Object{{"a", 1}}));
-    EXPECT_ERROR(JsonWebStructure::headerOf("e30..*"), badPart("*"));
+    EXPECT_EQ(JsonWebStructure::readHeader("eyJhIjoxfQ..AQ"), (JSONValue::Object{{"a", 1}}));
+    EXPECT_ERROR(JsonWebStructure::readHeader("e30..*"), badPart("*"));
 }
 
 TEST(JsonWebStructure, IndicesOutOfRangeReturnNothing) {

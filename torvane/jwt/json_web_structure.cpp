@@ -62,7 +62,7 @@ JsonWebStructure::JsonWebStructure(std::vector<ByteBuffer> decoded) : components
     }
 }
 
-std::optional<JSONValue::Object> JsonWebStructure::headerOf(std::string_view text) {
+std::optional<JSONValue::Object> JsonWebStructure::readHeader(std::string_view text) {
     const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '.')) + 1;
     std::size_t position = 0;
     forEachPart(text, [&](std::string_view part) {

@@ -53,9 +53,9 @@ class TORVANE_EXPORT JsonWebStructure {
     /// The protected header of a token, as getHeader() returns it. Every part is checked as by the constructor, but
     /// only the header is decoded, and the payload of a JWS may be empty.
     /// @throws JOSEError as the constructor.
-    [[nodiscard]] static std::optional<JSONValue::Object> headerOf(std::string_view compactSerialization);
-    [[nodiscard]] static std::optional<JSONValue::Object> headerOf(ByteView compactSerialization) {
-        return headerOf(asText(compactSerialization));
+    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(std::string_view compactSerialization);
+    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(ByteView compactSerialization) {
+        return readHeader(asText(compactSerialization));
     }
     /// @}
 

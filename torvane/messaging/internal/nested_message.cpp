@@ -42,7 +42,7 @@ std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
 // Returns nothing for a header that cannot be read or has no "kid": the keys are then looked up without an id.
 std::optional<std::string> extractKeyId(ByteView compactSerialization) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
-    const auto header = JsonWebStructure::headerOf(text);
+    const auto header = JsonWebStructure::readHeader(text);
     return header ? keyIdIn(*header) : std::nullopt;
 }
 
