@@ -108,7 +108,7 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
 
     /// "nbf".
     JWTClaims& setNotBefore(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    /// "nbf", as the system clock's time minus a number of seconds, for peers whose clocks are slow.
+    /// Sets "nbf" to the system clock's time minus a number of seconds, for peers whose clocks are slow.
     JWTClaims& setNotBeforeSecondsInThePast(double seconds) TORVANE_LIFETIMEBOUND;
     /// "nbf".
     [[nodiscard]] double getNotBefore() const;

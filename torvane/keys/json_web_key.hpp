@@ -140,9 +140,8 @@ class TORVANE_EXPORT JsonWebKey {
 
     /// @{
     /// The JWK as JSON text in UTF-8. Nothing for an RSA or EC private key, for a secp256k1 private key without its
-    /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a
-    /// key, a pairing key of another pair). The
-    /// text of a secp256k1 private key holds "d" and is a secret.
+    /// pairing key, and for a key that cannot be written (an id that is not UTF-8, raw bytes that are not a key, a
+    /// pairing key of another pair). The text of a secp256k1 private key holds "d" and is a secret.
     [[nodiscard]] std::optional<ByteBuffer> encode() const;
     [[nodiscard]] std::optional<std::string> encodeToString() const;
     /// @}

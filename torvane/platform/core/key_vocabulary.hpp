@@ -118,10 +118,10 @@ enum class KeyClass {
     privateKey,  ///< Signs, decrypts and agrees on keys. Opening one may ask for a passphrase or PIN.
 };
 
-/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `whose` says
-/// which secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
+/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `description` says which
+/// secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
 /// operation that needs the secret, and never from two threads at once. An exception that it throws reaches the caller
 /// of that operation.
-using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view whose)>;
+using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view description)>;
 
 }  // namespace Torvane

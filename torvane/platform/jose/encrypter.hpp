@@ -29,7 +29,8 @@ struct ContentEncryptionKey {
 class TORVANE_EXPORT Encrypter {
   public:
     /// @{
-    /// An encrypter; nothing unless the key is a public one that fits the key management algorithm.
+    /// An encrypter; nothing unless the key is a public one that fits the key management algorithm. A JWK whose members
+    /// are not a valid key gives nothing too.
     [[nodiscard]] static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                                          ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                                          const SecKey& encryptionKey);
@@ -67,7 +68,8 @@ class TORVANE_EXPORT Encrypter {
 class TORVANE_EXPORT Decrypter {
   public:
     /// @{
-    /// A decrypter; nothing unless the key is a private one that fits the key management algorithm.
+    /// A decrypter; nothing unless the key is a private one that fits the key management algorithm. A JWK whose members
+    /// are not a valid key gives nothing too.
     [[nodiscard]] static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                                          ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                                          const SecKey& decryptionKey);

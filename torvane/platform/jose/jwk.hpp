@@ -22,6 +22,10 @@
 
 namespace Torvane::JOSE {
 
+/// Whether a member of a JWK is private, or part of a shared secret: "d", "p", "q", "dp", "dq", "qi", "oth" or "k" (RFC
+/// 7518, sections 6.2.2, 6.3.2 and 6.4.1).
+[[nodiscard]] TORVANE_EXPORT bool isPrivateMember(std::string_view name) noexcept;
+
 /// A key as its public members, of any "kty".
 ///
 /// Immutable, cheap to copy, and safe to use from several threads at once. It has no move operations, so no JWK is ever

@@ -10,19 +10,19 @@
 
 namespace Torvane::Zennet {
 
-Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, secret));
-    auto key = readKeyFile(uri, keyClass, secret);
+Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
+    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, askForSecret));
+    auto key = readKeyFile(uri, keyClass, askForSecret);
     if (!Crypto::isSecp256k1(key.get())) return Key(makeSoftwareKey(std::move(key), keyClass));
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
     return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);
 }
 
-PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret) {
+PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& askForSecret) {
     if (isPkcs11URI(uri)) {
         throw KeyStoreError::notSupported("A secp256k1 key cannot be made in a PKCS #11 token.");
     }
-    const auto key = writeKeyFile(uri, Crypto::generateSecp256k1(), secret);
+    const auto key = writeKeyFile(uri, Crypto::generateSecp256k1(), askForSecret);
     return {Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key};
 }
 

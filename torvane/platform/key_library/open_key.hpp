@@ -20,16 +20,17 @@ namespace Torvane::Zennet {
 ///
 /// @param uri a "pkcs11:" or "file:" URI, or a path; Torvane::openKey() says what it may name.
 /// @param keyClass which key of the pair to return.
-/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty.
-/// @throws KeyStoreError and SecurityError as Torvane::openKey(), and whatever `secret` throws.
-[[nodiscard]] TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
+/// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty.
+/// @throws KeyStoreError and SecurityError as Torvane::openKey(), and whatever `askForSecret` throws.
+[[nodiscard]] TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass,
+                                         const SecretSource& askForSecret = {});
 
 /// Makes a secp256k1 key pair as a new PEM file in PKCS #8 (RFC 5958) that only its owner may read, and returns the
 /// private key. A file that exists already is never replaced.
 /// @param uri a "file:" URI or a path.
-/// @param secret gives the passphrase of the new file, as for generateECKeyAt(); without one it is not encrypted.
+/// @param askForSecret gives the passphrase of the new file, as for generateECKeyAt(); without one it is not encrypted.
 /// @throws KeyStoreError invalidURI for a malformed URI; unavailable when the file exists or cannot be written;
-///         notSupported for a "pkcs11:" URI. Whatever `secret` throws. After an error there is no new file.
-TORVANE_EXPORT PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& secret = {});
+///         notSupported for a "pkcs11:" URI. Whatever `askForSecret` throws. After an error there is no new file.
+TORVANE_EXPORT PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& askForSecret = {});
 
 }  // namespace Torvane::Zennet

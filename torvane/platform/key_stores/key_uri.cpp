@@ -9,8 +9,8 @@
 namespace Torvane {
 namespace {
 
-SecKey writeToFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
-    return makeSoftwareKey(writeKeyFile(uri, key, secret), KeyClass::privateKey);
+SecKey writeToFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret) {
+    return makeSoftwareKey(writeKeyFile(uri, key, askForSecret), KeyClass::privateKey);
 }
 
 }  // namespace
@@ -19,20 +19,20 @@ bool isPkcs11URI(std::string_view uri) noexcept {
     return hasScheme(uri, "pkcs11");
 }
 
-SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    if (isPkcs11URI(uri)) return Pkcs11KeyStore(uri, secret).key(keyClass);
-    return makeSoftwareKey(readKeyFile(uri, keyClass, secret), keyClass);
+SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
+    if (isPkcs11URI(uri)) return Pkcs11KeyStore(uri, askForSecret).key(keyClass);
+    return makeSoftwareKey(readKeyFile(uri, keyClass, askForSecret), keyClass);
 }
 
-SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret) {
-    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateRSA(modulusBits), secret);
-    const Pkcs11KeyStore store(uri, secret);
+SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& askForSecret) {
+    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateRSA(modulusBits), askForSecret);
+    const Pkcs11KeyStore store(uri, askForSecret);
     return store.generateRSA(modulusBits, store.keyName());
 }
 
-SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret) {
-    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateEC(curve), secret);
-    const Pkcs11KeyStore store(uri, secret);
+SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret) {
+    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateEC(curve), askForSecret);
+    const Pkcs11KeyStore store(uri, askForSecret);
     return store.generateEC(curve, store.keyName());
 }
 

@@ -33,15 +33,16 @@ namespace Torvane {
 ///
 /// @param uri the URI or path.
 /// @param keyClass which key of the pair to return.
-/// @param secret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a "pkcs11:"
-///        URI it is kept as long as the returned private key lives, to log in again.
+/// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a
+///        "pkcs11:" URI it is kept as long as the returned private key lives, to log in again.
 /// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
 ///         may also come from "type=private"); unavailable when the file, driver or device cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
 ///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11; operationFailed for another failure of
 ///         the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or a private key
-///         that does not belong to the public key beside it. Whatever `secret` throws.
-[[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& secret = {});
+///         that does not belong to the public key beside it. Whatever `askForSecret` throws.
+[[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
+                                            const SecretSource& askForSecret = {});
 
 /// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.
 ///
@@ -51,19 +52,20 @@ namespace Torvane {
 ///
 /// @param uri the URI or path; a path names a file that does not exist yet.
 /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
-/// @param secret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the file is
-///        encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
+/// @param askForSecret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the
+///        file is encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
 ///        encrypted.
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
 ///         the PKCS #11 token has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After
 ///         an error there is no new file.
-TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& secret = {});
+TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits,
+                                       const SecretSource& askForSecret = {});
 
 /// Makes an EC key pair at a URI, as generateRSAKeyAt() makes an RSA key pair, and returns the private key.
 /// @param uri the URI or path; a path names a file that does not exist yet.
 /// @param curve the curve of the key.
-/// @param secret as for generateRSAKeyAt().
+/// @param askForSecret as for generateRSAKeyAt().
 /// @throws KeyStoreError as generateRSAKeyAt().
-TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& secret = {});
+TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret = {});
 
 }  // namespace Torvane

@@ -24,7 +24,7 @@ using PKCS11::URI;
 using Login = Token::Login;
 
 // A PIN in the URI takes precedence over the caller's source.
-SecretSource choosePinSource(const URI& uri, SecretSource source) {
+SecretSource choosePinSource(const URI& uri, SecretSource askForPin) {
     if (const char* value = uri.pinValue()) {
         const auto bytes = asBytes(value);
         return [pin = SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return pin; };
@@ -36,7 +36,7 @@ SecretSource choosePinSource(const URI& uri, SecretSource source) {
             return pin;
         };
     }
-    return source;
+    return askForPin;
 }
 
 // The public components that the private key reveals, or else those of the public key or certificate with the same id.
@@ -147,12 +147,12 @@ class Pkcs11Key final : public StoreKey {
 
 class Pkcs11KeyStore::State {
   public:
-    State(URI uri, SecretSource pin)
+    State(URI uri, SecretSource askForPin)
         : path_(uri.path()),
           keyName_(uri.keyName()),
           type_(uri.type()),
-          hasPinSource_(pin || uri.pinValue() || uri.pinSource()) {
-        auto source = choosePinSource(uri, std::move(pin));
+          hasPinSource_(askForPin || uri.pinValue() || uri.pinSource()) {
+        auto source = choosePinSource(uri, std::move(askForPin));
         token_ = std::make_shared<Token>(std::move(uri), std::move(source));
     }
 
@@ -223,8 +223,8 @@ class Pkcs11KeyStore::State {
     mutable std::mutex generateMutex_;
 };
 
-Pkcs11KeyStore::Pkcs11KeyStore(std::string_view uri, SecretSource pin)
-    : state_(std::make_shared<State>(URI(uri), std::move(pin))) {}
+Pkcs11KeyStore::Pkcs11KeyStore(std::string_view uri, SecretSource askForPin)
+    : state_(std::make_shared<State>(URI(uri), std::move(askForPin))) {}
 
 const KeyName& Pkcs11KeyStore::keyName() const noexcept {
     return state_->keyName();

@@ -21,8 +21,8 @@ namespace Torvane {
 /// connection, and so do the keys, which may outlive the store. All of them may be used from several threads at once.
 ///
 /// The PIN is asked for when a private key is needed and this process is not logged in to the PKCS #11 token, which has
-/// one login per process. A PIN from the callback or a pin-source is not kept, a pin-value of the URI is. The
-/// callback `pin` may be called from any thread that uses a key, and must not use keys of the same PKCS #11 token.
+/// one login per process. A PIN from the callback or a pin-source is not kept, a pin-value of the URI is. The callback
+/// `askForPin` may be called from any thread that uses a key, and must not use keys of the same PKCS #11 token.
 ///
 /// While the PKCS #11 token is gone, operations throw KeyStoreError unavailable. Once it is back, the next operation
 /// connects again, asks for the PIN again, and goes on with the key if it is still the same key. All stores of this
@@ -36,7 +36,7 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     /// Connects to the one PKCS #11 token that a "pkcs11:" URI names; openKey() lists what the URI may contain.
     /// @throws KeyStoreError invalidURI; unavailable when there is no such driver or PKCS #11 token, or more than one
     ///         matches; notSupported when the library is built without PKCS #11.
-    explicit Pkcs11KeyStore(std::string_view uri, SecretSource pin = {});
+    explicit Pkcs11KeyStore(std::string_view uri, SecretSource askForPin = {});
 
     /// @{
     /// A move is a copy, so a moved-from store still works.

@@ -83,9 +83,9 @@ SecKey SoftwareKeyStore::load(ByteView encoded) {
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
-SecKey SoftwareKeyStore::load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
+SecKey SoftwareKeyStore::load(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase,
                               std::string_view origin) {
-    return makeSoftwareKey(Crypto::readKey(encoded, keyClass, passphrase, origin), keyClass);
+    return makeSoftwareKey(Crypto::readKey(encoded, keyClass, askForPassphrase, origin), keyClass);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {

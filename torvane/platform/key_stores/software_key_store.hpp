@@ -45,15 +45,16 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// public key, and a public key over the first certificate.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
-    /// @param passphrase called at most once, and only if the input is encrypted; may be empty.
+    /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty.
     /// @param origin the name of the input in error texts.
     /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
-    ///         it holds no key of that class, or more than one. SecurityError as above. Whatever `passphrase` throws.
-    [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase,
+    ///         it holds no key of that class, or more than one. SecurityError as load(encoded). Whatever
+    ///         `askForPassphrase` throws.
+    [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase,
                                      std::string_view origin = "the text");
-    [[nodiscard]] static SecKey load(const TextLike auto& encoded, KeyClass keyClass, const SecretSource& passphrase,
-                                     std::string_view origin = "the text") {
-        return load(asBytes(encoded), keyClass, passphrase, origin);
+    [[nodiscard]] static SecKey load(const TextLike auto& encoded, KeyClass keyClass,
+                                     const SecretSource& askForPassphrase, std::string_view origin = "the text") {
+        return load(asBytes(encoded), keyClass, askForPassphrase, origin);
     }
     /// @}
 

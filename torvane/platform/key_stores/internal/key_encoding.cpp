@@ -29,7 +29,8 @@ constexpr int pbkdf2Iterations = 600'000;
 // Calls the source at most once, however often OpenSSL asks: it tries to decode a text in several ways.
 class PassphrasePrompt {
   public:
-    PassphrasePrompt(const SecretSource& source, std::string_view whose) : source_(source), whose_(whose) {}
+    PassphrasePrompt(const SecretSource& askForPassphrase, std::string_view description)
+        : askForPassphrase_(askForPassphrase), description_(description) {}
 
     [[nodiscard]] bool wasAsked() const noexcept { return wasAsked_; }
     [[nodiscard]] bool wasAnswered() const noexcept { return answer_.has_value(); }
@@ -56,9 +57,9 @@ class PassphrasePrompt {
     }
 
     const SecretBuffer* ask() noexcept {
-        if (!std::exchange(wasAsked_, true) && source_) {
+        if (!std::exchange(wasAsked_, true) && askForPassphrase_) {
             try {
-                answer_ = source_(whose_);
+                answer_ = askForPassphrase_(description_);
             } catch (...) {
                 thrown_ = std::current_exception();
             }
@@ -66,8 +67,8 @@ class PassphrasePrompt {
         return answer_ ? &*answer_ : nullptr;
     }
 
-    const SecretSource& source_;
-    std::string_view whose_;
+    const SecretSource& askForPassphrase_;
+    std::string_view description_;
     bool wasAsked_ = false;
     std::optional<SecretBuffer> answer_;
     std::exception_ptr thrown_;
@@ -132,12 +133,12 @@ Container contentsOf(const Bio& output) {
 
 }  // namespace
 
-KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view whose) {
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view description) {
     const ErrorScope scope;
     KeysRead keys;
     if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return keys;
     const auto method = PassphrasePrompt::makeMethod();
-    PassphrasePrompt passphrase(source, whose);
+    PassphrasePrompt passphrase(askForPassphrase, description);
     for (const int expected : {0, OSSL_STORE_INFO_PUBKEY}) {
         if (keys.empty()) readInto(keys, encoded, expected, method.get(), passphrase);
     }
@@ -146,8 +147,8 @@ KeysRead readKeys(ByteView encoded, const SecretSource& source, std::string_view
     return keys;
 }
 
-Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase, std::string_view origin) {
-    auto keys = readKeys(encoded, passphrase, "the passphrase of " + std::string(origin));
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin) {
+    auto keys = readKeys(encoded, askForPassphrase, "the passphrase of " + std::string(origin));
     if (keys.privateKeys.size() == 1) return requireConsistentPair(std::move(keys.privateKeys.front()));
     if (keyClass == KeyClass::publicKey && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());

@@ -16,7 +16,7 @@ struct KeysRead {
     std::vector<Pkey> publicKeys;
     /// The public keys of certificates.
     std::vector<Pkey> certifiedKeys;
-    /// Whether the source gave a passphrase.
+    /// Whether the callback gave a passphrase.
     bool hadPassphrase = false;
     /// Whether a part of the text could not be decrypted.
     bool remainsEncrypted = false;
@@ -27,16 +27,16 @@ struct KeysRead {
 };
 
 /// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever
-/// else the text holds is skipped, and so are objects after the 64th. The source may be null and is called at most
-/// once, with `whose`.
-/// @throws whatever `passphrase` throws.
-KeysRead readKeys(ByteView encoded, const SecretSource& passphrase, std::string_view whose);
+/// else the text holds is skipped, and so are objects after the 64th. The callback may be empty and is called at most
+/// once, with `description`.
+/// @throws whatever the callback throws.
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view description);
 
 /// Reads the one key of that class. For a public key a private key takes precedence over a public key, and a public key
 /// over the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
 ///         more than one; SecurityError for a private key that does not match its public key.
-Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& passphrase, std::string_view origin);
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin);
 
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
 /// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).

@@ -24,7 +24,7 @@ Registry& registry() {
 
 }  // namespace
 
-Token::Token(URI uri, SecretSource pin) : uri_(std::move(uri)), pin_(std::move(pin)) {
+Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_(std::move(askForPin)) {
     connect();
     const std::lock_guard lock(registry().mutex);
     registry().tokens.insert(this);
@@ -129,7 +129,7 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
     std::optional<SecretBuffer> pin;
     // A token with a protected authentication path asks for the PIN itself, for example on its keypad.
     if ((flags_ & CKF_PROTECTED_AUTHENTICATION_PATH) == 0) {
-        if (pin_) pin = pin_("the PIN of " + description_);
+        if (askForPin_) pin = askForPin_("the PIN of " + description_);
         if (!pin) throw KeyStoreError::wrongSecret("A PIN is needed for " + description_ + ".");
     }
     const auto size = static_cast<CK_ULONG>(pin ? pin->size() : 0);

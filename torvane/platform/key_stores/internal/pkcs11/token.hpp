@@ -27,7 +27,7 @@ class Token {
 
     /// Connects.
     /// @throws KeyStoreError unavailable when no driver has such a token, or more than one matches.
-    Token(URI uri, SecretSource pin);
+    Token(URI uri, SecretSource askForPin);
     ~Token();
 
     /// Runs action(session, connection) and returns its result. `connection` is a number that changes with each new
@@ -110,7 +110,7 @@ class Token {
     [[nodiscard]] KeyStoreError toKeyStoreError(const CallFailure& failure) const;
 
     const URI uri_;
-    const SecretSource pin_;
+    const SecretSource askForPin_;
     // Held while a PIN is asked for, so that there is one prompt at a time.
     std::mutex promptMutex_;
 
