@@ -314,8 +314,8 @@ def silence():
         found = re.fullmatch(r".*:(.+\.o): +U (\S+)", line)
         if found and talk.fullmatch(found[2]):
             said.setdefault(found[1], set()).add(found[2])
-    same(said, {"error.cpp.o"}, "objects that print or exit")
-    expect(said["error.cpp.o"] <= {"stderr", "fprintf", "fputs", "fwrite", "abort", "__fprintf_chk"}, f"{said}")
+    same(said, {"stop_process.cpp.o"}, "objects that print or exit")
+    expect(said["stop_process.cpp.o"] <= {"stderr", "fprintf", "fputs", "fwrite", "abort", "__fprintf_chk"}, f"{said}")
 
 
 def debian_packages():

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/internal/stop_process.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/jwe.hpp"

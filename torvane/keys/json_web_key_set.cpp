@@ -7,6 +7,7 @@
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/encodings/base64.hpp"
+#include "torvane/platform/core/internal/stop_process.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"

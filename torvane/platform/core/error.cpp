@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <ostream>
 #include <utility>
 
@@ -103,11 +102,6 @@ std::string debugQuoted(std::string_view text) {
     }
     result += '"';
     return result;
-}
-
-void stopProcess(std::string_view why) noexcept {
-    static_cast<void>(std::fprintf(stderr, "torvane: %.*s\n", static_cast<int>(why.size()), why.data()));
-    std::abort();
 }
 
 }  // namespace Torvane

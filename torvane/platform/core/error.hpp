@@ -100,7 +100,4 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
 /// The text in double quotes, with quotes, backslashes and control characters escaped.
 [[nodiscard]] TORVANE_EXPORT std::string debugQuoted(std::string_view text);
 
-/// Prints the reason to stderr and aborts the process: for broken preconditions, and when the random source fails.
-[[noreturn]] TORVANE_EXPORT void stopProcess(std::string_view why) noexcept;
-
 }  // namespace Torvane

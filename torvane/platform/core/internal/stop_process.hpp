@@ -1,0 +1,11 @@
+// The end of a process that cannot go on.
+#pragma once
+
+#include <string_view>
+
+namespace Torvane {
+
+/// Prints the reason to stderr and aborts the process: for broken preconditions, and when the random source fails.
+[[noreturn]] void stopProcess(std::string_view why) noexcept;
+
+}  // namespace Torvane
