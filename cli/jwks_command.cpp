@@ -47,8 +47,6 @@ struct Verdict {
     std::vector<std::string> faults, remarks;
 };
 
-constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
-
 std::optional<JWKUse> findUse(const SetEntry& entry) {
     return fromRawValue<JWKUse>(readMember(entry, "use"));
 }
@@ -56,7 +54,7 @@ std::optional<JWKUse> findUse(const SetEntry& entry) {
 Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
     if (entry.error) verdict.faults.push_back(printable(localizedDescription(entry.error)));
-    if (std::ranges::any_of(privateMembers, [&](auto name) { return entry.members.contains(name); })) {
+    if (std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); })) {
         verdict.faults.emplace_back("It holds a private key.");
     }
     if (!entry.key) return verdict;

@@ -15,10 +15,6 @@ bool isSecp256k1(const Zennet::Key& key) noexcept {
     return Zennet::Secp256k1Utils::isSecp256k1Key(key);
 }
 
-std::size_t countBits(const ByteBuffer& number) noexcept {
-    return number.empty() ? 0 : (number.size() - 1) * 8 + static_cast<std::size_t>(std::bit_width(number.front()));
-}
-
 template <class Algorithm>
 std::vector<std::string> listFitting(const SecKey& key) {
     std::vector<std::string> names;

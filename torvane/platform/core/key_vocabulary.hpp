@@ -56,6 +56,11 @@ enum class EllipticCurve {
 }
 
 /// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
+/// Bits of an unsigned big-endian number without leading zero bytes: the size of an RSA key is that of its modulus.
+[[nodiscard]] constexpr std::size_t countBits(ByteView number) noexcept {
+    return number.empty() ? 0 : number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
+}
+
 struct RSAPublicComponents {
     /// n: 256 bytes for a key of 2048 bits.
     ByteBuffer modulus;

@@ -19,8 +19,8 @@ std::size_t bitLength(const ByteBuffer& number) noexcept {
 bool isUsableRSA(const SecKey& key) noexcept {
     const auto* rsa = std::get_if<RSAPublicComponents>(&key.publicComponents());
     if (rsa == nullptr) return false;
-    const auto modulusBits = bitLength(rsa->modulus);
-    const auto exponentBits = bitLength(rsa->exponent);
+    const auto modulusBits = countBits(rsa->modulus);
+    const auto exponentBits = countBits(rsa->exponent);
     const bool isOdd = exponentBits > 0 && (rsa->exponent.back() & 1) == 1;
     return modulusBits >= minimumModulusBits && modulusBits <= maximumModulusBits && isOdd && exponentBits >= 2 &&
            exponentBits <= maximumExponentBits;

@@ -13,13 +13,6 @@
 namespace Torvane::JOSE {
 namespace {
 
-// RFC 7518, sections 6.2.2, 6.3.2 and 6.4.1.
-constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
-
-bool isPrivate(std::string_view name) {
-    return std::ranges::find(privateMembers, name) != privateMembers.end();
-}
-
 constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 static_assert(curves.size() == static_cast<std::size_t>(EllipticCurve::P521) + 1);
@@ -112,13 +105,13 @@ StringMap selectPublicStrings(const JSONValue::Object& members) {
     StringMap strings;
     for (const auto& [name, value] : members) {
         const auto* string = value.as<std::string>();
-        if (string && !isPrivate(name)) strings.emplace(name, *string);
+        if (string && !isPrivateMember(name)) strings.emplace(name, *string);
     }
     return strings;
 }
 
 StringMap dropPrivateMembers(StringMap parameters) {
-    std::erase_if(parameters, [](const auto& parameter) { return isPrivate(parameter.first); });
+    std::erase_if(parameters, [](const auto& parameter) { return isPrivateMember(parameter.first); });
     return parameters;
 }
 
@@ -146,6 +139,11 @@ StringMap makeECParameters(const SecKey& key, StringMap parameters) {
 }
 
 }  // namespace
+
+bool isPrivateMember(std::string_view name) noexcept {
+    constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
+    return std::ranges::find(privateMembers, name) != privateMembers.end();
+}
 
 JWK::JWK(StringMap parameters, Key key)
     : state_(std::make_shared<const State>(State{std::move(parameters), std::move(key)})) {}

@@ -20,9 +20,7 @@ bool isPair(ByteView scalar, const Secp256k1::Point& point) {
 
 std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y) {
     if (x.size() != Secp256k1::coordinateSize || y.size() != Secp256k1::coordinateSize) return std::nullopt;
-    ByteBuffer encoded{0x04};
-    encoded.insert(encoded.end(), x.begin(), x.end());
-    encoded.insert(encoded.end(), y.begin(), y.end());
+    const auto encoded = Crypto::encodePoint(x, y);
     if (!Secp256k1::parsePublicPoint(encoded)) return std::nullopt;
     return PublicKey(encoded, KeyType::SECP256K1Key);
 }

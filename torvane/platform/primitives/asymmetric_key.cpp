@@ -1,5 +1,6 @@
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <utility>
@@ -68,10 +69,7 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
 }
 
 void push(KeyBuilder& builder, const ECPublicComponents& key) {
-    ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
-    point.insert(point.end(), key.x.begin(), key.x.end());
-    point.insert(point.end(), key.y.begin(), key.y.end());
-    builder.pushPoint(openSSLCurveName(key.curve), std::move(point));
+    builder.pushPoint(openSSLCurveName(key.curve), encodePoint(key.x, key.y));
 }
 
 [[noreturn]] void rejectPair() {
@@ -120,6 +118,13 @@ std::optional<EllipticCurve> readCurve(const EVP_PKEY* key) noexcept {
 }
 
 }  // namespace
+
+ByteBuffer encodePoint(ByteView x, ByteView y) {
+    ByteBuffer point(1 + x.size() + y.size());
+    point.front() = POINT_CONVERSION_UNCOMPRESSED;
+    std::ranges::copy(y, std::ranges::copy(x, point.begin() + 1).out);
+    return point;
+}
 
 const char* openSSLCurveName(EllipticCurve curve) noexcept {
     switch (curve) {
@@ -213,12 +218,8 @@ SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key) {
 
 ByteBuffer readSecp256k1Point(const EVP_PKEY* key) {
     const ErrorScope scope;
-    ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
-    for (const char* coordinate : {OSSL_PKEY_PARAM_EC_PUB_X, OSSL_PKEY_PARAM_EC_PUB_Y}) {
-        const auto bytes = readComponent(key, coordinate, Secp256k1::scalarSize);
-        point.insert(point.end(), bytes.begin(), bytes.end());
-    }
-    return point;
+    return encodePoint(readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, Secp256k1::coordinateSize),
+                       readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, Secp256k1::coordinateSize));
 }
 
 Pkey requireConsistentPair(Pkey key) {

@@ -11,6 +11,9 @@
 
 namespace Torvane::Crypto {
 
+/// A point in uncompressed form (SEC 1, section 2.3.3): 0x04, x and y. Both coordinates have the size of the curve.
+ByteBuffer encodePoint(ByteView x, ByteView y);
+
 /// OpenSSL's name of a curve, for example "P-256".
 const char* openSSLCurveName(EllipticCurve curve) noexcept;
 
