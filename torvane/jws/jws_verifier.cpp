@@ -11,8 +11,8 @@ JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgo
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, {}) {}
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
-    return verifyReceivedJWS(*this,
-                             wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData); }));
+    auto jws = wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData); });
+    return verifyReceivedJWS(*this, jws);
 }
 
 }  // namespace Torvane

@@ -10,11 +10,9 @@ JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::Sign
     return *algorithm.algorithm();
 }
 
-ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS&& jws) {
+ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS& jws) {
     return wrapErrors(JOSEError::JWSVerificationError, [&] {
-        return std::move(jws)
-            .validate(makeSignerOrVerifier<JOSE::Verifier>(verifier.jwsAlgorithm(), verifier.jwk().key()))
-            .data();
+        return jws.validate(makeSignerOrVerifier<JOSE::Verifier>(verifier.jwsAlgorithm(), verifier.jwk().key())).data();
     });
 }
 

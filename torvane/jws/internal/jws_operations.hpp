@@ -47,8 +47,8 @@ Signed makeWithHeader(const JWSSigner& signer, ByteView payload, const JOSE::Hea
     });
 }
 
-/// Verifies a JWS that has been read. After a failure it keeps its payload, to be tried with another key.
+/// Verifies a JWS that has been read. After a failure it keeps its payload, so another key can be tried.
 /// @throws JOSEError JWSVerificationError.
-ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS&& jws);
+ByteBuffer verifyReceivedJWS(const JWSVerifier& verifier, JOSE::ReceivedJWS& jws);
 
 }  // namespace Torvane

@@ -88,7 +88,7 @@ ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std
         if (!key.key().isPublicKey()) continue;
         const JWSVerifier verifier(algorithm, key);
         try {
-            return jws_ ? verifyReceivedJWS(verifier, *std::move(jws_)) : verifier.verifyJWS(text_.data());
+            return jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data());
         } catch (const JOSEError&) {
             lastError = std::current_exception();
         }

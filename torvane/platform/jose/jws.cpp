@@ -133,7 +133,7 @@ ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(read(compa
 ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization)
     : ReceivedJWS(read(compactSerialization, &compactSerialization)) {}
 
-Payload ReceivedJWS::validate(const Verifier& verifier) && {
+Payload ReceivedJWS::validate(const Verifier& verifier) {
     if (header_.algorithm() != rawValue(verifier.algorithm())) {
         throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the verifier's.");
     }

@@ -57,10 +57,10 @@ class TORVANE_EXPORT ReceivedJWS {
 
     /// Verifies the signature and returns the payload, once. After a failure the payload is kept, so that another
     /// verifier can be tried.
-    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed
-    ///         when the signature does not verify, or when the payload has been handed out; parsingFailed for a
-    ///         moved-from JWS.
-    [[nodiscard]] Payload validate(const Verifier& verifier) &&;
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the verifier's; verifyingFailed when
+    ///         the signature does not verify, or when the payload has been handed out; parsingFailed for a moved-from
+    ///         JWS.
+    [[nodiscard]] Payload validate(const Verifier& verifier);
 
   private:
     using Parts = std::array<std::string_view, JWS::componentCount>;
