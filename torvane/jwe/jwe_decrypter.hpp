@@ -34,11 +34,16 @@ class TORVANE_EXPORT JWEDecrypter {
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& decryptionPrivateKey);
 
-    /// A decrypter with a JSON Web Key from JsonWebKey::fromPrivateJwk(); no other private key carries a JWK. The
-    /// parameters are those of the other constructor.
-    /// @throws JOSEError algorithmNotSupported as the other constructor; then invalidKeyFormat for a key without a JWK;
-    ///         algorithmNotSupported "Unsupported Key" for a public key, or one of a type
-    ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
+    /// A decrypter with a JSON Web Key.
+    /// @param jweKeyManagementAlgorithm the only "alg" that is accepted: an enumerator, or a name such as
+    ///        "RSA-OAEP-256".
+    /// @param jweContentEncryptionAlgorithm the only "enc" that is accepted: an enumerator, or a name such as
+    ///        "A128CBC-HS256".
+    /// @param decryptionPrivateKey our private key, from JsonWebKey::fromPrivateJwk(); no other private key has a JWK.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
+    ///         unknown; then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
+    ///         public key, or one of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does
+    ///         not fit.
     JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& decryptionPrivateKey);
@@ -72,8 +77,8 @@ class TORVANE_EXPORT JWEDecrypter {
 
     /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
     ///
-    /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header
-    /// is checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
+    /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header is
+    /// checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
     /// @returns the plaintext exactly as it was encrypted, with a capacity up to 16 bytes (an AES block) larger.
     /// @throws JOSEError JWEDecrypterError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
     ///         token or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and

@@ -35,11 +35,15 @@ class TORVANE_EXPORT JWEEncrypter {
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& encryptionPublicKey, std::optional<std::string> keyId);
 
-    /// An encrypter with a JSON Web Key. The parameters are those of the other constructor; the key's own id is not
-    /// used.
-    /// @throws JOSEError algorithmNotSupported as the other constructor; then invalidKeyFormat for a key without a JWK;
-    ///         algorithmNotSupported "Unsupported Key" for a private key, or one of a type
-    ///         other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does not fit.
+    /// An encrypter with a JSON Web Key.
+    /// @param jweKeyManagementAlgorithm the "alg": an enumerator, or a name such as "RSA-OAEP-256".
+    /// @param jweContentEncryptionAlgorithm the "enc": an enumerator, or a name such as "A128CBC-HS256".
+    /// @param encryptionPublicKey the recipient's public key. Its own id is not used.
+    /// @param keyId the "kid"; nothing for tokens without one.
+    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
+    ///         unknown; then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
+    ///         private key, or one of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does
+    ///         not fit.
     JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId);

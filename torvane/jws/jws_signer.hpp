@@ -24,7 +24,7 @@ class TORVANE_EXPORT JWSSigner {
   public:
     /// A signer with a JSON Web Key.
     /// @param jwsAlgorithm an enumerator, or a name such as "RS256".
-    /// @param jwk the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
+    /// @param key the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
     ///        empty, becomes the "kid".
     /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
     JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);

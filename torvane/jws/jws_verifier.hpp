@@ -15,14 +15,14 @@ namespace Torvane {
 
 /// One algorithm and one public key, both chosen by the recipient and not by the token.
 ///
-/// A verifier keeps no state between calls, so a failed call leaves it unchanged. One verifier may be used from
-/// several threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm
-/// is checked on verifying.
+/// A verifier keeps no state between calls, so a failed call leaves it unchanged. One verifier may be used from several
+/// threads at once, as long as none of them calls setJwk() or assigns to it. Whether the key fits the algorithm is
+/// checked on verifying.
 class TORVANE_EXPORT JWSVerifier {
   public:
     /// A verifier with a JSON Web Key.
     /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "RS256".
-    /// @param jwk the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
+    /// @param key the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
     ///        compared with the "kid".
     /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
     JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);

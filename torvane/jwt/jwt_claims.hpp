@@ -77,64 +77,64 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     /// A copy of all claims, as toDictionary() returns it.
     [[nodiscard]] JSONValue::Object getClaims() const { return claimsMap_; }
 
-    /// "iss".
+    /// Sets "iss", the party that makes the token.
     JWTClaims& setIssuer(std::string_view issuer) TORVANE_LIFETIMEBOUND;
-    /// "iss".
+    /// "iss", the party that made the token.
     [[nodiscard]] std::string getIssuer() const;
 
-    /// "sub".
+    /// Sets "sub", the party that the token is about.
     JWTClaims& setSubject(std::string_view subject) TORVANE_LIFETIMEBOUND;
-    /// "sub".
+    /// "sub", the party that the token is about.
     [[nodiscard]] std::string getSubject() const;
 
     /// @{
-    /// "aud". Always stored as a list, even of 0 or 1 names.
+    /// Sets "aud", the recipients. Always stored as a list, even of 0 or 1 names.
     JWTClaims& setAudience(const std::vector<std::string>& audience) TORVANE_LIFETIMEBOUND;
     template <std::convertible_to<std::string_view>... Names>
     JWTClaims& setAudience(const Names&... names) TORVANE_LIFETIMEBOUND {
         return setAudience(std::vector<std::string>{std::string(std::string_view(names))...});
     }
     /// @}
-    /// "aud". A string that is not in a list counts as a list of one (RFC 7519, section 4.1.3).
+    /// "aud", the recipients. A string that is not in a list counts as a list of one (RFC 7519, section 4.1.3).
     /// @throws JOSEError claimNotFoundInJWT when "aud" is missing, or is neither a string nor a list of strings.
     [[nodiscard]] std::vector<std::string> getAudience() const;
 
-    /// "exp".
+    /// Sets "exp", the time from which the token has to be rejected.
     JWTClaims& setExpirationTime(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    /// "exp", as the system clock's time plus a number of seconds.
+    /// Sets "exp" to the system clock's time plus a number of seconds.
     JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds) TORVANE_LIFETIMEBOUND;
-    /// "exp".
+    /// "exp", in seconds since 1970. It may have passed already: the caller compares it with the time.
     [[nodiscard]] double getExpirationTime() const;
 
-    /// "nbf".
+    /// Sets "nbf", the time before which the token has to be rejected.
     JWTClaims& setNotBefore(double secondsSince1970) TORVANE_LIFETIMEBOUND;
     /// Sets "nbf" to the system clock's time minus a number of seconds, for peers whose clocks are slow.
     JWTClaims& setNotBeforeSecondsInThePast(double seconds) TORVANE_LIFETIMEBOUND;
-    /// "nbf".
+    /// "nbf", in seconds since 1970. It may still lie ahead: the caller compares it with the time.
     [[nodiscard]] double getNotBefore() const;
 
-    /// "iat".
+    /// Sets "iat", the time at which the token is made.
     JWTClaims& setIssuedAt(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    /// "iat", as the system clock's time.
+    /// Sets "iat" to the system clock's time.
     JWTClaims& setIssuedAtToNow() TORVANE_LIFETIMEBOUND;
-    /// "iat".
+    /// "iat", in seconds since 1970.
     [[nodiscard]] double getIssuedAt() const;
 
-    /// "jti".
+    /// Sets "jti", the token's own id.
     JWTClaims& setJwtId(std::string_view jwtId) TORVANE_LIFETIMEBOUND;
-    /// "jti", as `count` random bytes in standard base64; 16 bytes give 24 characters. A failure of the random source
-    /// aborts the process.
+    /// Sets "jti" to `count` random bytes in standard base64; 16 bytes give 24 characters. A failure of the random
+    /// source aborts the process.
     /// @throws std::bad_alloc or std::length_error when memory cannot hold that many bytes.
     JWTClaims& setGeneratedJwtId(std::size_t count = 16) TORVANE_LIFETIMEBOUND;
-    /// "jti".
+    /// "jti", the token's own id.
     [[nodiscard]] std::string getJwtId() const;
 
     /// Sets a claim of any name. A value that is not JSON is accepted here and rejected by toJsonString().
     JWTClaims& setClaim(std::string_view name, JSONValue value) TORVANE_LIFETIMEBOUND;
     /// The same with the value first. Prefer setClaim(): when both are strings, swapped arguments compile as well.
     JWTClaims& setClaimValue(JSONValue value, std::string_view forName) TORVANE_LIFETIMEBOUND;
-    /// A claim of any name, converted by JSONValue::to<T>(). T is std::string, double, std::int64_t, bool,
-    /// std::vector of std::string or JSONValue, JSONValue::List, JSONValue::Object, or JSONValue for any claim.
+    /// A claim of any name, converted by JSONValue::to<T>(). T is std::string, double, std::int64_t, bool, std::vector
+    /// of std::string or JSONValue, JSONValue::List, JSONValue::Object, or JSONValue for any claim.
     /// @throws JOSEError claimNotFoundInJWT for a missing claim; malformedClaim when it does not convert to T.
     template <class T>
     [[nodiscard]] T getClaimValue(std::string_view forName) const;

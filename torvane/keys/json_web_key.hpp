@@ -43,8 +43,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// A key of the key library. A public key other than secp256k1 gets a JWK with its own members, "use" and "kid": an
     /// RSA JWK if its type is RSA2048Key, else an EC JWK.
     /// @param key the key: a platform key, or for secp256k1 raw bytes, which are not checked here.
-    /// @param jwkUse as above.
-    /// @param keyId as above.
+    /// @param jwkUse what the key is for.
+    /// @param keyId the "kid", in UTF-8; of any length, also empty.
     /// @param pairingKey the public key of a secp256k1 private key, without which that key cannot be written; nothing
     ///        for other keys.
     /// @throws JOSEError missingKey "Missing keyRef for key " + id for raw bytes of another type than secp256k1;
@@ -57,9 +57,10 @@ class TORVANE_EXPORT JsonWebKey {
     /// @param secKey the platform key; with keyClass publicKey it has to be a public one, see SecKey::publicKey().
     /// @param keyClass whether the key is used as a public or a private one.
     /// @param keyType RSA2048Key for an RSA key, EC256Key for an EC key on P-256, P-384 or P-521.
-    /// @param jwkUse as above.
-    /// @param keyId as above.
-    /// @throws JOSE::JOSESwiftError as above.
+    /// @param jwkUse what the key is for.
+    /// @param keyId the "kid", in UTF-8; of any length, also empty.
+    /// @throws JOSE::JOSESwiftError unsupportedKey when a public key is requested and the platform key is private, or
+    ///         is not of the family that keyType names.
     JsonWebKey(const SecKey& secKey, Zennet::KeyClass keyClass, Zennet::KeyType keyType, JWKUse jwkUse,
                std::string keyId);
 

@@ -97,7 +97,8 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
 /// "unknown error" for anything else.
 [[nodiscard]] TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
 
-/// The text in double quotes, with quotes, backslashes and control characters escaped.
+/// The text in double quotes, with quotes, backslashes and the control characters below U+0020 escaped. All other bytes
+/// stay as they are.
 [[nodiscard]] TORVANE_EXPORT std::string debugQuoted(std::string_view text);
 
 }  // namespace Torvane

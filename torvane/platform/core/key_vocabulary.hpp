@@ -55,13 +55,13 @@ enum class EllipticCurve {
     return 0;
 }
 
-/// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
 /// Bits of an unsigned big-endian number without leading zero bytes: the size of an RSA key is that of its modulus.
 [[nodiscard]] constexpr std::size_t countBits(ByteView number) noexcept {
     return number.empty() ? 0 : number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
 }
 
 struct RSAPublicComponents {
+/// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
     /// n: 256 bytes for a key of 2048 bits.
     ByteBuffer modulus;
     /// e: 65537 (the bytes 1, 0, 1) in most keys.

@@ -45,8 +45,7 @@ class TORVANE_EXPORT JWK {
 
     /// @{
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
-    /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC needs a "d" as long as a coordinate (section
-    /// 6.2.2).
+    /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC needs a "d" as long as a coordinate (section 6.2.2).
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty" or an "oth"; SecurityError when the
     ///         members do not belong together.
     [[nodiscard]] static JWK initPrivateFrom(ByteView json);

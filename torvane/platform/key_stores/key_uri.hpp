@@ -21,10 +21,10 @@ namespace Torvane {
 
 /// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.
 ///
-/// A "pkcs11:" URI (RFC 7512) names a key in a PKCS #11 token. Its path attributes choose the device (token,
+/// A "pkcs11:" URI (RFC 7512) names a key in a PKCS #11 token. Its path attributes choose the token (token,
 /// manufacturer, serial, model, slot-id, library-...) and the key (object, id, type). In its query, module-path or
 /// module-name chooses the driver (the PKCS #11 module); without it, all registered drivers of the machine are tried;
-/// pin-source (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one device,
+/// pin-source (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one token,
 /// make a Pkcs11KeyStore.
 ///
 /// A "file:" URI (RFC 8089), or any other text as a path, names a file of at most 1 MiB with one key pair in PEM, DER
@@ -36,7 +36,7 @@ namespace Torvane {
 /// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a
 ///        "pkcs11:" URI it is kept as long as the returned private key lives, to log in again.
 /// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
-///         may also come from "type=private"); unavailable when the file, driver or device cannot be opened;
+///         may also come from "type=private"); unavailable when the file, driver or PKCS #11 token cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
 ///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11; operationFailed for another failure of
 ///         the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or a private key

@@ -18,8 +18,8 @@ namespace Torvane {
 
 class SecKey;
 
-/// Interface of a private key in a key store. For a store of your own, derive one class from this and
-/// override the operations that its keys have; the others throw SecurityError.
+/// Interface of a private key in a key store. For a store of your own, derive one class from this and override the
+/// operations that its keys have; the others throw SecurityError.
 ///
 /// All operations are const and may be called from several threads at once. An operation throws a KeyStoreError when
 /// the store cannot answer: unavailable when the device or service is gone, wrongSecret, notSupported, and so on. Other
@@ -66,7 +66,7 @@ class TORVANE_EXPORT SecKey {
     explicit SecKey(PublicComponents components, KeyName name = {});
 
     /// A private key in a store. The pointer must not be null.
-    /// @throws SecurityError as above for the store's public components, and whatever the store throws.
+    /// @throws SecurityError as SecKey(components) for the store's public components, and whatever the store throws.
     explicit SecKey(std::shared_ptr<const StoreKey> storeKey);
 
     /// @{

@@ -32,7 +32,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @{
     /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
     /// A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1. The first private key
-    /// is used; without one, the first public key.
+    /// is used; without one, the first public key. Only the first 64 objects of the input are read.
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, or when a private key does not belong to the public key beside it.
     [[nodiscard]] static SecKey load(ByteView encoded);
@@ -42,7 +42,7 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @{
     /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Besides the forms above, the public key may
     /// come from a private key or from a certificate (RFC 5280): a private key that can be read takes precedence over a
-    /// public key, and a public key over the first certificate.
+    /// public key, and a public key over the first certificate. Only the first 64 objects of the input are read.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
     /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty.

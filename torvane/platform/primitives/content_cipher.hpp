@@ -17,8 +17,8 @@ class ContentEncryptor {
   public:
     virtual ~ContentEncryptor() = default;
 
-    /// Encrypts the next chunk into `out`, which has room for the chunk and one more cipher block (16 bytes).
-    /// Returns how many bytes it wrote.
+    /// Encrypts the next chunk into `out`, which has room for the chunk and one more cipher block (16 bytes). Returns
+    /// how many bytes it wrote.
     virtual std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) = 0;
 
     /// Writes the rest of the ciphertext (at most 16 bytes) to `out`, returns its size, and computes the tag.
@@ -38,10 +38,10 @@ std::unique_ptr<ContentEncryptor> makeCbcHmacEncryptor(HashFunction hash, ByteVi
                                                        ByteView additionalData);
 
 /// Decrypts in place: on success `buffer`, which holds the ciphertext, holds the plaintext. Returns false when the tag
-/// is wrong; the buffer is then wiped and empty. Key and IV as for makeGcmEncryptor(); the tag is exactly 16 bytes.
+/// is wrong; the buffer is then wiped and empty. Key and IV as for makeGcmEncrypter(); the tag is exactly 16 bytes.
 bool decryptGcm(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer);
 
-/// The same for makeCbcHmacEncryptor(). The MAC is checked before anything is decrypted. Wrong padding also returns
+/// The same for makeCbcHmacEncrypter(). The MAC is checked before anything is decrypted. Wrong padding also returns
 /// false, with the buffer wiped and empty.
 bool decryptCbcHmac(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData, ByteView tag,
                     ByteBuffer& buffer);

@@ -26,7 +26,7 @@ using EncryptedKey = Handle<X509_SIG, X509_SIG_free>;
 // Iterations of PBKDF2: each guess at a passphrase takes a good part of a second.
 constexpr int pbkdf2Iterations = 600'000;
 
-// Calls the source at most once, however often OpenSSL asks: it tries to decode a text in several ways.
+// Calls the callback at most once, however often OpenSSL asks: it tries to decode a text in several ways.
 class PassphrasePrompt {
   public:
     PassphrasePrompt(const SecretSource& askForPassphrase, std::string_view description)
@@ -34,7 +34,7 @@ class PassphrasePrompt {
 
     [[nodiscard]] bool wasAsked() const noexcept { return wasAsked_; }
     [[nodiscard]] bool wasAnswered() const noexcept { return answer_.has_value(); }
-    // Rethrows what the source threw: an exception cannot pass through OpenSSL.
+    // Rethrows what the callback threw: an exception cannot pass through OpenSSL.
     void rethrow() const {
         if (thrown_) std::rethrow_exception(thrown_);
     }
