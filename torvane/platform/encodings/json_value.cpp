@@ -86,8 +86,9 @@ std::optional<std::int64_t> JSONValue::wholeNumber() const noexcept {
     constexpr double limit = 9223372036854775808.0;  // 2^63
     const auto* number = as<double>();
     // NaN differs from itself.
-    if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit)
+    if (number == nullptr || std::trunc(*number) != *number || *number < -limit || *number >= limit) {
         return std::nullopt;
+    }
     return static_cast<std::int64_t>(*number);
 }
 

@@ -187,8 +187,9 @@ class TORVANE_EXPORT JSONValue {
         } else if constexpr (std::floating_point<T>) {
             if (const auto* integer = as<std::int64_t>()) return static_cast<T>(*integer);
             const auto* value = as<double>();
-            if (value == nullptr || (std::isfinite(*value) && std::abs(*value) > std::numeric_limits<T>::max()))
+            if (value == nullptr || (std::isfinite(*value) && std::abs(*value) > std::numeric_limits<T>::max())) {
                 return std::nullopt;
+            }
             return static_cast<T>(*value);
         } else if constexpr (isAlternative<T>) {
             const auto* value = as<T>();

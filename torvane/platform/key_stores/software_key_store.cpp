@@ -77,8 +77,9 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
 
 SecKey SoftwareKeyStore::load(ByteView encoded) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
-    if (!keys.privateKeys.empty())
+    if (!keys.privateKeys.empty()) {
         return makeHandle(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
+    }
     if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyClass::publicKey);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }

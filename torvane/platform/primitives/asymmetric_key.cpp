@@ -91,7 +91,7 @@ Buffer readComponent(const EVP_PKEY* key, const char* name, std::size_t size = 0
     check(EVP_PKEY_get_bn_param(key, name, &raw), "read a key's components");
     const Bignum value(raw);
     Buffer bytes(size == 0 ? static_cast<std::size_t>(BN_num_bytes(value.get())) : size);
-    if (BN_bn2binpad(value.get(), bytes.data(), static_cast<int>(bytes.size())) < 0) {
+    if (BN_bn2binpad(value.get(), bytes.data(), toInt(bytes.size(), "read a key's components")) < 0) {
         fail("read a key's components");
     }
     return bytes;

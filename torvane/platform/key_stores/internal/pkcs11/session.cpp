@@ -89,8 +89,9 @@ std::vector<CK_OBJECT_HANDLE> Session::find(Template& attributes) {
     for (CK_ULONG count = 1; result == CKR_OK && count != 0;) {
         std::array<CK_OBJECT_HANDLE, 16> batch{};
         result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(batch.data(), static_cast<CK_ULONG>(batch.size()), &count);
-        if (result == CKR_OK)
+        if (result == CKR_OK) {
             found.insert(found.end(), batch.begin(), batch.begin() + static_cast<std::ptrdiff_t>(count));
+        }
     }
     attempt<&CK_FUNCTION_LIST::C_FindObjectsFinal>();
     if (result != CKR_OK) throw CallFailure(result, search);

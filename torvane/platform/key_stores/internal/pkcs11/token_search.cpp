@@ -82,8 +82,9 @@ void addTokens(const URI& uri, const Driver& driver, Tokens& tokens) {
     for (const auto slot : slots) {
         CK_SLOT_INFO slotInfo{};
         CK_TOKEN_INFO token{};
-        if (driver->C_GetSlotInfo(slot, &slotInfo) != CKR_OK || driver->C_GetTokenInfo(slot, &token) != CKR_OK)
+        if (driver->C_GetSlotInfo(slot, &slotInfo) != CKR_OK || driver->C_GetTokenInfo(slot, &token) != CKR_OK) {
             continue;
+        }
         if ((token.flags & CKF_TOKEN_INITIALIZED) == 0) continue;
         const bool isMatch = uri.matches(driverInfo) && uri.matches(slot, slotInfo) && uri.matches(token);
         (isMatch ? tokens.matching : tokens.others).push_back({driver, slot, token});
