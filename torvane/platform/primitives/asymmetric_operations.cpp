@@ -7,13 +7,13 @@ namespace {
 
 using Operation = Purpose::Operation;
 
-std::size_t bytes(int size) noexcept {
+std::size_t toSize(int size) noexcept {
     return static_cast<std::size_t>(size);
 }
 
 // Size in bytes of r and of s in a raw ECDSA signature: that of the curve's order.
 std::size_t halfSize(const EVP_PKEY* key) noexcept {
-    return (bytes(EVP_PKEY_get_bits(key)) + 7) / 8;
+    return (toSize(EVP_PKEY_get_bits(key)) + 7) / 8;
 }
 
 ByteBuffer convertDerToRaw(ByteView der, std::size_t half) {
@@ -21,7 +21,7 @@ ByteBuffer convertDerToRaw(ByteView der, std::size_t half) {
     const EcdsaSignature signature(
         check(d2i_ECDSA_SIG(nullptr, &data, static_cast<long>(der.size())), "read an ECDSA signature"));
     ByteBuffer raw(2 * half);
-    const auto size = static_cast<int>(half);
+    const int size = toInt(half, "write an ECDSA signature");
     if (BN_bn2binpad(ECDSA_SIG_get0_r(signature.get()), raw.data(), size) < 0 ||
         BN_bn2binpad(ECDSA_SIG_get0_s(signature.get()), raw.data() + half, size) < 0) {
         fail("write an ECDSA signature");
@@ -31,15 +31,16 @@ ByteBuffer convertDerToRaw(ByteView der, std::size_t half) {
 
 ByteBuffer convertRawToDer(ByteView raw) {
     const auto half = raw.size() / 2;
+    const int size = toInt(half, "read an ECDSA signature");
     const EcdsaSignature signature(check(ECDSA_SIG_new(), "set up an ECDSA signature"));
-    Bignum r(check(BN_bin2bn(raw.data(), static_cast<int>(half), nullptr), "read an ECDSA signature"));
-    Bignum s(check(BN_bin2bn(raw.data() + half, static_cast<int>(half), nullptr), "read an ECDSA signature"));
+    Bignum r(check(BN_bin2bn(raw.data(), size, nullptr), "read an ECDSA signature"));
+    Bignum s(check(BN_bin2bn(raw.data() + half, size, nullptr), "read an ECDSA signature"));
     check(ECDSA_SIG_set0(signature.get(), r.release(), s.release()), "set up an ECDSA signature");
-    const int size = i2d_ECDSA_SIG(signature.get(), nullptr);
-    if (size <= 0) fail("write an ECDSA signature");
-    ByteBuffer der(bytes(size));
+    const int derSize = i2d_ECDSA_SIG(signature.get(), nullptr);
+    if (derSize <= 0) fail("write an ECDSA signature");
+    ByteBuffer der(toSize(derSize));
     std::uint8_t* out = der.data();
-    if (i2d_ECDSA_SIG(signature.get(), &out) != size) fail("write an ECDSA signature");
+    if (i2d_ECDSA_SIG(signature.get(), &out) != derSize) fail("write an ECDSA signature");
     return der;
 }
 
@@ -48,7 +49,7 @@ ByteBuffer convertRawToDer(ByteView raw) {
 ByteBuffer sign(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, ByteView digest) {
     const ErrorScope scope;
     const auto context = key.makeContext({Operation::sign, hash, scheme});
-    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
+    std::size_t size = toSize(EVP_PKEY_get_size(key.get()));
     ByteBuffer signature(size);
     check(EVP_PKEY_sign(context.get(), signature.data(), &size, digest.data(), digest.size()), "sign");
     signature.resize(size);
@@ -62,7 +63,7 @@ bool verify(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, B
     const ErrorScope scope;
     const bool ecdsa = scheme == SignatureScheme::ECDSA;
     if (ecdsa != (EVP_PKEY_is_a(key.get(), "EC") == 1)) return false;
-    if (signature.size() != (ecdsa ? 2 * halfSize(key.get()) : bytes(EVP_PKEY_get_size(key.get())))) return false;
+    if (signature.size() != (ecdsa ? 2 * halfSize(key.get()) : toSize(EVP_PKEY_get_size(key.get())))) return false;
     const auto context = key.makeContext({Operation::verify, hash, scheme});
     const ByteBuffer der = ecdsa ? convertRawToDer(signature) : ByteBuffer();
     const ByteView encoded = ecdsa ? ByteView(der) : signature;
@@ -72,7 +73,7 @@ bool verify(const PreparedKey& key, SignatureScheme scheme, HashFunction hash, B
 ByteBuffer encryptOaep(const PreparedKey& key, HashFunction hash, ByteView plaintext) {
     const ErrorScope scope;
     const auto context = key.makeContext({Operation::encrypt, hash});
-    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
+    std::size_t size = toSize(EVP_PKEY_get_size(key.get()));
     ByteBuffer ciphertext(size);
     check(EVP_PKEY_encrypt(context.get(), ciphertext.data(), &size, plaintext.data(), plaintext.size()), "encrypt");
     return ciphertext;
@@ -80,7 +81,7 @@ ByteBuffer encryptOaep(const PreparedKey& key, HashFunction hash, ByteView plain
 
 std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction hash, ByteView ciphertext) {
     const ErrorScope scope;
-    std::size_t size = bytes(EVP_PKEY_get_size(key.get()));
+    std::size_t size = toSize(EVP_PKEY_get_size(key.get()));
     if (ciphertext.size() != size) return std::nullopt;
     const auto context = key.makeContext({Operation::decrypt, hash});
     SecretBuffer plaintext(size);
@@ -95,7 +96,7 @@ std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction has
 std::optional<SecretBuffer> removeOaepPadding(HashFunction hash, ByteView encoded) {
     const ErrorScope scope;
     SecretBuffer plaintext(encoded.size());
-    const auto size = static_cast<int>(encoded.size());
+    const int size = toInt(encoded.size(), "decrypt");
     // Deprecated, but EVP offers no function that removes OAEP padding without decrypting.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -106,7 +107,7 @@ std::optional<SecretBuffer> removeOaepPadding(HashFunction hash, ByteView encode
         if (scope.ranOutOfMemory()) fail("decrypt");
         return std::nullopt;
     }
-    plaintext.resize(bytes(length));
+    plaintext.resize(toSize(length));
     return plaintext;
 }
 

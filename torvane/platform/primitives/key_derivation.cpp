@@ -42,7 +42,7 @@ ByteBuffer wrapKey(ByteView wrappingKey, ByteView key) {
     const auto context = makeWrapContext(wrappingKey, true);
     ByteBuffer wrapped(key.size() + 2 * wrapOverhead);
     int written = 0;
-    check(EVP_CipherUpdate(context.get(), wrapped.data(), &written, key.data(), static_cast<int>(key.size())),
+    check(EVP_CipherUpdate(context.get(), wrapped.data(), &written, key.data(), toInt(key.size(), "wrap a key")),
           "wrap a key");
     wrapped.resize(static_cast<std::size_t>(written));
     return wrapped;
@@ -54,7 +54,8 @@ std::optional<SecretBuffer> unwrapKey(ByteView wrappingKey, ByteView wrapped, st
     const auto context = makeWrapContext(wrappingKey, false);
     SecretBuffer key(wrapped.size() + wrapOverhead);
     int written = 0;
-    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), static_cast<int>(wrapped.size())) != 1 ||
+    if (EVP_CipherUpdate(context.get(), key.data(), &written, wrapped.data(), toInt(wrapped.size(), "unwrap a key")) !=
+            1 ||
         static_cast<std::size_t>(written) != size) {
         return std::nullopt;
     }

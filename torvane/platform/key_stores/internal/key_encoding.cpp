@@ -92,7 +92,8 @@ void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
 // `expected` is a type of OSSL_STORE_INFO, or 0 for all types. OpenSSL recognises a PKCS #1 public key in DER only when
 // a public key is expected.
 void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* method, PassphrasePrompt& passphrase) {
-    const Bio input(check(BIO_new_mem_buf(encoded.data(), static_cast<int>(encoded.size())), "set up a key reader"));
+    const Bio input(
+        check(BIO_new_mem_buf(encoded.data(), toInt(encoded.size(), "set up a key reader")), "set up a key reader"));
     const Store store(
         check(OSSL_STORE_attach(input.get(), "file", nullptr, nullptr, method, &passphrase, nullptr, nullptr, nullptr),
               "set up a key reader"));
