@@ -30,8 +30,9 @@ std::vector<std::string> listValues(const std::string& name) {
     if (name == "--jwe-alg") {
         return listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
     }
-    if (name == "--jwe-enc")
+    if (name == "--jwe-enc") {
         return listNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
+    }
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
     return {};

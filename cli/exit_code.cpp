@@ -5,7 +5,7 @@
 namespace Command {
 namespace {
 
-ExitCode codeOf(const Torvane::JOSEError& error) {
+ExitCode chooseByCase(const Torvane::JOSEError& error) {
     using enum Torvane::JOSEError::Case;
     // A key store that fails in the middle of an operation says nothing of the token.
     if (error.underlying<Torvane::SecurityError>()) return ExitCode::key;
@@ -22,7 +22,7 @@ ExitCode codeOf(const Torvane::JOSEError& error) {
         // Either the key does not fit, or a --jws-header or --jwe-header is not allowed.
         case JWSSignerError:
         case JWEEncrypterError:
-            return exitCodeOf(error.underlyingError()) == ExitCode::key ? ExitCode::key : ExitCode::usage;
+            return chooseExitCode(error.underlyingError()) == ExitCode::key ? ExitCode::key : ExitCode::usage;
         case cannotDecodeResponse:
         case claimNotFoundInJWT:
         case malformedClaim:
@@ -33,13 +33,13 @@ ExitCode codeOf(const Torvane::JOSEError& error) {
 
 }  // namespace
 
-ExitCode exitCodeOf(const std::exception_ptr& thrown) noexcept {
+ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
     try {
         std::rethrow_exception(thrown);
     } catch (const Failure& failure) {
         return failure.code();
     } catch (const Torvane::JOSEError& error) {
-        return codeOf(error);
+        return chooseByCase(error);
     } catch (const Torvane::SecurityError&) {
         return ExitCode::key;
     } catch (const Torvane::JOSE::JOSESwiftError& error) {

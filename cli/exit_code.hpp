@@ -35,6 +35,6 @@ class Failure : public std::runtime_error {
 };
 
 /// The exit code for an exception of the library or the command.
-ExitCode exitCodeOf(const std::exception_ptr& thrown) noexcept;
+ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept;
 
 }  // namespace Command

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -200,9 +199,10 @@ void checkSet(const ReadSetOptions& options) {
     }
     if (options.asJSON) std::cout << formatJSON(list) << '\n';
     if (entries.empty()) throw Failure(ExitCode::key, "The set has no keys.");
-    if (bad > 0)
+    if (bad > 0) {
         throw Failure(ExitCode::key,
                       "Bad keys: " + std::to_string(bad) + " of " + std::to_string(entries.size()) + '.');
+    }
     requireSet(text);
 }
 

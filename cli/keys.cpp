@@ -1,6 +1,5 @@
 #include "cli/keys.hpp"
 
-#include <bit>
 #include <utility>
 
 #include "cli/exit_code.hpp"
@@ -106,8 +105,9 @@ std::vector<SetEntry> readSetEntries(ByteView text) {
         throw Failure(ExitCode::key, "The input is neither a JWK Set nor a JWK.");
     }
     std::vector<SetEntry> entries;
-    for (const auto& element : list != nullptr ? *list : JSONValue::List::of(json))
+    for (const auto& element : list != nullptr ? *list : JSONValue::List::of(json)) {
         entries.push_back(readEntry(element));
+    }
     return entries;
 }
 
@@ -133,8 +133,9 @@ std::vector<std::string> listAlgorithms(const Zennet::Key& key, JWKUse use) {
     std::vector<std::string> names;
     if (use != JWKUse::JWK_ENC) names = listFitting<JOSE::SignatureAlgorithm>(key.keyRef().value());
     if (use != JWKUse::JWK_SIG) {
-        for (auto& name : listFitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value()))
+        for (auto& name : listFitting<JOSE::KeyManagementAlgorithm>(key.keyRef().value())) {
             names.push_back(std::move(name));
+        }
     }
     return names;
 }

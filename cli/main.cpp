@@ -35,6 +35,6 @@ int main(int count, char** arguments) {
                                          std::string(" (See torvane --help.)"));
     } catch (...) {
         const auto thrown = std::current_exception();
-        return fail(Command::exitCodeOf(thrown), Torvane::localizedDescription(thrown));
+        return fail(Command::chooseExitCode(thrown), Torvane::localizedDescription(thrown));
     }
 }

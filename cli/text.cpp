@@ -131,7 +131,7 @@ class JSONWriter {
 };
 
 // Columns on the terminal, approximately: combining and wide characters are rare in key ids.
-std::size_t widthOf(std::string_view text) noexcept {
+std::size_t measureWidth(std::string_view text) noexcept {
     return static_cast<std::size_t>(
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
@@ -171,14 +171,14 @@ std::string formatTable(const std::vector<std::vector<std::string>>& rows, const
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], measureWidth(row[i]));
     }
     std::string text;
     for (const auto& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
             line += row[i];
-            line.append(widths[i] - widthOf(row[i]) + 2, ' ');
+            line.append(widths[i] - measureWidth(row[i]) + 2, ' ');
         }
         line.erase(line.find_last_not_of(' ') + 1);
         if (text.empty()) line.insert(0, palette.heading).append(palette.off);
@@ -189,10 +189,10 @@ std::string formatTable(const std::vector<std::vector<std::string>>& rows, const
 
 std::string formatNames(const std::vector<std::pair<std::string, std::string>>& rows, const Palette& palette) {
     std::size_t width = 0;
-    for (const auto& [name, value] : rows) width = std::max(width, widthOf(name));
+    for (const auto& [name, value] : rows) width = std::max(width, measureWidth(name));
     std::string text;
     for (const auto& [name, value] : rows) {
-        text.append(palette.name).append(name).append(palette.off).append(width - widthOf(name) + 2, ' ');
+        text.append(palette.name).append(name).append(palette.off).append(width - measureWidth(name) + 2, ' ');
         text += value + '\n';
     }
     return text;

@@ -44,8 +44,9 @@ struct Party {
     // Returns the amount in a token, or throws if the token is invalid. reading_claims.cpp checks more claims.
     double read(const std::string& token) const {
         const auto claims = fromJsonString<JWTClaims>(asText(helper().decodeMessage(asBytes(token))));
-        if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name})
+        if (claims.getIssuer() != peer || claims.getAudience() != std::vector{name}) {
             throw std::runtime_error("wrong issuer or audience");
+        }
         if (claims.getExpirationTime() <= secondsSince1970()) throw std::runtime_error("expired");
         return claims.getClaimValue<double>("amount");
     }
@@ -80,8 +81,9 @@ class Bank {
     // The log gets the reason of a failure. The sender gets the same text for every failure.
     void answer(const httplib::ContentReader& body, httplib::Response& response) try {
         std::string token;  // limited here too, since the server limits only bodies with a Content-Length
-        if (!body([&](auto* data, auto size) { return token.append(data, size).size() <= longestBody; }))
+        if (!body([&](auto* data, auto size) { return token.append(data, size).size() <= longestBody; })) {
             throw std::runtime_error("too long, or cut off");
+        }
         response.set_content(self().write({{"amount", self().read(token)}}), jwtType);
     } catch (const std::exception& error) {
         std::cout << "the bank's log: " << error.what() << '\n';

@@ -54,8 +54,9 @@ class TransferRequest : public JsonSerializeObject, public JsonSerializeProtocol
         : payee(requiredMember<JSONValue::Object>(dict, "payee")),
           note(optionalMember<std::string>(dict, "note")),
           tags(requiredMember<std::vector<std::string>>(dict, "tags")) {
-        for (const auto& position : requiredMember<std::vector<JSONValue::Object>>(dict, "positions"))
+        for (const auto& position : requiredMember<std::vector<JSONValue::Object>>(dict, "positions")) {
             positions.emplace_back(position);
+        }
     }
 
     Party payee;

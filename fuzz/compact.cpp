@@ -14,8 +14,9 @@ using Torvane::JsonWebStructure;
 const std::string prefix = "JOSEError.invalidJOSEComponent(";
 
 std::string expectedRejection(const std::vector<std::string>& tokenParts, bool mayLackPayload) {
-    if (tokenParts.size() < 2)
+    if (tokenParts.size() < 2) {
         return prefix + "\"Missing component separator character. Invalid compact serialized string.\")";
+    }
     for (std::size_t i = 0; i < tokenParts.size(); ++i) {
         const bool allowed = tokenParts[i].empty() ? mayLackPayload && tokenParts.size() == 3 && i == 1
                                                    : naiveDecoding(tokenParts[i]).has_value();
@@ -41,8 +42,9 @@ void checkReceived(ByteView token, const std::vector<std::string>& tokenParts, s
     for (const auto& part : tokenParts) isWellFormed = isWellFormed && naiveDecoding(part).has_value();
     std::optional<JSONValue::Object> received;
     const auto rejection = errorTextOf([&] { received = Received(token).header().parameters(); });
-    if (rejection.empty())
+    if (rejection.empty()) {
         return require(isWellFormed && received == header, "an accepted token is well-formed and has this header");
+    }
     require(!isWellFormed || rejection.find("The header's \\\"") != rejection.npos || tokenParts.back().empty(),
             "a well-formed token is rejected only for a member of its header: " + rejection);
 }

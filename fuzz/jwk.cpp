@@ -25,8 +25,9 @@ void checkKey(ByteView text) {
     if (rejectionOfSet.find("nest too deep") != rejectionOfSet.npos) return;  // two levels deeper than alone
     require(keys.has_value() || !jwk, "a JWK that is accepted alone is accepted in a set: " + rejectionOfSet);
     if (!jwk) return require(!isPrivate, "a private JWK is accepted as a public one: " + rejection);
-    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"})
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "k"}) {
         require(!(*jwk)[name], "a public JWK keeps no private value");
+    }
     requireSame(keys->keys().front(), *jwk);
     const auto written = jwk->jsonData();
     if (written) requireSame(JWK::initFrom(*written), *jwk);

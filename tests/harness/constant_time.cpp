@@ -30,11 +30,11 @@ Bytes reveal(Bytes bytes) {
 
 const ByteBuffer iv(16, 1), gcmIv(12, 1), aad(20, 2), plaintext(100, 3);
 
-bool canEncrypt(Crypto::ContentEncryptor& encryptor) {
+bool canEncrypt(Crypto::ContentEncrypter& encrypter) {
     ByteBuffer ciphertext(plaintext.size() + 32);
-    auto size = encryptor.update(hide(plaintext), ciphertext);
-    size += encryptor.finish(std::span(ciphertext).subspan(size));
-    return size >= plaintext.size() && reveal(ciphertext) != plaintext && !reveal(encryptor.tag()).empty();
+    auto size = encrypter.update(hide(plaintext), ciphertext);
+    size += encrypter.finish(std::span(ciphertext).subspan(size));
+    return size >= plaintext.size() && reveal(ciphertext) != plaintext && !reveal(encrypter.tag()).empty();
 }
 
 // Does not cover what OpenSSL and libsecp256k1 decide inside: OpenSSL branches on whether a GCM tag is correct, and on
@@ -44,12 +44,12 @@ bool runClean() {
     for (const auto& [hash, size] : {std::pair{SHA256, 32U}, {SHA384, 48U}, {SHA512, 64U}}) {
         const auto key = hide(SecretBuffer(size, 4));
         ByteBuffer forged(112, 5);
-        works = works && canEncrypt(*Crypto::makeCbcHmacEncryptor(hash, key, iv, aad)) &&
+        works = works && canEncrypt(*Crypto::makeCbcHmacEncrypter(hash, key, iv, aad)) &&
                 !Crypto::decryptCbcHmac(hash, key, iv, aad, ByteBuffer(size / 2, 6), forged);
     }
     for (const std::size_t size : {16U, 24U, 32U}) {
         const auto key = hide(SecretBuffer(size, 4));
-        works = works && canEncrypt(*Crypto::makeGcmEncryptor(key, gcmIv, aad)) &&
+        works = works && canEncrypt(*Crypto::makeGcmEncrypter(key, gcmIv, aad)) &&
                 reveal(Crypto::deriveKeyByConcatKdf(key, aad, 32)).size() == 32;
     }
     for (const std::size_t size : {31U, 32U, 33U}) {

@@ -29,7 +29,7 @@ inline std::pair<ByteBuffer, ByteBuffer> encrypted(JOSE::ContentEncryptionAlgori
                                                    ByteView iv, ByteView aad, ByteView plaintext) {
     const auto hash = JOSE::parameters(encryption).macHash;
     const auto encryptor =
-        hash ? Crypto::makeCbcHmacEncryptor(*hash, key, iv, aad) : Crypto::makeGcmEncryptor(key, iv, aad);
+        hash ? Crypto::makeCbcHmacEncrypter(*hash, key, iv, aad) : Crypto::makeGcmEncrypter(key, iv, aad);
     ByteBuffer ciphertext(plaintext.size() + 32);
     auto size = encryptor->update(plaintext, ciphertext);
     size += encryptor->finish(std::span(ciphertext).subspan(size));

@@ -14,11 +14,11 @@ JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
 
 JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const JsonWebKey& decryptionPrivateKey)
-    : decrypter_(makeFromJwk<JOSE::Decrypter>(
+    : decrypter_(makeFromJWK<JOSE::Decrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey)) {}
 
-JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
-    : decrypter_(makeFromJwk<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), jwk_(jwk) {}
+JWEDecrypter::JWEDecrypter(const JsonWebKey& key)
+    : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(key))), jwk_(key) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
     return decryptReceivedJWE(*this,

@@ -15,14 +15,14 @@ JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
 
 JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncryption jweContentEncryptionAlgorithm,
                            const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId)
-    : encrypter_(makeFromJwk<JOSE::Encrypter>(
+    : encrypter_(makeFromJWK<JOSE::Encrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
-JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
-    : encrypter_(makeFromJwk<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
-      keyId_(jwk.keyId()),
-      jwk_(jwk) {}
+JWEEncrypter::JWEEncrypter(const JsonWebKey& key)
+    : encrypter_(makeFromJWK<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(key))),
+      keyId_(key.keyId()),
+      jwk_(key) {}
 
 ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams, bool isNested) const {
     auto header = makeHeader(*this, headerParams, isNested);

@@ -12,7 +12,7 @@
 namespace Torvane {
 namespace {
 
-std::string_view typeNameOf(const JSONValue& value) {
+std::string_view describeType(const JSONValue& value) {
     return value.visit([]<class T>(const T&) -> std::string_view {
         if constexpr (std::is_same_v<T, std::monostate>) return "Null";
         if constexpr (std::is_same_v<T, std::any>) return "Any";
@@ -29,7 +29,7 @@ const JSONValue& JWTClaims::claim(std::string_view name) const {
 }
 
 void JWTClaims::rejectType(std::string_view name, const JSONValue& value, std::string_view expectedType) {
-    throw JOSEError::malformedClaim("Type of claim " + std::string(name) + " is " + std::string(typeNameOf(value)) +
+    throw JOSEError::malformedClaim("Type of claim " + std::string(name) + " is " + std::string(describeType(value)) +
                                     ", expected type is " + std::string(expectedType) + ".Type");
 }
 

@@ -20,8 +20,8 @@ JOSEError missingPlatformKey(const std::string& keyId) {
 }
 
 // The JWK of an RSA or EC public key; nothing for other keys.
-std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::string& keyId,
-                               const std::optional<std::string>& algorithm = std::nullopt) {
+std::optional<JOSE::JWK> makeJWK(const Zennet::Key& key, JWKUse use, const std::string& keyId,
+                                 const std::optional<std::string>& algorithm = std::nullopt) {
     if (Secp256k1Utils::isSecp256k1Key(key)) return std::nullopt;
     if (!key.keyRef()) throw missingPlatformKey(keyId);
     if (!key.isPublicKey()) return std::nullopt;
@@ -31,17 +31,17 @@ std::optional<JOSE::JWK> jwkOf(const Zennet::Key& key, JWKUse use, const std::st
     return JOSE::ECPublicKey(*key.keyRef(), std::move(additionalParameters));
 }
 
-Zennet::Key keyOf(const SecKey& secKey, KeyClass keyClass, KeyType keyType) {
+Zennet::Key makeKey(const SecKey& secKey, KeyClass keyClass, KeyType keyType) {
     if (keyClass == KeyClass::publicKey) return Zennet::PublicKey(secKey, keyType);
     return Zennet::PrivateKey(secKey, keyType);
 }
 
-JOSE::JWK publicJwk(ByteView jwkData, KeyType keyType) {
+JOSE::JWK readPublicJWK(ByteView jwkData, KeyType keyType) {
     if (keyType == KeyType::RSA2048Key) return JOSE::RSAPublicKey::initFrom(jwkData);
     return JOSE::ECPublicKey::initFrom(jwkData);
 }
 
-KeyType keyTypeOf(const JOSE::JWK& jwk) {
+KeyType readKeyType(const JOSE::JWK& jwk) {
     return getKeyType(jwk.keyType().value_or(JWKType::EC));
 }
 
@@ -51,21 +51,21 @@ JsonWebKey::JsonWebKey(State state) : state_(std::make_shared<const State>(std::
 
 JsonWebKey::JsonWebKey(const Zennet::Key& key, JWKUse jwkUse, std::string keyId,
                        const std::optional<Zennet::Key>& pairingKey)
-    : JsonWebKey(State{jwkOf(key, jwkUse, keyId), key, jwkUse, std::move(keyId), pairingKey}) {}
+    : JsonWebKey(State{makeJWK(key, jwkUse, keyId), key, jwkUse, std::move(keyId), pairingKey}) {}
 
 JsonWebKey::JsonWebKey(const SecKey& secKey, JWKUse jwkUse, std::string keyId)
     : JsonWebKey(Zennet::Key(secKey), jwkUse, std::move(keyId)) {}
 
 JsonWebKey::JsonWebKey(const SecKey& secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
-    : JsonWebKey(keyOf(secKey, keyClass, keyType), jwkUse, std::move(keyId)) {}
+    : JsonWebKey(makeKey(secKey, keyClass, keyType), jwkUse, std::move(keyId)) {}
 
-JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(publicJwk(jwkData, keyType)) {}
+JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(readPublicJWK(jwkData, keyType)) {}
 
-JsonWebKey::JsonWebKey(const JOSE::JWK& jwk) : JsonWebKey(stateOf(jwk.publicHalf())) {}
+JsonWebKey::JsonWebKey(const JOSE::JWK& jwk) : JsonWebKey(makeState(jwk.publicHalf())) {}
 
-JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
+JsonWebKey::State JsonWebKey::makeState(const JOSE::JWK& publicJwk) {
     auto keyId = publicJwk["kid"];
-    return {publicJwk, Zennet::PublicKey(getPubSecKey(publicJwk), keyTypeOf(publicJwk)),
+    return {publicJwk, Zennet::PublicKey(getPubSecKey(publicJwk), readKeyType(publicJwk)),
             fromRawValue<JWKUse>(publicJwk["use"].value_or("sig_enc")).value_or(JWKUse::JWK_SIG_ENC),
             keyId ? *std::move(keyId) : randomUUID(), std::nullopt};
 }
@@ -73,7 +73,7 @@ JsonWebKey::State JsonWebKey::stateOf(const JOSE::JWK& publicJwk) {
 JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
     const auto jwk = JOSE::JWK::initPrivateFrom(jwkData);
     return JsonWebKey(
-        State{jwk, Zennet::PrivateKey(jwk.converted(), keyTypeOf(jwk)), jwkUse, std::move(keyId), std::nullopt});
+        State{jwk, Zennet::PrivateKey(jwk.converted(), readKeyType(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
@@ -84,7 +84,7 @@ SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {
     });
 }
 
-const JOSE::JWK* JsonWebKey::exportableJwk() const noexcept {
+const JOSE::JWK* JsonWebKey::exportableJWK() const noexcept {
     return jwk() && key().isPublicKey() ? &*jwk() : nullptr;
 }
 
@@ -96,7 +96,7 @@ SecKey JsonWebKey::platformKey() const {
 JsonWebKey JsonWebKey::publicHalf() const {
     if (key().isPublicKey()) return *this;
     const auto publicKey = key().publicKey();
-    auto publicJwk = jwkOf(publicKey, use(), keyId(), jwk() ? (*jwk())["alg"] : std::nullopt);
+    auto publicJwk = makeJWK(publicKey, use(), keyId(), jwk() ? (*jwk())["alg"] : std::nullopt);
     return JsonWebKey(State{std::move(publicJwk), publicKey, use(), keyId(), std::nullopt});
 }
 
@@ -110,7 +110,7 @@ std::optional<ByteBuffer> JsonWebKey::encode() const {
         if (!pairingKey() || !pairingKey()->isPublicKey()) return std::nullopt;
         return Secp256k1Utils::encodeToJwk(*pairingKey(), key(), keyId());
     }
-    const auto* jwk = exportableJwk();
+    const auto* jwk = exportableJWK();
     return jwk ? jwk->jsonData() : std::nullopt;
 }
 

@@ -111,7 +111,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// The JWK of an RSA or EC public key, and of a key from fromPrivateJwk(); nothing for other keys.
     [[nodiscard]] const std::optional<JOSE::JWK>& jwk() const noexcept { return state_->jwk; }
     /// The JWK of a public key, which may be written; null for a key without one, and for every private key.
-    [[nodiscard]] const JOSE::JWK* exportableJwk() const noexcept;
+    [[nodiscard]] const JOSE::JWK* exportableJWK() const noexcept;
     /// The key of the key library, public or private.
     [[nodiscard]] const Zennet::Key& key() const noexcept { return state_->key; }
     /// What the key is for. Lookups compare it exactly: one for JWK_SIG does not find JWK_SIG_ENC.
@@ -167,7 +167,7 @@ class TORVANE_EXPORT JsonWebKey {
     };
 
     explicit JsonWebKey(State state);
-    static State stateOf(const JOSE::JWK& publicJwk);
+    static State makeState(const JOSE::JWK& publicJwk);
 
     std::shared_ptr<const State> state_;
 };

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
-#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/core/internal/stop_process.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
@@ -70,7 +70,7 @@ bool isStringMap(const JSONValue& value) {
 }
 
 // The list of string maps under "keys"; null when there is no such list.
-const JSONValue::List* entriesOf(const JSONValue::Object& jwksDictionary) {
+const JSONValue::List* findEntries(const JSONValue::Object& jwksDictionary) {
     const auto keys = jwksDictionary.find("keys");
     const auto* list = keys == jwksDictionary.end() ? nullptr : keys->second.as<JSONValue::List>();
     return list && std::all_of(list->begin(), list->end(), isStringMap) ? list : nullptr;
@@ -105,13 +105,13 @@ bool isSameUseAndKey(const JsonWebKey& a, const JsonWebKey& b) {
 
 bool isExported(const JsonWebKey& key) {
     if (!key.key().keyType()) stopProcess("a key without a key type cannot be encoded");
-    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey() : key.exportableJwk() != nullptr;
+    return Secp256k1Utils::isSecp256k1Key(key.key()) ? key.key().isPublicKey() : key.exportableJWK() != nullptr;
 }
 
 }  // namespace
 
 JsonWebKeySet::JsonWebKeySet(const JSONValue::Object& jwksDictionary) {
-    const auto* entries = entriesOf(jwksDictionary);
+    const auto* entries = findEntries(jwksDictionary);
     if (entries == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Failed to decode jwk");
     for (const auto& entry : *entries) jwks.push_back(readKey(entry));
     if (jwks.empty()) throw JOSEError::cannotDecodeJWK(nullptr, "No JWKs found in the dictionary.");
@@ -153,7 +153,7 @@ JsonWebKeySet JsonWebKeySet::publicSet() const {
 ByteBuffer JsonWebKeySet::encode() const {
     std::vector<JOSE::JWK> exported;
     for (const auto& key : jwks) {
-        if (const auto* jwk = key.exportableJwk()) exported.push_back(*jwk);
+        if (const auto* jwk = key.exportableJWK()) exported.push_back(*jwk);
     }
     return wrapErrorsExceptJOSEErrors(JOSEError::cannotEncodeJWK,
                                       [&] { return JOSE::JWKSet(std::move(exported)).jsonData(); });

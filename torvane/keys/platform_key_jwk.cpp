@@ -9,7 +9,7 @@
 namespace Torvane {
 namespace {
 
-JOSE::RSAPublicKey parseJwk(ByteView jwk) {
+JOSE::RSAPublicKey parseJWK(ByteView jwk) {
     return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::RSAPublicKey::initFrom(jwk); });
 }
 
@@ -27,7 +27,7 @@ ByteBuffer PlatformKeyJWK::encodeToJWK(const SecKey& key, JWKUse jwkUse) {
 }
 
 SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {
-    return parseJwk(jwk).converted();
+    return parseJWK(jwk).converted();
 }
 
 }  // namespace Torvane

@@ -9,7 +9,7 @@ const JsonSerializeObject* JsonProperty::serializable(const JsonSerializeObject&
     return dynamic_cast<const JsonSerializeProtocol*>(&object) == nullptr ? nullptr : &object;
 }
 
-JSONValue::Object JsonProperty::dictionaryOf(const JsonSerializeObject& object) {
+JSONValue::Object JsonProperty::toDictionary(const JsonSerializeObject& object) {
     return object.toDictionary();
 }
 

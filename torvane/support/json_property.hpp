@@ -84,7 +84,7 @@ constexpr void requireConvertibleType() {
 /// The object when it also derives from JsonSerializeProtocol, else null.
 [[nodiscard]] TORVANE_EXPORT const JsonSerializeObject* serializable(const JsonSerializeObject& object) noexcept;
 
-[[nodiscard]] TORVANE_EXPORT JSONValue::Object dictionaryOf(const JsonSerializeObject& object);
+[[nodiscard]] TORVANE_EXPORT JSONValue::Object toDictionary(const JsonSerializeObject& object);
 
 /// The object that a value is or points to when its class derives from JsonSerializeProtocol, else null.
 template <class T>
@@ -149,11 +149,11 @@ std::optional<JSONValue> converted(const T& value) {
         if constexpr (std::is_pointer_v<T> || PointerToObject<T>) {
             if (value == nullptr) return std::nullopt;
         }
-        if (const auto* object = serializableIn(value)) return dictionaryOf(*object);
+        if (const auto* object = serializableIn(value)) return toDictionary(*object);
         if constexpr (List<T>) {
             if (isListOfObjects(value)) {
                 JSONValue::List dictionaries;
-                for (const auto& element : value) dictionaries.emplace_back(dictionaryOf(*serializableIn(element)));
+                for (const auto& element : value) dictionaries.emplace_back(toDictionary(*serializableIn(element)));
                 return dictionaries;
             }
         }

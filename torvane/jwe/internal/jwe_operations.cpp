@@ -17,13 +17,13 @@ JWEAlgorithms resolveAlgorithms(const JOSE::AlgorithmOrName<JOSE::KeyManagementA
     return {*keyManagement.algorithm(), *contentEncryption.algorithm()};
 }
 
-const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& jwk) {
-    if (Zennet::Secp256k1Utils::isSecp256k1Key(jwk.key())) {
+const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& key) {
+    if (Zennet::Secp256k1Utils::isSecp256k1Key(key.key())) {
         // Applications know this text, which says JWSEncrypter.
         throw JOSEError::curveNotSupported("secp256k1 not supported for JWSEncrypter");
     }
-    if (!jwk.key().keyRef()) throw JOSEError::missingKey("Missing keyRef for key " + jwk.keyId());
-    return jwk;
+    static_cast<void>(key.platformKey());
+    return key;
 }
 
 JOSE::JWEHeader makeHeader(const JWEEncrypter& encrypter, const JOSE::HeaderParameters& headerParams, bool isNested) {

@@ -48,19 +48,19 @@ EncrypterOrDecrypter makeEncrypterOrDecrypter(const JWEAlgorithms& algorithms, c
 /// @throws JOSEError invalidKeyFormat for a key without a JWK; algorithmNotSupported for one of the other class, or of
 ///         a type other than EC256Key and RSA2048Key; invalidKeyFormat when the key does not fit.
 template <class EncrypterOrDecrypter>
-EncrypterOrDecrypter makeFromJwk(const JWEAlgorithms& algorithms, const JsonWebKey& jwk) {
+EncrypterOrDecrypter makeFromJWK(const JWEAlgorithms& algorithms, const JsonWebKey& jsonWebKey) {
     // Applications know this text, which says encrypter for a decrypter too.
-    if (!jwk.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
-    const auto& key = jwk.key();
+    if (!jsonWebKey.jwk()) throw JOSEError::invalidKeyFormat("An error occurred while initializing encrypter for JWE.");
+    const auto& key = jsonWebKey.key();
     const bool needsPublicKey = std::is_same_v<EncrypterOrDecrypter, JOSE::Encrypter>;
     const bool isKnownType = key.keyType() == Zennet::KeyType::EC256Key || key.keyType() == Zennet::KeyType::RSA2048Key;
     if (key.isPublicKey() != needsPublicKey || !isKnownType) throw JOSEError::algorithmNotSupported("Unsupported Key");
-    return makeEncrypterOrDecrypter<EncrypterOrDecrypter>(algorithms, *jwk.jwk());
+    return makeEncrypterOrDecrypter<EncrypterOrDecrypter>(algorithms, *jsonWebKey.jwk());
 }
 
 /// Returns the key itself if the default algorithms can be tried with it.
 /// @throws JOSEError curveNotSupported for a secp256k1 key; missingKey for one without a platform key.
-const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& jwk);
+const JsonWebKey& requireUsableWithDefaults(const JsonWebKey& key);
 
 /// The header of a JWE that the encrypter makes.
 /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header.

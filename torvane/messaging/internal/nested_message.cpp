@@ -47,7 +47,7 @@ std::optional<std::string> extractKeyId(ByteView compactSerialization) {
 }
 
 template <class Received>
-std::optional<std::string> keyIdOf(const std::optional<Received>& received, ByteView text) {
+std::optional<std::string> readKeyId(const std::optional<Received>& received, ByteView text) {
     return received ? keyIdIn(received->header().parameters()) : extractKeyId(text);
 }
 
@@ -59,28 +59,28 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
     const auto nextChunk = [&] { return wrapErrors(JOSEError::JWSSignerError, [&] { return jws.nextChunk(); }); };
 
     std::optional<JOSE::JWEWriter> jwe;
-    auto encryptionError = errorOf([&] {
+    auto encryptionError = catchError([&] {
         auto header = makeHeader(encrypter.get(), jweHeaders, true);
         wrapErrors(JOSEError::JWEEncrypterError,
                    [&] { jwe.emplace(std::move(header), jws.compactSize(), encrypter.get().encrypter()); });
     });
     for (auto chunk = nextChunk(); !chunk.empty(); chunk = nextChunk()) {
         if (encryptionError) continue;  // the chunks are for the signature alone
-        encryptionError = errorOf([&] { wrapErrors(JOSEError::JWEEncrypterError, [&] { jwe->write(chunk); }); });
+        encryptionError = catchError([&] { wrapErrors(JOSEError::JWEEncrypterError, [&] { jwe->write(chunk); }); });
     }
     if (encryptionError) std::rethrow_exception(encryptionError);
     return wrapErrors(JOSEError::JWEEncrypterError, [&] { return jwe->finish(); });
 }
 
 ReceivedNestedMessage::ReceivedNestedMessage(ByteView token)
-    : token_(token), jwe_(readJWE(token)), keyId_(keyIdOf(jwe_, token)) {}
+    : token_(token), jwe_(readJWE(token)), keyId_(readKeyId(jwe_, token)) {}
 
 ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) && {
     return ReceivedSignedMessage(jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_));
 }
 
 ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws)
-    : text_(std::move(jws)), jws_(readJWS(text_.data())), keyId_(keyIdOf(jws_, text_.data())) {}
+    : text_(std::move(jws)), jws_(readJWS(text_.data())), keyId_(readKeyId(jws_, text_.data())) {}
 
 ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) && {
     std::exception_ptr lastError;

@@ -25,7 +25,7 @@ namespace Torvane {
 
 /// Runs the operation and returns what it throws, or null. std::bad_alloc is not caught.
 template <class Operation>
-std::exception_ptr errorOf(const Operation& operation) {
+std::exception_ptr catchError(const Operation& operation) {
     try {
         operation();
         return nullptr;
@@ -42,7 +42,7 @@ class PreparedEncrypter {
     /// Calls the constructor of JWEEncrypter that takes these arguments.
     template <class... Arguments>
     explicit PreparedEncrypter(const Arguments&... arguments)
-        : error_(errorOf([&] { encrypter_.emplace(arguments...); })) {}
+        : error_(catchError([&] { encrypter_.emplace(arguments...); })) {}
 
     /// The encrypter.
     /// @throws what its constructor threw.

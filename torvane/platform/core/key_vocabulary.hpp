@@ -1,6 +1,7 @@
 // Types of the key-store interface: hash functions, signature schemes, curves, the components and the names of keys.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -60,8 +61,8 @@ enum class EllipticCurve {
     return number.empty() ? 0 : number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
 }
 
-struct RSAPublicComponents {
 /// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
+struct RSAPublicComponents {
     /// n: 256 bytes for a key of 2048 bits.
     ByteBuffer modulus;
     /// e: 65537 (the bytes 1, 0, 1) in most keys.

@@ -2,9 +2,8 @@
 
 #include <openssl/rand.h>
 
-#include "torvane/platform/core/error.hpp"
-#include "torvane/platform/core/internal/stop_process.hpp"
 #include "torvane/platform/core/internal/error_scope.hpp"
+#include "torvane/platform/core/internal/stop_process.hpp"
 
 namespace Torvane {
 

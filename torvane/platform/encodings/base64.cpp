@@ -72,7 +72,7 @@ struct UrlArithmetic {
         return value << shifts[place] | (~known & notInAlphabet);
     }
 
-    static Pair pairOf(std::uint32_t group) noexcept { return {character(group >> 6), character(group & 63)}; }
+    static Pair encodePair(std::uint32_t group) noexcept { return {character(group >> 6), character(group & 63)}; }
 
     static char character(std::uint32_t value) noexcept {
         std::uint32_t c = 0;
@@ -90,20 +90,20 @@ struct UrlTables {
     static constexpr bool hasKernel = true;
 
     static std::uint32_t valueAt(std::size_t place, unsigned char c) noexcept { return urlValues[place][c]; }
-    static Pair pairOf(std::uint32_t group) noexcept { return urlPairs[group]; }
+    static Pair encodePair(std::uint32_t group) noexcept { return urlPairs[group]; }
 };
 
 struct StandardTables {
     static constexpr bool hasKernel = false;
 
-    static Pair pairOf(std::uint32_t group) noexcept { return standardPairs[group]; }
+    static Pair encodePair(std::uint32_t group) noexcept { return standardPairs[group]; }
 };
 
 // Encodes without padding. Returns the end of what it wrote.
 template <class Alphabet, class Char>
 Char* encode(ByteView bytes, Char* out) noexcept {
     const auto put = [&out](std::uint32_t group) {
-        const auto pair = Alphabet::pairOf(group);
+        const auto pair = Alphabet::encodePair(group);
         *out++ = static_cast<Char>(pair[0]);
         *out++ = static_cast<Char>(pair[1]);
     };
@@ -122,7 +122,7 @@ Char* encode(ByteView bytes, Char* out) noexcept {
     if (end - in == 2) {
         const std::uint32_t group = std::uint32_t{in[0]} << 16 | std::uint32_t{in[1]} << 8;
         put(group >> 12);
-        *out++ = static_cast<Char>(Alphabet::pairOf(group & 0xFFF)[0]);
+        *out++ = static_cast<Char>(Alphabet::encodePair(group & 0xFFF)[0]);
     } else if (end - in == 1) {
         put(std::uint32_t{in[0]} << 4);
     }

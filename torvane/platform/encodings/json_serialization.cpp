@@ -40,8 +40,8 @@ bool isVerbatim(std::string_view literal) noexcept {
 class ValueBuilder {
   public:
     ValueBuilder() = default;
-    // For a parser that reads a masked copy of the text: the strings are taken from the original, `hidden`.
-    explicit ValueBuilder(ByteView hidden) : hidden_(StringLiterals(hidden)) {}
+    // For a parser that reads a masked copy of the text: the strings are taken from the original.
+    explicit ValueBuilder(ByteView original) : originalStrings_(StringLiterals(original)) {}
     ~ValueBuilder() {
         // A failed read may leave parts of a key here.
         for (auto& level : open_) wipeStrings(level.container);
@@ -56,13 +56,13 @@ class ValueBuilder {
     // Called for every integer without a sign.
     bool number_unsigned(std::uint64_t value) { return add(value); }
     bool number_float(double value, const std::string&) { return add(value); }
-    bool string(std::string& value) { return add(actual(value)); }
+    bool string(std::string& value) { return add(takeOriginal(value)); }
     bool binary(nlohmann::json::binary_t&) { return false; }
 
     bool start_object(std::size_t) { return open(JSONValue::Object()); }
     bool key(std::string& name) {
         auto& level = open_.back();
-        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(actual(name));
+        const auto [member, inserted] = level.container.as<JSONValue::Object>()->try_emplace(takeOriginal(name));
         level.member = member;
         return inserted || reject("a member is given twice");
     }
@@ -100,9 +100,9 @@ class ValueBuilder {
     }
 
     // The string of the original text, where the parser read a masked one.
-    std::string actual(std::string& seen) {
-        const auto literal = hidden_ ? hidden_->next() : std::nullopt;
-        return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(seen);
+    std::string takeOriginal(std::string& parsed) {
+        const auto literal = originalStrings_ ? originalStrings_->next() : std::nullopt;
+        return literal && isVerbatim(*literal) ? std::string(*literal) : std::move(parsed);
     }
 
     bool open(JSONValue container) {
@@ -128,7 +128,7 @@ class ValueBuilder {
         return true;
     }
 
-    std::optional<StringLiterals> hidden_;
+    std::optional<StringLiterals> originalStrings_;
     std::vector<Level> open_;
     JSONValue result_;
     std::string failure_;
@@ -273,15 +273,15 @@ JSONValue JSONSerialization::jsonObject(ByteView text) {
 }
 
 SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
-    // The parser leaves copies of strings in freed memory, so it is shown a text with other strings of the same size.
-    SecretBuffer shown(text.begin(), text.end());
+    // The parser leaves copies of strings in freed memory, so it reads a copy whose strings are masked.
+    SecretBuffer masked(text.begin(), text.end());
     StringLiterals literals(text);
     while (const auto literal = literals.next()) {
         const auto offset = reinterpret_cast<const std::uint8_t*>(literal->data()) - text.data();
-        if (isVerbatim(*literal)) std::fill_n(shown.begin() + offset, literal->size(), 'x');
+        if (isVerbatim(*literal)) std::fill_n(masked.begin() + offset, literal->size(), 'x');
     }
     ValueBuilder builder(text);
-    return SecretJSON(read(shown, builder));
+    return SecretJSON(read(masked, builder));
 }
 
 }  // namespace Torvane

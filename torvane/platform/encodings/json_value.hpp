@@ -195,7 +195,7 @@ class TORVANE_EXPORT JSONValue {
             const auto* value = as<T>();
             return value ? std::optional<T>(*value) : std::nullopt;
         } else if constexpr (requires { requires std::same_as<T, std::vector<typename T::value_type>>; }) {
-            return vectorOf<typename T::value_type>();
+            return toVector<typename T::value_type>();
         } else {
             static_assert(alwaysFalse<T>,
                           "A JSON value is converted to bool, an integer, a floating-point number, std::string, List, "
@@ -232,7 +232,7 @@ class TORVANE_EXPORT JSONValue {
     static constexpr bool alwaysFalse = false;
 
     template <class T>
-    [[nodiscard]] std::optional<std::vector<T>> vectorOf() const {
+    [[nodiscard]] std::optional<std::vector<T>> toVector() const {
         const auto* list = as<List>();
         if (list == nullptr) return std::nullopt;
         std::vector<T> result;

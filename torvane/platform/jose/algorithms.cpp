@@ -1,6 +1,5 @@
 #include "torvane/platform/jose/algorithms.hpp"
 
-#include <bit>
 #include <variant>
 
 namespace Torvane::JOSE {
@@ -9,12 +8,6 @@ namespace {
 constexpr std::size_t minimumModulusBits = 2048;
 constexpr std::size_t maximumModulusBits = 16384;
 constexpr std::size_t maximumExponentBits = 64;
-
-// Of an unsigned big-endian number without leading zero bytes.
-std::size_t bitLength(const ByteBuffer& number) noexcept {
-    if (number.empty()) return 0;
-    return number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
-}
 
 bool isUsableRSA(const SecKey& key) noexcept {
     const auto* rsa = std::get_if<RSAPublicComponents>(&key.publicComponents());

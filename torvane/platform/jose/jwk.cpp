@@ -25,8 +25,8 @@ SecretJSON parseJWK(ByteView text) {
     }
 }
 
-const JSONValue::Object& membersOf(const SecretJSON& jwk) {
-    if (const auto* members = jwk.get().as<JSONValue::Object>()) return *members;
+const JSONValue::Object& requireObject(const SecretJSON& json) {
+    if (const auto* members = json.get().as<JSONValue::Object>()) return *members;
     throw JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
 }
 
@@ -69,11 +69,11 @@ EllipticCurve findCurve(std::string_view name) {
     throw JOSESwiftError::unsupportedKey("The JWK's curve is not P-256, P-384 or P-521.");
 }
 
-std::string nameOf(EllipticCurve curve) {
+std::string curveName(EllipticCurve curve) {
     return std::string(curves[static_cast<std::size_t>(curve)].first);
 }
 
-std::optional<JWKType> keyTypeOf(const JSONValue::Object& members) {
+std::optional<JWKType> readKeyType(const JSONValue::Object& members) {
     return fromRawValue<JWKType>(requireString(members, "kty"));
 }
 
@@ -132,7 +132,7 @@ StringMap makeECParameters(const SecKey& key, StringMap parameters) {
         throw JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key.");
     }
     parameters["kty"] = "EC";
-    parameters["crv"] = nameOf(point->curve);
+    parameters["crv"] = curveName(point->curve);
     parameters["x"] = encodeBase64url(point->x);
     parameters["y"] = encodeBase64url(point->y);
     return parameters;
@@ -155,11 +155,11 @@ JWK::JWK(const JWK& jwk, JWKType expected) : JWK(jwk) {
 }
 
 JWK JWK::initFrom(ByteView json) {
-    return initFrom(membersOf(parseJWK(json)));
+    return initFrom(requireObject(parseJWK(json)));
 }
 
 JWK JWK::initFrom(const JSONValue::Object& members) {
-    const auto keyType = keyTypeOf(members);
+    const auto keyType = readKeyType(members);
     Key key;
     if (keyType == JWKType::RSA) key = readRSAComponents(members);
     if (keyType == JWKType::EC) key = readECComponents(members);
@@ -168,8 +168,8 @@ JWK JWK::initFrom(const JSONValue::Object& members) {
 
 JWK JWK::initPrivateFrom(ByteView json) {
     const auto parsed = parseJWK(json);
-    const auto& members = membersOf(parsed);
-    const auto keyType = keyTypeOf(members);
+    const auto& members = requireObject(parsed);
+    const auto keyType = readKeyType(members);
     if (keyType == JWKType::RSA) return {selectPublicStrings(members), readRSAPrivateKey(members)};
     if (keyType == JWKType::EC) return {selectPublicStrings(members), readECPrivateKey(members)};
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");

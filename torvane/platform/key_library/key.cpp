@@ -14,7 +14,7 @@ namespace Secp256k1 = Crypto::Secp256k1;
 
 namespace {
 
-std::optional<Secp256k1::Point> pointOf(const PublicKey& key) noexcept {
+std::optional<Secp256k1::Point> findPoint(const PublicKey& key) noexcept {
     return Secp256k1Utils::isSecp256k1Key(key) && key.keyData() ? Secp256k1::parsePublicPoint(*key.keyData())
                                                                 : std::nullopt;
 }
@@ -43,7 +43,7 @@ PublicKey Key::publicKey() const {
 
 std::string Key::publicKeyPem() const {
     if (keyRef()) return keyRef()->publicKeyPem();
-    const auto point = pointOf(publicKey());
+    const auto point = findPoint(publicKey());
     if (!point) throw SecurityError("The raw bytes are not a secp256k1 public key.");
     return Crypto::writePublicKeyPem(Crypto::makeSecp256k1PublicKey(*point).get());
 }
@@ -51,7 +51,7 @@ std::string Key::publicKeyPem() const {
 bool operator==(const PublicKey& a, const PublicKey& b) {
     if (a.keyRef() && b.keyRef()) return a.keyRef()->publicComponents() == b.keyRef()->publicComponents();
     if (a.keyRef() || b.keyRef()) return false;
-    if (const auto pointOfA = pointOf(a)) return pointOfA == pointOf(b);
+    if (const auto pointOfA = findPoint(a)) return pointOfA == findPoint(b);
     return a.keyType() == b.keyType() && std::ranges::equal(*a.keyData(), *b.keyData());
 }
 

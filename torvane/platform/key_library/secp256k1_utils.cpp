@@ -4,6 +4,7 @@
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/key_library/internal/secp256k1_key.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
 
 namespace Torvane::Zennet {

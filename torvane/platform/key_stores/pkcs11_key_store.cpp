@@ -30,7 +30,7 @@ SecretSource choosePinSource(const URI& uri, SecretSource askForPin) {
         return [pin = SecretBuffer(bytes.begin(), bytes.end())](std::string_view) { return pin; };
     }
     if (const char* file = uri.pinSource()) {
-        return [path = pathOf(file)](std::string_view) {
+        return [path = readPath(file)](std::string_view) {
             auto pin = readFile(path);
             while (!pin.empty() && (pin.back() == '\n' || pin.back() == '\r')) pin.pop_back();
             return pin;
@@ -83,8 +83,8 @@ class Pkcs11Key final : public StoreKey {
     KeyName name() const override { return publicKey_.name(); }
 
     ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const override {
-        return runWithKey([&](const KeyInSession& use) {
-            return PKCS11::sign(use, scheme, hash, digest, publicKey_.signatureSize());
+        return runWithKey([&](const KeyInSession& key) {
+            return PKCS11::sign(key, scheme, hash, digest, publicKey_.signatureSize());
         });
     }
 
@@ -92,12 +92,12 @@ class Pkcs11Key final : public StoreKey {
         const auto& modulus = std::get<RSAPublicComponents>(publicKey_.publicComponents()).modulus;
         // Tokens differ in how they report what cannot be a ciphertext, so none is passed on.
         if (ciphertext.size() != modulus.size() || !isBelow(ciphertext, modulus)) return std::nullopt;
-        return runWithKey([&](const KeyInSession& use) { return PKCS11::decrypt(use, hash, ciphertext); });
+        return runWithKey([&](const KeyInSession& key) { return PKCS11::decrypt(key, hash, ciphertext); });
     }
 
     SecretBuffer agree(const SecKey& peer) const override {
         const auto& point = std::get<ECPublicComponents>(peer.publicComponents());
-        return runWithKey([&](const KeyInSession& use) { return PKCS11::agree(use, point); });
+        return runWithKey([&](const KeyInSession& key) { return PKCS11::agree(key, point); });
     }
 
   private:

@@ -1,6 +1,7 @@
 #include "torvane/platform/primitives/algorithm_cache.hpp"
 
 #include <array>
+#include <cstdint>
 
 namespace Torvane::Crypto {
 namespace {
@@ -23,7 +24,7 @@ class AesCiphers {
     AesCiphers(const char* aes128, const char* aes192, const char* aes256)
         : aes128_(fetch(aes128)), aes192_(fetch(aes192)), aes256_(fetch(aes256)) {}
 
-    [[nodiscard]] const EVP_CIPHER* forKeyOf(std::size_t size) const {
+    [[nodiscard]] const EVP_CIPHER* forKeySize(std::size_t size) const {
         switch (size) {
             case 16: return aes128_;
             case 24: return aes192_;
@@ -65,12 +66,12 @@ const EVP_MD* fetchDigest(HashFunction hash) {
 
 const EVP_CIPHER* fetchAesGcm(std::size_t keySize) {
     static const AesCiphers ciphers("AES-128-GCM", "AES-192-GCM", "AES-256-GCM");
-    return ciphers.forKeyOf(keySize);
+    return ciphers.forKeySize(keySize);
 }
 
 const EVP_CIPHER* fetchAesCbc(std::size_t keySize) {
     static const AesCiphers ciphers("AES-128-CBC", "AES-192-CBC", "AES-256-CBC");
-    return ciphers.forKeyOf(keySize);
+    return ciphers.forKeySize(keySize);
 }
 
 MacContext makeHmacContext(HashFunction hash) {

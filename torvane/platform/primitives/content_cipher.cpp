@@ -1,6 +1,9 @@
 #include "torvane/platform/primitives/content_cipher.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
 
 #include "torvane/platform/primitives/algorithm_cache.hpp"
 #include "torvane/platform/primitives/digest.hpp"
@@ -23,20 +26,21 @@ class Cipher {
     }
 
     void addAuthenticatedData(ByteView data) {
+        static constexpr std::string_view what = "authenticate data";
         forEachCipherChunk(data, [this](ByteView chunk) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), nullptr, &written, chunk.data(), static_cast<int>(chunk.size())),
-                  "authenticate data");
+            check(EVP_CipherUpdate(context_.get(), nullptr, &written, chunk.data(), toInt(chunk.size(), what)), what);
         });
     }
 
     // `in` and `out` may be the same memory. Returns how many bytes it wrote.
     std::size_t update(ByteView in, std::uint8_t* out) {
+        static constexpr std::string_view what = "run AES";
         std::size_t total = 0;
         forEachCipherChunk(in, [&](ByteView chunk) {
             int written = 0;
-            check(EVP_CipherUpdate(context_.get(), out + total, &written, chunk.data(), static_cast<int>(chunk.size())),
-                  "run AES");
+            check(EVP_CipherUpdate(context_.get(), out + total, &written, chunk.data(), toInt(chunk.size(), what)),
+                  what);
             total += static_cast<std::size_t>(written);
         });
         return total;
@@ -55,9 +59,9 @@ class Cipher {
     CipherContext context_;
 };
 
-class GcmEncryptor final : public ContentEncryptor {
+class GcmEncrypter final : public ContentEncrypter {
   public:
-    GcmEncryptor(ByteView key, ByteView iv, ByteView additionalData)
+    GcmEncrypter(ByteView key, ByteView iv, ByteView additionalData)
         : cipher_(fetchAesGcm(key.size()), Direction::encrypt, key, iv) {
         cipher_.addAuthenticatedData(additionalData);
     }
@@ -74,7 +78,7 @@ class GcmEncryptor final : public ContentEncryptor {
 
     [[nodiscard]] ByteBuffer tag() const override {
         ByteBuffer tag(gcmTagSize);
-        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tag.size()), tag.data()),
+        check(EVP_CIPHER_CTX_ctrl(cipher_.get(), EVP_CTRL_AEAD_GET_TAG, toInt(tag.size(), "read the tag"), tag.data()),
               "read the tag");
         return tag;
     }
@@ -116,9 +120,9 @@ ByteView cipherHalf(ByteView key) noexcept {
     return key.subspan(key.size() / 2);
 }
 
-class CbcHmacEncryptor final : public ContentEncryptor {
+class CbcHmacEncrypter final : public ContentEncrypter {
   public:
-    CbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
+    CbcHmacEncrypter(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
         : cipher_(fetchAesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
           mac_(hash, key, iv, additionalData) {}
 
@@ -169,19 +173,19 @@ bool decryptInPlace(Cipher& cipher, ByteBuffer& buffer) {
 
 }  // namespace
 
-std::unique_ptr<ContentEncryptor> makeGcmEncryptor(ByteView key, ByteView iv, ByteView additionalData) {
-    return std::make_unique<GcmEncryptor>(key, iv, additionalData);
+std::unique_ptr<ContentEncrypter> makeGcmEncrypter(ByteView key, ByteView iv, ByteView additionalData) {
+    return std::make_unique<GcmEncrypter>(key, iv, additionalData);
 }
 
-std::unique_ptr<ContentEncryptor> makeCbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
+std::unique_ptr<ContentEncrypter> makeCbcHmacEncrypter(HashFunction hash, ByteView key, ByteView iv,
                                                        ByteView additionalData) {
-    return std::make_unique<CbcHmacEncryptor>(hash, key, iv, additionalData);
+    return std::make_unique<CbcHmacEncrypter>(hash, key, iv, additionalData);
 }
 
 bool decryptGcm(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer) {
     const ErrorScope scope;
     Cipher cipher(fetchAesGcm(key.size()), Direction::decrypt, key, iv);
-    check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tag.size()),
+    check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_AEAD_SET_TAG, toInt(tag.size(), "set the tag"),
                               const_cast<std::uint8_t*>(tag.data())),
           "set the tag");
     cipher.addAuthenticatedData(additionalData);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 
@@ -13,9 +14,9 @@
 namespace Torvane::Crypto {
 
 /// Encryption of one plaintext that arrives in chunks, so that a long one needs no second buffer of its size.
-class ContentEncryptor {
+class ContentEncrypter {
   public:
-    virtual ~ContentEncryptor() = default;
+    virtual ~ContentEncrypter() = default;
 
     /// Encrypts the next chunk into `out`, which has room for the chunk and one more cipher block (16 bytes). Returns
     /// how many bytes it wrote.
@@ -29,12 +30,12 @@ class ContentEncryptor {
 };
 
 /// AES-GCM. The key is 16, 24 or 32 bytes, the IV 12 bytes, and the tag 16 bytes.
-std::unique_ptr<ContentEncryptor> makeGcmEncryptor(ByteView key, ByteView iv, ByteView additionalData);
+std::unique_ptr<ContentEncrypter> makeGcmEncrypter(ByteView key, ByteView iv, ByteView additionalData);
 
 /// AES-CBC with PKCS #7 padding, then HMAC over additional data, IV, ciphertext and the bit length of the additional
 /// data. The key is 32, 48 or 64 bytes: its first half is the MAC key, its second half the AES key. The IV is 16 bytes;
 /// the tag is the first half of the MAC.
-std::unique_ptr<ContentEncryptor> makeCbcHmacEncryptor(HashFunction hash, ByteView key, ByteView iv,
+std::unique_ptr<ContentEncrypter> makeCbcHmacEncrypter(HashFunction hash, ByteView key, ByteView iv,
                                                        ByteView additionalData);
 
 /// Decrypts in place: on success `buffer`, which holds the ciphertext, holds the plaintext. Returns false when the tag

@@ -14,10 +14,10 @@ std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size
     return content.macHash ? (plaintextSize / aesBlockSize + 1) * aesBlockSize : plaintextSize;
 }
 
-std::unique_ptr<Crypto::ContentEncryptor> makeEncryptor(const ContentEncryptionParameters& content, ByteView key,
-                                                        ByteView iv, ByteView additionalData) {
-    return content.macHash ? Crypto::makeCbcHmacEncryptor(*content.macHash, key, iv, additionalData)
-                           : Crypto::makeGcmEncryptor(key, iv, additionalData);
+std::unique_ptr<Crypto::ContentEncrypter> makeContentEncrypter(const ContentEncryptionParameters& content, ByteView key,
+                                                               ByteView iv, ByteView additionalData) {
+    return content.macHash ? Crypto::makeCbcHmacEncrypter(*content.macHash, key, iv, additionalData)
+                           : Crypto::makeGcmEncrypter(key, iv, additionalData);
 }
 
 }  // namespace
@@ -37,7 +37,7 @@ JWEWriter::JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypte
                      base64urlSize(iv.size()) + base64urlSize(ciphertextSize(content, plaintextSize)) +
                      base64urlSize(content.tagSize) + JWE::componentCount - 1);
     appendBase64url(compact_, headerText);
-    encryptor_ = makeEncryptor(content, contentEncryptionKey.key, iv, compact_);
+    contentEncrypter_ = makeContentEncrypter(content, contentEncryptionKey.key, iv, compact_);
     appendPart(contentEncryptionKey.encryptedKey);
     appendPart(iv);
     compact_.push_back('.');
@@ -48,7 +48,7 @@ void JWEWriter::write(ByteView plaintext) {
     std::copy_n(pending_.begin(), pendingSize_, ciphertext.begin());
     while (!plaintext.empty()) {
         const auto chunk = plaintext.first(std::min(plaintext.size(), charactersPerChunk));
-        const auto size = pendingSize_ + encryptor_->update(chunk, std::span(ciphertext).subspan(pendingSize_));
+        const auto size = pendingSize_ + contentEncrypter_->update(chunk, std::span(ciphertext).subspan(pendingSize_));
         pendingSize_ = size % 3;
         const auto groups = size - pendingSize_;
         appendBase64url(compact_, ByteView(ciphertext).first(groups));
@@ -61,9 +61,9 @@ void JWEWriter::write(ByteView plaintext) {
 ByteBuffer JWEWriter::finish() {
     std::array<std::uint8_t, 3 * aesBlockSize> ciphertext;
     std::copy_n(pending_.begin(), pendingSize_, ciphertext.begin());
-    const auto size = pendingSize_ + encryptor_->finish(std::span(ciphertext).subspan(pendingSize_));
+    const auto size = pendingSize_ + contentEncrypter_->finish(std::span(ciphertext).subspan(pendingSize_));
     appendBase64url(compact_, ByteView(ciphertext).first(size));
-    appendPart(encryptor_->tag());
+    appendPart(contentEncrypter_->tag());
     return std::move(compact_);
 }
 

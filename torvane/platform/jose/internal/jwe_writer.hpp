@@ -38,7 +38,7 @@ class JWEWriter {
     void appendPart(ByteView part);
 
     ByteBuffer compact_;
-    std::unique_ptr<Crypto::ContentEncryptor> encryptor_;
+    std::unique_ptr<Crypto::ContentEncrypter> contentEncrypter_;
     // The last bytes of the ciphertext, which do not make a group of three yet.
     std::array<std::uint8_t, 2> pending_{};
     std::size_t pendingSize_ = 0;

@@ -45,7 +45,7 @@ bool hasScheme(std::string_view text, std::string_view scheme) noexcept {
            std::equal(scheme.begin(), scheme.end(), text.begin(), [](char a, char b) { return a == lowered(b); });
 }
 
-std::string pathOf(std::string_view uri) {
+std::string readPath(std::string_view uri) {
     const auto reject = [&] {
         throw KeyStoreError::invalidURI(quotedWithoutPin(uri) +
                                         " is neither a path nor the URI of a file on this machine.");

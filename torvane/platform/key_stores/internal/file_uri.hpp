@@ -12,7 +12,7 @@ bool hasScheme(std::string_view text, std::string_view scheme) noexcept;
 /// The path of a "file" URI (RFC 8089). Any other text is returned unchanged, as a path.
 /// @throws KeyStoreError invalidURI for a NUL byte, a "file" URI of another host, with a query or a fragment, with
 ///         wrong percent-encoding, or without a path.
-std::string pathOf(std::string_view uri);
+std::string readPath(std::string_view uri);
 
 /// A path or URI in quotes for an error, without anything that may be a PIN: it is cut at the first "?", and where the
 /// text contains "pkcs11" also at the first ";". A PKCS #11 URI after a blank is taken for a path and has to be cut

@@ -126,7 +126,7 @@ std::string describeCount(std::size_t count, const char* noun) {
 }
 
 template <class Container>
-Container contentsOf(const Bio& output) {
+Container takeContents(const Bio& output) {
     const char* data = nullptr;
     const auto size = BIO_get_mem_data(output.get(), &data);
     return {data, data + size};
@@ -172,14 +172,14 @@ SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>
     } else {
         check(PEM_write_bio_PKCS8_PRIV_KEY_INFO(output.get(), info.get()), "write a key");
     }
-    return contentsOf<SecretBuffer>(output);
+    return takeContents<SecretBuffer>(output);
 }
 
 std::string writePublicKeyPem(const EVP_PKEY* key) {
     const ErrorScope scope;
     const Bio output(check(BIO_new(BIO_s_mem()), "write a public key"));
     check(PEM_write_bio_PUBKEY(output.get(), key), "write a public key");
-    return contentsOf<std::string>(output);
+    return takeContents<std::string>(output);
 }
 
 }  // namespace Torvane::Crypto

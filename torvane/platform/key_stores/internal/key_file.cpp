@@ -10,16 +10,16 @@
 
 namespace Torvane {
 
-Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& secret) {
-    const auto path = pathOf(uri);
-    return Crypto::readKey(readFile(path), keyClass, secret, debugQuoted(path));
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
+    const auto path = readPath(uri);
+    return Crypto::readKey(readFile(path), keyClass, askForSecret, debugQuoted(path));
 }
 
-Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret) {
-    const auto path = pathOf(uri);
+Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret) {
+    const auto path = readPath(uri);
     const auto origin = debugQuoted(path);
     std::optional<SecretBuffer> passphrase;
-    if (secret) passphrase = secret("a new passphrase of " + origin);
+    if (askForSecret) passphrase = askForSecret("a new passphrase of " + origin);
     const auto text = Crypto::writePrivateKeyPem(key.get(), passphrase);
     auto readBack = Crypto::readKey(
         text, KeyClass::privateKey, [&](std::string_view) { return passphrase; }, origin);

@@ -10,11 +10,11 @@ namespace Torvane {
 
 /// Reads the one key of that class from the file that a path or "file" URI names.
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
-Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& secret);
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret);
 
 /// Writes a private key to a new file, encrypted if the source gives a passphrase. Returns the key as it was read back
 /// from the file's text, which proves that the file can be read.
 /// @throws KeyStoreError invalidURI, or unavailable when the file exists or cannot be written.
-Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& secret);
+Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret);
 
 }  // namespace Torvane

@@ -6,6 +6,7 @@
 #include <openssl/x509.h>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
@@ -20,7 +21,7 @@ struct HashConstants {
     const char* name;
 };
 
-HashConstants constantsOf(HashFunction hash) noexcept {
+HashConstants findConstants(HashFunction hash) noexcept {
     switch (hash) {
         case HashFunction::SHA1: return {CKM_SHA_1, CKG_MGF1_SHA1, "SHA-1"};
         case HashFunction::SHA256: return {CKM_SHA256, CKG_MGF1_SHA256, "SHA-256"};
@@ -30,28 +31,28 @@ HashConstants constantsOf(HashFunction hash) noexcept {
     return {};
 }
 
-CK_BYTE_PTR in(ByteView bytes) noexcept {
+CK_BYTE_PTR asInput(ByteView bytes) noexcept {
     return const_cast<CK_BYTE_PTR>(bytes.data());
 }
 
-CK_ULONG size(ByteView bytes) noexcept {
+CK_ULONG countBytes(ByteView bytes) noexcept {
     return static_cast<CK_ULONG>(bytes.size());
 }
 
 // Begins an operation with the key. Returns false when the token does not support the mechanism.
 template <auto Init>
-bool beginOperation(const KeyInSession& use, const char* operation, CK_MECHANISM mechanism) {
-    const auto result = use.session.attempt<Init>(&mechanism, use.key.handle);
+bool beginOperation(const KeyInSession& key, const char* operation, CK_MECHANISM mechanism) {
+    const auto result = key.session.attempt<Init>(&mechanism, key.object.handle);
     // SoftHSM returns CKR_ARGUMENTS_BAD for a hash function that it does not support in OAEP.
     if (result == CKR_ARGUMENTS_BAD || CallFailure(result, operation).isUnsupportedMechanism()) return false;
     if (result != CKR_OK) throw CallFailure(result, operation);
-    if (use.key.alwaysAuthenticate) use.token.logInForOperation(use.session);
+    if (key.object.alwaysAuthenticate) key.token.logInForOperation(key.session);
     return true;
 }
 
 // The subject includes its verb, for example "RSA-PSS signatures with SHA-256 are".
-[[noreturn]] void throwNotSupported(const KeyInSession& use, const std::string& subject) {
-    throw KeyStoreError::notSupported(subject + " not supported by " + use.token.description() + ".");
+[[noreturn]] void throwNotSupported(const KeyInSession& key, const std::string& subject) {
+    throw KeyStoreError::notSupported(subject + " not supported by " + key.token.description() + ".");
 }
 
 // The DER encoding of a DigestInfo, which RSASSA-PKCS1-v1_5 signs: the hash function and the digest (RFC 8017, section
@@ -64,7 +65,8 @@ ByteBuffer encodeDigestInfo(HashFunction hash, ByteView digest) {
     Crypto::check(
         X509_ALGOR_set0(algorithm, OBJ_nid2obj(EVP_MD_get_type(Crypto::evpDigest(hash))), V_ASN1_NULL, nullptr),
         "write a digest");
-    Crypto::check(ASN1_OCTET_STRING_set(value, digest.data(), static_cast<int>(digest.size())), "write a digest");
+    Crypto::check(ASN1_OCTET_STRING_set(value, digest.data(), Crypto::toInt(digest.size(), "write a digest")),
+                  "write a digest");
     ByteBuffer der(static_cast<std::size_t>(std::max(0, i2d_X509_SIG(info.get(), nullptr))));
     auto* out = der.data();
     if (der.empty() || i2d_X509_SIG(info.get(), &out) <= 0) Crypto::fail("write a digest");
@@ -88,15 +90,15 @@ Buffer padToLength(const Buffer& value, std::size_t written, std::size_t length)
     return moved;
 }
 
-ByteBuffer signWith(const KeyInSession& use, CK_MECHANISM mechanism, ByteView data, std::size_t length,
+ByteBuffer signWith(const KeyInSession& key, CK_MECHANISM mechanism, ByteView data, std::size_t length,
                     const char* what, HashFunction hash) {
     constexpr const char* operation = "sign";
-    if (!beginOperation<&CK_FUNCTION_LIST::C_SignInit>(use, operation, mechanism)) {
-        throwNotSupported(use, std::string(what) + " signatures with " + constantsOf(hash).name + " are");
+    if (!beginOperation<&CK_FUNCTION_LIST::C_SignInit>(key, operation, mechanism)) {
+        throwNotSupported(key, std::string(what) + " signatures with " + findConstants(hash).name + " are");
     }
     ByteBuffer signature(length);
-    auto written = size(signature);
-    use.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, in(data), size(data), signature.data(), &written);
+    auto written = countBytes(signature);
+    key.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, asInput(data), countBytes(data), signature.data(), &written);
     if (mechanism.mechanism != CKM_ECDSA) return padToLength(signature, written, length);
     // A short ECDSA signature cannot be padded: it is unknown whether r or s was shortened.
     signature.resize(std::min<std::size_t>(written, length));
@@ -122,47 +124,47 @@ struct Decrypted {
 };
 
 // Finishes a decryption that has begun. Returns nothing when the ciphertext does not decrypt.
-std::optional<Decrypted> finishDecryption(const KeyInSession& use, const char* operation, ByteView ciphertext) {
+std::optional<Decrypted> finishDecryption(const KeyInSession& key, const char* operation, ByteView ciphertext) {
     Decrypted decrypted{SecretBuffer(ciphertext.size()), 0};
-    auto written = size(decrypted.buffer);
-    const auto result = use.session.attempt<&CK_FUNCTION_LIST::C_Decrypt>(in(ciphertext), size(ciphertext),
+    auto written = countBytes(decrypted.buffer);
+    const auto result = key.session.attempt<&CK_FUNCTION_LIST::C_Decrypt>(asInput(ciphertext), countBytes(ciphertext),
                                                                           decrypted.buffer.data(), &written);
     decrypted.size = std::min<std::size_t>(written, decrypted.buffer.size());
     if (result == CKR_OK) return decrypted;
     const CallFailure failure(result, operation);
-    if (concernsToken(use.session, failure)) throw CallFailure(failure);
+    if (concernsToken(key.session, failure)) throw CallFailure(failure);
     return std::nullopt;
 }
 
 }  // namespace
 
-ByteBuffer sign(const KeyInSession& use, SignatureScheme scheme, HashFunction hash, ByteView digest,
+ByteBuffer sign(const KeyInSession& key, SignatureScheme scheme, HashFunction hash, ByteView digest,
                 std::size_t length) {
     const Crypto::ErrorScope scope;
-    const auto constants = constantsOf(hash);
+    const auto constants = findConstants(hash);
     switch (scheme) {
         case SignatureScheme::RSA_PKCS1:
-            return signWith(use, {CKM_RSA_PKCS, nullptr, 0}, encodeDigestInfo(hash, digest), length, "RSA-PKCS1", hash);
+            return signWith(key, {CKM_RSA_PKCS, nullptr, 0}, encodeDigestInfo(hash, digest), length, "RSA-PKCS1", hash);
         case SignatureScheme::RSA_PSS: {
-            CK_RSA_PKCS_PSS_PARAMS pss{constants.mechanism, constants.mask, size(digest)};
-            return signWith(use, {CKM_RSA_PKCS_PSS, &pss, sizeof(pss)}, digest, length, "RSA-PSS", hash);
+            CK_RSA_PKCS_PSS_PARAMS pss{constants.mechanism, constants.mask, countBytes(digest)};
+            return signWith(key, {CKM_RSA_PKCS_PSS, &pss, sizeof(pss)}, digest, length, "RSA-PSS", hash);
         }
         case SignatureScheme::ECDSA:
             // Not all tokens truncate a digest to the size of the order (FIPS 186-4, section 6.4).
-            return signWith(use, {CKM_ECDSA, nullptr, 0}, digest.first(std::min(digest.size(), length / 2)), length,
+            return signWith(key, {CKM_ECDSA, nullptr, 0}, digest.first(std::min(digest.size(), length / 2)), length,
                             "ECDSA", hash);
     }
     return {};
 }
 
-std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, ByteView ciphertext) {
+std::optional<SecretBuffer> decrypt(const KeyInSession& key, HashFunction hash, ByteView ciphertext) {
     constexpr const char* operation = "decrypt";
     constexpr auto init = &CK_FUNCTION_LIST::C_DecryptInit;
-    const auto constants = constantsOf(hash);
+    const auto constants = findConstants(hash);
     CK_RSA_PKCS_OAEP_PARAMS oaep{constants.mechanism, constants.mask, CKZ_DATA_SPECIFIED, nullptr, 0};
     try {
-        if (beginOperation<init>(use, operation, {CKM_RSA_PKCS_OAEP, &oaep, sizeof(oaep)})) {
-            auto decrypted = finishDecryption(use, operation, ciphertext);
+        if (beginOperation<init>(key, operation, {CKM_RSA_PKCS_OAEP, &oaep, sizeof(oaep)})) {
+            auto decrypted = finishDecryption(key, operation, ciphertext);
             if (!decrypted) return std::nullopt;
             decrypted->buffer.resize(decrypted->size);
             return std::move(decrypted->buffer);
@@ -171,30 +173,28 @@ std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, 
         // Some tokens report only here that they do not support the mechanism.
         if (!failure.isUnsupportedMechanism()) throw;
     }
-    if (beginOperation<init>(use, operation, {CKM_RSA_X_509, nullptr, 0})) {
-        const auto decrypted = finishDecryption(use, operation, ciphertext);
+    if (beginOperation<init>(key, operation, {CKM_RSA_X_509, nullptr, 0})) {
+        const auto decrypted = finishDecryption(key, operation, ciphertext);
         if (!decrypted) return std::nullopt;
         return Crypto::removeOaepPadding(hash, padToLength(decrypted->buffer, decrypted->size, ciphertext.size()));
     }
-    throwNotSupported(use, std::string("RSA-OAEP with ") + constants.name + " and RSA without padding are");
+    throwNotSupported(key, std::string("RSA-OAEP with ") + constants.name + " and RSA without padding are");
 }
 
-SecretBuffer agree(const KeyInSession& use, const ECPublicComponents& peer) {
+SecretBuffer agree(const KeyInSession& key, const ECPublicComponents& peer) {
     const auto length = coordinateSize(peer.curve);
-    ByteBuffer point{POINT_CONVERSION_UNCOMPRESSED};
-    point.insert(point.end(), peer.x.begin(), peer.x.end());
-    point.insert(point.end(), peer.y.begin(), peer.y.end());
-    CK_ECDH1_DERIVE_PARAMS parameters{CKD_NULL, 0, nullptr, size(point), point.data()};
+    auto point = Crypto::encodePoint(peer.x, peer.y);
+    CK_ECDH1_DERIVE_PARAMS parameters{CKD_NULL, 0, nullptr, countBytes(point), point.data()};
     CK_MECHANISM mechanism{CKM_ECDH1_DERIVE, &parameters, sizeof(parameters)};
     Template secret(CKO_SECRET_KEY);
     secret.add(CKA_KEY_TYPE, CK_ULONG{CKK_GENERIC_SECRET}).add(CKA_VALUE_LEN, CK_ULONG{length});
     secret.setTrue({CKA_EXTRACTABLE}).setFalse({CKA_TOKEN, CKA_SENSITIVE});
     CK_OBJECT_HANDLE derived{};
-    use.session.call<&CK_FUNCTION_LIST::C_DeriveKey>("agree on a secret", &mechanism, use.key.handle, secret.data(),
+    key.session.call<&CK_FUNCTION_LIST::C_DeriveKey>("agree on a secret", &mechanism, key.object.handle, secret.data(),
                                                      secret.size(), &derived);
-    auto value = use.session.readAttribute(derived, CKA_VALUE);
-    use.session.attempt<&CK_FUNCTION_LIST::C_DestroyObject>(derived);
-    if (!value) throwNotSupported(use, "Reading an agreed secret is");
+    auto value = key.session.readAttribute(derived, CKA_VALUE);
+    key.session.attempt<&CK_FUNCTION_LIST::C_DestroyObject>(derived);
+    if (!value) throwNotSupported(key, "Reading an agreed secret is");
     return padToLength(*value, value->size(), length);
 }
 

@@ -17,19 +17,19 @@ namespace Torvane::PKCS11 {
 struct KeyInSession {
     Token& token;
     Session& session;
-    PrivateKey key;
+    PrivateKey object;
 };
 
 /// Signs a digest. Signatures of the key have `size` bytes; shorter RSA signatures are padded. An ECDSA signature is r
 /// and s side by side.
-ByteBuffer sign(const KeyInSession& use, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
+ByteBuffer sign(const KeyInSession& key, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
 
 /// RSAES-OAEP with MGF1 over the same hash and an empty label. When the token does not support that, it does raw RSA,
 /// and the padding is removed here in constant time. The ciphertext must be as long as the modulus and numerically
 /// smaller. Returns nothing when it does not decrypt under this key.
-std::optional<SecretBuffer> decrypt(const KeyInSession& use, HashFunction hash, ByteView ciphertext);
+std::optional<SecretBuffer> decrypt(const KeyInSession& key, HashFunction hash, ByteView ciphertext);
 
 /// The ECDH shared secret with a peer on the same curve: the x coordinate, coordinateSize(curve) bytes.
-SecretBuffer agree(const KeyInSession& use, const ECPublicComponents& peer);
+SecretBuffer agree(const KeyInSession& key, const ECPublicComponents& peer);
 
 }  // namespace Torvane::PKCS11
