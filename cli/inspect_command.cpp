@@ -32,8 +32,8 @@ struct Layer {
 
     std::string state() const {
         if (!key) return view.isEncrypted ? "not decrypted" : "not verified";
-        return (view.isEncrypted ? "decrypted with your key \"" : "verified with the peer's key \"") + printable(*key) +
-               '"';
+        return (view.isEncrypted ? "decrypted with your key \"" : "verified with the peer's key \"") +
+               makePrintable(*key) + '"';
     }
 };
 
@@ -61,7 +61,7 @@ template <class Open>
 std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, Open open) {
     std::vector<JsonWebKey> candidates;
     std::ranges::copy_if(keys, std::back_inserter(candidates), [&](const auto& key) { return isFor(view, key); });
-    const auto hasId = [&](const JsonWebKey& key) { return key.keyId() == view.headerMember("kid"); };
+    const auto hasId = [&](const JsonWebKey& key) { return key.keyId() == view.readHeaderMember("kid"); };
     if (std::ranges::any_of(candidates, hasId)) std::erase_if(candidates, [&](const auto& key) { return !hasId(key); });
     std::exception_ptr lastError;
     for (const auto& key : candidates) {
@@ -80,7 +80,7 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
 ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
     ByteBuffer plaintext;
     layer.key = openWith(keys.own.jwks, layer.view, [&](const JsonWebKey& key) {
-        const JWEDecrypter decrypter(layer.view.headerMember("alg"), layer.view.headerMember("enc"),
+        const JWEDecrypter decrypter(layer.view.readHeaderMember("alg"), layer.view.readHeaderMember("enc"),
                                      key.key().keyRef().value());
         plaintext = decrypter.decryptJWE(token);
     });
@@ -88,17 +88,17 @@ ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
 }
 
 void verify(Layer& layer, std::string_view token, const Keys& keys) {
-    const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.headerMember("alg"));
+    const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.readHeaderMember("alg"));
     layer.key = openWith(*keys.peer, layer.view, [&](const JsonWebKey& key) {
         static_cast<void>(JWSVerifier(algorithm.value(), key).verifyJWS(token));
     });
 }
 
 void requireKnownAlgorithms(const TokenView& view) {
-    const auto algorithm = view.headerMember("alg");
+    const auto algorithm = view.readHeaderMember("alg");
     const bool isKnown = view.isEncrypted
                              ? JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(algorithm) &&
-                                   JOSE::fromRawValue<JOSE::ContentEncryptionAlgorithm>(view.headerMember("enc"))
+                                   JOSE::fromRawValue<JOSE::ContentEncryptionAlgorithm>(view.readHeaderMember("enc"))
                              : JOSE::fromRawValue<JOSE::SignatureAlgorithm>(algorithm).has_value();
     if (isKnown) return;
     throw Failure(ExitCode::token, std::string("The token cannot be ") + (view.isEncrypted ? "decrypted" : "verified") +
@@ -177,7 +177,7 @@ void print(const Layer& layer, double now, const Palette& palette) {
             }) << '\n';
             std::ranges::copy(findTimeWarnings(*payload->claims, now), std::back_inserter(warnings));
         } else if (payload->text) {
-            std::cout << "payload " << printable(*payload->text) << '\n';
+            std::cout << "payload " << makePrintable(*payload->text) << '\n';
         } else {
             std::cout << "payload of " << formatCount(payload->size, "byte") << ", not text\n";
         }
@@ -224,7 +224,7 @@ void inspect(const InspectOptions& options) {
     const auto input = readInput(options.input);
     Inspection inspection;
     try {
-        inspectLayers(inspection, trimmed(asText(input)), keys);
+        inspectLayers(inspection, trim(asText(input)), keys);
         if (keys.peer && !inspection.isVerified()) throw Failure(ExitCode::signature, "The token has no signature.");
     } catch (...) {
         inspection.failure = std::current_exception();

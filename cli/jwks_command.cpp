@@ -29,13 +29,13 @@ std::string readMember(const SetEntry& entry, std::string_view name) {
 
 // A member for a table cell: "-" if there is none.
 std::string formatCell(const SetEntry& entry, std::string_view name) {
-    const auto text = printable(readMember(entry, name));
+    const auto text = makePrintable(readMember(entry, name));
     return text.empty() ? "-" : text;
 }
 
 std::string describeKind(const SetEntry& entry) {
     if (entry.key) return Command::describeKind(entry.key->key());
-    const auto curve = printable(readMember(entry, "crv"));
+    const auto curve = makePrintable(readMember(entry, "crv"));
     return formatCell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
 }
 
@@ -52,7 +52,7 @@ std::optional<JWKUse> findUse(const SetEntry& entry) {
 
 Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
-    if (entry.error) verdict.faults.push_back(printable(localizedDescription(entry.error)));
+    if (entry.error) verdict.faults.push_back(makePrintable(localizedDescription(entry.error)));
     if (std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); })) {
         verdict.faults.emplace_back("It holds a private key.");
     }
@@ -64,7 +64,7 @@ Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
         verdict.faults.emplace_back("No algorithm takes a key of this kind for this use.");
     } else if (!algorithm.empty()) {
         if (std::ranges::find(verdict.usableFor, algorithm) == verdict.usableFor.end()) {
-            verdict.faults.push_back("The key does not fit its \"alg\", " + printable(algorithm) + '.');
+            verdict.faults.push_back("The key does not fit its \"alg\", " + makePrintable(algorithm) + '.');
         } else {
             verdict.usableFor = {algorithm};
         }
@@ -103,7 +103,7 @@ void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette
     const bool isGood = verdict.faults.empty();
     std::cout << palette.heading << formatCell(entry, "kid") << palette.off << "  " << describeKind(entry) << "  "
               << (isGood ? palette.good : palette.warning) << (isGood ? "good" : "BAD") << palette.off << '\n';
-    if (!verdict.usableFor.empty()) std::cout << "  for " << joined(verdict.usableFor) << '\n';
+    if (!verdict.usableFor.empty()) std::cout << "  for " << join(verdict.usableFor) << '\n';
     for (const auto& fault : verdict.faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
     for (const auto& remark : verdict.remarks) std::cout << "  " << remark << '\n';
 }
@@ -134,13 +134,13 @@ void rejectOverwritingKey(const std::string& output, const std::string& uri) {
 }  // namespace
 
 void makeSet(const MakeSetOptions& options) {
-    const auto secret = makeSecretSource(options.secretFile);
+    const auto askForSecret = makeSecretSource(options.secretFile);
     JSONValue::List keys;
     std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
         const auto spec = parseKeySpec(text);
         rejectOverwritingKey(options.output, spec.uri);
-        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, secret);
+        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, askForSecret);
         const auto key = makeJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = listAlgorithms(opened, spec.use);
         const auto reject = [&](const std::string& why) {

@@ -18,15 +18,15 @@ using Torvane::Zennet::KeyClass;
 
 struct KeyKind {
     std::string_view name;
-    std::function<void(std::string_view uri, const SecretSource& secret)> make;
+    std::function<void(std::string_view uri, const SecretSource& askForSecret)> make;
 };
 
 KeyKind makeRSAKind(std::string_view name, std::size_t bits) {
-    return {name, [bits](auto uri, const auto& secret) { Torvane::generateRSAKeyAt(uri, bits, secret); }};
+    return {name, [bits](auto uri, const auto& askForSecret) { Torvane::generateRSAKeyAt(uri, bits, askForSecret); }};
 }
 
 KeyKind makeECKind(std::string_view name, EllipticCurve curve) {
-    return {name, [curve](auto uri, const auto& secret) { Torvane::generateECKeyAt(uri, curve, secret); }};
+    return {name, [curve](auto uri, const auto& askForSecret) { Torvane::generateECKeyAt(uri, curve, askForSecret); }};
 }
 
 std::vector<KeyKind> makeKinds() {
@@ -36,15 +36,17 @@ std::vector<KeyKind> makeKinds() {
             makeECKind("P-256", EllipticCurve::P256),
             makeECKind("P-384", EllipticCurve::P384),
             makeECKind("P-521", EllipticCurve::P521),
-            {"secp256k1", [](auto uri, const auto& secret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, secret); }}};
+            {"secp256k1",
+             [](auto uri, const auto& askForSecret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, askForSecret); }}};
 }
 
 // Opens the private key or, if there is none, the public key. Asks for the passphrase at most once.
-Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& secret) {
+Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& askForSecret) {
     using enum Torvane::KeyStoreError::Case;
     std::optional<Torvane::SecretBuffer> answer;
     try {
-        return Torvane::Zennet::openKey(uri, KeyClass::privateKey, [&](auto whose) { return answer = secret(whose); });
+        return Torvane::Zennet::openKey(uri, KeyClass::privateKey,
+                                        [&](auto description) { return answer = askForSecret(description); });
     } catch (const Torvane::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
         return Torvane::Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
@@ -64,20 +66,20 @@ void newKey(const NewKeyOptions& options) {
     const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
     if (kind == all.end()) {
         // The text is not quoted: it may be a misplaced URI with a PIN.
-        throw Failure(ExitCode::usage, "The kind of key must be one of " + joined(listKeyKinds()) + '.');
+        throw Failure(ExitCode::usage, "The kind of key must be one of " + join(listKeyKinds()) + '.');
     }
     // A PKCS #11 token needs its PIN; a file is encrypted only on request.
     const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto secret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secretFile)
-                        : isEncrypted                     ? makeNewSecretSource(options.secretFile)
-                                                          : SecretSource();
-    kind->make(options.uri, secret);
+    const auto askForSecret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secretFile)
+                              : isEncrypted                     ? makeNewSecretSource(options.secretFile)
+                                                                : SecretSource();
+    kind->make(options.uri, askForSecret);
 }
 
 void showKey(const ShowKeyOptions& options) {
-    const auto secret = makeSecretSource(options.secretFile);
-    const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, secret)
-                                      : openAnyKey(options.uri, secret);
+    const auto askForSecret = makeSecretSource(options.secretFile);
+    const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, askForSecret)
+                                      : openAnyKey(options.uri, askForSecret);
     const auto kind = describeKind(key);
     const bool isRSA = kind.starts_with("RSA");
     const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
@@ -86,7 +88,7 @@ void showKey(const ShowKeyOptions& options) {
         isRSA ? std::pair("size", kind.substr(4)) : std::pair("curve", kind),
         {"class", key.isPublicKey() ? "public" : "private"},
         {"thumbprint", Torvane::JsonWebKey(key, Torvane::JWKUse::JWK_SIG, {}).thumbprint()}};
-    if (!name.label.empty()) rows.emplace_back("label", printable(name.label));
+    if (!name.label.empty()) rows.emplace_back("label", makePrintable(name.label));
     if (options.asJSON) {
         JSONValue::Object object;
         for (const auto& [member, value] : rows) object[member] = value;

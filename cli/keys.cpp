@@ -76,12 +76,12 @@ JsonWebKey makeJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optiona
     return {key, use, std::move(id)};
 }
 
-JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretSource& secret) {
+JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretSource& askForSecret) {
     JsonWebKeySet keys(std::vector<JsonWebKey>{});
     for (const auto& text : specs) {
         const auto spec = parseKeySpec(text);
         if (spec.algorithm) throw Failure(ExitCode::usage, "The key \"" + spec.name + "\" must not name an algorithm.");
-        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, secret);
+        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, askForSecret);
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
                 keys.jwks.push_back(makeJsonWebKey(key, use, spec.keyId));

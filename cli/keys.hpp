@@ -28,7 +28,7 @@ Torvane::JsonWebKey makeJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWK
 
 /// Opens private keys given as "USE[:KID]=URI". A key for both uses becomes two entries, one for each use.
 /// @throws Failure, and the errors of Torvane::Zennet::openKey().
-Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& secret);
+Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& askForSecret);
 
 /// One entry of a key set, readable or not.
 struct SetEntry {

@@ -12,7 +12,7 @@ namespace {
 using Command::ExitCode;
 
 int fail(ExitCode code, const std::string& text) {
-    std::cerr << "torvane: " << Command::printable(text) << '\n';
+    std::cerr << "torvane: " << Command::makePrintable(text) << '\n';
     return static_cast<int>(code);
 }
 

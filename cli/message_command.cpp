@@ -78,7 +78,7 @@ void encode(const MessageOptions& options) {
 void decode(const MessageOptions& options) {
     const auto helper = makeHelper(options);
     const auto input = readInput(options.input);
-    const auto token = asBytes(trimmed(asText(input)));
+    const auto token = asBytes(trim(asText(input)));
     writeOutput(options.output, runWithProgress("decoding", token.size(), [&] { return helper.decodeMessage(token); }));
 }
 

@@ -114,16 +114,16 @@ SecretBuffer readFirstLine(const std::string& path) {
 // OpenSSL reads no longer passphrases.
 constexpr std::size_t maximumPassphrase = 1024;
 
-std::string capitalised(std::string_view text) {
+std::string capitalise(std::string_view text) {
     std::string result(text);
     if (!result.empty() && result[0] >= 'a' && result[0] <= 'z') result[0] = static_cast<char>(result[0] - 'a' + 'A');
     return result;
 }
 
-SecretBuffer askTwice(std::string_view whose) {
+SecretBuffer askTwice(std::string_view description) {
     HiddenInput terminal;
-    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(whose) + '.');
-    const auto question = printable(capitalised(whose));
+    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(description) + '.');
+    const auto question = makePrintable(capitalise(description));
     auto first = terminal.ask(question + ": ");
     if (!first) throw Failure(ExitCode::key, "No passphrase was entered.");
     if (first != terminal.ask(question + ", again: ")) {
@@ -142,9 +142,9 @@ Palette choosePalette() {
 
 Torvane::SecretSource makeSecretSource(const std::string& secretFile) {
     if (secretFile.empty()) {
-        return [](std::string_view whose) -> std::optional<SecretBuffer> {
+        return [](std::string_view description) -> std::optional<SecretBuffer> {
             HiddenInput terminal;
-            return terminal ? terminal.ask(printable(capitalised(whose)) + ": ") : std::nullopt;
+            return terminal ? terminal.ask(makePrintable(capitalise(description)) + ": ") : std::nullopt;
         };
     }
     // Read once, when first needed: it may be a pipe.
@@ -155,8 +155,8 @@ Torvane::SecretSource makeSecretSource(const std::string& secretFile) {
 }
 
 Torvane::SecretSource makeNewSecretSource(const std::string& secretFile) {
-    return [secretFile](std::string_view whose) -> std::optional<SecretBuffer> {
-        const auto secret = secretFile.empty() ? askTwice(whose) : readFirstLine(secretFile);
+    return [secretFile](std::string_view description) -> std::optional<SecretBuffer> {
+        const auto secret = secretFile.empty() ? askTwice(description) : readFirstLine(secretFile);
         if (secret.empty()) throw Failure(ExitCode::key, "The passphrase is empty.");
         if (secret.size() > maximumPassphrase) {
             throw Failure(ExitCode::key,

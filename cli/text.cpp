@@ -151,11 +151,11 @@ Palette Palette::colours() noexcept {
     return {"\033[34m", "\033[32m", "\033[36m", "\033[35m", "\033[1m", "\033[2m", "\033[33m", "\033[32m", "\033[0m"};
 }
 
-std::string printable(std::string_view text) {
+std::string makePrintable(std::string_view text) {
     return escapeText(text, "");
 }
 
-std::string_view trimmed(std::string_view text) noexcept {
+std::string_view trim(std::string_view text) noexcept {
     constexpr std::string_view blanks = " \t\r\n";
     const auto first = text.find_first_not_of(blanks);
     return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
@@ -198,7 +198,7 @@ std::string formatNames(const std::vector<std::pair<std::string, std::string>>& 
     return text;
 }
 
-std::string joined(const std::vector<std::string>& words) {
+std::string join(const std::vector<std::string>& words) {
     std::string text;
     for (const auto& word : words) text.append(text.empty() ? "" : " ").append(word);
     return text;

@@ -20,19 +20,19 @@ struct Palette {
 
 /// The text with control characters, characters that change the writing direction, and bytes that are not UTF-8
 /// escaped, so that a terminal cannot act on them.
-std::string printable(std::string_view text);
+std::string makePrintable(std::string_view text);
 
 /// The text without white space at either end.
-std::string_view trimmed(std::string_view text) noexcept;
+std::string_view trim(std::string_view text) noexcept;
 
 /// The words with spaces between them.
-std::string joined(const std::vector<std::string>& words);
+std::string join(const std::vector<std::string>& words);
 
 /// The note to print beside a member of the outermost object; empty for none.
 using Note = std::function<std::string(const std::string& name, const Torvane::JSONValue& value)>;
 
-/// JSON over several lines, indented by two spaces, its strings escaped as by printable(). With notes, the text is no
-/// longer JSON.
+/// JSON over several lines, indented by two spaces, its strings escaped as by makePrintable(). With notes, the text is
+/// no longer JSON.
 std::string formatJSON(const Torvane::JSONValue& value, const Palette& palette = Palette::none(),
                        const Note& note = {});
 

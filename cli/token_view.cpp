@@ -27,12 +27,12 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualPa
      {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
 
 std::string inQuotes(std::string_view text) {
-    return '"' + printable(text) + '"';
+    return '"' + makePrintable(text) + '"';
 }
 
 template <class Algorithm>
 void checkAlgorithm(TokenView& view, std::string_view member) {
-    const auto name = view.headerMember(member);
+    const auto name = view.readHeaderMember(member);
     if (name.empty()) {
         view.warnings.push_back("The header has no " + inQuotes(member) + '.');
     } else if (name == "none" && !view.isEncrypted) {
@@ -49,7 +49,7 @@ void checkHeader(TokenView& view) {
     } else {
         checkAlgorithm<Torvane::JOSE::SignatureAlgorithm>(view, "alg");
     }
-    if (view.headerMember("kid").empty()) {
+    if (view.readHeaderMember("kid").empty()) {
         view.warnings.emplace_back("The header has no \"kid\": a receiver has to try each of its keys.");
     }
     for (const auto& [name, what] : unusualParameters) {
@@ -67,7 +67,8 @@ void readHeader(TokenView& view, Torvane::ByteView text) {
     }
     if (view.header) return checkHeader(view);
     view.isMalformed = true;
-    view.warnings.push_back("The header cannot be read. " + reason + " Its text: " + printable(Torvane::asText(text)));
+    view.warnings.push_back("The header cannot be read. " + reason +
+                            " Its text: " + makePrintable(Torvane::asText(text)));
 }
 
 void checkParts(TokenView& view) {
@@ -92,7 +93,7 @@ std::optional<JSONValue::Object> objectFrom(Torvane::ByteView text) {
 
 }  // namespace
 
-std::string TokenView::headerMember(std::string_view name) const {
+std::string TokenView::readHeaderMember(std::string_view name) const {
     const auto* text = header ? Torvane::stringMember(*header, name) : nullptr;
     return text == nullptr ? std::string() : *text;
 }

@@ -35,7 +35,7 @@ struct TokenView {
     std::vector<std::string> warnings;
 
     /// A string member of the header; empty if there is none.
-    std::string headerMember(std::string_view name) const;
+    std::string readHeaderMember(std::string_view name) const;
     /// The payload of a JWS; null for a JWE, or if the part is not base64url.
     const Torvane::ByteBuffer* payload() const noexcept;
 };

@@ -16,8 +16,8 @@ namespace {
 using namespace Torvane;
 
 // Reads a PIN or passphrase from the environment. A program with a terminal would ask its user.
-std::optional<SecretBuffer> fromEnvironment(std::string_view whose) {
-    std::cerr << "asked for " << whose << '\n';
+std::optional<SecretBuffer> fromEnvironment(std::string_view description) {
+    std::cerr << "asked for " << description << '\n';
     const char* secret = std::getenv("KEY_SECRET");
     if (secret == nullptr) return std::nullopt;
     const auto bytes = asBytes(secret);
