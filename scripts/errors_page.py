@@ -23,7 +23,7 @@ HEAD = """# Error reference
 When each error is thrown, and what its text contains. [Handling errors](handling-errors.md) says what to do about it.
 
 Where the column "text" says "the message" or "the description", the text says what was wrong in that call. "The textual
-form" is `debugDescription()` without the class: the case, with its values in parentheses.
+form" is what `debugDescription()` returns: the class, the case, and its values in parentheses.
 
 Applications may compare texts: the texts of a published version never change.
 """

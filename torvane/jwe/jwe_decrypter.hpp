@@ -28,8 +28,8 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @param jweContentEncryptionAlgorithm the only "enc" that is accepted: an enumerator, or a name such as
     ///        "A128CBC-HS256".
     /// @param decryptionPrivateKey our private key.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
-    ///         unknown; then invalidKeyFormat for a key that does not fit, a public key included.
+    /// @throws JOSEError algorithmNotSupported for an unknown name (if both are unknown, for that of the key management
+    ///         algorithm); then invalidKeyFormat for a key that does not fit, a public key included.
     JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& decryptionPrivateKey);
@@ -40,10 +40,10 @@ class TORVANE_EXPORT JWEDecrypter {
     /// @param jweContentEncryptionAlgorithm the only "enc" that is accepted: an enumerator, or a name such as
     ///        "A128CBC-HS256".
     /// @param decryptionPrivateKey our private key, from JsonWebKey::fromPrivateJwk(); no other private key has a JWK.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
-    ///         unknown; then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
-    ///         public key, or one of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does
-    ///         not fit.
+    /// @throws JOSEError algorithmNotSupported for an unknown name (if both are unknown, for that of the key management
+    ///         algorithm); then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
+    ///         public key, or for a key of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that
+    ///         does not fit.
     JWEDecrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& decryptionPrivateKey);
@@ -84,8 +84,8 @@ class TORVANE_EXPORT JWEDecrypter {
     ///         token or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
     ///         decryptingFailed with one text for everything that an attacker must not tell apart: an encrypted key
     ///         that does not decrypt, a tag that does not match, wrong padding; SecurityError, or whatever an
-    ///         application's key store throws, when the key store fails. std::bad_alloc when memory runs out. No
-    ///         plaintext is released before the tag has been checked.
+    ///         application's key store throws, when the key store fails. std::bad_alloc, not wrapped, when memory runs
+    ///         out. No plaintext is released before the tag has been checked.
     [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;
     /// The same for a token as text.
     [[nodiscard]] ByteBuffer decryptJWE(const TextLike auto& jweString) const { return decryptJWE(asBytes(jweString)); }

@@ -29,8 +29,8 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @param jweContentEncryptionAlgorithm the "enc": an enumerator, or a name such as "A128CBC-HS256".
     /// @param encryptionPublicKey the recipient's public key.
     /// @param keyId the "kid"; nothing for tokens without one.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
-    ///         unknown; then invalidKeyFormat for a key that does not fit, a private key included.
+    /// @throws JOSEError algorithmNotSupported for an unknown name (if both are unknown, for that of the key management
+    ///         algorithm); then invalidKeyFormat for a key that does not fit, a private key included.
     JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const SecKey& encryptionPublicKey, std::optional<std::string> keyId);
@@ -40,10 +40,10 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @param jweContentEncryptionAlgorithm the "enc": an enumerator, or a name such as "A128CBC-HS256".
     /// @param encryptionPublicKey the recipient's public key. Its own id is not used.
     /// @param keyId the "kid"; nothing for tokens without one.
-    /// @throws JOSEError algorithmNotSupported for an unknown name, of the key management algorithm if both are
-    ///         unknown; then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
-    ///         private key, or one of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that does
-    ///         not fit.
+    /// @throws JOSEError algorithmNotSupported for an unknown name (if both are unknown, for that of the key management
+    ///         algorithm); then invalidKeyFormat for a key without a JWK; algorithmNotSupported "Unsupported Key" for a
+    ///         private key, or for a key of a type other than EC256Key and RSA2048Key; invalidKeyFormat for a key that
+    ///         does not fit.
     JWEEncrypter(JOSE::AlgorithmOrName<JOSE::KeyManagementAlgorithm> jweKeyManagementAlgorithm,
                  JOSE::AlgorithmOrName<JOSE::ContentEncryptionAlgorithm> jweContentEncryptionAlgorithm,
                  const JsonWebKey& encryptionPublicKey, std::optional<std::string> keyId);
@@ -90,7 +90,7 @@ class TORVANE_EXPORT JWEEncrypter {
     /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header ("crit", "zip", "b64" other than true, a value
     ///         that is not UTF-8). JOSEError JWEEncrypterError wrapping the reason when the encryption fails:
     ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
-    ///         SecurityError. std::bad_alloc when memory runs out.
+    ///         SecurityError when a cryptographic operation fails. std::bad_alloc, not wrapped, when memory runs out.
     [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                         bool isNested = false) const;
     [[nodiscard]] ByteBuffer encryptJWT(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},

@@ -61,8 +61,8 @@ class TORVANE_EXPORT JWSSigner {
     ///         ("crit", "zip", "b64" other than true, a value that is not UTF-8); JOSEError missingKey for a key
     ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
     ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
-    ///         the key store fails. std::bad_alloc when memory runs out. The part of the token that was already written
-    ///         is wiped.
+    ///         the key store fails. std::bad_alloc, not wrapped, when memory runs out. The part of the token that was
+    ///         already written is wiped.
     [[nodiscard]] ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     [[nodiscard]] ByteBuffer signJWT(const TextLike auto& payload,
                                      const JOSE::HeaderParameters& headerParams = {}) const {

@@ -56,8 +56,8 @@ class TORVANE_EXPORT JWSVerifier {
     ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
     ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
     ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
-    ///         included. std::bad_alloc when memory runs out. The part of the payload that was already decoded is
-    ///         wiped.
+    ///         included. std::bad_alloc, not wrapped, when memory runs out. The part of the payload that was already
+    ///         decoded is wiped.
     [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
     /// The same for a token as text.
     [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString) const { return verifyJWS(asBytes(jwsString)); }

@@ -50,7 +50,8 @@ struct ReservedClaimNames {
 
 /// The claims of one token, by name. Setters accept any value, replace an earlier one of the same name, and return the
 /// claims set itself, so that calls chain. Times are seconds since 1970 as doubles, with their fraction. Getters throw
-/// JOSEError: claimNotFoundInJWT for a missing claim, malformedClaim for a claim of another type.
+/// JOSEError: claimNotFoundInJWT for a missing claim, malformedClaim for a claim of another type (getAudience() throws
+/// claimNotFoundInJWT for both).
 ///
 /// A claims set can be moved, for example returned from a function or kept in a vector; a moved-from one is empty. It
 /// is copied by copy() only. It must not be changed from two threads at once.

@@ -73,7 +73,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// The keys that fit a query, in order; none, one or several.
     [[nodiscard]] std::vector<JsonWebKey> find(const KeyQuery& query) const;
 
-    /// The keys of one class that fit a header, in order: find() with criteria from the header. These are "kid" (a
+    /// The keys of one class that fit the criteria in a map, in order: find() with these criteria. These are "kid" (a
     /// string), "kty" (a Zennet::KeyType in JSONValue::opaque()), "use" (a JWKUse in JSONValue::opaque()) and "alg" (a
     /// string). A member that is missing or holds another kind of value is no criterion.
     [[nodiscard]] std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader,

@@ -46,8 +46,8 @@ class TORVANE_EXPORT JOSEHelper {
     /// @param rawMessage any bytes, or text, whose bytes are signed unchanged; of any length, possibly empty.
     /// @returns the compact JWE: ASCII text in five parts, about 16/9 as long as the message. It is allocated once, at
     ///          its exact size.
-    /// @throws JOSEError, except where another type is named, in this order; the message has been signed already when
-    ///         the fifth or a later one is thrown:
+    /// @throws JOSEError, except where another type is named, in this order; the errors after JWSSignerError are thrown
+    ///         only when the message has been signed:
     ///         - missingKey: there is not exactly one signing key;
     ///         - missingKey: there is not exactly one encryption key, or it has no platform key;
     ///         - algorithmNotSupported: unknown signature algorithm;
@@ -81,15 +81,15 @@ class TORVANE_EXPORT JOSEHelper {
     /// has no "kid", keys of every id are looked up. Both headers have to name the configured algorithms.
     ///
     /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
-    /// @returns the message exactly as the peer encoded it, with the capacity of the decrypted JWS, so at least a third
-    ///          more: shrink_to_fit() releases the rest.
+    /// @returns the message exactly as the peer passed it to encodeMessage(). The capacity is that of the decrypted
+    ///          JWS, at least a third more than the message; shrink_to_fit() releases the rest.
     /// @throws JOSEError, in this order:
-    ///         - invalidJOSEComponent: the token is not a compact serialisation;
+    ///         - invalidJOSEComponent: the token has no dot, or a part that is empty or not base64url;
     ///         - missingKey: there is not exactly one decryption key, or it has no platform key;
     ///         - algorithmNotSupported: unknown key management or content encryption algorithm;
     ///         - invalidKeyFormat: the decryption key does not fit its algorithm;
     ///         - JWEDecrypterError: as JWEDecrypter::decryptJWE();
-    ///         - invalidJOSEComponent: the plaintext is not a compact serialisation;
+    ///         - invalidJOSEComponent: the same for the plaintext, whose payload may be empty;
     ///         - missingKey: there is no verification key;
     ///         - algorithmNotSupported: unknown signature algorithm;
     ///         - JWSVerificationError: as JWSVerifier::verifyJWS(), of the last key.

@@ -181,7 +181,7 @@ class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
 /// The fields of a request's header. "Content-type" and "Content-Type" are two different fields.
 class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
   public:
-    /// The field's name as the back end expects it, with a lower-case "t".
+    /// The field's name, with "type" in lower case; servers do not distinguish case (RFC 9110, section 5.1).
     static constexpr std::string_view header_content_type = "Content-type";
     /// @{
     /// A value for this field.

@@ -28,11 +28,12 @@ class TORVANE_EXPORT JOSEError final : public Error {
     enum class Case {
         algorithmNotSupported,  ///< The algorithm's name is unknown, or the algorithm is not for keys of this kind.
         invalidKeyFormat,       ///< The key does not fit its algorithm, or a secp256k1 JWK is incomplete or invalid.
-        missingKey,             ///< A key set was not given, no key fits, or several fit where one is needed.
-        JWSSignerError,         ///< Signing failed; the underlying error says why.
-        JWSVerificationError,   ///< The JWS is malformed, names another algorithm, or does not verify; or the key does
-                                ///< not fit the algorithm.
-        JWEEncrypterError,      ///< Encryption failed; the underlying error says why.
+        missingKey,      ///< A key set was not given, no key fits, several fit where one is needed, or the key has no
+                         ///< platform key or no raw bytes where the operation needs them.
+        JWSSignerError,  ///< Signing failed; the underlying error says why.
+        JWSVerificationError,  ///< The JWS is malformed, names another algorithm, or does not verify; or the key does
+                               ///< not fit the algorithm.
+        JWEEncrypterError,     ///< Encryption failed; the underlying error says why.
         JWEDecrypterError,  ///< The JWE is malformed, names other algorithms, or does not decrypt; or the store failed.
         cannotEncodeJWK,    ///< The key or key set cannot be written as JSON (a private key, for example).
         cannotDecodeJWK,    ///< The text is not a JWK or JWK Set, or its numbers are not a valid key.
@@ -111,7 +112,8 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// The message, claim name or description that the error was made with; nothing when there is none.
     [[nodiscard]] const std::optional<std::string>& message() const noexcept { return state_->text; }
 
-    /// The textual form: "JOSEError.", the case's name, and its payload in parentheses.
+    /// The textual form: "JOSEError.", the case's name, and in parentheses the message or the textual form of the
+    /// wrapped error.
     [[nodiscard]] std::string debugDescription() const override;
 
     /// Equal when the case is the same, and for claimNotFoundInJWT also the claim name. Nothing else is compared.

@@ -20,7 +20,8 @@
 //     const std::string text = transfer.toJsonString();  // {"purpose":"rent"}
 //     const auto received = Torvane::fromJsonString<Transfer>(text);
 //
-// Objects can be neither copied nor moved. They must not be changed from two threads at once.
+// Objects can be neither copied nor moved, unless their class says otherwise, as JWTClaims does. They must not be
+// changed from two threads at once.
 #pragma once
 
 #include <concepts>
@@ -54,15 +55,16 @@ class TORVANE_EXPORT JsonConvertible {
 /// Second base of classes that fromJsonString() reads, and of classes whose objects are properties of other objects.
 class TORVANE_EXPORT JsonSerializeProtocol : public virtual JsonConvertible {};
 
-/// Base of classes that are converted to JSON by a list of their properties. A class overrides
-/// properties() to be written as JSON. To be read by fromJsonString() it also derives from JsonSerializeProtocol, and
-/// has a constructor from a JSONValue::Object, in which requiredMember() and optionalMember() find the values.
+/// Base of classes that are converted to JSON by a list of their properties. A class overrides properties() to be
+/// written as JSON. To be read by fromJsonString() it also derives from JsonSerializeProtocol, and has a constructor
+/// from a JSONValue::Object, in which requiredMember() and optionalMember() find the values.
 class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
   public:
     JsonSerializeObject() = default;
 
-    /// For classes that cannot be read from JSON: they inherit it by a using-declaration. "dict" is ignored.
-    /// @throws JsonSerializeError missingRequiredInit, always.
+    /// Always throws. A class that cannot be read from JSON inherits this constructor by a using-declaration, so that
+    /// fromJsonString() compiles for it.
+    /// @throws JsonSerializeError missingRequiredInit.
     [[noreturn]] explicit JsonSerializeObject(const JSONValue::Object& dict);
 
     /// The properties as a JSON object. Values that are not JSON are included; toJsonString() rejects them.
@@ -102,9 +104,10 @@ class TORVANE_EXPORT JsonSerializeObject : public virtual JsonConvertible {
         JSONValue::Object members_;
     };
 
-    /// The properties that are converted. An override returns its own and those of its direct base class:
-    /// `return {{{"iban", iban}}, Transfer::properties()};`, or JsonSerializeObject::properties(), which has none. The
-    /// JSON text has them in the order of their names. A class without properties of its own does not override this.
+    /// The properties that are converted. An override returns its own properties and those of its direct base class,
+    /// for example in a class derived from Transfer `return {{{"iban", iban}}, Transfer::properties()};`.
+    /// JsonSerializeObject::properties() has none. The JSON text has them in the order of their names. A class without
+    /// properties of its own does not override this.
     [[nodiscard]] virtual Properties properties() const;
 };
 

@@ -36,8 +36,9 @@ class TORVANE_EXPORT Error : public std::exception {
     /// The whole description: what went wrong, for people. Valid as long as any copy of the error.
     [[nodiscard]] const std::string& errorDescription() const noexcept { return *description_; }
 
-    /// The textual form: type, case and payload, for example `JOSEError.missingKey("...")`. An error that wraps another
-    /// shows it in this form inside its own.
+    /// The textual form: type, case, and in parentheses what it was made with, for example
+    /// `JOSEError.missingKey("...")`. The textual form of an error that wraps another contains the textual form of the
+    /// wrapped error.
     [[nodiscard]] virtual std::string debugDescription() const = 0;
 
     /// Writes debugDescription().
@@ -58,14 +59,15 @@ class TORVANE_EXPORT SecurityError : public Error {
 /// and never contains a passphrase or PIN.
 class TORVANE_EXPORT KeyStoreError final : public SecurityError {
   public:
-    /// Why the store failed, by what a caller can do about it.
+    /// Why the store failed. There is one case for each thing that a caller can do about it.
     enum class Case {
-        invalidURI,       ///< The URI is malformed, or asks for something impossible.
-        unavailable,      ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
-                          ///< new file exists already. Retrying may help if it was missing.
-        keyNotFound,      ///< The store is there, but no key fits, or more than one key fits.
-        wrongSecret,      ///< The passphrase or PIN is missing, wrong or locked.
-        notSupported,     ///< The store cannot do this operation with this algorithm.
+        invalidURI,    ///< The URI is malformed, or asks for something impossible.
+        unavailable,   ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
+                       ///< new file exists already. Retrying may help if it was missing.
+        keyNotFound,   ///< The store is there, but no key fits, or more than one key fits.
+        wrongSecret,   ///< The passphrase or PIN is missing, wrong or locked.
+        notSupported,  ///< The store does not support this operation, algorithm or kind of key, or the build lacks the
+                       ///< store.
         operationFailed,  ///< The store rejected the operation, or failed for another reason.
     };
 

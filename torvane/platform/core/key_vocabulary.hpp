@@ -61,7 +61,8 @@ enum class EllipticCurve {
     return number.empty() ? 0 : number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
 }
 
-/// n and e of an RSA public key: unsigned, big-endian, without leading zero bytes.
+/// n and e of an RSA public key: unsigned, big-endian. SecKey accepts leading zero bytes, and gives the components
+/// without them.
 struct RSAPublicComponents {
     /// n: 256 bytes for a key of 2048 bits.
     ByteBuffer modulus;

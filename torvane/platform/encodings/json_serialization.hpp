@@ -20,7 +20,7 @@ class TORVANE_EXPORT JSONError final : public Error {
     [[nodiscard]] std::string debugDescription() const override;
 };
 
-/// The JSON reader and writer. The reader accepts only RFC 8259, without what jsonObject() rejects beyond that; the
+/// The JSON reader and writer. The reader accepts the JSON of RFC 8259, except for what jsonObject() rejects; the
 /// writer makes compact text.
 struct TORVANE_EXPORT JSONSerialization {
     JSONSerialization() = delete;

@@ -80,8 +80,8 @@ class JSONList : public std::vector<JSONValue> {
 };
 
 /// Null, a boolean, a 64-bit integer, a double, a string, a list, an object, or an opaque value that is not JSON, such
-/// as an enumerator in a key lookup header. An opaque value cannot be written as JSON text. A moved-from value stays
-/// usable and is of the same kind as before, but what it contains is unspecified.
+/// as a JWKUse among the criteria of JsonWebKeySet::findKeysFor(). An opaque value cannot be written as JSON text. A
+/// moved-from value stays usable and is of the same kind as before, but what it contains is unspecified.
 class TORVANE_EXPORT JSONValue {
   public:
     /// The elements of a list; List::of(1, "x") makes one.
@@ -131,7 +131,7 @@ class TORVANE_EXPORT JSONValue {
 
     /// Copies everything inside.
     JSONValue(const JSONValue&) = default;
-    /// Leaves the other value of its kind, with unspecified contents.
+    /// The other value keeps its kind; its contents are unspecified.
     JSONValue(JSONValue&&) noexcept = default;
     ~JSONValue() = default;
     /// The other value may be a part of this one.

@@ -52,7 +52,8 @@ class TORVANE_EXPORT Encrypter {
 
     /// A fresh content encryption key for a JWE with this header, whose "apu" and "apv" enter the key derivation under
     /// ECDH-ES (RFC 7518, section 4.6.2). The caller has to set the header's "epk" to the ephemeral public key.
-    /// @throws JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
+    /// @throws JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError
+    ///         when a cryptographic operation fails.
     [[nodiscard]] ContentEncryptionKey makeContentEncryptionKey(const JWEHeader& header) const;
 
   private:

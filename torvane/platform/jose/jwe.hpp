@@ -23,7 +23,8 @@ class TORVANE_EXPORT JWE {
 
     /// Encrypts the payload under a fresh content encryption key and initialization vector.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError.
+    ///         parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError when a
+    ///         cryptographic operation fails.
     JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter);
 
     /// @{
@@ -36,7 +37,7 @@ class TORVANE_EXPORT JWE {
     ByteBuffer compact_;
 };
 
-/// A JWE from a peer. Keeps the parts decoded, and of the text only the header's part.
+/// A JWE from a peer. Keeps the decoded parts, and the base64url text of the header.
 class TORVANE_EXPORT ReceivedJWE {
   public:
     /// Reads the text.

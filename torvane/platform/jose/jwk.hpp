@@ -90,7 +90,8 @@ class TORVANE_EXPORT JWK {
     friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b);
 
   protected:
-    /// Nothing for a key of another "kty"; otherwise the components of a public key, or a handle to either kind of key.
+    /// std::monostate for a "kty" other than "RSA" and "EC"; otherwise the components of a public key, or a handle to a
+    /// public or private key.
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.

@@ -35,12 +35,12 @@ class TORVANE_EXPORT JWS {
     [[nodiscard]] const ByteBuffer& signature() const noexcept { return signature_; }
 
   private:
-    // Contains the payload, only base64url-encoded, so it is wiped when signing fails.
+    // Contains the payload, which base64url does not hide, so it is wiped when signing fails.
     Payload compact_{ByteBuffer()};
     ByteBuffer signature_;
 };
 
-/// A JWS from a peer, not verified yet. Keeps nothing of the text that it was read from.
+/// A JWS from a peer, not verified yet. Keeps no view of the text that it was read from.
 class TORVANE_EXPORT ReceivedJWS {
   public:
     /// @{

@@ -35,7 +35,8 @@ class TORVANE_EXPORT KeyType {
 
     /// For people and for comparison; it does not appear in any JWK.
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_; }
-    /// The name of the curve in a JWK; nothing for RSA.
+    /// The curve that the type is named after, "P-256" or "secp256k1"; nothing for RSA. EC256Key gives "P-256" for keys
+    /// on P-384 and P-521 too.
     [[nodiscard]] constexpr std::optional<std::string_view> curve() const noexcept { return curve_; }
 
     /// Compares name and curve.

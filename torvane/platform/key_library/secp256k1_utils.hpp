@@ -16,15 +16,15 @@ namespace Torvane::Zennet {
 struct TORVANE_EXPORT Secp256k1Utils {
     Secp256k1Utils() = delete;
 
-    /// The "crv" of their JWKs (RFC 8812, section 3.1).
+    /// The "crv" of the JWK of a secp256k1 key (RFC 8812, section 3.1).
     static constexpr std::string_view SECP256K1CURVE = "secp256k1";
 
     /// Whether the key's type has the curve secp256k1.
     [[nodiscard]] static bool isSecp256k1Key(const Key& key) noexcept;
 
-    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg" with the value "ES256K", and with a private key "d"
-    /// (RFC 8812, section 3.1), which makes the text a secret. Nothing when a key is not raw bytes, the bytes are not
-    /// a key of the curve, the two keys are not a pair, or the key id is not UTF-8.
+    /// The JWK as JSON text: "kty", "crv", "x", "y", "kid", "alg" with the value "ES256K"; and "d" (RFC 8812, section
+    /// 3.1) if a private key is given, which makes the text a secret. Nothing when a key is not raw bytes, the bytes
+    /// are not a key of the curve, the two keys are not a pair, or the key id is not UTF-8.
     [[nodiscard]] static std::optional<ByteBuffer> encodeToJwk(const Key& publicKey,
                                                                const std::optional<Key>& privateKey,
                                                                std::string_view keyId);

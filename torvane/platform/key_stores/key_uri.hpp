@@ -39,8 +39,8 @@ namespace Torvane {
 ///         may also come from "type=private"); unavailable when the file, driver or PKCS #11 token cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
 ///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11; operationFailed for another failure of
-///         the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or a private key
-///         that does not belong to the public key beside it. Whatever `askForSecret` throws.
+///         the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or, in a file, a
+///         private key that does not belong to the public key beside it. Whatever `askForSecret` throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
                                             const SecretSource& askForSecret = {});
 
@@ -56,8 +56,8 @@ namespace Torvane {
 ///        file is encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
 ///        encrypted.
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
-///         the PKCS #11 token has a key of that label or id. SecurityError for a size that OpenSSL cannot make. After
-///         an error there is no new file.
+///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for a size that OpenSSL
+///         cannot make. After an error there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits,
                                        const SecretSource& askForSecret = {});
 

@@ -41,8 +41,9 @@ struct TORVANE_EXPORT SoftwareKeyStore {
 
     /// @{
     /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Besides the forms above, the public key may
-    /// come from a private key or from a certificate (RFC 5280): a private key that can be read takes precedence over a
-    /// public key, and a public key over the first certificate. Only the first 64 objects of the input are read.
+    /// come from a private key or from a certificate (RFC 5280): a private key takes precedence over a public key,
+    /// unless it cannot be decrypted or decoded, and a public key over the first certificate. Only the first 64 objects
+    /// of the input are read.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
     /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty.
