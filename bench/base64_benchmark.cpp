@@ -9,7 +9,7 @@
 
 #include "torvane/torvane.hpp"
 
-#include "bench/operation.hpp"
+#include "bench/shared/operation.hpp"
 
 namespace {
 

@@ -15,9 +15,9 @@
 
 #include "torvane/torvane.hpp"
 
-#include "bench/heap_counter.hpp"
-#include "bench/key_sets.hpp"
-#include "bench/operation.hpp"
+#include "bench/shared/heap_counter.hpp"
+#include "bench/shared/key_sets.hpp"
+#include "bench/shared/operation.hpp"
 
 namespace {
 

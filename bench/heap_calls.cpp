@@ -7,8 +7,8 @@
 #include <iostream>
 #include <string>
 
-#include "bench/heap_counter.hpp"
-#include "bench/operation.hpp"
+#include "bench/shared/heap_counter.hpp"
+#include "bench/shared/operation.hpp"
 
 int main(int count, char** arguments) try {
     if (count != 5) {

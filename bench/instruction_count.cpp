@@ -8,7 +8,7 @@
 #include <iostream>
 #include <string>
 
-#include "bench/operation.hpp"
+#include "bench/shared/operation.hpp"
 
 extern "C" [[gnu::noinline]] void countedCall(const Bench::Operation& operation) {
     operation();

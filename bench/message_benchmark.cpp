@@ -6,8 +6,8 @@
 #include <map>
 #include <string>
 
-#include "bench/operation.hpp"
-#include "bench/operation_check.hpp"
+#include "bench/shared/operation.hpp"
+#include "bench/shared/operation_check.hpp"
 
 namespace {
 

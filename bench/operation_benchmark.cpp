@@ -6,10 +6,10 @@
 
 #include "torvane/torvane.hpp"
 
-#include "bench/agreement_floor.hpp"
-#include "bench/floor.hpp"
-#include "bench/key_sets.hpp"
-#include "bench/operation.hpp"
+#include "bench/shared/agreement_floor.hpp"
+#include "bench/shared/floor.hpp"
+#include "bench/shared/key_sets.hpp"
+#include "bench/shared/operation.hpp"
 
 namespace {
 

@@ -19,6 +19,6 @@ scripts/install-packages.sh bench
 cmake --preset release >/dev/null
 cmake --build --preset release --target \
     message_benchmark operation_benchmark base64_benchmark base64_benchmark_portable instruction_count heap_calls growth
-/usr/bin/python3 -B bench/measure.py build/release/bench build/release/bench/results $quick
+/usr/bin/python3 -B bench/report/measure.py build/release/bench build/release/bench/results $quick
 # shellcheck disable=SC2086 # no argument, or two words
-/usr/bin/python3 -B bench/report.py build/release/bench/results $write
+/usr/bin/python3 -B bench/report/report.py build/release/bench/results $write

@@ -5,9 +5,9 @@
 
 #include <openssl/bn.h>
 
-#include "bench/floor.hpp"
 #include "bench/peers/nearest.hpp"
 #include "bench/peers/peers.hpp"
+#include "bench/shared/floor.hpp"
 
 namespace Bench {
 namespace {

@@ -13,9 +13,9 @@ extern "C" {
 #include <jose/openssl.h>
 }
 
-#include "bench/floor.hpp"
 #include "bench/peers/nearest.hpp"
 #include "bench/peers/peers.hpp"
+#include "bench/shared/floor.hpp"
 
 namespace Bench {
 namespace {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "bench/party.hpp"
+#include "bench/shared/party.hpp"
 
 namespace Bench {
 

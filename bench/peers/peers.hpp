@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "bench/party.hpp"
+#include "bench/shared/party.hpp"
 
 namespace Bench {
 

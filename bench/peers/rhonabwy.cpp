@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bench/openssl.hpp"
 #include "bench/peers/nearest.hpp"
 #include "bench/peers/peers.hpp"
+#include "bench/shared/openssl.hpp"
 
 namespace Bench {
 namespace {

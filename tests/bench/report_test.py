@@ -11,7 +11,7 @@ import tempfile
 
 ROOT = pathlib.Path(sys.argv[1])
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(ROOT / "bench"))
+sys.path.insert(0, str(ROOT / "bench/report"))
 import goals
 import plots
 import profile_table

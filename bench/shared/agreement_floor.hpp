@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "bench/floor.hpp"
+#include "bench/shared/floor.hpp"
 
 namespace Bench {
 

@@ -1,4 +1,4 @@
-#include "bench/operation.hpp"
+#include "bench/shared/operation.hpp"
 
 #include <map>
 #include <stdexcept>
@@ -8,8 +8,8 @@
 
 #include "torvane/torvane.hpp"
 
-#include "bench/floor.hpp"
-#include "bench/torvane_party.hpp"
+#include "bench/shared/floor.hpp"
+#include "bench/shared/torvane_party.hpp"
 
 namespace Bench {
 namespace {

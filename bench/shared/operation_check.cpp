@@ -1,4 +1,4 @@
-#include "bench/operation_check.hpp"
+#include "bench/shared/operation_check.hpp"
 
 #include <array>
 #include <cerrno>
@@ -11,7 +11,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "bench/operation.hpp"
+#include "bench/shared/operation.hpp"
 
 namespace Bench {
 namespace {

@@ -1,4 +1,4 @@
-#include "bench/agreement_floor.hpp"
+#include "bench/shared/agreement_floor.hpp"
 
 #include <algorithm>
 #include <string_view>

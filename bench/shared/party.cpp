@@ -1,11 +1,11 @@
-#include "bench/party.hpp"
+#include "bench/shared/party.hpp"
 
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
 #include "bench/peers/peers.hpp"
-#include "bench/torvane_party.hpp"
+#include "bench/shared/torvane_party.hpp"
 
 namespace Bench {
 namespace {

@@ -1,4 +1,4 @@
-#include "bench/torvane_party.hpp"
+#include "bench/shared/torvane_party.hpp"
 
 #include "torvane/torvane.hpp"
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "bench/openssl.hpp"
-#include "bench/party.hpp"
+#include "bench/shared/openssl.hpp"
+#include "bench/shared/party.hpp"
 
 namespace Bench {
 

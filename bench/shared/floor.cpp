@@ -1,4 +1,4 @@
-#include "bench/floor.hpp"
+#include "bench/shared/floor.hpp"
 
 #include <algorithm>
 #include <string_view>

@@ -17,7 +17,7 @@ import shutil
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).resolve().parent
+JWCRYPTO = pathlib.Path(__file__).resolve().parent.parent / "peers/jwcrypto_benchmark.py"
 ENCS = ["A128CBC-HS256", "A256GCM"]
 SIZES = [100, 1 << 10, 64 << 10, 1 << 20, 16 << 20]
 # "owned": freed memory stays with the process. "fresh": each large block is mapped anew and unmapped when freed.
@@ -95,8 +95,8 @@ class Measurement:
         large = f"--benchmark_filter=^(en|de)code/.*/{ENCS[0]}/({SIZES[-2]}|{SIZES[-1]})(/|$)"
         for number in range(passes):
             self.benchmark("message_benchmark", f"owned-{number}", repetitions, seconds, "owned", all_sizes)
-            self.write_printed("scripts.jsonl", "/usr/bin/python3", HERE / "peers/jwcrypto_benchmark.py", "--rounds",
-                               repetitions, "--seconds", seconds, *SIZES, heap="owned", seconds=900)
+            self.write_printed("scripts.jsonl", "/usr/bin/python3", JWCRYPTO, "--rounds", repetitions, "--seconds",
+                               seconds, *SIZES, heap="owned", seconds=900)
             self.benchmark("message_benchmark", f"fresh-{number}", repetitions, seconds, "fresh", large)
         repetitions *= passes
         self.benchmark("operation_benchmark", "operations", repetitions, seconds, "owned")

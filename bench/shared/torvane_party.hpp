@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "bench/operation.hpp"
-#include "bench/party.hpp"
+#include "bench/shared/operation.hpp"
+#include "bench/shared/party.hpp"
 
 namespace Bench {
 

@@ -1,4 +1,4 @@
-#include "bench/heap_counter.hpp"
+#include "bench/shared/heap_counter.hpp"
 
 #include <atomic>
 #include <cerrno>

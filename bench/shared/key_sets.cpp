@@ -1,8 +1,8 @@
-#include "bench/key_sets.hpp"
+#include "bench/shared/key_sets.hpp"
 
 #include "torvane/torvane.hpp"
 
-#include "bench/party.hpp"
+#include "bench/shared/party.hpp"
 
 namespace Bench {
 
