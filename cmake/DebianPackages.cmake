@@ -1,6 +1,7 @@
 # `cpack` makes one .deb per component.
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "The Torvane developers")
+# The field "Maintainer" must contain an address, and none is published yet. Names in ".invalid" never exist (RFC 2606).
+set(CPACK_PACKAGE_CONTACT "The Torvane developers <no-address@torvane.invalid>")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
                                                 WORLD_EXECUTE)
