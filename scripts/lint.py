@@ -3,7 +3,8 @@
 clang-tidy runs on the C++ files that changed: those that differ from the commit BASE, or from the one that the
 environment variable TORVANE_LINT_BASE names. By default that is the commit at which the branch left origin/main; on
 origin/main itself, the last commit that is a day older than HEAD. A change of .clang-tidy counts as a change of all
-files. The subjects of the commits since BASE may have 72 characters. Fails on a finding, and when a tool fails.
+files. In the messages of the commits since BASE, each line may have 72 characters, or more without a space, as in a
+URL. Fails on a finding, and when a tool fails.
 
 clang-tidy reads the unity files of the preset "lint", each of which includes up to eight sources. It spends most of its
 time in the headers of the system, which a unity file includes only once. A changed source is therefore checked together
@@ -11,6 +12,7 @@ with its neighbours, and all files take about 5 minutes on 2 processors.
 """
 
 import concurrent.futures
+import functools
 import json
 import os
 import pathlib
@@ -31,9 +33,10 @@ ONLY_IN_THE_LIBRARY = ("bugprone-exception-escape", "bugprone-unused-raii", "bug
                        "performance-inefficient-*")
 DAY = 24 * 60 * 60
 SECONDS_FOR_A_UNIT = 600
-SUBJECT_LENGTH = 72
-# Subjects up to this commit may be longer.
+MESSAGE_LENGTH = 72
+# Up to these commits, subjects and the lines of bodies may be longer.
 SUBJECTS_SINCE = "4da415ff67c7cbd6d7fd5e3a78ec56e268925a70"
+BODIES_SINCE = "a6e45fed5ae0619eaf9ae8508244f2ea5efb1998"
 LEAST_SCRIPTS = {"shellcheck": 8, "flake8": 20}
 # Tests compile these and expect errors, or they need the packages for scripts/bench.sh.
 NOT_ALONE = ("tests/support/", "bench/peers/")
@@ -96,28 +99,41 @@ def script_findings():
     return found
 
 
-def long_subjects(since):
-    """Prints the subjects of commits since the base that are too long, and returns whether there are any."""
+def messages(part, since, start):
+    """Returns the hash and a part of the message, a placeholder of git, of each commit since the base and `start`."""
     commits = ["HEAD", f"^{since}"] if since else ["HEAD"]
-    if git("rev-parse", "--verify", "--quiet", f"{SUBJECTS_SINCE}^{{commit}}", fails=False):
-        commits.append(f"^{SUBJECTS_SINCE}")
-    lines = git("log", "--no-merges", "--format=%h %s", *commits).splitlines()
-    print(f"commit subjects: {len(lines)}", flush=True)
-    too_long = [line for line in lines if len(line.partition(" ")[2]) > SUBJECT_LENGTH]
-    for line in too_long:
-        print(f"more than {SUBJECT_LENGTH} characters: {line}", flush=True)
+    if git("rev-parse", "--verify", "--quiet", f"{start}^{{commit}}", fails=False):
+        commits.append(f"^{start}")
+    texts = git("log", "--no-merges", "-z", f"--format=%h {part}", *commits)
+    return [text.partition(" ")[::2] for text in texts.split("\0") if text]
+
+
+def long_lines(since):
+    """Prints the lines of commit messages since the base that are too long, and returns whether there are any."""
+    subjects, bodies = messages("%s", since, SUBJECTS_SINCE), messages("%b", since, BODIES_SINCE)
+    print(f"commit messages: {len(subjects)} subjects, {len(bodies)} bodies", flush=True)
+    lines = subjects + [(commit, line) for commit, body in bodies for line in body.splitlines() if " " in line.strip()]
+    too_long = [(commit, line) for commit, line in lines if len(line) > MESSAGE_LENGTH]
+    for commit, line in too_long:
+        print(f"more than {MESSAGE_LENGTH} characters in {commit}: {line}", flush=True)
     return bool(too_long)
 
 
-def included(file, known={}):
+@functools.cache
+def direct_includes(file):
+    text = (ROOT / file).read_text()
+    names = re.findall(r'^#include "((?:%s)/[^"]+)"' % "|".join(FOLDERS), text, re.MULTILINE)
+    return [name for name in names if (ROOT / name).exists()]
+
+
+def included(file):
     """Returns the file and the files of the project that it includes, directly or not."""
-    if file not in known:
-        known[file] = {file}
-        text = (ROOT / file).read_text()
-        for name in re.findall(r'^#include "((?:%s)/[^"]+)"' % "|".join(FOLDERS), text, re.MULTILINE):
-            if (ROOT / name).exists():
-                known[file] = known[file] | included(name)
-    return known[file]
+    found, waiting = {file}, [file]
+    while waiting:
+        new = set(direct_includes(waiting.pop())) - found
+        found |= new
+        waiting += new
+    return found
 
 
 def units():
@@ -189,7 +205,7 @@ def main():
     wrong += script_findings()
 
     since = base(sys.argv[1] if len(sys.argv) == 2 else os.environ.get("TORVANE_LINT_BASE", ""))
-    wrong += ["commit subjects"] if long_subjects(since) else []
+    wrong += ["commit messages"] if long_lines(since) else []
     changed = set(files)
     if since and not git("diff", "--name-only", since, "--", ".clang-tidy"):
         changed = listed("diff", "--name-only", since) | listed("ls-files", "--others", "--exclude-standard")
@@ -207,4 +223,5 @@ def main():
         sys.exit(f"lint: findings of {', '.join(wrong)}")
 
 
-main()
+if __name__ == "__main__":
+    main()
