@@ -191,4 +191,5 @@ def main():
             print(failed, file=sys.stderr)
 
 
-main()
+if __name__ == "__main__":
+    main()

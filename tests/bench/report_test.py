@@ -214,4 +214,5 @@ def main():
     sys.exit("\n".join(wrong) or 0)
 
 
-main()
+if __name__ == "__main__":
+    main()
