@@ -11,6 +11,10 @@ LARGEST = 16 << 20
 IN_CACHE = 48 << 10
 
 
+class Implausible(Missing):
+    """A figure that is too good to be true."""
+
+
 @dataclass
 class Goal:
     """A limit, and the figure of a party to compare with it."""
@@ -27,7 +31,7 @@ class Goal:
     def figure(self, results, who):
         figure = self.figure_of(results, who)
         if figure < self.least_possible:
-            raise Missing(f"{self.text(figure)} is less than the work can take")
+            raise Implausible(f"{self.text(figure)} is less than the work can take")
         return figure
 
     def verdict(self, figure):
@@ -102,8 +106,8 @@ GOALS = [
 
 
 def block(results):
-    """Returns the table, and the number of goals without a figure."""
-    rows, unmeasured, notes = [], 0, tables.Notes()
+    """Returns the table, and a Missing for each goal without a figure."""
+    rows, unmeasured, notes = [], [], tables.Notes()
     for goal in GOALS:
         best = goal.best_peer(results)
         row = [goal.what, f"{best[1]} {goal.text(best[0])}" if best else "-",
@@ -114,7 +118,7 @@ def block(results):
             row += [goal.text(figure), spread, goal.verdict(figure)]
         except Missing as missing:
             row += [notes.cell(str(missing)), "", "not measured"]
-            unmeasured += 1
+            unmeasured.append(missing)
         rows.append(row)
     head = ["", "best peer", "goal", "torvane", "quartiles", "verdict"]
     return tables.table(head, rows) + notes.below(results), unmeasured

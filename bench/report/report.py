@@ -1,7 +1,7 @@
 """Prints the measurements and the goals as tables: report.py RESULTS [--write PAGE]
 
 With --write, also puts the tables between the markers of PAGE and draws the pictures beside it. Fails if a goal has no
-figure; a missed goal is not a failure.
+figure; a missed goal is not a failure, and neither is an implausible figure of a quick run.
 """
 
 import argparse
@@ -133,6 +133,14 @@ def machine_block(results):
     return "".join(f"- {line}\n" for line in lines)
 
 
+def unmeasured_goals(results):
+    """Returns how many goals have no figure. Few rounds do not make an implausible figure a fault of the programs."""
+    missing = goals.block(results)[1]
+    if rounds_of(results) < FEWEST_ROUNDS:
+        missing = [why for why in missing if not isinstance(why, goals.Implausible)]
+    return len(missing)
+
+
 def wrong_heaps(results):
     """Yields a line for each heap setting that did not work."""
     pages = goals.LARGEST // 4096
@@ -176,8 +184,8 @@ def main():
     results = measured.read(arguments.results)
     found = blocks(results, arguments.results)
     print("\n".join(f"== {name}\n\n{text}" for name, text in found.items()))
-    _, unmeasured = goals.block(results)
-    wrong = [f"{unmeasured} goals were not measured."] if unmeasured else []
+    unmeasured = unmeasured_goals(results)
+    wrong = [f"Goals that were not measured: {unmeasured}"] if unmeasured else []
     wrong += wrong_heaps(results)
     if rounds_of(results) < FEWEST_ROUNDS:
         print(f"Only {rounds_of(results)} of {FEWEST_ROUNDS} rounds: everything works, but the figures mean nothing.")

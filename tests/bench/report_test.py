@@ -138,7 +138,7 @@ def check_goals():
         row = next(line for line in text.splitlines() if line.startswith(f"| {goal} "))
         _, peer, _, figure, _, verdict = cells(row)
         yield fault, (peer, re.sub(r" \(\d\)", "", figure), verdict), expected
-        yield f"{fault}: the count of goals without a figure", unmeasured, text.count(" not measured |")
+        yield f"{fault}: the count of goals without a figure", len(unmeasured), text.count(" not measured |")
 
 
 def check_others():
@@ -147,6 +147,10 @@ def check_others():
     yield "the spread", tables.span(measured.quartiles(noisy, *case)), "1.100 to 1.300"
     yield "rounds", report.rounds_of(noisy), 1
     yield "rounds of nothing", report.rounds_of(results_of()), 0
+
+    for what, rounds, time, expected in (("quick", 1, 50, -1), ("full", 7, 50, 0), ("plausible", 7, 100, -1)):
+        found = results_of(owned_0=timed(encode("floor"), *[100] * rounds) + timed(encode("torvane"), *[time] * rounds))
+        yield f"goals of a {what} run", report.unmeasured_goals(found) - len(goals.GOALS), expected
 
     reason = "needs more than 20 seconds"
     text = report.time_block(results_of(owned_0=FLOOR + CJOSE + timed(encode("torvane"), 101) +
