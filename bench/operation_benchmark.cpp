@@ -171,8 +171,9 @@ void addKeys() {
             const JSONValue::Object last{{"kid", "k" + std::to_string(count - 1)},
                                          {"use", JSONValue::opaque(JWK_SIG)},
                                          {"kty", JSONValue::opaque(KeyType::RSA2048Key)}};
-            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1)
+            if (set.findKeysFor(last, KeyClass::publicKey).size() != 1) {
                 throw std::runtime_error("the key was not found");
+            }
             for (auto _ : state) benchmark::DoNotOptimize(set.findKeysFor(last, KeyClass::publicKey));
         });
     }

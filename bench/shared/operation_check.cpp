@@ -82,8 +82,9 @@ void write(int pipe, std::string_view text) {
 std::string readAll(int pipe) {
     std::string text;
     std::array<char, 256> chunk{};
-    for (ssize_t got = 0; (got = read(pipe, chunk.data(), chunk.size())) > 0;)
+    for (ssize_t got = 0; (got = read(pipe, chunk.data(), chunk.size())) > 0;) {
         text.append(chunk.data(), static_cast<std::size_t>(got));
+    }
     return text;
 }
 
