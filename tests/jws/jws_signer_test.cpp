@@ -1,3 +1,5 @@
+#include "torvane/jws/jws_signer.hpp"
+
 #include "tests/testing/moved_from.hpp"
 #include "tests/testing/testing.hpp"
 
@@ -6,10 +8,6 @@ namespace {
 using namespace Testing;
 using enum JOSE::SignatureAlgorithm;
 using JOSE::SignatureAlgorithm;
-
-SignatureAlgorithm algorithmOf(const nlohmann::json& row) {
-    return JOSE::fromRawValue<SignatureAlgorithm>(row["algorithm"].get<std::string>()).value();
-}
 
 TEST(JWS, RoundTripsEveryAlgorithm) {
     const std::map<SignatureAlgorithm, std::string> kids{
@@ -74,59 +72,37 @@ TEST(JWSSignerAndVerifier, ConstructorsAreInterchangeable) {
     }
 }
 
-TEST(JWSSignerAndVerifier, RejectUnknownNames) {
+TEST(JWSSigner, RejectsUnknownNames) {
     for (const std::string name : {"", "none", "HS256", "rs256", "RS256 "}) {
         const auto unknown =
             JOSEError::algorithmNotSupported("Algorithm '" + name + "' is not supported for signing/verifying data.");
         EXPECT_ERROR(JWSSigner(name, privateJwk(rsaSig, JWK_SIG)), unknown);
         EXPECT_ERROR(JWSSigner(name, privateKey(rsaSig), "k"), unknown);
-        EXPECT_ERROR(JWSVerifier(name, publicJwk(rsaSig, JWK_SIG)), unknown);
-        EXPECT_ERROR(JWSVerifier(name, publicKey(rsaSig)), unknown);
     }
 }
 
-TEST(JWSSignerAndVerifier, RejectUnfitPlatformKeysWhenUsed) {
-    const auto unfit = [](const std::string& role) {
-        return wrapped(JOSEError::invalidKeyFormat("An error occurred while initializing " + role +
-                                                   " for JWS. Make sure the key you are using is following the "
-                                                   "requirements for the signing algorithm RS256."));
-    };
-    const auto missing = wrapped(JOSEError::missingKey("Missing required information in the JWK"));
-    const auto token = JWSSigner(RS256, privateKey(rsaSig), "k").signJWT("m");
-    EXPECT_ERROR(JWSSigner(RS256, publicKey(rsaSig), "k").signJWT("m"), JOSEError::JWSSignerError(unfit("signer")));
-    EXPECT_ERROR(JWSSigner("ES256", privateKey(rsaSig), "k").sign("m"), JOSEError::JWSSignerError(unfit("signer")));
-    EXPECT_ERROR(JWSSigner("ES256K", privateKey(ecP256), "k").signJWT("m"), JOSEError::JWSSignerError(missing));
-    EXPECT_ERROR(JWSVerifier("RS256", privateKey(rsaSig)).verifyJWS(token),
-                 JOSEError::JWSVerificationError(unfit("verifier")));
-    EXPECT_ERROR(JWSVerifier(ES256K, publicKey(ecP256)).verifyJWS(token), JOSEError::JWSVerificationError(missing));
-}
-
-// An RS256 and an ES256K key, each private and public.
-std::vector<std::tuple<SignatureAlgorithm, JsonWebKey, JsonWebKey>> movableKeys() {
-    const auto& secp = secp256k1KeyPair();
-    return {{RS256, privateJwk(rsaSig, JWK_SIG), publicJwk(rsaSig, JWK_SIG)},
-            {ES256K, {secp.privateKey, JWK_SIG, "s"}, {secp.publicKey, JWK_SIG, "s"}}};
+TEST(JWSSigner, RejectsUnfitPlatformKeysWhenUsed) {
+    const auto unfit = JOSEError::JWSSignerError(wrapped(JOSEError::invalidKeyFormat(
+        "An error occurred while initializing signer for JWS. Make sure the key you are using is following the "
+        "requirements for the signing algorithm RS256.")));
+    EXPECT_ERROR(JWSSigner(RS256, publicKey(rsaSig), "k").signJWT("m"), unfit);
+    EXPECT_ERROR(JWSSigner("ES256", privateKey(rsaSig), "k").sign("m"), unfit);
+    EXPECT_ERROR(JWSSigner("ES256K", privateKey(ecP256), "k").signJWT("m"),
+                 JOSEError::JWSSignerError(wrapped(JOSEError::missingKey("Missing required information in the JWK"))));
 }
 
 TEST(MovedFrom, JWSSignerSigns) {
-    for (const auto& [algorithm, own, peers] : movableKeys()) {
-        JWSSigner signer(algorithm, own);
+    for (const auto& [algorithm, kid] : {std::pair{RS256, rsaSig}, {ES256K, "secp256k1"}}) {
+        JWSSigner signer(algorithm, keyInWords("private " + kid + " sig"));
         const auto before = signer.signJWT("m"), after = movedFrom(signer).signJWT("m");
         EXPECT_EQ(headerText(after), headerText(before));
-        EXPECT_EQ(JWSVerifier(algorithm, peers).verifyJWS(after), bytesOf("m"));
-    }
-}
-
-TEST(MovedFrom, JWSVerifierVerifies) {
-    for (const auto& [algorithm, own, peers] : movableKeys()) {
-        JWSVerifier verifier(algorithm, peers);
-        EXPECT_EQ(movedFrom(verifier).verifyJWS(JWSSigner(algorithm, own).signJWT("m")), bytesOf("m"));
+        EXPECT_EQ(JWSVerifier(algorithm, keyInWords("public " + kid + " sig")).verifyJWS(after), bytesOf("m"));
     }
 }
 
 TEST(JWSSigner, WrapsEveryFailure) {
     forEachRow("key_rejections.json", "sign", 8, [](const json& row) {
-        const JWSSigner signer(algorithmOf(row), keyInWords(row["key"]));
+        const JWSSigner signer(row["algorithm"].get<std::string>(), keyInWords(row["key"]));
         const StringMap header = row.value("header", StringMap());
         EXPECT_ERROR_TEXT(signer.signJWT({}, header), row["error"]);
         EXPECT_ERROR_TEXT(signer.sign({}, header), row["error"]);
@@ -137,16 +113,6 @@ TEST(JWSSigner, WrapsAFailureOfTheKeyStore) {
     const Zennet::PrivateKey key(keyOfIdleStore(rsaSig), KeyType::RSA2048Key);
     EXPECT_ERROR(JWSSigner(RS256, {key, JWK_SIG, "k"}).signJWT({}),
                  JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key."))));
-}
-
-TEST(JWSVerifier, WrapsEveryFailureOnce) {
-    const std::string token(asText(JWSSigner(RS256, keyInWords("private d-sig-rs256 sig")).signJWT(asBytes("m"))));
-    forEachRow("key_rejections.json", "verify", 8, [&](const json& row) {
-        const JWSVerifier verifier(algorithmOf(row), keyInWords(row["key"]));
-        const auto text = row.value("token", token);
-        EXPECT_ERROR_TEXT(verifier.verifyJWS(text), row["error"]);
-        EXPECT_ERROR_TEXT(verifier.verifyJWS(asBytes(text)), row["error"]);
-    });
 }
 
 }  // namespace
