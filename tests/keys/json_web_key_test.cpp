@@ -141,7 +141,7 @@ TEST(JsonWebKey, WritesOnlyMatchingSecp256k1Pairs) {
     const auto scalar = *privateKey.keyData();
     EXPECT_EQ(fromBase64(pair.encodeToDictionary().at("d")), ByteBuffer(scalar.begin(), scalar.end()));
 
-    const auto stranger = Zennet::Secp256k1Utils::generateKeyPair().publicKey;
+    const auto stranger = PrivateKey(ByteBuffer(32, 7), KeyType::SECP256K1Key).publicKey();
     EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", stranger).encode(), std::nullopt);
     EXPECT_EQ(JsonWebKey(privateKey, JWK_SIG, "p", privateKey).encode(), std::nullopt);
     const ByteBuffer offCurve(65, 4);

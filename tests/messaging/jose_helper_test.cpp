@@ -266,7 +266,7 @@ TEST(JOSEHelper, TriesEveryVerificationKey) {
     b.theirs = {named(publicKey(sigB)), named(publicKey(sigA))};
     EXPECT_EQ(b.helper().decodeMessage(token), ByteBuffer{'m'});
 
-    b.theirs = {named(publicKey(sigB)), named(SoftwareKeyStore::generateRSA(1024).publicKey())};
+    b.theirs = {named(publicKey(sigB)), named(keyInWords("public rsa1024 sig").platformKey())};
     EXPECT_ERROR(b.helper().decodeMessage(token),
                  JOSEError::JWSVerificationError(wrapped(JOSEError::invalidKeyFormat(
                      "An error occurred while initializing verifier for JWS. Make sure the key you are using is "

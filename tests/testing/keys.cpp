@@ -76,14 +76,23 @@ JsonWebKey keyInWords(const std::string& words) {
         if (isPublic) return {secp256k1KeyPair().publicKey, use, kid};
         return {secp256k1KeyPair().privateKey, use, kid, secp256k1KeyPair().publicKey};
     }
-    const auto key = kid == "rsa1024" ? SoftwareKeyStore::generateRSA(1024) : privateKey(kid);
+    const auto key = kid == "rsa1024"
+                         ? SoftwareKeyStore::load(readVectors("key_rejections.json").at(kid).get<std::string>())
+                         : privateKey(kid);
     if (type == "untyped") return {Zennet::PublicKey(key.publicKey(), std::nullopt), use, kid};
     if (type == "another-type") return {Zennet::PublicKey(key.publicKey(), KeyType("EC384", "P-384")), use, kid};
     return {isPublic ? key.publicKey() : key, use, kid};
 }
 
 const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair() {
-    static const auto pair = Zennet::Secp256k1Utils::generateKeyPair();
+    static const auto pair = [] {
+        const auto jwk = nlohmann::json::parse(keyText("d-sig-es256k", "jwk_private"));
+        ByteBuffer point{4};
+        for (const auto* coordinate : {"x", "y"})
+            for (const auto byte : fromBase64(jwk.at(coordinate))) point.push_back(byte);
+        return Zennet::Secp256k1Utils::KeyPair{{fromBase64(jwk.at("d")), KeyType::SECP256K1Key},
+                                               {point, KeyType::SECP256K1Key}};
+    }();
     return pair;
 }
 

@@ -38,12 +38,12 @@ Torvane::JsonWebKey privateJwk(const std::string& kid, Torvane::JWKUse use);
 Torvane::JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use);
 
 /// A key in words, as data files name it: "CLASS KID USE", for example "private d-sig-rs256 sig". The class is private,
-/// public, or privateJwk for a key from fromPrivateJwk(); the kid is one of the file, rsa1024, secp256k1,
-/// secp256k1-zero (not a scalar) or secp256k1-off-curve (not a point). The fourth word of a public key, untyped or
-/// another-type, replaces its type.
+/// public, or privateJwk for a key from fromPrivateJwk(); the kid is one of the file, rsa1024, secp256k1
+/// (d-sig-es256k), secp256k1-zero (not a scalar) or secp256k1-off-curve (not a point). The fourth word of a public key,
+/// untyped or another-type, replaces its type.
 Torvane::JsonWebKey keyInWords(const std::string& words);
 
-/// A secp256k1 key pair, generated once per process.
+/// The key d-sig-es256k as a pair of raw keys.
 const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair();
 
 }  // namespace Testing

@@ -30,15 +30,14 @@ TEST(Pkcs11Key, SignsAndDecryptsLikeASoftwareKey) {
             }
         }
     }
-    for (const auto& [curve, hash] :
-         {std::pair{EllipticCurve::P256, SHA256}, {EllipticCurve::P384, SHA384}, {EllipticCurve::P521, SHA512}}) {
+    for (const auto& [peer, hash] :
+         {std::pair{privateKey(ecEncP256), SHA256}, {privateKey(ecEncP384), SHA384}, {privateKey(ecEncP521), SHA512}}) {
         SCOPED_TRACE(digestSize(hash));
-        const auto key = store.generateEC(curve, {"ec" + std::to_string(digestSize(hash)), {}});
+        const auto key = store.generateEC(peer.curve().value(), {"ec" + std::to_string(digestSize(hash)), {}});
         for (const auto other : {hash, SHA512}) {
             const ByteBuffer digest(digestSize(other), 7);
             EXPECT_TRUE(key.verify(ECDSA, other, digest, key.sign(ECDSA, other, digest)));
         }
-        const auto peer = SoftwareKeyStore::generateEC(curve);
         EXPECT_EQ(key.agree(peer.publicKey()), peer.agree(key.publicKey()));
     }
 }
