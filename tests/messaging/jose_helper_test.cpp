@@ -138,37 +138,16 @@ struct CountedKey final : StoreKey {
 TEST(JOSEHelper, SignsOnceBeforeEncrypting) {
     const auto storeFailure =
         JOSEError::JWSSignerError(wrapped(SecurityError("This key store does not sign with this key.")));
-    const Party works;
-    Party unknownManagement, unknownEncryption, unfit, zipped;
-    unknownManagement.keyManagement = "XYZ";
-    unknownEncryption.contentEncryption = "XYZ";
-    unfit.theirs = {{Zennet::PublicKey(SoftwareKeyStore::generateRSA(1024).publicKey(), KeyType::RSA2048Key), JWK_ENC,
-                     *unfit.encryptionKeyId}};
-    zipped.jweHeaders = {{"zip", "DEF"}};
-    const std::vector<std::pair<const Party*, std::string>> cases{
-        {&works, "nothing was thrown"},
-        {&unknownManagement,
-         JOSEError::algorithmNotSupported("XYZ algorithm is not supported for key management.").debugDescription()},
-        {&unknownEncryption,
-         JOSEError::algorithmNotSupported("XYZ algorithm is not supported for data encryption/decryption.")
-             .debugDescription()},
-        {&unfit, JOSEError::invalidKeyFormat(
-                     "An error occurred while initializing encrypter for JWE. Make sure the key you are using is "
-                     "following the requirements for the key management algorithm (RSA-OAEP-256 and encryption "
-                     "algorithm A128CBC-HS256.")
-                     .debugDescription()},
-        {&zipped, JOSESwiftError::parsingFailed("The header's \"zip\" asks for compression, which is not supported.")
-                      .debugDescription()}};
-    for (const bool signs : {true, false}) {
-        for (const auto& [party, error] : cases) {
-            SCOPED_TRACE(error);
+    forEachRow("codec_failures.json", "afterSigning", 5, [&](const json& row) {
+        for (const bool signs : {true, false}) {
             const auto key = std::make_shared<CountedKey>(signs);
-            Party a = *party;
+            Party a = changed(Party(), row);
             a.ours = {{Zennet::PrivateKey(SecKey(key), KeyType::RSA2048Key), JWK_SIG, sigA}};
-            EXPECT_ERROR_TEXT(a.helper().encodeMessage("m"), signs ? error : storeFailure.debugDescription());
+            EXPECT_ERROR_TEXT(a.helper().encodeMessage("m"),
+                              signs ? row.value("error", "nothing was thrown") : storeFailure.debugDescription());
             EXPECT_EQ(key->asked, 1);
         }
-    }
+    });
 }
 
 TEST(NestedMessage, IsSignedOnceWhenEncryptionFails) {
