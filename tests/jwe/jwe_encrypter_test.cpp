@@ -96,11 +96,13 @@ TEST(JWEEncrypter, UsesDefaultsWithAKeyAlone) {
     EXPECT_EQ(rawValue(encrypter.jweContentEncryptionAlgorithm()), "A128CBC-HS256");
     EXPECT_EQ(encrypter.keyId(), rsaEnc);
     EXPECT_EQ(encrypter.jwk()->keyId(), rsaEnc);
-    const JWEEncrypter named("RSA-OAEP", "A128GCM", publicJwk(rsaEnc, JWK_ENC), std::nullopt);
-    EXPECT_EQ(named.keyId(), std::nullopt) << "the key's own id is not used";
-    EXPECT_FALSE(named.jwk());
-    EXPECT_EQ(JWEDecrypter("RSA-OAEP", "A128GCM", privateKey(rsaEnc)).decryptJWE(named.encryptJWT(asBytes("m"))),
-              ByteBuffer{'m'});
+}
+
+TEST(JWEEncrypter, TakesNoKeyIdFromAKeyWithAlgorithms) {
+    const JWEEncrypter encrypter("RSA-OAEP", "A128GCM", publicJwk(rsaEnc, JWK_ENC), std::nullopt);
+    EXPECT_EQ(encrypter.keyId(), std::nullopt);
+    EXPECT_FALSE(encrypter.jwk());
+    EXPECT_EQ(headerText(encrypter.encryptJWT("m")), R"({"alg":"RSA-OAEP","enc":"A128GCM"})");
 }
 
 TEST(JWEEncrypter, WrapsErrorsExceptThoseOfTheHeader) {

@@ -62,27 +62,47 @@ TEST(JOSEHelper, CrossedHelpersExchangeMessagesOfEverySize) {
     }
 }
 
-TEST(JOSEHelper, WritesBothHeadersFromItsConfiguration) {
-    const auto opened = [](const ByteBuffer& token) {
-        return JWEDecrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey(encB)).decryptJWE(token);
-    };
-    const auto plain = Party().helper().encodeMessage(asBytes("m"));
-    EXPECT_EQ(headerText(plain), R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","kid":"d-enc-oaep"})");
-    EXPECT_EQ(headerText(opened(plain)), R"({"alg":"RS256","kid":"d-sig-rs256"})");
+// The headers of a token for B: that of the JWE, and that of the JWS inside.
+std::pair<std::string, std::string> headersOf(const ByteBuffer& token) {
+    const JWEDecrypter decrypter("RSA-OAEP-256", "A128CBC-HS256", privateKey(encB));
+    return {headerText(token), headerText(decrypter.decryptJWE(token))};
+}
 
+TEST(JOSEHelper, NamesBothKeysInTheHeaders) {
+    const auto [outer, inner] = headersOf(Party().helper().encodeMessage("m"));
+    EXPECT_EQ(outer, R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","kid":"d-enc-oaep"})");
+    EXPECT_EQ(inner, R"({"alg":"RS256","kid":"d-sig-rs256"})");
+}
+
+TEST(JOSEHelper, LeavesOutTheKidOfAKeyThatWasNotNamed) {
+    Party a;
+    a.signingKeyId = a.encryptionKeyId = std::nullopt;
+    const auto token = a.helper().encodeMessage("m");
+    const auto [outer, inner] = headersOf(token);
+    EXPECT_EQ(outer, R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256"})");
+    EXPECT_EQ(inner, R"({"alg":"RS256","kid":"d-sig-rs256"})") << "the JWS always names its key";
+    EXPECT_EQ(partyB().helper().decodeMessage(token), bytesOf("m"));
+}
+
+TEST(JOSEHelper, BuilderForgetsReplacedSettings) {
     JOSEHelper::Builder builder;
     builder.setSenderJwkSet(privateSet(sigA, encA), "gone").setSenderJwkSet(privateSet(sigA, encA));
     builder.setRecipientJwkSet(publicSet(sigB, encB), "gone").setRecipientJwkSet(publicSet(sigB, encB));
     builder.addJwsHeaders({{"a", "1"}}).addJwsHeaders({{"typ", "JWT"}, {"alg", "none"}});
     builder.addJweHeaders({{"b", "1"}}).addJweHeaders(std::nullopt).addJweHeaders(std::optional<StringMap>());
     builder.addJweHeaders({}).addJweHeaders(StringMap{{"b", "2"}}).addJweHeaders({{"x", "y"}, {"cty", "text"}});
+    const auto [outer, inner] = headersOf(builder.create().encodeMessage("m"));
+    EXPECT_EQ(outer, R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","x":"y"})");
+    EXPECT_EQ(inner, R"({"alg":"RS256","kid":"d-sig-rs256","typ":"JWT"})");
+}
+
+TEST(JOSEHelper, IsUnchangedByItsBuilder) {
+    JOSEHelper::Builder builder;
+    builder.setSenderJwkSet(privateSet(sigA, encA), sigA).setRecipientJwkSet(publicSet(sigB, encB), encB);
     const auto helper = builder.create();
     builder.addJweHeaders({{"later", "1"}}).setJWSAlgorithm("XYZ");
-    const auto token = helper.encodeMessage(asBytes("m"));
-    EXPECT_EQ(headerText(token), R"({"alg":"RSA-OAEP-256","cty":"JWT","enc":"A128CBC-HS256","x":"y"})");
-    EXPECT_EQ(headerText(opened(token)), R"({"alg":"RS256","kid":"d-sig-rs256","typ":"JWT"})");
-    EXPECT_EQ(partyB().helper().decodeMessage(token), ByteBuffer{'m'}) << "without an outer kid";
-    EXPECT_ERROR(builder.create().encodeMessage({}),
+    EXPECT_EQ(headersOf(helper.encodeMessage("m")), headersOf(Party().helper().encodeMessage("m")));
+    EXPECT_ERROR(builder.create().encodeMessage("m"),
                  JOSEError::algorithmNotSupported("Algorithm 'XYZ' is not supported for signing/verifying data."));
 }
 

@@ -14,29 +14,32 @@ using enum JOSE::ContentEncryptionAlgorithm;
 using JOSE::Signer;
 using JOSE::Verifier;
 
-TEST(SignerAndVerifier, RejectKeysThatDoNotFit) {
-    const auto withExponent = [](const ByteBuffer& exponent) {
-        auto components = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
-        components.exponent = exponent;
-        return SecKey(components);
+TEST(Verifier, RejectsRSAKeysOfAnUnfitSizeOrExponent) {
+    const auto good = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
+    const auto fits = [](const ByteBuffer& modulus, const ByteBuffer& exponent) {
+        return Verifier::create(RS256, SecKey(RSAPublicComponents{modulus, exponent})).has_value();
     };
-    const auto fits = [](const SecKey& key) { return Verifier::create(RS256, key).has_value(); };
-    EXPECT_TRUE(fits(withExponent({3})));
-    EXPECT_TRUE(fits(withExponent({0x80, 0, 0, 0, 0, 0, 0, 1})));
-    EXPECT_FALSE(fits(withExponent({1})));
-    EXPECT_FALSE(fits(withExponent({1, 0, 0, 0, 0, 0, 0, 0, 1})));
-    EXPECT_THROW(withExponent({4}), SecurityError);
-    for (const std::size_t bytes : {255U, 2049U}) {  // 2040 and 16392 bits
-        ByteBuffer modulus(bytes, 0xff);
-        EXPECT_FALSE(fits(SecKey(RSAPublicComponents{modulus, {1, 0, 1}}))) << bytes;
-    }
+    const std::vector<std::pair<ByteBuffer, bool>> exponents{
+        {{3}, true}, {{0x80, 0, 0, 0, 0, 0, 0, 1}, true}, {{1}, false}, {{1, 0, 0, 0, 0, 0, 0, 0, 1}, false}};
+    for (const auto& [exponent, isGood] : exponents) EXPECT_EQ(fits(good.modulus, exponent), isGood) << json(exponent);
+    EXPECT_ERROR(fits(good.modulus, {4}), SecurityError("An RSA key has an odd modulus and an odd exponent."));
+    for (const std::size_t bytes : {255U, 2049U})  // 2040 and 16392 bits
+        EXPECT_FALSE(fits(ByteBuffer(bytes, 0xff), good.exponent)) << bytes;
+}
+
+TEST(SignerAndVerifier, RejectKeysOfAnotherKind) {
     const auto& pair = secp256k1KeyPair();
     EXPECT_FALSE(Signer::create(ES256, *pair.privateKey.keyData()));
     EXPECT_FALSE(Verifier::create(ES256, *pair.publicKey.keyData()));
     EXPECT_FALSE(Signer::create(ES256K, privateKey(ecP256)));
-    for (const std::size_t size : {0U, 31U, 33U}) EXPECT_FALSE(Signer::create(ES256K, ByteBuffer(size, 1)));
+}
+
+TEST(SignerAndVerifier, RejectRawBytesThatAreNoKey) {
+    for (const std::size_t size : {0U, 31U, 33U}) EXPECT_FALSE(Signer::create(ES256K, ByteBuffer(size, 1))) << size;
     EXPECT_FALSE(Signer::create(ES256K, ByteBuffer(32, 0xff))) << "beyond the order";
-    auto hybrid = ByteBuffer(pair.publicKey.keyData()->begin(), pair.publicKey.keyData()->end());
+    const auto point = *secp256k1KeyPair().publicKey.keyData();
+    ByteBuffer hybrid(point.begin(), point.end());
+    EXPECT_TRUE(Verifier::create(ES256K, hybrid));
     hybrid[0] = static_cast<std::uint8_t>(6 + (hybrid[64] & 1));
     EXPECT_FALSE(Verifier::create(ES256K, hybrid));
 }
