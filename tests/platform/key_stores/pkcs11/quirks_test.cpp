@@ -1,5 +1,6 @@
 // Tests with a driver that behaves as some devices do and SoftHSM does not.
 #include <atomic>
+#include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
 #include <thread>
 
@@ -13,13 +14,25 @@ std::string quirkyUri(const std::string& attributes) {
     return "pkcs11:token=app;" + attributes + "?module-path=" TORVANE_QUIRKY_DRIVER;
 }
 
-// Switches a quirk of the driver on for the length of a scope.
+unsigned countQuirks() {
+    static const auto count =
+        reinterpret_cast<unsigned (*)()>(::dlsym(::dlopen(TORVANE_QUIRKY_DRIVER, RTLD_NOW), "countQuirks"));
+    return count();
+}
+
+// Switches a quirk of the driver on for the length of a scope, in which it has to show.
 class Quirk {
   public:
-    explicit Quirk(const std::string& name) { ::setenv("QUIRK", name.c_str(), 1); }
-    ~Quirk() { ::unsetenv("QUIRK"); }
+    explicit Quirk(const std::string& name) : before_(countQuirks()) { ::setenv("QUIRK", name.c_str(), 1); }
+    ~Quirk() {
+        EXPECT_GT(countQuirks(), before_) << ::getenv("QUIRK");
+        ::unsetenv("QUIRK");
+    }
     Quirk(const Quirk&) = delete;
     Quirk& operator=(const Quirk&) = delete;
+
+  private:
+    unsigned before_;
 };
 
 TEST(QuirkyDriver, DecryptsToTheSamePlaintext) {

@@ -13,6 +13,7 @@ CK_FUNCTION_LIST* real = nullptr;
 CK_FUNCTION_LIST quirky;
 std::atomic<int> openSessions = 0;
 std::atomic<bool> wasRemoved = false;
+std::atomic<unsigned> timesShown = 0;
 
 bool isQuirk(std::string_view name) {
     const char* quirk = std::getenv("QUIRK");
@@ -27,6 +28,7 @@ CK_RV decryptError() {
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
     if (++openSessions > 2 && isQuirk("two sessions")) {
         --openSessions;
+        ++timesShown;
         return CKR_SESSION_COUNT;
     }
     const auto result = real->C_OpenSession(slot, flags, data, notify, session);
@@ -47,14 +49,15 @@ CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_
 
 CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* out, CK_ULONG* outSize) {
     static std::atomic<int> calls = 0;
-    if (isQuirk("removed once") && !wasRemoved.exchange(true)) return CKR_DEVICE_REMOVED;
+    if (isQuirk("removed once") && !wasRemoved.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
-    if (isQuirk("finds out late") && calls++ % 2 == 0) return CKR_MECHANISM_PARAM_INVALID;
-    if (decryptError() != CKR_OK) return decryptError();
+    if (isQuirk("finds out late") && calls++ % 2 == 0) return ++timesShown, CKR_MECHANISM_PARAM_INVALID;
+    if (decryptError() != CKR_OK) return ++timesShown, decryptError();
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
     const auto zeros =
         static_cast<CK_ULONG>(std::string_view(reinterpret_cast<char*>(out), *outSize).find_first_not_of('\0'));
     std::memmove(out, out + zeros, *outSize -= zeros);
+    if (zeros != 0) ++timesShown;
     return result;
 }
 
@@ -64,11 +67,17 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_A
     if (isQuirk("bare point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
         auto* value = static_cast<CK_BYTE*>(attributes->pValue);
         std::memmove(value, value + 2, attributes->ulValueLen -= 2);
+        ++timesShown;
     }
     return result;
 }
 
 }  // namespace
+
+// How often the driver has behaved unlike SoftHSM.
+extern "C" __attribute__((visibility("default"))) unsigned countQuirks() {
+    return timesShown;
+}
 
 extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
     if (real == nullptr) {
