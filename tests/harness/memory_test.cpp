@@ -96,10 +96,10 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
         for (const auto& whole : {message, bytesOf(parts(inner).at(1))}) addHalves(both, whole);
         return both;
     };
+    const auto undecryptable = JOSEError::JWEDecrypterError(wrapped(JOSESwiftError::decryptingFailed()));
     const auto rejected = [&](const std::string& name, const std::string& encryption, const ByteBuffer& token) {
         const JWEDecrypter decrypter("RSA-OAEP-256", encryption, privateKey(rsaEnc));
-        expectNothingLeft(name, everywhere, secrets,
-                          [&] { EXPECT_THROW(static_cast<void>(decrypter.decryptJWE(token)), JOSEError); });
+        expectNothingLeft(name, everywhere, secrets, [&] { EXPECT_ERROR(decrypter.decryptJWE(token), undecryptable); });
     };
     const auto encrypted = [&](const std::string& encryption) {
         return JWEEncrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt).encryptJWT(inner);
@@ -113,7 +113,9 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     padded.authenticate();
     rejected("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
     const auto unsignedToken = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(withFlippedBit(inner, 2));
-    const auto decode = [&] { EXPECT_THROW(static_cast<void>(helper().decodeMessage(unsignedToken)), JOSEError); };
+    const auto unverified =
+        JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The signature does not verify.")));
+    const auto decode = [&] { EXPECT_ERROR(helper().decodeMessage(unsignedToken), unverified); };
     expectNothingLeft("a wrong signature", everywhere, secrets, decode);
 }
 
@@ -121,10 +123,12 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
     for (const auto& kid : {rsaEnc, ecEncP256, ecEncP384, ecEncP521}) {
         const auto text = keyText(kid, "jwk_private");
         const auto set = "{\"keys\":[" + text + "]}", broken = text.substr(0, text.size() - 1) + ",}";
+        const auto malformed = JOSESwiftError::parsingFailed(
+            "The JWK cannot be read. The text is not JSON: unexpected '}'; expected string literal at byte " +
+            std::to_string(broken.size()) + ".");
         const auto secrets = [&] { return secretsOf(kid); };
-        expectNothingLeft(kid + ", broken", everywhere, secrets, [&] {
-            EXPECT_THROW(static_cast<void>(JOSE::JWK::initPrivateFrom(asBytes(broken))), JOSESwiftError);
-        });
+        expectNothingLeft(kid + ", broken", everywhere, secrets,
+                          [&] { EXPECT_ERROR(JOSE::JWK::initPrivateFrom(asBytes(broken)), malformed); });
         expectNothingLeft(kid + ", public", everywhere, secrets,
                           [&] { static_cast<void>(JOSE::JWK::initFrom(asBytes(text))); });
         expectNothingLeft(kid + ", set", everywhere, secrets, [&] { JsonWebKeySet{asBytes(set)}; });
@@ -223,18 +227,19 @@ TEST(FreedMemory, HoldsNoScalarAfterSigningOrWritingAKey) {
 }
 
 TEST(Allocations, AreFewForLongMalformedTokens) {
-    const ByteBuffer dots(10'000'000, '.');
-    const auto longHeader = bytesOf(std::string(10'000'000, 'A') + ".e30.e30.e30");
-    const auto longKey =
-        bytesOf(parts(helper().encodeMessage(message)).front() + "." + std::string(10'000'000, '=') + ".e30.e30.e30");
-    EXPECT_THROW(static_cast<void>(helper().decodeMessage({})), JOSEError);  // creates the helper
+    const auto tenMillion = [](char c) { return std::string(10'000'000, c); };
+    const auto dots = bytesOf(tenMillion('.')), fourParts = bytesOf(tenMillion('A') + ".e30.e30.e30");
+    const auto notBase64url =
+        bytesOf(parts(helper().encodeMessage(message)).front() + "." + tenMillion('=') + ".e30.e30.e30");
+    const auto malformed = JOSESwiftError::parsingFailed;
     const auto before = Harness::allocatedBytes;
-    EXPECT_THROW(JOSE::ReceivedJWS{dots}, JOSESwiftError);
-    EXPECT_THROW(JOSE::ReceivedJWE{dots}, JOSESwiftError);
-    EXPECT_THROW(JOSE::ReceivedJWS{longHeader}, JOSESwiftError);
-    EXPECT_THROW(JOSE::ReceivedJWE{longKey}, JOSESwiftError);
-    EXPECT_THROW(static_cast<void>(helper().decodeMessage(dots)), JOSEError);
-    EXPECT_LT(Harness::allocatedBytes - before, 10'000U);
+    for (const auto* token : {&dots, &fourParts}) {
+        EXPECT_ERROR(JOSE::ReceivedJWS{*token}, malformed("The compact serialisation does not have 3 parts."));
+        EXPECT_ERROR(JOSE::ReceivedJWE{*token}, malformed("The compact serialisation does not have 5 parts."));
+    }
+    EXPECT_ERROR(JOSE::ReceivedJWE{notBase64url}, malformed("The encrypted key is not valid base64url."));
+    EXPECT_ERROR(helper().decodeMessage(dots), JOSEError::invalidJOSEComponent("Component is not valid base64: "));
+    EXPECT_LT(Harness::allocatedBytes - before, 20'000U) << "for the texts of all errors";
 }
 
 // Makes each allocation of the code fail in turn, until the code completes. Each time it must throw an error or return

@@ -74,8 +74,9 @@ TEST(KeyFile, IsFoundByPathOrUri) {
 }
 
 TEST(KeyFile, RejectsOtherUris) {
-    for (const std::string uri : {"file:", "file://", "file://elsewhere/key.pem", "file:/a%2", "file:/a%zz",
-                                  "file:/a%00b", "file:/key.pem?x", "file:/key.pem#x"})
+    using namespace std::string_literals;
+    for (const auto& uri : {"file:"s, "file://"s, "file://elsewhere/key.pem"s, "file:/a%2"s, "file:/a%zz"s,
+                            "file:/a%00b"s, "file:/key.pem?x"s, "file:/key.pem#x"s, "/key.pem\0"s})
         EXPECT_ERROR(openKey(uri, KeyClass::publicKey),
                      KeyStoreError::invalidURI(debugQuoted(uri.substr(0, uri.find('?'))) +
                                                " is neither a path nor the URI of a file on this machine."));
@@ -83,8 +84,6 @@ TEST(KeyFile, RejectsOtherUris) {
 
 TEST(KeyFile, NamesWhyAFileCannotBeRead) {
     const TemporaryFolder folder;
-    const auto path = folder.write("key.pem", asBytes(keyText(ecP256, "spki_pem")));
-    EXPECT_THROW(static_cast<void>(openKey(path + '\0', KeyClass::publicKey)), KeyStoreError);
     const auto cannotRead = [](const std::string& name, const std::string& why) {
         return KeyStoreError::unavailable("The file " + debugQuoted(name) + " cannot be read: " + why + ".");
     };

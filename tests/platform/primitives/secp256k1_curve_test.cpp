@@ -78,8 +78,9 @@ TEST(Secp256k1, RejectsScalarsOutOfRange) {
     }
     for (const auto& bad : {ByteBuffer(32), order, above, ByteBuffer(31, 7), ByteBuffer(33, 7), ByteBuffer()}) {
         EXPECT_FALSE(Curve::isPrivateKey(bad));
-        EXPECT_THROW(Curve::derivePublicPoint(bad), SecurityError);
-        EXPECT_THROW(Curve::sign(bad, signedDigest), SecurityError);
+        EXPECT_ERROR(Curve::derivePublicPoint(bad),
+                     SecurityError("A secp256k1 private key is 32 bytes, from 1 to the order - 1."));
+        EXPECT_ERROR(Curve::sign(bad, signedDigest), SecurityError("Failed to sign with a secp256k1 key."));
     }
 }
 

@@ -115,7 +115,9 @@ TEST(LostDevice, IsFoundAgainBesideAnIdleStore) {
     const auto a = openKey(device.uri("object=a"), KeyClass::privateKey, pin),
                b = openKey(device.uri("object=b"), KeyClass::privateKey, pin);
     device.takeOut();
-    EXPECT_THROW(static_cast<void>(a.sign(ECDSA, SHA256, digest)), KeyStoreError);
+    EXPECT_ERROR(
+        a.sign(ECDSA, SHA256, digest),
+        KeyStoreError::unavailable("No PKCS #11 token matches \"pkcs11:token=app;object=a\". Tokens present: none."));
     device.putBack();
     for (const auto& key : {a, b}) EXPECT_TRUE(key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)));
 }
