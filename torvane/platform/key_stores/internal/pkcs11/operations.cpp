@@ -6,6 +6,7 @@
 #include <openssl/x509.h>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/pkcs11/pad_to_length.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
@@ -71,23 +72,6 @@ ByteBuffer encodeDigestInfo(HashFunction hash, ByteView digest) {
     auto* out = der.data();
     if (der.empty() || i2d_X509_SIG(info.get(), &out) <= 0) Crypto::fail("write a digest");
     return der;
-}
-
-// Restores the leading zero bytes that some tokens drop: the first `written` bytes of the buffer become the last ones
-// of `length` bytes. Constant-time: neither a branch nor an address depends on how many zero bytes were dropped.
-template <class Buffer>
-Buffer padToLength(const Buffer& value, std::size_t written, std::size_t length) {
-    Buffer moved(length);
-    std::copy_n(value.begin(), std::min(value.size(), length), moved.begin());
-    const auto missing = length - std::min(written, length);
-    for (std::size_t step = 1; step < length; step *= 2) {
-        const auto moves = static_cast<std::uint8_t>(0 - (missing / step & 1));
-        for (std::size_t i = length; i-- > 0;) {
-            const std::uint8_t from = i < step ? 0 : moved[i - step];
-            moved[i] = static_cast<std::uint8_t>((moved[i] & ~moves) | (from & moves));
-        }
-    }
-    return moved;
 }
 
 ByteBuffer signWith(const KeyInSession& key, CK_MECHANISM mechanism, ByteView data, std::size_t length,
