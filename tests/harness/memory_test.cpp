@@ -104,8 +104,9 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     const auto encrypted = [&](const std::string& encryption) {
         return JWEEncrypter("RSA-OAEP-256", encryption, publicKey(rsaEnc), std::nullopt).encryptJWT(inner);
     };
-    for (const auto* encryption : {"A128CBC-HS256", "A256GCM"})
+    for (const auto* encryption : {"A128CBC-HS256", "A256GCM"}) {
         rejected(encryption, encryption, withFlippedBit(encrypted(encryption), 4));
+    }
     const auto* const header = R"({"alg":"RSA-OAEP-256","enc":"A128CBC-HS256"})";
     ForgedJWE padded(JOSE::ContentEncryptionAlgorithm::A128CBC_HS256, header, publicKey(rsaEnc), HashFunction::SHA256,
                      std::string(asText(inner)) + std::string(16 - inner.size() % 16, '!'));
@@ -314,9 +315,10 @@ bool runsOutOfMemory(std::size_t n, Code code) {
 TEST(FailingAllocations, AreNotReportedAsMalformedTokens) {
     const auto token = helper().encodeMessage(message);
     std::size_t n = 1;
-    for (; runsOutOfMemory(n, [&] { JOSE::ReceivedJWE{token}; }); ++n)
+    for (; runsOutOfMemory(n, [&] { JOSE::ReceivedJWE{token}; }); ++n) {
         EXPECT_TRUE(runsOutOfMemory(n, [&] { static_cast<void>(helper().decodeMessage(token)); }))
             << "allocation " << n;
+    }
     EXPECT_GT(n, 10U);
 }
 

@@ -49,8 +49,9 @@ TEST(JWSSigner, SignsTextAsItsBytes) {
     const JWSSigner signer(RS256, privateJwk(rsaSig, JWK_SIG));
     const auto token = signer.signJWT(asBytes("m"));
     const std::string text = "m", tokenText(asText(token));
-    for (const auto& signedText : {signer.signJWT("m"), signer.signJWT(text), signer.signJWT(std::string_view(text))})
+    for (const auto& signedText : {signer.signJWT("m"), signer.signJWT(text), signer.signJWT(std::string_view(text))}) {
         EXPECT_EQ(signedText, token);
+    }
     EXPECT_EQ(signer.sign("m"), signer.sign(asBytes("m")));
     EXPECT_EQ(signer.signJWTToString("m"), tokenText);
     EXPECT_EQ(signer.signJWTToString(asBytes("m")), tokenText);

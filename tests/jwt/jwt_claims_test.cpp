@@ -112,8 +112,9 @@ TEST(JWTClaims, ReadsAudienceAsListOrString) {
     EXPECT_EQ(claims.setAudience().getAudience(), Strings());
     EXPECT_EQ(claims.setAudience({"x", "y"}).toJsonString(), R"({"aud":["x","y"]})");
     EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":"x"})").getAudience(), Strings{"x"});
-    for (const JSONValue& value : List::of(5, nullptr, List::of("a", 1), Object()))
+    for (const JSONValue& value : List::of(5, nullptr, List::of("a", 1), Object())) {
         EXPECT_ERROR(claims.setClaim("aud", value).getAudience(), JOSEError::claimNotFoundInJWT("aud"));
+    }
 }
 
 void get(const JWTClaims& claims, const std::string& name) {
@@ -148,8 +149,9 @@ TEST(JWTClaims, RelativeTimesCountFromNow) {
         claims.setExpirationTimeSecondsInTheFuture(-60.25).setNotBeforeSecondsInThePast(10.5).setIssuedAtToNow();
         const double after = secondsSince1970();
         for (const double now :
-             {claims.getExpirationTime() + 60.25, claims.getNotBefore() + 10.5, claims.getIssuedAt()})
+             {claims.getExpirationTime() + 60.25, claims.getNotBefore() + 10.5, claims.getIssuedAt()}) {
             EXPECT_TRUE(before <= now && now <= after && now > 1.7e9) << now;
+        }
         fractions.insert(std::fmod(claims.getIssuedAt(), 1));
     }
     EXPECT_GT(fractions.size(), 1U);

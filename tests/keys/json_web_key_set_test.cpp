@@ -109,8 +109,9 @@ TEST(JsonWebKeySet, RejectsMalformedDictionaries) {
     forEachRow("jwk_set_rejections.json", "dictionaries", 27, [&](const json& row) {
         auto set = row["set"];
         if (set.contains("keys")) {
-            for (auto& key : set["keys"])
+            for (auto& key : set["keys"]) {
                 if (key.is_array()) key = patched(good.at(key[0]), key[1]);
+            }
         }
         EXPECT_ERROR_TEXT(JsonWebKeySet(object(set)), row["error"]);
     });

@@ -32,8 +32,9 @@ TEST(PlatformKeyJWK, ReadsThePublicKeyOfEitherText) {
 TEST(PlatformKeyJWK, WritesOnlyPublicRSAKeys) {
     const auto isPrivate =
         JOSEError::cannotEncodeJWK(nullptr, "Currently only public key can be encoded to JWK for security reasons.");
-    for (const auto& key : {privateKey(rsaSig), keyOfIdleStore(rsaSig), privateKey(ecP256)})
+    for (const auto& key : {privateKey(rsaSig), keyOfIdleStore(rsaSig), privateKey(ecP256)}) {
         EXPECT_ERROR(PlatformKeyJWK::encodeToJWK(key, JWKUse::JWK_SIG), isPrivate);
+    }
     EXPECT_ERROR(PlatformKeyJWK::encodeToJWK(publicKey(ecP256), JWKUse::JWK_SIG),
                  JOSEError::cannotEncodeJWK(
                      wrapped(JOSESwiftError::unsupportedKey("An RSA JWK is made from a public RSA key."))));

@@ -199,8 +199,10 @@ TEST(FromJsonString, ReturnsTheRequestedType) {
     EXPECT_EQ(fromJsonString<Derived>(R"({"a":{"b":[]}})").read, (Object{{"a", Object{{"b", List()}}}}));
     EXPECT_EQ(fromJsonString<Overriding>(R"({"id":5.0})").toJsonString(), R"({"own":5})");
     EXPECT_ERROR(fromJsonString<Silent>("{}"), JsonSerializeError::missingRequiredInit());
-    for (const auto* text : {"{}", R"({"id":null})", R"({"id":"1"})", R"({"id":1.5})", R"({"id":9223372036854775808})"})
+    for (const auto* text :
+         {"{}", R"({"id":null})", R"({"id":"1"})", R"({"id":1.5})", R"({"id":9223372036854775808})"}) {
         EXPECT_ERROR(fromJsonString<Child>(text), JsonSerializeError::missingRequiredInformationForKey("id"));
+    }
 }
 
 TEST(JsonCodeHelper, WritesOnlyListsAndObjects) {
@@ -211,8 +213,9 @@ TEST(JsonCodeHelper, WritesOnlyListsAndObjects) {
         JsonSerializeError::failedToParseJson("Failed to parse response to JSON. The text is not JSON: unexpected "
                                               "end of input; expected '[', '{', or a literal at byte 1."));
     EXPECT_EQ(asText(JsonCodeHelper::encodeAndConvertToJson(List::of(1, "/"))), R"([1,"\/"])");
-    for (const JSONValue& value : List::of("x", 1, nullptr, List::of(JSONValue::opaque(Kind::a))))
+    for (const JSONValue& value : List::of("x", 1, nullptr, List::of(JSONValue::opaque(Kind::a)))) {
         EXPECT_ERROR(JsonCodeHelper::encodeAndConvertToJson(value), notJSON);
+    }
 }
 
 }  // namespace

@@ -33,8 +33,9 @@ inline bool isSame(const JSONValue& value, const json_t* other) {
     }
     if (const auto number = value.to<double>()) return json_is_real(other) && json_real_value(other) == *number;
     if (const auto* truth = value.as<bool>()) return json_is_boolean(other) && json_is_true(other) == *truth;
-    if (const auto* text = value.as<std::string>())
+    if (const auto* text = value.as<std::string>()) {
         return json_is_string(other) && *text == std::string_view(json_string_value(other), json_string_length(other));
+    }
     if (const auto* list = value.as<JSONValue::List>()) {
         bool same = json_is_array(other) && json_array_size(other) == list->size();
         for (std::size_t i = 0; same && i < list->size(); ++i) same = isSame((*list)[i], json_array_get(other, i));

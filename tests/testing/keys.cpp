@@ -88,8 +88,9 @@ const Zennet::Secp256k1Utils::KeyPair& secp256k1KeyPair() {
     static const auto pair = [] {
         const auto jwk = nlohmann::json::parse(keyText("d-sig-es256k", "jwk_private"));
         ByteBuffer point{4};
-        for (const auto* coordinate : {"x", "y"})
+        for (const auto* coordinate : {"x", "y"}) {
             for (const auto byte : fromBase64(jwk.at(coordinate))) point.push_back(byte);
+        }
         return Zennet::Secp256k1Utils::KeyPair{{fromBase64(jwk.at("d")), KeyType::SECP256K1Key},
                                                {point, KeyType::SECP256K1Key}};
     }();

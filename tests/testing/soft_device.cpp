@@ -31,8 +31,9 @@ SecretSource answering(const std::string& text) {
 }
 
 void run(const std::string& command) {
-    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0)
+    if (std::system((command + " >/dev/null 2>&1").c_str()) != 0) {
         throw std::runtime_error("Command failed: " + command);
+    }
 }
 
 SoftDevice::SoftDevice() {

@@ -53,13 +53,15 @@ inline ByteBuffer withHeader(ByteView token, std::string_view header) {
 
 /// Expands a text of a data file: replaces each word by its meaning, then each "{{N*x}}" by x repeated N times.
 inline std::string filledIn(std::string text, const std::vector<std::pair<std::string, std::string>>& words = {}) {
-    for (const auto& [word, meaning] : words)
+    for (const auto& [word, meaning] : words) {
         for (auto at = text.find(word); at != text.npos; at = text.find(word)) text.replace(at, word.size(), meaning);
+    }
     for (auto at = text.find("{{"); at != text.npos; at = text.find("{{", at)) {
         const auto star = text.find('*', at), end = text.find("}}", star);
         std::string repeated;
-        for (auto count = std::stoul(text.substr(at + 2)); count > 0; --count)
+        for (auto count = std::stoul(text.substr(at + 2)); count > 0; --count) {
             repeated += text.substr(star + 1, end - star - 1);
+        }
         text.replace(at, end + 2 - at, repeated);
         at += repeated.size();
     }

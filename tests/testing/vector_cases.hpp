@@ -35,8 +35,9 @@ inline SecKey privateKeyOf(const json& jwk) {
 inline JsonWebKey publicKeyOf(const json& jwk) {
     if (jwk.value("crv", "") != "secp256k1") return JsonWebKey(JOSE::JWK::initFrom(bytesOf(jwk.dump())));
     ByteBuffer point{0x04};
-    for (const auto* coordinate : {"x", "y"})
+    for (const auto* coordinate : {"x", "y"}) {
         for (const auto byte : decoded(jwk, coordinate)) point.push_back(byte);
+    }
     return {Zennet::PublicKey(point, Zennet::KeyType::SECP256K1Key), JWKUse::JWK_SIG, "raw"};
 }
 
@@ -59,9 +60,10 @@ std::string reasonOf(JOSEError::Case expected, Code&& code) {
 template <class Case>
 void runRfcVectors(const std::string& file, Case runCase) {
     const auto content = readRfcVectors(file);
-    if (!content)
+    if (!content) {
         GTEST_SKIP() << file << ": " << Outcomes::expected(file).at("cases")
                      << " cases skipped, since the RFC vectors are not here";
+    }
     Outcomes outcomes;
     for (const auto& vector : content->at("vectors")) {
         SCOPED_TRACE(vector.at("id").get<std::string>());
@@ -73,8 +75,9 @@ void runRfcVectors(const std::string& file, Case runCase) {
 
 /// The first of these members that exists: the files have different names for the same thing.
 inline json firstOf(const json& vector, std::initializer_list<const char*> pointers) {
-    for (const auto* text : pointers)
+    for (const auto* text : pointers) {
         if (const json::json_pointer pointer(text); vector.contains(pointer)) return vector.at(pointer);
+    }
     return "";
 }
 

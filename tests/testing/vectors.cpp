@@ -19,8 +19,9 @@ nlohmann::json readVectors(const std::string& fileName) {
 nlohmann::json rowNamed(const std::string& fileName, const char* list, const std::string& name) {
     const auto rows = readVectors(fileName).at(list);
     const auto hasName = [&](const nlohmann::json& row) { return row.at("name") == name; };
-    if (std::ranges::count_if(rows, hasName) != 1)
+    if (std::ranges::count_if(rows, hasName) != 1) {
         throw std::runtime_error(fileName + ": not exactly one row of " + list + " is named " + name);
+    }
     return *std::ranges::find_if(rows, hasName);
 }
 

@@ -86,8 +86,9 @@ void runJwe(const json& vector, Outcomes& outcomes) {
 }
 
 TEST(RfcVectors, AcceptsOnlySupportedTokens) {
-    for (const auto* file : {"rfc7515_jws.json", "rfc7520_jws.json", "rfc7797_unencoded.json"})
+    for (const auto* file : {"rfc7515_jws.json", "rfc7520_jws.json", "rfc7797_unencoded.json"}) {
         runRfcVectors(file, runJws);
+    }
     runRfcVectors("rfc7520_jwe.json", runJwe);
 }
 

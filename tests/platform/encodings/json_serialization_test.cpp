@@ -92,8 +92,9 @@ TEST(JSONReading, ReadsLongStringsNumbersAndObjects) {
         for (std::size_t i = 0; i < 10'000'000; i += text.size()) result += text;
         return result;
     };
-    for (const auto& text : {"\"" + ten("a") + "\"", "\"" + ten("\\\"") + "\"", members})
+    for (const auto& text : {"\"" + ten("a") + "\"", "\"" + ten("\\\"") + "\"", members}) {
         EXPECT_EQ(written(read(text)).size(), text.size());
+    }
     EXPECT_EQ(written(read("0." + ten("3"))), "0.3333333333333333");
     EXPECT_EQ(written(read("1e-" + ten("9"))), "0");
 }
@@ -119,8 +120,9 @@ TEST(JSONWriting, OnlyListsAndObjectsAreValidAtTheTop) {
     for (const JSONValue& value : List::of(nullptr, true, 1, 0.5, "x")) {
         EXPECT_FALSE(JSONSerialization::isValidJSONObject(value)) << written(value);
         for (const JSONValue& holder :
-             List::of(List::of(value), Object{{"\u00e9\0"s, List::of(value)}}, List(), Object()))
+             List::of(List::of(value), Object{{"\u00e9\0"s, List::of(value)}}, List(), Object())) {
             EXPECT_TRUE(JSONSerialization::isValidJSONObject(holder)) << written(holder);
+        }
     }
 }
 

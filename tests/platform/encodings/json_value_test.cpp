@@ -105,8 +105,9 @@ TEST(JSONValue, DoesNotConvertBytesOrPointers) {
 }
 
 TEST(JSONValue, NumbersOutOfRangeDoNotConvert) {
-    for (const double number : {std::nan(""), infinity, -infinity, 0.5, two63, 1e300})
+    for (const double number : {std::nan(""), infinity, -infinity, 0.5, two63, 1e300}) {
         EXPECT_EQ(JSONValue(number).to<std::int64_t>(), std::nullopt) << number;
+    }
     EXPECT_EQ(JSONValue(-two63).to<std::int64_t>(), INT64_MIN);
     EXPECT_EQ(JSONValue(INT64_MAX).to<std::uint64_t>(), static_cast<std::uint64_t>(INT64_MAX));
     EXPECT_EQ(JSONValue(UINT64_MAX).to<std::uint64_t>(), std::nullopt) << "a double by now";

@@ -23,8 +23,9 @@ TEST(Verifier, RejectsRSAKeysOfAnUnfitSizeOrExponent) {
         {{3}, true}, {{0x80, 0, 0, 0, 0, 0, 0, 1}, true}, {{1}, false}, {{1, 0, 0, 0, 0, 0, 0, 0, 1}, false}};
     for (const auto& [exponent, isGood] : exponents) EXPECT_EQ(fits(good.modulus, exponent), isGood) << json(exponent);
     EXPECT_ERROR(fits(good.modulus, {4}), SecurityError("An RSA key has an odd modulus and an odd exponent."));
-    for (const std::size_t bytes : {255U, 2049U})  // 2040 and 16392 bits
+    for (const std::size_t bytes : {255U, 2049U}) {  // 2040 and 16392 bits
         EXPECT_FALSE(fits(ByteBuffer(bytes, 0xff), good.exponent)) << bytes;
+    }
 }
 
 TEST(SignerAndVerifier, RejectKeysOfAnotherKind) {

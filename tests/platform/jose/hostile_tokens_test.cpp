@@ -127,13 +127,15 @@ TEST(HostileTokens, RejectsWrappedKeysOfAnotherSize) {
         return decryptToken(joined(changed), A128GCM, management, ecEncP256);
     };
     const auto wrapping = agreedToken(ECDH_ES_A128KW), direct = agreedToken(ECDH_ES);
-    for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 23U, 24U, 25U, 32U, 40U, 4096U})
+    for (const std::size_t size : {1U, 7U, 8U, 15U, 16U, 23U, 24U, 25U, 32U, 40U, 4096U}) {
         EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, ByteBuffer(size, 7)), JOSESwiftError::decryptingFailed());
+    }
     const auto agreed = agreedKeyOf(wrapping, privateKey(ecEncP256), ECDH_ES_A128KW, A128GCM);
-    for (const std::size_t size :
-         {16U, 24U, 32U})  // correctly wrapped; the first is as long as the content encryption key
+    // Correctly wrapped; the first is as long as the content encryption key.
+    for (const std::size_t size : {16U, 24U, 32U}) {
         EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, Crypto::wrapKey(agreed, ByteBuffer(size, 7))),
                      JOSESwiftError::decryptingFailed());
+    }
     EXPECT_ERROR(withKey(wrapping, ECDH_ES_A128KW, {}), JOSESwiftError::parsingFailed("The encrypted key is empty."));
     EXPECT_ERROR(withKey(direct, ECDH_ES, ByteBuffer(3)),
                  JOSESwiftError::parsingFailed("The encrypted key is not empty."));

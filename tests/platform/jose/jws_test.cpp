@@ -42,8 +42,9 @@ TEST(ReceivedJWS, LeavesRejectedTextUnchanged) {
         {std::string(good).replace(payloadAt, 1, "=") + "=", "The payload is not valid base64url."},
         {good.substr(0, lastDot + 1), "The signature is empty."},
     };
-    for (const auto place : {payloadAt, payloadAt + 8191, payloadAt + 8192, payloadAt + 16384, lastDot - 1})
+    for (const auto place : {payloadAt, payloadAt + 8191, payloadAt + 8192, payloadAt + 16384, lastDot - 1}) {
         cases.emplace_back(std::string(good).replace(place, 1, "="), "The payload is not valid base64url.");
+    }
     for (const auto& entry : cases) {
         const auto text = bytesOf(entry.first);
         const auto rejection = JOSESwiftError::parsingFailed(entry.second);

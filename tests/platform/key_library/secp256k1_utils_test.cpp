@@ -49,12 +49,13 @@ TEST(Secp256k1Utils, WritesTheJwkOfAKnownKey) {
 }
 
 TEST(Key, Secp256k1PemEqualsThatOfOpenSSL) {
-    for (const Zennet::Key& key : {Zennet::Key(scalarOne), Zennet::Key(generator), Zennet::Key(compressed)})
+    for (const Zennet::Key& key : {Zennet::Key(scalarOne), Zennet::Key(generator), Zennet::Key(compressed)}) {
         EXPECT_EQ(key.publicKeyPem(),
                   "-----BEGIN PUBLIC KEY-----\n"
                   "MFYwEAYHKoZIzj0CAQYFK4EEAAoDQgAEeb5mfvncu6xVoGKVzocLBwKb/NstzijZ\n"
                   "WfKBWxb4F5hIOtp3JqPEZV2k+/wOEQio/Re0SKaFVBmcR9CP+xDUuA==\n"
                   "-----END PUBLIC KEY-----\n");
+    }
 }
 
 TEST(PublicKey, EqualsOnlyTheSameKey) {

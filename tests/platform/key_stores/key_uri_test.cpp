@@ -69,17 +69,19 @@ TEST(KeyFile, IsFoundByPathOrUri) {
     const TemporaryFolder folder;
     const auto path = folder.write("a key#1.pem", asBytes(keyText(ecP256, "spki_pem")));
     const auto encoded = folder / "a%20key%231.pem";
-    for (const auto& uri : {path, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded})
+    for (const auto& uri : {path, "file:" + encoded, "FILE://" + encoded, "file://localhost" + encoded}) {
         EXPECT_EQ(openKey(uri, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents()) << uri;
+    }
 }
 
 TEST(KeyFile, RejectsOtherUris) {
     using namespace std::string_literals;
     for (const auto& uri : {"file:"s, "file://"s, "file://elsewhere/key.pem"s, "file:/a%2"s, "file:/a%zz"s,
-                            "file:/a%00b"s, "file:/key.pem?x"s, "file:/key.pem#x"s, "/key.pem\0"s})
+                            "file:/a%00b"s, "file:/key.pem?x"s, "file:/key.pem#x"s, "/key.pem\0"s}) {
         EXPECT_ERROR(openKey(uri, KeyClass::publicKey),
                      KeyStoreError::invalidURI(debugQuoted(uri.substr(0, uri.find('?'))) +
                                                " is neither a path nor the URI of a file on this machine."));
+    }
 }
 
 TEST(KeyFile, NamesWhyAFileCannotBeRead) {

@@ -20,8 +20,9 @@ TEST(SoftwareKeyStore, LoadsOnlyWholeDer) {
         const auto key = SoftwareKeyStore::load(encoded);
         EXPECT_EQ(key.publicComponents(), publicKey(row["kid"]).publicComponents());
         EXPECT_EQ(!key.isPublicKey(), row["private"].get<bool>());
-        for (encoded.pop_back(); !encoded.empty(); encoded.resize(encoded.size() / 2))
+        for (encoded.pop_back(); !encoded.empty(); encoded.resize(encoded.size() / 2)) {
             EXPECT_ERROR(SoftwareKeyStore::load(encoded), noKey);
+        }
     });
 }
 

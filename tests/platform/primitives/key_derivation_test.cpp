@@ -36,8 +36,9 @@ TEST(KeyWrap, RejectsEveryChangedByte) {
 TEST(KeyWrap, RejectsKeysOfAnotherSize) {
     const ByteBuffer wrappingKey(16, 3);
     const auto wrapped = Crypto::wrapKey(wrappingKey, ByteBuffer(32, 7));
-    for (const std::size_t size : {0U, 16U, 24U, 31U, 33U, 40U, 64U})
+    for (const std::size_t size : {0U, 16U, 24U, 31U, 33U, 40U, 64U}) {
         EXPECT_EQ(Crypto::unwrapKey(wrappingKey, wrapped, size), std::nullopt) << size;
+    }
     for (const std::size_t size : {0U, 8U, 16U, 39U}) {
         const auto shortened = ByteView(wrapped).first(size);
         EXPECT_EQ(Crypto::unwrapKey(wrappingKey, shortened, size < 8 ? 0 : size - 8), std::nullopt) << size;

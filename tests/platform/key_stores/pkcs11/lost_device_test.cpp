@@ -50,8 +50,9 @@ TEST(DeviceConcurrency, ThreadsSurviveTheRemovalOfTheDevice) {
     std::thread remover([&] {
         const auto begin = std::chrono::steady_clock::now();
         const auto until = [&](const std::atomic<int>& count, int least) {
-            while (count < least && std::chrono::steady_clock::now() - begin < std::chrono::seconds(60))
+            while (count < least && std::chrono::steady_clock::now() - begin < std::chrono::seconds(60)) {
                 std::this_thread::yield();
+            }
         };
         until(signatures, 20);
         device.takeOut();

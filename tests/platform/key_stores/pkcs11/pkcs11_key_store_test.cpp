@@ -20,8 +20,9 @@ TEST(Pkcs11Key, SignsAndDecryptsLikeASoftwareKey) {
         EXPECT_EQ(key.signatureSize(), bits / 8);
         for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
             const ByteBuffer digest(digestSize(hash), 7);
-            for (const auto scheme : {RSA_PKCS1, RSA_PSS})
+            for (const auto scheme : {RSA_PKCS1, RSA_PSS}) {
                 EXPECT_TRUE(key.verify(scheme, hash, digest, key.sign(scheme, hash, digest)));
+            }
             for (const std::size_t size : {0U, 16U, 64U}) {
                 const ByteBuffer plaintext(size, 9);
                 const auto decrypted = key.decrypt(hash, key.encrypt(hash, plaintext));
@@ -56,8 +57,9 @@ TEST(Pkcs11Key, ReturnsNothingForAWrongCiphertext) {
         auto one = zero;
         one.back() = 1;
         for (const auto& bad :
-             {flipped, longer(good), shorter, zero, one, modulus, ByteBuffer(256, 0xff), ByteBuffer()})
+             {flipped, longer(good), shorter, zero, one, modulus, ByteBuffer(256, 0xff), ByteBuffer()}) {
             EXPECT_EQ(key.decrypt(hash, bad), std::nullopt);
+        }
         EXPECT_EQ(key.decrypt(hash == SHA1 ? SHA256 : SHA1, good), std::nullopt);
         EXPECT_TRUE(key.decrypt(hash, good)) << "after many failures";
     }
@@ -146,8 +148,9 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     beside.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
     Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
         CK_OBJECT_HANDLE made{};
-        for (auto* object : {&key, &beside})
+        for (auto* object : {&key, &beside}) {
             session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object->data(), object->size(), &made);
+        }
     });
 
     int asked = 0;
@@ -155,8 +158,9 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     const Pkcs11KeyStore store(device.uri(), [&](std::string_view whose) { return ++asked, answering(answer)(whose); });
     EXPECT_EQ(store.key(name, KeyClass::publicKey).publicComponents(), publicKey(ecP256).publicComponents());
     const auto card = store.key(name, KeyClass::privateKey);
-    for (int signature = 0; signature < 2; ++signature)
+    for (int signature = 0; signature < 2; ++signature) {
         EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
+    }
     EXPECT_EQ(asked, 3);
     answer = "4321";
     EXPECT_ERROR(card.sign(ECDSA, SHA256, digest),
@@ -196,9 +200,10 @@ TEST(Pkcs11Key, NamesUnsupportedAlgorithms) {
 TEST(Pkcs11KeyStore, SearchesRegisteredDrivers) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
-    for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"})
+    for (const auto* uri : {"pkcs11:token=app;object=sign", "pkcs11:token=app;object=sign?module-name=softhsm2"}) {
         EXPECT_EQ(openKey(uri, KeyClass::privateKey, pin).publicComponents(), publicKey(ecP256).publicComponents())
             << uri;
+    }
     EXPECT_ERROR(openKey("pkcs11:token=app?module-name=none", KeyClass::publicKey),
                  KeyStoreError::unavailable("No PKCS #11 token matches \"pkcs11:token=app\". Tokens present: none."));
 }
@@ -223,10 +228,11 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrAFile) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");
     const auto file = device.folder().write("pin", asBytes("1234\n"));
-    for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file})
+    for (const auto& query : {std::string("&pin-value=1234"), "&pin-source=file:" + file, "&pin-source=" + file}) {
         EXPECT_EQ(signatureSizeOf(openKey(device.uri("object=sign") + query, KeyClass::privateKey, answering("9999"))),
                   64U)
             << query;
+    }
 }
 
 TEST(Pkcs11KeyStore, RecoversFromAWrongPin) {
@@ -263,10 +269,11 @@ TEST(Pkcs11KeyStore, GeneratesNoTwoKeysOfTheSameName) {
     EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"second", {}}).name().id.size(), 16U);
     const std::pair<KeyName, std::string> takenNames[] = {
         {{"first", {}}, "label"}, {{"other", {1}}, "id"}, {{"second", {2}}, "label"}};
-    for (const auto& taken : takenNames)
+    for (const auto& taken : takenNames) {
         EXPECT_ERROR(store.generateEC(EllipticCurve::P256, taken.first),
                      KeyStoreError::operationFailed("A key or certificate with this " + taken.second +
                                                     " already exists in the PKCS #11 token \"app\"."));
+    }
     EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
                  KeyStoreError::operationFailed(
                      "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
@@ -281,8 +288,9 @@ TEST(Pkcs11KeyStore, GeneratesUnreadableKeys) {
     EXPECT_EQ(made.name(), (KeyName{"by-uri", {7}}));
 
     device.import(ecP384, "imported", "08");
-    for (const auto* label : {"rsa", "ec", "by-uri", "imported"})
+    for (const auto* label : {"rsa", "ec", "by-uri", "imported"}) {
         EXPECT_EQ(device.protections()[label], "not extractable, sensitive") << label;
+    }
 }
 
 }  // namespace

@@ -19,8 +19,9 @@ using namespace Testing;
 class KeyUser {
   public:
     explicit KeyUser(const std::string& uris) : output_(::popen(("exec " TORVANE_KEY_USER + uris).c_str(), "r")) {
-        if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1)
+        if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1) {
             throw std::runtime_error("key_user has failed");
+        }
     }
     ~KeyUser() {
         ::kill(process_, SIGKILL);
@@ -41,8 +42,9 @@ class KeyUser {
             std::string block(end - begin, '\0');
             bytes.clear();
             bytes.seekg(static_cast<std::streamoff>(begin));
-            if (bytes.read(block.data(), static_cast<std::streamsize>(block.size())))
+            if (bytes.read(block.data(), static_cast<std::streamsize>(block.size()))) {
                 blocks.push_back(std::move(block));
+            }
         }
         return blocks;
     }
@@ -111,8 +113,9 @@ TEST(ProcessMemory, HoldsThePrivateValuesOfAKeyFromAFile) {
     std::string uris;
     for (const auto& kid : kids) uris += " " + folder.write(kid, asBytes(keyText(kid, "pkcs8_pem")));
     const KeyUser user(uris);
-    for (const auto& kid : {rsaSig, rsaEnc})
+    for (const auto& kid : {rsaSig, rsaEnc}) {
         EXPECT_EQ(findMembers(user, kid, 1), (Names{"n", "d", "p", "q", "dp", "dq", "qi"}));
+    }
     EXPECT_EQ(findMembers(user, ecP256, 1), (Names{"x", "d"}));
     EXPECT_TRUE(holdsAFactor(user, publicKey(rsaSig), 1));
 }

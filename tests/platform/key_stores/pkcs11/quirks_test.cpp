@@ -65,8 +65,9 @@ struct FailingDevice {
 TEST(QuirkyDriver, ErrorsAboutThePaddingAreHidden) {
     const FailingDevice device;
     for (const auto error : {CKR_ENCRYPTED_DATA_INVALID, CKR_ENCRYPTED_DATA_LEN_RANGE, CKR_DATA_INVALID,
-                             CKR_GENERAL_ERROR, CKR_FUNCTION_FAILED, CKR_DEVICE_ERROR, CKR_VENDOR_DEFINED})
+                             CKR_GENERAL_ERROR, CKR_FUNCTION_FAILED, CKR_DEVICE_ERROR, CKR_VENDOR_DEFINED}) {
         EXPECT_EQ(device.decryptWithError(error), std::nullopt) << error;
+    }
 }
 
 TEST(QuirkyDriver, ErrorsAboutTheDeviceAreShown) {
@@ -88,8 +89,9 @@ TEST(DeviceConcurrency, ThreadsShareScarceSessions) {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&] {
-            for (int round = 0; round < 10; ++round)
+            for (int round = 0; round < 10; ++round) {
                 right += key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)) ? 1 : 0;
+            }
         });
     }
     for (auto& thread : threads) thread.join();
