@@ -42,8 +42,9 @@ class TORVANE_EXPORT JOSEError final : public Error {
                                ///< as missing.
         malformedClaim,        ///< The claim has another type than the one asked for.
         invalidJOSEComponent,  ///< The text is not a compact token: it has no dot, or a part is empty or not base64url.
-        curveNotSupported,     ///< A secp256k1 key, or a JWK of an unknown type, where a platform key is needed.
-        initializationError,   ///< For an application's own classes; the library never throws it.
+        curveNotSupported,  ///< A secp256k1 key for a JWEEncrypter or JWEDecrypter that is made from a key alone, or a
+                            ///< JWK of an unknown "kty".
+        initializationError,  ///< For an application's own classes; the library never throws it.
     };
 
     /// @{

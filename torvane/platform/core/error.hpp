@@ -18,8 +18,8 @@
 
 namespace Torvane {
 
-/// The root of every error that the library throws; only the standard library's own exceptions (std::bad_alloc) and
-/// those of the application's code are of other types.
+/// The root of every error that the library throws; only the standard library's own exceptions (above all
+/// std::bad_alloc) and those of the application's code are of other types.
 class TORVANE_EXPORT Error : public std::exception {
   public:
     /// Keeps the text as it is, NUL bytes included.

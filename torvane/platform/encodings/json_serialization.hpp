@@ -49,7 +49,7 @@ struct TORVANE_EXPORT JSONSerialization {
     /// @}
 
     /// Reads text that may hold a key, as jsonObject() does. No copy of a string remains in released memory, unless the
-    /// string has escapes or characters outside ASCII, which the base64url of a key never has.
+    /// JSON text writes the string with escapes or characters outside ASCII, which is rare for the values of a key.
     [[nodiscard]] static SecretJSON secretJSONObject(ByteView text);
 };
 

@@ -1,4 +1,5 @@
-// JSON Web Keys (RFC 7517; RFC 7518, section 6): RSA keys and EC keys on P-256, P-384 and P-521.
+// JSON Web Keys of any "kty" (RFC 7517). RSA keys and EC keys on P-256, P-384 and P-521 (RFC 7518, section 6) convert
+// to platform keys.
 //
 // A JWK never holds a private value as text: reading one as a public key drops the private members, and reading it as a
 // private key turns them into a platform key at once. Either way its JSON text is that of the public key.

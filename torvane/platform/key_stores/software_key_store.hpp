@@ -40,9 +40,8 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @}
 
     /// @{
-    /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. Besides the forms above, the public key may
-    /// come from a private key or from a certificate (RFC 5280): a private key takes precedence over a public key,
-    /// unless it cannot be decrypted or decoded, and a public key over the first certificate. Only the first 64 objects
+    /// Reads the one key pair from PEM, DER or PKCS #12, encrypted or not. The public key comes from the first of these
+    /// that can be read: the private key, the public key, the first certificate (RFC 5280). Only the first 64 objects
     /// of the input are read.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
