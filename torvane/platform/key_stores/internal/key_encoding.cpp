@@ -141,7 +141,7 @@ KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::s
     const auto method = PassphrasePrompt::makeMethod();
     PassphrasePrompt passphrase(askForPassphrase, description);
     for (const int expected : {0, OSSL_STORE_INFO_PUBKEY}) {
-        if (keys.empty()) readInto(keys, encoded, expected, method.get(), passphrase);
+        if (keys.isEmpty()) readInto(keys, encoded, expected, method.get(), passphrase);
     }
     passphrase.rethrow();
     keys.hadPassphrase = passphrase.wasAnswered();

@@ -21,7 +21,7 @@ struct KeysRead {
     /// Whether a part of the text could not be decrypted.
     bool remainsEncrypted = false;
 
-    [[nodiscard]] bool empty() const noexcept {
+    [[nodiscard]] bool isEmpty() const noexcept {
         return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty();
     }
 };
