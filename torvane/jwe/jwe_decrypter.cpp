@@ -17,8 +17,8 @@ JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
     : decrypter_(makeFromJWK<JOSE::Decrypter>(
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey)) {}
 
-JWEDecrypter::JWEDecrypter(const JsonWebKey& key)
-    : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(key))), jwk_(key) {}
+JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
+    : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), jwk_(jwk) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
     return decryptReceivedJWE(*this,

@@ -51,7 +51,7 @@ class TORVANE_EXPORT JWEDecrypter {
     /// A decrypter for RSA-OAEP-256 and A128CBC-HS256 with a key from JsonWebKey::fromPrivateJwk().
     /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
     ///         the errors that the constructor above throws because of the key.
-    explicit JWEDecrypter(const JsonWebKey& key);
+    explicit JWEDecrypter(const JsonWebKey& jwk);
 
     /// @{
     /// A move is a copy, so a moved-from decrypter still works.
@@ -73,7 +73,7 @@ class TORVANE_EXPORT JWEDecrypter {
     [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
     /// Replaces what jwk() returns, but not the key that decrypts. Not to be called while another thread uses the
     /// decrypter.
-    void setJwk(std::optional<JsonWebKey> key) { jwk_ = std::move(key); }
+    void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
     /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
     ///

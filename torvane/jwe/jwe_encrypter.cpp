@@ -19,10 +19,10 @@ JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), encryptionPublicKey)),
       keyId_(std::move(keyId)) {}
 
-JWEEncrypter::JWEEncrypter(const JsonWebKey& key)
-    : encrypter_(makeFromJWK<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(key))),
-      keyId_(key.keyId()),
-      jwk_(key) {}
+JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
+    : encrypter_(makeFromJWK<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
+      keyId_(jwk.keyId()),
+      jwk_(jwk) {}
 
 ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams, bool isNested) const {
     auto header = makeHeader(*this, headerParams, isNested);

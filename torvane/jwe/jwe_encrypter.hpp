@@ -51,7 +51,7 @@ class TORVANE_EXPORT JWEEncrypter {
     /// An encrypter for RSA-OAEP-256 and A128CBC-HS256 with a JSON Web Key, whose id becomes the "kid".
     /// @throws JOSEError curveNotSupported for a secp256k1 key; then missingKey for a key without a platform key; then
     ///         the errors that the constructor above throws because of the key.
-    explicit JWEEncrypter(const JsonWebKey& key);
+    explicit JWEEncrypter(const JsonWebKey& jwk);
 
     /// @{
     /// A move is a copy, so a moved-from encrypter still works.
@@ -75,7 +75,7 @@ class TORVANE_EXPORT JWEEncrypter {
     [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
     /// Replaces what jwk() returns, but not the key that encrypts. Not to be called while another thread uses the
     /// encrypter.
-    void setJwk(std::optional<JsonWebKey> key) { jwk_ = std::move(key); }
+    void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
 
     /// @{
     /// Encrypts a plaintext and returns the JWE in compact serialisation (RFC 7516, section 7.1). The content

@@ -4,8 +4,8 @@
 
 namespace Torvane {
 
-JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey key)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(key)) {}
+JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
 
 JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId)
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, std::move(keyId)) {}

@@ -24,10 +24,10 @@ class TORVANE_EXPORT JWSSigner {
   public:
     /// A signer with a JSON Web Key.
     /// @param jwsAlgorithm an enumerator, or a name such as "RS256".
-    /// @param key the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
+    /// @param jwk the private key: raw bytes for ES256K, a platform key for every other algorithm. Its id, which may be
     ///        empty, becomes the "kid".
     /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
-    JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey key);
+    JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
     /// A signer with a platform key.
     /// @param jwsAlgorithm an enumerator, or a name such as "ES256"; ES256K does not sign with platform keys.
@@ -47,7 +47,7 @@ class TORVANE_EXPORT JWSSigner {
     /// The private key.
     [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
     /// Replaces the key. Not to be called while another thread uses the signer.
-    void setJwk(JsonWebKey key) { jwk_ = std::move(key); }
+    void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
     /// @{
     /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).

@@ -4,8 +4,8 @@
 
 namespace Torvane {
 
-JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey key)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(key)) {}
+JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
 
 JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key)
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, {}) {}

@@ -22,10 +22,10 @@ class TORVANE_EXPORT JWSVerifier {
   public:
     /// A verifier with a JSON Web Key.
     /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "RS256".
-    /// @param key the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
+    /// @param jwk the public key: raw bytes for ES256K, a platform key for every other algorithm. Its id is not
     ///        compared with the "kid".
     /// @throws JOSEError algorithmNotSupported for an unknown name. Never throws for an enumerator.
-    JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey key);
+    JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk);
 
     /// A verifier with a platform key. The id of jwk() is then empty.
     /// @param jwsAlgorithm the only "alg" that is accepted: an enumerator, or a name such as "ES256"; ES256K does not
@@ -45,7 +45,7 @@ class TORVANE_EXPORT JWSVerifier {
     /// The public key.
     [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
     /// Replaces the key. Not to be called while another thread uses the verifier.
-    void setJwk(JsonWebKey key) { jwk_ = std::move(key); }
+    void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
 
     /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
     ///
