@@ -34,7 +34,7 @@ ALLOWED = (
     # core/ calls OpenSSL for random bytes, so the guard of OpenSSL's error queue is in core/.
     ("torvane/platform/primitives/openssl.hpp", "torvane/platform/core/internal/error_scope.hpp"),
     # A broken precondition stops the process in any layer.
-    ("torvane/platform/primitives/secp256k1_curve.cpp", "torvane/platform/core/internal/stop_process.hpp"),
+    ("torvane/platform/primitives/", "torvane/platform/core/internal/stop_process.hpp"),
     ("torvane/keys/json_web_key_set.cpp", "torvane/platform/core/internal/stop_process.hpp"),
     ("torvane/jwt/json_web_structure.cpp", "torvane/platform/core/internal/stop_process.hpp"),
     # Code of the key stores also reads and writes the files and the PEM of secp256k1 keys.

@@ -1,18 +1,18 @@
 #include "torvane/platform/jose/encrypter.hpp"
 
-#include "torvane/platform/core/random.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/internal/key_agreement.hpp"
 #include "torvane/platform/key_stores/software_key_store.hpp"
 #include "torvane/platform/primitives/key_derivation.hpp"
+#include "torvane/platform/primitives/secret_random.hpp"
 
 namespace Torvane::JOSE {
 namespace {
 
 SecretBuffer generateRandomKey(std::size_t size) {
     SecretBuffer key(size);
-    secRandomCopyBytes(key);
+    Crypto::fillWithRandomSecret(key);
     return key;
 }
 

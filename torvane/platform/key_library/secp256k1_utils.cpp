@@ -1,11 +1,11 @@
 #include "torvane/platform/key_library/secp256k1_utils.hpp"
 
-#include "torvane/platform/core/random.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/key_library/internal/secp256k1_key.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
+#include "torvane/platform/primitives/secret_random.hpp"
 
 namespace Torvane::Zennet {
 
@@ -73,7 +73,7 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
 Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
     SecretBuffer scalar(Secp256k1::scalarSize);
     do {
-        secRandomCopyBytes(scalar);
+        Crypto::fillWithRandomSecret(scalar);
     } while (!Secp256k1::isPrivateKey(scalar));
     return {PrivateKey(scalar, KeyType::SECP256K1Key),
             PublicKey(Secp256k1::derivePublicPoint(scalar), KeyType::SECP256K1Key)};

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <memory>
 
-#include <openssl/rand.h>
 #include <secp256k1.h>
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/core/internal/stop_process.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
+#include "torvane/platform/primitives/secret_random.hpp"
 
 namespace Torvane::Crypto::Secp256k1 {
 namespace {
@@ -18,7 +18,7 @@ using Context = Handle<secp256k1_context, secp256k1_context_destroy>;
 Context makeSigningContext() {
     Context context(secp256k1_context_create(SECP256K1_CONTEXT_NONE));
     SecretBuffer seed(32);
-    if (RAND_priv_bytes_ex(nullptr, seed.data(), seed.size(), 0) != 1) stopProcess("the random source failed");
+    fillWithRandomSecret(seed);
     if (secp256k1_context_randomize(context.get(), seed.data()) != 1) stopProcess("libsecp256k1 is unusable");
     return context;
 }
