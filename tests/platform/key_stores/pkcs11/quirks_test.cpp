@@ -4,6 +4,8 @@
 #include <p11-kit/pkcs11.h>
 #include <thread>
 
+#include <openssl/err.h>
+
 #include "tests/platform/key_stores/pkcs11/device_testing.hpp"
 
 namespace {
@@ -105,6 +107,16 @@ TEST(QuirkyDriver, ReadsABarePoint) {
     const Quirk quirk("bare point");
     EXPECT_EQ(openKey(quirkyUri("object=sign"), KeyClass::publicKey).publicComponents(),
               publicKey(ecP256).publicComponents());
+}
+
+TEST(QuirkyDriver, AMalformedPointLeavesNoErrorInOpenSSLsQueue) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const Quirk quirk("cut point");
+    EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::publicKey),
+                 SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
+    // SoftHSM leaves errors of its own, which are not about ASN.1.
+    while (const auto error = ERR_get_error()) EXPECT_NE(ERR_GET_LIB(error), ERR_LIB_ASN1);
 }
 
 }  // namespace

@@ -69,6 +69,10 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_A
         std::memmove(value, value + 2, attributes->ulValueLen -= 2);
         ++timesShown;
     }
+    if (isQuirk("cut point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
+        --attributes->ulValueLen;
+        ++timesShown;
+    }
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "torvane/platform/key_stores/internal/pkcs11/objects.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <set>
@@ -71,15 +72,17 @@ CK_ULONG readNumber(Session& session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE
 
 // The DER encoding of the curve's object identifier, which is how PKCS #11 names curves.
 ByteBuffer encodeCurve(EllipticCurve curve) {
+    const Crypto::ErrorScope scope;
     const auto* identifier = OBJ_nid2obj(EC_curve_nist2nid(Crypto::openSSLCurveName(curve)));
-    ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_OBJECT(identifier, nullptr)));
+    ByteBuffer der(static_cast<std::size_t>(std::max(0, i2d_ASN1_OBJECT(identifier, nullptr))));
     auto* out = der.data();
-    i2d_ASN1_OBJECT(identifier, &out);
+    if (der.empty() || i2d_ASN1_OBJECT(identifier, &out) <= 0) Crypto::fail("name a curve");
     return der;
 }
 
 std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuffer point) {
     if (parameters.empty() || point.empty()) return std::nullopt;
+    const Crypto::ErrorScope scope;
     for (const auto curve : {EllipticCurve::P256, EllipticCurve::P384, EllipticCurve::P521}) {
         const auto expected = encodeCurve(curve);
         if (!std::equal(parameters.begin(), parameters.end(), expected.begin(), expected.end())) continue;
@@ -87,7 +90,8 @@ std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuff
         if (point.size() != 2 * size + 1) {
             // The standard wraps the point into an OCTET STRING; some tokens leave it bare.
             const auto* data = point.data();
-            const OctetString wrapped(d2i_ASN1_OCTET_STRING(nullptr, &data, static_cast<long>(point.size())));
+            const OctetString wrapped(
+                d2i_ASN1_OCTET_STRING(nullptr, &data, Crypto::toInt(point.size(), "read a point")));
             if (wrapped) point.assign(wrapped->data, wrapped->data + wrapped->length);
         }
         if (point.size() != 2 * size + 1 || point.front() != POINT_CONVERSION_UNCOMPRESSED) break;
