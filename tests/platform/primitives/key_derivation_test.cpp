@@ -22,6 +22,15 @@ TEST(KeyWrap, RoundTripsEverySize) {
     }
 }
 
+TEST(KeyWrap, RejectsWrappingKeysThatAESHasNoSizeFor) {
+    const SecurityError expected("Failed to find key wrap for a key of this size.");
+    for (const std::size_t size : {0U, 15U, 17U, 33U}) {
+        const ByteBuffer wrappingKey(size, 3);
+        EXPECT_ERROR(Crypto::wrapKey(wrappingKey, ByteBuffer(32, 7)), expected);
+        EXPECT_ERROR(Crypto::unwrapKey(wrappingKey, ByteBuffer(40, 7), 32), expected);
+    }
+}
+
 TEST(KeyWrap, RejectsEveryChangedByte) {
     const ByteBuffer wrappingKey(16, 3);
     const auto wrapped = Crypto::wrapKey(wrappingKey, ByteBuffer(32, 7));

@@ -30,7 +30,8 @@ ByteBuffer encryptOaep(const PreparedKey& key, HashFunction hash, ByteView plain
 std::optional<SecretBuffer> decryptOaep(const PreparedKey& key, HashFunction hash, ByteView ciphertext);
 
 /// Removes the OAEP padding from the result of a bare RSA decryption, which is as long as the modulus (RFC 8017,
-/// section 7.1.2, step 3). Returns nothing when the padding is wrong; takes equally long either way.
+/// section 7.1.2, step 3). Returns nothing when the padding is wrong; OpenSSL checks it in
+/// constant time.
 /// @throws SecurityError when memory runs out.
 std::optional<SecretBuffer> removeOaepPadding(HashFunction hash, ByteView encoded);
 

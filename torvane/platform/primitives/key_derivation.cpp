@@ -9,10 +9,17 @@ namespace {
 
 constexpr std::size_t wrapOverhead = 8;
 
+const EVP_CIPHER* findKeyWrap(std::size_t keySize) {
+    switch (keySize) {
+        case 16: return EVP_aes_128_wrap();
+        case 24: return EVP_aes_192_wrap();
+        case 32: return EVP_aes_256_wrap();
+        default: fail("find key wrap for a key of this size");
+    }
+}
+
 CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
-    const EVP_CIPHER* cipher = wrappingKey.size() == 16   ? EVP_aes_128_wrap()
-                               : wrappingKey.size() == 24 ? EVP_aes_192_wrap()
-                                                          : EVP_aes_256_wrap();
+    const auto* cipher = findKeyWrap(wrappingKey.size());
     CipherContext context(check(EVP_CIPHER_CTX_new(), "set up key wrap"));
     EVP_CIPHER_CTX_set_flags(context.get(), EVP_CIPHER_CTX_FLAG_WRAP_ALLOW);
     check(EVP_CipherInit_ex(context.get(), cipher, nullptr, wrappingKey.data(), nullptr, encrypt ? 1 : 0),
