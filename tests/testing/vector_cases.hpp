@@ -1,6 +1,7 @@
 // Common code of the vector tests: keys from JSON, and counts of how the cases end.
 #pragma once
 
+#include <iostream>
 #include <map>
 #include <string>
 
@@ -56,14 +57,14 @@ std::string reasonOf(JOSEError::Case expected, Code&& code) {
 }
 
 /// Runs each vector of a file; runCase counts it in the outcomes. Without the files the test is skipped, and prints how
-/// many cases it skipped.
+/// many cases it skipped. counts.py adds the cases up, so that no file can be left out.
 template <class Case>
 void runRfcVectors(const std::string& file, Case runCase) {
     const auto content = readRfcVectors(file);
-    if (!content) {
-        GTEST_SKIP() << file << ": " << Outcomes::expected(file).at("cases")
-                     << " cases skipped, since the RFC vectors are not here";
-    }
+    const auto cases =
+        content ? content->at("vectors").size() : Outcomes::expected(file).at("cases").get<std::size_t>();
+    std::cout << "COUNT cases of RFCs, run or skipped " << cases << std::endl;
+    if (!content) GTEST_SKIP() << file << ": " << cases << " cases skipped, since the RFC vectors are not here";
     Outcomes outcomes;
     for (const auto& vector : content->at("vectors")) {
         SCOPED_TRACE(vector.at("id").get<std::string>());
