@@ -1,7 +1,7 @@
 // A party of the benchmark: a JOSE library that encodes and decodes nested tokens.
 //
 // Each party is torvane or a peer. A peer is another JOSE library. The partner of a party is the party that it
-// exchanges tokens with (findPartner()). The floor, which makes the OpenSSL calls alone, is no party.
+// exchanges tokens with (findPartner()). The floor, which makes the OpenSSL calls alone, is not a party.
 #pragma once
 
 #include <algorithm>

@@ -128,8 +128,8 @@ class TORVANE_EXPORT JsonWebKey {
     /// @throws JOSEError missingKey "Missing keyRef for key " + id for a secp256k1 key, which is raw bytes.
     [[nodiscard]] SecKey platformKey() const;
 
-    /// The public key of the pair with the same use and id, for publication; a public key gives itself. An "alg" of the
-    /// JWK is kept.
+    /// The public key of the pair with the same use and id, for publication; of a public key, the key itself. An "alg"
+    /// of the JWK is kept.
     /// @throws SecurityError for raw bytes that are not a secp256k1 private key; JOSE::JOSESwiftError unsupportedKey
     ///         for a platform key of another family than its type names.
     [[nodiscard]] JsonWebKey publicHalf() const;
@@ -148,7 +148,7 @@ class TORVANE_EXPORT JsonWebKey {
     /// @}
 
     /// The members of the JWK.
-    /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() gives nothing.
+    /// @throws JOSEError cannotEncodeJWK "Failed to encode JWK to JSON." where encode() returns nothing.
     [[nodiscard]] StringMap encodeToDictionary() const;
 
     /// The thumbprint of the public key in base64url, 43 characters (RFC 7638 with SHA-256). It is the same for both

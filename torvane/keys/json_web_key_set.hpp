@@ -44,10 +44,11 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
     ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
-    ///         the private key of that point. JOSEError cannotDecodeJWK wrapping the reason when the members of an RSA
-    ///         or EC key are not a key. JsonSerializeError failedToParseJson for a member that is not UTF-8.
-    ///         JOSE::JOSESwiftError for an RSA or EC key that is malformed. The first bad key fails the whole set, and
-    ///         nothing is constructed.
+    ///         the private key of that point. JsonSerializeError failedToParseJson for a member that is not UTF-8.
+    ///         JOSE::JOSESwiftError, as JOSE::JWK::initFrom(), when a member of an RSA or EC key is missing or
+    ///         malformed; JOSEError cannotDecodeJWK wrapping the reason when its members are well-formed but not a key
+    ///         (an even modulus, a point off the curve). The first bad key fails the whole set, and nothing is
+    ///         constructed.
     explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
 
     /// @{
@@ -75,7 +76,7 @@ class TORVANE_EXPORT JsonWebKeySet {
 
     /// The keys of one class that fit the criteria in a map, in order: find() with these criteria. These are "kid" (a
     /// string), "kty" (a Zennet::KeyType in JSONValue::opaque()), "use" (a JWKUse in JSONValue::opaque()) and "alg" (a
-    /// string). A member that is missing or holds another kind of value is no criterion.
+    /// string). A member that is missing or holds another kind of value is not a criterion.
     [[nodiscard]] std::vector<JsonWebKey> findKeysFor(const JSONValue::Object& jwkHeader,
                                                       Zennet::KeyClass keyClass) const;
 

@@ -1,5 +1,5 @@
-// Vocabulary of JSON Web Keys: the purpose of a key (JWKUse), its family (JWKType), and the names of its members
-// (RFC 7517, section 4).
+// Vocabulary of JSON Web Keys: the purpose of a key (JWKUse), its family (JWKType), and the names of its members (RFC
+// 7517, section 4).
 //
 //     std::optional<Torvane::JWKUse> use = Torvane::fromRawValue<Torvane::JWKUse>("enc");
 //     std::string_view text = Torvane::rawValue(Torvane::JWKUse::JWK_SIG);
@@ -18,8 +18,8 @@
 
 namespace Torvane {
 
-/// The purpose of a key: "use" in a JWK, where "sig_enc" is this library's own value. rawValue(use) gives the text;
-/// fromRawValue<JWKUse>(text) gives the use for exactly these three texts and nothing for any other.
+/// The purpose of a key: "use" in a JWK, where "sig_enc" is this library's own value. rawValue(use) returns the text;
+/// fromRawValue<JWKUse>(text) returns the use for exactly these three texts and nothing for any other.
 enum class TORVANE_EXPORT JWKUse {
     JWK_SIG,      ///< "sig": the private key signs, the public key verifies.
     JWK_ENC,      ///< "enc": the public key encrypts, the private key decrypts.

@@ -71,7 +71,7 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
 class ReceivedSignedMessage {
   public:
     /// Takes the text of the JWS over.
-    /// @throws JOSEError invalidJOSEComponent when the text is no compact serialisation.
+    /// @throws JOSEError invalidJOSEComponent when the text is not a compact serialisation.
     explicit ReceivedSignedMessage(ByteBuffer jws);
     ReceivedSignedMessage(const ReceivedSignedMessage&) = delete;
     ReceivedSignedMessage& operator=(const ReceivedSignedMessage&) = delete;
@@ -94,7 +94,7 @@ class ReceivedSignedMessage {
 class ReceivedNestedMessage {
   public:
     /// Keeps a view of the token, which has to stay unchanged as long as this object.
-    /// @throws JOSEError invalidJOSEComponent when the token is no compact serialisation.
+    /// @throws JOSEError invalidJOSEComponent when the token is not a compact serialisation.
     explicit ReceivedNestedMessage(ByteView token);
     ReceivedNestedMessage(const ReceivedNestedMessage&) = delete;
     ReceivedNestedMessage& operator=(const ReceivedNestedMessage&) = delete;

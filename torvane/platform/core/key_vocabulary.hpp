@@ -61,7 +61,7 @@ enum class EllipticCurve {
     return number.empty() ? 0 : number.size() * 8 - static_cast<std::size_t>(std::countl_zero(number.front()));
 }
 
-/// n and e of an RSA public key: unsigned, big-endian. SecKey accepts leading zero bytes, and gives the components
+/// n and e of an RSA public key: unsigned, big-endian. SecKey accepts leading zero bytes, and returns the components
 /// without them.
 struct RSAPublicComponents {
     /// n: 256 bytes for a key of 2048 bits.
@@ -125,8 +125,8 @@ enum class KeyClass {
     privateKey,  ///< Signs, decrypts and agrees on keys. Opening one may ask for a passphrase or PIN.
 };
 
-/// Callback that gives a passphrase or PIN when one is needed, or nothing when there is none. `description` says which
-/// secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
+/// Callback that returns a passphrase or PIN when one is needed, or nothing when there is none. `description` says
+/// which secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
 /// operation that needs the secret, and never from two threads at once. An exception that it throws reaches the caller
 /// of that operation.
 using SecretSource = std::function<std::optional<SecretBuffer>(std::string_view description)>;

@@ -29,8 +29,8 @@ struct ContentEncryptionKey {
 class TORVANE_EXPORT Encrypter {
   public:
     /// @{
-    /// An encrypter; nothing unless the key is a public one that fits the key management algorithm. A JWK whose members
-    /// are not a valid key gives nothing too.
+    /// An encrypter; nothing unless the key is a public one that fits the key management algorithm. Nothing too for a
+    /// JWK whose members are not a valid key.
     [[nodiscard]] static std::optional<Encrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                                          ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                                          const SecKey& encryptionKey);
@@ -69,8 +69,8 @@ class TORVANE_EXPORT Encrypter {
 class TORVANE_EXPORT Decrypter {
   public:
     /// @{
-    /// A decrypter; nothing unless the key is a private one that fits the key management algorithm. A JWK whose members
-    /// are not a valid key gives nothing too.
+    /// A decrypter; nothing unless the key is a private one that fits the key management algorithm. Nothing too for a
+    /// JWK whose members are not a valid key.
     [[nodiscard]] static std::optional<Decrypter> create(KeyManagementAlgorithm keyManagementAlgorithm,
                                                          ContentEncryptionAlgorithm contentEncryptionAlgorithm,
                                                          const SecKey& decryptionKey);

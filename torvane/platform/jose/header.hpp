@@ -53,16 +53,16 @@ class TORVANE_EXPORT Header {
 class TORVANE_EXPORT JWSHeader final : public Header {
   public:
     /// From members of any kind.
-    /// @throws JOSESwiftError parsingFailed when the members are no valid JWS header.
+    /// @throws JOSESwiftError parsingFailed when the members are not a valid JWS header.
     explicit JWSHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {}
 
     /// From JSON text.
-    /// @throws JOSESwiftError parsingFailed when the text is no JSON object, or no valid JWS header.
+    /// @throws JOSESwiftError parsingFailed when the text is not a JSON object, or not a valid JWS header.
     explicit JWSHeader(ByteView json) : Header(json) {}
 
     /// The additional members, with "alg" set to the algorithm's name and, when there is a key id, "kid" set to it;
     /// both replace an additional member of that name.
-    /// @throws JOSESwiftError parsingFailed when the result is no valid JWS header.
+    /// @throws JOSESwiftError parsingFailed when the result is not a valid JWS header.
     JWSHeader(SignatureAlgorithm algorithm, const HeaderParameters& additionalHeaderParams,
               std::optional<std::string> keyId);
 };
@@ -72,14 +72,14 @@ class TORVANE_EXPORT JWEHeader final : public Header {
   public:
     /// @{
     /// From members of any kind, or from JSON text.
-    /// @throws JOSESwiftError parsingFailed when they are no valid JWE header.
+    /// @throws JOSESwiftError parsingFailed when they are not a valid JWE header.
     explicit JWEHeader(JSONValue::Object parameters);
     explicit JWEHeader(ByteView json);
     /// @}
 
     /// The additional members, with "alg" and "enc" set to the algorithms' names and, when there is a key id, "kid" set
     /// to it; all three replace an additional member of that name.
-    /// @throws JOSESwiftError parsingFailed when the result is no valid JWE header.
+    /// @throws JOSESwiftError parsingFailed when the result is not a valid JWE header.
     JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm, ContentEncryptionAlgorithm contentEncryptionAlgorithm,
               const HeaderParameters& additionalHeaderParams, std::optional<std::string> keyId);
 

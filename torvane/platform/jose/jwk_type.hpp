@@ -13,8 +13,8 @@
 
 namespace Torvane {
 
-/// "RSA" or "EC". rawValue(type) gives the text; fromRawValue<JWKType>(text) gives the type for exactly these two texts
-/// and nothing for any other.
+/// "RSA" or "EC". rawValue(type) returns the text; fromRawValue<JWKType>(text) returns the type for exactly these two
+/// texts and nothing for any other.
 enum class TORVANE_EXPORT JWKType {
     RSA,  ///< "RSA" (RFC 7518, section 6.3).
     EC,   ///< "EC" (RFC 7518, section 6.2).

@@ -35,8 +35,8 @@ class TORVANE_EXPORT KeyType {
 
     /// For people and for comparison; it does not appear in any JWK.
     [[nodiscard]] constexpr std::string_view name() const noexcept { return name_; }
-    /// The curve that the type is named after, "P-256" or "secp256k1"; nothing for RSA. EC256Key gives "P-256" for keys
-    /// on P-384 and P-521 too.
+    /// The curve that the type is named after, "P-256" or "secp256k1"; nothing for RSA. It is "P-256" for EC256Key,
+    /// also where the key is on P-384 or P-521.
     [[nodiscard]] constexpr std::optional<std::string_view> curve() const noexcept { return curve_; }
 
     /// Compares name and curve.
@@ -87,7 +87,7 @@ class TORVANE_EXPORT Key {
     /// Whether the class is publicKey; a platform key that contradicts its class is not detected.
     [[nodiscard]] bool isPublicKey() const noexcept { return keyClass() == KeyClass::publicKey; }
 
-    /// The public key of a private key, with the same type; a public key gives itself.
+    /// The public key of a private key, with the same type; of a public key, the key itself.
     /// @throws SecurityError for raw bytes that are not a secp256k1 private key.
     [[nodiscard]] PublicKey publicKey() const;
 

@@ -90,7 +90,7 @@ class Pkcs11Key final : public StoreKey {
 
     std::optional<SecretBuffer> decrypt(HashFunction hash, ByteView ciphertext) const override {
         const auto& modulus = std::get<RSAPublicComponents>(publicKey_.publicComponents()).modulus;
-        // Tokens differ in how they report what cannot be a ciphertext, so none is passed on.
+        // Tokens report impossible ciphertexts in different ways, so these are rejected here.
         if (ciphertext.size() != modulus.size() || !isBelow(ciphertext, modulus)) return std::nullopt;
         return runWithKey([&](const KeyInSession& key) { return PKCS11::decrypt(key, hash, ciphertext); });
     }

@@ -17,9 +17,9 @@
 
 namespace Torvane {
 
-/// One PKCS #11 token. No two operations use a session at the same time; sessions stay open for later operations.
-/// Copies share the connection, and so do the keys, which may outlive the store. All of them may be used from several
-/// threads at once.
+/// One PKCS #11 token. Operations that run at the same time use different sessions, which stay open for later
+/// operations. Copies share the connection, and so do the keys, which may outlive the store. All of them may be used
+/// from several threads at once.
 ///
 /// The PIN is asked for when a private key is needed and this process is not logged in to the PKCS #11 token, which has
 /// one login per process. A PIN from the callback or a pin-source is not kept, a pin-value of the URI is. The callback

@@ -60,7 +60,7 @@ class TORVANE_EXPORT SecKey {
   public:
     /// A public key.
     /// @param components RSA: leading zero bytes are dropped. EC: coordinates of exactly coordinateSize(curve) bytes.
-    /// @param name the name that name() gives.
+    /// @param name the name that name() returns.
     /// @throws SecurityError for an even modulus or exponent, a point that is not on its curve, or a coordinate of
     ///         another length.
     explicit SecKey(PublicComponents components, KeyName name = {});
@@ -88,7 +88,7 @@ class TORVANE_EXPORT SecKey {
     /// Size in bytes of every signature of this key: that of the modulus, or of two coordinates.
     [[nodiscard]] std::size_t signatureSize() const noexcept;
 
-    /// The public key of a private key; a public key gives itself.
+    /// The public key of a private key; of a public key, the key itself.
     [[nodiscard]] SecKey publicKey() const;
 
     /// The public key as PEM text: "-----BEGIN PUBLIC KEY-----" and the SubjectPublicKeyInfo in lines of 64 characters
@@ -109,7 +109,7 @@ class TORVANE_EXPORT SecKey {
 
     // Public operations, which a private key has too.
 
-    /// Verifies a signature over a digest, in the form that sign() gives. False for an invalid signature, and for a
+    /// Verifies a signature over a digest, in the form that sign() returns. False for an invalid signature, and for a
     /// scheme of another key family.
     [[nodiscard]] bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
     /// Encrypts by RSAES-OAEP with an empty label (RFC 8017, section 7.1.1); the result is as long as the modulus.

@@ -20,13 +20,13 @@ struct TORVANE_EXPORT SoftwareKeyStore {
 
     /// Makes an RSA key pair with the public exponent 65537, and returns the private key.
     /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
-    /// @param name the name that SecKey::name() gives.
+    /// @param name the name that SecKey::name() returns.
     /// @throws SecurityError when OpenSSL cannot make a key of that size.
     [[nodiscard]] static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
 
     /// Makes an EC key pair, and returns the private key.
     /// @param curve the curve of the key.
-    /// @param name the name that SecKey::name() gives.
+    /// @param name the name that SecKey::name() returns.
     [[nodiscard]] static SecKey generateEC(EllipticCurve curve, KeyName name = {});
 
     /// @{

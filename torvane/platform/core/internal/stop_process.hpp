@@ -1,4 +1,4 @@
-// The end of a process that cannot go on.
+// Aborts the process with a message.
 #pragma once
 
 #include <string_view>

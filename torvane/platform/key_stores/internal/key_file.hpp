@@ -12,8 +12,8 @@ namespace Torvane {
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
 Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret);
 
-/// Writes a private key to a new file, encrypted if the source gives a passphrase. Returns the key as it was read back
-/// from the file's text, which proves that the file can be read.
+/// Writes a private key to a new file, encrypted if the callback returns a passphrase. Returns the key as it was read
+/// back from the file's text, which proves that the file can be read.
 /// @throws KeyStoreError invalidURI, or unavailable when the file exists or cannot be written.
 Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret);
 
