@@ -81,7 +81,7 @@ void checkParts(TokenView& view) {
     if (last.bytes && last.bytes->empty()) view.warnings.push_back("The " + std::string(last.name) + " is empty.");
 }
 
-std::optional<JSONValue::Object> objectFrom(Torvane::ByteView text) {
+std::optional<JSONValue::Object> readObject(Torvane::ByteView text) {
     try {
         auto value = Torvane::JSONSerialization::jsonObject(text);
         auto* object = value.as<JSONValue::Object>();
@@ -129,7 +129,7 @@ bool looksLikeToken(Torvane::ByteView bytes) noexcept {
 }
 
 PayloadView parsePayload(Torvane::ByteView bytes) {
-    PayloadView view{bytes.size(), objectFrom(bytes), std::nullopt};
+    PayloadView view{bytes.size(), readObject(bytes), std::nullopt};
     if (!view.claims && Torvane::Zennet::isUTF8(bytes)) view.text = std::string(Torvane::asText(bytes));
     return view;
 }

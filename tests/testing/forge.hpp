@@ -28,13 +28,13 @@ inline ByteBuffer signedToken(std::string_view header, std::string_view payload,
 inline std::pair<ByteBuffer, ByteBuffer> encrypted(JOSE::ContentEncryptionAlgorithm encryption, ByteView key,
                                                    ByteView iv, ByteView aad, ByteView plaintext) {
     const auto hash = JOSE::parameters(encryption).macHash;
-    const auto encryptor =
+    const auto encrypter =
         hash ? Crypto::makeCbcHmacEncrypter(*hash, key, iv, aad) : Crypto::makeGcmEncrypter(key, iv, aad);
     ByteBuffer ciphertext(plaintext.size() + 32);
-    auto size = encryptor->update(plaintext, ciphertext);
-    size += encryptor->finish(std::span(ciphertext).subspan(size));
+    auto size = encrypter->update(plaintext, ciphertext);
+    size += encrypter->finish(std::span(ciphertext).subspan(size));
     ciphertext.resize(size);
-    return {ciphertext, encryptor->tag()};
+    return {ciphertext, encrypter->tag()};
 }
 
 /// A JWE with a content encryption key that the forger knows. Each part may be changed before token() joins them.

@@ -18,7 +18,7 @@ JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
           resolveAlgorithms(jweKeyManagementAlgorithm, jweContentEncryptionAlgorithm), decryptionPrivateKey)) {}
 
 JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
-    : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), jwk_(jwk) {}
+    : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), key_(jwk) {}
 
 ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
     return decryptReceivedJWE(*this,

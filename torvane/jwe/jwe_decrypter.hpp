@@ -70,10 +70,10 @@ class TORVANE_EXPORT JWEDecrypter {
     /// Both algorithms with the key, for JOSE::ReceivedJWE.
     [[nodiscard]] const JOSE::Decrypter& decrypter() const noexcept { return decrypter_; }
     /// The key of the constructor that takes a key alone, or the last one given to setJwk(); nothing otherwise.
-    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return key_; }
     /// Replaces what jwk() returns, but not the key that decrypts. Not to be called while another thread uses the
     /// decrypter.
-    void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
+    void setJwk(std::optional<JsonWebKey> jwk) { key_ = std::move(jwk); }
 
     /// Decrypts a JWE in compact serialisation (RFC 7516, section 5.2) and returns its plaintext.
     ///
@@ -92,7 +92,7 @@ class TORVANE_EXPORT JWEDecrypter {
 
   private:
     JOSE::Decrypter decrypter_;
-    std::optional<JsonWebKey> jwk_;
+    std::optional<JsonWebKey> key_;
 };
 
 }  // namespace Torvane

@@ -22,7 +22,7 @@ JWEEncrypter::JWEEncrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
 JWEEncrypter::JWEEncrypter(const JsonWebKey& jwk)
     : encrypter_(makeFromJWK<JOSE::Encrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))),
       keyId_(jwk.keyId()),
-      jwk_(jwk) {}
+      key_(jwk) {}
 
 ByteBuffer JWEEncrypter::encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams, bool isNested) const {
     auto header = makeHeader(*this, headerParams, isNested);

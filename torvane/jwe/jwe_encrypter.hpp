@@ -72,10 +72,10 @@ class TORVANE_EXPORT JWEEncrypter {
     /// The "kid" of the tokens; nothing for tokens without one.
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
     /// The key of the constructor that takes a key alone, or the last one given to setJwk(); nothing otherwise.
-    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const std::optional<JsonWebKey>& jwk() const noexcept { return key_; }
     /// Replaces what jwk() returns, but not the key that encrypts. Not to be called while another thread uses the
     /// encrypter.
-    void setJwk(std::optional<JsonWebKey> jwk) { jwk_ = std::move(jwk); }
+    void setJwk(std::optional<JsonWebKey> jwk) { key_ = std::move(jwk); }
 
     /// @{
     /// Encrypts a plaintext and returns the JWE in compact serialisation (RFC 7516, section 7.1). The content
@@ -113,7 +113,7 @@ class TORVANE_EXPORT JWEEncrypter {
   private:
     JOSE::Encrypter encrypter_;
     std::optional<std::string> keyId_;
-    std::optional<JsonWebKey> jwk_;
+    std::optional<JsonWebKey> key_;
 };
 
 }  // namespace Torvane

@@ -5,10 +5,10 @@
 namespace Torvane {
 
 JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), key_(std::move(jwk)) {}
 
 JWSSigner::JWSSigner(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key, std::string keyId)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, std::move(keyId)) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), key_(key, JWKUse::JWK_SIG, std::move(keyId)) {}
 
 ByteBuffer JWSSigner::signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams) const {
     return makeWithHeader<JOSE::JWS>(*this, payload, headerParams).compactSerializedData();

@@ -45,9 +45,9 @@ class TORVANE_EXPORT JWSSigner {
     /// The "alg" of the tokens.
     [[nodiscard]] JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
     /// The private key.
-    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return key_; }
     /// Replaces the key. Not to be called while another thread uses the signer.
-    void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
+    void setJwk(JsonWebKey jwk) { key_ = std::move(jwk); }
 
     /// @{
     /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).
@@ -91,7 +91,7 @@ class TORVANE_EXPORT JWSSigner {
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;
-    JsonWebKey jwk_;
+    JsonWebKey key_;
 };
 
 }  // namespace Torvane

@@ -5,10 +5,10 @@
 namespace Torvane {
 
 JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, JsonWebKey jwk)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(std::move(jwk)) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), key_(std::move(jwk)) {}
 
 JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key)
-    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), jwk_(key, JWKUse::JWK_SIG, {}) {}
+    : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), key_(key, JWKUse::JWK_SIG, {}) {}
 
 ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
     auto jws = wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData); });

@@ -43,9 +43,9 @@ class TORVANE_EXPORT JWSVerifier {
     /// The only "alg" that is accepted.
     [[nodiscard]] JOSE::SignatureAlgorithm jwsAlgorithm() const noexcept { return jwsAlgorithm_; }
     /// The public key.
-    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return jwk_; }
+    [[nodiscard]] const JsonWebKey& jwk() const noexcept { return key_; }
     /// Replaces the key. Not to be called while another thread uses the verifier.
-    void setJwk(JsonWebKey jwk) { jwk_ = std::move(jwk); }
+    void setJwk(JsonWebKey jwk) { key_ = std::move(jwk); }
 
     /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
     ///
@@ -64,7 +64,7 @@ class TORVANE_EXPORT JWSVerifier {
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;
-    JsonWebKey jwk_;
+    JsonWebKey key_;
 };
 
 }  // namespace Torvane

@@ -20,7 +20,7 @@ static_assert(jsonCaseNames.size() == static_cast<std::size_t>(JsonSerializeErro
 
 constexpr std::string_view missingKeyText = "Required key missing in the JSON: ";
 
-std::string optionalForm(const std::optional<std::string>& debugForm) {
+std::string writeOptional(const std::optional<std::string>& debugForm) {
     return debugForm ? "Optional(" + *debugForm + ")" : "nil";
 }
 
@@ -40,7 +40,7 @@ std::string JOSEError::textualForm(const State& state) {
             using Form = std::optional<std::string>;
             const auto underlying = state.underlying ? Form(Torvane::debugDescription(state.underlying)) : Form();
             const auto text = state.text ? Form(debugQuoted(*state.text)) : Form();
-            payload = optionalForm(underlying) + ", description: " + optionalForm(text);
+            payload = writeOptional(underlying) + ", description: " + writeOptional(text);
             break;
         }
         default: payload = state.text ? debugQuoted(*state.text) : Torvane::debugDescription(state.underlying);

@@ -5,7 +5,7 @@
 
 namespace Torvane {
 
-const JsonSerializeObject* JsonProperty::serializable(const JsonSerializeObject& object) noexcept {
+const JsonSerializeObject* JsonProperty::asSerializable(const JsonSerializeObject& object) noexcept {
     return dynamic_cast<const JsonSerializeProtocol*>(&object) == nullptr ? nullptr : &object;
 }
 

@@ -116,7 +116,7 @@ class TORVANE_EXPORT JsonSerializeObject::Property {
   public:
     /// Converts the value in the constructor.
     template <class T>
-    Property(std::string name, const T& value) : name_(std::move(name)), value_(JsonProperty::converted(value)) {}
+    Property(std::string name, const T& value) : name_(std::move(name)), value_(JsonProperty::convertValue(value)) {}
 
   private:
     friend class Properties;

@@ -73,7 +73,7 @@ constexpr void requireConvertibleType() {
                       "A property that is an object: its class must derive from JsonSerializeProtocol too.");
         static_assert(
             JSON<T> || Map<T> || List<T> || NestedObject<T> || PointerToObject<T> || std::copy_constructible<T>,
-            "A property that cannot be copied and is no object.");
+            "A property that cannot be copied and is not an object.");
         if constexpr (Map<T>) {
             static_assert(std::convertible_to<const typename T::key_type&, std::string_view>,
                           "A property that is a map: its keys must be text.");
@@ -82,19 +82,19 @@ constexpr void requireConvertibleType() {
 }
 
 /// The object when it also derives from JsonSerializeProtocol, else null.
-[[nodiscard]] TORVANE_EXPORT const JsonSerializeObject* serializable(const JsonSerializeObject& object) noexcept;
+[[nodiscard]] TORVANE_EXPORT const JsonSerializeObject* asSerializable(const JsonSerializeObject& object) noexcept;
 
 [[nodiscard]] TORVANE_EXPORT JSONValue::Object toDictionary(const JsonSerializeObject& object);
 
 /// The object that a value is or points to when its class derives from JsonSerializeProtocol, else null.
 template <class T>
-const JsonSerializeObject* serializableIn(const T& value) noexcept {
+const JsonSerializeObject* findSerializable(const T& value) noexcept {
     if constexpr (NestedObject<T>) {
-        return serializable(value);
+        return asSerializable(value);
     } else if constexpr (PointerToObject<T>) {
-        return value == nullptr ? nullptr : serializable(*value);
+        return value == nullptr ? nullptr : asSerializable(*value);
     } else if constexpr (isOptional<T>) {
-        return value ? serializableIn(*value) : nullptr;
+        return value ? findSerializable(*value) : nullptr;
     } else {
         return nullptr;
     }
@@ -102,7 +102,7 @@ const JsonSerializeObject* serializableIn(const T& value) noexcept {
 
 template <List T>
 bool isListOfObjects(const T& list) noexcept {
-    return std::ranges::all_of(list, [](const auto& element) { return serializableIn(element) != nullptr; });
+    return std::ranges::all_of(list, [](const auto& element) { return findSerializable(element) != nullptr; });
 }
 
 // Stands for a value that is not JSON and cannot be copied.
@@ -110,10 +110,10 @@ struct Uncopyable {};
 
 /// The value as it is, opaque where it is not JSON.
 template <class T>
-JSONValue unchanged(const T& value) {
+JSONValue keepValue(const T& value) {
     requireConvertibleType<T>();
     if constexpr (isOptional<T>) {
-        return value ? unchanged(*value) : JSONValue();
+        return value ? keepValue(*value) : JSONValue();
     } else if constexpr (std::is_bounded_array_v<T> && JSON<T>) {
         const std::string_view whole(value, std::extent_v<T>);
         return whole.substr(0, whole.find('\0'));
@@ -121,11 +121,11 @@ JSONValue unchanged(const T& value) {
         return value;
     } else if constexpr (Map<T>) {
         JSONValue::Object object;
-        for (const auto& [name, member] : value) object.emplace(std::string_view(name), unchanged(member));
+        for (const auto& [name, member] : value) object.emplace(std::string_view(name), keepValue(member));
         return object;
     } else if constexpr (List<T>) {
         JSONValue::List list;
-        for (const auto& element : value) list.push_back(unchanged(element));
+        for (const auto& element : value) list.push_back(keepValue(element));
         return list;
     } else if constexpr (std::copy_constructible<T>) {
         return JSONValue::opaque(value);
@@ -136,28 +136,28 @@ JSONValue unchanged(const T& value) {
 
 /// The value as it is converted for a property; nothing when the property is left out.
 template <class T>
-std::optional<JSONValue> converted(const T& value) {
+std::optional<JSONValue> convertValue(const T& value) {
     requireConvertibleType<T>();
     if constexpr (std::is_enum_v<T>) {
         return std::nullopt;
     } else if constexpr (isOptional<T>) {
         if (!value) return std::nullopt;
         // An enumeration in an optional is not left out; toJsonString() rejects it.
-        if constexpr (std::is_enum_v<typename T::value_type>) return unchanged(*value);
-        return converted(*value);
+        if constexpr (std::is_enum_v<typename T::value_type>) return keepValue(*value);
+        return convertValue(*value);
     } else {
         if constexpr (std::is_pointer_v<T> || PointerToObject<T>) {
             if (value == nullptr) return std::nullopt;
         }
-        if (const auto* object = serializableIn(value)) return toDictionary(*object);
+        if (const auto* object = findSerializable(value)) return toDictionary(*object);
         if constexpr (List<T>) {
             if (isListOfObjects(value)) {
                 JSONValue::List dictionaries;
-                for (const auto& element : value) dictionaries.emplace_back(toDictionary(*serializableIn(element)));
+                for (const auto& element : value) dictionaries.emplace_back(toDictionary(*findSerializable(element)));
                 return dictionaries;
             }
         }
-        return unchanged(value);
+        return keepValue(value);
     }
 }
 

@@ -34,7 +34,7 @@ std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& text) {
     }
 }
 
-std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
+std::optional<std::string> findKeyId(const JSONValue::Object& header) {
     const auto* keyId = stringMember(header, "kid");
     return keyId ? std::optional(*keyId) : std::nullopt;
 }
@@ -43,12 +43,12 @@ std::optional<std::string> keyIdIn(const JSONValue::Object& header) {
 std::optional<std::string> extractKeyId(ByteView compactSerialization) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
     const auto header = JsonWebStructure::readHeader(text);
-    return header ? keyIdIn(*header) : std::nullopt;
+    return header ? findKeyId(*header) : std::nullopt;
 }
 
 template <class Received>
 std::optional<std::string> readKeyId(const std::optional<Received>& received, ByteView text) {
-    return received ? keyIdIn(received->header().parameters()) : extractKeyId(text);
+    return received ? findKeyId(received->header().parameters()) : extractKeyId(text);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ class ValueBuilder {
     bool end_array() { return close(); }
 
     bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
-        return reject(reason(error) + " at byte " + std::to_string(position));
+        return reject(shortenReason(error) + " at byte " + std::to_string(position));
     }
 
     JSONValue result() && { return std::move(result_); }
@@ -91,7 +91,7 @@ class ValueBuilder {
 
     // The parser's message without its prefix and without the text that it quotes, which may be secret or as long as
     // the input.
-    static std::string reason(const nlohmann::json::exception& error) {
+    static std::string shortenReason(const nlohmann::json::exception& error) {
         if (error.id == 406) return "a number is too large";
         const std::string_view what = error.what();
         const auto start = what.find(" - ");
@@ -135,7 +135,7 @@ class ValueBuilder {
 };
 
 // The string as a JSON literal; nothing when it is not UTF-8.
-std::optional<std::string> quotedJSON(const std::string& text) {
+std::optional<std::string> quoteJSON(const std::string& text) {
     try {
         return nlohmann::json(text).dump();
     } catch (const nlohmann::json::type_error&) {
@@ -171,7 +171,7 @@ class Writer {
             out_.push_back('"');
             return;
         }
-        const auto escaped = quotedJSON(text);
+        const auto escaped = quoteJSON(text);
         if (!escaped) throw JSONError("A string that is not UTF-8 cannot be written as JSON.");
         for (const char c : *escaped) {
             if (c == '/') out_.push_back('\\');
@@ -217,7 +217,7 @@ class Writer {
 struct IsJSON {
     bool operator()(double value) const { return std::isfinite(value); }
     bool operator()(const std::string& text) const {
-        return std::all_of(text.begin(), text.end(), isPlain) || quotedJSON(text).has_value();
+        return std::all_of(text.begin(), text.end(), isPlain) || quoteJSON(text).has_value();
     }
     bool operator()(const JSONValue::List& list) const {
         return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });

@@ -16,7 +16,7 @@ namespace {
 constexpr std::array<std::string_view, 3> rsaMembers{"e", "kty", "n"};
 constexpr std::array<std::string_view, 4> ecMembers{"crv", "kty", "x", "y"};
 
-std::span<const std::string_view> membersOfKeyType(const StringMap& jwk) {
+std::span<const std::string_view> selectMembers(const StringMap& jwk) {
     const auto keyType = jwk.find("kty");
     if (keyType != jwk.end() && keyType->second == "RSA") return rsaMembers;
     if (keyType != jwk.end() && keyType->second == "EC") return ecMembers;
@@ -31,7 +31,7 @@ bool isWrittenInOneWay(char c) noexcept {
 
 std::string thumbprint(const StringMap& jwk, HashFunction hash) {
     std::string text;
-    for (const auto name : membersOfKeyType(jwk)) {
+    for (const auto name : selectMembers(jwk)) {
         const auto member = jwk.find(name);
         if (member == jwk.end() || !std::ranges::all_of(member->second, isWrittenInOneWay)) {
             throw JOSESwiftError::parsingFailed("The JWK's \"" + std::string(name) +

@@ -20,7 +20,7 @@ void dropLeadingZeros(ByteBuffer& number) {
 }
 
 // Stores differ in the leading zeros that they write. Key sizes are read from the components, so they get one form.
-PublicComponents normalized(PublicComponents components) {
+PublicComponents normalize(PublicComponents components) {
     if (auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
         dropLeadingZeros(rsa->modulus);
         dropLeadingZeros(rsa->exponent);
@@ -57,7 +57,7 @@ struct SecKey::State {
     std::shared_ptr<const StoreKey> storeKey;
 
     State(PublicComponents numbers, KeyName keyName, std::shared_ptr<const StoreKey> store)
-        : components(normalized(std::move(numbers))),
+        : components(normalize(std::move(numbers))),
           name(std::move(keyName)),
           publicKey(std::make_shared<const Crypto::PreparedKey>(Crypto::makePublicKey(components))),
           storeKey(std::move(store)) {}

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t maximumFileSize = std::size_t{1} << 20;
 
 [[noreturn]] void fail(const char* what, const std::string& path, const std::string& why) {
-    throw KeyStoreError::unavailable("The file " + quotedWithoutPin(path) + " cannot be " + what + ": " + why + ".");
+    throw KeyStoreError::unavailable("The file " + quoteWithoutPin(path) + " cannot be " + what + ": " + why + ".");
 }
 
 [[noreturn]] void failWithErrno(const char* what, const std::string& path) {

@@ -9,13 +9,13 @@
 namespace Torvane {
 namespace {
 
-char lowered(char c) noexcept {
+char toLower(char c) noexcept {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
 int hexDigit(char c) noexcept {
     constexpr std::string_view digits = "0123456789abcdef";
-    const auto position = digits.find(lowered(c));
+    const auto position = digits.find(toLower(c));
     return position == digits.npos ? -1 : static_cast<int>(position);
 }
 
@@ -42,12 +42,12 @@ std::optional<std::string> decodePath(std::string_view text) {
 
 bool hasScheme(std::string_view text, std::string_view scheme) noexcept {
     return text.size() > scheme.size() && text[scheme.size()] == ':' &&
-           std::equal(scheme.begin(), scheme.end(), text.begin(), [](char a, char b) { return a == lowered(b); });
+           std::equal(scheme.begin(), scheme.end(), text.begin(), [](char a, char b) { return a == toLower(b); });
 }
 
 std::string readPath(std::string_view uri) {
     const auto reject = [&] {
-        throw KeyStoreError::invalidURI(quotedWithoutPin(uri) +
+        throw KeyStoreError::invalidURI(quoteWithoutPin(uri) +
                                         " is neither a path nor the URI of a file on this machine.");
     };
     if (uri.find('\0') != uri.npos) reject();
@@ -61,7 +61,7 @@ std::string readPath(std::string_view uri) {
     return std::move(*path);
 }
 
-std::string quotedWithoutPin(std::string_view uri) {
+std::string quoteWithoutPin(std::string_view uri) {
     return debugQuoted(uri.substr(0, uri.find_first_of(uri.find("pkcs11") == uri.npos ? "?" : "?;")));
 }
 

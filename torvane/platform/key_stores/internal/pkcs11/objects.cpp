@@ -19,7 +19,7 @@ namespace {
 
 using OctetString = Crypto::Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
-std::string hexadecimal(ByteView bytes) {
+std::string encodeHex(ByteView bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     for (const auto byte : bytes) {
@@ -33,7 +33,7 @@ std::string hexadecimal(ByteView bytes) {
 std::string describe(const KeyName& name) {
     std::string text;
     if (!name.label.empty()) text = debugQuoted(name.label);
-    if (!name.id.empty()) text += (text.empty() ? "with id " : " with id ") + hexadecimal(name.id);
+    if (!name.id.empty()) text += (text.empty() ? "with id " : " with id ") + encodeHex(name.id);
     return text;
 }
 

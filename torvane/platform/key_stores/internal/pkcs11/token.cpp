@@ -91,7 +91,7 @@ void Token::releaseSession(std::unique_ptr<Session> session, Condition condition
 
 void Token::connect() {
     auto found = findToken(uri_);
-    description_ = "the PKCS #11 token " + quotedLabel(found.info);
+    description_ = "the PKCS #11 token " + quoteLabel(found.info);
     serialNumber_.assign(std::begin(found.info.serialNumber), std::end(found.info.serialNumber));
     const std::unique_ptr<char, Crypto::Deleter<std::free>> file(p11_kit_module_get_filename(found.driver.get()));
     driverFile_ = file ? file.get() : "";

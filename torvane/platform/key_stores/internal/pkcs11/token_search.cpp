@@ -93,7 +93,7 @@ void addTokens(const URI& uri, const Driver& driver, Tokens& tokens) {
 
 std::string listLabels(const std::vector<FoundToken>& tokens) {
     std::string list;
-    for (const auto& token : tokens) list += (list.empty() ? "" : ", ") + quotedLabel(token.info);
+    for (const auto& token : tokens) list += (list.empty() ? "" : ", ") + quoteLabel(token.info);
     return list.empty() ? "none" : list;
 }
 
@@ -115,7 +115,7 @@ FoundToken findToken(const URI& uri) {
                                      listLabels(tokens.matching) + ". Other tokens present: " + others);
 }
 
-std::string quotedLabel(const CK_TOKEN_INFO& token) {
+std::string quoteLabel(const CK_TOKEN_INFO& token) {
     const auto size = p11_kit_space_strlen(token.label, sizeof(token.label));
     return debugQuoted({reinterpret_cast<const char*>(token.label), size});
 }

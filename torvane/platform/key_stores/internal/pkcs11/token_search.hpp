@@ -20,6 +20,6 @@ struct FoundToken {
 FoundToken findToken(const URI& uri);
 
 /// The token's label, in quotes.
-std::string quotedLabel(const CK_TOKEN_INFO& token);
+std::string quoteLabel(const CK_TOKEN_INFO& token);
 
 }  // namespace Torvane::PKCS11
