@@ -3,78 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <ctime>
 
 namespace Command {
 namespace {
 
 using Torvane::JSONValue;
-
-struct Character {
-    char32_t code;
-    std::size_t size;  // in bytes; 0 if the text does not start with valid UTF-8
-};
-
-Character decodeFirst(std::string_view text) noexcept {
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const std::size_t size = lead < 0x80   ? 1
-                             : lead < 0xC2 ? 0
-                             : lead < 0xE0 ? 2
-                             : lead < 0xF0 ? 3
-                             : lead < 0xF5 ? 4
-                                           : 0;
-    if (size == 0 || size > text.size()) return {lead, 0};
-    char32_t code = size == 1 ? lead : lead & (0x7FU >> size);
-    for (std::size_t i = 1; i < size; ++i) {
-        const auto next = static_cast<unsigned char>(text[i]);
-        if ((next & 0xC0U) != 0x80U) return {lead, 0};
-        code = code << 6U | (next & 0x3FU);
-    }
-    constexpr std::array<char32_t, 5> minimum{0, 0, 0x80, 0x800, 0x10000};
-    if (code < minimum.at(size) || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return {lead, 0};
-    return {code, size};
-}
-
-// C0, DEL and C1 controls, line separators, and characters that change the writing direction or have no width.
-bool actsOnTerminals(char32_t code) noexcept {
-    return code < 0x20 || (code >= 0x7F && code < 0xA0) || (code >= 0x200B && code <= 0x200F) ||
-           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
-           (code >= 0xE0000 && code <= 0xE0FFF);
-}
-
-std::string hex(std::uint32_t value, int digits) {
-    std::string text;
-    for (int i = digits - 1; i >= 0; --i) text += "0123456789abcdef"[value >> (4 * i) & 0xFU];
-    return text;
-}
-
-// A JSON escape: a letter, or UTF-16 code units.
-std::string escape(char32_t code) {
-    if (code == '\n') return "\\n";
-    if (code == '\r') return "\\r";
-    if (code == '\t') return "\\t";
-    if (code < 0x10000) return "\\u" + hex(code, 4);
-    const auto rest = code - 0x10000;
-    return "\\u" + hex(0xD800 + (rest >> 10U), 4) + "\\u" + hex(0xDC00 + (rest & 0x3FFU), 4);
-}
-
-std::string escapeText(std::string_view text, std::string_view alsoEscaped) {
-    std::string result;
-    while (!text.empty()) {
-        const auto [code, size] = decodeFirst(text);
-        if (size == 0) {
-            result += "\\x" + hex(code, 2);
-        } else if (actsOnTerminals(code)) {
-            result += escape(code);
-        } else {
-            if (code < 0x80 && alsoEscaped.find(static_cast<char>(code)) != alsoEscaped.npos) result += '\\';
-            result += text.substr(0, size);
-        }
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    return result;
-}
 
 class JSONWriter {
   public:
@@ -105,7 +39,9 @@ class JSONWriter {
     std::string text;
 
   private:
-    static std::string quoted(std::string_view string) { return '"' + escapeText(string, "\"\\") + '"'; }
+    static std::string quoted(std::string_view string) {
+        return '"' + Torvane::makePrintable(string, std::string::npos, "\"\\") + '"';
+    }
 
     void writeColoured(std::string_view colour, std::string_view what) {
         text += colour;
@@ -152,7 +88,7 @@ Palette Palette::colours() noexcept {
 }
 
 std::string makePrintable(std::string_view text) {
-    return escapeText(text, "");
+    return Torvane::makePrintable(text, std::string::npos);
 }
 
 std::string_view trim(std::string_view text) noexcept {

@@ -86,7 +86,8 @@ class Bank {
         }
         response.set_content(self().write({{"amount", self().read(token)}}), jwtType);
     } catch (const std::exception& error) {
-        std::cout << "the bank's log: " << error.what() << '\n';
+        // The reason may quote what the sender wrote, line breaks and escapes included.
+        std::cout << "the bank's log: " << makePrintable(error.what()) << '\n';
         if (response.status != 413) response.status = 400;  // the server sets 413 for an oversized body
         response.set_content("rejected", std::string(URLRequestHeader::header_content_type_text_plain));
     }
@@ -104,7 +105,7 @@ std::string brief(const auto& message) {
     if (type == jwksType) return ' ' + type + ' ' + JsonWebKeySet(message.body).jwks.back().keyId();
     if (type != jwtType) return message.body.empty() ? "" : ' ' + type + ' ' + message.body;
     const auto header = JsonWebStructure::readHeader(message.body).value();
-    return ' ' + type + ' ' + std::string(asText(JSONSerialization::data(header)));
+    return ' ' + type + ' ' + makePrintable(asText(JSONSerialization::data(header)));
 }
 
 struct App : Party {

@@ -33,6 +33,8 @@ LEVELS = {folder: level for level, folders in enumerate(LAYERS) for folder in fo
 ALLOWED = (
     # core/ calls OpenSSL for random bytes, so the guard of OpenSSL's error queue is in core/.
     ("torvane/platform/primitives/openssl.hpp", "torvane/platform/core/internal/error_scope.hpp"),
+    # isUTF8() reads code points as the functions that escape them do.
+    ("torvane/platform/encodings/utf8.cpp", "torvane/platform/core/internal/code_points.hpp"),
     # A broken precondition stops the process in any layer.
     ("torvane/platform/primitives/", "torvane/platform/core/internal/stop_process.hpp"),
     ("torvane/keys/json_web_key_set.cpp", "torvane/platform/core/internal/stop_process.hpp"),

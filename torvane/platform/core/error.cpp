@@ -1,9 +1,12 @@
 #include "torvane/platform/core/error.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ostream>
 #include <utility>
+
+#include "torvane/platform/core/internal/code_points.hpp"
 
 namespace Torvane {
 namespace {
@@ -88,17 +91,19 @@ std::string debugDescription(const std::exception_ptr& error) {
 
 std::string debugQuoted(std::string_view text) {
     std::string result = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            result += '\\';
-            result += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            std::array<char, 8> escape{};
-            static_cast<void>(std::snprintf(escape.data(), escape.size(), "\\u{%X}", static_cast<unsigned>(c)));
+    while (!text.empty()) {
+        const auto [code, size] = readCodePoint(text);
+        const auto character = text.substr(0, std::max<std::size_t>(size, 1));
+        if (size == 0 || isUnsafeToPrint(code)) {
+            std::array<char, 12> escape{};
+            static_cast<void>(std::snprintf(escape.data(), escape.size(), size == 0 ? "\\x%X" : "\\u{%X}",
+                                            static_cast<unsigned>(code)));
             result += escape.data();
         } else {
-            result += c;
+            if (code == '"' || code == '\\') result += '\\';
+            result += character;
         }
+        text.remove_prefix(character.size());
     }
     result += '"';
     return result;

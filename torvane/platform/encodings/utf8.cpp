@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include <openssl/asn1.h>
+#include "torvane/platform/core/internal/code_points.hpp"
 
 namespace Torvane {
 
@@ -12,11 +12,9 @@ bool isUTF8(ByteView bytes) noexcept {
         const auto next = std::find_if_not(rest.begin(), rest.end(), isAscii);
         if (next == rest.end()) return true;
         rest = rest.subspan(static_cast<std::size_t>(next - rest.begin()));
-        unsigned long character = 0;
-        const int longest = static_cast<int>(std::min<std::size_t>(rest.size(), 4));
-        const int size = UTF8_getc(rest.data(), longest, &character);
-        if (size <= 0 || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF)) return false;
-        rest = rest.subspan(static_cast<std::size_t>(size));
+        const auto size = readCodePoint(asText(rest)).size;
+        if (size == 0) return false;
+        rest = rest.subspan(size);
     }
 }
 
