@@ -47,4 +47,17 @@ TEST(MovedFrom, ReceivedJWEIsRejected) {
                  JOSESwiftError::parsingFailed("The header's \"alg\" is missing or not a string."));
 }
 
+// The token was encrypted as an empty plaintext, and got a ciphertext on its way. The failed call with another key
+// empties the buffer, and the tag would then be right.
+TEST(ReceivedJWE, AChangedTokenIsNotAcceptedAtTheSecondTry) {
+    const JOSE::JWE jwe(JOSE::JWEHeader(RSA_OAEP, A128GCM, {}, "k"), {}, makeEncrypter());
+    std::string token(asText(jwe.compactSerializedData()));
+    token.insert(token.rfind('.'), "AAAA");
+    JOSE::ReceivedJWE received{asBytes(token)};
+    const auto other = JOSE::Decrypter::create(RSA_OAEP, A128GCM, privateKey(rsaSig)).value();
+    for (const auto& decrypter : {other, makeDecrypter()}) {
+        EXPECT_ERROR(std::move(received).decrypt(decrypter), JOSESwiftError::decryptingFailed());
+    }
+}
+
 }  // namespace

@@ -41,6 +41,8 @@ bool ReceivedJWE::hasEmptyPart() const noexcept {
 }
 
 Payload ReceivedJWE::decrypt(const Decrypter& decrypter) && {
+    // A failed call has emptied the buffer. Another key could decrypt the empty rest, which nobody has sent.
+    if (std::exchange(isUsed_, true)) throw JOSESwiftError::decryptingFailed();
     requireAlgorithms(header_, decrypter, "decrypter's");
     const auto content = parameters(decrypter.contentEncryptionAlgorithm());
     requireSize(initializationVector_, content.ivSize, "initialization vector");

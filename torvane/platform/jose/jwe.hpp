@@ -48,12 +48,12 @@ class TORVANE_EXPORT ReceivedJWE {
     /// What the sender claims; nothing of it is authentic before decrypt().
     [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
 
-    /// Decrypts the ciphertext in place and returns the plaintext, once. After decryptingFailed the ciphertext is gone,
-    /// so that no other decrypter can be tried.
+    /// Decrypts the ciphertext in place and returns the plaintext. To be called once, whether it succeeds or not.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;
     ///         parsingFailed for a part whose size shows that it is malformed, for a moved-from JWE, and as
     ///         Decrypter::recoverContentEncryptionKey(); decryptingFailed for everything else, with one text for all
-    ///         reasons. SecurityError, or whatever an application's key store throws, when the key store fails.
+    ///         reasons, and for every call after the first. SecurityError, or whatever an application's key store
+    ///         throws, when the key store fails.
     [[nodiscard]] Payload decrypt(const Decrypter& decrypter) &&;
 
     /// True when any part is empty. Under ECDH_ES itself the encrypted key always is.
@@ -69,6 +69,7 @@ class TORVANE_EXPORT ReceivedJWE {
     ByteBuffer initializationVector_;
     Payload ciphertext_;
     ByteBuffer authenticationTag_;
+    bool isUsed_ = false;
 };
 
 }  // namespace Torvane::JOSE
