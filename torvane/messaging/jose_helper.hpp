@@ -134,7 +134,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     /// Extra protected header parameters of the JWE; each call replaces all of them.
     virtual Builder& addJweHeaders(JOSE::HeaderParameters headers) TORVANE_LIFETIMEBOUND;
 
-    // Algorithm names of RFC 7518. An unknown name is reported only when a message is encoded or decoded.
+    // Names of docs/algorithms.md. An unknown name is reported only when a message is encoded or decoded.
 
     /// "RS256" unless set.
     virtual Builder& setJWSAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;
@@ -143,10 +143,12 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     /// "A128CBC-HS256" unless set.
     virtual Builder& setJWEContentEncryptionAlgorithm(std::string algorithm) TORVANE_LIFETIMEBOUND;
 
-    /// Our own keys, and the id of the one that signs; without an id the set must have one signing key only.
+    /// Our own keys, and the id of the one that signs; without an id encodeMessage() needs exactly one RSA private key
+    /// for signing in the set.
     virtual Builder& setSenderJwkSet(JsonWebKeySet jwkSet,
                                      std::optional<std::string> signingKeyId = std::nullopt) TORVANE_LIFETIMEBOUND;
-    /// The peer's keys, and the id of the one to encrypt to; without an id the set must have one encryption key only.
+    /// The peer's keys, and the id of the one to encrypt to; without an id encodeMessage() needs exactly one RSA public
+    /// key for encryption in the set.
     virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> encryptionKeyId = std::nullopt)
         TORVANE_LIFETIMEBOUND;
 

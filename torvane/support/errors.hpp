@@ -113,8 +113,8 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// The message, claim name or description that the error was made with; nothing when there is none.
     [[nodiscard]] const std::optional<std::string>& message() const noexcept { return state_->text; }
 
-    /// The textual form: "JOSEError.", the case's name, and in parentheses what it was made with; a wrapped error in
-    /// its textual form.
+    /// The textual form: "JOSEError.", the case's name, and in parentheses the arguments of its factory. A wrapped
+    /// error has its textual form there.
     [[nodiscard]] std::string debugDescription() const override;
 
     /// Equal when the case is the same, and for claimNotFoundInJWT also the claim name. Nothing else is compared.

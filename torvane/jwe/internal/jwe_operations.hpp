@@ -1,5 +1,5 @@
-// What JWEEncrypter, JWEDecrypter and nested messages have in common: from names and a key to a JOSE::Encrypter or
-// JOSE::Decrypter, and the operations with them.
+// Operations shared by JWEEncrypter, JWEDecrypter and nested messages: making a JOSE::Encrypter or JOSE::Decrypter from
+// names and a key, and using it.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-// What JWSSigner, JWSVerifier and nested messages have in common: from a key to a JOSE::Signer or JOSE::Verifier, and
-// the operations with them.
+// Operations shared by JWSSigner, JWSVerifier and nested messages: making a JOSE::Signer or JOSE::Verifier from a key,
+// and using it.
 #pragma once
 
 #include <string>

@@ -36,7 +36,7 @@ class TORVANE_EXPORT Error : public std::exception {
     /// The whole description: what went wrong, for people. Valid as long as any copy of the error.
     [[nodiscard]] const std::string& errorDescription() const noexcept { return *description_; }
 
-    /// The textual form: type, case, and in parentheses what it was made with, for example
+    /// The textual form: type, case, and in parentheses the arguments of its factory, for example
     /// `JOSEError.missingKey("...")`. The textual form of an error that wraps another contains the textual form of the
     /// wrapped error.
     [[nodiscard]] virtual std::string debugDescription() const = 0;
@@ -99,8 +99,8 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
 /// "unknown error" for anything else.
 [[nodiscard]] TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
 
-/// The text in double quotes, with quotes, backslashes and the control characters below U+0020 escaped. All other bytes
-/// stay as they are.
+/// The text in double quotes. Quotes and backslashes get a backslash; what makePrintable() escapes becomes "\u{1B}",
+/// and a byte that is not UTF-8 "\x9B". The text is not cut.
 [[nodiscard]] TORVANE_EXPORT std::string debugQuoted(std::string_view text);
 
 }  // namespace Torvane

@@ -11,7 +11,7 @@
 
 namespace Torvane::Crypto {
 
-// What is returned is fetched at its first use and never freed. Threads may share it.
+// The algorithms are fetched at their first use and never freed. Threads may share them.
 
 const EVP_MD* fetchDigest(HashFunction hash);
 

@@ -1,4 +1,4 @@
-// Wrapping whatever an operation throws in one case of JOSEError.
+// Wrappers that turn whatever an operation throws into one case of JOSEError.
 //
 //     return wrapErrors(JOSEError::JWSSignerError, [&] { return signer.sign(input); });
 #pragma once

@@ -5,9 +5,8 @@
 
 namespace Torvane::Crypto {
 
-/// Guard that leaves the thread's OpenSSL error queue as it found it. Every function that calls OpenSSL starts with
-/// one, or belongs to an object that holds one, so that the application never finds an error of the library's in the
-/// queue.
+/// Guard that leaves the thread's OpenSSL error queue as it found it. Every operation that calls OpenSSL runs under
+/// one, its own or that of its caller, so that the application never finds an error of the library's in the queue.
 class ErrorScope {
   public:
     // ERR_set_mark() fails when the queue is empty.
@@ -16,7 +15,7 @@ class ErrorScope {
     ErrorScope(const ErrorScope&) = delete;
     ErrorScope& operator=(const ErrorScope&) = delete;
 
-    /// Whether OpenSSL has run out of memory since. Always false when the queue had errors before.
+    /// Whether OpenSSL has run out of memory in this scope. Always false when the queue had errors before.
     [[nodiscard]] bool ranOutOfMemory() const noexcept {
         return wasEmpty_ && ERR_GET_REASON(ERR_peek_error()) == ERR_R_MALLOC_FAILURE;
     }

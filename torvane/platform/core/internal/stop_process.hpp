@@ -1,4 +1,4 @@
-// Aborts the process with a message.
+// Abort with a message.
 #pragma once
 
 #include <string_view>

@@ -1,4 +1,4 @@
-// What reading a JWS and reading a JWE have in common: the parts of a compact token, and the size of chunks.
+// Reader of the parts of a compact token, for JWS and JWE, and the size of chunks.
 #pragma once
 
 #include <array>
@@ -12,8 +12,8 @@
 
 namespace Torvane::JOSE {
 
-/// The size of a chunk, in bytes and in base64url characters: whole groups of three bytes, and little enough to
-/// stay in the cache from one step to the next.
+/// The size of a chunk, in bytes and in base64url characters: whole groups of three bytes, and little enough to stay in
+/// the cache from one step to the next.
 inline constexpr std::size_t bytesPerChunk = 6144, charactersPerChunk = base64urlSize(bytesPerChunk);
 
 /// The parts of a token, still encoded. The last but one, payload or ciphertext, is the long one.

@@ -1,4 +1,4 @@
-// What writing and reading a JWE have in common: the checks of its algorithms.
+// Checks of the algorithms of a JWE, for writing and for reading it.
 #pragma once
 
 #include <cstddef>
