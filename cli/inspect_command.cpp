@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <chrono>
 #include <iostream>
 #include <iterator>
+#include <torvane/platform/core/clock.hpp>
 
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
@@ -229,7 +229,7 @@ void inspect(const InspectOptions& options) {
     } catch (...) {
         inspection.failure = std::current_exception();
     }
-    const auto now = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    const auto now = Torvane::secondsSince1970();
     if (inspection.layers.empty()) std::rethrow_exception(inspection.failure);
     options.asJSON ? printJSON(inspection, now) : print(inspection, now);
     std::cout.flush();

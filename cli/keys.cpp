@@ -113,11 +113,11 @@ std::vector<SetEntry> readSetEntries(ByteView text) {
 
 std::string describeKind(const Zennet::Key& key) {
     if (isSecp256k1(key)) return std::string(Zennet::Secp256k1Utils::SECP256K1CURVE);
-    const auto& numbers = key.keyRef().value().publicComponents();
-    if (const auto* rsa = std::get_if<RSAPublicComponents>(&numbers)) {
+    const auto& components = key.keyRef().value().publicComponents();
+    if (const auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
         return "RSA " + std::to_string(countBits(rsa->modulus));
     }
-    switch (std::get<ECPublicComponents>(numbers).curve) {
+    switch (std::get<ECPublicComponents>(components).curve) {
         case EllipticCurve::P256: return "P-256";
         case EllipticCurve::P384: return "P-384";
         case EllipticCurve::P521: return "P-521";

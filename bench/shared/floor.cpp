@@ -32,7 +32,7 @@ PkeyContext makeSignatureContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)
     return context;
 }
 
-PkeyContext makeOAEPContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
+PkeyContext makeOaepContext(EVP_PKEY* key, int (*initialize)(EVP_PKEY_CTX*)) {
     auto context = makeContext(key, initialize);
     check(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_OAEP_PADDING) == 1);
     check(EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_sha256()) == 1);
@@ -183,8 +183,8 @@ MessageFloor::MessageFloor(const Keys& keys, const std::string& enc, View token)
     : signingKey_(readKey(keys.signing)),
       decryptionKey_(readKey(keys.decryption)),
       signature_(signingKey_.get()),
-      wrapping_(makeOAEPContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
-      unwrapping_(makeOAEPContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
+      wrapping_(makeOaepContext(decryptionKey_.get(), EVP_PKEY_encrypt_init)),
+      unwrapping_(makeOaepContext(decryptionKey_.get(), EVP_PKEY_decrypt_init)),
       content_(enc) {
     auto parts = splitToken(token, content_);
     jweHeader_ = std::move(parts.header);

@@ -61,11 +61,11 @@ JsonWebKey publicJwk(const std::string& kid, Torvane::JWKUse use) {
 
 JsonWebKey keyInWords(const std::string& words) {
     std::istringstream stream(words);
-    std::string half, kid, useText, type;
-    stream >> half >> kid >> useText >> type;
-    const bool isPublic = half == "public";
+    std::string keyClass, kid, useText, type;
+    stream >> keyClass >> kid >> useText >> type;
+    const bool isPublic = keyClass == "public";
     const auto use = Torvane::fromRawValue<Torvane::JWKUse>(useText).value();
-    if (half == "privateJwk") return JsonWebKey::fromPrivateJwk(keyText(kid, "jwk_private"), use, kid);
+    if (keyClass == "privateJwk") return JsonWebKey::fromPrivateJwk(keyText(kid, "jwk_private"), use, kid);
     if (kid.starts_with("secp256k1")) {
         const auto raw = [&](const ByteBuffer& bytes) -> Zennet::Key {
             if (isPublic) return Zennet::PublicKey(bytes, KeyType::SECP256K1Key);

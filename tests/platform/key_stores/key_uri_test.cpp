@@ -22,7 +22,7 @@ std::string filledIn(std::string text, const std::string& path) {
     return position == text.npos ? text : text.replace(position, 4, quoted.substr(1, quoted.size() - 2));
 }
 
-TEST(KeyFile, OpensTheRequestedHalf) {
+TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
     forEachRow("key_files.json", "files", 28, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));

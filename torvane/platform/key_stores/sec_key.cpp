@@ -56,8 +56,8 @@ struct SecKey::State {
     // Null for a public key.
     std::shared_ptr<const StoreKey> storeKey;
 
-    State(PublicComponents numbers, KeyName keyName, std::shared_ptr<const StoreKey> store)
-        : components(normalize(std::move(numbers))),
+    State(PublicComponents publicComponents, KeyName keyName, std::shared_ptr<const StoreKey> store)
+        : components(normalize(std::move(publicComponents))),
           name(std::move(keyName)),
           publicKey(std::make_shared<const Crypto::PreparedKey>(Crypto::makePublicKey(components))),
           storeKey(std::move(store)) {}

@@ -16,7 +16,7 @@ constexpr std::size_t encodedBytes = 24, width = 32;
 // Bytes that one encoding step loads, of which it uses the first encodedBytes.
 constexpr std::size_t readByEncoding = 28;
 
-bool hasAVX2() noexcept {
+bool hasAvx2() noexcept {
     return __builtin_cpu_supports("avx2") != 0;
 }
 
@@ -140,15 +140,15 @@ TORVANE_AVX2 std::size_t countValidWide(const std::uint8_t* in, std::size_t size
 }  // namespace
 
 std::size_t encode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept {
-    return hasAVX2() ? encodeWide(in, size, out) : 0;
+    return hasAvx2() ? encodeWide(in, size, out) : 0;
 }
 
 std::size_t decode(const std::uint8_t* in, std::size_t size, std::uint8_t* out) noexcept {
-    return hasAVX2() ? decodeWide(in, size, out) : 0;
+    return hasAvx2() ? decodeWide(in, size, out) : 0;
 }
 
 std::size_t countValid(const std::uint8_t* in, std::size_t size) noexcept {
-    return hasAVX2() ? countValidWide(in, size) : 0;
+    return hasAvx2() ? countValidWide(in, size) : 0;
 }
 
 }  // namespace Torvane::Base64Kernel

@@ -20,9 +20,10 @@ struct KeyInSession {
     PrivateKey object;
 };
 
-/// Signs a digest. Signatures of the key have `size` bytes; shorter RSA signatures are padded. An ECDSA signature is r
-/// and s side by side.
-ByteBuffer sign(const KeyInSession& key, SignatureScheme scheme, HashFunction hash, ByteView digest, std::size_t size);
+/// Signs a digest. Signatures of the key have `length` bytes; shorter RSA signatures are padded. An ECDSA signature is
+/// r and s side by side.
+ByteBuffer sign(const KeyInSession& key, SignatureScheme scheme, HashFunction hash, ByteView digest,
+                std::size_t length);
 
 /// RSAES-OAEP with MGF1 over the same hash and an empty label. When the token does not support that, it does raw RSA,
 /// and the padding is removed here in constant time. The ciphertext must be as long as the modulus and numerically
