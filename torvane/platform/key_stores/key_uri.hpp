@@ -24,8 +24,8 @@ namespace Torvane {
 /// A "pkcs11:" URI (RFC 7512) names a key in a PKCS #11 token. Its path attributes choose the token (token,
 /// manufacturer, serial, model, slot-id, library-...) and the key (object, id, type). In its query, module-path or
 /// module-name chooses the driver (the PKCS #11 module); without it, all registered drivers of the machine are tried;
-/// pin-source (a file) or pin-value gives the PIN. Each call opens a store of its own: for several keys of one token,
-/// make a Pkcs11KeyStore.
+/// pin-source (a file) or pin-value gives the PIN. White space in values is percent-encoded, a space as %20. Each call
+/// opens a store of its own: for several keys of one token, make a Pkcs11KeyStore.
 ///
 /// A "file:" URI (RFC 8089), or any other text as a path, names a file of at most 1 MiB with one key pair in PEM, DER
 /// or PKCS #12, encrypted or not, as SoftwareKeyStore::load() reads it. The public key may come from a public key, a

@@ -212,7 +212,7 @@ TEST(Pkcs11KeyStore, ErrorsNameTheKeysButNeverThePin) {
     const SoftDevice device;
     device.import(rsaSig, "sign", "0a01");
     device.import(ecP256, "sign", "0a02");
-    forEachRow("pkcs11_uri_rejections.json", "uris", 13, [&](const json& row) {
+    forEachRow("pkcs11_uri_rejections.json", "uris", 16, [&](const json& row) {
         std::string uri = row["uri"];
         if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, device.driver());
         EXPECT_ERROR_TEXT(openKey(uri, row["class"] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin),
@@ -233,6 +233,18 @@ TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrAFile) {
                   64U)
             << query;
     }
+}
+
+TEST(Pkcs11KeyStore, ASpaceInALabelIsNotDropped) {
+    const SoftDevice device;
+    const auto store = storeOf(device);
+    const auto spaced = store.generateEC(EllipticCurve::P256, {"my key", {}}),
+               other = store.generateEC(EllipticCurve::P256, {"mykey", {}});
+    const auto open = [&](const char* name) { return openKey(device.uri(name), KeyClass::publicKey); };
+    EXPECT_EQ(open("object=my%20key").publicComponents(), spaced.publicComponents());
+    EXPECT_EQ(open("object=mykey").publicComponents(), other.publicComponents());
+    EXPECT_ERROR(open("object=my key"),
+                 KeyStoreError::invalidURI("A PKCS #11 URI must not contain white space. Write a space as %20."));
 }
 
 TEST(Pkcs11KeyStore, RecoversFromAWrongPin) {

@@ -109,6 +109,38 @@ TEST(QuirkyDriver, ReadsABarePoint) {
               publicKey(ecP256).publicComponents());
 }
 
+TEST(QuirkyDriver, ImpossibleResultsAreErrors) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const std::pair<const char*, std::string> rows[] = {
+        {"too many handles",
+         "search for objects with the PKCS #11 token \"app\": The driver returned more objects than "
+         "it was asked for."},
+        {"endless search",
+         "search for objects with the PKCS #11 token \"app\": The driver finds more than 10000 objects."},
+        {"absurd size",
+         "read an attribute with the PKCS #11 token \"app\": The driver has an attribute of more than 1 MiB."}};
+    for (const auto& [name, error] : rows) {
+        const Quirk quirk(name);
+        EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::publicKey),
+                     KeyStoreError::operationFailed("Failed to " + error));
+    }
+}
+
+TEST(QuirkyDriver, AnImpossibleNumberOfSlotsIsNotFollowed) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    {
+        const Quirk quirk("absurd slots");
+        EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::publicKey),
+                     KeyStoreError::unavailable(
+                         "No PKCS #11 token matches \"pkcs11:token=app;object=sign\". Tokens present: none."));
+    }
+    const Quirk quirk("more slots later");
+    EXPECT_EQ(openKey(quirkyUri("object=sign"), KeyClass::publicKey).publicComponents(),
+              publicKey(ecP256).publicComponents());
+}
+
 TEST(QuirkyDriver, AMalformedPointLeavesNoErrorInOpenSSLsQueue) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");

@@ -69,10 +69,32 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_A
         std::memmove(value, value + 2, attributes->ulValueLen -= 2);
         ++timesShown;
     }
+    if (isQuirk("absurd size") && attributes->type == CKA_LABEL && attributes->pValue == nullptr) {
+        attributes->ulValueLen = ~CK_ULONG{0} - 1;
+        ++timesShown;
+    }
     if (isQuirk("cut point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
         --attributes->ulValueLen;
         ++timesShown;
     }
+    return result;
+}
+
+CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG maximum, CK_ULONG* count) {
+    const auto result = real->C_FindObjects(session, objects, maximum, count);
+    if (isQuirk("too many handles")) ++timesShown, *count = maximum + 1;
+    if (isQuirk("endless search")) {
+        ++timesShown;
+        for (CK_ULONG i = 0; i < maximum; ++i) objects[i] = 1;
+        *count = maximum;
+    }
+    return result;
+}
+
+CK_RV getSlotList(CK_BBOOL onlyWithToken, CK_SLOT_ID* slots, CK_ULONG* count) {
+    const auto result = real->C_GetSlotList(onlyWithToken, slots, count);
+    if (isQuirk("absurd slots")) ++timesShown, *count = ~CK_ULONG{0} / 2;
+    if (isQuirk("more slots later") && slots != nullptr) ++timesShown, *count = ~CK_ULONG{0} / 2;
     return result;
 }
 
@@ -94,6 +116,8 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         quirky.C_DecryptInit = decryptInit;
         quirky.C_Decrypt = decrypt;
         quirky.C_GetAttributeValue = getAttributeValue;
+        quirky.C_FindObjects = findObjects;
+        quirky.C_GetSlotList = getSlotList;
     }
     *list = &quirky;
     return CKR_OK;

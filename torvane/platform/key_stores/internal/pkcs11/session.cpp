@@ -82,29 +82,41 @@ bool Session::isOpen() {
 }
 
 std::vector<CK_OBJECT_HANDLE> Session::find(Template& attributes) {
+    constexpr std::size_t maximumCount = 10000;
     constexpr const char* search = "search for objects";
     call<&CK_FUNCTION_LIST::C_FindObjectsInit>(search, attributes.data(), attributes.size());
     std::vector<CK_OBJECT_HANDLE> found;
     CK_RV result = CKR_OK;
-    for (CK_ULONG count = 1; result == CKR_OK && count != 0;) {
+    const char* mistake = nullptr;
+    for (CK_ULONG count = 1; result == CKR_OK && count != 0 && mistake == nullptr;) {
         std::array<CK_OBJECT_HANDLE, 16> batch{};
         result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(batch.data(), static_cast<CK_ULONG>(batch.size()), &count);
-        if (result == CKR_OK) {
+        if (result != CKR_OK) break;
+        if (count > batch.size()) {
+            mistake = "The driver returned more objects than it was asked for";
+        } else if (found.size() + count > maximumCount) {
+            mistake = "The driver finds more than 10000 objects";
+        } else {
             found.insert(found.end(), batch.begin(), batch.begin() + static_cast<std::ptrdiff_t>(count));
         }
     }
     attempt<&CK_FUNCTION_LIST::C_FindObjectsFinal>();
+    if (mistake != nullptr) throw CallFailure(mistake, search);
     if (result != CKR_OK) throw CallFailure(result, search);
     return found;
 }
 
 std::optional<SecretBuffer> Session::readAttribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
     constexpr auto get = &CK_FUNCTION_LIST::C_GetAttributeValue;
+    constexpr CK_ULONG maximumSize = 1U << 20;
     CK_ATTRIBUTE asked{type, nullptr, 0};
     const auto result = attempt<get>(object, &asked, CK_ULONG{1});
     if (result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_ATTRIBUTE_SENSITIVE) return std::nullopt;
     if (result != CKR_OK) throw CallFailure(result, "read an attribute");
     if (asked.ulValueLen == static_cast<CK_ULONG>(-1)) return std::nullopt;
+    if (asked.ulValueLen > maximumSize) {
+        throw CallFailure("The driver has an attribute of more than 1 MiB", "read an attribute");
+    }
     SecretBuffer value(asked.ulValueLen);
     asked.pValue = value.data();
     if (!value.empty()) call<get>("read an attribute", object, &asked, CK_ULONG{1});

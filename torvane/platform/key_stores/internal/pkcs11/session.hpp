@@ -16,20 +16,28 @@
 /// The PKCS #11 side of Pkcs11KeyStore. "Token" means a PKCS #11 token everywhere in it.
 namespace Torvane::PKCS11 {
 
-/// A PKCS #11 call that returned something other than CKR_OK. Token turns it into a KeyStoreError that names the token.
+/// A PKCS #11 call that returned something other than CKR_OK, or a result that no driver may return. Token turns it
+/// into a KeyStoreError that names the token.
 struct CallFailure : std::exception {
     CallFailure(CK_RV why, const char* what) noexcept : reason(why), operation(what) {}
+    /// For an impossible result; `mistake` says what the driver did, without a full stop, and is not copied.
+    CallFailure(const char* mistake, const char* what) noexcept
+        : reason(CKR_GENERAL_ERROR), operation(what), driverMistake(mistake) {}
 
     /// Whether the token, or the session with it, is gone.
     [[nodiscard]] bool isTokenLost() const noexcept;
     /// Whether the token does not support the mechanism, or not with these parameters.
     [[nodiscard]] bool isUnsupportedMechanism() const noexcept;
     [[nodiscard]] const char* what() const noexcept override { return operation; }
-    [[nodiscard]] std::string reasonText() const { return p11_kit_strerror(reason); }
+    [[nodiscard]] std::string reasonText() const {
+        return driverMistake != nullptr ? driverMistake : p11_kit_strerror(reason);
+    }
 
     CK_RV reason;
     /// In the infinitive, for example "sign".
     const char* operation;
+    /// Null where the driver reported the failure itself.
+    const char* driverMistake = nullptr;
 };
 
 /// A driver that is loaded and started. It is stopped when the last copy of the pointer goes, unless other code of this
@@ -93,12 +101,12 @@ class Session {
     /// Whether the driver still knows the session.
     bool isOpen();
 
-    /// All objects that match the template.
-    /// @throws CallFailure
+    /// All objects that match the template, at most 10,000.
+    /// @throws CallFailure, also when there are more: a broken driver may never end the search.
     std::vector<CK_OBJECT_HANDLE> find(Template& attributes);
 
-    /// The value of an attribute; nothing where the object does not have it or does not reveal it.
-    /// @throws CallFailure
+    /// The value of an attribute, at most 1 MiB; nothing where the object does not have it or does not reveal it.
+    /// @throws CallFailure, also for a longer value.
     std::optional<SecretBuffer> readAttribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     ByteBuffer readAttributeOrEmpty(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
     bool readFlag(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);

@@ -1,5 +1,6 @@
 #include "torvane/platform/key_stores/internal/pkcs11/token_search.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <utility>
@@ -72,13 +73,17 @@ struct Tokens {
     std::vector<FoundToken> matching, others;
 };
 
+// A broken driver may report any number of slots.
+constexpr CK_ULONG maximumSlots = 10000;
+
 void addTokens(const URI& uri, const Driver& driver, Tokens& tokens) {
     CK_INFO driverInfo{};
     CK_ULONG count = 0;
     if (driver->C_GetInfo(&driverInfo) != CKR_OK || driver->C_GetSlotList(CK_TRUE, nullptr, &count) != CKR_OK) return;
+    if (count > maximumSlots) return;
     std::vector<CK_SLOT_ID> slots(count);
     if (driver->C_GetSlotList(CK_TRUE, slots.data(), &count) != CKR_OK) return;
-    slots.resize(count);
+    slots.resize(std::min<std::size_t>(count, slots.size()));
     for (const auto slot : slots) {
         CK_SLOT_INFO slotInfo{};
         CK_TOKEN_INFO token{};

@@ -10,6 +10,10 @@ namespace Torvane::PKCS11 {
 
 URI::URI(std::string_view text) : uri_(p11_kit_uri_new()) {
     if (!uri_) throw std::bad_alloc();
+    // p11-kit would leave it out, and so name another key.
+    if (text.find_first_of(" \t\n\v\f\r") != text.npos) {
+        throw KeyStoreError::invalidURI("A PKCS #11 URI must not contain white space. Write a space as %20.");
+    }
     // The error does not quote the text, which may contain a PIN.
     if (text.find('\0') != text.npos ||
         p11_kit_uri_parse(std::string(text).c_str(), P11_KIT_URI_FOR_ANY, uri_.get()) != P11_KIT_URI_OK) {

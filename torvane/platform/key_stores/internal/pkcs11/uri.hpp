@@ -15,7 +15,9 @@ namespace Torvane::PKCS11 {
 /// A parsed "pkcs11:" URI.
 class URI {
   public:
-    /// @throws KeyStoreError invalidURI for a malformed URI, an unknown attribute, or both pin-source and pin-value.
+    /// @throws KeyStoreError invalidURI for a malformed URI, one that contains white space, an unknown attribute, or
+    /// both
+    ///         pin-source and pin-value.
     explicit URI(std::string_view text);
 
     /// The path part, normalised: it names library, slot, token and key, and contains no PIN. For errors.
