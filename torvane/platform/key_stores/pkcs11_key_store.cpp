@@ -157,6 +157,7 @@ class Pkcs11KeyStore::State {
     }
 
     const KeyName& keyName() const noexcept { return keyName_; }
+    void allowLastTry() const noexcept { token_->allowLastTry(); }
 
     void requireType(KeyClass keyClass) const {
         const bool isPublic = type_ == CKO_PUBLIC_KEY || type_ == CKO_CERTIFICATE;
@@ -247,6 +248,10 @@ SecKey Pkcs11KeyStore::generateRSA(std::size_t modulusBits, const KeyName& name)
 SecKey Pkcs11KeyStore::generateEC(EllipticCurve curve, const KeyName& name) const {
     return state_->generate(
         name, [&](Session& session, const KeyName& fullName) { PKCS11::generateEC(session, curve, fullName); });
+}
+
+void Pkcs11KeyStore::allowLastTry() const noexcept {
+    state_->allowLastTry();
 }
 
 }  // namespace Torvane

@@ -25,6 +25,10 @@ namespace Torvane {
 /// one login per process. A PIN from the callback or a pin-source is not kept, a pin-value of the URI is. The callback
 /// `askForPin` may be called from any thread that uses a key, and must not use keys of the same PKCS #11 token.
 ///
+/// PKCS #11 tokens lock after a few wrong PINs. So the store never sends a PIN again that its PKCS #11 token has
+/// rejected, until a login succeeds: it keeps a salted digest of such a PIN. It does not spend the last try either: see
+/// allowLastTry(). Another store for the same PKCS #11 token knows nothing of these PINs.
+///
 /// While the PKCS #11 token is gone, operations throw KeyStoreError unavailable. Once it is back, the next operation
 /// connects again, asks for the PIN again, and goes on with the key if it is still the same key. All stores of this
 /// process that use the same driver disconnect for that, since the driver has to be restarted. A driver that talks over
@@ -56,7 +60,8 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     /// The key with this label and this id; an empty one is not compared. Its public components come from the public
     /// key, the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
-    ///         missing, wrong or locked; SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521.
+    ///         missing, wrong, rejected before or locked, or only its last try is left; SecurityError for a key that is
+    ///         neither RSA nor EC on P-256, P-384 or P-521.
     [[nodiscard]] SecKey key(const KeyName& name, KeyClass keyClass) const;
 
     /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key cannot be read or
@@ -68,6 +73,12 @@ class TORVANE_EXPORT Pkcs11KeyStore {
 
     /// Generates a key pair as generateRSA() does, for signing and key agreement.
     [[nodiscard]] SecKey generateEC(EllipticCurve curve, const KeyName& name) const;
+
+    /// Lets the next login of this store and its keys spend the last try of the PIN (CKF_USER_PIN_FINAL_TRY). If that
+    /// PIN is wrong, the PKCS #11 token locks, so ask the user before. Without this call, an operation that has to log
+    /// in throws wrongSecret when the PKCS #11 token reports that one try is left. The permission ends with the next
+    /// PIN that is sent, right or wrong. May be called from `askForPin`.
+    void allowLastTry() const noexcept;
 
   private:
     class State;

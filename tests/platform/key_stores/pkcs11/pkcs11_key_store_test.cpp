@@ -165,6 +165,10 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     answer = "4321";
     EXPECT_ERROR(card.sign(ECDSA, SHA256, digest),
                  KeyStoreError::wrongSecret("The PIN of the PKCS #11 token \"app\" is wrong."));
+    EXPECT_ERROR(
+        card.sign(ECDSA, SHA256, digest),
+        KeyStoreError::wrongSecret("The PIN of the PKCS #11 token \"app\" is the one that was rejected before. "
+                                   "It was not sent again."));
     answer = "1234";
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }

@@ -14,6 +14,7 @@ CK_FUNCTION_LIST quirky;
 std::atomic<int> openSessions = 0;
 std::atomic<bool> wasRemoved = false;
 std::atomic<unsigned> timesShown = 0;
+std::atomic<unsigned> wrongLogins = 0;
 
 bool isQuirk(std::string_view name) {
     const char* quirk = std::getenv("QUIRK");
@@ -39,6 +40,21 @@ CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify,
 CK_RV closeSession(CK_SESSION_HANDLE session) {
     --openSessions;
     return real->C_CloseSession(session);
+}
+
+// With the quirk "three tries", the token locks after three wrong PINs in a row.
+CK_RV logIn(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG size) {
+    if (isQuirk("three tries") && wrongLogins >= 3) return CKR_PIN_LOCKED;
+    const auto result = real->C_Login(session, user, pin, size);
+    if (result == CKR_OK) wrongLogins = 0;
+    if (result == CKR_PIN_INCORRECT) ++wrongLogins, ++timesShown;
+    return result;
+}
+
+CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
+    const auto result = real->C_GetTokenInfo(slot, info);
+    if (isQuirk("three tries") && wrongLogins == 2) info->flags |= CKF_USER_PIN_FINAL_TRY;
+    return result;
 }
 
 CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
@@ -105,6 +121,11 @@ extern "C" __attribute__((visibility("default"))) unsigned countQuirks() {
     return timesShown;
 }
 
+// How many wrong PINs were sent since the last login.
+extern "C" __attribute__((visibility("default"))) unsigned countWrongLogins() {
+    return wrongLogins;
+}
+
 extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
     if (real == nullptr) {
         void* const library = ::dlopen(TORVANE_SOFTHSM2_MODULE, RTLD_NOW | RTLD_LOCAL);
@@ -113,6 +134,8 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         quirky = *real;
         quirky.C_OpenSession = openSession;
         quirky.C_CloseSession = closeSession;
+        quirky.C_Login = logIn;
+        quirky.C_GetTokenInfo = getTokenInfo;
         quirky.C_DecryptInit = decryptInit;
         quirky.C_Decrypt = decrypt;
         quirky.C_GetAttributeValue = getAttributeValue;

@@ -37,4 +37,6 @@ SecKey Pkcs11KeyStore::generateEC(EllipticCurve, const KeyName&) const {
     throwUnsupported();
 }
 
+void Pkcs11KeyStore::allowLastTry() const noexcept {}
+
 }  // namespace Torvane

@@ -1,9 +1,10 @@
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
 #include <cstdlib>
-#include <set>
 
+#include "torvane/platform/core/random.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token_search.hpp"
+#include "torvane/platform/primitives/digest.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::PKCS11 {
@@ -24,7 +25,8 @@ Registry& registry() {
 
 }  // namespace
 
-Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_(std::move(askForPin)) {
+Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_(std::move(askForPin)), pinSalt_(32) {
+    secRandomCopyBytes(pinSalt_);
     connect();
     const std::lock_guard lock(registry().mutex);
     registry().tokens.insert(this);
@@ -125,22 +127,49 @@ void Token::logIn(Session& session) {
     if (!isDone()) logIn(session, CKU_USER);
 }
 
+void Token::requireTries() const {
+    CK_TOKEN_INFO info{};
+    const auto result = driver_->C_GetTokenInfo(slot_, &info);
+    if (result != CKR_OK) throw CallFailure(result, "read the state of the PIN");
+    if ((info.flags & CKF_USER_PIN_FINAL_TRY) == 0 || mayUseLastTry_) return;
+    throw KeyStoreError::wrongSecret("One wrong PIN would lock " + description_ +
+                                     ": only the last try is left, which is not used without permission.");
+}
+
+ByteBuffer Token::digestPin(ByteView pin) const {
+    Crypto::Digest digest(HashFunction::SHA256);
+    digest.update(pinSalt_);
+    digest.update(asBytes(serialNumber_));  // of fixed size
+    digest.update(pin);
+    return digest.finish();
+}
+
 void Token::logIn(Session& session, CK_USER_TYPE user) {
+    requireTries();
     std::optional<SecretBuffer> pin;
     // A token with a protected authentication path asks for the PIN itself, for example on its keypad.
     if ((flags_ & CKF_PROTECTED_AUTHENTICATION_PATH) == 0) {
         if (askForPin_) pin = askForPin_("the PIN of " + description_);
         if (!pin) throw KeyStoreError::wrongSecret("A PIN is needed for " + description_ + ".");
     }
+    const auto digest = pin ? digestPin(*pin) : ByteBuffer();
+    if (rejectedPins_.contains(digest)) {
+        throw KeyStoreError::wrongSecret("The PIN of " + description_ +
+                                         " is the one that was rejected before. It was not sent again.");
+    }
+    requireTries();  // some may have been used up during the prompt
+    mayUseLastTry_ = false;
     const auto size = static_cast<CK_ULONG>(pin ? pin->size() : 0);
     if (pin) pin->push_back('\0');  // gives an empty PIN an address: a null pointer would mean the keypad
     const auto result = session.attempt<&CK_FUNCTION_LIST::C_Login>(user, pin ? pin->data() : nullptr, size);
     switch (result) {
-        case CKR_OK:
+        case CKR_OK: rejectedPins_.clear(); return;
         case CKR_USER_ALREADY_LOGGED_IN: return;
         case CKR_PIN_INCORRECT:
         case CKR_PIN_INVALID:
-        case CKR_PIN_LEN_RANGE: throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is wrong.");
+        case CKR_PIN_LEN_RANGE:
+            if (pin) rejectedPins_.insert(digest);
+            throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is wrong.");
         case CKR_FUNCTION_CANCELED: throw KeyStoreError::wrongSecret("No PIN was entered for " + description_ + ".");
         case CKR_PIN_LOCKED: throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is locked.");
         case CKR_PIN_EXPIRED: throw KeyStoreError::wrongSecret("The PIN of " + description_ + " has expired.");

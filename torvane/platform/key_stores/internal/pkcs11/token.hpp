@@ -4,10 +4,12 @@
 // started, so all tokens behind the same driver of this process disconnect first.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,6 +64,9 @@ class Token {
     /// Logs in for the operation that was just begun in the session, with a key that asks for the PIN each time.
     void logInForOperation(Session& session);
 
+    /// Lets the next PIN that is sent spend the last try.
+    void allowLastTry() noexcept { mayUseLastTry_ = true; }
+
     // Only while an action runs:
 
     /// For errors and prompts, for example `the PKCS #11 token "app"`.
@@ -107,12 +112,20 @@ class Token {
     static void markLost(const std::string& driverFile) noexcept;
     void logIn(Session& session);
     void logIn(Session& session, CK_USER_TYPE user);
+    // Asks the driver each time: other processes use up tries too.
+    void requireTries() const;
+    // Of a PIN for the token that is in the slot.
+    [[nodiscard]] ByteBuffer digestPin(ByteView pin) const;
     [[nodiscard]] KeyStoreError toKeyStoreError(const CallFailure& failure) const;
 
     const URI uri_;
     const SecretSource askForPin_;
-    // Held while a PIN is asked for, so that there is one prompt at a time.
+    // Held while a PIN is asked for and sent, so that there is one prompt at a time.
     std::mutex promptMutex_;
+    // Digests of the PINs that were rejected since the last login; guarded by promptMutex_.
+    std::set<ByteBuffer> rejectedPins_;
+    ByteBuffer pinSalt_;
+    std::atomic<bool> mayUseLastTry_ = false;
 
     // Guards all that follows, and is locked after the registry's mutex where both are held. From description_ to
     // connection_ nothing changes while a session is leased, so leases read those without locking it.
