@@ -1,10 +1,15 @@
 // Entry point of the torvane command.
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/hide_pins.hpp"
 #include "cli/text.hpp"
 
 namespace {
@@ -16,11 +21,30 @@ int fail(ExitCode code, const std::string& text) {
     return static_cast<int>(code);
 }
 
+// The parser's own text, unless it would show the value of an option, which may be a PIN or a passphrase.
+std::string describe(const CLI::ParseError& error, const std::vector<std::string>& unexpected) {
+    std::string text = error.what();
+    if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) return text.substr(0, text.find(" = ")) + '.';
+    const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    if (unexpected.empty() || (!isMissing && dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr)) return text;
+    const auto option = std::ranges::find_if(unexpected, [](const auto& word) { return word.starts_with('-'); });
+    if (option != unexpected.end()) {
+        // A short option may have its value behind it, a long one after "=".
+        const auto size = option->starts_with("--") ? option->find('=') : std::size_t{2};
+        return "Unknown option \"" + option->substr(0, size) + "\".";
+    }
+    // The parser reports an unknown command as a missing one.
+    return isMissing ? "Unknown command \"" + unexpected.front() + "\"." : text;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
     Command::reserveStandardStreams();
     const auto commandLine = Command::makeCommandLine();
+    const auto hidePins = [&](std::string text) {
+        return Command::hidePins(std::move(text), {arguments + std::min(count, 1), arguments + count});
+    };
     try {
         commandLine->parse(count, arguments);
         if (!std::cout.flush()) return fail(ExitCode::file, "Cannot write standard output.");
@@ -28,13 +52,10 @@ int main(int count, char** arguments) {
     } catch (const CLI::Success& asked) {
         return commandLine->exit(asked);
     } catch (const CLI::ParseError& error) {
-        // The parser reports an unknown command as a missing one.
-        const auto rest = commandLine->remaining(true);
-        const bool isWord = error.get_name() == "RequiredError" && !rest.empty();
-        return fail(ExitCode::usage, (isWord ? "Unknown command \"" + rest.front() + "\"." : error.what()) +
-                                         std::string(" (See torvane --help.)"));
+        return fail(ExitCode::usage,
+                    hidePins(describe(error, commandLine->remaining(true))) + " (See torvane --help.)");
     } catch (...) {
         const auto thrown = std::current_exception();
-        return fail(Command::chooseExitCode(thrown), Torvane::localizedDescription(thrown));
+        return fail(Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown)));
     }
 }

@@ -50,6 +50,75 @@ class Shell(CommandTest):
             self.assertEqual((done.returncode, done.stdout), (2, b""), arguments)
             self.assertRegex(done.stderr.decode(), rf"\Atorvane: {error}.*\(See torvane --help\.\)\n\Z")
 
+    # Command lines with a PIN, and the start of the error, which must not show it.
+    URI = "pkcs11:token=app;object=sign?pin-value=8642"
+    WITH_PIN = (
+        (("key", "show", " " + URI), 'The file " pkcs11:token=app" cannot be read'),
+        (("key", "show", " PKCS11:token=app;PIN-VALUE=8642"), 'The file " PKCS11:token=app" cannot be read'),
+        (("key", "show", " pkcs11:pin-value=8642"), 'The file " pkcs11:pin-value" cannot be read'),
+        (("key", "show", "pkcs1:token=app;pin-value=8642"), 'The file "pkcs1:token=app;pin-value" cannot be read'),
+        (("key", "show", "file:///token=app;pin=8642"), 'The file "/token=app;pin" cannot be read'),
+        (("key", "show", "file://host/" + URI), '"file://host/pkcs11:token=app" is neither a path'),
+        (("key", "show", "key.pem", URI), "The following argument was not expected: pkcs11:token=app... "),
+        (("key", "show", "locked.pem", "--secret-file", URI), 'Cannot read "pkcs11:token=app...": No such file'),
+        (("key", "show", "key.pem", "--pin-value=8642"), 'Unknown option "--pin-value".'),
+        (("key", "show", "key.pem", "--pin", "8642"), 'Unknown option "--pin".'),
+        (("key", "show", "key.pem", "-p8642"), 'Unknown option "-p".'),
+        (("key", "show", "key.pem", "-p", "8642"), 'Unknown option "-p".'),
+        (("key", "show", "--pin", "8642"), 'Unknown option "--pin".'),
+        (("key", "show", "key.pem", "--json=" + URI), "Could not convert: --json."),
+        (("key", "new", "P-256", "--encrypt=my8642", "new.pem"), "Could not convert: --encrypt."),
+        (("key", "new", URI, "new.pem"), "The kind of key must be one of"),
+        (("key", "new", "P-256", "none/" + URI), 'The file "none/pkcs11:token=app" cannot be written'),
+        (("key", "new", "P-256", "--encrypt", " " + URI), "There is no terminal to ask for a new passphrase of"),
+        ((URI,), 'Unknown command "pkcs11:token=app..."'),
+        (("--pin", "8642"), 'Unknown option "--pin".'),
+        (("key", URI), 'Unknown command "pkcs11:token=app..."'),
+        (("jwks", "make", URI), 'The key "pkcs11:token" is not of the form'),
+        (("jwks", "make", "sig:pkcs11;pin-value?8642"), 'The key "sig:pkcs11..." is not of the form'),
+        (("jwks", "list", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "list", "pin-value=8642"), 'Cannot read "pin-value...": No such file'),
+        (("jwks", "list", URI.replace("8642", '86"42')), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "check", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "select", "--use", URI, "set"), "The use must be"),
+        (("jwks", "select", "--kty", URI, "set"), "The key type must be"),
+        (("jwks", "select", "--alg", URI, "set"), "The algorithm is unknown"),
+        (("jwks", "select", "--kid", URI, "set.jwks"), "No key in the set matches."),
+        (("jwks", "make", "sig=key.pem", "-o", "none/" + URI), 'Cannot write "none/pkcs11:token=app..."'),
+        (("jwks", "make", "sig=key.pem", "-onone/pin-value=8642"), 'Cannot write "none/pin-value..."'),
+        (("encode", "--own", URI, "--peer", "set.jwks"), 'The key "pkcs11:token" is not of the form'),
+        (("encode", "--own", "sig:a=key.pem", "--peer", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--sign-with", URI), "Must provide sender's"),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--encrypt-to", URI), "Must provide recipient's"),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jws-alg", URI),
+         "Algorithm 'pkcs11:token=app...' is"),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jwe-alg", URI.replace("8642", '86"42')),
+         "pkcs11:token=app... algorithm is not supported"),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jwe-enc", URI),
+         "pkcs11:token=app... algorithm is not"),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jws-header", "=" + URI), '"=pkcs11:'),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jws-header", "alg=" + URI), '"alg=pkcs11:'),
+        (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jwe-header", "pin?8642"), '"pin..." is not'),
+        (("decode", "--own", "enc= " + URI, "--peer", "set.jwks"), 'The file " pkcs11:token=app" cannot be read'),
+        (("decode", "--own", "enc=key.pem", "--peer", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("inspect", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("inspect", "a", "b", "--", "--pin-value=8642"), 'Unknown option "--pin-value".'))
+
+    def test_no_error_shows_a_pin(self):
+        self.succeed("key", "new", "RSA-2048", "key.pem")
+        self.succeed("key", "new", "P-256", "locked.pem", "--secret-file", self.path("secret", "open sesame"))
+        self.succeed("jwks", "make", "sig:a=key.pem", "enc:b=key.pem", "-o", "set.jwks")
+        for arguments, error in self.WITH_PIN:
+            self.assertRegex("".join(arguments), '86"?42')
+            done = self.run_command(*arguments)
+            shown = done.stderr.decode()
+            self.assertEqual((done.returncode > 0, done.stdout), (True, b""), arguments)
+            self.assertEqual(shown.count("\n"), 1, arguments)
+            self.assertTrue(shown.startswith("torvane: " + error), (arguments, shown))
+            self.assertNotIn("8642", re.sub(r"\W", "", shown), arguments)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["key.pem", "locked.pem", "secret", "set.jwks"])
+
     CANDIDATES = (("key n", ["new"]), ("", ["key", "jwks", "encode", "decode", "inspect"]),
                   ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
                   ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/cut_pin.hpp"
 
 namespace Torvane {
 namespace {
@@ -62,7 +63,7 @@ std::string readPath(std::string_view uri) {
 }
 
 std::string quoteWithoutPin(std::string_view uri) {
-    return debugQuoted(uri.substr(0, uri.find_first_of(uri.find("pkcs11") == uri.npos ? "?" : "?;")));
+    return debugQuoted(cutPin(uri));
 }
 
 }  // namespace Torvane

@@ -14,9 +14,7 @@ bool hasScheme(std::string_view text, std::string_view scheme) noexcept;
 ///         wrong percent-encoding, or without a path.
 std::string readPath(std::string_view uri);
 
-/// A path or URI in quotes for an error, without anything that may be a PIN: it is cut at the first "?", and where the
-/// text contains "pkcs11" also at the first ";". A PKCS #11 URI after a blank is taken for a path and has to be cut
-/// too.
+/// A path or URI in quotes for an error, without anything that may be a PIN: it is cut as by cutPin().
 std::string quoteWithoutPin(std::string_view uri);
 
 }  // namespace Torvane

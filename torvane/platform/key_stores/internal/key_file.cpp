@@ -12,12 +12,12 @@ namespace Torvane {
 
 Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
     const auto path = readPath(uri);
-    return Crypto::readKey(readFile(path), keyClass, askForSecret, debugQuoted(path));
+    return Crypto::readKey(readFile(path), keyClass, askForSecret, quoteWithoutPin(path));
 }
 
 Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret) {
     const auto path = readPath(uri);
-    const auto origin = debugQuoted(path);
+    const auto origin = quoteWithoutPin(path);
     std::optional<SecretBuffer> passphrase;
     if (askForSecret) passphrase = askForSecret("a new passphrase of " + origin);
     const auto text = Crypto::writePrivateKeyPem(key.get(), passphrase);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/cut_pin.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::PKCS11 {
@@ -34,10 +35,13 @@ std::string describeLoadFailure() {
 }
 
 Driver loadDriver(const char* path) {
-    const auto name = "The PKCS #11 driver " + debugQuoted(path);
+    const auto shownPath = cutPin(path);
+    const auto name = "The PKCS #11 driver " + debugQuoted(shownPath);
     CK_FUNCTION_LIST* loaded = p11_kit_module_load(path, 0);
     if (loaded == nullptr) {
-        throw KeyStoreError::unavailable(name + " cannot be loaded: " + describeLoadFailure() + ".");
+        // The reason contains the path.
+        throw KeyStoreError::unavailable(name + " cannot be loaded" +
+                                         (shownPath == path ? ": " + describeLoadFailure() : "") + ".");
     }
     try {
         return startDriver(loaded);
