@@ -1,5 +1,7 @@
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
 
+#include <cstdlib>
+
 #include "tests/testing/testing.hpp"
 
 namespace {
@@ -82,6 +84,23 @@ TEST(Secp256k1, RejectsScalarsOutOfRange) {
                      SecurityError("A secp256k1 private key is 32 bytes, from 1 to the order - 1."));
         EXPECT_ERROR(Curve::sign(bad, signedDigest), SecurityError("Failed to sign with a secp256k1 key."));
     }
+}
+
+// As a detached thread does while the process exits. Runs in a new process, in which the handler is registered before
+// the first signature.
+TEST(Secp256k1, SignsWhileTheProcessExits) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    static ByteBuffer expected;
+    EXPECT_EXIT(
+        {
+            std::atexit([] {
+                if (Curve::sign(ownScalar, signedDigest) != expected) std::_Exit(1);
+                std::_Exit(0);
+            });
+            expected = Curve::sign(ownScalar, signedDigest);
+            std::exit(2);
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 TEST(Secp256k1, AcceptsTheHigherS) {

@@ -34,6 +34,10 @@ namespace Torvane {
 /// process that use the same driver disconnect for that, since the driver has to be restarted. A driver that talks over
 /// a socket may raise SIGPIPE when the other side is gone: ignore that signal, as other network programs do.
 ///
+/// Stores and keys may have static storage duration. Once the exit handlers of the process have begun to run,
+/// operations throw KeyStoreError unavailable. A child process that fork() made may use the stores and keys of its
+/// parent, over a connection of its own, unless another thread was using them at that moment.
+///
 /// The store does not check that a private key belongs to the public key or certificate beside it in the PKCS #11
 /// token. If it does not, signatures of the key do not verify.
 class TORVANE_EXPORT Pkcs11KeyStore {

@@ -23,9 +23,10 @@ Context makeSigningContext() {
     return context;
 }
 
-// Made at its first use and only read afterwards. A context for each signature would double the cost of signing.
+// Made at its first use and only read afterwards. A context for each signature would double the cost of signing. Never
+// destroyed, since exit handlers and detached threads may still sign while the process exits.
 const secp256k1_context* signingContext() {
-    static const Context context = makeSigningContext();
+    static const auto& context = *new Context(makeSigningContext());
     return context.get();
 }
 

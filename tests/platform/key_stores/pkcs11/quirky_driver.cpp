@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
 #include <string_view>
+#include <unistd.h>
 
 namespace {
 
@@ -15,6 +16,12 @@ std::atomic<int> openSessions = 0;
 std::atomic<bool> wasRemoved = false;
 std::atomic<unsigned> timesShown = 0;
 std::atomic<unsigned> wrongLogins = 0;
+std::atomic<pid_t> startingProcess = 0;
+std::atomic<bool> isDestroyed = false;
+
+const struct StaticVariable {
+    ~StaticVariable() { isDestroyed = true; }
+} staticVariable;
 
 bool isQuirk(std::string_view name) {
     const char* quirk = std::getenv("QUIRK");
@@ -37,7 +44,24 @@ CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify,
     return result;
 }
 
+// With the quirk "one process", a session crashes a process other than the one that started the driver, and also its
+// own process once the static variables of the driver are destroyed.
+void requireStartingProcess() {
+    if (isQuirk("one process") && (isDestroyed || startingProcess != ::getpid())) std::abort();
+}
+
+CK_RV initialize(void* arguments) {
+    startingProcess = ::getpid();
+    return real->C_Initialize(arguments);
+}
+
+CK_RV getSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
+    requireStartingProcess();
+    return real->C_GetSessionInfo(session, info);
+}
+
 CK_RV closeSession(CK_SESSION_HANDLE session) {
+    requireStartingProcess();
     --openSessions;
     return real->C_CloseSession(session);
 }
@@ -132,6 +156,8 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         const auto get = reinterpret_cast<CK_C_GetFunctionList>(::dlsym(library, "C_GetFunctionList"));
         get(&real);
         quirky = *real;
+        quirky.C_Initialize = initialize;
+        quirky.C_GetSessionInfo = getSessionInfo;
         quirky.C_OpenSession = openSession;
         quirky.C_CloseSession = closeSession;
         quirky.C_Login = logIn;

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
+
 namespace Torvane::PKCS11 {
 namespace {
 
@@ -61,13 +63,14 @@ Template& Template::setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
     return *this;
 }
 
-Session::Session(Driver driver, CK_SLOT_ID slot, CK_FLAGS flags) : driver_(std::move(driver)) {
+Session::Session(Driver driver, CK_SLOT_ID slot, CK_FLAGS flags)
+    : driver_(std::move(driver)), processId_(readProcessId()) {
     const auto result = driver_->C_OpenSession(slot, CKF_SERIAL_SESSION | flags, nullptr, nullptr, &handle_);
     if (result != CKR_OK) throw CallFailure(result, "open a session");
 }
 
 Session::~Session() {
-    attempt<&CK_FUNCTION_LIST::C_CloseSession>();
+    if (!isExiting() && processId_ == readProcessId()) attempt<&CK_FUNCTION_LIST::C_CloseSession>();
 }
 
 bool Session::isLoggedIn() {

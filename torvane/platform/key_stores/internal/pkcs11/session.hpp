@@ -41,7 +41,7 @@ struct CallFailure : std::exception {
 };
 
 /// A driver that is loaded and started. It is stopped when the last copy of the pointer goes, unless other code of this
-/// process uses it through p11-kit.
+/// process uses it through p11-kit, or the process exits.
 using Driver = std::shared_ptr<CK_FUNCTION_LIST>;
 
 /// Attributes of the objects to search for, or of a new object. Byte values are not copied: they have to outlive the
@@ -69,7 +69,8 @@ class Template {
     std::deque<CK_ULONG> numbers_;
 };
 
-/// An open session, closed by the destructor. For one thread at a time.
+/// An open session, closed by the destructor unless the process exits or is a child of the one that opened the session.
+/// For one thread at a time.
 class Session {
   public:
     /// @throws CallFailure
@@ -114,6 +115,7 @@ class Session {
   private:
     Driver driver_;
     CK_SESSION_HANDLE handle_{};
+    int processId_;
     bool needsReconnect_ = false;
 };
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "torvane/platform/core/random.hpp"
+#include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token_search.hpp"
 #include "torvane/platform/primitives/digest.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
@@ -33,12 +34,16 @@ Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_
 }
 
 Token::~Token() {
+    // In a child process another thread of the parent may have held the lock for ever.
+    if (isExiting()) return;
     const std::lock_guard lock(registry().mutex);
     registry().tokens.erase(this);
 }
 
 std::unique_ptr<Session> Token::acquireSession(CK_FLAGS flags) {
+    if (isExiting()) throw KeyStoreError::unavailable("A PKCS #11 token cannot be used while the process exits.");
     std::unique_lock lock(mutex_);
+    leaveConnectionOfParent();
     for (bool isRetry = false;;) {
         // The lost connection has to end before there is a new one.
         changed_.wait(lock, [&] { return !isLost_ || leaseCount_ == 0; });
@@ -76,7 +81,7 @@ void Token::releaseSession(std::unique_ptr<Session> session, Condition condition
     // Without the lock: driverFile_ does not change before this lease ends.
     if (condition == Condition::lost) markLost(driverFile_);
     const std::lock_guard lock(mutex_);
-    if (!isLost_) {
+    if (!isLost_ && !isExiting()) {
         try {
             // The replacement is opened before the old session is closed: the login ends with the last session.
             if (condition == Condition::unusable) std::make_unique<Session>(driver_, slot_).swap(session);
@@ -100,7 +105,16 @@ void Token::connect() {
     driver_ = std::move(found.driver);
     slot_ = found.slot;
     flags_ = found.info.flags;
+    processId_ = readProcessId();
     ++connection_;
+}
+
+void Token::leaveConnectionOfParent() noexcept {
+    if (processId_ == readProcessId()) return;
+    idle_.clear();
+    driver_.reset();
+    leaseCount_ = 0;
+    isLost_ = false;
 }
 
 void Token::disconnectIfUnused() noexcept {
@@ -111,6 +125,7 @@ void Token::disconnectIfUnused() noexcept {
 }
 
 void Token::markLost(const std::string& driverFile) noexcept {
+    if (isExiting()) return;
     const std::lock_guard lock(registry().mutex);
     for (auto* token : registry().tokens) {
         const std::lock_guard tokenLock(token->mutex_);

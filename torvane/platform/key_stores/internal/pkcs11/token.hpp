@@ -102,10 +102,13 @@ class Token {
         Condition condition_ = Condition::reusable;
     };
 
-    // Waits while the token allows no more sessions, and connects when there is no connection.
+    // Waits while the token allows no more sessions, and connects when there is no connection. Throws KeyStoreError
+    // unavailable while the process exits.
     std::unique_ptr<Session> acquireSession(CK_FLAGS flags);
     void releaseSession(std::unique_ptr<Session> session, Condition condition) noexcept;
     void connect();
+    // Leaves the connection of the parent process to that process: a child has to start the driver itself.
+    void leaveConnectionOfParent() noexcept;
     // Ends a lost connection as soon as no session of it is leased.
     void disconnectIfUnused() noexcept;
     // Marks all tokens behind the driver as lost, so that it is stopped once none of them uses it.
@@ -138,6 +141,7 @@ class Token {
     CK_SLOT_ID slot_{};
     CK_FLAGS flags_{};
     unsigned connection_ = 0;
+    int processId_ = 0;
     bool isLost_ = false;
     std::size_t leaseCount_ = 0;
     std::vector<std::unique_ptr<Session>> idle_;

@@ -8,6 +8,7 @@
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/key_stores/internal/cut_pin.hpp"
+#include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::PKCS11 {
@@ -22,10 +23,14 @@ Driver startDriver(CK_FUNCTION_LIST* loaded) {
         p11_kit_module_release(loaded);
         throw CallFailure(result, "start");
     }
-    return {loaded, [](CK_FUNCTION_LIST* driver) {
-                p11_kit_module_finalize(driver);
-                p11_kit_module_release(driver);
-            }};
+    Driver driver(loaded, [](CK_FUNCTION_LIST* started) {
+        if (isExiting()) return;
+        p11_kit_module_finalize(started);
+        p11_kit_module_release(started);
+    });
+    const CString file(p11_kit_module_get_filename(loaded));
+    watchExit(file ? file.get() : "");
+    return driver;
 }
 
 // p11-kit has the text of its last failure, or none.
