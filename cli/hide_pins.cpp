@@ -4,14 +4,12 @@
 #include <string_view>
 #include <torvane/torvane.hpp>
 
-#include "torvane/platform/key_stores/internal/cut_pin.hpp"
-
 namespace Command {
 namespace {
 
 bool isPinOption(std::string_view argument) noexcept {
     return argument.starts_with('-') && argument.find('=') == argument.npos &&
-           Torvane::findIgnoringCase(argument, "pin") != argument.npos;
+           (argument.find("pin") != argument.npos || argument.find("PIN") != argument.npos);
 }
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {

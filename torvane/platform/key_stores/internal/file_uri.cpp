@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
-#include "torvane/platform/key_stores/internal/cut_pin.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
 
 namespace Torvane {
 namespace {

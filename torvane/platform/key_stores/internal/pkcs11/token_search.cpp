@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "torvane/platform/core/error.hpp"
-#include "torvane/platform/key_stores/internal/cut_pin.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
+#include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::PKCS11 {

@@ -16,8 +16,7 @@ namespace Torvane::PKCS11 {
 class URI {
   public:
     /// @throws KeyStoreError invalidURI for a malformed URI, one that contains white space, an unknown attribute, or
-    /// both
-    ///         pin-source and pin-value.
+    ///         both pin-source and pin-value.
     explicit URI(std::string_view text);
 
     /// The path part, normalised: it names library, slot, token and key, and contains no PIN. For errors.
