@@ -217,7 +217,7 @@ TEST(PinTries, ARejectedPinIsNotSentAgain) {
     EXPECT_EQ(device.open(store).publicComponents(), publicKey(ecP256).publicComponents());
 }
 
-TEST(PinTries, EightThreadsSendARejectedPinOnce) {
+TEST(DeviceConcurrency, EightThreadsSendARejectedPinOnce) {
     DeviceWithThreeTries device;
     const auto store = device.makeStore();
     std::atomic<int> rejections = 0;

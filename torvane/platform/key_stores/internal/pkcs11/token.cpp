@@ -2,11 +2,11 @@
 
 #include <cstdlib>
 
-#include "torvane/platform/core/random.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token_search.hpp"
 #include "torvane/platform/primitives/digest.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
+#include "torvane/platform/primitives/secret_random.hpp"
 
 namespace Torvane::PKCS11 {
 namespace {
@@ -27,7 +27,7 @@ Registry& registry() {
 }  // namespace
 
 Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_(std::move(askForPin)), pinSalt_(32) {
-    secRandomCopyBytes(pinSalt_);
+    Crypto::fillWithRandomSecret(pinSalt_);
     connect();
     const std::lock_guard lock(registry().mutex);
     registry().tokens.insert(this);
@@ -151,9 +151,9 @@ void Token::requireTries() const {
                                      ": only the last try is left, which is not used without permission.");
 }
 
-ByteBuffer Token::digestPin(ByteView pin) const {
-    Crypto::Digest digest(HashFunction::SHA256);
-    digest.update(pinSalt_);
+SecretBuffer Token::digestPin(ByteView pin) const {
+    const Crypto::ErrorScope scope;
+    Crypto::Hmac digest(HashFunction::SHA256, pinSalt_);
     digest.update(asBytes(serialNumber_));  // of fixed size
     digest.update(pin);
     return digest.finish();
@@ -167,8 +167,9 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
         if (askForPin_) pin = askForPin_("the PIN of " + description_);
         if (!pin) throw KeyStoreError::wrongSecret("A PIN is needed for " + description_ + ".");
     }
-    const auto digest = pin ? digestPin(*pin) : ByteBuffer();
-    if (rejectedPins_.contains(digest)) {
+    const auto digest = pin ? digestPin(*pin) : SecretBuffer();
+    auto& rejectedPins = rejectedPins_[user];
+    if (rejectedPins.contains(digest)) {
         throw KeyStoreError::wrongSecret("The PIN of " + description_ +
                                          " is the one that was rejected before. It was not sent again.");
     }
@@ -178,12 +179,12 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
     if (pin) pin->push_back('\0');  // gives an empty PIN an address: a null pointer would mean the keypad
     const auto result = session.attempt<&CK_FUNCTION_LIST::C_Login>(user, pin ? pin->data() : nullptr, size);
     switch (result) {
-        case CKR_OK: rejectedPins_.clear(); return;
+        case CKR_OK: rejectedPins.clear(); return;
         case CKR_USER_ALREADY_LOGGED_IN: return;
         case CKR_PIN_INCORRECT:
         case CKR_PIN_INVALID:
         case CKR_PIN_LEN_RANGE:
-            if (pin) rejectedPins_.insert(digest);
+            if (pin) rejectedPins.insert(digest);
             throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is wrong.");
         case CKR_FUNCTION_CANCELED: throw KeyStoreError::wrongSecret("No PIN was entered for " + description_ + ".");
         case CKR_PIN_LOCKED: throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is locked.");

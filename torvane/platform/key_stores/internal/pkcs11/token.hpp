@@ -7,6 +7,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -118,16 +119,17 @@ class Token {
     // Asks the driver each time: other processes use up tries too.
     void requireTries() const;
     // Of a PIN for the token that is in the slot.
-    [[nodiscard]] ByteBuffer digestPin(ByteView pin) const;
+    [[nodiscard]] SecretBuffer digestPin(ByteView pin) const;
     [[nodiscard]] KeyStoreError toKeyStoreError(const CallFailure& failure) const;
 
     const URI uri_;
     const SecretSource askForPin_;
     // Held while a PIN is asked for and sent, so that there is one prompt at a time.
     std::mutex promptMutex_;
-    // Digests of the PINs that were rejected since the last login; guarded by promptMutex_.
-    std::set<ByteBuffer> rejectedPins_;
-    ByteBuffer pinSalt_;
+    // Digests of the PINs that were rejected since the last login as this user; guarded by promptMutex_. A token may
+    // have another PIN for single operations.
+    std::map<CK_USER_TYPE, std::set<SecretBuffer>> rejectedPins_;
+    SecretBuffer pinSalt_;
     std::atomic<bool> mayUseLastTry_ = false;
 
     // Guards all that follows, and is locked after the registry's mutex where both are held. From description_ to
