@@ -116,6 +116,14 @@ def include_faults(files, allowed=ALLOWED):
             yield f"ALLOWED lists {entry[0]} -> {entry[1]}, which no include needs"
 
 
+def private_includes(programs):
+    """Yields a fault for each private header that the command or an example includes."""
+    for file, text in programs.items():
+        for _, included in INCLUDE.findall(text):
+            if included.startswith("torvane/") and is_private(included):
+                yield f"{file} includes {included}: private to the library"
+
+
 def untested(files, tests):
     """Yields a fault for each folder that has sources and no test. `files` and `tests` are paths."""
     tested = {path.rpartition("/")[0] for path in tests}
@@ -134,7 +142,8 @@ def paths(pattern):
 
 def main():
     files = {path: (ROOT / path).read_text() for path in paths("torvane/**/*.?pp")}
-    faults = [*include_faults(files), *untested(files, paths("tests/**/*_test.cpp"))]
+    programs = {path: (ROOT / path).read_text() for path in paths("cli/*.?pp") + paths("examples/*.?pp")}
+    faults = [*include_faults(files), *private_includes(programs), *untested(files, paths("tests/**/*_test.cpp"))]
     folders = source_folders(files)
     if len(files) < FEWEST_FILES or len(folders) < FEWEST_FOLDERS:
         faults.append(f"only {len(files)} files and {len(folders)} folders with sources were found")

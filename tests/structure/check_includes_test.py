@@ -45,6 +45,10 @@ def checks():
     yield "an entry beside that of its folder", list(check.include_faults(USES, twice)), "lists torvane/jws/a.cpp -> "
 
     sources = ["torvane/jws/a.cpp", "torvane/jws/internal/b.cpp", "torvane/support/only_a_header.hpp"]
+    include = '#include "torvane/platform/core/%s.hpp"\n'
+    yield "nothing: a public header", list(check.private_includes({"cli/a.cpp": include % "clock"})), ""
+    yield "a private header in a program", list(check.private_includes({"cli/a.cpp": include % "internal/a"})), \
+        "private to the library"
     yield "nothing: a folder with a test", list(check.untested(sources, ["tests/jws/a_test.cpp"])), ""
     yield "a folder without a test", list(check.untested(sources, ["tests/jws/a/a_test.cpp"])), "tests/jws has no test"
 
