@@ -65,7 +65,8 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
         unavailable,   ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
                        ///< new file exists already. Retrying may help if it was missing.
         keyNotFound,   ///< The store is there, but no key fits, or more than one key fits.
-        wrongSecret,   ///< The passphrase or PIN is missing, wrong or locked.
+        wrongSecret,   ///< The passphrase or PIN is missing, wrong, locked, or not sent: it was rejected before, or
+                       ///< would spend the last try.
         notSupported,  ///< The store does not support this operation, algorithm or kind of key, or the build lacks the
                        ///< store.
         operationFailed,  ///< The store rejected the operation, or failed for another reason.
