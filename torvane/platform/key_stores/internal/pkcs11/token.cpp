@@ -1,6 +1,8 @@
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
+#include <algorithm>
 #include <cstdlib>
+#include <set>
 
 #include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token_search.hpp"
@@ -169,7 +171,7 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
     }
     const auto digest = pin ? digestPin(*pin) : SecretBuffer();
     auto& rejectedPins = rejectedPins_[user];
-    if (rejectedPins.contains(digest)) {
+    if (std::ranges::find(rejectedPins, digest) != rejectedPins.end()) {
         throw KeyStoreError::wrongSecret("The PIN of " + description_ +
                                          " is the one that was rejected before. It was not sent again.");
     }
@@ -184,7 +186,7 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
         case CKR_PIN_INCORRECT:
         case CKR_PIN_INVALID:
         case CKR_PIN_LEN_RANGE:
-            if (pin) rejectedPins.insert(digest);
+            if (pin) rejectedPins.push_back(digest);
             throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is wrong.");
         case CKR_FUNCTION_CANCELED: throw KeyStoreError::wrongSecret("No PIN was entered for " + description_ + ".");
         case CKR_PIN_LOCKED: throw KeyStoreError::wrongSecret("The PIN of " + description_ + " is locked.");

@@ -10,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -128,7 +127,7 @@ class Token {
     std::mutex promptMutex_;
     // Digests of the PINs that were rejected since the last login as this user; guarded by promptMutex_. A token may
     // have another PIN for single operations.
-    std::map<CK_USER_TYPE, std::set<SecretBuffer>> rejectedPins_;
+    std::map<CK_USER_TYPE, std::vector<SecretBuffer>> rejectedPins_;
     SecretBuffer pinSalt_;
     std::atomic<bool> mayUseLastTry_ = false;
 
