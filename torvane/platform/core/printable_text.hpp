@@ -1,6 +1,6 @@
 // Text from strangers, made safe for terminals and logs.
 //
-//     std::clog << Torvane::makePrintable(text) << '\n';  // one line, at most about 500 bytes
+//     std::clog << Torvane::makePrintable(Torvane::asText(theirToken)) << '\n';  // one line, about 500 bytes at most
 #pragma once
 
 #include <cstddef>
