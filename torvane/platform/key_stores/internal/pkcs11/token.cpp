@@ -36,7 +36,7 @@ Token::Token(URI uri, SecretSource askForPin) : uri_(std::move(uri)), askForPin_
 }
 
 Token::~Token() {
-    // In a child process another thread of the parent may have held the lock for ever.
+    // Another thread may hold the lock and never run again.
     if (isExiting()) return;
     const std::lock_guard lock(registry().mutex);
     registry().tokens.erase(this);
