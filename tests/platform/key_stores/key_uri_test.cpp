@@ -24,7 +24,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 28, [&](const json& row) {
+    forEachRow("key_files.json", "files", 30, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -43,6 +43,26 @@ TEST(KeyFile, OpensTheRequestedClass) {
         }
         EXPECT_LE(askedFor.size(), 2U) << "once for each opening";
         for (const auto& whose : askedFor) EXPECT_EQ(whose, "the passphrase of " + debugQuoted(path));
+    });
+}
+
+// Without the limit most of these files take minutes or hours.
+TEST(KeyFile, RejectsMoreThanFiveMillionIterationsBeforeDerivingAKey) {
+    const TemporaryFolder folder;
+    forEachRow("key_files.json", "derivations", 22, [&](const json& row) {
+        const auto path = folder.write("key file.bin", fromBase64(row["file"]));
+        bool asked = false;
+        SecretSource source;
+        if (!row["passphrase"].is_null()) {
+            source = [&](std::string_view) {
+                asked = true;
+                return std::optional(secret(row["passphrase"].get<std::string>()));
+            };
+        }
+        std::optional<SecKey> key;
+        const auto thrown = THROWN_BY(key = openKey(path, KeyClass::privateKey, source));
+        EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(row["private"], path));
+        EXPECT_EQ(asked, row["asked"].get<bool>());
     });
 }
 

@@ -45,10 +45,12 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// of the input are read.
     /// @param encoded the input, in memory.
     /// @param keyClass which key of the pair to return.
-    /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty.
+    /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty. Without it,
+    ///        encrypted keys and PKCS #12 are not read.
     /// @param origin the name of the input in error texts.
     /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
-    ///         it holds no key of that class, or more than one. SecurityError as load(encoded). Whatever
+    ///         it holds no key of that class, or more than one; notSupported when decrypting it takes more than
+    ///         5,000,000 iterations of key derivation. SecurityError as load(encoded). Whatever
     ///         `askForPassphrase` throws.
     [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase,
                                      std::string_view origin = "the text");

@@ -1,111 +1,310 @@
 #include "torvane/platform/key_stores/internal/key_encoding.hpp"
 
-#include <climits>
-#include <exception>
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include <openssl/bio.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
-#include <openssl/store.h>
-#include <openssl/ui.h>
 #include <openssl/x509.h>
 
+#include "torvane/platform/key_stores/internal/derivation_cost.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 
 namespace Torvane::Crypto {
 namespace {
 
+void freeText(char* text) noexcept {
+    OPENSSL_free(text);
+}
+
+void freeParts(STACK_OF(PKCS7) * parts) noexcept {
+    sk_PKCS7_pop_free(parts, PKCS7_free);
+}
+
 using Bio = Handle<BIO, BIO_free>;
-using Store = Handle<OSSL_STORE_CTX, OSSL_STORE_close>;
-using StoreInfo = Handle<OSSL_STORE_INFO, OSSL_STORE_INFO_free>;
-using UiMethod = Handle<UI_METHOD, UI_destroy_method>;
+using Text = Handle<char, freeText>;
 using PrivateKeyInfo = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using EncryptedKey = Handle<X509_SIG, X509_SIG_free>;
+using Certificate = Handle<X509, X509_free>;
+using Pkcs12 = Handle<PKCS12, PKCS12_free>;
+using Parts = Handle<STACK_OF(PKCS7), freeParts>;
 
 // Iterations of PBKDF2: each guess at a passphrase takes a good part of a second.
 constexpr int pbkdf2Iterations = 600'000;
 
-// Calls the callback at most once, however often OpenSSL asks: it tries to decode a text in several ways.
-class PassphrasePrompt {
-  public:
-    PassphrasePrompt(const SecretSource& askForPassphrase, std::string_view description)
-        : askForPassphrase_(askForPassphrase), description_(description) {}
-
-    [[nodiscard]] bool wasAsked() const noexcept { return wasAsked_; }
-    [[nodiscard]] bool wasAnswered() const noexcept { return answer_.has_value(); }
-    // Rethrows what the callback threw: an exception cannot pass through OpenSSL.
-    void rethrow() const {
-        if (thrown_) std::rethrow_exception(thrown_);
-    }
-
-    // Replaces OpenSSL's default method, which asks on the terminal.
-    static UiMethod makeMethod() {
-        UiMethod method(check(UI_create_method("passphrase"), "set up a key reader"));
-        check(UI_method_set_reader(method.get(), read) == 0 ? 1 : 0, "set up a key reader");
-        return method;
-    }
-
-  private:
-    static int read(UI* ui, UI_STRING* prompt) noexcept {
-        const auto type = UI_get_string_type(prompt);
-        if (type != UIT_PROMPT && type != UIT_VERIFY) return 1;
-        const auto* answer = static_cast<PassphrasePrompt*>(UI_get0_user_data(ui))->ask();
-        if (answer == nullptr || !std::in_range<int>(answer->size())) return 0;
-        const auto text = asText(*answer);
-        return UI_set_result_ex(ui, prompt, text.data(), static_cast<int>(text.size())) >= 0 ? 1 : 0;
-    }
-
-    const SecretBuffer* ask() noexcept {
-        if (!std::exchange(wasAsked_, true) && askForPassphrase_) {
-            try {
-                answer_ = askForPassphrase_(description_);
-            } catch (...) {
-                thrown_ = std::current_exception();
-            }
-        }
-        return answer_ ? &*answer_ : nullptr;
-    }
-
-    const SecretSource& askForPassphrase_;
-    std::string_view description_;
-    bool wasAsked_ = false;
-    std::optional<SecretBuffer> answer_;
-    std::exception_ptr thrown_;
-};
-
 // At most this many objects of a text are read, including those that cannot be decoded.
 constexpr int maximumObjects = 64;
 
-void add(KeysRead& keys, const OSSL_STORE_INFO* info) {
-    const auto append = [](std::vector<Pkey>& to, EVP_PKEY* key) {
-        if (key != nullptr) to.emplace_back(key);
-    };
-    switch (OSSL_STORE_INFO_get_type(info)) {
-        case OSSL_STORE_INFO_PKEY: return append(keys.privateKeys, OSSL_STORE_INFO_get1_PKEY(info));
-        case OSSL_STORE_INFO_PUBKEY: return append(keys.publicKeys, OSSL_STORE_INFO_get1_PUBKEY(info));
-        case OSSL_STORE_INFO_CERT: return append(keys.certifiedKeys, X509_get_pubkey(OSSL_STORE_INFO_get0_CERT(info)));
-        default: return;
-    }
-}
+// A passphrase as OpenSSL takes it.
+struct Passphrase {
+    const char* text = nullptr;
+    int size = 0;
+};
 
-// `expected` is a type of OSSL_STORE_INFO, or 0 for all types. OpenSSL recognises a PKCS #1 public key in DER only when
-// a public key is expected.
-void readInto(KeysRead& keys, ByteView encoded, int expected, const UI_METHOD* method, PassphrasePrompt& passphrase) {
-    const Bio input(
-        check(BIO_new_mem_buf(encoded.data(), toInt(encoded.size(), "set up a key reader")), "set up a key reader"));
-    const Store store(
-        check(OSSL_STORE_attach(input.get(), "file", nullptr, nullptr, method, &passphrase, nullptr, nullptr, nullptr),
-              "set up a key reader"));
-    if (expected != 0) check(OSSL_STORE_expect(store.get(), expected), "set up a key reader");
-    for (int object = 0; object < maximumObjects && OSSL_STORE_eof(store.get()) == 0; ++object) {
-        if (const StoreInfo info(OSSL_STORE_load(store.get())); info) {
-            add(keys, info.get());
-        } else {
-            keys.remainsEncrypted = passphrase.wasAsked();
+// One block of PEM.
+class PemBlock {
+  public:
+    PemBlock() noexcept = default;
+    PemBlock(const PemBlock&) = delete;
+    PemBlock& operator=(const PemBlock&) = delete;
+    ~PemBlock() { OPENSSL_secure_clear_free(data_, capacity_); }
+
+    bool read(BIO* input) {
+        char *label = nullptr, *header = nullptr;
+        const int result =
+            PEM_read_bio_ex(input, &label, &header, &data_, &size_, PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE);
+        label_.reset(label);
+        header_.reset(header);
+        capacity_ = static_cast<std::size_t>(size_);
+        return result == 1;
+    }
+
+    [[nodiscard]] std::string_view label() const noexcept { return label_.get(); }
+
+    // How the block is encrypted, the old way (RFC 1421); nothing for a header that OpenSSL does not know.
+    [[nodiscard]] std::optional<EVP_CIPHER_INFO> readEncryption() {
+        EVP_CIPHER_INFO encryption{};
+        if (PEM_get_EVP_CIPHER_INFO(header_.get(), &encryption) != 1) return std::nullopt;
+        return encryption;
+    }
+
+    bool decrypt(EVP_CIPHER_INFO& encryption, Passphrase passphrase) {
+        return PEM_do_header(&encryption, data_, &size_, copyPassphrase, &passphrase) == 1;
+    }
+
+    [[nodiscard]] ByteView data() const noexcept { return {data_, static_cast<std::size_t>(size_)}; }
+
+  private:
+    static int copyPassphrase(char* buffer, int capacity, int, void* given) noexcept {
+        const auto* passphrase = static_cast<const Passphrase*>(given);
+        if (passphrase->size > capacity) return -1;
+        std::copy_n(passphrase->text, passphrase->size, buffer);
+        return passphrase->size;
+    }
+
+    Text label_, header_;
+    unsigned char* data_ = nullptr;
+    long size_ = 0;
+    std::size_t capacity_ = 0;
+};
+
+// OpenSSL's own reader, OSSL_STORE, derives keys with whatever number of iterations a text asks for, and for PKCS #12
+// even before it asks for a passphrase. So the objects of a text are found and decrypted here.
+class KeyReader {
+  public:
+    // With `onlyAddsCost` nothing is derived or asked for, so that all objects are counted before the first derivation.
+    KeyReader(const SecretSource& askForPassphrase, std::string_view origin, bool onlyAddsCost)
+        : askForPassphrase_(askForPassphrase), origin_(origin), onlyAddsCost_(onlyAddsCost) {}
+
+    KeysRead read(ByteView encoded) && {
+        if (std::in_range<int>(encoded.size())) {
+            const auto rest = readDer(encoded);
+            if (!rest.empty()) readPem(rest);
+        }
+        return std::move(keys_);
+    }
+
+  private:
+    // Decodes an object of DER, and removes it from the front of the text.
+    template <class Object, auto Decode, class... Family>
+    static Object decode(ByteView& encoded, Family... family) {
+        const auto* end = encoded.data();
+        Object object(Decode(family..., nullptr, &end, static_cast<long>(encoded.size())));
+        if (object) encoded = encoded.subspan(static_cast<std::size_t>(end - encoded.data()));
+        return object;
+    }
+
+    // Reads consecutive objects, and returns what is left behind the last one.
+    ByteView readDer(ByteView encoded) {
+        while (objects_ < maximumObjects && !encoded.empty() && readObject(encoded)) ++objects_;
+        return encoded;
+    }
+
+    void readPem(ByteView encoded) {
+        const Bio input(check(BIO_new_mem_buf(encoded.data(), toInt(encoded.size(), "set up a key reader")),
+                              "set up a key reader"));
+        for (; objects_ < maximumObjects && BIO_eof(input.get()) != 1; ++objects_) {
+            PemBlock block;
+            if (!block.read(input.get())) continue;
+            auto encryption = block.readEncryption();
+            if (!encryption) continue;
+            const bool isEncrypted = encryption->cipher != nullptr;
+            const auto passphrase = isEncrypted ? ask() : std::nullopt;
+            const bool isDecrypted = !isEncrypted || (passphrase && block.decrypt(*encryption, *passphrase));
+            auto data = block.data();
+            const bool isRead = isDecrypted && readObject(data, block.label());
+            keys_.remainsEncrypted |= isEncrypted && !isRead;
         }
     }
-}
+
+    // Decodes one object, in PEM of the type that the label names, and removes it from the front of the text. Returns
+    // whether there is one, be there a usable key in it or not.
+    bool readObject(ByteView& encoded, std::optional<std::string_view> label = {}) {
+        // No encoding of one of these types is also an encoding of another.
+        constexpr std::array<std::pair<std::string_view, bool (KeyReader::*)(ByteView&)>, 10> readers{{
+            {{}, &KeyReader::readPkcs12},
+            {"ENCRYPTED PRIVATE KEY", &KeyReader::readEncrypted},
+            {"PRIVATE KEY", &KeyReader::readPkcs8},
+            {"CERTIFICATE", &KeyReader::readCertificate},
+            {"X509 CERTIFICATE", &KeyReader::readCertificate},
+            {"TRUSTED CERTIFICATE", &KeyReader::readCertificate},
+            {"RSA PRIVATE KEY", &KeyReader::readPrivate<EVP_PKEY_RSA>},
+            {"EC PRIVATE KEY", &KeyReader::readPrivate<EVP_PKEY_EC>},
+            {"PUBLIC KEY", &KeyReader::readPublic<d2i_PUBKEY>},
+            {"RSA PUBLIC KEY", &KeyReader::readPublic<d2i_PublicKey, EVP_PKEY_RSA>},
+        }};
+        return std::ranges::any_of(readers, [&](const auto& reader) {
+            return (!label || *label == reader.first) && (this->*reader.second)(encoded);
+        });
+    }
+
+    bool readPkcs12(ByteView& encoded) {
+        const auto file = decode<Pkcs12, d2i_PKCS12>(encoded);
+        if (file) addPkcs12(file.get());
+        return file != nullptr;
+    }
+
+    bool readEncrypted(ByteView& encoded) {
+        const auto key = decode<EncryptedKey, d2i_X509_SIG>(encoded);
+        if (key) addEncrypted(key.get());
+        return key != nullptr;
+    }
+
+    bool readPkcs8(ByteView& encoded) {
+        const auto info = decode<PrivateKeyInfo, d2i_PKCS8_PRIV_KEY_INFO>(encoded);
+        if (info) add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info.get())));
+        return info != nullptr;
+    }
+
+    bool readCertificate(ByteView& encoded) {
+        const auto certificate = decode<Certificate, d2i_X509>(encoded);
+        if (certificate) add(keys_.certifiedKeys, Pkey(X509_get_pubkey(certificate.get())));
+        return certificate != nullptr;
+    }
+
+    template <int family>
+    bool readPrivate(ByteView& encoded) {
+        return add(keys_.privateKeys, decode<Pkey, d2i_PrivateKey>(encoded, family));
+    }
+
+    template <auto decodeKey, int... family>
+    bool readPublic(ByteView& encoded) {
+        return add(keys_.publicKeys, decode<Pkey, decodeKey>(encoded, family...));
+    }
+
+    static bool add(std::vector<Pkey>& keys, Pkey key) {
+        if (!key) return false;
+        keys.push_back(std::move(key));
+        return true;
+    }
+
+    void addEncrypted(const X509_SIG* encrypted) {
+        if (askForPassphrase_) {
+            cost_.add(encrypted);
+            requireAffordableCost();
+        }
+        const auto passphrase = ask();
+        if (!passphrase || !addDecrypted(encrypted, *passphrase)) keys_.remainsEncrypted = true;
+    }
+
+    bool addDecrypted(const X509_SIG* encrypted, Passphrase passphrase) {
+        const PrivateKeyInfo info(PKCS8_decrypt(encrypted, passphrase.text, passphrase.size));
+        return info && add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info.get())));
+    }
+
+    // Without a callback nothing is derived, not even from an empty passphrase.
+    void addPkcs12(PKCS12* file) {
+        const Parts parts(PKCS12_unpack_authsafes(file));
+        const auto passphrase = parts ? findPassphrase(file, parts.get()) : std::nullopt;
+        if (!passphrase) {
+            keys_.remainsEncrypted = true;
+            return;
+        }
+        const auto contents = decryptParts(parts.get(), *passphrase);
+        bool hasKey = false;
+        for (const auto& bags : contents) addBags(bags.get(), *passphrase, hasKey);
+    }
+
+    // The passphrase that the MAC of a PKCS #12 file belongs to. An empty one has two forms there.
+    std::optional<Passphrase> findPassphrase(PKCS12* file, const STACK_OF(PKCS7) * parts) {
+        if (!askForPassphrase_) return std::nullopt;
+        cost_.add(file, parts);
+        requireAffordableCost();
+        if (onlyAddsCost_) return std::nullopt;
+        for (const auto passphrase : {Passphrase{"", 0}, Passphrase{}}) {
+            if (PKCS12_verify_mac(file, passphrase.text, passphrase.size) == 1) return passphrase;
+        }
+        const auto passphrase = ask();
+        if (!passphrase || PKCS12_verify_mac(file, passphrase->text, passphrase->size) != 1) return std::nullopt;
+        return passphrase;
+    }
+
+    // The contents of all parts. Only now can the cost of keys be added that are encrypted within an encrypted part.
+    std::vector<Bags> decryptParts(STACK_OF(PKCS7) * parts, Passphrase passphrase) {
+        std::vector<Bags> contents;
+        for (int i = 0; i < sk_PKCS7_num(parts); ++i) {
+            auto* part = sk_PKCS7_value(parts, i);
+            const bool isEncrypted = PKCS7_type_is_encrypted(part) && part->d.encrypted != nullptr;
+            if (!isEncrypted && !PKCS7_type_is_data(part)) continue;
+            Bags bags(isEncrypted ? PKCS12_unpack_p7encdata(part, passphrase.text, passphrase.size)
+                                  : PKCS12_unpack_p7data(part));
+            if (bags && isEncrypted) cost_.add(bags.get());
+            if (bags) {
+                contents.push_back(std::move(bags));
+            } else {
+                keys_.remainsEncrypted = true;
+            }
+        }
+        requireAffordableCost();
+        return contents;
+    }
+
+    // Reads all certificates, but only the first private key: the others of a PKCS #12 file are not looked at.
+    void addBags(const STACK_OF(PKCS12_SAFEBAG) * bags, Passphrase passphrase, bool& hasKey) {
+        for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
+            const auto* bag = sk_PKCS12_SAFEBAG_value(bags, i);
+            if (const auto* inner = PKCS12_SAFEBAG_get0_safes(bag)) {
+                addBags(inner, passphrase, hasKey);
+            } else if (const Certificate certificate(PKCS12_SAFEBAG_get1_cert(bag)); certificate) {
+                add(keys_.certifiedKeys, Pkey(X509_get_pubkey(certificate.get())));
+            } else if (const auto* info = PKCS12_SAFEBAG_get0_p8inf(bag); info != nullptr && !hasKey) {
+                hasKey = add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info)));
+            } else if (const auto* encrypted = PKCS12_SAFEBAG_get0_pkcs8(bag); encrypted != nullptr && !hasKey) {
+                hasKey = addDecrypted(encrypted, passphrase);
+                keys_.remainsEncrypted |= !hasKey;
+            }
+        }
+    }
+
+    void requireAffordableCost() const {
+        if (!cost_.isTooHigh()) return;
+        throw KeyStoreError::notSupported("Decrypting " + origin_ + " would take more than " +
+                                          std::to_string(DerivationCost::maximum) + " iterations of key derivation.");
+    }
+
+    // Calls the callback at most once.
+    std::optional<Passphrase> ask() {
+        if (onlyAddsCost_) return std::nullopt;
+        if (!std::exchange(wasAsked_, true) && askForPassphrase_) {
+            answer_ = askForPassphrase_("the passphrase of " + origin_);
+        }
+        keys_.hadPassphrase = answer_.has_value();
+        if (!answer_ || !std::in_range<int>(answer_->size())) return std::nullopt;
+        // An empty buffer has no address, but the empty passphrase has one.
+        return Passphrase{answer_->empty() ? "" : asText(*answer_).data(), static_cast<int>(answer_->size())};
+    }
+
+    const SecretSource& askForPassphrase_;
+    std::string origin_;
+    bool onlyAddsCost_;
+    bool wasAsked_ = false;
+    std::optional<SecretBuffer> answer_;
+    int objects_ = 0;
+    DerivationCost cost_;
+    KeysRead keys_;
+};
 
 std::string describeCount(std::size_t count, const char* noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
@@ -134,22 +333,14 @@ Container takeContents(const Bio& output) {
 
 }  // namespace
 
-KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view description) {
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin) {
     const ErrorScope scope;
-    KeysRead keys;
-    if (encoded.empty() || encoded.size() > static_cast<std::size_t>(INT_MAX)) return keys;
-    const auto method = PassphrasePrompt::makeMethod();
-    PassphrasePrompt passphrase(askForPassphrase, description);
-    for (const int expected : {0, OSSL_STORE_INFO_PUBKEY}) {
-        if (keys.isEmpty()) readInto(keys, encoded, expected, method.get(), passphrase);
-    }
-    passphrase.rethrow();
-    keys.hadPassphrase = passphrase.wasAnswered();
-    return keys;
+    if (askForPassphrase) KeyReader(askForPassphrase, origin, true).read(encoded);
+    return KeyReader(askForPassphrase, origin, false).read(encoded);
 }
 
 Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin) {
-    auto keys = readKeys(encoded, askForPassphrase, "the passphrase of " + std::string(origin));
+    auto keys = readKeys(encoded, askForPassphrase, origin);
     if (keys.privateKeys.size() == 1) return requireConsistentPair(std::move(keys.privateKeys.front()));
     if (keyClass == KeyClass::publicKey && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());

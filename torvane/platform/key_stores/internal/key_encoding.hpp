@@ -20,22 +20,20 @@ struct KeysRead {
     bool hadPassphrase = false;
     /// Whether a part of the text could not be decrypted.
     bool remainsEncrypted = false;
-
-    [[nodiscard]] bool isEmpty() const noexcept {
-        return privateKeys.empty() && publicKeys.empty() && certifiedKeys.empty();
-    }
 };
 
 /// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever
-/// else the text holds is skipped, and so are objects after the 64th. The callback may be empty and is called at most
-/// once, with `description`.
-/// @throws whatever the callback throws.
-KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view description);
+/// else the text holds is skipped, and so are objects after the 64th. The callback
+/// may be empty and is called at most once. Without it nothing is decrypted, and no PKCS #12 is read. Errors name the
+/// text by `origin`.
+/// @throws KeyStoreError notSupported when decrypting would take more than DerivationCost::maximum iterations; whatever
+///         the callback throws.
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin);
 
 /// Reads the one key of that class. For a public key a private key takes precedence over a public key, and a public key
 /// over the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
-///         more than one; SecurityError for a private key that does not match its public key.
+///         more than one; what readKeys() throws; SecurityError for a private key that does not match its public key.
 Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin);
 
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
