@@ -7,6 +7,7 @@
 
 #include <openssl/rsa.h>
 
+#include "torvane/platform/primitives/rsa_consistency.hpp"
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
 
 namespace Torvane::Crypto {
@@ -76,12 +77,13 @@ void push(KeyBuilder& builder, const ECPublicComponents& key) {
     throw SecurityError("The private key does not match its public key.");
 }
 
-// Bounds the time of the primality tests, which could take days. Longer factors are invalid anyway; one leading zero
-// byte in each is allowed.
-void requireCheckableSizes(const RSAPrivateComponents& key) {
-    constexpr std::size_t maximumSize = OPENSSL_RSA_MAX_MODULUS_BITS / 8;
-    const auto size = key.publicHalf.modulus.size();
-    if (size > maximumSize || key.p.size() + key.q.size() > size + 2) rejectPair();
+[[noreturn]] void rejectSize() {
+    throw SecurityError("An RSA key has at most 16384 bits.");
+}
+
+bool hasMorePrimes(const EVP_PKEY* key) {
+    BIGNUM* third = nullptr;
+    return EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_FACTOR3, &third) == 1 && Bignum(third);
 }
 
 // Reads one component, big-endian: `size` bytes, or as many as it needs when that is 0.
@@ -148,7 +150,6 @@ Pkey makePublicKey(const PublicComponents& components) {
 
 Pkey makePrivateKey(const RSAPrivateComponents& components) {
     const ErrorScope scope;
-    requireCheckableSizes(components);
     KeyBuilder builder;
     push(builder, components.publicHalf);
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_D, components.d);
@@ -177,6 +178,13 @@ Pkey makeSecp256k1PublicKey(ByteView point) {
 
 SecurityError unsupportedKeyError() {
     return SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
+}
+
+void requireModulusSize(const PublicComponents& components) {
+    const auto* rsa = std::get_if<RSAPublicComponents>(&components);
+    if (rsa == nullptr) return;
+    const auto start = std::ranges::find_if(rsa->modulus, [](std::uint8_t byte) { return byte != 0; });
+    if (rsa->modulus.end() - start > maximumModulusBits / 8) rejectSize();
 }
 
 PublicComponents readPublicComponents(const EVP_PKEY* key) {
@@ -224,6 +232,15 @@ ByteBuffer readSecp256k1Point(const EVP_PKEY* key) {
 
 Pkey requireConsistentPair(Pkey key) {
     const ErrorScope scope;
+    if (EVP_PKEY_is_a(key.get(), "RSA") == 1) {
+        if (EVP_PKEY_get_bits(key.get()) > maximumModulusBits) rejectSize();
+        if (hasMorePrimes(key.get())) {
+            throw SecurityError("An RSA key of more than two primes is not supported.");
+        }
+        if (!isConsistentRSA(key.get())) rejectPair();
+        return key;
+    }
+    if (EVP_PKEY_is_a(key.get(), "EC") != 1) throw unsupportedKeyError();
     const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
     if (EVP_PKEY_pairwise_check(context.get()) != 1) rejectPair();
     return key;

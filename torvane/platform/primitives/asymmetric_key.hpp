@@ -31,6 +31,9 @@ Pkey makePrivateKey(const ECPrivateComponents& components);
 /// The error for a key that is neither RSA nor EC on a curve of EllipticCurve.
 SecurityError unsupportedKeyError();
 
+/// @throws SecurityError for an RSA modulus of more than 16384 bits.
+void requireModulusSize(const PublicComponents& components);
+
 /// The public components of a public or private key, without leading zero bytes for RSA, and with coordinates of
 /// exactly coordinateSize(curve) bytes for EC.
 /// @throws SecurityError as unsupportedKeyError().
@@ -54,9 +57,9 @@ SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key);
 ByteBuffer readSecp256k1Point(const EVP_PKEY* key);
 
 /// Returns the key if its private values belong to its public ones. For RSA, n = pq with p and q prime, and d, dp, dq
-/// and qi match them; for EC, the point is d times the generator. A key that mixes two pairs would sign with one, and
-/// be verified with the other.
-/// @throws SecurityError
+/// and qi match them (isConsistentRSA()); for EC, the point is d times the generator. A key that mixes two pairs would
+/// sign with one, and be verified with the other.
+/// @throws SecurityError also for a key of another family, and for an RSA key of more than two primes or 16384 bits.
 Pkey requireConsistentPair(Pkey key);
 
 /// A new key object with the same components and none of the values that OpenSSL caches in a key, such as blindings.

@@ -173,6 +173,27 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }
 
+TEST(Pkcs11Key, RejectsAnRSAModulusOfMoreThan16384Bits) {
+    using namespace Torvane::PKCS11;
+    const SoftDevice device;
+    const std::array<std::uint8_t, 3> exponent{1, 0, 1};
+    const auto import = [&](const char* label, ByteBuffer modulus) {
+        const KeyName name{label, {1}};
+        Template key(CKO_PUBLIC_KEY, name);
+        key.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA}).add(CKA_MODULUS, modulus).add(CKA_PUBLIC_EXPONENT, exponent);
+        key.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
+        Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
+            CK_OBJECT_HANDLE made{};
+            session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", key.data(), key.size(), &made);
+        });
+        return openKey(device.uri("object=" + std::string(label)), KeyClass::publicKey);
+    };
+    ByteBuffer longest(2049, 0xff);
+    longest.front() = 0;
+    EXPECT_EQ(std::get<RSAPublicComponents>(import("longest", longest).publicComponents()).modulus.size(), 2048U);
+    EXPECT_ERROR(import("longer", ByteBuffer(2049, 0xff)), SecurityError("An RSA key has at most 16384 bits."));
+}
+
 TEST(Pkcs11Key, NamesUnsupportedAlgorithms) {
     using namespace Torvane::PKCS11;
     const SoftDevice device;

@@ -37,6 +37,10 @@ constexpr int pbkdf2Iterations = 600'000;
 // At most this many objects of a text are read, including those that cannot be decoded.
 constexpr int maximumObjects = 64;
 
+// The longest encoding of a private key that is decoded, in bytes: an RSA key of 16384 bits takes 9.5 kB. OpenSSL
+// multiplies all primes of a key while it decodes it, which takes minutes if there are thousands.
+constexpr std::size_t maximumKeySize = 16'384;
+
 // A passphrase as OpenSSL takes it.
 struct Passphrase {
     const char* text = nullptr;
@@ -174,7 +178,7 @@ class KeyReader {
 
     bool readPkcs8(ByteView& encoded) {
         const auto info = decode<PrivateKeyInfo, d2i_PKCS8_PRIV_KEY_INFO>(encoded);
-        if (info) add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info.get())));
+        if (info) addPrivate(info.get());
         return info != nullptr;
     }
 
@@ -186,7 +190,10 @@ class KeyReader {
 
     template <int family>
     bool readPrivate(ByteView& encoded) {
-        return add(keys_.privateKeys, decode<Pkey, d2i_PrivateKey>(encoded, family));
+        auto start = encoded.first(std::min(encoded.size(), maximumKeySize));
+        auto key = decode<Pkey, d2i_PrivateKey>(start, family);
+        encoded = ByteView(start.data(), encoded.data() + encoded.size());
+        return add(keys_.privateKeys, std::move(key));
     }
 
     template <auto decodeKey, int... family>
@@ -200,6 +207,20 @@ class KeyReader {
         return true;
     }
 
+    // A key of another family than RSA and EC is only counted: OpenSSL would compute its public key, and a DSA or DH
+    // key may be so long that this takes hours.
+    bool addPrivate(const PKCS8_PRIV_KEY_INFO* info) {
+        const ASN1_OBJECT* family = nullptr;
+        const unsigned char* key = nullptr;
+        int size = 0;
+        check(PKCS8_pkey_get0(&family, &key, &size, nullptr, info), "read a key");
+        const auto type = OBJ_obj2nid(family);
+        if (type == NID_rsaEncryption || type == NID_X9_62_id_ecPublicKey) {
+            return std::cmp_less_equal(size, maximumKeySize) && add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info)));
+        }
+        return add(keys_.privateKeys, Pkey(check(EVP_PKEY_new(), "read a key")));
+    }
+
     void addEncrypted(const X509_SIG* encrypted) {
         if (askForPassphrase_) {
             cost_.add(encrypted);
@@ -211,7 +232,7 @@ class KeyReader {
 
     bool addDecrypted(const X509_SIG* encrypted, Passphrase passphrase) {
         const PrivateKeyInfo info(PKCS8_decrypt(encrypted, passphrase.text, passphrase.size));
-        return info && add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info.get())));
+        return info && addPrivate(info.get());
     }
 
     // Without a callback nothing is derived, not even from an empty passphrase.
@@ -270,7 +291,7 @@ class KeyReader {
             } else if (const Certificate certificate(PKCS12_SAFEBAG_get1_cert(bag)); certificate) {
                 add(keys_.certifiedKeys, Pkey(X509_get_pubkey(certificate.get())));
             } else if (const auto* info = PKCS12_SAFEBAG_get0_p8inf(bag); info != nullptr && !hasKey) {
-                hasKey = add(keys_.privateKeys, Pkey(EVP_PKCS82PKEY(info)));
+                hasKey = addPrivate(info);
             } else if (const auto* encrypted = PKCS12_SAFEBAG_get0_pkcs8(bag); encrypted != nullptr && !hasKey) {
                 hasKey = addDecrypted(encrypted, passphrase);
                 keys_.remainsEncrypted |= !hasKey;

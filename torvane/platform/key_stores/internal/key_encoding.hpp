@@ -23,7 +23,7 @@ struct KeysRead {
 };
 
 /// Reads PKCS #8 (encrypted or not), PKCS #1, SEC 1, SubjectPublicKeyInfo, X.509 certificates and PKCS #12. Whatever
-/// else the text holds is skipped, and so are objects after the 64th. The callback
+/// else the text holds is skipped, and so are objects after the 64th and private keys of more than 16 kB. The callback
 /// may be empty and is called at most once. Without it nothing is decrypted, and no PKCS #12 is read. Errors name the
 /// text by `origin`.
 /// @throws KeyStoreError notSupported when decrypting would take more than DerivationCost::maximum iterations; whatever

@@ -101,6 +101,21 @@ std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuff
     throw Crypto::unsupportedKeyError();
 }
 
+std::optional<PublicComponents> readUncheckedComponents(Session& session, CK_OBJECT_HANDLE object) {
+    const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.readAttributeOrEmpty(object, type); };
+    if (readNumber(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
+        const auto keys = Crypto::readKeys(read(CKA_VALUE), nullptr, {});
+        if (keys.certifiedKeys.empty()) return std::nullopt;
+        return Crypto::readPublicComponents(keys.certifiedKeys.front().get());
+    }
+    const auto type = readNumber(session, object, CKA_KEY_TYPE);
+    if (type == CKK_EC) return decodeECComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
+    if (type != CKK_RSA) throw Crypto::unsupportedKeyError();
+    RSAPublicComponents rsa{read(CKA_MODULUS), read(CKA_PUBLIC_EXPONENT)};
+    if (rsa.modulus.empty() || rsa.exponent.empty()) return std::nullopt;
+    return rsa;
+}
+
 void generate(Session& session, CK_MECHANISM_TYPE type, Template& publicKey, Template& privateKey) {
     publicKey.setTrue({CKA_TOKEN, CKA_VERIFY}).setFalse({CKA_PRIVATE});
     privateKey.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN}).setFalse({CKA_EXTRACTABLE});
@@ -136,18 +151,9 @@ KeyName readName(Session& session, CK_OBJECT_HANDLE object) {
 }
 
 std::optional<PublicComponents> readPublicComponents(Session& session, CK_OBJECT_HANDLE object) {
-    const auto read = [&](CK_ATTRIBUTE_TYPE type) { return session.readAttributeOrEmpty(object, type); };
-    if (readNumber(session, object, CKA_CLASS) == CKO_CERTIFICATE) {
-        const auto keys = Crypto::readKeys(read(CKA_VALUE), nullptr, {});
-        if (keys.certifiedKeys.empty()) return std::nullopt;
-        return Crypto::readPublicComponents(keys.certifiedKeys.front().get());
-    }
-    const auto type = readNumber(session, object, CKA_KEY_TYPE);
-    if (type == CKK_EC) return decodeECComponents(read(CKA_EC_PARAMS), read(CKA_EC_POINT));
-    if (type != CKK_RSA) throw Crypto::unsupportedKeyError();
-    RSAPublicComponents rsa{read(CKA_MODULUS), read(CKA_PUBLIC_EXPONENT)};
-    if (rsa.modulus.empty() || rsa.exponent.empty()) return std::nullopt;
-    return rsa;
+    auto components = readUncheckedComponents(session, object);
+    if (components) Crypto::requireModulusSize(*components);
+    return components;
 }
 
 void generateRSA(Session& session, std::size_t modulusBits, const KeyName& name) {
