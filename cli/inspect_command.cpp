@@ -232,7 +232,6 @@ void inspect(const InspectOptions& options) {
     const auto now = Torvane::secondsSince1970();
     if (inspection.layers.empty()) std::rethrow_exception(inspection.failure);
     options.asJSON ? printJSON(inspection, now) : print(inspection, now);
-    std::cout.flush();
     if (inspection.failure) std::rethrow_exception(inspection.failure);
 }
 

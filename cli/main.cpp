@@ -16,10 +16,11 @@ namespace {
 
 using Command::ExitCode;
 
-int fail(ExitCode code, const std::string& text) {
-    std::cerr << "torvane: " << Command::makePrintable(text) << '\n';
-    return static_cast<int>(code);
-}
+// How the command ended; the error is empty after a success.
+struct Outcome {
+    ExitCode code = ExitCode::success;
+    std::string error{};
+};
 
 // The parser's own text, unless it would show the value of an option, which may be a PIN or a passphrase.
 std::string describe(const CLI::ParseError& error, const std::vector<std::string>& unexpected) {
@@ -37,25 +38,33 @@ std::string describe(const CLI::ParseError& error, const std::vector<std::string
     return isMissing ? "Unknown command \"" + unexpected.front() + "\"." : text;
 }
 
-}  // namespace
-
-int main(int count, char** arguments) {
-    Command::reserveStandardStreams();
+Outcome runCommand(int count, char** arguments) {
     const auto commandLine = Command::makeCommandLine();
     const auto hidePins = [&](std::string text) {
         return Command::hidePins(std::move(text), {arguments + std::min(count, 1), arguments + count});
     };
     try {
         commandLine->parse(count, arguments);
-        if (!std::cout.flush()) return fail(ExitCode::file, "Cannot write standard output.");
-        return static_cast<int>(ExitCode::success);
     } catch (const CLI::Success& asked) {
-        return commandLine->exit(asked);
+        commandLine->exit(asked);
     } catch (const CLI::ParseError& error) {
-        return fail(ExitCode::usage,
-                    hidePins(describe(error, commandLine->remaining(true))) + " (See torvane --help.)");
+        return {ExitCode::usage, hidePins(describe(error, commandLine->remaining(true))) + " (See torvane --help.)"};
     } catch (...) {
         const auto thrown = std::current_exception();
-        return fail(Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown)));
+        return {Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown))};
     }
+    return {};
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    Command::reserveStandardStreams();
+    auto outcome = runCommand(count, arguments);
+    // Whoever reads incomplete output has to know, so this error takes precedence.
+    if (!std::cout.flush()) outcome = {ExitCode::file, "Cannot write standard output."};
+    if (outcome.code != ExitCode::success) {
+        std::cerr << "torvane: " << Command::makePrintable(outcome.error) << '\n';
+    }
+    return static_cast<int>(outcome.code);
 }

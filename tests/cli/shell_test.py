@@ -4,7 +4,7 @@ import re
 import subprocess
 import unittest
 
-from running import CommandTest, ENVIRONMENT
+from running import CommandTest, ENVIRONMENT, TORVANE
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks select", "encode",
@@ -38,6 +38,20 @@ class Shell(CommandTest):
             if command not in ("key", "jwks"):
                 self.assertRegex(self.help(command), r"\n  (echo Hello \| )?torvane " + command)
         self.assertRegex(self.text("--version"), r"\Atorvane \d+\.\d+\.\d+\n\Z")
+
+    def test_output_that_cannot_be_written_is_the_error(self):
+        self.succeed("key", "new", "P-256", "key.pem")
+        self.path("bad.jwks", '{"keys": [5]}')
+        self.path("token", "a.b.c")
+        for arguments in (("--help",), ("key", "new", "--help"), ("--version",), ("complete", "--", ""),
+                          ("key", "show", "key.pem"), ("key", "show", "--json", "key.pem"),
+                          ("jwks", "make", "sig=key.pem"), ("jwks", "list", "bad.jwks"),
+                          ("jwks", "list", "--json", "bad.jwks"), ("jwks", "check", "bad.jwks"), ("inspect", "token")):
+            for redirection in (">/dev/full", ">&-"):
+                done = subprocess.run(["sh", "-c", f'"$0" "$@" {redirection}', TORVANE, *arguments],
+                                      capture_output=True, cwd=self.folder, env=ENVIRONMENT)
+                self.assertEqual((done.returncode, done.stderr.count(b"\n")), (3, 1), (arguments, redirection))
+                self.assertRegex(done.stderr, b"^torvane: Cannot write standard output[.:]")
 
     def test_usage_errors_are_one_line_and_exit_with_2(self):
         for arguments, error in (((), "A subcommand is required"), (("key",), "A subcommand is required"),
