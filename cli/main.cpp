@@ -1,5 +1,6 @@
 // Entry point of the torvane command.
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -60,6 +61,8 @@ Outcome runCommand(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     Command::reserveStandardStreams();
+    // A write beyond the limit of `ulimit -f` then fails, and the unfinished file is removed.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
     auto outcome = runCommand(count, arguments);
     // Whoever reads incomplete output has to know, so this error takes precedence.
     if (!std::cout.flush()) outcome = {ExitCode::file, "Cannot write standard output."};

@@ -1,5 +1,6 @@
 """`key new` and `key show`: another implementation reads the keys, and private values stay private."""
 import os
+import resource
 import select
 import signal
 import stat
@@ -10,7 +11,7 @@ import unittest
 
 from jwcrypto.jwk import JWK
 
-from running import CommandTest, ENVIRONMENT, Terminal
+from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 KINDS = {"RSA-2048": ("RSA", "size        2048 bits"), "RSA-3072": ("RSA", "size        3072 bits"),
          "RSA-4096": ("RSA", "size        4096 bits"), "P-256": ("EC", "curve       P-256"),
@@ -60,6 +61,13 @@ class Keys(CommandTest):
         self.reject(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
                     self.path("empty.txt", "\nsecond line\n"))
         self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
+
+    def test_a_key_beyond_the_limit_of_the_file_size_leaves_no_file(self):
+        done = subprocess.run([TORVANE, "key", "new", "P-256", "key.pem"], capture_output=True, cwd=self.folder,
+                              env=ENVIRONMENT,
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100)))
+        self.assertEqual((done.returncode, done.stderr, os.listdir(self.folder)),
+                         (4, b'torvane: The file "key.pem" cannot be written: File too large.\n', []))
 
     def test_a_passphrase_encrypts_the_file(self):
         secret = self.path("secret.txt", "open sesame\r\nnot this line\n")

@@ -154,7 +154,7 @@ class Messages(CommandTest):
         # After a failure the old content is still there, and no temporary file.
         self.path("out", "before")
         done = subprocess.run([TORVANE, *self.decoding("-o", "out")], input=self.encode(bytes(5000)), env=ENVIRONMENT,
-                              cwd=self.folder, stderr=subprocess.PIPE, timeout=60, restore_signals=False,
+                              cwd=self.folder, stderr=subprocess.PIPE, timeout=60,
                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)))
         self.assertEqual((done.returncode, done.stderr), (3, b'torvane: Cannot write "out": File too large.\n'))
         with open(self.path("out"), "rb") as file:
