@@ -36,22 +36,7 @@ extern "C" void recordSignal(int number) {
 class HiddenInput {
   public:
     HiddenInput() noexcept : tty_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
-        if (tty_ < 0 || ::tcgetattr(tty_, &before_) != 0) return;
-        // Signals are blocked except inside ppoll(), so that none is lost between checking for one and waiting.
-        sigset_t blocked;
-        ::sigemptyset(&blocked);
-        for (const int number : signals) ::sigaddset(&blocked, number);
-        ::sigprocmask(SIG_BLOCK, &blocked, &mask_);
-        struct sigaction action {};
-        action.sa_handler = recordSignal;
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals[i], &action, &handlers_[i]);
-            if (handlers_[i].sa_handler == SIG_IGN) ::sigaction(signals[i], &handlers_[i], nullptr);
-        }
-        auto hidden = before_;
-        hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        isHidden_ = true;
-        if (::tcsetattr(tty_, TCSAFLUSH, &hidden) != 0) restore();
+        if (tty_ >= 0 && ::tcgetattr(tty_, &before_) == 0) hide();
     }
     ~HiddenInput() {
         restore();
@@ -70,8 +55,13 @@ class HiddenInput {
             pollfd input{tty_, POLLIN, 0};
             if (::ppoll(&input, 1, nullptr, &mask_) < 0 && errno == EINTR) {
                 if (const int number = std::exchange(receivedSignal, 0); number != 0) {
+                    // The signal ends the process, or stops it until SIGCONT.
                     restore();
                     static_cast<void>(::raise(number));
+                    hide();
+                    if (!isHidden_) return std::nullopt;
+                    answer.clear();
+                    print(question);
                 }
                 continue;
             }
@@ -85,7 +75,26 @@ class HiddenInput {
     }
 
   private:
-    static constexpr std::array<int, 4> signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+    // SIGCONT also follows SIGSTOP, after which the shell may have turned the echo on.
+    static constexpr std::array<int, 6> signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT};
+
+    void hide() noexcept {
+        // Signals are blocked except inside ppoll(), so that none is lost between checking for one and waiting.
+        sigset_t blocked;
+        ::sigemptyset(&blocked);
+        for (const int number : signals) ::sigaddset(&blocked, number);
+        ::sigprocmask(SIG_BLOCK, &blocked, &mask_);
+        struct sigaction action {};
+        action.sa_handler = recordSignal;
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            ::sigaction(signals[i], &action, &handlers_[i]);
+            if (handlers_[i].sa_handler == SIG_IGN) ::sigaction(signals[i], &handlers_[i], nullptr);
+        }
+        auto hidden = before_;
+        hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        isHidden_ = true;
+        if (::tcsetattr(tty_, TCSAFLUSH, &hidden) != 0) restore();
+    }
 
     void restore() noexcept {
         if (!std::exchange(isHidden_, false)) return;

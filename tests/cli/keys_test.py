@@ -5,7 +5,6 @@ import select
 import signal
 import stat
 import subprocess
-import termios
 import time
 import unittest
 
@@ -100,24 +99,54 @@ class Keys(CommandTest):
         terminal = Terminal("key", "show", "key0.pem", folder=self.folder, env={"NO_COLOR": "1"})
         terminal.answer('The passphrase of "key0.pem": ', "open sesame")
         terminal.wait_for("thumbprint")
-        self.assertTrue(termios.ECHO & termios.tcgetattr(terminal.master)[3])
+        self.assertTrue(terminal.has_echo())
         code, shown = terminal.finish()
         self.assertEqual(code, 0)
         self.assertIn("curve       P-256", shown)
 
-    def test_a_signal_at_the_question_restores_the_terminal(self):
+    QUESTION = 'The passphrase of "key.pem": '
+
+    def make_locked_key(self):
         self.succeed("key", "new", "P-256", "key.pem", "--secret-file", self.path("secret.txt", "open sesame"))
-        for typed, number in (("\x03", signal.SIGINT), ("\x1c", signal.SIGQUIT)):
+
+    def test_a_signal_at_the_question_restores_the_terminal(self):
+        self.make_locked_key()
+        for typed, number in (("\x03", signal.SIGINT), ("\x1c", signal.SIGQUIT), ("", signal.SIGTERM),
+                              ("", signal.SIGHUP)):
             terminal = Terminal("key", "show", "key.pem", folder=self.folder)
-            echo = termios.ECHO & termios.tcgetattr(terminal.master)[3]
-            terminal.answer('The passphrase of "key.pem": ', "half of it" + typed, end="")
+            echo = terminal.has_echo()
+            terminal.answer(self.QUESTION, "half of it" + typed, end="")
+            if not typed:
+                os.kill(terminal.process, number)
             end = time.monotonic() + 60
             while os.waitpid(terminal.process, os.WNOHANG) == (0, 0):
                 self.assertLess(time.monotonic(), end, "the command does not end")
                 if select.select([terminal.master], [], [], 0.05)[0]:
                     terminal.read()
-            self.assertTrue(echo and termios.ECHO & termios.tcgetattr(terminal.master)[3], number)
+            self.assertTrue(echo and terminal.has_echo(), number)
             os.close(terminal.master)
+
+    def test_the_echo_is_on_while_the_question_is_stopped_and_off_afterwards(self):
+        self.make_locked_key()
+        for stop in (signal.SIGTSTP, signal.SIGSTOP):
+            # This shell changes no setting of the terminal itself.
+            terminal = Terminal("-mc", '"$0" key show key.pem; echo stopped; read go; stty echo; fg',
+                                TORVANE, program="dash", folder=self.folder)
+            terminal.answer(self.QUESTION, "half", end="")
+            os.kill(os.tcgetpgrp(terminal.master), stop)
+            terminal.wait_for("stopped")
+            if stop == signal.SIGTSTP:
+                self.assertTrue(terminal.has_echo())
+            terminal.shown = b""
+            terminal.answer("", "go")
+            terminal.wait_for(self.QUESTION)
+            self.assertFalse(terminal.has_echo(), stop)
+            terminal.answer("", "open sesame")
+            terminal.wait_for("thumbprint")
+            self.assertTrue(terminal.has_echo(), stop)
+            code, shown = terminal.finish()
+            self.assertEqual(code, 0)
+            self.assertNotIn("sesame", shown)
 
     def test_a_missing_file_and_a_file_without_a_key_give_different_errors(self):
         for content, error in ((b"", 'Expected one public key in "file", found 0 private keys, '

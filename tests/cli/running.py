@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -70,9 +71,9 @@ class CommandTest(unittest.TestCase):
 
 
 class Terminal:
-    """The command on a terminal of its own, and all that it has shown."""
+    """The command, or another program, on a terminal of its own, and all that it has shown."""
 
-    def __init__(self, *arguments, folder, env=None, stdin=None):
+    def __init__(self, *arguments, folder, env=None, stdin=None, program=TORVANE):
         self.shown = b""
         self.process, self.master = pty.fork()
         if self.process == 0:
@@ -81,7 +82,7 @@ class Terminal:
                 signal.signal(number, signal.SIG_DFL)
             if stdin is not None:
                 os.dup2(stdin, 0)
-            os.execvpe(TORVANE, [TORVANE, *arguments], {**ENVIRONMENT, **(env or {})})
+            os.execvpe(program, [program, *arguments], {**ENVIRONMENT, **(env or {})})
 
     def read(self):
         """Returns False at the end of the output."""
@@ -91,6 +92,9 @@ class Terminal:
             return False
         self.shown += chunk
         return bool(chunk)
+
+    def has_echo(self):
+        return bool(termios.ECHO & termios.tcgetattr(self.master)[3])
 
     def wait_for(self, text):
         end = time.monotonic() + 60
