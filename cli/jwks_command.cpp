@@ -223,14 +223,16 @@ void selectKeys(const SelectOptions& options) {
         if (!type) throw Failure(ExitCode::usage, "The key type must be RSA or EC.");
         criteria["kty"] = JSONValue::opaque(getKeyType(*type));
     }
-    // Searches one key at a time, so that matching entries are written as they were read.
+    // Searches one key at a time, so that matching entries are written as they were read, apart from private members.
     const auto text = readInput(options.input);
     const JsonWebKeySet set(text);
     const auto entries = readSetEntries(text);
     JSONValue::List found;
     for (std::size_t i = 0; i < set.jwks.size(); ++i) {
         if (JsonWebKeySet{set.jwks[i]}.findKeysFor(criteria, KeyClass::publicKey).empty()) continue;
-        found.emplace_back(entries[i].members);
+        auto members = entries[i].members;
+        std::erase_if(members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
+        found.emplace_back(std::move(members));
     }
     if (found.empty()) throw Failure(ExitCode::key, "No key in the set matches.");
     writeSet(options.output, std::move(found));

@@ -137,10 +137,12 @@ class Sets(CommandTest):
                                       (("--alg", "FOO"), 2, "The algorithm is unknown."),
                                       (("--kty", "oct"), 2, "The key type must be RSA or EC.")):
             self.reject(code, error, "jwks", "select", *criteria, self.key("set"))
-        # Members that the library does not know are kept.
+        # Members that the library does not know are kept, and private ones are not.
         key = {**self.member("set", "rsa"), "key_ops": ["verify"], "mine": 1}
-        self.assertEqual(json.loads(self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [key]}))),
-                         {"keys": [key]})
+        private = {**key, **{name: "AQAB" for name in ("d", "p", "q", "dp", "dq", "qi", "oth", "k")}}
+        for given in (key, private):
+            selected = self.text("jwks", "select", "--use", "sig", stdin=json.dumps({"keys": [given]}))
+            self.assertEqual(json.loads(selected), {"keys": [key]})
 
     def test_text_that_is_not_a_set_is_rejected(self):
         for text, error in (("[]", "The input is neither a JWK Set nor a JWK."),
