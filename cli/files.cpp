@@ -146,7 +146,11 @@ void writeOutput(const std::string& path, ByteView content) {
     if (const auto mode = isFile ? modeForReplacement(path) : std::nullopt) return replaceFile(path, *mode, content);
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
     const Descriptor file(isFile ? ::open(path.c_str(), flags, 0666) : STDOUT_FILENO);
-    if (file.number() < 0 || !writeAll(file.number(), content)) failWithErrno(Access::write, path);
+    const bool isTerminal = ::isatty(file.number()) == 1;
+    const auto printable = isTerminal ? makePrintableLines(Torvane::asText(content)) : std::string();
+    if (file.number() < 0 || !writeAll(file.number(), isTerminal ? Torvane::asBytes(printable) : content)) {
+        failWithErrno(Access::write, path);
+    }
 }
 
 }  // namespace Command

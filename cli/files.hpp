@@ -20,6 +20,7 @@ Torvane::SecretBuffer readSecretFile(const std::string& path);
 
 /// Writes a file, or standard output if the path is empty or "-". An existing file keeps its mode; it is replaced once
 /// all content is written, and stays as it was after a failure. Links, devices and pipes are written to, not replaced.
+/// A terminal gets the content as by makePrintableLines(), everything else the exact bytes.
 /// @throws Failure
 void writeOutput(const std::string& path, Torvane::ByteView content);
 

@@ -91,6 +91,18 @@ std::string makePrintable(std::string_view text) {
     return Torvane::makePrintable(text, std::string::npos);
 }
 
+std::string makePrintableLines(std::string_view text) {
+    std::string result;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const auto end = std::min(text.find_first_of("\n\t", begin), text.size());
+        auto part = text.substr(begin, end - begin);
+        if (text.substr(end).starts_with('\n') && part.ends_with('\r')) part.remove_suffix(1);
+        result.append(makePrintable(part)).append(text.substr(end, 1));
+        begin = end + 1;
+    }
+    return result;
+}
+
 std::string_view trim(std::string_view text) noexcept {
     constexpr std::string_view blanks = " \t\r\n";
     const auto first = text.find_first_not_of(blanks);

@@ -22,6 +22,9 @@ struct Palette {
 /// escaped, so that a terminal cannot act on them.
 std::string makePrintable(std::string_view text);
 
+/// The same, but tabs and line breaks stay; a carriage return before a line break is left out.
+std::string makePrintableLines(std::string_view text);
+
 /// The text without white space at either end.
 std::string_view trim(std::string_view text) noexcept;
 

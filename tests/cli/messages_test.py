@@ -47,6 +47,14 @@ class Messages(CommandTest):
                 self.assertEqual(file.read(), message)
         self.assertEqual(self.succeed(*self.decoding("-", "-o", "-"), stdin=b" \r\n" + token + b"\r\n "), message)
 
+    def test_a_message_does_not_control_the_terminal(self):
+        message = "two\tlines\r\nand\n\u001b[2J\u009b\r\u061c\u180e\u00ad\ufff9\u3164\u115f\n".encode() + b"\xff\n"
+        self.path("token", self.encode(message))
+        shown = "two\tlines\nand\n\\u001b[2J\\u009b\\r\\u061c\\u180e\\u00ad\\ufff9\\u3164\\u115f\n\\xff\n"
+        for output in ((), ("-o", "-"), ("-o", "/dev/tty")):
+            self.assertEqual(Terminal(*self.decoding("token", *output), folder=self.folder).finish(), (0, shown))
+        self.assertEqual(self.succeed(*self.decoding("token")), message)
+
     def test_tokens_are_exchanged_with_another_implementation(self):
         token = self.encode("to another", "--jws-alg", "PS384", "--jwe-alg", "RSA-OAEP", "--jwe-enc", "A256GCM",
                             "--jws-header", "a=1=2", "--jws-header", "typ=x", "--jwe-header", "b=")
