@@ -8,7 +8,7 @@ from jwcrypto.jwe import JWE
 from jwcrypto.jwk import JWK
 from jwcrypto.jws import JWS
 
-from running import CommandTest, Terminal
+from running import CommandTest, EVIL, Terminal
 
 PARTLY = "Not all of it was verified: anybody may have written the rest.\n"
 UNVERIFIED = "Nothing was verified: anybody may have written this.\n"
@@ -120,15 +120,11 @@ warning: The token is not valid yet.
                       self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
 
     def test_no_token_controls_the_terminal(self):
-        evil = "\u001b]0;x\u0007\u009b2J\u202e\u2028\u200b\ufeff\u007f\U000e0041\r\b"
-        header = {"alg": "RS256", "kid": evil, evil: evil}
-        acting = set(evil) - set("]0;x2J")
-        for payload in (evil.encode(), {evil: evil}, b"\xff\x1b[2J", b"\x9b2J", b"\xc1\x9b", b"\xe0\x80\x9b2J"):
+        header = {"alg": "RS256", "kid": EVIL, EVIL: EVIL}
+        for payload in (EVIL.encode(), {EVIL: EVIL}, b"\xff\x1b[2J", b"\x9b2J", b"\xc1\x9b", b"\xe0\x80\x9b2J"):
             for options in ((), ("--json",)):
-                shown = self.text("inspect", *options, stdin=token(header, payload))
-                self.assertEqual([character for character in shown if character in acting], [], shown)
-        error = self.run_command("inspect", "--own", evil)
-        self.assertEqual([character for character in error.stderr.decode() if character in acting], [])
+                self.assert_harmless(self.text("inspect", *options, stdin=token(header, payload)))
+        self.assert_harmless(self.run_command("inspect", "--own", EVIL).stderr.decode())
 
     def test_text_that_is_not_a_token_is_rejected_in_time(self):
         for text, parts in (("", 1), ("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):

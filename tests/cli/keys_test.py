@@ -10,7 +10,7 @@ import unittest
 
 from jwcrypto.jwk import JWK
 
-from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
+from running import CommandTest, ENVIRONMENT, EVIL, TORVANE, Terminal
 
 KINDS = {"RSA-2048": ("RSA", "size        2048 bits"), "RSA-3072": ("RSA", "size        3072 bits"),
          "RSA-4096": ("RSA", "size        4096 bits"), "P-256": ("EC", "curve       P-256"),
@@ -108,6 +108,15 @@ class Keys(CommandTest):
 
     def make_locked_key(self):
         self.succeed("key", "new", "P-256", "key.pem", "--secret-file", self.path("secret.txt", "open sesame"))
+
+    def test_no_file_name_controls_the_terminal(self):
+        name = EVIL + ".pem"
+        self.succeed("key", "new", "P-256", name, "--secret-file", self.path("secret.txt", "open sesame"))
+        terminal = Terminal("key", "show", name, folder=self.folder, env={"NO_COLOR": "1"})
+        terminal.answer('.pem": ', "wrong")
+        code, shown = terminal.finish()
+        self.assertEqual((code, shown.count("\\u{61C}")), (4, 2), shown)
+        self.assert_harmless(shown)
 
     def test_a_signal_at_the_question_restores_the_terminal(self):
         self.make_locked_key()

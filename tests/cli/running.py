@@ -14,6 +14,10 @@ TORVANE = os.environ["TORVANE"]
 ENVIRONMENT = {"PATH": os.path.dirname(TORVANE) + os.pathsep + os.environ["PATH"], "LC_ALL": "C.UTF-8",
                "TERM": "xterm-256color"}
 
+# Acts on a terminal, or misleads its reader.
+EVIL = "\u001b]0;x\u0007\u009b2J\u202e\u2028\u200b\ufeff\u007f\U000e0041\r\b" \
+       "\u061c\u180e\u00ad\ufff9\u115f\u1160\u3164\uffa0"
+
 
 class CommandTest(unittest.TestCase):
     """Gives each test an empty folder. Keys and sets shared by a class are in `self.keys`."""
@@ -68,6 +72,9 @@ class CommandTest(unittest.TestCase):
         if prints is not None:
             self.assertEqual(done.stdout, prints)
         return done.stdout.decode()
+
+    def assert_harmless(self, shown):
+        self.assertEqual(set(shown) & (set(EVIL) - set("]0;x2J")), set(), shown)
 
 
 class Terminal:

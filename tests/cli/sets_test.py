@@ -6,7 +6,7 @@ import unittest
 
 from jwcrypto.jwk import JWK, JWKSet
 
-from running import CommandTest
+from running import CommandTest, EVIL
 
 
 class Sets(CommandTest):
@@ -74,6 +74,16 @@ class Sets(CommandTest):
                          "shared\\u001b[2J  -    oct           -       -\n"
                          "-                -    -             -       -\n"
                          "k1               sig  EC secp256k1  ES256K  -\n")
+
+    def test_no_set_controls_the_terminal(self):
+        good = {**self.member("set", "rsa"), "kid": EVIL, EVIL: EVIL}
+        bad = {member: EVIL for member in ("kty", "kid", "use", "alg", "crv", EVIL)}
+        for arguments, keys in ((("list",), [good, bad]), (("list", "--json"), [good, bad]), (("check",), [good, bad]),
+                                (("check", "--json"), [good, bad]), (("select",), [good]), (("select",), [bad])):
+            done = self.run_command("jwks", *arguments, stdin=json.dumps({"keys": keys}))
+            self.assertEqual((done.returncode == 0, bool(done.stdout)),
+                             (bad not in keys or "list" in arguments, arguments != ("select",) or bad not in keys))
+            self.assert_harmless((done.stdout + done.stderr).decode())
 
     def test_check_reports_algorithms_and_faults(self):
         good = self.text("jwks", "check", self.key("set"))
