@@ -33,6 +33,8 @@ using Parts = Handle<STACK_OF(PKCS7), freeParts>;
 
 // Iterations of PBKDF2: each guess at a passphrase takes a good part of a second.
 constexpr int pbkdf2Iterations = 600'000;
+// In bytes; OpenSSL 3.0 would take 8.
+constexpr int saltSize = 16;
 
 // At most this many objects of a text are read, including those that cannot be decoded.
 constexpr int maximumObjects = 64;
@@ -377,8 +379,8 @@ SecretBuffer writePrivateKeyPem(EVP_PKEY* key, const std::optional<SecretBuffer>
     if (passphrase) {
         const auto text = asText(*passphrase);
         const EncryptedKey encrypted(
-            check(PKCS8_encrypt(-1, EVP_aes_256_cbc(), text.data(), toInt(text.size(), "encrypt a key"), nullptr, 0,
-                                pbkdf2Iterations, info.get()),
+            check(PKCS8_encrypt(-1, EVP_aes_256_cbc(), text.data(), toInt(text.size(), "encrypt a key"), nullptr,
+                                saltSize, pbkdf2Iterations, info.get()),
                   "encrypt a key"));
         check(PEM_write_bio_PKCS8(output.get(), encrypted.get()), "write a key");
     } else {
