@@ -19,6 +19,10 @@ using Torvane::JsonSerializeError;
 
 const std::exception_ptr inner = wrapped(JOSEError::missingKey("no \"key\""));
 
+struct WithoutText : std::exception {
+    const char* what() const noexcept override { return nullptr; }
+};
+
 TEST(JOSEError, DescribesEachCase) {
     struct Row {
         JOSEError error;
@@ -45,6 +49,10 @@ TEST(JOSEError, DescribesEachCase) {
          "JWEDecrypterError(SecurityError(\"gone\")): gone"},
         {JOSEError::cannotDecodeResponse(std::make_exception_ptr(7)), cannotDecodeResponse,
          "cannotDecodeResponse(unknown error): unknown error"},
+        {JOSEError::cannotDecodeResponse(nullptr), cannotDecodeResponse,
+         "cannotDecodeResponse(unknown error): unknown error"},
+        {JOSEError::JWSSignerError(wrapped(WithoutText())), JWSSignerError,
+         "JWSSignerError(unknown error): unknown error"},
         {JOSEError::cannotEncodeJWK(inner, "unused"), cannotEncodeJWK,
          "cannotEncodeJWK(Optional(JOSEError.missingKey(\"no \\\"key\\\"\")), description: "
          "Optional(\"unused\")): "

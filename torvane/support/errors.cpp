@@ -58,16 +58,17 @@ std::string JOSEError::describe(const State& state) {
         case Case::curveNotSupported: return *state.text;
         case Case::claimNotFoundInJWT: return "Claim with name " + *state.text + " not found in JWT";
         case Case::initializationError: return "Failed to initialize object: " + *state.text;
+        case Case::cannotEncodeJWK:
+        case Case::cannotDecodeJWK:
+            if (!state.underlying) return textualForm(state) + ": " + state.text.value_or("");
+            break;
         case Case::JWSSignerError:
         case Case::JWSVerificationError:
         case Case::JWEEncrypterError:
         case Case::JWEDecrypterError:
-        case Case::cannotDecodeResponse:
-        case Case::cannotEncodeJWK:
-        case Case::cannotDecodeJWK: break;
+        case Case::cannotDecodeResponse: break;
     }
-    return textualForm(state) + ": " +
-           (state.underlying ? localizedDescription(state.underlying) : state.text.value_or(""));
+    return textualForm(state) + ": " + localizedDescription(state.underlying);
 }
 
 std::string JOSEError::debugDescription() const {

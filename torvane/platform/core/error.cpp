@@ -11,18 +11,19 @@
 namespace Torvane {
 namespace {
 
-template <class OnError, class OnException>
-std::string describe(const std::exception_ptr& error, OnError onError, OnException onException) {
-    constexpr const char* unknown = "unknown error";
-    if (!error) return unknown;
+template <class OnError, class OnText>
+std::string describe(const std::exception_ptr& error, OnError onError, OnText onText) {
+    constexpr std::string_view unknown = "unknown error";
+    if (!error) return std::string(unknown);
     try {
         std::rethrow_exception(error);
     } catch (const Error& known) {
         return onError(known);
     } catch (const std::exception& other) {
-        return onException(other);
+        const char* text = other.what();
+        return text == nullptr ? std::string(unknown) : onText(text);
     } catch (...) {
-        return unknown;
+        return std::string(unknown);
     }
 }
 
@@ -80,13 +81,12 @@ std::string KeyStoreError::debugDescription() const {
 std::string localizedDescription(const std::exception_ptr& error) {
     return describe(
         error, [](const Error& known) { return known.errorDescription(); },
-        [](const std::exception& other) { return std::string(other.what()); });
+        [](std::string_view text) { return std::string(text); });
 }
 
 std::string debugDescription(const std::exception_ptr& error) {
     return describe(
-        error, [](const Error& known) { return known.debugDescription(); },
-        [](const std::exception& other) { return debugQuoted(other.what()); });
+        error, [](const Error& known) { return known.debugDescription(); }, debugQuoted);
 }
 
 std::string debugQuoted(std::string_view text) {

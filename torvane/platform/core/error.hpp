@@ -93,11 +93,11 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
 };
 
 /// The description of any exception: errorDescription() of an Error, what() of another std::exception, and "unknown
-/// error" for anything else.
+/// error" for anything else: a null pointer, another type, or an exception whose what() is null.
 [[nodiscard]] TORVANE_EXPORT std::string localizedDescription(const std::exception_ptr& error);
 
 /// The textual form of any exception: debugDescription() of an Error, what() in quotes of another std::exception, and
-/// "unknown error" for anything else.
+/// "unknown error" for anything else, as above.
 [[nodiscard]] TORVANE_EXPORT std::string debugDescription(const std::exception_ptr& error);
 
 /// The text in double quotes. Quotes and backslashes get a backslash; what makePrintable() escapes becomes "\u{1B}",
