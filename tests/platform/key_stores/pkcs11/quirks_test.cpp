@@ -137,6 +137,14 @@ TEST(QuirkyDriver, ImpossibleResultsAreErrors) {
     }
 }
 
+TEST(QuirkyDriver, AKeyIsNotFoundAmongMoreThanCanBeListed) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const Quirk quirk("many objects");
+    EXPECT_ERROR(openKey(quirkyUri("object=sing"), KeyClass::publicKey),
+                 KeyStoreError::keyNotFound("There is no public key named \"sing\" in the PKCS #11 token \"app\"."));
+}
+
 TEST(QuirkyDriver, AnImpossibleNumberOfSlotsIsNotFollowed) {
     const SoftDevice device;
     device.import(ecP256, "sign", "01");

@@ -120,10 +120,17 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_A
     return result;
 }
 
+std::atomic<bool> searchesByClass = false;
+
+CK_RV findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count) {
+    searchesByClass = count == 1;
+    return real->C_FindObjectsInit(session, attributes, count);
+}
+
 CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG maximum, CK_ULONG* count) {
     const auto result = real->C_FindObjects(session, objects, maximum, count);
     if (isQuirk("too many handles")) ++timesShown, *count = maximum + 1;
-    if (isQuirk("endless search")) {
+    if (isQuirk("endless search") || (isQuirk("many objects") && searchesByClass)) {
         ++timesShown;
         for (CK_ULONG i = 0; i < maximum; ++i) objects[i] = 1;
         *count = maximum;
@@ -165,6 +172,7 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         quirky.C_DecryptInit = decryptInit;
         quirky.C_Decrypt = decrypt;
         quirky.C_GetAttributeValue = getAttributeValue;
+        quirky.C_FindObjectsInit = findObjectsInit;
         quirky.C_FindObjects = findObjects;
         quirky.C_GetSlotList = getSlotList;
     }

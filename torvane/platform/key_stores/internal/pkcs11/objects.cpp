@@ -140,9 +140,14 @@ std::optional<CK_OBJECT_HANDLE> findObject(Session& session, CK_OBJECT_CLASS obj
 }
 
 void throwNotFound(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name, const std::string& token) {
-    Template all(objectClass);
-    throw KeyStoreError::keyNotFound("There is no " + describe(objectClass, name) + " in " + token + "; " +
-                                     describe(objectClass) + "s there: " + listNames(session, session.find(all)) + ".");
+    auto text = "There is no " + describe(objectClass, name) + " in " + token;
+    try {
+        Template all(objectClass);
+        text += std::string("; ") + describe(objectClass) + "s there: " + listNames(session, session.find(all));
+    } catch (const CallFailure& failure) {
+        if (failure.isTokenLost()) throw;  // the key may be there after a new connection
+    }
+    throw KeyStoreError::keyNotFound(text + ".");
 }
 
 KeyName readName(Session& session, CK_OBJECT_HANDLE object) {

@@ -23,8 +23,9 @@ struct PrivateKey {
 std::optional<CK_OBJECT_HANDLE> findObject(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
                                            const std::string& token);
 
-/// Throws the error for an object that is not there; it lists the objects of that class.
-/// @throws KeyStoreError keyNotFound; CallFailure.
+/// Throws the error for an object that is not there; it lists the objects of that class, unless they cannot be
+/// listed.
+/// @throws KeyStoreError keyNotFound; CallFailure when the token is lost.
 [[noreturn]] void throwNotFound(Session& session, CK_OBJECT_CLASS objectClass, const KeyName& name,
                                 const std::string& token);
 
