@@ -7,9 +7,9 @@
 namespace Command {
 namespace {
 
-bool isPinOption(std::string_view argument) noexcept {
+bool isPinOption(std::string_view argument) {
     return argument.starts_with('-') && argument.find('=') == argument.npos &&
-           (argument.find("pin") != argument.npos || argument.find("PIN") != argument.npos);
+           Torvane::cutPin(std::string(argument) + '=').size() == argument.size();
 }
 
 void replaceAll(std::string& text, std::string_view from, std::string_view to) {

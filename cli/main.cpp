@@ -29,7 +29,8 @@ std::string describe(const CLI::ParseError& error, const std::vector<std::string
     if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) return text.substr(0, text.find(" = ")) + '.';
     const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (unexpected.empty() || (!isMissing && dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr)) return text;
-    const auto option = std::ranges::find_if(unexpected, [](const auto& word) { return word.starts_with('-'); });
+    const auto option =
+        std::ranges::find_if(unexpected, [](const auto& word) { return word.starts_with('-') && word != "--"; });
     if (option != unexpected.end()) {
         // A short option may have its value behind it, a long one after "=".
         const auto size = option->starts_with("--") ? option->find('=') : std::size_t{2};

@@ -1,18 +1,12 @@
 #include "torvane/platform/core/printable_text.hpp"
 
 #include <algorithm>
-#include <cstdint>
 
+#include "torvane/platform/core/internal/ascii.hpp"
 #include "torvane/platform/core/internal/code_points.hpp"
 
 namespace Torvane {
 namespace {
-
-std::string encodeHex(std::uint32_t value, int digits) {
-    std::string text;
-    for (int i = digits - 1; i >= 0; --i) text += "0123456789abcdef"[value >> (4 * i) & 0xFU];
-    return text;
-}
 
 // A JSON escape: a letter, or UTF-16 code units.
 std::string escape(char32_t code) {

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
@@ -22,7 +23,7 @@ namespace Torvane {
 /// A key URI, a path or another argument before anything that may be a PIN, for errors and logs: cut at the first "?",
 /// at the "=" or "%3D" after a name with "pin" in it, and where the text contains "pkcs11", in upper or lower case,
 /// also at the first ";" and "&". A view of the argument.
-[[nodiscard]] TORVANE_EXPORT std::string_view cutPin(std::string_view text) noexcept;
+[[nodiscard]] TORVANE_EXPORT std::string_view cutPin(std::string_view text TORVANE_LIFETIMEBOUND) noexcept;
 
 /// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.
 ///

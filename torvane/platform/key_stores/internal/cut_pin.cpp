@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "torvane/platform/core/internal/ascii.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
 
 namespace Torvane {
@@ -10,9 +11,7 @@ namespace {
 
 // Finds a word, given in lower case, in a text in upper or lower case; npos when it is not there.
 std::size_t findIgnoringCase(std::string_view text, std::string_view word) noexcept {
-    const auto isSame = [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a + ('a' - 'A')) : a) == b;
-    };
+    const auto isSame = [](char a, char b) { return toLower(a) == b; };
     const auto position = std::search(text.begin(), text.end(), word.begin(), word.end(), isSame) - text.begin();
     return position == std::ssize(text) ? text.npos : static_cast<std::size_t>(position);
 }
@@ -21,16 +20,18 @@ std::size_t findIgnoringCase(std::string_view text, std::string_view word) noexc
 
 std::string_view cutPinAttribute(std::string_view text) noexcept {
     constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.% ";
-    for (std::size_t begin = 0; begin < text.size();) {
-        const auto rest = text.substr(begin);
-        const auto end = std::min({rest.find('='), findIgnoringCase(rest, "%3d"), rest.size()});
-        if (end == rest.size()) break;
-        const auto beforeName = rest.substr(0, end).find_last_not_of(nameCharacters);
-        const auto name = rest.substr(beforeName + 1, end - beforeName - 1);  // npos + 1 is 0
-        if (findIgnoringCase(name, "pin") != name.npos) return text.substr(0, begin + end);
-        begin += end + 1;
+    for (std::size_t i = 0, nameBegin = 0; i < text.size(); ++i) {
+        const bool isEnd = text[i] == '=' || findIgnoringCase(text.substr(i, 3), "%3d") == 0;
+        if (isEnd && findIgnoringCase(text.substr(nameBegin, i - nameBegin), "pin") != text.npos) {
+            return text.substr(0, i);
+        }
+        if (isEnd || nameCharacters.find(text[i]) == text.npos) nameBegin = i + 1;
     }
     return text;
+}
+
+std::string markIfCut(std::string_view beginning, std::string_view text) {
+    return std::string(beginning) + (beginning.size() < text.size() ? "..." : "");
 }
 
 std::string_view cutPin(std::string_view text) noexcept {

@@ -5,14 +5,12 @@
 #include <utility>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/internal/ascii.hpp"
+#include "torvane/platform/key_stores/internal/cut_pin.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
 
 namespace Torvane {
 namespace {
-
-char toLower(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
 
 int hexDigit(char c) noexcept {
     constexpr std::string_view digits = "0123456789abcdef";
@@ -63,7 +61,7 @@ std::string readPath(std::string_view uri) {
 }
 
 std::string quoteWithoutPin(std::string_view uri) {
-    return debugQuoted(cutPin(uri));
+    return debugQuoted(markIfCut(cutPin(uri), uri));
 }
 
 }  // namespace Torvane

@@ -14,7 +14,8 @@ bool hasScheme(std::string_view text, std::string_view scheme) noexcept;
 ///         wrong percent-encoding, or without a path.
 std::string readPath(std::string_view uri);
 
-/// A path or URI in quotes for an error, without anything that may be a PIN: it is cut as by cutPin().
+/// A path or URI in quotes for an error, without anything that may be a PIN: it is cut as by cutPin(), and "..." stands
+/// for the rest.
 std::string quoteWithoutPin(std::string_view uri);
 
 }  // namespace Torvane

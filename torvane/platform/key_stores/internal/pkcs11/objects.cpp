@@ -10,6 +10,7 @@
 #include <openssl/objects.h>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/internal/ascii.hpp"
 #include "torvane/platform/key_stores/internal/key_encoding.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
@@ -19,21 +20,12 @@ namespace {
 
 using OctetString = Crypto::Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
-std::string encodeHex(ByteView bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const auto byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
 // For example `"sign" with id 0a01`.
 std::string describe(const KeyName& name) {
     std::string text;
     if (!name.label.empty()) text = debugQuoted(name.label);
-    if (!name.id.empty()) text += (text.empty() ? "with id " : " with id ") + encodeHex(name.id);
+    if (!name.id.empty()) text += text.empty() ? "with id " : " with id ";
+    for (const auto byte : name.id) text += encodeHex(byte, 2);
     return text;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/key_stores/internal/file_uri.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
 #include "torvane/platform/key_stores/key_uri.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
@@ -40,13 +41,12 @@ std::string describeLoadFailure() {
 }
 
 Driver loadDriver(const char* path) {
-    const auto shownPath = cutPin(path);
-    const auto name = "The PKCS #11 driver " + debugQuoted(shownPath);
+    const auto name = "The PKCS #11 driver " + quoteWithoutPin(path);
     CK_FUNCTION_LIST* loaded = p11_kit_module_load(path, 0);
     if (loaded == nullptr) {
         // The reason contains the path.
         throw KeyStoreError::unavailable(name + " cannot be loaded" +
-                                         (shownPath == path ? ": " + describeLoadFailure() : "") + ".");
+                                         (cutPin(path) == path ? ": " + describeLoadFailure() : "") + ".");
     }
     try {
         return startDriver(loaded);

@@ -27,7 +27,7 @@ URI::URI(std::string_view text) : uri_(p11_kit_uri_new()) {
     }
     path_ = std::unique_ptr<char, Crypto::Deleter<std::free>>(path).get();
     path_.resize(std::min(path_.size(), path_.find('?')));
-    path_.resize(cutPinAttribute(path_).size());
+    path_ = markIfCut(cutPinAttribute(path_), path_);
     if (p11_kit_uri_any_unrecognized(uri_.get()) != 0) {
         // Nor does it quote the unknown attribute: it may be a misspelt pin-value.
         throw KeyStoreError::invalidURI("The PKCS #11 URI " + debugQuoted(path_) +
