@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <optional>
+#include <poll.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -36,7 +37,7 @@ enum class Access { read, write };
 }
 
 [[noreturn]] void failWithErrno(Access access, const std::string& path) {
-    fail(access, path, std::generic_category().message(errno));
+    fail(access, path, errno == ENODATA ? "No process writes to it" : std::generic_category().message(errno));
 }
 
 class Descriptor {
@@ -50,8 +51,32 @@ class Descriptor {
 
     int number() const noexcept { return number_; }
 
+    // As read() of POSIX, but waits for input. Fails with ENODATA for a FIFO that no process has open for writing.
+    ssize_t read(void* data, std::size_t size) noexcept {
+        for (;;) {
+            const auto count = ::read(number_, data, size);
+            if (count == 0 && isAtStart_ && isUnwrittenFifo()) {
+                errno = ENODATA;
+                return -1;
+            }
+            isAtStart_ = false;
+            if (count >= 0 || (errno != EINTR && errno != EAGAIN)) return count;
+            pollfd input{number_, POLLIN, 0};
+            if (errno == EAGAIN) ::poll(&input, 1, -1);
+        }
+    }
+
   private:
+    // At the end of a pipe or FIFO that a process has written to, there is POLLHUP.
+    bool isUnwrittenFifo() const noexcept {
+        struct stat status {};
+        pollfd end{number_, POLLIN, 0};
+        return ::fstat(number_, &status) == 0 && S_ISFIFO(status.st_mode) && ::poll(&end, 1, 0) >= 0 &&
+               (end.revents & POLLHUP) == 0;
+    }
+
     int number_;
+    bool isAtStart_ = true;
 };
 
 int claimStandardInput() {
@@ -64,14 +89,15 @@ int claimStandardInput() {
 
 template <class Buffer>
 Buffer readAll(const std::string& path, std::size_t maximumSize) {
-    const Descriptor file(isStandardStream(path) ? claimStandardInput() : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Without waiting for another process to open a FIFO.
+    constexpr int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+    Descriptor file(isStandardStream(path) ? claimStandardInput() : ::open(path.c_str(), flags));
     if (file.number() < 0) failWithErrno(Access::read, path);
     Progress progress("reading");
     Buffer content;
     for (std::size_t size = 0;;) {
         if (content.size() - size < chunkSize) content.resize(size + size / 2 + chunkSize);
-        const auto count = ::read(file.number(), content.data() + size, chunkSize);
-        if (count < 0 && errno == EINTR) continue;
+        const auto count = file.read(content.data() + size, chunkSize);
         if (count < 0) failWithErrno(Access::read, path);
         size += static_cast<std::size_t>(count);
         if (size > maximumSize) fail(Access::read, path, "The file is longer than " + formatSize(maximumSize));
@@ -146,11 +172,13 @@ void writeOutput(const std::string& path, ByteView content) {
     if (const auto mode = isFile ? modeForReplacement(path) : std::nullopt) return replaceFile(path, *mode, content);
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
     const Descriptor file(isFile ? ::open(path.c_str(), flags, 0666) : STDOUT_FILENO);
-    const bool isTerminal = ::isatty(file.number()) == 1;
-    const auto printable = isTerminal ? makePrintableLines(Torvane::asText(content)) : std::string();
-    if (file.number() < 0 || !writeAll(file.number(), isTerminal ? Torvane::asBytes(printable) : content)) {
-        failWithErrno(Access::write, path);
+    if (file.number() < 0) failWithErrno(Access::write, path);
+    std::string printable;
+    if (::isatty(file.number()) == 1) {
+        printable = makePrintableLines(Torvane::asText(content));
+        content = Torvane::asBytes(printable);
     }
+    if (!writeAll(file.number(), content)) failWithErrno(Access::write, path);
 }
 
 }  // namespace Command

@@ -131,6 +131,33 @@ class Messages(CommandTest):
                              "--encrypt-to", "e", stdin="both")
         self.assertEqual(self.text(*self.decoding(own="sig_enc:e=decrypt.pem"), stdin=token), "both")
 
+    def test_a_fifo_is_read_only_while_a_process_writes_to_it(self):
+        self.path("token", self.encode("by a FIFO"))
+        self.succeed("key", "new", "P-256", "locked.pem", "--secret-file", self.path("secret", "open sesame"))
+        os.mkfifo(self.path("fifo"))
+        key, peer = self.key("decrypt.pem"), self.key("set")
+        for arguments, code, error in (
+                (("key", "show", "fifo"), 4, 'The file "fifo" cannot be read'),
+                (("key", "show", "locked.pem", "--secret-file", "fifo"), 3, 'Cannot read "fifo"'),
+                (("decode", "--own", "enc:e=" + key, "--peer", "fifo", "token"), 3, 'Cannot read "fifo"'),
+                (self.decoding("fifo"), 3, 'Cannot read "fifo"')):
+            done = subprocess.run([TORVANE, *arguments], capture_output=True, cwd=self.folder, env=ENVIRONMENT,
+                                  timeout=20)
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (code, f"torvane: {error}: No process writes to it.\n"))
+        # The writer may wait for the reader, be slow, or have finished.
+        for script, shown in (
+                (f"cat token > fifo & sleep 1; torvane decode --own enc:e={key} --peer {peer} fifo", "by a FIFO"),
+                (f"torvane decode --own enc:e=<(sleep 1; cat {key}) --peer <(cat {peer}) <(sleep 2; cat token)",
+                 "by a FIFO"),
+                (f"cat token | torvane decode --own enc:e={key} --peer {peer} /dev/stdin", "by a FIFO"),
+                ("torvane key show locked.pem --secret-file <(cat secret) | head -1", "family      EC\n"),
+                ("exec 3< <(true); sleep 1; torvane encode --own sig:s={} --peer {} --encrypt-to e /dev/fd/3 | wc -l"
+                 .format(self.key("sign.pem"), peer), "1\n")):
+            done = subprocess.run(["bash", "-c", script], capture_output=True, cwd=self.folder, env=ENVIRONMENT,
+                                  timeout=20)
+            self.assertEqual((done.stdout.decode(), done.stderr), (shown, b""), script)
+
     def test_closed_or_reused_standard_input_is_an_error(self):
         encoding = ["encode", "--own", "sig:s=" + self.key("sign.pem"), "--encrypt-to", "e", "--peer"]
         closed = subprocess.run(["sh", "-c", '"$0" "$@" <&-', TORVANE, *encoding, self.key("set")], capture_output=True,

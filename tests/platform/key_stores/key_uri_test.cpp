@@ -136,6 +136,9 @@ TEST(KeyFile, NamesWhyAFileCannotBeRead) {
     const auto absent = folder / "absent.pem";
     EXPECT_ERROR(openKey(absent, KeyClass::publicKey), cannotRead(absent, "No such file or directory"));
     EXPECT_ERROR(openKey(folder / "", KeyClass::publicKey), cannotRead(folder / "", "Is a directory"));
+    const auto fifo = folder / "fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_ERROR(openKey(fifo, KeyClass::publicKey), cannotRead(fifo, "No process writes to it"));
     const auto large = folder.write("large", ByteBuffer((1 << 20) + 1, '\n'));
     EXPECT_ERROR(openKey(large, KeyClass::publicKey), cannotRead(large, "It is longer than 1 MiB"));
 }

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -19,7 +21,7 @@ constexpr std::size_t maximumFileSize = std::size_t{1} << 20;
 }
 
 [[noreturn]] void failWithErrno(const char* what, const std::string& path) {
-    fail(what, path, std::generic_category().message(errno));
+    fail(what, path, errno == ENODATA ? "No process writes to it" : std::generic_category().message(errno));
 }
 
 // An open file, closed at the end of the scope.
@@ -35,8 +37,32 @@ class Descriptor {
     [[nodiscard]] int number() const noexcept { return number_; }
     bool close() noexcept { return ::close(std::exchange(number_, -1)) == 0; }
 
+    // As read() of POSIX, but waits for input. Fails with ENODATA for a FIFO that no process has open for writing.
+    ssize_t read(void* data, std::size_t size) noexcept {
+        for (;;) {
+            const auto count = ::read(number_, data, size);
+            if (count == 0 && isAtStart_ && isUnwrittenFifo()) {
+                errno = ENODATA;
+                return -1;
+            }
+            isAtStart_ = false;
+            if (count >= 0 || (errno != EINTR && errno != EAGAIN)) return count;
+            pollfd input{number_, POLLIN, 0};
+            if (errno == EAGAIN) ::poll(&input, 1, -1);
+        }
+    }
+
   private:
+    // At the end of a pipe or FIFO that a process has written to, there is POLLHUP.
+    [[nodiscard]] bool isUnwrittenFifo() const noexcept {
+        struct stat status {};
+        pollfd end{number_, POLLIN, 0};
+        return ::fstat(number_, &status) == 0 && S_ISFIFO(status.st_mode) && ::poll(&end, 1, 0) >= 0 &&
+               (end.revents & POLLHUP) == 0;
+    }
+
     int number_;
+    bool isAtStart_ = true;
 };
 
 bool writeAll(int descriptor, ByteView content) noexcept {
@@ -52,13 +78,13 @@ bool writeAll(int descriptor, ByteView content) noexcept {
 }  // namespace
 
 SecretBuffer readFile(const std::string& path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Without waiting for another process to open a FIFO.
+    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.number() < 0) failWithErrno("read", path);
     SecretBuffer content;
     for (std::size_t size = 0;;) {
         content.resize(size + 16384);
-        const auto count = ::read(file.number(), content.data() + size, content.size() - size);
-        if (count < 0 && errno == EINTR) continue;
+        const auto count = file.read(content.data() + size, content.size() - size);
         if (count < 0) failWithErrno("read", path);
         size += static_cast<std::size_t>(count);
         if (size > maximumFileSize) fail("read", path, "It is longer than 1 MiB");

@@ -7,7 +7,7 @@
 
 namespace Torvane {
 
-/// Reads a whole file of at most 1 MiB.
+/// Reads a whole file of at most 1 MiB. Waits for the input of a pipe, but not for a FIFO to be opened for writing.
 /// @throws KeyStoreError unavailable when it cannot be read, or is longer.
 SecretBuffer readFile(const std::string& path);
 
