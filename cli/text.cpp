@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
-#include <ctime>
+#include <cstdint>
+#include <cstdio>
 
 namespace Command {
 namespace {
@@ -169,11 +171,16 @@ std::string formatSize(std::size_t bytes) {
 std::string formatTime(double seconds, double now) {
     constexpr double yearZero = -62167219200, year10000 = 253402300800;
     if (!(seconds >= yearZero && seconds < year10000)) return {};
-    const auto whole = static_cast<std::time_t>(std::floor(seconds));
-    std::tm parts{};
+    // Not by std::time_t, which has 32 bits on some systems.
+    const std::chrono::sys_seconds moment(std::chrono::seconds(static_cast<std::int64_t>(std::floor(seconds))));
+    const auto day = std::chrono::floor<std::chrono::days>(moment);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(moment - day);
     std::array<char, 64> text{};
-    if (::gmtime_r(&whole, &parts) == nullptr) return {};
-    if (std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) return {};
+    static_cast<void>(std::snprintf(
+        text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
+        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count())));
     return std::string(text.data()) + (seconds > now ? " (in " + formatDuration(seconds - now) + ')'
                                                      : " (" + formatDuration(now - seconds) + " ago)");
 }

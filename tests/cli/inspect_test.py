@@ -78,13 +78,18 @@ warning: The token is not valid yet.
     def test_times_at_the_limits_are_shown_correctly(self):
         now = int(time.time())
         for seconds, words in ((-0.5, "1969-12-31 23:59:59 UTC ("), (0, "1970-01-01 00:00:00 UTC ("),
+                               (-62167219200, "0000-01-01 00:00:00 UTC ("), (951782400, "2000-02-29 00:00:00 UTC ("),
+                               (-2**31 - 1, "1901-12-13 20:45:51 UTC ("), (2**31, "2038-01-19 03:14:08 UTC (in "),
+                               (2**32, "2106-02-07 06:28:16 UTC (in "),
                                (253402300799, "9999-12-31 23:59:59 UTC (in "), (now - 90, "(1 minute ago)")):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertIn(words, shown)
             self.assertEqual("The token has expired." in shown, seconds < now)
-        for seconds in (253402300800, 1e300, -1e18):
+        for seconds in (253402300800, -62167219201, 2**63 - 1, -2**63, 1e300, -1e18):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertNotIn("UTC", shown)
+            if isinstance(seconds, int):
+                self.assertIn(f'"exp": {seconds}\n', shown)
 
     def test_unusual_headers_and_claims_get_a_warning(self):
         for header, payload, warnings in (
