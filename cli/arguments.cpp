@@ -21,10 +21,13 @@ std::pair<CLI::App*, std::shared_ptr<Options>> addCommand(CLI::App& parent, cons
     return {command, options};
 }
 
-void addSecretFile(CLI::App& command, std::string& file) {
+void addSecretOptions(CLI::App& command, SecretOptions& secret) {
     command
-        .add_option("--secret-file", file, "Read the passphrase or PIN from the first line of FILE instead of asking")
+        .add_option("--secret-file", secret.file,
+                    "Read the passphrase or PIN from the first line of FILE instead of asking")
         ->type_name("FILE");
+    command.add_flag("--last-pin-try", secret.maySpendLastTry,
+                     "Send the PIN even if a wrong one would lock the PKCS #11 token");
 }
 
 void addJSON(CLI::App& command, bool& asJSON) {
@@ -55,7 +58,7 @@ void addKeyCommands(CLI::App& root) {
             ->required()
             ->type_name("URI");
         command->add_flag("--encrypt", options->isEncrypted, "Encrypt the file with a passphrase");
-        addSecretFile(*command, options->secretFile);
+        addSecretOptions(*command, options->secret);
         command->footer(
             "Examples:\n"
             "  torvane key new RSA-3072 sign.pem\n"
@@ -70,7 +73,7 @@ void addKeyCommands(CLI::App& root) {
             ->type_name("URI");
         command->add_flag("--public", options->isPublic,
                           "Open only the public key, which needs no PIN of a PKCS #11 token");
-        addSecretFile(*command, options->secretFile);
+        addSecretOptions(*command, options->secret);
         addJSON(*command, options->asJSON);
         command->footer(
             "Examples:\n"
@@ -92,7 +95,7 @@ void addSetCommands(CLI::App& root) {
             ->required()
             ->type_name("USE[/ALG][:KID]=URI");
         addOutput(*command, options->output);
-        addSecretFile(*command, options->secretFile);
+        addSecretOptions(*command, options->secret);
         command->footer(
             "Examples:\n"
             "  torvane jwks make sig:2026-sig=sign.pem enc:2026-enc=decrypt.pem -o public.jwks\n"
@@ -136,7 +139,7 @@ void addMessageOptions(CLI::App& command, MessageOptions& options) {
                     "Content encryption algorithm (default: A128CBC-HS256)")
         ->type_name("ENC");
     addOutput(command, options.output);
-    addSecretFile(command, options.secretFile);
+    addSecretOptions(command, options.secret);
 }
 
 void addMessageCommands(CLI::App& root) {
@@ -173,7 +176,7 @@ void addMessageCommands(CLI::App& root) {
         addInput(*command, options->input, "Token (default: standard input)");
         addOwn(*command, options->own, "Your private key to decrypt with; repeatable");
         command->add_option("--peer", options->peer, "The peer's public JWK Set to verify with")->type_name("FILE");
-        addSecretFile(*command, options->secretFile);
+        addSecretOptions(*command, options->secret);
         addJSON(*command, options->asJSON);
         command->footer(
             "Without --peer nothing is verified: anybody may have written the token. With --peer the exit code is 0\n"

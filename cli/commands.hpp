@@ -2,20 +2,32 @@
 #pragma once
 
 #include <string>
+#include <torvane/torvane.hpp>
 #include <vector>
 
 namespace Command {
 
-// An empty file name, or "-", is a standard stream. The first line of a secret file is the passphrase or PIN of every
-// key that needs one.
+// An empty file name, or "-", is a standard stream.
+
+struct SecretOptions {
+    /// Its first line is the passphrase or PIN of every key that needs one. Without a file the user is asked.
+    std::string file;
+    bool maySpendLastTry = false;
+
+    Torvane::LastPinTry lastPinTry() const noexcept {
+        return maySpendLastTry ? Torvane::LastPinTry::spend : Torvane::LastPinTry::keep;
+    }
+};
 
 struct NewKeyOptions {
-    std::string kind, uri, secretFile;
+    std::string kind, uri;
+    SecretOptions secret;
     bool isEncrypted = false;
 };
 
 struct ShowKeyOptions {
-    std::string uri, secretFile;
+    std::string uri;
+    SecretOptions secret;
     bool isPublic = false, asJSON = false;
 };
 
@@ -27,7 +39,8 @@ std::vector<std::string> listKeyKinds();
 
 struct MakeSetOptions {
     std::vector<std::string> keys;
-    std::string output, secretFile;
+    std::string output;
+    SecretOptions secret;
 };
 
 struct ReadSetOptions {
@@ -45,7 +58,8 @@ void checkSet(const ReadSetOptions& options);
 void selectKeys(const SelectOptions& options);
 
 struct MessageOptions {
-    std::string input, output, peer, secretFile;
+    std::string input, output, peer;
+    SecretOptions secret;
     std::vector<std::string> own;
     std::string signWith, encryptTo;
     std::string jwsAlgorithm, keyManagementAlgorithm, contentEncryptionAlgorithm;
@@ -56,7 +70,8 @@ void encode(const MessageOptions& options);
 void decode(const MessageOptions& options);
 
 struct InspectOptions {
-    std::string input, peer, secretFile;
+    std::string input, peer;
+    SecretOptions secret;
     std::vector<std::string> own;
     bool asJSON = false;
 };

@@ -214,7 +214,7 @@ void print(const Inspection& inspection, double now) {
 }  // namespace
 
 void inspect(const InspectOptions& options) {
-    Keys keys{openOwnKeys(options.own, makeSecretSource(options.secretFile)), std::nullopt};
+    Keys keys{openOwnKeys(options.own, options.secret), std::nullopt};
     if (!options.peer.empty()) {
         keys.peer.emplace();
         for (const auto& entry : readSetEntries(readInput(options.peer))) {

@@ -134,13 +134,13 @@ void rejectOverwritingKey(const std::string& output, const std::string& uri) {
 }  // namespace
 
 void makeSet(const MakeSetOptions& options) {
-    const auto askForSecret = makeSecretSource(options.secretFile);
+    const auto askForSecret = makeSecretSource(options.secret.file);
     JSONValue::List keys;
     std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
         const auto spec = parseKeySpec(text);
         rejectOverwritingKey(options.output, spec.uri);
-        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, askForSecret);
+        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, askForSecret, options.secret.lastPinTry());
         const auto key = makeJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = listAlgorithms(opened, spec.use);
         const auto reject = [&](const std::string& why) {

@@ -13,20 +13,25 @@ namespace {
 
 using Torvane::EllipticCurve;
 using Torvane::JSONValue;
+using Torvane::LastPinTry;
 using Torvane::SecretSource;
 using Torvane::Zennet::KeyClass;
 
 struct KeyKind {
     std::string_view name;
-    std::function<void(std::string_view uri, const SecretSource& askForSecret)> make;
+    std::function<void(std::string_view uri, const SecretSource& askForSecret, LastPinTry lastPinTry)> make;
 };
 
 KeyKind makeRSAKind(std::string_view name, std::size_t bits) {
-    return {name, [bits](auto uri, const auto& askForSecret) { Torvane::generateRSAKeyAt(uri, bits, askForSecret); }};
+    return {name, [bits](auto uri, const auto& askForSecret, auto lastPinTry) {
+                Torvane::generateRSAKeyAt(uri, bits, askForSecret, lastPinTry);
+            }};
 }
 
 KeyKind makeECKind(std::string_view name, EllipticCurve curve) {
-    return {name, [curve](auto uri, const auto& askForSecret) { Torvane::generateECKeyAt(uri, curve, askForSecret); }};
+    return {name, [curve](auto uri, const auto& askForSecret, auto lastPinTry) {
+                Torvane::generateECKeyAt(uri, curve, askForSecret, lastPinTry);
+            }};
 }
 
 std::vector<KeyKind> makeKinds() {
@@ -36,17 +41,19 @@ std::vector<KeyKind> makeKinds() {
             makeECKind("P-256", EllipticCurve::P256),
             makeECKind("P-384", EllipticCurve::P384),
             makeECKind("P-521", EllipticCurve::P521),
-            {"secp256k1",
-             [](auto uri, const auto& askForSecret) { Torvane::Zennet::generateSecp256k1KeyAt(uri, askForSecret); }}};
+            {"secp256k1", [](auto uri, const auto& askForSecret, auto) {
+                 Torvane::Zennet::generateSecp256k1KeyAt(uri, askForSecret);
+             }}};
 }
 
 // Opens the private key or, if there is none, the public key. Asks for the passphrase at most once.
-Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& askForSecret) {
+Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& askForSecret, LastPinTry lastPinTry) {
     using enum Torvane::KeyStoreError::Case;
     std::optional<Torvane::SecretBuffer> answer;
     try {
-        return Torvane::Zennet::openKey(uri, KeyClass::privateKey,
-                                        [&](auto description) { return answer = askForSecret(description); });
+        return Torvane::Zennet::openKey(
+            uri, KeyClass::privateKey, [&](auto description) { return answer = askForSecret(description); },
+            lastPinTry);
     } catch (const Torvane::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
         return Torvane::Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
@@ -69,17 +76,19 @@ void newKey(const NewKeyOptions& options) {
         throw Failure(ExitCode::usage, "The kind of key must be one of " + join(listKeyKinds()) + '.');
     }
     // A PKCS #11 token needs its PIN; a file is encrypted only on request.
-    const bool isEncrypted = options.isEncrypted || !options.secretFile.empty();
-    const auto askForSecret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secretFile)
-                              : isEncrypted                     ? makeNewSecretSource(options.secretFile)
+    const bool isEncrypted = options.isEncrypted || !options.secret.file.empty();
+    const auto askForSecret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secret.file)
+                              : isEncrypted                     ? makeNewSecretSource(options.secret.file)
                                                                 : SecretSource();
-    kind->make(options.uri, askForSecret);
+    kind->make(options.uri, askForSecret, options.secret.lastPinTry());
 }
 
 void showKey(const ShowKeyOptions& options) {
-    const auto askForSecret = makeSecretSource(options.secretFile);
-    const auto key = options.isPublic ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, askForSecret)
-                                      : openAnyKey(options.uri, askForSecret);
+    const auto askForSecret = makeSecretSource(options.secret.file);
+    const auto lastPinTry = options.secret.lastPinTry();
+    const auto key = options.isPublic
+                         ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, askForSecret, lastPinTry)
+                         : openAnyKey(options.uri, askForSecret, lastPinTry);
     const auto kind = describeKind(key);
     const bool isRSA = kind.starts_with("RSA");
     const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "cli/exit_code.hpp"
+#include "cli/terminal.hpp"
 
 namespace Command {
 namespace {
@@ -76,12 +77,13 @@ JsonWebKey makeJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optiona
     return {key, use, std::move(id)};
 }
 
-JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretSource& askForSecret) {
+JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretOptions& secret) {
+    const auto askForSecret = makeSecretSource(secret.file);
     JsonWebKeySet keys(std::vector<JsonWebKey>{});
     for (const auto& text : specs) {
         const auto spec = parseKeySpec(text);
         if (spec.algorithm) throw Failure(ExitCode::usage, "The key \"" + spec.name + "\" must not name an algorithm.");
-        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, askForSecret);
+        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, askForSecret, secret.lastPinTry());
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
                 keys.jwks.push_back(makeJsonWebKey(key, use, spec.keyId));

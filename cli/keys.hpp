@@ -7,6 +7,8 @@
 #include <torvane/torvane.hpp>
 #include <vector>
 
+#include "cli/commands.hpp"
+
 namespace Command {
 
 /// A key argument, "USE[/ALG][:KID]=URI", for example "sig:2026=sign.pem".
@@ -28,7 +30,7 @@ Torvane::JsonWebKey makeJsonWebKey(const Torvane::Zennet::Key& key, Torvane::JWK
 
 /// Opens private keys given as "USE[:KID]=URI". A key for both uses becomes two entries, one for each use.
 /// @throws Failure, and the errors of Torvane::Zennet::openKey().
-Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const Torvane::SecretSource& askForSecret);
+Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretOptions& secret);
 
 /// One entry of a key set, readable or not.
 struct SetEntry {

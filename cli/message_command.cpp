@@ -36,9 +36,7 @@ std::optional<std::string> nothingIfEmpty(const std::string& text) {
 
 JOSEHelper makeHelper(const MessageOptions& options) {
     JOSEHelper::Builder builder;
-    builder
-        .setSenderJwkSet(openOwnKeys(options.own, makeSecretSource(options.secretFile)),
-                         nothingIfEmpty(options.signWith))
+    builder.setSenderJwkSet(openOwnKeys(options.own, options.secret), nothingIfEmpty(options.signWith))
         .setRecipientJwkSet(JsonWebKeySet(readInput(options.peer)), nothingIfEmpty(options.encryptTo));
     if (!options.jwsAlgorithm.empty()) builder.setJWSAlgorithm(options.jwsAlgorithm);
     if (!options.keyManagementAlgorithm.empty()) {

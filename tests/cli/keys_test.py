@@ -209,6 +209,20 @@ class Pkcs11Tokens(CommandTest):
                                 env=self.environment)
         self.assertEqual(done.returncode, 4)
         self.assertIn("PIN", done.stderr.decode())
+        refused = 'torvane: One wrong PIN would lock the PKCS #11 token "app": only the last try is left, ' \
+                  "which is not used without permission.\n"
+        last = {**self.environment, "QUIRK": "last try"}
+        uri = self.uri("sign").replace(os.environ["SOFTHSM2_MODULE"], os.environ["QUIRKY_DRIVER"])
+        set_of_peer = ("--peer", "public.jwks", *pin)
+        for arguments, stdin in ((("key", "new", "P-256", uri.replace("sign", "new"), *pin), b""),
+                                 (("key", "show", uri, *pin), b""),
+                                 (("encode", "--own", "sig:s=" + uri, "--encrypt-to", "e", *set_of_peer), b"x"),
+                                 (("decode", "--own", "enc:e=" + uri.replace("sign", "decrypt"), *set_of_peer), token),
+                                 (("inspect", "--own", "enc:e=" + uri.replace("sign", "decrypt"), *set_of_peer),
+                                  token)):
+            done = self.run_command(*arguments, stdin=stdin, env=last)
+            self.assertEqual((done.returncode, done.stdout, done.stderr.decode()), (4, b"", refused), arguments)
+            self.succeed(*arguments, "--last-pin-try", stdin=stdin, env=last)
         self.reject(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
 
 

@@ -125,6 +125,12 @@ enum class KeyClass {
     privateKey,  ///< Signs, decrypts and agrees on keys. Opening one may ask for a passphrase or PIN.
 };
 
+/// Whether a login to a PKCS #11 token may send a PIN when a wrong one would lock the token (CKF_USER_PIN_FINAL_TRY).
+enum class LastPinTry {
+    keep,   ///< The login fails with KeyStoreError wrongSecret, and no PIN is asked for.
+    spend,  ///< The next PIN is sent. Ask the user for permission before.
+};
+
 /// Callback that returns a passphrase or PIN when one is needed, or nothing when there is none. `description` says
 /// which secret is needed, for example `the PIN of the PKCS #11 token "app"`. A store calls it from the thread of the
 /// operation that needs the secret, and never from two threads at once. An exception that it throws reaches the caller

@@ -10,8 +10,8 @@
 
 namespace Torvane::Zennet {
 
-Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
-    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, askForSecret));
+Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry) {
+    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, askForSecret, lastPinTry));
     auto key = readKeyFile(uri, keyClass, askForSecret);
     if (!Crypto::isSecp256k1(key.get())) return Key(makeSoftwareKey(std::move(key), keyClass));
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);

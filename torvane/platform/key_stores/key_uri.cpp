@@ -13,26 +13,34 @@ SecKey writeToFile(std::string_view uri, const Crypto::Pkey& key, const SecretSo
     return makeSoftwareKey(writeKeyFile(uri, key, askForSecret), KeyClass::privateKey);
 }
 
+Pkcs11KeyStore openStore(std::string_view uri, const SecretSource& askForPin, LastPinTry lastPinTry) {
+    Pkcs11KeyStore store(uri, askForPin);
+    if (lastPinTry == LastPinTry::spend) store.allowLastTry();
+    return store;
+}
+
 }  // namespace
 
 bool isPkcs11URI(std::string_view uri) noexcept {
     return hasScheme(uri, "pkcs11");
 }
 
-SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
-    if (isPkcs11URI(uri)) return Pkcs11KeyStore(uri, askForSecret).key(keyClass);
+SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry) {
+    if (isPkcs11URI(uri)) return openStore(uri, askForSecret, lastPinTry).key(keyClass);
     return makeSoftwareKey(readKeyFile(uri, keyClass, askForSecret), keyClass);
 }
 
-SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& askForSecret) {
+SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& askForSecret,
+                        LastPinTry lastPinTry) {
     if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateRSA(modulusBits), askForSecret);
-    const Pkcs11KeyStore store(uri, askForSecret);
+    const auto store = openStore(uri, askForSecret, lastPinTry);
     return store.generateRSA(modulusBits, store.keyName());
 }
 
-SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret) {
+SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret,
+                       LastPinTry lastPinTry) {
     if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateEC(curve), askForSecret);
-    const Pkcs11KeyStore store(uri, askForSecret);
+    const auto store = openStore(uri, askForSecret, lastPinTry);
     return store.generateEC(curve, store.keyName());
 }
 

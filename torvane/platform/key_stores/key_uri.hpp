@@ -41,6 +41,7 @@ namespace Torvane {
 /// @param keyClass which key of the pair to return.
 /// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a
 ///        "pkcs11:" URI it is kept as long as the returned private key lives, to log in again.
+/// @param lastPinTry whether the first PIN may be the last try, as by Pkcs11KeyStore::allowLastTry().
 /// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
 ///         may also come from "type=private"); unavailable when the file, driver or PKCS #11 token cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
@@ -49,7 +50,8 @@ namespace Torvane {
 ///         that is neither RSA nor EC on P-256, P-384 or P-521, or, in a file, a private key that does not belong to
 ///         the public key beside it. Whatever `askForSecret` throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
-                                            const SecretSource& askForSecret = {});
+                                            const SecretSource& askForSecret = {},
+                                            LastPinTry lastPinTry = LastPinTry::keep);
 
 /// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.
 ///
@@ -62,17 +64,20 @@ namespace Torvane {
 /// @param askForSecret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the
 ///        file is encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
 ///        encrypted.
+/// @param lastPinTry as for openKey().
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
 ///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for a size that OpenSSL
 ///         cannot make. After an error there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits,
-                                       const SecretSource& askForSecret = {});
+                                       const SecretSource& askForSecret = {}, LastPinTry lastPinTry = LastPinTry::keep);
 
 /// Makes an EC key pair at a URI, as generateRSAKeyAt() makes an RSA key pair, and returns the private key.
 /// @param uri the URI or path; a path names a file that does not exist yet.
 /// @param curve the curve of the key.
 /// @param askForSecret as for generateRSAKeyAt().
+/// @param lastPinTry as for openKey().
 /// @throws KeyStoreError as generateRSAKeyAt().
-TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret = {});
+TORVANE_EXPORT SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret = {},
+                                      LastPinTry lastPinTry = LastPinTry::keep);
 
 }  // namespace Torvane

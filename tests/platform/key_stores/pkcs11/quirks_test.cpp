@@ -1,6 +1,7 @@
 // Tests with a driver that behaves as some devices do and SoftHSM does not.
 #include <atomic>
 #include <dlfcn.h>
+#include <functional>
 #include <optional>
 #include <p11-kit/pkcs11.h>
 #include <thread>
@@ -299,6 +300,22 @@ TEST(PinTries, ALastTryThatIsWrongLocksThePin) {
     }
     device.answer = "1234";
     EXPECT_ERROR(device.open(store), KeyStoreError::wrongSecret("The PIN of the PKCS #11 token \"app\" is locked."));
+}
+
+TEST(PinTries, FunctionsWithAUriSpendTheLastTryOnlyWithPermission) {
+    const std::function<void(LastPinTry)> functions[] = {
+        [](auto lastTry) { (void)openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin, lastTry); },
+        [](auto lastTry) { (void)Zennet::openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin, lastTry); },
+        [](auto lastTry) { generateRSAKeyAt(quirkyUri("object=rsa"), 2048, pin, lastTry); },
+        [](auto lastTry) { generateECKeyAt(quirkyUri("object=ec"), EllipticCurve::P256, pin, lastTry); },
+    };
+    DeviceWithThreeTries device;
+    for (const auto& function : functions) {
+        for (int i = 0; i < 2; ++i) EXPECT_ERROR(device.open(device.makeStore()), makeWrongPin());
+        EXPECT_ERROR(function(LastPinTry::keep), makeLastTry());
+        EXPECT_ERROR(device.open(device.makeStore()), makeLastTry());
+        EXPECT_NO_THROW(function(LastPinTry::spend));
+    }
 }
 
 // While the user types, another process may send wrong PINs.

@@ -77,7 +77,7 @@ CK_RV logIn(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG
 
 CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
     const auto result = real->C_GetTokenInfo(slot, info);
-    if (isQuirk("three tries") && wrongLogins == 2) info->flags |= CKF_USER_PIN_FINAL_TRY;
+    if (isQuirk("last try") || (isQuirk("three tries") && wrongLogins == 2)) info->flags |= CKF_USER_PIN_FINAL_TRY;
     return result;
 }
 
