@@ -101,7 +101,7 @@ def static_install():
 def shared_install():
     shutil.rmtree(shared_prefix, ignore_errors=True)
     run(
-        *("cmake", "--preset", "package", "-S", source, "-B", shared_tree, *quick, "-DCMAKE_CXX_FLAGS_RELEASE=-O0"),
+        *("cmake", "--preset", "package", "-S", source, "-B", shared_tree, *quick, "-DCMAKE_CXX_FLAGS_RELEASE=-O1"),
         *(f"-DCMAKE_CXX_COMPILER={compiler}", f"-DCMAKE_INSTALL_PREFIX={shared_prefix}"),
     )
     run("cmake", "--build", shared_tree, "--parallel", "1")
@@ -167,8 +167,10 @@ def check_embedder(tree):
     flags = {}
     for unit in json.loads((tree / "compile_commands.json").read_text()):
         kind = "ours" if "/torvane.dir/" in unit["command"] else "its"
-        flags.setdefault(kind, set()).update(word for word in unit["command"].split() if re.match("-[Wf]", word))
-    expect({"-Wall", "-fvisibility=hidden"} <= flags["ours"], f"the library is built with {flags['ours']} alone")
+        words = unit["command"].split()
+        flags.setdefault(kind, set()).update(word for word in words if re.match("-([Wf]|include|D_)", word))
+    wanted = {"-Wall", "-fvisibility=hidden", "-include"}
+    expect(wanted <= flags["ours"], f"the library is built with {flags['ours']} alone")
     expect(not flags["its"], f"the application is built with {flags['its']}")
 
 
