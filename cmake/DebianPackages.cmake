@@ -28,6 +28,17 @@ if(TARGET torvane_cli)
     set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION utils)
     set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
     set(CPACK_COMPONENT_COMMAND_DESCRIPTION "JSON Object Signing and Encryption on the command line")
+    get_directory_property(CLI11_VERSION DIRECTORY ${PROJECT_SOURCE_DIR}/cli DEFINITION CLI11_VERSION)
 endif()
+
+# scripts/sbom.py reads these versions.
+file(CONFIGURE OUTPUT built_with.json @ONLY CONTENT [[{
+    "OpenSSL": "@OPENSSL_VERSION@",
+    "nlohmann_json": "@nlohmann_json_VERSION@",
+    "torvane_secp256k1": "@torvane_secp256k1_VERSION@",
+    "torvane_p11kit": "@torvane_p11kit_VERSION@",
+    "CLI11": "@CLI11_VERSION@"
+}
+]])
 
 include(CPack)
