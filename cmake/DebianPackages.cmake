@@ -3,8 +3,6 @@ set(CPACK_GENERATOR DEB)
 # The field "Maintainer" must contain an address, and none is published yet. Names in ".invalid" never exist (RFC 2606).
 set(CPACK_PACKAGE_CONTACT "The Torvane developers <no-address@torvane.invalid>")
 set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
-                                                WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
