@@ -24,7 +24,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 31, [&](const json& row) {
+    forEachRow("key_files.json", "files", 47, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -43,6 +43,19 @@ TEST(KeyFile, OpensTheRequestedClass) {
         }
         EXPECT_LE(askedFor.size(), 2U) << "once for each opening";
         for (const auto& whose : askedFor) EXPECT_EQ(whose, "the passphrase of " + debugQuoted(path));
+    });
+}
+
+TEST(KeyFile, RejectsSecp256k1KeysWithExplicitParametersOrAHybridPoint) {
+    const TemporaryFolder folder;
+    forEachRow("key_files.json", "secp256k1", 6, [&](const json& row) {
+        const auto path = folder.write("key file.pem", fromBase64(row["file"]));
+        for (const auto keyClass : {KeyClass::privateKey, KeyClass::publicKey}) {
+            const std::string expected = row[keyClass == KeyClass::privateKey ? "private" : "public"];
+            std::optional<Zennet::Key> key;
+            const auto thrown = THROWN_BY(key = Zennet::openKey(path, keyClass));
+            EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(expected, path));
+        }
     });
 }
 

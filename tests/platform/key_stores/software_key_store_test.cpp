@@ -33,7 +33,7 @@ TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
     UI_method_set_opener(method, [](UI*) { return asked = true, 0; });
     UI_set_default_method(method);
     const auto file = readVectors("key_texts.json");
-    forEachRow("key_texts.json", "rejected", 9,
+    forEachRow("key_texts.json", "rejected", 13,
                [](const json& row) { EXPECT_ERROR_TEXT(SoftwareKeyStore::load(bytesOf(row["text"])), row["error"]); });
     EXPECT_ERROR(SoftwareKeyStore::load(fromBase64(file.at("encryptedDer"))), noKey);
     EXPECT_FALSE(asked);

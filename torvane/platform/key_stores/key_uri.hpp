@@ -47,8 +47,9 @@ namespace Torvane {
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
 ///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11, or a file that takes more than
 ///         5,000,000 iterations to decrypt; operationFailed for another failure of the driver. SecurityError for a key
-///         that is neither RSA nor EC on P-256, P-384 or P-521, or, in a file, a private key that does not belong to
-///         the public key beside it. Whatever `askForSecret` throws.
+///         that is neither RSA nor EC on P-256, P-384 or P-521, or EC with explicit parameters or a point in hybrid
+///         form, or, in a file, a private key that does not belong to the public key beside it. Whatever `askForSecret`
+///         throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
                                             const SecretSource& askForSecret = {},
                                             LastPinTry lastPinTry = LastPinTry::keep);

@@ -65,7 +65,7 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     /// key, the certificate or the private key in the PKCS #11 token.
     /// @throws KeyStoreError keyNotFound when no key has the name, or more than one; wrongSecret when the PIN is
     ///         missing, wrong, rejected before or locked, or only its last try is left; SecurityError for a key that is
-    ///         neither RSA nor EC on P-256, P-384 or P-521.
+    ///         neither RSA nor EC on P-256, P-384 or P-521, or EC with explicit parameters or a point in hybrid form.
     [[nodiscard]] SecKey key(const KeyName& name, KeyClass keyClass) const;
 
     /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key cannot be read or

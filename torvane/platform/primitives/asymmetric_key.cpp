@@ -110,6 +110,20 @@ CurveName readCurveName(const EVP_PKEY* key) noexcept {
     return name;
 }
 
+// Rejects what OpenSSL reads although RFC 5480 forbids it. Explicit parameters that equal those of a named curve, but
+// for their cofactor, count as that curve.
+void requireStandardEncoding(const EVP_PKEY* key) {
+    int isExplicit = 0;
+    if (EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &isExplicit) == 1 &&
+        isExplicit != 0) {
+        throw explicitCurveError();
+    }
+    std::array<unsigned char, 256> point{};  // written in the form in which it was read
+    if (EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size(), nullptr) == 1) {
+        rejectHybridPoint(point);
+    }
+}
+
 std::optional<EllipticCurve> readCurve(const EVP_PKEY* key) noexcept {
     const auto buffer = readCurveName(key);
     const std::string_view name(buffer.data());
@@ -180,6 +194,17 @@ SecurityError unsupportedKeyError() {
     return SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
 }
 
+SecurityError explicitCurveError() {
+    return SecurityError("The curve of an EC key is described by explicit parameters, not named.");
+}
+
+void rejectHybridPoint(ByteView point) {
+    constexpr std::uint8_t hybrid = POINT_CONVERSION_HYBRID;
+    if (!point.empty() && (point.front() == hybrid || point.front() == hybrid + 1)) {
+        throw SecurityError("The point of an EC key is in hybrid form.");
+    }
+}
+
 void requireModulusSize(const PublicComponents& components) {
     const auto* rsa = std::get_if<RSAPublicComponents>(&components);
     if (rsa == nullptr) return;
@@ -193,6 +218,7 @@ PublicComponents readPublicComponents(const EVP_PKEY* key) {
         return RSAPublicComponents{readComponent(key, OSSL_PKEY_PARAM_RSA_N),
                                    readComponent(key, OSSL_PKEY_PARAM_RSA_E)};
     }
+    if (EVP_PKEY_is_a(key, "EC") == 1) requireStandardEncoding(key);
     const auto curve = readCurve(key);
     if (!curve) throw unsupportedKeyError();
     return ECPublicComponents{*curve, readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
@@ -226,6 +252,7 @@ SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key) {
 
 ByteBuffer readSecp256k1Point(const EVP_PKEY* key) {
     const ErrorScope scope;
+    requireStandardEncoding(key);
     return encodePoint(readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, Secp256k1::coordinateSize),
                        readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, Secp256k1::coordinateSize));
 }
@@ -241,6 +268,7 @@ Pkey requireConsistentPair(Pkey key) {
         return key;
     }
     if (EVP_PKEY_is_a(key.get(), "EC") != 1) throw unsupportedKeyError();
+    requireStandardEncoding(key.get());
     const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
     if (EVP_PKEY_pairwise_check(context.get()) != 1) rejectPair();
     return key;

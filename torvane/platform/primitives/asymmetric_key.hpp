@@ -31,12 +31,18 @@ Pkey makePrivateKey(const ECPrivateComponents& components);
 /// The error for a key that is neither RSA nor EC on a curve of EllipticCurve.
 SecurityError unsupportedKeyError();
 
+/// The error for an EC key with explicit parameters instead of a named curve (RFC 5480, section 2.1.1).
+SecurityError explicitCurveError();
+
+/// @throws SecurityError for an encoded point that begins with 6 or 7 (RFC 5480, section 2.2).
+void rejectHybridPoint(ByteView point);
+
 /// @throws SecurityError for an RSA modulus of more than 16384 bits.
 void requireModulusSize(const PublicComponents& components);
 
 /// The public components of a public or private key, without leading zero bytes for RSA, and with coordinates of
 /// exactly coordinateSize(curve) bytes for EC.
-/// @throws SecurityError as unsupportedKeyError().
+/// @throws SecurityError as unsupportedKeyError(), explicitCurveError() and rejectHybridPoint().
 PublicComponents readPublicComponents(const EVP_PKEY* key);
 
 /// A new RSA key pair with the public exponent 65537.
@@ -54,12 +60,14 @@ bool isSecp256k1(const EVP_PKEY* key) noexcept;
 /// The scalar of a private key: 32 bytes, big-endian.
 SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key);
 /// The uncompressed point: 65 bytes, the first of which is 0x04.
+/// @throws SecurityError as explicitCurveError() and rejectHybridPoint().
 ByteBuffer readSecp256k1Point(const EVP_PKEY* key);
 
 /// Returns the key if its private values belong to its public ones. For RSA, n = pq with p and q prime, and d, dp, dq
 /// and qi match them (isConsistentRSA()); for EC, the point is d times the generator. A key that mixes two pairs would
 /// sign with one, and be verified with the other.
-/// @throws SecurityError also for a key of another family, and for an RSA key of more than two primes or 16384 bits.
+/// @throws SecurityError also as readPublicComponents(), for a key of another family, and for an RSA key of more than
+/// two primes or 16384 bits.
 Pkey requireConsistentPair(Pkey key);
 
 /// A new key object with the same components and none of the values that OpenSSL caches in a key, such as blindings.

@@ -173,25 +173,80 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
 }
 
-TEST(Pkcs11Key, RejectsAnRSAModulusOfMoreThan16384Bits) {
+// Stores an object in the device, and opens it as a public key.
+SecKey importPublic(const SoftDevice& device, Torvane::PKCS11::Template& object) {
     using namespace Torvane::PKCS11;
+    static int count = 0;
+    const auto label = "imported" + std::to_string(++count);
+    object.add(CKA_LABEL, asBytes(label)).setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
+    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
+        CK_OBJECT_HANDLE made{};
+        session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object.data(), object.size(), &made);
+    });
+    return openKey(device.uri("object=" + label), KeyClass::publicKey);
+}
+
+TEST(Pkcs11Key, RejectsAnRSAModulusOfMoreThan16384Bits) {
     const SoftDevice device;
-    const std::array<std::uint8_t, 3> exponent{1, 0, 1};
-    const auto import = [&](const char* label, ByteBuffer modulus) {
-        const KeyName name{label, {1}};
-        Template key(CKO_PUBLIC_KEY, name);
+    const auto import = [&](ByteBuffer modulus) {
+        const std::array<std::uint8_t, 3> exponent{1, 0, 1};
+        Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
         key.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA}).add(CKA_MODULUS, modulus).add(CKA_PUBLIC_EXPONENT, exponent);
-        key.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
-        Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
-            CK_OBJECT_HANDLE made{};
-            session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", key.data(), key.size(), &made);
-        });
-        return openKey(device.uri("object=" + std::string(label)), KeyClass::publicKey);
+        return importPublic(device, key);
     };
     ByteBuffer longest(2049, 0xff);
     longest.front() = 0;
-    EXPECT_EQ(std::get<RSAPublicComponents>(import("longest", longest).publicComponents()).modulus.size(), 2048U);
-    EXPECT_ERROR(import("longer", ByteBuffer(2049, 0xff)), SecurityError("An RSA key has at most 16384 bits."));
+    EXPECT_EQ(std::get<RSAPublicComponents>(import(longest).publicComponents()).modulus.size(), 2048U);
+    EXPECT_ERROR(import(ByteBuffer(2049, 0xff)), SecurityError("An RSA key has at most 16384 bits."));
+}
+
+TEST(Pkcs11Key, RejectsExplicitParametersAndHybridPoints) {
+    const SoftDevice device;
+    const std::string isExplicit =
+        R"(SecurityError("The curve of an EC key is described by explicit parameters, not named."))";
+    const std::string isHybrid = R"(SecurityError("The point of an EC key is in hybrid form."))";
+    const auto components = std::get<ECPublicComponents>(publicKey(ecP256).publicComponents());
+    const auto point = [&](std::uint8_t first, ByteBuffer start = {4, 65}) {
+        start.push_back(first);
+        for (const auto* coordinate : {&components.x, &components.y}) {
+            start.insert(start.end(), coordinate->begin(), coordinate->end());
+        }
+        return start;
+    };
+    const auto hybrid = static_cast<std::uint8_t>(6 + (components.y.back() & 1));
+    const Torvane::Crypto::Handle<EC_GROUP, EC_GROUP_free> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
+    const auto parameters = [&](int form) {
+        EC_GROUP_set_asn1_flag(group.get(), form);
+        ByteBuffer der(static_cast<std::size_t>(i2d_ECPKParameters(group.get(), nullptr)));
+        auto* out = der.data();
+        i2d_ECPKParameters(group.get(), &out);
+        return der;
+    };
+    const auto named = parameters(OPENSSL_EC_NAMED_CURVE), described = parameters(OPENSSL_EC_EXPLICIT_CURVE);
+    auto otherCofactor = described;
+    otherCofactor.back() = 2;
+    const std::string opens = "nothing was thrown";
+    for (const auto& [name, curve, encodedPoint, expected] : {
+             std::tuple{"named curve, uncompressed point", named, point(4), opens},
+             {"explicit parameters", described, point(4), isExplicit},
+             {"explicit parameters with another cofactor", otherCofactor, point(4), isExplicit},
+             {"hybrid point", named, point(hybrid), isHybrid},
+             {"hybrid point with the other sign", named, point(hybrid ^ 1), isHybrid},
+             {"hybrid point that is not wrapped", named, point(hybrid, {}), isHybrid},
+         }) {
+        SCOPED_TRACE(name);
+        Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
+        key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_EC_POINT, encodedPoint);
+        EXPECT_ERROR_TEXT(importPublic(device, key), expected);
+    }
+    for (const auto& [name, expected] :
+         {std::pair{"explicit parameters, certificate", isExplicit}, {"a hybrid point, certificate", isHybrid}}) {
+        SCOPED_TRACE(name);
+        const auto pem = fromBase64(rowNamed("key_files.json", "files", name)["file"]);
+        Torvane::PKCS11::Template certificate(CKO_CERTIFICATE);
+        certificate.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509}).add(CKA_SUBJECT, asBytes("app")).add(CKA_VALUE, pem);
+        EXPECT_ERROR_TEXT(importPublic(device, certificate), expected);
+    }
 }
 
 TEST(Pkcs11Key, NamesUnsupportedAlgorithms) {

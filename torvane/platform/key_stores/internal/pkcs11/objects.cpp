@@ -72,8 +72,12 @@ ByteBuffer encodeCurve(EllipticCurve curve) {
     return der;
 }
 
+// How explicit parameters begin in DER.
+constexpr std::uint8_t sequenceTag = 0x30;
+
 std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuffer point) {
     if (parameters.empty() || point.empty()) return std::nullopt;
+    if (parameters.front() == sequenceTag) throw Crypto::explicitCurveError();
     const Crypto::ErrorScope scope;
     for (const auto curve : {EllipticCurve::P256, EllipticCurve::P384, EllipticCurve::P521}) {
         const auto expected = encodeCurve(curve);
@@ -86,6 +90,7 @@ std::optional<PublicComponents> decodeECComponents(ByteView parameters, ByteBuff
                 d2i_ASN1_OCTET_STRING(nullptr, &data, Crypto::toInt(point.size(), "read a point")));
             if (wrapped) point.assign(wrapped->data, wrapped->data + wrapped->length);
         }
+        Crypto::rejectHybridPoint(point);
         if (point.size() != 2 * size + 1 || point.front() != POINT_CONVERSION_UNCOMPRESSED) break;
         const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
         return ECPublicComponents{curve, ByteBuffer(point.begin() + 1, middle), ByteBuffer(middle, point.end())};
