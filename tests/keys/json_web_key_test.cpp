@@ -122,6 +122,15 @@ TEST(JsonWebKey, ThumbprintDependsOnThePublicKeyOnly) {
     const std::vector<std::uint8_t> zero(32);
     EXPECT_ERROR(JsonWebKey(Zennet::PrivateKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(),
                  SecurityError("The raw bytes are not a secp256k1 private key."));
+    EXPECT_ERROR(JsonWebKey(Zennet::PublicKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(), notEncoded);
+    for (const auto& [key, keyClass] : {std::pair{publicKey(ecP256), KeyClass::publicKey},
+                                        {publicKey(rsaSig), KeyClass::publicKey},
+                                        {privateKey(rsaSig), KeyClass::privateKey}}) {
+        EXPECT_ERROR(JsonWebKey(key, keyClass, KeyType::SECP256K1Key, JWK_SIG, "named wrongly").thumbprint(),
+                     notEncoded);
+    }
+    EXPECT_ERROR(JsonWebKey(privateKey(rsaSig), KeyClass::privateKey, KeyType::EC256Key, JWK_SIG, "k").thumbprint(),
+                 JOSE::JOSESwiftError::unsupportedKey("An EC JWK is made from a public EC key."));
 }
 
 TEST(JsonWebKey, RequiresAPlatformKeyExceptForSecp256k1) {

@@ -153,9 +153,9 @@ class TORVANE_EXPORT JsonWebKey {
 
     /// The thumbprint of the public key in base64url, 43 characters (RFC 7638 with SHA-256). It is the same for both
     /// keys of a pair, whatever their use and id, so each party can compute it, and use it as the key's id.
-    /// @throws JOSEError cannotEncodeJWK for a public key whose raw bytes are not a point of secp256k1; SecurityError
-    ///         for a private key whose raw bytes are not a scalar of secp256k1; JOSE::JOSESwiftError unsupportedKey as
-    ///         publicHalf().
+    /// @throws JOSEError cannotEncodeJWK for a public key whose raw bytes are not a point of secp256k1, and for a
+    ///         platform key whose type is secp256k1; SecurityError for a private key whose raw bytes are not a scalar
+    ///         of secp256k1; JOSE::JOSESwiftError unsupportedKey as publicHalf().
     [[nodiscard]] std::string thumbprint() const;
 
   private:

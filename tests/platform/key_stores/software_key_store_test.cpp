@@ -2,6 +2,9 @@
 
 #include <openssl/ui.h>
 
+#include "torvane/platform/primitives/asymmetric_key.hpp"
+#include "torvane/platform/primitives/asymmetric_operations.hpp"
+
 #include "tests/testing/testing.hpp"
 
 namespace {
@@ -40,6 +43,27 @@ TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindEightBlocks"))).isPublicKey());
     UI_set_default_method(UI_OpenSSL());
     UI_destroy_method(method);
+}
+
+TEST(SoftwareKeyStore, MakesNoRSAKeyOfAnUnsafeOrCutSize) {
+    for (const auto bits :
+         {std::size_t{0}, std::size_t{1024}, std::size_t{2047}, std::size_t{16385}, (std::size_t{1} << 32) + 2048}) {
+        EXPECT_ERROR(SoftwareKeyStore::generateRSA(bits), SecurityError("A new RSA key has 2048 to 16384 bits."));
+    }
+}
+
+TEST(SecKey, RejectsSignaturesWithSHA1) {
+    const ByteBuffer shortDigest(20, 1);
+    const auto expectRejected = [&](const Crypto::Pkey& pair, const SecKey& key, SignatureScheme scheme) {
+        EXPECT_ERROR(key.sign(scheme, SHA1, shortDigest), SecurityError("Signatures with SHA-1 are not supported."));
+        const Crypto::PreparedKey prepared(Crypto::copyKey(pair.get()));
+        const auto signature = Crypto::sign(prepared, scheme, SHA1, shortDigest);
+        EXPECT_TRUE(Crypto::verify(prepared, scheme, SHA1, shortDigest, signature));
+        EXPECT_FALSE(SecKey(Crypto::readPublicComponents(pair.get())).verify(scheme, SHA1, shortDigest, signature));
+    };
+    const auto rsa = Crypto::generateRSA(2048);
+    for (const auto scheme : {RSA_PKCS1, RSA_PSS}) expectRejected(rsa, privateKey(rsaSig), scheme);
+    expectRejected(Crypto::generateEC(EllipticCurve::P256), privateKey(ecP256), ECDSA);
 }
 
 TEST(SecKey, PublicHalfKeepsTheName) {

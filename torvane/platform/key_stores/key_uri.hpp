@@ -61,14 +61,14 @@ namespace Torvane {
 /// already is never replaced.
 ///
 /// @param uri the URI or path; a path names a file that does not exist yet.
-/// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
+/// @param modulusBits size of the modulus in bits, 2048 to 16384.
 /// @param askForSecret gives the PIN of the PKCS #11 token, or the passphrase of the new file. With a passphrase the
 ///        file is encrypted with AES-256-CBC (PBKDF2 with HMAC-SHA-256 and 600,000 iterations); without one it is not
 ///        encrypted.
 /// @param lastPinTry as for openKey().
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
-///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for a size that OpenSSL
-///         cannot make. After an error there is no new file.
+///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for another
+///         size. After an error there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits,
                                        const SecretSource& askForSecret = {}, LastPinTry lastPinTry = LastPinTry::keep);
 

@@ -13,6 +13,7 @@
 #include "torvane/platform/key_stores/internal/pkcs11/objects.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/operations.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
+#include "torvane/platform/primitives/asymmetric_key.hpp"
 
 namespace Torvane {
 namespace {
@@ -241,6 +242,7 @@ SecKey Pkcs11KeyStore::key(const KeyName& name, KeyClass keyClass) const {
 }
 
 SecKey Pkcs11KeyStore::generateRSA(std::size_t modulusBits, const KeyName& name) const {
+    Crypto::requireNewModulusSize(modulusBits);
     return state_->generate(
         name, [&](Session& session, const KeyName& fullName) { PKCS11::generateRSA(session, modulusBits, fullName); });
 }

@@ -71,8 +71,11 @@ class TORVANE_EXPORT Pkcs11KeyStore {
     /// Generates a key pair in the PKCS #11 token, for signing and decrypting. The private key cannot be read or
     /// exported (CKA_SENSITIVE is true, CKA_EXTRACTABLE false). If the name has no id, a random one of 16 bytes is
     /// used.
-    /// @throws KeyStoreError operationFailed when a key or certificate with that label or id exists, and as key(). Two
-    ///         calls on the same store never create the same name; other stores and processes may.
+    /// @param modulusBits size of the modulus in bits, 2048 to 16384.
+    /// @param name the label and the id.
+    /// @throws SecurityError for another size; KeyStoreError operationFailed when a key or certificate with that label
+    ///         or id exists, and as key(). Two calls on the same store never create the same name; other stores and
+    ///         processes may.
     [[nodiscard]] SecKey generateRSA(std::size_t modulusBits, const KeyName& name) const;
 
     /// Generates a key pair as generateRSA() does, for signing and key agreement.

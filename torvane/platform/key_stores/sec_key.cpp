@@ -118,6 +118,7 @@ ByteBuffer SecKey::sign(SignatureScheme scheme, HashFunction hash, ByteView dige
         throw SecurityError(
             "The scheme does not belong to the family of the key, or the digest does not have the size of the hash.");
     }
+    if (hash == HashFunction::SHA1) throw SecurityError("Signatures with SHA-1 are not supported.");
     auto signature = key.sign(scheme, hash, digest);
     if (signature.size() != signatureSize()) {
         throw SecurityError("The key store gave a signature of the wrong length.");
@@ -141,7 +142,7 @@ SecretBuffer SecKey::agree(const SecKey& peer) const {
 }
 
 bool SecKey::verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const {
-    return Crypto::verify(*state_->publicKey, scheme, hash, digest, signature);
+    return hash != HashFunction::SHA1 && Crypto::verify(*state_->publicKey, scheme, hash, digest, signature);
 }
 
 ByteBuffer SecKey::encrypt(HashFunction oaepHash, ByteView plaintext) const {

@@ -100,8 +100,8 @@ class TORVANE_EXPORT SecKey {
     /// @{
     /// Calls the function of the same name in the StoreKey.
     /// @throws SecurityError for a public key, a key of another family, a peer's key on another curve, a digest of
-    ///         another size than digestSize(hash), and a signature or shared secret of the wrong length from the store;
-    ///         and whatever the store throws.
+    ///         another size than digestSize(hash), a signature with SHA1, and a signature or shared secret of the wrong
+    ///         length from the store; and whatever the store throws.
     [[nodiscard]] ByteBuffer sign(SignatureScheme scheme, HashFunction hash, ByteView digest) const;
     [[nodiscard]] std::optional<SecretBuffer> decrypt(HashFunction oaepHash, ByteView ciphertext) const;
     [[nodiscard]] SecretBuffer agree(const SecKey& peer) const;
@@ -109,8 +109,8 @@ class TORVANE_EXPORT SecKey {
 
     // Public operations, which a private key has too.
 
-    /// Verifies a signature over a digest, in the form that sign() returns. False for an invalid signature, and for a
-    /// scheme of another key family.
+    /// Verifies a signature over a digest, in the form that sign() returns. False for an invalid signature, for a
+    /// scheme of another key family, and for SHA1.
     [[nodiscard]] bool verify(SignatureScheme scheme, HashFunction hash, ByteView digest, ByteView signature) const;
     /// Encrypts by RSAES-OAEP with an empty label (RFC 8017, section 7.1.1); the result is as long as the modulus.
     /// @throws SecurityError for a plaintext longer than the modulus size - 2 * digestSize - 2, or an EC key.

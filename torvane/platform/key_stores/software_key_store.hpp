@@ -19,9 +19,9 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     SoftwareKeyStore() = delete;
 
     /// Makes an RSA key pair with the public exponent 65537, and returns the private key.
-    /// @param modulusBits size of the modulus in bits; the algorithms of this library need 2048 or more.
+    /// @param modulusBits size of the modulus in bits, 2048 to 16384.
     /// @param name the name that SecKey::name() returns.
-    /// @throws SecurityError when OpenSSL cannot make a key of that size.
+    /// @throws SecurityError for another size.
     [[nodiscard]] static SecKey generateRSA(std::size_t modulusBits = 2048, KeyName name = {});
 
     /// Makes an EC key pair, and returns the private key.

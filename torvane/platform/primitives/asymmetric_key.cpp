@@ -225,7 +225,15 @@ PublicComponents readPublicComponents(const EVP_PKEY* key) {
                               readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
 }
 
+void requireNewModulusSize(std::size_t bits) {
+    constexpr std::size_t minimumModulusBits = 2048;
+    if (bits < minimumModulusBits || std::cmp_greater(bits, maximumModulusBits)) {
+        throw SecurityError("A new RSA key has 2048 to 16384 bits.");
+    }
+}
+
 Pkey generateRSA(std::size_t modulusBits) {
+    requireNewModulusSize(modulusBits);
     const ErrorScope scope;
     return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", modulusBits), "generate an RSA key"));
 }

@@ -45,8 +45,11 @@ void requireModulusSize(const PublicComponents& components);
 /// @throws SecurityError as unsupportedKeyError(), explicitCurveError() and rejectHybridPoint().
 PublicComponents readPublicComponents(const EVP_PKEY* key);
 
+/// @throws SecurityError unless a new RSA key may have that size: 2048 to 16384 bits.
+void requireNewModulusSize(std::size_t bits);
+
 /// A new RSA key pair with the public exponent 65537.
-/// @throws SecurityError when OpenSSL rejects the size.
+/// @throws SecurityError as requireNewModulusSize().
 Pkey generateRSA(std::size_t modulusBits);
 Pkey generateEC(EllipticCurve curve);
 

@@ -21,6 +21,7 @@ TEST(Pkcs11Key, SignsAndDecryptsLikeASoftwareKey) {
         for (const auto hash : {SHA1, SHA256, SHA384, SHA512}) {
             const ByteBuffer digest(digestSize(hash), 7);
             for (const auto scheme : {RSA_PKCS1, RSA_PSS}) {
+                if (hash == SHA1) continue;
                 EXPECT_TRUE(key.verify(scheme, hash, digest, key.sign(scheme, hash, digest)));
             }
             for (const std::size_t size : {0U, 16U, 64U}) {
@@ -366,9 +367,9 @@ TEST(Pkcs11KeyStore, GeneratesNoTwoKeysOfTheSameName) {
                      KeyStoreError::operationFailed("A key or certificate with this " + taken.second +
                                                     " already exists in the PKCS #11 token \"app\"."));
     }
-    EXPECT_ERROR(store.generateRSA(123, {"odd", {}}),
-                 KeyStoreError::operationFailed(
-                     "Failed to generate a key pair with the PKCS #11 token \"app\": Internal error."));
+    for (const std::size_t bits : {1024U, 16385U}) {
+        EXPECT_ERROR(store.generateRSA(bits, {"odd", {}}), SecurityError("A new RSA key has 2048 to 16384 bits."));
+    }
 }
 
 TEST(Pkcs11KeyStore, GeneratesUnreadableKeys) {
