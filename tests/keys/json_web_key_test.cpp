@@ -123,9 +123,8 @@ TEST(JsonWebKey, ThumbprintDependsOnThePublicKeyOnly) {
     EXPECT_ERROR(JsonWebKey(Zennet::PrivateKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(),
                  SecurityError("The raw bytes are not a secp256k1 private key."));
     EXPECT_ERROR(JsonWebKey(Zennet::PublicKey(zero, KeyType::SECP256K1Key), JWK_SIG, "zero").thumbprint(), notEncoded);
-    for (const auto& [key, keyClass] : {std::pair{publicKey(ecP256), KeyClass::publicKey},
-                                        {publicKey(rsaSig), KeyClass::publicKey},
-                                        {privateKey(rsaSig), KeyClass::privateKey}}) {
+    for (const auto& key : {publicKey(ecP256), publicKey(rsaSig), privateKey(rsaSig)}) {
+        const auto keyClass = key.isPublicKey() ? KeyClass::publicKey : KeyClass::privateKey;
         EXPECT_ERROR(JsonWebKey(key, keyClass, KeyType::SECP256K1Key, JWK_SIG, "named wrongly").thumbprint(),
                      notEncoded);
     }
