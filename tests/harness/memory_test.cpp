@@ -123,9 +123,9 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
     for (const auto& kid : {rsaEnc, ecEncP256, ecEncP384, ecEncP521}) {
         const auto text = keyText(kid, "jwk_private");
         const auto set = "{\"keys\":[" + text + "]}", broken = text.substr(0, text.size() - 1) + ",}";
-        const auto malformed = JOSESwiftError::parsingFailed(
-            "The JWK cannot be read. The text is not JSON: unexpected '}'; expected string literal at byte " +
-            std::to_string(broken.size()) + ".");
+        const auto malformed =
+            JOSESwiftError::parsingFailed("The JWK cannot be read. The text is not JSON: syntax error at byte " +
+                                          std::to_string(broken.size()) + ".");
         const auto secrets = [&] { return secretsOf(kid); };
         expectNothingLeft(kid + ", broken", everywhere, secrets,
                           [&] { EXPECT_ERROR(JOSE::JWK::initPrivateFrom(asBytes(broken)), malformed); });

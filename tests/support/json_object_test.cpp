@@ -211,7 +211,7 @@ TEST(JsonCodeHelper, WritesOnlyListsAndObjects) {
     EXPECT_ERROR(
         JsonCodeHelper::decodeCodeJson(ByteView()),
         JsonSerializeError::failedToParseJson("Failed to parse response to JSON. The text is not JSON: unexpected "
-                                              "end of input; expected '[', '{', or a literal at byte 1."));
+                                              "end at byte 1."));
     EXPECT_EQ(asText(JsonCodeHelper::encodeAndConvertToJson(List::of(1, "/"))), R"([1,"\/"])");
     for (const JSONValue& value : List::of("x", 1, nullptr, List::of(JSONValue::opaque(Kind::a)))) {
         EXPECT_ERROR(JsonCodeHelper::encodeAndConvertToJson(value), notJSON);

@@ -39,9 +39,9 @@ bool isVerbatim(std::string_view literal) noexcept {
 // Builds a JSONValue from the parser's events. A stack owns the lists and objects that have not ended yet.
 class ValueBuilder {
   public:
-    ValueBuilder() = default;
-    // For a parser that reads a masked copy of the text: the strings are taken from the original.
-    explicit ValueBuilder(ByteView original) : originalStrings_(StringLiterals(original)) {}
+    // Where the parser reads a masked copy of the text, the strings are taken from the original.
+    explicit ValueBuilder(ByteView text, std::optional<StringLiterals> originalStrings = std::nullopt)
+        : size_(text.size()), originalStrings_(originalStrings) {}
     ~ValueBuilder() {
         // A failed read may leave parts of a key here.
         for (auto& level : open_) wipeStrings(level.container);
@@ -70,8 +70,11 @@ class ValueBuilder {
     bool start_array(std::size_t) { return open(JSONValue::List()); }
     bool end_array() { return close(); }
 
+    // The parser's own words depend on its version, and quote the text, which may be secret.
     bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
-        return reject(shortenReason(error) + " at byte " + std::to_string(position));
+        const bool isTooLarge = dynamic_cast<const nlohmann::json::out_of_range*>(&error) != nullptr;
+        const char* why = isTooLarge ? "a number is too large" : position > size_ ? "unexpected end" : "syntax error";
+        return reject(why + (" at byte " + std::to_string(position)));
     }
 
     JSONValue result() && { return std::move(result_); }
@@ -87,16 +90,6 @@ class ValueBuilder {
     bool reject(std::string why) {
         failure_ = std::move(why);
         return false;
-    }
-
-    // The parser's message without its prefix and without the text that it quotes, which may be secret or as long as
-    // the input.
-    static std::string shortenReason(const nlohmann::json::exception& error) {
-        if (error.id == 406) return "a number is too large";
-        const std::string_view what = error.what();
-        const auto start = what.find(" - ");
-        const auto text = start == std::string_view::npos ? std::string_view("syntax error") : what.substr(start + 3);
-        return std::string(text.substr(0, text.find("; last read: ")));
     }
 
     // The string of the original text, where the parser read a masked one.
@@ -128,6 +121,7 @@ class ValueBuilder {
         return true;
     }
 
+    std::size_t size_;
     std::optional<StringLiterals> originalStrings_;
     std::vector<Level> open_;
     JSONValue result_;
@@ -268,7 +262,7 @@ JSONValue read(ByteView text, ValueBuilder& builder) {
 }  // namespace
 
 JSONValue JSONSerialization::jsonObject(ByteView text) {
-    ValueBuilder builder;
+    ValueBuilder builder(text);
     return read(text, builder);
 }
 
@@ -280,7 +274,7 @@ SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
         const auto offset = reinterpret_cast<const std::uint8_t*>(literal->data()) - text.data();
         if (isVerbatim(*literal)) std::fill_n(masked.begin() + offset, literal->size(), 'x');
     }
-    ValueBuilder builder(text);
+    ValueBuilder builder(masked, StringLiterals(text));
     return SecretJSON(read(masked, builder));
 }
 
