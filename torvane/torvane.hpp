@@ -14,6 +14,7 @@
 #include "torvane/keys/platform_key_jwk.hpp"
 #include "torvane/messaging/jose_helper.hpp"
 #include "torvane/messaging/request_containers.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/core/printable_text.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"

@@ -20,9 +20,9 @@ JWEDecrypter::JWEDecrypter(KeyManagement jweKeyManagementAlgorithm, ContentEncry
 JWEDecrypter::JWEDecrypter(const JsonWebKey& jwk)
     : decrypter_(makeFromJWK<JOSE::Decrypter>(JWEAlgorithms(), requireUsableWithDefaults(jwk))), key_(jwk) {}
 
-ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData) const {
-    return decryptReceivedJWE(*this,
-                              wrapErrors(JOSEError::JWEDecrypterError, [&] { return JOSE::ReceivedJWE(jweData); }));
+ByteBuffer JWEDecrypter::decryptJWE(ByteView jweData, const Limits& limits) const {
+    return decryptReceivedJWE(
+        *this, wrapErrors(JOSEError::JWEDecrypterError, [&] { return JOSE::ReceivedJWE(jweData, limits); }));
 }
 
 }  // namespace Torvane

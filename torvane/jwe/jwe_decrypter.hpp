@@ -9,6 +9,7 @@
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
@@ -79,16 +80,19 @@ class TORVANE_EXPORT JWEDecrypter {
     ///
     /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header is
     /// checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
+    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @returns the plaintext exactly as it was encrypted, with a capacity up to 16 bytes (an AES block) larger.
     /// @throws JOSEError JWEDecrypterError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
-    ///         token or a rejected header, unsupportedAlgorithm for other algorithms than the decrypter's, and
-    ///         decryptingFailed with one text for everything that an attacker must not tell apart: an encrypted key
-    ///         that does not decrypt, a tag that does not match, wrong padding; SecurityError, or whatever an
-    ///         application's key store throws, when the key store fails. std::bad_alloc, not wrapped, when memory runs
-    ///         out. No plaintext is released before the tag has been checked.
-    [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData) const;
+    ///         token, one beyond the limits or a rejected header, unsupportedAlgorithm for other algorithms than the
+    ///         decrypter's, and decryptingFailed with one text for everything that an attacker must not tell apart: an
+    ///         encrypted key that does not decrypt, a tag that does not match, wrong padding; SecurityError, or
+    ///         whatever an application's key store throws, when the key store fails. std::bad_alloc, not wrapped, when
+    ///         memory runs out. No plaintext is released before the tag has been checked.
+    [[nodiscard]] ByteBuffer decryptJWE(ByteView jweData, const Limits& limits = {}) const;
     /// The same for a token as text.
-    [[nodiscard]] ByteBuffer decryptJWE(const TextLike auto& jweString) const { return decryptJWE(asBytes(jweString)); }
+    [[nodiscard]] ByteBuffer decryptJWE(const TextLike auto& jweString, const Limits& limits = {}) const {
+        return decryptJWE(asBytes(jweString), limits);
+    }
 
   private:
     JOSE::Decrypter decrypter_;

@@ -10,8 +10,8 @@ JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgo
 JWSVerifier::JWSVerifier(JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm> jwsAlgorithm, const SecKey& key)
     : jwsAlgorithm_(resolveAlgorithm(jwsAlgorithm)), key_(key, JWKUse::JWK_SIG, {}) {}
 
-ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData) const {
-    auto jws = wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData); });
+ByteBuffer JWSVerifier::verifyJWS(ByteView jwsData, const Limits& limits) const {
+    auto jws = wrapErrors(JOSEError::JWSVerificationError, [&] { return JOSE::ReceivedJWS(jwsData, limits); });
     return verifyReceivedJWS(*this, jws);
 }
 

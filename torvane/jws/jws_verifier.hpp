@@ -8,6 +8,7 @@
 
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
@@ -51,16 +52,19 @@ class TORVANE_EXPORT JWSVerifier {
     ///
     /// The token is ASCII text of any length: three parts in canonical unpadded base64url, joined by dots. The payload
     /// may be empty. The header is checked as JOSE::JWSHeader says; its "kid" is not compared.
+    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @returns the payload exactly as it was signed.
     /// @throws JOSEError JWSVerificationError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
-    ///         token or a rejected header, unsupportedAlgorithm for an "alg" other than jwsAlgorithm(), verifyingFailed
-    ///         for a signature that does not verify; JOSEError missingKey for a key without the material that the
-    ///         algorithm needs; JOSEError invalidKeyFormat for a key that does not fit the algorithm, a private key
-    ///         included. std::bad_alloc, not wrapped, when memory runs out. The part of the payload that was already
-    ///         decoded is wiped.
-    [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData) const;
+    ///         token, one beyond the limits or a rejected header, unsupportedAlgorithm for an "alg" other than
+    ///         jwsAlgorithm(), verifyingFailed for a signature that does not verify; JOSEError missingKey for a key
+    ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
+    ///         the algorithm, a private key included. std::bad_alloc, not wrapped, when memory runs out. The part of
+    ///         the payload that was already decoded is wiped.
+    [[nodiscard]] ByteBuffer verifyJWS(ByteView jwsData, const Limits& limits = {}) const;
     /// The same for a token as text.
-    [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString) const { return verifyJWS(asBytes(jwsString)); }
+    [[nodiscard]] ByteBuffer verifyJWS(const TextLike auto& jwsString, const Limits& limits = {}) const {
+        return verifyJWS(asBytes(jwsString), limits);
+    }
 
   private:
     JOSE::SignatureAlgorithm jwsAlgorithm_;

@@ -62,7 +62,7 @@ JsonWebStructure::JsonWebStructure(std::vector<ByteBuffer> decoded) : components
     }
 }
 
-std::optional<JSONValue::Object> JsonWebStructure::readHeader(std::string_view text) {
+std::optional<JSONValue::Object> JsonWebStructure::readHeader(std::string_view text, const Limits& limits) {
     const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '.')) + 1;
     std::size_t position = 0;
     forEachPart(text, [&](std::string_view part) {
@@ -73,14 +73,14 @@ std::optional<JSONValue::Object> JsonWebStructure::readHeader(std::string_view t
     if (count != JOSE::JWS::componentCount && count != JOSE::JWE::componentCount) return std::nullopt;
     std::vector<ByteBuffer> header(count);
     header.front() = *decodeBase64url(text.substr(0, text.find('.')));
-    return JsonWebStructure(std::move(header)).getHeader();
+    return JsonWebStructure(std::move(header)).getHeader(limits);
 }
 
-std::optional<JSONValue::Object> JsonWebStructure::getHeader() const {
+std::optional<JSONValue::Object> JsonWebStructure::getHeader(const Limits& limits) const {
     const auto* header = at(headerIndex);
-    if (header == nullptr) return std::nullopt;
+    if (header == nullptr || header->size() > limits.headerBytes) return std::nullopt;
     try {
-        auto value = JSONSerialization::jsonObject(*header);
+        auto value = JSONSerialization::jsonObject(*header, limits);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
     } catch (const JSONError&) {
         // A header that cannot be read counts as absent.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
@@ -52,15 +53,19 @@ class TORVANE_EXPORT JsonWebStructure {
     /// @{
     /// The protected header of a token, as getHeader() returns it. Every part is checked as by the constructor, but
     /// only the header is decoded, and the payload of a JWS may be empty.
+    /// @param limits headerBytes, jsonDepth and jsonMembers.
     /// @throws JOSEError as the constructor.
-    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(std::string_view compactSerialization);
-    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(ByteView compactSerialization) {
-        return readHeader(asText(compactSerialization));
+    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(std::string_view compactSerialization,
+                                                                     const Limits& limits = {});
+    [[nodiscard]] static std::optional<JSONValue::Object> readHeader(ByteView compactSerialization,
+                                                                     const Limits& limits = {}) {
+        return readHeader(asText(compactSerialization), limits);
     }
     /// @}
 
-    /// The protected header; nothing when the token has none, or when it is not a JSON object.
-    [[nodiscard]] std::optional<JSONValue::Object> getHeader() const;
+    /// The protected header; nothing when the token has none, or when it is not a JSON object or beyond the limits.
+    /// @param limits headerBytes, jsonDepth and jsonMembers. The constructors have no limits.
+    [[nodiscard]] std::optional<JSONValue::Object> getHeader(const Limits& limits = {}) const;
 
     /// @{
     /// A copy of the component; nothing when the token has none.

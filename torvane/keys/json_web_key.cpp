@@ -36,9 +36,9 @@ Zennet::Key makeKey(const SecKey& secKey, KeyClass keyClass, KeyType keyType) {
     return Zennet::PrivateKey(secKey, keyType);
 }
 
-JOSE::JWK readPublicJWK(ByteView jwkData, KeyType keyType) {
-    if (keyType == KeyType::RSA2048Key) return JOSE::RSAPublicKey::initFrom(jwkData);
-    return JOSE::ECPublicKey::initFrom(jwkData);
+JOSE::JWK readPublicJWK(ByteView jwkData, KeyType keyType, const Limits& limits) {
+    if (keyType == KeyType::RSA2048Key) return JOSE::RSAPublicKey::initFrom(jwkData, limits);
+    return JOSE::ECPublicKey::initFrom(jwkData, limits);
 }
 
 KeyType readKeyType(const JOSE::JWK& jwk) {
@@ -59,7 +59,8 @@ JsonWebKey::JsonWebKey(const SecKey& secKey, JWKUse jwkUse, std::string keyId)
 JsonWebKey::JsonWebKey(const SecKey& secKey, KeyClass keyClass, KeyType keyType, JWKUse jwkUse, std::string keyId)
     : JsonWebKey(makeKey(secKey, keyClass, keyType), jwkUse, std::move(keyId)) {}
 
-JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType) : JsonWebKey(readPublicJWK(jwkData, keyType)) {}
+JsonWebKey::JsonWebKey(ByteView jwkData, KeyType keyType, const Limits& limits)
+    : JsonWebKey(readPublicJWK(jwkData, keyType, limits)) {}
 
 JsonWebKey::JsonWebKey(const JOSE::JWK& jwk) : JsonWebKey(makeState(jwk.publicHalf())) {}
 
@@ -70,8 +71,8 @@ JsonWebKey::State JsonWebKey::makeState(const JOSE::JWK& publicJwk) {
             keyId ? *std::move(keyId) : randomUUID(), std::nullopt};
 }
 
-JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId) {
-    const auto jwk = JOSE::JWK::initPrivateFrom(jwkData);
+JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId, const Limits& limits) {
+    const auto jwk = JOSE::JWK::initPrivateFrom(jwkData, limits);
     return JsonWebKey(
         State{jwk, Zennet::PrivateKey(jwk.converted(), readKeyType(jwk)), jwkUse, std::move(keyId), std::nullopt});
 }

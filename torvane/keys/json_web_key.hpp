@@ -17,6 +17,7 @@
 
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwk.hpp"
@@ -69,10 +70,12 @@ class TORVANE_EXPORT JsonWebKey {
     /// constructor.
     /// @param jwkData the text, in UTF-8.
     /// @param keyType RSA2048Key to read an RSA JWK; any other type to read an EC JWK.
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
-    ///         "crv"; JOSEError cannotDecodeJWK when its members are not a key.
-    JsonWebKey(ByteView jwkData, Zennet::KeyType keyType);
-    JsonWebKey(const TextLike auto& jwkData, Zennet::KeyType keyType) : JsonWebKey(asBytes(jwkData), keyType) {}
+    ///         "crv", or a modulus beyond the limits; JOSEError cannotDecodeJWK when its members are not a key.
+    JsonWebKey(ByteView jwkData, Zennet::KeyType keyType, const Limits& limits = {});
+    JsonWebKey(const TextLike auto& jwkData, Zennet::KeyType keyType, const Limits& limits = {})
+        : JsonWebKey(asBytes(jwkData), keyType, limits) {}
     /// @}
 
     /// A public key from a JWK, even from one that was read as a private key. A missing or unknown "use" means
@@ -95,11 +98,15 @@ class TORVANE_EXPORT JsonWebKey {
     ///        "kid" are ignored.
     /// @param jwkUse what the key is for.
     /// @param keyId the "kid".
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSE::JOSESwiftError parsingFailed when the text is not such a JWK, unsupportedKey for another "kty" or
-    ///         "crv", or for an "oth"; SecurityError when its members do not belong together.
-    [[nodiscard]] static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId);
-    [[nodiscard]] static JsonWebKey fromPrivateJwk(const TextLike auto& jwkData, JWKUse jwkUse, std::string keyId) {
-        return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId));
+    ///         "crv", for an "oth", or a modulus beyond the limits; SecurityError when its members do not belong
+    ///         together.
+    [[nodiscard]] static JsonWebKey fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId,
+                                                   const Limits& limits = {});
+    [[nodiscard]] static JsonWebKey fromPrivateJwk(const TextLike auto& jwkData, JWKUse jwkUse, std::string keyId,
+                                                   const Limits& limits = {}) {
+        return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId), limits);
     }
     /// @}
 

@@ -48,14 +48,14 @@ JsonWebKey readSecp256k1Key(const JSONValue::Object& entry) {
     return {*privateKey, JWKUse::JWK_SIG, *keyId, *publicKey};
 }
 
-JsonWebKey readKey(const JSONValue& entry) {
+JsonWebKey readKey(const JSONValue& entry, const Limits& limits) {
     const auto& members = *entry.as<JSONValue::Object>();
     const auto* keyType = stringMember(members, "kty");
     if (keyType == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Missing key type in JWK.");
     if (!JSONSerialization::isValidJSONObject(entry)) {
         throw JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
     }
-    if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members));
+    if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members, limits));
     if (*keyType != "EC") throw JOSEError::cannotDecodeJWK(nullptr, "Unknown key type in JWK.");
     const auto* curve = stringMember(members, "crv");
     if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return readSecp256k1Key(members);
@@ -76,8 +76,8 @@ const JSONValue::List* findEntries(const JSONValue::Object& jwksDictionary) {
     return list && std::all_of(list->begin(), list->end(), isStringMap) ? list : nullptr;
 }
 
-JOSE::JWKSet parseSet(ByteView jwksData) {
-    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::JWKSet::initFrom(jwksData); });
+JOSE::JWKSet parseSet(ByteView jwksData, const Limits& limits) {
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::JWKSet::initFrom(jwksData, limits); });
 }
 
 template <class T>
@@ -110,15 +110,15 @@ bool isExported(const JsonWebKey& key) {
 
 }  // namespace
 
-JsonWebKeySet::JsonWebKeySet(const JSONValue::Object& jwksDictionary) {
+JsonWebKeySet::JsonWebKeySet(const JSONValue::Object& jwksDictionary, const Limits& limits) {
     const auto* entries = findEntries(jwksDictionary);
     if (entries == nullptr) throw JOSEError::cannotDecodeJWK(nullptr, "Failed to decode jwk");
-    for (const auto& entry : *entries) jwks.push_back(readKey(entry));
+    for (const auto& entry : *entries) jwks.push_back(readKey(entry, limits));
     if (jwks.empty()) throw JOSEError::cannotDecodeJWK(nullptr, "No JWKs found in the dictionary.");
 }
 
-JsonWebKeySet::JsonWebKeySet(ByteView jwksData) {
-    const auto set = parseSet(jwksData);
+JsonWebKeySet::JsonWebKeySet(ByteView jwksData, const Limits& limits) {
+    const auto set = parseSet(jwksData, limits);
     for (const auto& jwk : set.keys()) jwks.emplace_back(jwk);
 }
 

@@ -16,6 +16,7 @@
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/keys/key_query.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
@@ -41,24 +42,27 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @param jwksDictionary the object. Its "keys" is a list of objects with string members only. A secp256k1 key
     ///        needs "alg" with the value "ES256K", "kid", and an "x" and a "y" of 32 bytes each. A "d" that is not
     ///        base64url is ignored.
+    /// @param limits rsaBits.
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
     ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
     ///         the private key of that point. JsonSerializeError failedToParseJson for a member that is not UTF-8.
-    ///         JOSE::JOSESwiftError, as JOSE::JWK::initFrom(), when a member of an RSA or EC key is missing or
-    ///         malformed; JOSEError cannotDecodeJWK wrapping the reason when its members are well-formed but not a key
-    ///         (an even modulus, a point off the curve). The first bad key fails the whole set, and nothing is
-    ///         constructed.
-    explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary);
+    ///         JOSE::JOSESwiftError, as JOSE::JWK::initFrom(), when a member of an RSA or EC key is missing,
+    ///         malformed or beyond the limits; JOSEError cannotDecodeJWK wrapping the reason when its members are
+    ///         well-formed but not a key (an even modulus, a point off the curve). The first bad key fails the whole
+    ///         set, and nothing is constructed.
+    explicit JsonWebKeySet(const JSONValue::Object& jwksDictionary, const Limits& limits = {});
 
     /// @{
     /// Reads a JWK Set from JSON text: RSA keys and EC keys on P-256, P-384 and P-521, all as public keys. The set may
     /// be empty. Members that are not strings are ignored.
     /// @param jwksData the text, in UTF-8.
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not such a set, or one of its keys cannot
     ///         be read (a secp256k1 key among them). The first bad key fails the whole set, and nothing is constructed.
-    explicit JsonWebKeySet(ByteView jwksData);
-    explicit JsonWebKeySet(const TextLike auto& jwksData) : JsonWebKeySet(asBytes(jwksData)) {}
+    explicit JsonWebKeySet(ByteView jwksData, const Limits& limits = {});
+    explicit JsonWebKeySet(const TextLike auto& jwksData, const Limits& limits = {})
+        : JsonWebKeySet(asBytes(jwksData), limits) {}
     /// @}
 
     /// @{

@@ -9,8 +9,8 @@
 namespace Torvane {
 namespace {
 
-JOSE::RSAPublicKey parseJWK(ByteView jwk) {
-    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::RSAPublicKey::initFrom(jwk); });
+JOSE::RSAPublicKey parseJWK(ByteView jwk, const Limits& limits) {
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] { return JOSE::RSAPublicKey::initFrom(jwk, limits); });
 }
 
 }  // namespace
@@ -26,8 +26,8 @@ ByteBuffer PlatformKeyJWK::encodeToJWK(const SecKey& key, JWKUse jwkUse) {
     });
 }
 
-SecKey PlatformKeyJWK::decodeFrom(ByteView jwk) {
-    return parseJWK(jwk).converted();
+SecKey PlatformKeyJWK::decodeFrom(ByteView jwk, const Limits& limits) {
+    return parseJWK(jwk, limits).converted();
 }
 
 }  // namespace Torvane

@@ -8,6 +8,7 @@
 
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
@@ -24,10 +25,14 @@ struct TORVANE_EXPORT PlatformKeyJWK {
 
     /// @{
     /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.
-    /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not an RSA JWK; SecurityError when "n" or
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
+    /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is beyond the limits or not an RSA JWK;
+    /// SecurityError when "n" or
     ///         "e" is even.
-    [[nodiscard]] static SecKey decodeFrom(ByteView jwk);
-    [[nodiscard]] static SecKey decodeFrom(const TextLike auto& jwk) { return decodeFrom(asBytes(jwk)); }
+    [[nodiscard]] static SecKey decodeFrom(ByteView jwk, const Limits& limits = {});
+    [[nodiscard]] static SecKey decodeFrom(const TextLike auto& jwk, const Limits& limits = {}) {
+        return decodeFrom(asBytes(jwk), limits);
+    }
     /// @}
 };
 

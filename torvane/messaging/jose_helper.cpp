@@ -20,6 +20,7 @@ struct JOSEHelper::Configuration {
     JOSE::HeaderParameters jweHeaders;
     std::optional<std::string> signingKeyId;
     std::optional<std::string> encryptionKeyId;
+    Limits limits;
 };
 
 namespace {
@@ -58,7 +59,7 @@ std::string JOSEHelper::encodeMessageToString(ByteView rawMessage) const {
 
 ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
     const auto& configuration = *configuration_;
-    ReceivedNestedMessage nested(encodedMessage);
+    ReceivedNestedMessage nested(encodedMessage, configuration.limits);
     const auto decryptionKey =
         requireOneKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, nested.keyId(), KeyClass::privateKey), true,
                       "Must provide sender's private key to decrypt JWTs.");
@@ -118,6 +119,11 @@ JOSEHelper::Builder& JOSEHelper::Builder::setRecipientJwkSet(JsonWebKeySet jwkSe
     return *this;
 }
 
+JOSEHelper::Builder& JOSEHelper::Builder::setLimits(const Limits& limits) {
+    limits_ = limits;
+    return *this;
+}
+
 JOSEHelper JOSEHelper::Builder::create() const {
     if (!senderJwkSet_) throw JOSEError::missingKey("Must provide sender's jwkset to sign and decrypt JWTs.");
     if (!recipientJwkSet_) throw JOSEError::missingKey("Must provide recipient's jwkset to verify and encrypt JWTs.");
@@ -130,7 +136,8 @@ JOSEHelper JOSEHelper::Builder::create() const {
                       .jwsHeaders = jwsHeaders_,
                       .jweHeaders = jweHeaders_,
                       .signingKeyId = signingKeyId_,
-                      .encryptionKeyId = encryptionKeyId_}));
+                      .encryptionKeyId = encryptionKeyId_,
+                      .limits = limits_}));
 }
 
 }  // namespace Torvane

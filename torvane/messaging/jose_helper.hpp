@@ -17,6 +17,7 @@
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane {
@@ -78,17 +79,20 @@ class TORVANE_EXPORT JOSEHelper {
     /// The keys are RSA keys, of type RSA2048Key whatever their size. Ours, from setSenderJwkSet(), is the private key
     /// with the use JWK_ENC and the "kid" of the JWE header. The peer's, from setRecipientJwkSet(), are the public keys
     /// with the use JWK_SIG and the "kid" of the JWS header; they are tried in order until one verifies. Where a header
-    /// has no "kid", keys of every id are looked up. Both headers have to name the configured algorithms.
+    /// has no "kid", keys of every id are looked up. Both headers have to name the configured algorithms. The limits
+    /// are those of Builder::setLimits().
     ///
     /// @param encodedMessage the compact JWE: ASCII text in five parts of canonical unpadded base64url, of any length.
     /// @returns the message exactly as the peer passed it to encodeMessage(). The capacity is that of the decrypted
     ///          JWS, at least a third more than the message; shrink_to_fit() releases the rest.
     /// @throws JOSEError, in this order:
+    ///         - JWEDecrypterError wrapping JOSE::JOSESwiftError parsingFailed: more than tokenBytes or headerBytes;
     ///         - invalidJOSEComponent: the token has no dot, or a part that is empty or not base64url;
     ///         - missingKey: there is not exactly one decryption key, or it has no platform key;
     ///         - algorithmNotSupported: unknown key management or content encryption algorithm;
     ///         - invalidKeyFormat: the decryption key does not fit its algorithm;
     ///         - JWEDecrypterError: as JWEDecrypter::decryptJWE();
+    ///         - JWSVerificationError wrapping JOSE::JOSESwiftError parsingFailed: the JWS has more than headerBytes;
     ///         - invalidJOSEComponent: the same for the plaintext, whose payload may be empty;
     ///         - missingKey: there is no verification key;
     ///         - algorithmNotSupported: unknown signature algorithm;
@@ -152,6 +156,10 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     virtual Builder& setRecipientJwkSet(JsonWebKeySet jwkSet, std::optional<std::string> encryptionKeyId = std::nullopt)
         TORVANE_LIFETIMEBOUND;
 
+    /// What decodeMessage() accepts at most: headerBytes, jsonDepth and jsonMembers of either header, keysTried, and
+    /// tokenBytes. A token that is beyond tokenBytes or headerBytes is rejected at once. Limits() unless set.
+    virtual Builder& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
+
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.
     /// @throws JOSEError missingKey when a key set was not given; the sender's set is checked first.
     [[nodiscard]] virtual JOSEHelper create() const;
@@ -166,6 +174,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     JOSE::HeaderParameters jweHeaders_;
     std::optional<std::string> signingKeyId_;
     std::optional<std::string> encryptionKeyId_;
+    Limits limits_;
 };
 
 }  // namespace Torvane

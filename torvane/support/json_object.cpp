@@ -43,16 +43,16 @@ ByteBuffer JsonCodeHelper::encodeAndConvertToJson(const JSONValue& value) {
     return JSONSerialization::data(value);
 }
 
-JSONValue JsonCodeHelper::decodeCodeJson(ByteView data) {
+JSONValue JsonCodeHelper::decodeCodeJson(ByteView data, const Limits& limits) {
     try {
-        return JSONSerialization::jsonObject(data);
+        return JSONSerialization::jsonObject(data, limits);
     } catch (const JSONError& error) {
         throw JsonSerializeError::failedToParseJson("Failed to parse response to JSON. " + error.errorDescription());
     }
 }
 
-JSONValue::Object dictFromJsonString(std::string_view jsonString) {
-    auto value = JsonCodeHelper::decodeCodeJson(asBytes(jsonString));
+JSONValue::Object dictFromJsonString(std::string_view jsonString, const Limits& limits) {
+    auto value = JsonCodeHelper::decodeCodeJson(asBytes(jsonString), limits);
     auto* dict = value.as<JSONValue::Object>();
     if (dict == nullptr) throw JsonSerializeError::invalidJsonString();
     return std::move(*dict);

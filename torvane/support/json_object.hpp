@@ -32,6 +32,7 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/support/errors.hpp"
 #include "torvane/support/json_property.hpp"
@@ -137,25 +138,31 @@ class TORVANE_EXPORT JsonCodeHelper {
 
     /// @{
     /// Reads a value of any kind from JSON text, strictly, as JSONSerialization::jsonObject() does.
+    /// @param limits jsonDepth and jsonMembers.
     /// @throws JsonSerializeError failedToParseJson "Failed to parse response to JSON. " and the reader's reason.
-    [[nodiscard]] static JSONValue decodeCodeJson(ByteView data);
-    [[nodiscard]] static JSONValue decodeCodeJson(const TextLike auto& text) { return decodeCodeJson(asBytes(text)); }
+    [[nodiscard]] static JSONValue decodeCodeJson(ByteView data, const Limits& limits = {});
+    [[nodiscard]] static JSONValue decodeCodeJson(const TextLike auto& text, const Limits& limits = {}) {
+        return decodeCodeJson(asBytes(text), limits);
+    }
     /// @}
 };
 
 /// The members of a JSON object, read from text.
+/// @param limits jsonDepth and jsonMembers.
 /// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(), and invalidJsonString when the
 ///         text is JSON, but not an object.
-[[nodiscard]] TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString);
+[[nodiscard]] TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString,
+                                                                  const Limits& limits = {});
 
 /// Reads a T from the text of a JSON object, by T's constructor from JSONValue::Object.
+/// @param limits jsonDepth and jsonMembers.
 /// @throws JsonSerializeError as dictFromJsonString(), and what the constructor throws.
 template <std::derived_from<JsonSerializeObject> T>
 requires std::derived_from<T, JsonSerializeProtocol>
-[[nodiscard]] T fromJsonString(std::string_view jsonString) {
+[[nodiscard]] T fromJsonString(std::string_view jsonString, const Limits& limits = {}) {
     static_assert(std::constructible_from<T, JSONValue::Object>,
                   "A class that is read from JSON needs a constructor from JSONValue::Object.");
-    return T(dictFromJsonString(jsonString));
+    return T(dictFromJsonString(jsonString, limits));
 }
 
 /// The member converted by JSONValue::to<T>(); nothing when it is missing or does not convert.

@@ -1,5 +1,6 @@
 #include "torvane/messaging/internal/nested_message.hpp"
 
+#include <algorithm>
 #include <string_view>
 
 #include "torvane/jwe/internal/jwe_operations.hpp"
@@ -7,6 +8,7 @@
 #include "torvane/jwt/json_web_structure.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/internal/compact.hpp"
 #include "torvane/platform/jose/internal/jwe_writer.hpp"
 #include "torvane/platform/jose/internal/jws_writer.hpp"
 
@@ -14,11 +16,13 @@ namespace Torvane {
 namespace {
 
 // Well-formed tokens are parsed once. For others these two return nothing, and the slow path (JsonWebStructure, then
-// JWEDecrypter or JWSVerifier) reports the errors in the documented order. std::bad_alloc passes.
+// JWEDecrypter or JWSVerifier) reports the errors in the documented order. std::bad_alloc passes. A token that is too
+// long never takes the slow path.
 
-std::optional<JOSE::ReceivedJWE> readJWE(ByteView token) {
+std::optional<JOSE::ReceivedJWE> readJWE(ByteView token, const Limits& limits) {
+    wrapErrors(JOSEError::JWEDecrypterError, [&] { JOSE::requireWithin(limits, token); });
     try {
-        JOSE::ReceivedJWE jwe(token);
+        JOSE::ReceivedJWE jwe(token, limits);
         if (!jwe.hasEmptyPart()) return jwe;
     } catch (const Error&) {
     }
@@ -26,9 +30,10 @@ std::optional<JOSE::ReceivedJWE> readJWE(ByteView token) {
 }
 
 // Takes the text over when it returns something.
-std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& text) {
+std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& text, const Limits& limits) {
+    wrapErrors(JOSEError::JWSVerificationError, [&] { JOSE::requireWithin(limits, text); });
     try {
-        return JOSE::ReceivedJWS(std::move(text));
+        return JOSE::ReceivedJWS(std::move(text), limits);
     } catch (const Error&) {
         return std::nullopt;
     }
@@ -40,15 +45,15 @@ std::optional<std::string> findKeyId(const JSONValue::Object& header) {
 }
 
 // Returns nothing for a header that cannot be read or has no "kid": the keys are then looked up without an id.
-std::optional<std::string> extractKeyId(ByteView compactSerialization) {
+std::optional<std::string> extractKeyId(ByteView compactSerialization, const Limits& limits) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
-    const auto header = JsonWebStructure::readHeader(text);
+    const auto header = JsonWebStructure::readHeader(text, limits);
     return header ? findKeyId(*header) : std::nullopt;
 }
 
 template <class Received>
-std::optional<std::string> readKeyId(const std::optional<Received>& received, ByteView text) {
-    return received ? findKeyId(received->header().parameters()) : extractKeyId(text);
+std::optional<std::string> readKeyId(const std::optional<Received>& received, ByteView text, const Limits& limits) {
+    return received ? findKeyId(received->header().parameters()) : extractKeyId(text, limits);
 }
 
 }  // namespace
@@ -72,23 +77,26 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
     return wrapErrors(JOSEError::JWEEncrypterError, [&] { return jwe->finish(); });
 }
 
-ReceivedNestedMessage::ReceivedNestedMessage(ByteView token)
-    : token_(token), jwe_(readJWE(token)), keyId_(readKeyId(jwe_, token)) {}
+ReceivedNestedMessage::ReceivedNestedMessage(ByteView token, const Limits& limits)
+    : limits_(limits), token_(token), jwe_(readJWE(token, limits)), keyId_(readKeyId(jwe_, token, limits)) {}
 
 ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) && {
-    return ReceivedSignedMessage(jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_));
+    return {jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_, limits_), limits_};
 }
 
-ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws)
-    : text_(std::move(jws)), jws_(readJWS(text_.data())), keyId_(readKeyId(jws_, text_.data())) {}
+ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws, const Limits& limits)
+    : limits_(limits),
+      text_(std::move(jws)),
+      jws_(readJWS(text_.data(), limits)),
+      keyId_(readKeyId(jws_, text_.data(), limits)) {}
 
 ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) && {
     std::exception_ptr lastError;
-    for (const auto& key : keys) {
+    for (const auto& key : keys.first(std::min(keys.size(), limits_.keysTried))) {
         if (!key.key().isPublicKey()) continue;
         const JWSVerifier verifier(algorithm, key);
         try {
-            return jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data());
+            return jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data(), limits_);
         } catch (const JOSEError&) {
             lastError = std::current_exception();
         }

@@ -16,6 +16,7 @@
 #include "torvane/jwe/jwe_encrypter.hpp"
 #include "torvane/jws/jws_signer.hpp"
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jws.hpp"
@@ -71,19 +72,22 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
 class ReceivedSignedMessage {
   public:
     /// Takes the text of the JWS over.
-    /// @throws JOSEError invalidJOSEComponent when the text is not a compact serialisation.
-    explicit ReceivedSignedMessage(ByteBuffer jws);
+    /// @throws JOSEError JWSVerificationError when the JWS is beyond headerBytes; invalidJOSEComponent when the text is
+    ///         not a compact serialisation.
+    ReceivedSignedMessage(ByteBuffer jws, const Limits& limits);
     ReceivedSignedMessage(const ReceivedSignedMessage&) = delete;
     ReceivedSignedMessage& operator=(const ReceivedSignedMessage&) = delete;
 
     /// The "kid" of the header; nothing when there is none, or the header cannot be read.
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
-    /// Tries the public keys one after the other, and returns the message as soon as one of them verifies it.
+    /// Tries up to keysTried public keys one after the other, and returns the message as soon as one of them verifies
+    /// it.
     /// @throws JOSEError JWSVerificationError of the last key, or wrapping "Failed to verify JWT" when none is public.
     ByteBuffer verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) &&;
 
   private:
+    Limits limits_;
     // The text, unless `jws_` has taken its memory over.
     JOSE::Payload text_;
     std::optional<JOSE::ReceivedJWS> jws_;
@@ -94,8 +98,10 @@ class ReceivedSignedMessage {
 class ReceivedNestedMessage {
   public:
     /// Keeps a view of the token, which has to stay unchanged as long as this object.
-    /// @throws JOSEError invalidJOSEComponent when the token is not a compact serialisation.
-    explicit ReceivedNestedMessage(ByteView token);
+    /// @throws JOSEError JWEDecrypterError when the token is beyond tokenBytes or headerBytes; invalidJOSEComponent
+    /// when
+    ///         it is not a compact serialisation.
+    ReceivedNestedMessage(ByteView token, const Limits& limits);
     ReceivedNestedMessage(const ReceivedNestedMessage&) = delete;
     ReceivedNestedMessage& operator=(const ReceivedNestedMessage&) = delete;
 
@@ -107,6 +113,7 @@ class ReceivedNestedMessage {
     ReceivedSignedMessage decrypt(const JWEDecrypter& decrypter) &&;
 
   private:
+    Limits limits_;
     ByteView token_;
     std::optional<JOSE::ReceivedJWE> jwe_;
     std::optional<std::string> keyId_;

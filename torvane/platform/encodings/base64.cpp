@@ -129,11 +129,6 @@ Char* encode(ByteView bytes, Char* out) noexcept {
     return out;
 }
 
-// The number of bytes in a valid text of this size.
-constexpr std::size_t decodedSize(std::size_t textSize) noexcept {
-    return textSize / 4 * 3 + textSize % 4 * 3 / 4;
-}
-
 template <class Alphabet>
 void append(ByteBuffer& out, ByteView bytes) {
     const auto start = out.size();
@@ -202,8 +197,8 @@ std::optional<Buffer> decode(std::string_view text) {
         const auto chunk = text.substr(0, chunkSize);
         const auto start = bytes.size();
         // Reserves the whole size only after the first chunk was valid: garbage does not cost memory of its size.
-        if (start != 0) bytes.reserve(start + decodedSize(text.size()));
-        bytes.resize(start + decodedSize(chunk.size()));
+        if (start != 0) bytes.reserve(start + base64urlDecodedSize(text.size()));
+        bytes.resize(start + base64urlDecodedSize(chunk.size()));
         if (decodeTo<Alphabet>(chunk, bytes.data() + start) == nullptr) return std::nullopt;
         text.remove_prefix(chunk.size());
     }

@@ -18,6 +18,11 @@ namespace Torvane {
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 
+/// The number of bytes that a valid text of `size` characters encodes.
+[[nodiscard]] constexpr std::size_t base64urlDecodedSize(std::size_t size) noexcept {
+    return size / 4 * 3 + size % 4 * 3 / 4;
+}
+
 /// Encodes to a text of base64urlSize(bytes.size()) characters, without line breaks.
 [[nodiscard]] TORVANE_EXPORT std::string encodeBase64url(ByteView bytes);
 

@@ -40,8 +40,11 @@ bool isVerbatim(std::string_view literal) noexcept {
 class ValueBuilder {
   public:
     // Where the parser reads a masked copy of the text, the strings are taken from the original.
-    explicit ValueBuilder(ByteView text, std::optional<StringLiterals> originalStrings = std::nullopt)
-        : size_(text.size()), originalStrings_(originalStrings) {}
+    ValueBuilder(ByteView text, const Limits& limits, std::optional<StringLiterals> originalStrings = std::nullopt)
+        : size_(text.size()),
+          depth_(std::min(limits.jsonDepth, JSONSerialization::maximumDepth)),
+          membersLeft_(limits.jsonMembers),
+          originalStrings_(originalStrings) {}
     ~ValueBuilder() {
         // A failed read may leave parts of a key here.
         for (auto& level : open_) wipeStrings(level.container);
@@ -99,7 +102,7 @@ class ValueBuilder {
     }
 
     bool open(JSONValue container) {
-        if (open_.size() == JSONSerialization::maximumDepth) return reject("lists and objects nest too deep");
+        if (open_.size() == depth_) return reject("lists and objects nest too deep");
         open_.push_back({std::move(container), {}});
         return true;
     }
@@ -113,6 +116,8 @@ class ValueBuilder {
     bool add(JSONValue value) {
         if (open_.empty()) {
             result_ = std::move(value);
+        } else if (membersLeft_-- == 0) {
+            return reject("lists and objects have too many members");
         } else if (auto* list = open_.back().container.as<JSONValue::List>()) {
             list->push_back(std::move(value));
         } else {
@@ -122,6 +127,8 @@ class ValueBuilder {
     }
 
     std::size_t size_;
+    std::size_t depth_;
+    std::size_t membersLeft_;
     std::optional<StringLiterals> originalStrings_;
     std::vector<Level> open_;
     JSONValue result_;
@@ -261,12 +268,12 @@ JSONValue read(ByteView text, ValueBuilder& builder) {
 
 }  // namespace
 
-JSONValue JSONSerialization::jsonObject(ByteView text) {
-    ValueBuilder builder(text);
+JSONValue JSONSerialization::jsonObject(ByteView text, const Limits& limits) {
+    ValueBuilder builder(text, limits);
     return read(text, builder);
 }
 
-SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
+SecretJSON JSONSerialization::secretJSONObject(ByteView text, const Limits& limits) {
     // The parser leaves copies of strings in freed memory, so it reads a copy whose strings are masked.
     SecretBuffer masked(text.begin(), text.end());
     StringLiterals literals(text);
@@ -274,7 +281,7 @@ SecretJSON JSONSerialization::secretJSONObject(ByteView text) {
         const auto offset = reinterpret_cast<const std::uint8_t*>(literal->data()) - text.data();
         if (isVerbatim(*literal)) std::fill_n(masked.begin() + offset, literal->size(), 'x');
     }
-    ValueBuilder builder(masked, StringLiterals(text));
+    ValueBuilder builder(masked, limits, StringLiterals(text));
     return SecretJSON(read(masked, builder));
 }
 

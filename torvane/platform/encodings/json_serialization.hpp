@@ -9,6 +9,7 @@
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
@@ -41,16 +42,19 @@ struct TORVANE_EXPORT JSONSerialization {
     /// @{
     /// Reads one value of any kind from UTF-8 text. A number becomes an integer when it has neither fraction nor
     /// exponent and fits std::int64_t, and a double otherwise.
+    /// @param limits jsonDepth and jsonMembers.
     /// @throws JSONError for text that is not strict JSON, and for a byte order mark, a NUL byte, an object with two
-    ///         members of one name, bytes after the value, nesting beyond maximumDepth, and numbers beyond the range of
-    ///         double. The error never quotes the text.
-    [[nodiscard]] static JSONValue jsonObject(ByteView text);
-    [[nodiscard]] static JSONValue jsonObject(const TextLike auto& text) { return jsonObject(asBytes(text)); }
+    ///         members of one name, bytes after the value, numbers beyond the range of double, nesting beyond
+    ///         maximumDepth, and text beyond the limits. The error never quotes the text.
+    [[nodiscard]] static JSONValue jsonObject(ByteView text, const Limits& limits = {});
+    [[nodiscard]] static JSONValue jsonObject(const TextLike auto& text, const Limits& limits = {}) {
+        return jsonObject(asBytes(text), limits);
+    }
     /// @}
 
     /// Reads text that may hold a key, as jsonObject() does. No copy of a string remains in released memory, unless the
     /// JSON text writes the string with escapes or characters outside ASCII, which is rare for the values of a key.
-    [[nodiscard]] static SecretJSON secretJSONObject(ByteView text);
+    [[nodiscard]] static SecretJSON secretJSONObject(ByteView text, const Limits& limits = {});
 };
 
 }  // namespace Torvane

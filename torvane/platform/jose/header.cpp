@@ -4,13 +4,15 @@
 
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/internal/compact.hpp"
 
 namespace Torvane::JOSE {
 namespace {
 
-JSONValue::Object parseHeader(ByteView json) {
+JSONValue::Object parseHeader(ByteView json, const Limits& limits) {
+    requireSizeWithin(limits.headerBytes, json.size(), "header");
     try {
-        auto value = JSONSerialization::jsonObject(json);
+        auto value = JSONSerialization::jsonObject(json, limits);
         if (auto* object = value.as<JSONValue::Object>()) return std::move(*object);
     } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The header cannot be read. " + error.errorDescription());
@@ -36,7 +38,7 @@ Header::Header(JSONValue::Object parameters) : parameters_(std::move(parameters)
     check();
 }
 
-Header::Header(ByteView json) : parameters_(parseHeader(json)) {
+Header::Header(ByteView json, const Limits& limits) : parameters_(parseHeader(json, limits)) {
     check();
 }
 
@@ -70,7 +72,7 @@ JWEHeader::JWEHeader(JSONValue::Object parameters) : Header(std::move(parameters
     requireString("enc");
 }
 
-JWEHeader::JWEHeader(ByteView json) : Header(json) {
+JWEHeader::JWEHeader(ByteView json, const Limits& limits) : Header(json, limits) {
     requireString("enc");
 }
 

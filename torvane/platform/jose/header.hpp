@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
@@ -30,7 +31,7 @@ class TORVANE_EXPORT Header {
     /// @{
     /// @throws JOSESwiftError parsingFailed for a header that is rejected.
     explicit Header(JSONValue::Object parameters);
-    explicit Header(ByteView json);
+    Header(ByteView json, const Limits& limits);
     /// @}
 
     /// Inserts or replaces a member without checking it.
@@ -57,8 +58,10 @@ class TORVANE_EXPORT JWSHeader final : public Header {
     explicit JWSHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {}
 
     /// From JSON text.
-    /// @throws JOSESwiftError parsingFailed when the text is not a JSON object, or not a valid JWS header.
-    explicit JWSHeader(ByteView json) : Header(json) {}
+    /// @param limits headerBytes, jsonDepth and jsonMembers.
+    /// @throws JOSESwiftError parsingFailed when the text is beyond the limits, not a JSON object, or not a valid JWS
+    ///         header.
+    explicit JWSHeader(ByteView json, const Limits& limits = {}) : Header(json, limits) {}
 
     /// The additional members, with "alg" set to the algorithm's name and, when there is a key id, "kid" set to it;
     /// both replace an additional member of that name.
@@ -72,9 +75,10 @@ class TORVANE_EXPORT JWEHeader final : public Header {
   public:
     /// @{
     /// From members of any kind, or from JSON text.
-    /// @throws JOSESwiftError parsingFailed when they are not a valid JWE header.
+    /// @param limits headerBytes, jsonDepth and jsonMembers.
+    /// @throws JOSESwiftError parsingFailed when they are beyond the limits, or not a valid JWE header.
     explicit JWEHeader(JSONValue::Object parameters);
-    explicit JWEHeader(ByteView json);
+    explicit JWEHeader(ByteView json, const Limits& limits = {});
     /// @}
 
     /// The additional members, with "alg" and "enc" set to the algorithms' names and, when there is a key id, "kid" set

@@ -23,12 +23,12 @@ JWE::JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter) {
     compact_ = writer.finish();
 }
 
-ReceivedJWE::ReceivedJWE(ByteView compactSerialization)
-    : ReceivedJWE(readCompact<JWE::componentCount>(compactSerialization,
-                                                   [](const Parts& parts) { return ReceivedJWE(parts); })) {}
+ReceivedJWE::ReceivedJWE(ByteView compactSerialization, const Limits& limits)
+    : ReceivedJWE(readCompact<JWE::componentCount>(
+          compactSerialization, limits, [&limits](const Parts& parts) { return ReceivedJWE(parts, limits); })) {}
 
-ReceivedJWE::ReceivedJWE(const Parts& parts)
-    : header_(decodePart(parts[0], "header")),
+ReceivedJWE::ReceivedJWE(const Parts& parts, const Limits& limits)
+    : header_(decodePart(parts[0], "header"), limits),
       additionalData_(parts[0]),
       encryptedKey_(decodePart(parts[1], "encrypted key")),
       initializationVector_(decodePart(parts[2], "initialization vector")),

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/encrypter.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
@@ -41,9 +42,10 @@ class TORVANE_EXPORT JWE {
 class TORVANE_EXPORT ReceivedJWE {
   public:
     /// Reads the text.
-    /// @throws JOSESwiftError parsingFailed for another number of parts than five, a part that is not canonical
-    ///         unpadded base64url, or a header that JWEHeader rejects.
-    explicit ReceivedJWE(ByteView compactSerialization);
+    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// @throws JOSESwiftError parsingFailed for a token beyond the limits, another number of parts than five, a part
+    ///         that is not canonical unpadded base64url, or a header that JWEHeader rejects.
+    explicit ReceivedJWE(ByteView compactSerialization, const Limits& limits = {});
 
     /// What the sender claims; nothing of it is authentic before decrypt().
     [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
@@ -61,7 +63,7 @@ class TORVANE_EXPORT ReceivedJWE {
 
   private:
     using Parts = std::array<std::string_view, JWE::componentCount>;
-    explicit ReceivedJWE(const Parts& parts);
+    ReceivedJWE(const Parts& parts, const Limits& limits);
 
     JWEHeader header_;
     std::string additionalData_;

@@ -17,9 +17,9 @@ constexpr std::array<std::pair<std::string_view, EllipticCurve>, 3> curves{
     {{"P-256", EllipticCurve::P256}, {"P-384", EllipticCurve::P384}, {"P-521", EllipticCurve::P521}}};
 static_assert(curves.size() == static_cast<std::size_t>(EllipticCurve::P521) + 1);
 
-SecretJSON parseJWK(ByteView text) {
+SecretJSON parseJWK(ByteView text, const Limits& limits) {
     try {
-        return JSONSerialization::secretJSONObject(text);
+        return JSONSerialization::secretJSONObject(text, limits);
     } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK cannot be read. " + error.errorDescription());
     }
@@ -77,8 +77,13 @@ std::optional<JWKType> readKeyType(const JSONValue::Object& members) {
     return fromRawValue<JWKType>(requireString(members, "kty"));
 }
 
-RSAPublicComponents readRSAComponents(const JSONValue::Object& members) {
-    return {readMinimalNumber(members, "n"), readMinimalNumber(members, "e")};
+RSAPublicComponents readRSAComponents(const JSONValue::Object& members, const Limits& limits) {
+    RSAPublicComponents components{readMinimalNumber(members, "n"), readMinimalNumber(members, "e")};
+    if (countBits(components.modulus) > limits.rsaBits) {
+        throw JOSESwiftError::unsupportedKey("The RSA modulus has more than " + std::to_string(limits.rsaBits) +
+                                             " bits.");
+    }
+    return components;
 }
 
 ECPublicComponents readECComponents(const JSONValue::Object& members) {
@@ -86,13 +91,13 @@ ECPublicComponents readECComponents(const JSONValue::Object& members) {
     return {curve, readCoordinate(members, "x", curve), readCoordinate(members, "y", curve)};
 }
 
-SecKey readRSAPrivateKey(const JSONValue::Object& members) {
+SecKey readRSAPrivateKey(const JSONValue::Object& members, const Limits& limits) {
     if (members.contains("oth")) {
         throw JOSESwiftError::unsupportedKey("An RSA key of more than two primes is not supported.");
     }
     return SoftwareKeyStore::fromComponents(RSAPrivateComponents{
-        readRSAComponents(members), readSecret(members, "d"), readSecret(members, "p"), readSecret(members, "q"),
-        readSecret(members, "dp"), readSecret(members, "dq"), readSecret(members, "qi")});
+        readRSAComponents(members, limits), readSecret(members, "d"), readSecret(members, "p"),
+        readSecret(members, "q"), readSecret(members, "dp"), readSecret(members, "dq"), readSecret(members, "qi")});
 }
 
 SecKey readECPrivateKey(const JSONValue::Object& members) {
@@ -154,23 +159,23 @@ JWK::JWK(const JWK& jwk, JWKType expected) : JWK(jwk) {
                                                                   : "The JWK is not an EC key.");
 }
 
-JWK JWK::initFrom(ByteView json) {
-    return initFrom(requireObject(parseJWK(json)));
+JWK JWK::initFrom(ByteView json, const Limits& limits) {
+    return initFrom(requireObject(parseJWK(json, limits)), limits);
 }
 
-JWK JWK::initFrom(const JSONValue::Object& members) {
+JWK JWK::initFrom(const JSONValue::Object& members, const Limits& limits) {
     const auto keyType = readKeyType(members);
     Key key;
-    if (keyType == JWKType::RSA) key = readRSAComponents(members);
+    if (keyType == JWKType::RSA) key = readRSAComponents(members, limits);
     if (keyType == JWKType::EC) key = readECComponents(members);
     return {selectPublicStrings(members), std::move(key)};
 }
 
-JWK JWK::initPrivateFrom(ByteView json) {
-    const auto parsed = parseJWK(json);
+JWK JWK::initPrivateFrom(ByteView json, const Limits& limits) {
+    const auto parsed = parseJWK(json, limits);
     const auto& members = requireObject(parsed);
     const auto keyType = readKeyType(members);
-    if (keyType == JWKType::RSA) return {selectPublicStrings(members), readRSAPrivateKey(members)};
+    if (keyType == JWKType::RSA) return {selectPublicStrings(members), readRSAPrivateKey(members, limits)};
     if (keyType == JWKType::EC) return {selectPublicStrings(members), readECPrivateKey(members)};
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }

@@ -17,6 +17,7 @@
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/jwk_type.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
@@ -35,22 +36,28 @@ class TORVANE_EXPORT JWK {
   public:
     /// @{
     /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored.
+    /// @param limits jsonDepth and jsonMembers of the text, and rsaBits.
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
     ///         not base64url or with a leading zero byte; for EC, "crv", "x" or "y" missing, "x" or "y" not base64url
     ///         or not as long as a coordinate of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and
-    ///         P-521.
-    [[nodiscard]] static JWK initFrom(ByteView json);
-    [[nodiscard]] static JWK initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
-    [[nodiscard]] static JWK initFrom(const JSONValue::Object& members);
+    ///         P-521, and for an RSA modulus of more than rsaBits.
+    [[nodiscard]] static JWK initFrom(ByteView json, const Limits& limits = {});
+    [[nodiscard]] static JWK initFrom(const TextLike auto& json, const Limits& limits = {}) {
+        return initFrom(asBytes(json), limits);
+    }
+    [[nodiscard]] static JWK initFrom(const JSONValue::Object& members, const Limits& limits = {});
     /// @}
 
     /// @{
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
     /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC needs a "d" as long as a coordinate (section 6.2.2).
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty" or an "oth"; SecurityError when the
     ///         members do not belong together.
-    [[nodiscard]] static JWK initPrivateFrom(ByteView json);
-    [[nodiscard]] static JWK initPrivateFrom(const TextLike auto& json) { return initPrivateFrom(asBytes(json)); }
+    [[nodiscard]] static JWK initPrivateFrom(ByteView json, const Limits& limits = {});
+    [[nodiscard]] static JWK initPrivateFrom(const TextLike auto& json, const Limits& limits = {}) {
+        return initPrivateFrom(asBytes(json), limits);
+    }
     /// @}
 
     /// @{
@@ -120,8 +127,8 @@ class TORVANE_EXPORT RSAPublicKey : public JWK {
     /// Reads any source that JWK::initFrom() reads.
     /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
-    [[nodiscard]] static RSAPublicKey initFrom(const Source& source) {
-        return RSAPublicKey(JWK::initFrom(source));
+    [[nodiscard]] static RSAPublicKey initFrom(const Source& source, const Limits& limits = {}) {
+        return RSAPublicKey(JWK::initFrom(source, limits));
     }
 
   private:
@@ -137,8 +144,8 @@ class TORVANE_EXPORT ECPublicKey : public JWK {
     /// Reads any source that JWK::initFrom() reads.
     /// @throws JOSESwiftError as JWK::initFrom(), and unsupportedKey for another "kty".
     template <class Source>
-    [[nodiscard]] static ECPublicKey initFrom(const Source& source) {
-        return ECPublicKey(JWK::initFrom(source));
+    [[nodiscard]] static ECPublicKey initFrom(const Source& source, const Limits& limits = {}) {
+        return ECPublicKey(JWK::initFrom(source, limits));
     }
 
   private:

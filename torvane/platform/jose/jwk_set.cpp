@@ -6,9 +6,9 @@
 namespace Torvane::JOSE {
 namespace {
 
-SecretJSON parseSet(ByteView data) {
+SecretJSON parseSet(ByteView data, const Limits& limits) {
     try {
-        return JSONSerialization::secretJSONObject(data);
+        return JSONSerialization::secretJSONObject(data, limits);
     } catch (const JSONError& error) {
         throw JOSESwiftError::parsingFailed("The JWK Set cannot be read. " + error.errorDescription());
     }
@@ -24,13 +24,13 @@ const JSONValue::List& requireKeyList(const JSONValue& set) {
 
 }  // namespace
 
-JWKSet JWKSet::initFrom(ByteView json) {
-    const auto set = parseSet(json);
+JWKSet JWKSet::initFrom(ByteView json, const Limits& limits) {
+    const auto set = parseSet(json, limits);
     std::vector<JWK> keys;
     for (const auto& entry : requireKeyList(set.get())) {
         const auto* members = entry.as<JSONValue::Object>();
         if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
-        keys.push_back(JWK::initFrom(*members));
+        keys.push_back(JWK::initFrom(*members, limits));
     }
     return JWKSet(std::move(keys));
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/jwk.hpp"
 
 namespace Torvane::JOSE {
@@ -20,10 +21,13 @@ class TORVANE_EXPORT JWKSet {
 
     /// @{
     /// Reads the public members of every key, as JWK::initFrom() does. One key that cannot be read fails the whole set.
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSESwiftError parsingFailed for text that is not a JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom().
-    [[nodiscard]] static JWKSet initFrom(ByteView json);
-    [[nodiscard]] static JWKSet initFrom(const TextLike auto& json) { return initFrom(asBytes(json)); }
+    [[nodiscard]] static JWKSet initFrom(ByteView json, const Limits& limits = {});
+    [[nodiscard]] static JWKSet initFrom(const TextLike auto& json, const Limits& limits = {}) {
+        return initFrom(asBytes(json), limits);
+    }
     /// @}
 
     /// The keys, in the order in which they were given or read.

@@ -106,8 +106,8 @@ JWS::JWS(const JWSHeader& header, ByteView payload, const Signer& signer) {
     signature_ = writer.signature();
 }
 
-ReceivedJWS::ReceivedJWS(const Parts& parts, ByteBuffer* text)
-    : header_(decodePart(parts[0], "header")), signature_(decodeSignature(parts)) {
+ReceivedJWS::ReceivedJWS(const Parts& parts, const Limits& limits, ByteBuffer* text)
+    : header_(decodePart(parts[0], "header"), limits), signature_(decodeSignature(parts)) {
     SigningDigest digest(header_.algorithm(), parts[0]);
     if (text != nullptr) {
         digest_ = decodeInPlace(parts[0], parts[1], *text, digest);
@@ -121,17 +121,18 @@ ReceivedJWS::ReceivedJWS(const Parts& parts, ByteBuffer* text)
     }
 }
 
-ReceivedJWS ReceivedJWS::read(ByteView compactSerialization, ByteBuffer* text) {
-    return readCompact<JWS::componentCount>(compactSerialization, [text](const Parts& parts) {
+ReceivedJWS ReceivedJWS::read(ByteView compactSerialization, const Limits& limits, ByteBuffer* text) {
+    return readCompact<JWS::componentCount>(compactSerialization, limits, [&](const Parts& parts) {
         if (parts[2].empty()) throw JOSESwiftError::parsingFailed("The signature is empty.");
-        return ReceivedJWS(parts, text);
+        return ReceivedJWS(parts, limits, text);
     });
 }
 
-ReceivedJWS::ReceivedJWS(ByteView compactSerialization) : ReceivedJWS(read(compactSerialization, nullptr)) {}
+ReceivedJWS::ReceivedJWS(ByteView compactSerialization, const Limits& limits)
+    : ReceivedJWS(read(compactSerialization, limits, nullptr)) {}
 
-ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization)
-    : ReceivedJWS(read(compactSerialization, &compactSerialization)) {}
+ReceivedJWS::ReceivedJWS(ByteBuffer&& compactSerialization, const Limits& limits)
+    : ReceivedJWS(read(compactSerialization, limits, &compactSerialization)) {}
 
 Payload ReceivedJWS::validate(const Verifier& verifier) {
     if (header_.algorithm() != rawValue(verifier.algorithm())) {

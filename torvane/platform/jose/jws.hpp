@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/jose/header.hpp"
 #include "torvane/platform/jose/payload.hpp"
 #include "torvane/platform/jose/signer.hpp"
@@ -45,11 +46,12 @@ class TORVANE_EXPORT ReceivedJWS {
   public:
     /// @{
     /// Reads the text. The second constructor takes the text's memory over and decodes the payload there.
-    /// @throws JOSESwiftError parsingFailed for another number of parts than three, a part that is not canonical
-    ///         unpadded base64url, a header that JWSHeader rejects, or an empty signature. After an error the text is
-    ///         unchanged.
-    explicit ReceivedJWS(ByteView compactSerialization);
-    explicit ReceivedJWS(ByteBuffer&& compactSerialization);
+    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// @throws JOSESwiftError parsingFailed for a token beyond the limits, another number of parts than three, a part
+    ///         that is not canonical unpadded base64url, a header that JWSHeader rejects, or an empty signature. After
+    ///         an error the text is unchanged.
+    explicit ReceivedJWS(ByteView compactSerialization, const Limits& limits = {});
+    explicit ReceivedJWS(ByteBuffer&& compactSerialization, const Limits& limits = {});
     /// @}
 
     /// What the sender claims; nothing of it is authentic before validate().
@@ -64,8 +66,8 @@ class TORVANE_EXPORT ReceivedJWS {
 
   private:
     using Parts = std::array<std::string_view, JWS::componentCount>;
-    ReceivedJWS(const Parts& parts, ByteBuffer* text);
-    static ReceivedJWS read(ByteView compactSerialization, ByteBuffer* text);
+    ReceivedJWS(const Parts& parts, const Limits& limits, ByteBuffer* text);
+    static ReceivedJWS read(ByteView compactSerialization, const Limits& limits, ByteBuffer* text);
 
     JWSHeader header_;
     ByteBuffer signature_;

@@ -10,9 +10,10 @@
 
 namespace Torvane::Zennet {
 
-Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry) {
-    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, askForSecret, lastPinTry));
-    auto key = readKeyFile(uri, keyClass, askForSecret);
+Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry,
+            const Limits& limits) {
+    if (isPkcs11URI(uri)) return Key(Torvane::openKey(uri, keyClass, askForSecret, lastPinTry, limits));
+    auto key = readKeyFile(uri, keyClass, askForSecret, limits);
     if (!Crypto::isSecp256k1(key.get())) return Key(makeSoftwareKey(std::move(key), keyClass));
     if (keyClass == KeyClass::publicKey) return PublicKey(Crypto::readSecp256k1Point(key.get()), KeyType::SECP256K1Key);
     return PrivateKey(Crypto::readSecp256k1Scalar(key.get()), KeyType::SECP256K1Key);

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/key_library/key.hpp"
 
 namespace Torvane::Zennet {
@@ -22,9 +23,10 @@ namespace Torvane::Zennet {
 /// @param keyClass which key of the pair to return.
 /// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty.
 /// @param lastPinTry as for Torvane::openKey().
+/// @param limits as for Torvane::openKey().
 /// @throws KeyStoreError and SecurityError as Torvane::openKey(), and whatever `askForSecret` throws.
 [[nodiscard]] TORVANE_EXPORT Key openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret = {},
-                                         LastPinTry lastPinTry = LastPinTry::keep);
+                                         LastPinTry lastPinTry = LastPinTry::keep, const Limits& limits = {});
 
 /// Makes a secp256k1 key pair as a new PEM file in PKCS #8 (RFC 5958) that only its owner may read, and returns the
 /// private key. A file that exists already is never replaced.

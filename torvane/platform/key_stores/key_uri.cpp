@@ -25,9 +25,10 @@ bool isPkcs11URI(std::string_view uri) noexcept {
     return hasScheme(uri, "pkcs11");
 }
 
-SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry) {
+SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret, LastPinTry lastPinTry,
+               const Limits& limits) {
     if (isPkcs11URI(uri)) return openStore(uri, askForSecret, lastPinTry).key(keyClass);
-    return makeSoftwareKey(readKeyFile(uri, keyClass, askForSecret), keyClass);
+    return makeSoftwareKey(readKeyFile(uri, keyClass, askForSecret, limits), keyClass);
 }
 
 SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& askForSecret,

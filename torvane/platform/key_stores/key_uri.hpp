@@ -13,6 +13,7 @@
 
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
@@ -42,17 +43,18 @@ namespace Torvane {
 /// @param askForSecret called when a passphrase or PIN is needed that the URI does not give; may be empty. For a
 ///        "pkcs11:" URI it is kept as long as the returned private key lives, to log in again.
 /// @param lastPinTry whether the first PIN may be the last try, as by Pkcs11KeyStore::allowLastTry().
+/// @param limits rsaBits and keyDerivationIterations of a file.
 /// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
 ///         may also come from "type=private"); unavailable when the file, driver or PKCS #11 token cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
 ///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11, or a file that takes more than
-///         5,000,000 iterations to decrypt; operationFailed for another failure of the driver. SecurityError for a key
-///         that is neither RSA nor EC on P-256, P-384 or P-521, or EC with explicit parameters or a point in hybrid
-///         form, or, in a file, a private key that does not belong to the public key beside it. Whatever `askForSecret`
-///         throws.
+///         keyDerivationIterations to decrypt; operationFailed for another failure of the driver. SecurityError for a
+///         key that is neither RSA nor EC on P-256, P-384 or P-521, or EC with explicit parameters or a point in hybrid
+///         form, or, in a file, a private key that does not belong to the public key beside it, or an RSA key of more
+///         than rsaBits. Whatever `askForSecret` throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
                                             const SecretSource& askForSecret = {},
-                                            LastPinTry lastPinTry = LastPinTry::keep);
+                                            LastPinTry lastPinTry = LastPinTry::keep, const Limits& limits = {});
 
 /// Makes an RSA key pair at a URI, and returns the private key. Safe to call from several threads at once.
 ///

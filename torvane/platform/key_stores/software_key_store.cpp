@@ -75,18 +75,19 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
     return makeHandle(Crypto::generateEC(curve), std::move(name));
 }
 
-SecKey SoftwareKeyStore::load(ByteView encoded) {
+SecKey SoftwareKeyStore::load(ByteView encoded, const Limits& limits) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
+    const auto take = [&limits](Crypto::Pkey& key) { return Crypto::requireWithin(limits, std::move(key)); };
     if (!keys.privateKeys.empty()) {
-        return makeHandle(Crypto::requireConsistentPair(std::move(keys.privateKeys.front())));
+        return makeHandle(Crypto::requireConsistentPair(take(keys.privateKeys.front())));
     }
-    if (!keys.publicKeys.empty()) return makeSoftwareKey(std::move(keys.publicKeys.front()), KeyClass::publicKey);
+    if (!keys.publicKeys.empty()) return makeSoftwareKey(take(keys.publicKeys.front()), KeyClass::publicKey);
     throw SecurityError("No unencrypted key was found in the PEM or DER text.");
 }
 
 SecKey SoftwareKeyStore::load(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase,
-                              std::string_view origin) {
-    return makeSoftwareKey(Crypto::readKey(encoded, keyClass, askForPassphrase, origin), keyClass);
+                              std::string_view origin, const Limits& limits) {
+    return makeSoftwareKey(Crypto::readKey(encoded, keyClass, askForPassphrase, origin, limits), keyClass);
 }
 
 SecKey SoftwareKeyStore::fromComponents(const RSAPrivateComponents& components) {

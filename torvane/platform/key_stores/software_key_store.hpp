@@ -9,6 +9,7 @@
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/key_stores/sec_key.hpp"
 
 namespace Torvane {
@@ -33,12 +34,15 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
     /// A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1. The first private key
     /// is used; without one, the first public key. Only the first 64 objects of the input are read.
+    /// @param limits rsaBits.
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, when it is EC with explicit parameters or a point in hybrid form (RFC 5480, section 2), when a
-    ///         private key does not belong to the public key beside it, or when a private RSA key has more than 16384
-    ///         bits or more than two primes.
-    [[nodiscard]] static SecKey load(ByteView encoded);
-    [[nodiscard]] static SecKey load(const TextLike auto& encoded) { return load(asBytes(encoded)); }
+    ///         private key does not belong to the public key beside it, when a private RSA key has more than 16384
+    ///         bits or more than two primes, or when an RSA key has more than rsaBits.
+    [[nodiscard]] static SecKey load(ByteView encoded, const Limits& limits = {});
+    [[nodiscard]] static SecKey load(const TextLike auto& encoded, const Limits& limits = {}) {
+        return load(asBytes(encoded), limits);
+    }
     /// @}
 
     /// @{
@@ -50,15 +54,16 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @param askForPassphrase called at most once, and only if the input is encrypted; may be empty. Without it,
     ///        encrypted keys and PKCS #12 are not read.
     /// @param origin the name of the input in error texts.
+    /// @param limits rsaBits and keyDerivationIterations.
     /// @throws KeyStoreError wrongSecret when the passphrase is missing or does not decrypt the input; keyNotFound when
     ///         it holds no key of that class, or more than one; notSupported when decrypting it takes more than
-    ///         5,000,000 iterations of key derivation. SecurityError as load(encoded). Whatever
-    ///         `askForPassphrase` throws.
+    ///         keyDerivationIterations. SecurityError as load(encoded). Whatever `askForPassphrase` throws.
     [[nodiscard]] static SecKey load(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase,
-                                     std::string_view origin = "the text");
+                                     std::string_view origin = "the text", const Limits& limits = {});
     [[nodiscard]] static SecKey load(const TextLike auto& encoded, KeyClass keyClass,
-                                     const SecretSource& askForPassphrase, std::string_view origin = "the text") {
-        return load(asBytes(encoded), keyClass, askForPassphrase, origin);
+                                     const SecretSource& askForPassphrase, std::string_view origin = "the text",
+                                     const Limits& limits = {}) {
+        return load(asBytes(encoded), keyClass, askForPassphrase, origin, limits);
     }
     /// @}
 

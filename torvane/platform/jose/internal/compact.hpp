@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/error.hpp"
 
@@ -25,11 +26,29 @@ template <std::size_t Count>
     throw JOSESwiftError::parsingFailed("The compact serialisation does not have " + std::to_string(Count) + " parts.");
 }
 
+/// @throws JOSESwiftError parsingFailed when the size is above the limit; both in bytes.
+inline void requireSizeWithin(std::size_t limit, std::size_t size, const char* what) {
+    if (size > limit) {
+        throw JOSESwiftError::parsingFailed("The " + std::string(what) + " is longer than " + std::to_string(limit) +
+                                            " bytes.");
+    }
+}
+
+/// Checks tokenBytes and headerBytes. Takes no time for the rest of the token.
+/// @throws JOSESwiftError parsingFailed when the token is beyond the limits.
+inline void requireWithin(const Limits& limits, ByteView compact) {
+    requireSizeWithin(limits.tokenBytes, compact.size(), "token");
+    const auto dot = asText(compact).find('.');
+    if (dot != std::string_view::npos) requireSizeWithin(limits.headerBytes, base64urlDecodedSize(dot), "header");
+}
+
 /// Returns read(parts). The token is split at its first dots and at its last one; the long part between them is scanned
 /// for extra dots only if the header is long or read() throws.
-/// @throws JOSESwiftError parsingFailed for another number of parts, in preference to what read() throws.
+/// @throws JOSESwiftError parsingFailed for a token beyond the limits; then for another number of parts, in preference
+///         to what read() throws.
 template <std::size_t Count, class Read>
-auto readCompact(ByteView compact, Read read) {
+auto readCompact(ByteView compact, const Limits& limits, Read read) {
+    requireWithin(limits, compact);
     auto text = asText(compact);
     CompactParts<Count> parts;
     for (std::size_t i = 0; i + 1 < Count; ++i) {

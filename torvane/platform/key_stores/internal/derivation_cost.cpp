@@ -1,6 +1,6 @@
 #include "torvane/platform/key_stores/internal/derivation_cost.hpp"
 
-#include <algorithm>
+#include <limits>
 
 #include <openssl/objects.h>
 
@@ -12,7 +12,11 @@ using Pbes2 = Handle<PBE2PARAM, PBE2PARAM_free>;
 using Pbkdf2 = Handle<PBKDF2PARAM, PBKDF2PARAM_free>;
 using Scrypt = Handle<SCRYPT_PARAMS, SCRYPT_PARAMS_free>;
 
-constexpr std::uint64_t tooMany = DerivationCost::maximum + 1;
+constexpr auto tooMany = std::numeric_limits<std::uint64_t>::max();
+
+std::uint64_t multiply(std::uint64_t a, std::uint64_t b) noexcept {
+    return b != 0 && a > tooMany / b ? tooMany : a * b;
+}
 
 template <class Parameters>
 Parameters readParameters(const X509_ALGOR* algorithm, const ASN1_ITEM* type) {
@@ -21,13 +25,13 @@ Parameters readParameters(const X509_ALGOR* algorithm, const ASN1_ITEM* type) {
 
 std::uint64_t readNumber(const ASN1_INTEGER* number) {
     std::uint64_t value = 0;
-    return ASN1_INTEGER_get_uint64(&value, number) == 1 ? std::min(value, tooMany) : tooMany;
+    return ASN1_INTEGER_get_uint64(&value, number) == 1 ? value : tooMany;
 }
 
 }  // namespace
 
 void DerivationCost::add(std::uint64_t iterations) noexcept {
-    total_ = std::min(total_ + std::min(iterations, tooMany), tooMany);
+    total_ = iterations > tooMany - total_ ? tooMany : total_ + iterations;
 }
 
 void DerivationCost::add(const ASN1_INTEGER* iterations) {
@@ -51,8 +55,8 @@ void DerivationCost::addFunction(const X509_ALGOR* algorithm) {
         if (const auto pbkdf2 = readParameters<Pbkdf2>(algorithm, ASN1_ITEM_rptr(PBKDF2PARAM))) add(pbkdf2->iter);
     } else if (type == NID_id_scrypt) {
         if (const auto scrypt = readParameters<Scrypt>(algorithm, ASN1_ITEM_rptr(SCRYPT_PARAMS))) {
-            const auto memory = readNumber(scrypt->costParameter) * readNumber(scrypt->blockSize);
-            add(std::min(memory, tooMany) * readNumber(scrypt->parallelizationParameter));
+            const auto memory = multiply(readNumber(scrypt->costParameter), readNumber(scrypt->blockSize));
+            add(multiply(memory, readNumber(scrypt->parallelizationParameter)));
         }
     }
 }

@@ -23,21 +23,19 @@ using Bags = Handle<STACK_OF(PKCS12_SAFEBAG), freeBags>;
 /// iteration of scrypt (RFC 7914) is a block of its memory, so it counts as N * r * p iterations.
 class DerivationCost {
   public:
-    /// Time for about ten seconds at most; common programs write files with 2,048 to 600,000 iterations.
-    static constexpr std::uint64_t maximum = 5'000'000;
-
     void add(const X509_SIG* encryptedKey);
     /// Adds what is not encrypted itself: the MAC, the encrypted parts, and encrypted keys in parts that are not.
     void add(const PKCS12* file, const STACK_OF(PKCS7) * parts);
     /// Adds the encrypted keys.
     void add(const STACK_OF(PKCS12_SAFEBAG) * bags);
 
-    [[nodiscard]] bool isTooHigh() const noexcept { return total_ > maximum; }
+    /// At most 2^64 - 1, for every higher sum too.
+    [[nodiscard]] std::uint64_t total() const noexcept { return total_; }
 
   private:
     void add(const X509_ALGOR* algorithm);
     void addFunction(const X509_ALGOR* algorithm);
-    // A number below zero or beyond 64 bits is too high.
+    // A number below zero or beyond 64 bits counts as 2^64 - 1.
     void add(const ASN1_INTEGER* iterations);
     void add(std::uint64_t iterations) noexcept;
 

@@ -101,8 +101,11 @@ class PemBlock {
 class KeyReader {
   public:
     // With `onlyAddsCost` nothing is derived or asked for, so that all objects are counted before the first derivation.
-    KeyReader(const SecretSource& askForPassphrase, std::string_view origin, bool onlyAddsCost)
-        : askForPassphrase_(askForPassphrase), origin_(origin), onlyAddsCost_(onlyAddsCost) {}
+    KeyReader(const SecretSource& askForPassphrase, std::string_view origin, const Limits& limits, bool onlyAddsCost)
+        : askForPassphrase_(askForPassphrase),
+          origin_(origin),
+          mostIterations_(limits.keyDerivationIterations),
+          onlyAddsCost_(onlyAddsCost) {}
 
     KeysRead read(ByteView encoded) && {
         if (std::in_range<int>(encoded.size())) {
@@ -302,9 +305,9 @@ class KeyReader {
     }
 
     void requireAffordableCost() const {
-        if (!cost_.isTooHigh()) return;
+        if (cost_.total() <= mostIterations_) return;
         throw KeyStoreError::notSupported("Decrypting " + origin_ + " would take more than " +
-                                          std::to_string(DerivationCost::maximum) + " iterations of key derivation.");
+                                          std::to_string(mostIterations_) + " iterations of key derivation.");
     }
 
     // Calls the callback at most once.
@@ -321,6 +324,7 @@ class KeyReader {
 
     const SecretSource& askForPassphrase_;
     std::string origin_;
+    std::uint64_t mostIterations_;
     bool onlyAddsCost_;
     bool wasAsked_ = false;
     std::optional<SecretBuffer> answer_;
@@ -356,18 +360,29 @@ Container takeContents(const Bio& output) {
 
 }  // namespace
 
-KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin) {
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin,
+                  const Limits& limits) {
     const ErrorScope scope;
-    if (askForPassphrase) KeyReader(askForPassphrase, origin, true).read(encoded);
-    return KeyReader(askForPassphrase, origin, false).read(encoded);
+    if (askForPassphrase) KeyReader(askForPassphrase, origin, limits, true).read(encoded);
+    return KeyReader(askForPassphrase, origin, limits, false).read(encoded);
 }
 
-Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin) {
-    auto keys = readKeys(encoded, askForPassphrase, origin);
-    if (keys.privateKeys.size() == 1) return requireConsistentPair(std::move(keys.privateKeys.front()));
+Pkey requireWithin(const Limits& limits, Pkey key) {
+    if (EVP_PKEY_get_base_id(key.get()) == EVP_PKEY_RSA &&
+        std::cmp_greater(EVP_PKEY_get_bits(key.get()), limits.rsaBits)) {
+        throw SecurityError("The RSA modulus has more than " + std::to_string(limits.rsaBits) + " bits.");
+    }
+    return key;
+}
+
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin,
+             const Limits& limits) {
+    auto keys = readKeys(encoded, askForPassphrase, origin, limits);
+    const auto take = [&limits](Pkey& key) { return requireWithin(limits, std::move(key)); };
+    if (keys.privateKeys.size() == 1) return requireConsistentPair(take(keys.privateKeys.front()));
     if (keyClass == KeyClass::publicKey && keys.privateKeys.empty()) {
-        if (keys.publicKeys.size() == 1) return std::move(keys.publicKeys.front());
-        if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return std::move(keys.certifiedKeys.front());
+        if (keys.publicKeys.size() == 1) return take(keys.publicKeys.front());
+        if (keys.publicKeys.empty() && !keys.certifiedKeys.empty()) return take(keys.certifiedKeys.front());
     }
     rejectKeys(keys, keyClass, origin);
 }

@@ -6,6 +6,7 @@
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::Crypto {
@@ -26,15 +27,22 @@ struct KeysRead {
 /// else the text holds is skipped, and so are objects after the 64th and private keys of more than 16 kB. The callback
 /// may be empty and is called at most once. Without it nothing is decrypted, and no PKCS #12 is read. Errors name the
 /// text by `origin`.
-/// @throws KeyStoreError notSupported when decrypting would take more than DerivationCost::maximum iterations; whatever
-///         the callback throws.
-KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin);
+/// @throws KeyStoreError notSupported when decrypting would take more than keyDerivationIterations; whatever the
+///         callback throws.
+KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::string_view origin,
+                  const Limits& limits = {});
 
 /// Reads the one key of that class. For a public key a private key takes precedence over a public key, and a public key
 /// over the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
-///         more than one; what readKeys() throws; SecurityError for a private key that does not match its public key.
-Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin);
+///         more than one; what readKeys() throws; SecurityError for a private key that does not match its public key,
+///         and as requireWithin().
+Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin,
+             const Limits& limits = {});
+
+/// Returns the key itself if it is within rsaBits.
+/// @throws SecurityError when an RSA modulus has more bits.
+Pkey requireWithin(const Limits& limits, Pkey key);
 
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
 /// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).

@@ -10,9 +10,10 @@
 
 namespace Torvane {
 
-Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret) {
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret,
+                         const Limits& limits) {
     const auto path = readPath(uri);
-    return Crypto::readKey(readFile(path), keyClass, askForSecret, quoteWithoutPin(path));
+    return Crypto::readKey(readFile(path), keyClass, askForSecret, quoteWithoutPin(path), limits);
 }
 
 Crypto::Pkey writeKeyFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret) {

@@ -4,13 +4,15 @@
 #include <string_view>
 
 #include "torvane/platform/core/key_vocabulary.hpp"
+#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane {
 
 /// Reads the one key of that class from the file that a path or "file" URI names.
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
-Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret);
+Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret,
+                         const Limits& limits);
 
 /// Writes a private key to a new file, encrypted if the callback returns a passphrase. Returns the key as it was read
 /// back from the file's text, which proves that the file can be read.
