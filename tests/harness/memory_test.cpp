@@ -112,11 +112,17 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
     padded.ciphertext.resize(padded.ciphertext.size() - 16);  // the block that was only padding
     padded.authenticate();
     rejected("wrong padding under a correct tag", "A128CBC-HS256", padded.token());
-    const auto unsignedToken = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(withFlippedBit(inner, 2));
-    const auto unverified =
-        JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The signature does not verify.")));
-    const auto decode = [&] { EXPECT_ERROR(helper().decodeMessage(unsignedToken), unverified); };
-    expectNothingLeft("a wrong signature", everywhere, secrets, decode);
+    const auto expectNothingOf = [&](const std::string& name, const ByteBuffer& jws, const JOSEError& error) {
+        const auto token = JWEEncrypter(publicJwk(rsaEnc, JWK_ENC)).encryptJWT(jws);
+        expectNothingLeft(name, everywhere, secrets, [&] { EXPECT_ERROR(helper().decodeMessage(token), error); });
+    };
+    expectNothingOf(
+        "a wrong signature", withFlippedBit(inner, 2),
+        JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The signature does not verify."))));
+    expectNothingOf("a malformed signature", bytesOf(std::string(asText(inner)) + "="),
+                    JOSEError::invalidJOSEComponent("Component is not valid base64: " + parts(inner).at(2) + "="));
+    expectNothingOf("an unknown key", withHeader(inner, R"({"alg":"RS256","kid":"?"})"),
+                    JOSEError::missingKey("Must provide recipient's public key to verify JWT signatures."));
 }
 
 TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {

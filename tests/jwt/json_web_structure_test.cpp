@@ -49,6 +49,13 @@ TEST(JsonWebStructure, OnlyHeaderOfAcceptsAnEmptyPayload) {
     EXPECT_ERROR(JsonWebStructure::readHeader("e30..*"), badPart("*"));
 }
 
+TEST(JsonWebStructure, ATokenOfAnotherNumberOfPartsHasNoHeader) {
+    for (const auto* token : {"e30.e30", "e30.e30.e30.e30", "e30.e30.e30.e30.e30.e30"}) {
+        EXPECT_EQ(JsonWebStructure::readHeader(token), std::nullopt) << token;
+        EXPECT_EQ(JsonWebStructure(token).getHeader(), std::nullopt) << token;
+    }
+}
+
 TEST(JsonWebStructure, IndicesOutOfRangeReturnNothing) {
     JsonWebStructure structure("e30.e30.AQID");
     structure.payloadIndex = 7;

@@ -112,6 +112,7 @@ TEST(JWTClaims, ReadsAudienceAsListOrString) {
     EXPECT_EQ(claims.setAudience().getAudience(), Strings());
     EXPECT_EQ(claims.setAudience({"x", "y"}).toJsonString(), R"({"aud":["x","y"]})");
     EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":"x"})").getAudience(), Strings{"x"});
+    EXPECT_EQ(fromJsonString<JWTClaims>(R"({"aud":""})").getAudience(), Strings{""});
     for (const JSONValue& value : List::of(5, nullptr, List::of("a", 1), Object())) {
         EXPECT_ERROR(claims.setClaim("aud", value).getAudience(), JOSEError::claimNotFoundInJWT("aud"));
     }

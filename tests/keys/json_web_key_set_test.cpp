@@ -44,7 +44,7 @@ JsonWebKeySet mixedSet() {
 }
 
 TEST(JsonWebKeySet, FindsKeysByEveryCriterion) {
-    forEachRow("key_lookups.json", "lookups", 14, [set = mixedSet()](const json& row) {
+    forEachRow("key_lookups.json", "lookups", 15, [set = mixedSet()](const json& row) {
         JSONValue::Object header;
         for (const auto& [name, member] : object(row["header"])) {
             auto& criterion = header[name.substr(0, name.find(' '))] = member;
@@ -115,9 +115,14 @@ TEST(JsonWebKeySet, RejectsMalformedDictionaries) {
         }
         EXPECT_ERROR_TEXT(JsonWebKeySet(object(set)), row["error"]);
     });
-    const JSONValue::Object notUtf8{{"kty", "RSA"}, {"n", "\xff"}};
-    EXPECT_ERROR(JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List::of(notUtf8)}}),
-                 JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary."));
+    const JSONValue::Object notUtf8{{"kty", "oct"}, {"n", "\xff"}}, withoutType{{"n", "\xff"}};
+    const auto invalid = JsonSerializeError::failedToParseJson("Invalid parameters in the dictionary.");
+    const auto missing = JOSEError::cannotDecodeJWK(nullptr, "Missing key type in JWK.");
+    const auto read = [](const auto&... entries) {
+        return JsonWebKeySet(JSONValue::Object{{"keys", JSONValue::List::of(entries...)}});
+    };
+    EXPECT_ERROR(read(notUtf8, withoutType), invalid);
+    EXPECT_ERROR(read(withoutType, notUtf8), missing);
 }
 
 TEST(JsonWebKeySet, RoundTripsSecp256k1Keys) {
@@ -171,7 +176,10 @@ TEST(JsonWebKeySet, RejectsKeysThatCannotBeWritten) {
 }
 
 TEST(JsonWebKeySetDeathTest, AKeyWithoutATypeStopsTheProcess) {
-    EXPECT_DEATH(static_cast<void>(mixedSet().encodeToArray()), "a key without a key type cannot be encoded");
+    const Zennet::PrivateKey untyped(privateKey(ecP384), std::nullopt);
+    for (const auto& set : {mixedSet(), JsonWebKeySet{JsonWebKey(untyped, JWK_SIG, "private")}}) {
+        EXPECT_DEATH(static_cast<void>(set.encodeToArray()), "a key without a key type cannot be encoded");
+    }
 }
 
 }  // namespace

@@ -197,6 +197,7 @@ TEST(JsonWebKey, FromPrivateJwkHoldsAPlatformPrivateKey) {
         EXPECT_EQ(key.key().keyType(), type);
         EXPECT_EQ(key.keyId(), "mine");
         EXPECT_EQ(key.key().keyRef()->publicComponents(), privateKey(kid).publicComponents());
+        EXPECT_FALSE(key.key().keyRef()->isPublicKey());
         EXPECT_FALSE(key.jwk()->converted().isPublicKey());
     }
     EXPECT_ERROR(JsonWebKey::fromPrivateJwk(R"({"kty":"oct","k":"AA"})", JWK_ENC, "k"),

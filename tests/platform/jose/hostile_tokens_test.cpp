@@ -104,6 +104,19 @@ TEST(HostileTokens, RejectsChangedJWE) {
     });
 }
 
+// Whoever knew the key that takes the place of one that does not decrypt could make tags for it.
+TEST(HostileTokens, AnEncryptedKeyThatDoesNotDecryptIsNotReplacedByZeros) {
+    for (const auto encryption : {A128CBC_HS256, A256GCM}) {
+        auto jwe =
+            ForgedJWE(encryption, R"({"alg":"RSA-OAEP-256","enc":")" + std::string(rawValue(encryption)) + R"("})",
+                      publicKey(rsaEnc), HashFunction::SHA256, "");
+        jwe.contentEncryptionKey.assign(jwe.contentEncryptionKey.size(), 0);
+        jwe.encryptedKey.back() ^= 1;
+        jwe.encrypt("forged");
+        EXPECT_ERROR(decryptToken(jwe.token(), encryption), JOSESwiftError::decryptingFailed());
+    }
+}
+
 ByteBuffer agreedToken(KeyManagementAlgorithm management) {
     const auto encrypter = Encrypter::create(management, A128GCM, publicKey(ecEncP256)).value();
     return JOSE::JWE(JOSE::JWEHeader(management, A128GCM, {}, std::nullopt), asBytes("s3cret"), encrypter)

@@ -49,7 +49,7 @@ std::vector<std::string> namesOf(const JWK& jwk) {
 }
 
 TEST(JWK, RejectsMalformedPublicMembers) {
-    forEachHostileRow("hostile_keys.json", "publicMembers", 54, [](const json& row) {
+    forEachHostileRow("hostile_keys.json", "publicMembers", 57, [](const json& row) {
         EXPECT_ERROR_TEXT(publicFrom(faulty(row)), row["error"]);
         EXPECT_ERROR_TEXT(privateFrom(faulty(row)), row["error"]);
         setOf(faulty(row));
@@ -101,6 +101,16 @@ TEST(JWK, DropsPrivateAdditionalParameters) {
     auto published = rsa.parameters();
     published["oth"] = "1";
     EXPECT_EQ(namesOf(JWK::initFrom(toJSONObject(published))), namesOf(rsa));
+}
+
+TEST(JWK, AdditionalParametersDoNotReplaceThoseOfTheKey) {
+    const StringMap additional{{"kty", "oct"}, {"n", "1"}, {"e", "1"}, {"crv", "1"}, {"x", "1"}, {"y", "1"}};
+    for (const auto& [jwk, plain] : {std::pair<JWK, JWK>(JOSE::RSAPublicKey(publicKey(rsaSig), additional),
+                                                         JOSE::RSAPublicKey(publicKey(rsaSig), {})),
+                                     std::pair<JWK, JWK>(JOSE::ECPublicKey(publicKey(ecP256), additional),
+                                                         JOSE::ECPublicKey(publicKey(ecP256), {}))}) {
+        for (const auto& [name, value] : plain.parameters()) EXPECT_EQ(jwk[name], value) << name;
+    }
 }
 
 // The example of RFC 7638, section 3.1.
