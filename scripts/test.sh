@@ -11,7 +11,9 @@ for preset; do
     echo "== $preset"
     cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset"
+    rm -rf "build/$preset/profiles"
     ctest --preset "$preset" --test-output-size-passed 1000000 --output-junit results.xml
+    [ "$preset" != coverage ] || { scripts/install-packages.sh coverage; python3 tests/coverage.py build/coverage; }
     [ "$preset" = release ] || continue
     python3 tests/counts.py build/release/results.xml
     scripts/interop.sh
