@@ -38,11 +38,13 @@ class Quirk {
   public:
     explicit Quirk(const std::string& name) : before_(countQuirks()) { ::setenv("QUIRK", name.c_str(), 1); }
     ~Quirk() {
-        EXPECT_GT(countQuirks(), before_) << ::getenv("QUIRK");
+        EXPECT_TRUE(isShown()) << ::getenv("QUIRK");
         ::unsetenv("QUIRK");
     }
     Quirk(const Quirk&) = delete;
     Quirk& operator=(const Quirk&) = delete;
+
+    bool isShown() const { return countQuirks() > before_; }
 
   private:
     unsigned before_;
@@ -98,17 +100,19 @@ TEST(DeviceConcurrency, ThreadsShareScarceSessions) {
     const Quirk quirk("two sessions");
     const Pkcs11KeyStore store(quirkyUri("object=sign"), pin);
     const auto key = store.key(KeyClass::privateKey);
-    std::atomic<int> right = 0;
+    std::atomic<int> made = 0, right = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&] {
-            for (int round = 0; round < 10; ++round) {
+            // On a busy machine it takes a while until three threads sign at once.
+            for (int round = 0; round < 10 || (!quirk.isShown() && round < 10'000); ++round) {
+                ++made;
                 right += key.verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest)) ? 1 : 0;
             }
         });
     }
     for (auto& thread : threads) thread.join();
-    EXPECT_EQ(right, 80);
+    EXPECT_EQ(right, made);
     EXPECT_EQ(store.generateEC(EllipticCurve::P256, {"made", {}}).name().label, "made");
 }
 
