@@ -10,21 +10,17 @@
 #include <openssl/x509.h>
 
 #include "torvane/platform/key_stores/internal/derivation_cost.hpp"
+#include "torvane/platform/key_stores/internal/pem_block.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 
 namespace Torvane::Crypto {
 namespace {
-
-void freeText(char* text) noexcept {
-    OPENSSL_free(text);
-}
 
 void freeParts(STACK_OF(PKCS7) * parts) noexcept {
     sk_PKCS7_pop_free(parts, PKCS7_free);
 }
 
 using Bio = Handle<BIO, BIO_free>;
-using Text = Handle<char, freeText>;
 using PrivateKeyInfo = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using EncryptedKey = Handle<X509_SIG, X509_SIG_free>;
 using Certificate = Handle<X509, X509_free>;
@@ -42,59 +38,6 @@ constexpr int maximumObjects = 64;
 // The longest encoding of a private key that is decoded, in bytes: an RSA key of 16384 bits takes 9.5 kB. OpenSSL
 // multiplies all primes of a key while it decodes it, which takes minutes if there are thousands.
 constexpr std::size_t maximumKeySize = 16'384;
-
-// A passphrase as OpenSSL takes it.
-struct Passphrase {
-    const char* text = nullptr;
-    int size = 0;
-};
-
-// One block of PEM.
-class PemBlock {
-  public:
-    PemBlock() noexcept = default;
-    PemBlock(const PemBlock&) = delete;
-    PemBlock& operator=(const PemBlock&) = delete;
-    ~PemBlock() { OPENSSL_secure_clear_free(data_, capacity_); }
-
-    bool read(BIO* input) {
-        char *label = nullptr, *header = nullptr;
-        const int result =
-            PEM_read_bio_ex(input, &label, &header, &data_, &size_, PEM_FLAG_SECURE | PEM_FLAG_EAY_COMPATIBLE);
-        label_.reset(label);
-        header_.reset(header);
-        capacity_ = static_cast<std::size_t>(size_);
-        return result == 1;
-    }
-
-    [[nodiscard]] std::string_view label() const noexcept { return label_.get(); }
-
-    // How the block is encrypted, the old way (RFC 1421); nothing for a header that OpenSSL does not know.
-    [[nodiscard]] std::optional<EVP_CIPHER_INFO> readEncryption() {
-        EVP_CIPHER_INFO encryption{};
-        if (PEM_get_EVP_CIPHER_INFO(header_.get(), &encryption) != 1) return std::nullopt;
-        return encryption;
-    }
-
-    bool decrypt(EVP_CIPHER_INFO& encryption, Passphrase passphrase) {
-        return PEM_do_header(&encryption, data_, &size_, copyPassphrase, &passphrase) == 1;
-    }
-
-    [[nodiscard]] ByteView data() const noexcept { return {data_, static_cast<std::size_t>(size_)}; }
-
-  private:
-    static int copyPassphrase(char* buffer, int capacity, int, void* given) noexcept {
-        const auto* passphrase = static_cast<const Passphrase*>(given);
-        if (passphrase->size > capacity) return -1;
-        std::copy_n(passphrase->text, passphrase->size, buffer);
-        return passphrase->size;
-    }
-
-    Text label_, header_;
-    unsigned char* data_ = nullptr;
-    long size_ = 0;
-    std::size_t capacity_ = 0;
-};
 
 // OpenSSL's own reader, OSSL_STORE, derives keys with whatever number of iterations a text asks for, and for PKCS #12
 // even before it asks for a passphrase. So the objects of a text are found and decrypted here.
