@@ -129,6 +129,7 @@ TEST(CutPin, LeavesOutWhatMayBeAPin) {
         {"a=b;my-pin_1=1234", "=1234"},
         {"a=pin%3D1234", "%3D1234"},
         {"%3dpin%3d1234", "%3d1234"},
+        {"id=%01%26%70%49n-value=1234", "=1234"},
         {"a=b/pin=1234", "=1234"},
         {"pin/a=b", ""},
         {"pin;a=b;c=pin", ""},

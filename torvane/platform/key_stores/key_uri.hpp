@@ -22,8 +22,8 @@ namespace Torvane {
 [[nodiscard]] TORVANE_EXPORT bool isPkcs11URI(std::string_view uri) noexcept;
 
 /// A key URI, a path or another argument before anything that may be a PIN, for errors and logs: cut at the first "?",
-/// at the "=" or "%3D" after a name with "pin" in it, and where the text contains "pkcs11", in upper or lower case,
-/// also at the first ";" and "&". A view of the argument.
+/// at the "=" or "%3D" after a name with "pin" in it, percent-encoded or not, and where the text contains "pkcs11", in
+/// upper or lower case, also at the first ";" and "&". A view of the argument.
 [[nodiscard]] TORVANE_EXPORT std::string_view cutPin(std::string_view text TORVANE_LIFETIMEBOUND) noexcept;
 
 /// Opens the public or the private key of the pair that a URI names. Safe to call from several threads at once.

@@ -293,7 +293,7 @@ TEST(Pkcs11KeyStore, ErrorsNameTheKeysButNeverThePin) {
     const SoftDevice device;
     device.import(rsaSig, "sign", "0a01");
     device.import(ecP256, "sign", "0a02");
-    forEachRow("pkcs11_uri_rejections.json", "uris", 21, [&](const json& row) {
+    forEachRow("pkcs11_uri_rejections.json", "uris", 24, [&](const json& row) {
         std::string uri = row["uri"];
         if (const auto at = uri.find("DRIVER"); at != uri.npos) uri.replace(at, 6, device.driver());
         EXPECT_ERROR_TEXT(openKey(uri, row["class"] == "private" ? KeyClass::privateKey : KeyClass::publicKey, pin),

@@ -18,14 +18,28 @@ std::size_t findIgnoringCase(std::string_view text, std::string_view word) noexc
 
 }  // namespace
 
+std::optional<char> decodePercent(std::string_view text) noexcept {
+    constexpr std::string_view digits = "0123456789abcdef";
+    if (text.size() < 3 || text[0] != '%') return std::nullopt;
+    const auto high = digits.find(toLower(text[1])), low = digits.find(toLower(text[2]));
+    if (high == digits.npos || low == digits.npos) return std::nullopt;
+    return static_cast<char>(high * 16 + low);
+}
+
 std::string_view cutPinAttribute(std::string_view text) noexcept {
-    constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.% ";
-    for (std::size_t i = 0, nameBegin = 0; i < text.size(); ++i) {
-        const bool isEnd = text[i] == '=' || findIgnoringCase(text.substr(i, 3), "%3d") == 0;
-        if (isEnd && findIgnoringCase(text.substr(nameBegin, i - nameBegin), "pin") != text.npos) {
-            return text.substr(0, i);
+    constexpr std::string_view word = "pin", nameCharacters = "abcdefghijklmnopqrstuvwxyz0123456789-_.% ";
+    std::size_t found = 0;  // so many letters of the word; all once the name contains it
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto decoded = decodePercent(text.substr(i));
+        const char c = toLower(decoded.value_or(text[i]));
+        if (c == '=' && found == word.size()) return text.substr(0, i);
+        // An encoded character other than "=" may be a part of a name.
+        if (c == '=' || (!decoded && nameCharacters.find(c) == nameCharacters.npos)) {
+            found = 0;
+        } else if (found < word.size()) {
+            found = c == word[found] ? found + 1 : c == word[0] ? 1 : 0;
         }
-        if (isEnd || nameCharacters.find(text[i]) == text.npos) nameBegin = i + 1;
+        if (decoded) i += 2;
     }
     return text;
 }

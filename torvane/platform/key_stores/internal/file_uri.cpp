@@ -12,12 +12,6 @@
 namespace Torvane {
 namespace {
 
-int hexDigit(char c) noexcept {
-    constexpr std::string_view digits = "0123456789abcdef";
-    const auto position = digits.find(toLower(c));
-    return position == digits.npos ? -1 : static_cast<int>(position);
-}
-
 // Returns nothing when the percent-encoding is wrong, or for a query, a fragment or a NUL byte.
 std::optional<std::string> decodePath(std::string_view text) {
     std::string decoded;
@@ -25,10 +19,9 @@ std::optional<std::string> decodePath(std::string_view text) {
         char c = text[i];
         if (c == '?' || c == '#') return std::nullopt;
         if (c == '%') {
-            if (text.size() - i < 3) return std::nullopt;
-            const int high = hexDigit(text[i + 1]), low = hexDigit(text[i + 2]);
-            if (high < 0 || low < 0) return std::nullopt;
-            c = static_cast<char>(high * 16 + low);
+            const auto character = decodePercent(text.substr(i));
+            if (!character) return std::nullopt;
+            c = *character;
             i += 2;
         }
         if (c == '\0') return std::nullopt;

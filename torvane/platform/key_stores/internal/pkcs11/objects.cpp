@@ -11,6 +11,7 @@
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/core/internal/ascii.hpp"
+#include "torvane/platform/key_stores/internal/cut_pin.hpp"
 #include "torvane/platform/key_stores/internal/key_encoding.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
@@ -20,13 +21,14 @@ namespace {
 
 using OctetString = Crypto::Handle<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
-// For example `"sign" with id 0a01`.
+// For example `"sign" with id 0a01`. Both may contain a PIN, of a URI with "&" before its "?".
 std::string describe(const KeyName& name) {
     std::string text;
-    if (!name.label.empty()) text = debugQuoted(name.label);
+    if (!name.label.empty()) text = debugQuoted(markIfCut(cutPinAttribute(name.label), name.label));
     if (!name.id.empty()) text += text.empty() ? "with id " : " with id ";
-    for (const auto byte : name.id) text += encodeHex(byte, 2);
-    return text;
+    const auto id = cutPinAttribute(asText(name.id));
+    for (const auto byte : asBytes(id)) text += encodeHex(byte, 2);
+    return text + (id.size() < name.id.size() ? "..." : "");
 }
 
 const char* describe(CK_OBJECT_CLASS objectClass) noexcept {
