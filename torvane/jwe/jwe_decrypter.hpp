@@ -80,7 +80,7 @@ class TORVANE_EXPORT JWEDecrypter {
     ///
     /// The token is ASCII text of any length: five parts in canonical unpadded base64url, joined by dots. The header is
     /// checked as JOSE::JWEHeader says, under ECDH-ES also its "epk", "apu" and "apv"; its "kid" is not compared.
-    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// Applies the limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @returns the plaintext exactly as it was encrypted, with a capacity up to 16 bytes (an AES block) larger.
     /// @throws JOSEError JWEDecrypterError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
     ///         token, one beyond the limits or a rejected header, unsupportedAlgorithm for other algorithms than the

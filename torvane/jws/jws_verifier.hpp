@@ -51,8 +51,8 @@ class TORVANE_EXPORT JWSVerifier {
     /// Verifies a JWS in compact serialisation (RFC 7515, section 5.2) and returns its payload.
     ///
     /// The token is ASCII text of any length: three parts in canonical unpadded base64url, joined by dots. The payload
-    /// may be empty. The header is checked as JOSE::JWSHeader says; its "kid" is not compared.
-    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// may be empty. The header is checked as JOSE::JWSHeader says; its "kid" is not compared. Applies the limits
+    /// tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @returns the payload exactly as it was signed.
     /// @throws JOSEError JWSVerificationError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a malformed
     ///         token, one beyond the limits or a rejected header, unsupportedAlgorithm for an "alg" other than

@@ -52,8 +52,8 @@ class TORVANE_EXPORT JsonWebStructure {
 
     /// @{
     /// The protected header of a token, as getHeader() returns it. Every part is checked as by the constructor, but
-    /// only the header is decoded, and the payload of a JWS may be empty.
-    /// @param limits headerBytes, jsonDepth and jsonMembers.
+    /// only the header is decoded, and the payload of a JWS may be empty. Applies the limits headerBytes, jsonDepth and
+    /// jsonMembers.
     /// @throws JOSEError as the constructor.
     [[nodiscard]] static std::optional<JSONValue::Object> readHeader(std::string_view compactSerialization,
                                                                      const Limits& limits = {});
@@ -64,7 +64,7 @@ class TORVANE_EXPORT JsonWebStructure {
     /// @}
 
     /// The protected header; nothing when the token has none, or when it is not a JSON object or beyond the limits.
-    /// @param limits headerBytes, jsonDepth and jsonMembers. The constructors have no limits.
+    /// Applies the limits headerBytes, jsonDepth and jsonMembers. The constructors have no limits.
     [[nodiscard]] std::optional<JSONValue::Object> getHeader(const Limits& limits = {}) const;
 
     /// @{

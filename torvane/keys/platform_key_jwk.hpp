@@ -24,11 +24,10 @@ struct TORVANE_EXPORT PlatformKeyJWK {
     [[nodiscard]] static ByteBuffer encodeToJWK(const SecKey& key, JWKUse jwkUse);
 
     /// @{
-    /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored.
-    /// @param limits jsonDepth, jsonMembers and rsaBits.
+    /// Reads the public key of an RSA JWK from its JSON text in UTF-8; private members are ignored. Applies the limits
+    /// jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is beyond the limits or not an RSA JWK;
-    /// SecurityError when "n" or
-    ///         "e" is even.
+    ///         SecurityError when "n" or "e" is even.
     [[nodiscard]] static SecKey decodeFrom(ByteView jwk, const Limits& limits = {});
     [[nodiscard]] static SecKey decodeFrom(const TextLike auto& jwk, const Limits& limits = {}) {
         return decodeFrom(asBytes(jwk), limits);

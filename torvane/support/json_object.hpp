@@ -137,8 +137,8 @@ class TORVANE_EXPORT JsonCodeHelper {
     [[nodiscard]] static ByteBuffer encodeAndConvertToJson(const JSONValue& value);
 
     /// @{
-    /// Reads a value of any kind from JSON text, strictly, as JSONSerialization::jsonObject() does.
-    /// @param limits jsonDepth and jsonMembers.
+    /// Reads a value of any kind from JSON text, strictly, as JSONSerialization::jsonObject() does. Applies the limits
+    /// jsonDepth and jsonMembers.
     /// @throws JsonSerializeError failedToParseJson "Failed to parse response to JSON. " and the reader's reason.
     [[nodiscard]] static JSONValue decodeCodeJson(ByteView data, const Limits& limits = {});
     [[nodiscard]] static JSONValue decodeCodeJson(const TextLike auto& text, const Limits& limits = {}) {
@@ -147,15 +147,14 @@ class TORVANE_EXPORT JsonCodeHelper {
     /// @}
 };
 
-/// The members of a JSON object, read from text.
-/// @param limits jsonDepth and jsonMembers.
+/// The members of a JSON object, read from text. Applies the limits jsonDepth and jsonMembers.
 /// @throws JsonSerializeError failedToParseJson as JsonCodeHelper::decodeCodeJson(), and invalidJsonString when the
 ///         text is JSON, but not an object.
 [[nodiscard]] TORVANE_EXPORT JSONValue::Object dictFromJsonString(std::string_view jsonString,
                                                                   const Limits& limits = {});
 
-/// Reads a T from the text of a JSON object, by T's constructor from JSONValue::Object.
-/// @param limits jsonDepth and jsonMembers.
+/// Reads a T from the text of a JSON object, by T's constructor from JSONValue::Object. Applies the limits jsonDepth
+/// and jsonMembers.
 /// @throws JsonSerializeError as dictFromJsonString(), and what the constructor throws.
 template <std::derived_from<JsonSerializeObject> T>
 requires std::derived_from<T, JsonSerializeProtocol>

@@ -41,8 +41,7 @@ struct TORVANE_EXPORT JSONSerialization {
 
     /// @{
     /// Reads one value of any kind from UTF-8 text. A number becomes an integer when it has neither fraction nor
-    /// exponent and fits std::int64_t, and a double otherwise.
-    /// @param limits jsonDepth and jsonMembers.
+    /// exponent and fits std::int64_t, and a double otherwise. Applies the limits jsonDepth and jsonMembers.
     /// @throws JSONError for text that is not strict JSON, and for a byte order mark, a NUL byte, an object with two
     ///         members of one name, bytes after the value, numbers beyond the range of double, nesting beyond
     ///         maximumDepth, and text beyond the limits. The error never quotes the text.

@@ -57,8 +57,7 @@ class TORVANE_EXPORT JWSHeader final : public Header {
     /// @throws JOSESwiftError parsingFailed when the members are not a valid JWS header.
     explicit JWSHeader(JSONValue::Object parameters) : Header(std::move(parameters)) {}
 
-    /// From JSON text.
-    /// @param limits headerBytes, jsonDepth and jsonMembers.
+    /// From JSON text. Applies the limits headerBytes, jsonDepth and jsonMembers.
     /// @throws JOSESwiftError parsingFailed when the text is beyond the limits, not a JSON object, or not a valid JWS
     ///         header.
     explicit JWSHeader(ByteView json, const Limits& limits = {}) : Header(json, limits) {}
@@ -74,8 +73,7 @@ class TORVANE_EXPORT JWSHeader final : public Header {
 class TORVANE_EXPORT JWEHeader final : public Header {
   public:
     /// @{
-    /// From members of any kind, or from JSON text.
-    /// @param limits headerBytes, jsonDepth and jsonMembers.
+    /// From members of any kind, or from JSON text. Applies the limits headerBytes, jsonDepth and jsonMembers.
     /// @throws JOSESwiftError parsingFailed when they are beyond the limits, or not a valid JWE header.
     explicit JWEHeader(JSONValue::Object parameters);
     explicit JWEHeader(ByteView json, const Limits& limits = {});

@@ -41,8 +41,7 @@ class TORVANE_EXPORT JWE {
 /// A JWE from a peer. Keeps the decoded parts, and the base64url text of the header.
 class TORVANE_EXPORT ReceivedJWE {
   public:
-    /// Reads the text.
-    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// Reads the text. Applies the limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @throws JOSESwiftError parsingFailed for a token beyond the limits, another number of parts than five, a part
     ///         that is not canonical unpadded base64url, or a header that JWEHeader rejects.
     explicit ReceivedJWE(ByteView compactSerialization, const Limits& limits = {});

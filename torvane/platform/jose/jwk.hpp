@@ -35,8 +35,8 @@ namespace Torvane::JOSE {
 class TORVANE_EXPORT JWK {
   public:
     /// @{
-    /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored.
-    /// @param limits jsonDepth and jsonMembers of the text, and rsaBits.
+    /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored. Applies
+    /// the limits jsonDepth and jsonMembers of the text, and rsaBits.
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
     ///         not base64url or with a leading zero byte; for EC, "crv", "x" or "y" missing, "x" or "y" not base64url
     ///         or not as long as a coordinate of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and
@@ -51,7 +51,7 @@ class TORVANE_EXPORT JWK {
     /// @{
     /// Reads a private RSA or EC key from JSON. Besides the public members RSA needs "d", "p", "q", "dp", "dq" and
     /// "qi", without "oth" (RFC 7518, section 6.3.2), and EC needs a "d" as long as a coordinate (section 6.2.2).
-    /// @param limits jsonDepth, jsonMembers and rsaBits.
+    /// Applies the limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSESwiftError as initFrom(), and unsupportedKey for another "kty" or an "oth"; SecurityError when the
     ///         members do not belong together.
     [[nodiscard]] static JWK initPrivateFrom(ByteView json, const Limits& limits = {});

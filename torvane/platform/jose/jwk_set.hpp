@@ -21,7 +21,7 @@ class TORVANE_EXPORT JWKSet {
 
     /// @{
     /// Reads the public members of every key, as JWK::initFrom() does. One key that cannot be read fails the whole set.
-    /// @param limits jsonDepth, jsonMembers and rsaBits.
+    /// Applies the limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSESwiftError parsingFailed for text that is not a JSON object with a list "keys" of objects, and as
     ///         JWK::initFrom().
     [[nodiscard]] static JWKSet initFrom(ByteView json, const Limits& limits = {});

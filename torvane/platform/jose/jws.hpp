@@ -45,8 +45,8 @@ class TORVANE_EXPORT JWS {
 class TORVANE_EXPORT ReceivedJWS {
   public:
     /// @{
-    /// Reads the text. The second constructor takes the text's memory over and decodes the payload there.
-    /// @param limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
+    /// Reads the text. The second constructor takes the text's memory over and decodes the payload there. Applies the
+    /// limits tokenBytes, headerBytes, jsonDepth and jsonMembers.
     /// @throws JOSESwiftError parsingFailed for a token beyond the limits, another number of parts than three, a part
     ///         that is not canonical unpadded base64url, a header that JWSHeader rejects, or an empty signature. After
     ///         an error the text is unchanged.

@@ -33,12 +33,12 @@ struct TORVANE_EXPORT SoftwareKeyStore {
     /// @{
     /// Reads an unencrypted key from PEM or DER: a private key from PKCS #8 (RFC 5958), PKCS #1 (RFC 8017, appendix
     /// A.1.2) or SEC 1 (RFC 5915), a public key from SubjectPublicKeyInfo (RFC 5280) or PKCS #1. The first private key
-    /// is used; without one, the first public key. Only the first 64 objects of the input are read.
-    /// @param limits rsaBits.
+    /// is used; without one, the first public key. Only the first 64 objects of the input are read. Applies the limit
+    /// rsaBits.
     /// @throws SecurityError when the input holds no such key, when that key is neither RSA nor EC on P-256, P-384 or
     ///         P-521, when it is EC with explicit parameters or a point in hybrid form (RFC 5480, section 2), when a
-    ///         private key does not belong to the public key beside it, when a private RSA key has more than 16384
-    ///         bits or more than two primes, or when an RSA key has more than rsaBits.
+    ///         private key does not belong to the public key beside it, when a private RSA key has more than 16384 bits
+    ///         or more than two primes, or when an RSA key has more than rsaBits.
     [[nodiscard]] static SecKey load(ByteView encoded, const Limits& limits = {});
     [[nodiscard]] static SecKey load(const TextLike auto& encoded, const Limits& limits = {}) {
         return load(asBytes(encoded), limits);
