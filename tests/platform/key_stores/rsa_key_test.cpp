@@ -302,24 +302,32 @@ TEST(PrivateKey, OfAnotherFamilyIsNotDecoded) {
         i2d_ASN1_INTEGER(integer.get(), &out);
         return der;
     };
-    ByteBuffer body;
-    for (const int bits : {480000, 479000, 478000}) {
-        const auto der = number(bits);
-        body.insert(body.end(), der.begin(), der.end());
+    const auto makeDsaKey = [&](int bits) {
+        ByteBuffer body;
+        for (const int size : {bits, bits - 1000, bits - 2000}) {
+            const auto der = number(size);
+            body.insert(body.end(), der.begin(), der.end());
+        }
+        ByteBuffer sequence{0x30, 0x83, static_cast<std::uint8_t>(body.size() >> 16),
+                            static_cast<std::uint8_t>(body.size() >> 8), static_cast<std::uint8_t>(body.size())};
+        sequence.insert(sequence.end(), body.begin(), body.end());
+        ASN1_STRING_set(parameters.get(), sequence.data(), static_cast<int>(sequence.size()));
+        ASN1_STRING* const unowned = ASN1_STRING_dup(parameters.get());
+        const auto value = number(bits - 3000);
+        auto* const copy = static_cast<unsigned char*>(OPENSSL_memdup(value.data(), value.size()));
+        const Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(PKCS8_PRIV_KEY_INFO_new());
+        PKCS8_pkey_set0(info.get(), OBJ_nid2obj(NID_dsa), 0, V_ASN1_SEQUENCE, unowned, copy,
+                        static_cast<int>(value.size()));
+        return written([&](BIO* out) { return i2d_PKCS8_PRIV_KEY_INFO_bio(out, info.get()); });
+    };
+    const SecurityError otherFamily("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
+    EXPECT_ERROR(SoftwareKeyStore::load(makeDsaKey(480'000)), otherFamily);
+    const auto der = makeDsaKey(8'000);
+    for (const auto* label : {"PRIVATE KEY", "RSA PRIVATE KEY", "EC PRIVATE KEY"}) {
+        const auto pem = written(
+            [&](BIO* out) { return PEM_write_bio(out, label, "", der.data(), static_cast<long>(der.size())) > 0; });
+        EXPECT_ERROR(SoftwareKeyStore::load(pem), otherFamily);
     }
-    ByteBuffer sequence{0x30, 0x83, static_cast<std::uint8_t>(body.size() >> 16),
-                        static_cast<std::uint8_t>(body.size() >> 8), static_cast<std::uint8_t>(body.size())};
-    sequence.insert(sequence.end(), body.begin(), body.end());
-    ASN1_STRING_set(parameters.get(), sequence.data(), static_cast<int>(sequence.size()));
-    ASN1_STRING* const unowned = ASN1_STRING_dup(parameters.get());
-    const auto value = number(477000);
-    auto* const copy = static_cast<unsigned char*>(OPENSSL_memdup(value.data(), value.size()));
-    const Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(PKCS8_PRIV_KEY_INFO_new());
-    PKCS8_pkey_set0(info.get(), OBJ_nid2obj(NID_dsa), 0, V_ASN1_SEQUENCE, unowned, copy,
-                    static_cast<int>(value.size()));
-    const auto der = written([&](BIO* out) { return i2d_PKCS8_PRIV_KEY_INFO_bio(out, info.get()); });
-    EXPECT_ERROR(SoftwareKeyStore::load(der),
-                 SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ SecKey SoftwareKeyStore::generateEC(EllipticCurve curve, KeyName name) {
 
 SecKey SoftwareKeyStore::load(ByteView encoded, const Limits& limits) {
     auto keys = Crypto::readKeys(encoded, nullptr, {});
-    const auto take = [&limits](Crypto::Pkey& key) { return Crypto::requireWithin(limits, std::move(key)); };
+    const auto take = [&limits](Crypto::Pkey& key) { return Crypto::requireModulusWithin(limits, std::move(key)); };
     if (!keys.privateKeys.empty()) {
         return makeHandle(Crypto::requireConsistentPair(take(keys.privateKeys.front())));
     }

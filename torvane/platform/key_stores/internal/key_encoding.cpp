@@ -92,7 +92,7 @@ class KeyReader {
     }
 
     // Decodes one object, in PEM of the type that the label names, and removes it from the front of the text. Returns
-    // whether there is one, be there a usable key in it or not.
+    // whether one was decoded, usable or not.
     bool readObject(ByteView& encoded, std::optional<std::string_view> label = {}) {
         // No encoding of one of these types is also an encoding of another.
         constexpr std::array<std::pair<std::string_view, bool (KeyReader::*)(ByteView&)>, 10> readers{{
@@ -136,8 +136,10 @@ class KeyReader {
         return certificate != nullptr;
     }
 
+    // OpenSSL would also decode a PKCS #8 key of any family here.
     template <int family>
     bool readPrivate(ByteView& encoded) {
+        if (readPkcs8(encoded)) return true;
         auto start = encoded.first(std::min(encoded.size(), maximumKeySize));
         auto key = decode<Pkey, d2i_PrivateKey>(start, family);
         encoded = ByteView(start.data(), encoded.data() + encoded.size());
@@ -310,7 +312,7 @@ KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::s
     return KeyReader(askForPassphrase, origin, limits, false).read(encoded);
 }
 
-Pkey requireWithin(const Limits& limits, Pkey key) {
+Pkey requireModulusWithin(const Limits& limits, Pkey key) {
     if (EVP_PKEY_get_base_id(key.get()) == EVP_PKEY_RSA &&
         std::cmp_greater(EVP_PKEY_get_bits(key.get()), limits.rsaBits)) {
         throw SecurityError("The RSA modulus has more than " + std::to_string(limits.rsaBits) + " bits.");
@@ -321,7 +323,7 @@ Pkey requireWithin(const Limits& limits, Pkey key) {
 Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin,
              const Limits& limits) {
     auto keys = readKeys(encoded, askForPassphrase, origin, limits);
-    const auto take = [&limits](Pkey& key) { return requireWithin(limits, std::move(key)); };
+    const auto take = [&limits](Pkey& key) { return requireModulusWithin(limits, std::move(key)); };
     if (keys.privateKeys.size() == 1) return requireConsistentPair(take(keys.privateKeys.front()));
     if (keyClass == KeyClass::publicKey && keys.privateKeys.empty()) {
         if (keys.publicKeys.size() == 1) return take(keys.publicKeys.front());

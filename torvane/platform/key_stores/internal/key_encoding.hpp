@@ -36,13 +36,13 @@ KeysRead readKeys(ByteView encoded, const SecretSource& askForPassphrase, std::s
 /// over the first certificate. A private key is checked with requireConsistentPair(). Errors name the text by `origin`.
 /// @throws KeyStoreError wrongSecret when the passphrase is missing or wrong, keyNotFound when there is no such key or
 ///         more than one; what readKeys() throws; SecurityError for a private key that does not match its public key,
-///         and as requireWithin().
+///         and as requireModulusWithin().
 Pkey readKey(ByteView encoded, KeyClass keyClass, const SecretSource& askForPassphrase, std::string_view origin,
              const Limits& limits = {});
 
 /// Returns the key itself if it is within rsaBits.
 /// @throws SecurityError when an RSA modulus has more bits.
-Pkey requireWithin(const Limits& limits, Pkey key);
+Pkey requireModulusWithin(const Limits& limits, Pkey key);
 
 /// Writes PKCS #8 as PEM (RFC 7468, section 10). With a passphrase it is encrypted with AES-256-CBC under a key that
 /// PBKDF2 derives with HMAC-SHA-256 (RFC 8018, section 6.2).

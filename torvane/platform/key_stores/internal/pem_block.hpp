@@ -14,8 +14,9 @@
 
 namespace Torvane::Crypto {
 
+// PEM_FLAG_SECURE puts labels and headers into secure memory too.
 inline void freeText(char* text) noexcept {
-    OPENSSL_free(text);
+    OPENSSL_secure_free(text);
 }
 
 /// A passphrase as OpenSSL takes it.
