@@ -8,7 +8,8 @@ namespace Command {
 namespace {
 
 bool isPinOption(std::string_view argument) {
-    return argument.starts_with('-') && argument.find('=') == argument.npos &&
+    constexpr std::string_view withoutValue = "--last-pin-try";
+    return argument.starts_with('-') && argument != withoutValue && argument.find('=') == argument.npos &&
            Torvane::cutPin(std::string(argument) + '=').size() == argument.size();
 }
 

@@ -223,6 +223,8 @@ class Pkcs11Tokens(CommandTest):
             done = self.run_command(*arguments, stdin=stdin, env=last)
             self.assertEqual((done.returncode, done.stdout, done.stderr.decode()), (4, b"", refused), arguments)
             self.succeed(*arguments, "--last-pin-try", stdin=stdin, env=last)
+        self.reject(4, 'The file "absent.pem" cannot be read: No such file or directory.', "key", "show",
+                    "--last-pin-try", "absent.pem")
         self.reject(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
 
 
