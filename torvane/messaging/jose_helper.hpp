@@ -157,7 +157,8 @@ class TORVANE_EXPORT JOSEHelper::Builder {
         TORVANE_LIFETIMEBOUND;
 
     /// What decodeMessage() accepts at most: headerBytes, jsonDepth and jsonMembers of either header, keysTried, and
-    /// tokenBytes. A token that is beyond tokenBytes or headerBytes is rejected at once. Limits() unless set.
+    /// tokenBytes. A token that is beyond tokenBytes or headerBytes is rejected at once; a header that is beyond
+    /// jsonDepth or jsonMembers counts as malformed, so its "kid" is not seen. Limits() unless set.
     virtual Builder& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
 
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.

@@ -1,6 +1,5 @@
 #include "torvane/messaging/internal/nested_message.hpp"
 
-#include <algorithm>
 #include <string_view>
 
 #include "torvane/jwe/internal/jwe_operations.hpp"
@@ -92,8 +91,10 @@ ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws, const Limits& limit
 
 ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) && {
     std::exception_ptr lastError;
-    for (const auto& key : keys.first(std::min(keys.size(), limits_.keysTried))) {
+    std::size_t tried = 0;
+    for (const auto& key : keys) {
         if (!key.key().isPublicKey()) continue;
+        if (tried++ == limits_.keysTried) break;
         const JWSVerifier verifier(algorithm, key);
         try {
             return jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data(), limits_);
