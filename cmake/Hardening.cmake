@@ -5,7 +5,7 @@ function(torvane_harden target)
     if(NOT TORVANE_HARDENING OR MSVC)
         return()
     endif()
-    # Programs whose code is loaded at a random address must consist of such code only.
+    # A program at a random address consists of position-independent objects only.
     if(NOT DEFINED CMAKE_POSITION_INDEPENDENT_CODE)
         set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     endif()

@@ -11,7 +11,8 @@ ERROR_CASES = (
     ("JWSSignerError", "JWSVerificationError"), ("JWEEncrypterError", "JWEDecrypterError"),
     ("cannotDecodeJWK", "cannotEncodeJWK"), ("invalidJOSEComponent", "missingKey"),
     ("failedToParseJson", "missingRequiredInformationForKey"),
-    ("operationFailed", "notFound"), ("unavailable", "operationFailed"), ("notFound", "operationFailed"),
+    ("operationFailed", "keyNotFound"), ("unavailable", "operationFailed"), ("wrongSecret", "keyNotFound"),
+    ("notSupported", "invalidURI"),
 )
 SWAPS = {
     "comparison": ((" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "),

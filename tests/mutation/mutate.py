@@ -1,9 +1,9 @@
 """Plants faults in torvane/, one at a time, and runs the tests that cover the line: mutate.py [--count N] [PATH...]
 
 The first faults are those of planted.toml, the others are drawn at random from all that mutants.py makes of the files,
-in proportion to the size of each room; public headers are left out, since each mutant there recompiles everything. The
-tests that cover a line come from the coverage preset (--reuse takes those of the last run). A mutant is killed when a
-test fails, crashes, or takes ten times its time. equivalents.toml names mutants that change nothing, with the reason.
+in proportion to the size of each folder; public headers are left out, since each mutant there recompiles everything.
+The tests that cover a line come from the coverage preset (--reuse takes those of the last run). A mutant is killed when
+a test fails, crashes, or takes ten times its time. equivalents.toml names mutants that change nothing, and says why.
 
 The checkout is not touched: the faults are planted in copies in build/mutate. Ends with 1 when the score is too low.
 """
@@ -29,14 +29,15 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 COVERAGE, WORK = ROOT / "build/coverage", ROOT / "build/mutate"
 WANTED_SCORE = 95
 VECTORS = os.environ.get("TORVANE_RFC_VECTORS", str(ROOT.parent / "shared/vectors/rfc"))
-ENVIRONMENT = {**os.environ, "TORVANE_RFC_VECTORS": VECTORS}
+ENVIRONMENT = {**os.environ, "TORVANE_RFC_VECTORS": VECTORS, "LLVM_PROFILE_FILE": "/dev/null"}
 
 
 def run(command, **options):
-    return subprocess.run([str(word) for word in command], check=True, capture_output=True, text=True, **options)
+    return subprocess.run([str(word) for word in command], check=True, capture_output=True, text=True, env=ENVIRONMENT,
+                          **options)
 
 
-def room(path):
+def folder(path):
     parts = path.split("/")
     return "/".join(parts[:3] if parts[1] == "platform" else parts[:2])
 
@@ -126,7 +127,7 @@ class Copy:
 
 
 def judge(copy, path, text, tests, seconds):
-    """What becomes of a mutant whose file has this text: killed, survived, or does not compile."""
+    """The outcome for a mutant whose file has this text: killed, survived, or does not compile."""
     target = copy.tree / path
     original = target.read_bytes()
     target.write_text(text, encoding="utf-8")
@@ -157,12 +158,12 @@ def find_tests(covering, path, line):
 
 
 def draw(candidates, count, seed):
-    """So many mutants, of each room in proportion and at least ten, in the order of the files."""
-    rooms = collections.defaultdict(list)
+    """Draws mutants in proportion to the size of each folder, at least ten each, in the order of the files."""
+    folders = collections.defaultdict(list)
     for mutant in candidates:
-        rooms[room(mutant.path)].append(mutant)
+        folders[folder(mutant.path)].append(mutant)
     drawn = []
-    for members in rooms.values():
+    for members in folders.values():
         share = max(10, round(count * len(members) / len(candidates)))
         drawn += random.Random(seed).sample(members, min(share, len(members)))
     return sorted(drawn, key=lambda mutant: (mutant.path, mutant.line))
@@ -228,14 +229,14 @@ def main():
         results = collections.defaultdict(collections.Counter)
         survivors = []
         for (what, path, line, _), result in zip(work, pool.map(judge_next, work)):
-            results[room(path)][result] += 1
+            results[folder(path)][result] += 1
             name = what if isinstance(what, str) else f"[{what.kind}]\n    {what.before}\n    {what.after}"
             if result == "survived":
                 survivors.append(f"{path}:{line}: {name}")
             print(f"{result}: {path}:{line}: {name}", file=sys.stderr, flush=True)
 
     total = sum(results.values(), collections.Counter())
-    print("| room | mutants | killed | survived | score |\n|---|---|---|---|---|")
+    print("| folder | mutants | killed | survived | score |\n|---|---|---|---|---|")
     for name, counts in [*sorted(results.items()), ("all", total)]:
         compiled = counts["killed"] + counts["survived"]
         score = 100 * counts["killed"] / max(1, compiled)

@@ -136,6 +136,8 @@ for prefix in (work / "shared", work / "root/all/usr"):
     check_exports(prefix)
 check_linked(work / "static/bin/torvane", True)
 check_exports(work / "static")
-for archive in (work / "static").glob("lib*/**/libtorvane.a"):
+archives = list((work / "static").glob("lib*/**/libtorvane.a"))
+expect(len(archives) == 1, f"static: {archives}")
+for archive in archives:
     check_objects(archive)
 sys.exit("\n".join(faults) or 0)

@@ -61,14 +61,14 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
   public:
     /// Why the store failed. There is one case for each thing that a caller can do about it.
     enum class Case {
-        invalidURI,    ///< The URI is malformed, or asks for something impossible.
-        unavailable,   ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
-                       ///< new file exists already. Retrying may help if it was missing.
-        keyNotFound,   ///< The store is there, but no key fits, or more than one key fits.
-        wrongSecret,   ///< The passphrase or PIN is missing, wrong, locked, or not sent: it was rejected before, or
-                       ///< would spend the last try.
-        notSupported,  ///< The store does not support this operation, algorithm or kind of key, or the build lacks the
-                       ///< store.
+        invalidURI,       ///< The URI is malformed, or asks for something impossible.
+        unavailable,      ///< The file, driver or PKCS #11 token is missing, removed, ambiguous or unusable, or the
+                          ///< new file exists already. Retrying may help if it was missing.
+        keyNotFound,      ///< The store is there, but no key fits, or more than one key fits.
+        wrongSecret,      ///< The passphrase or PIN is missing, wrong, locked, or not sent: it was rejected before, or
+                          ///< would spend the last try.
+        notSupported,     ///< The store does not support this operation, algorithm or kind of key, the build lacks the
+                          ///< store, or decrypting a file would take too many iterations.
         operationFailed,  ///< The store rejected the operation, or failed for another reason.
     };
 

@@ -14,7 +14,7 @@ inline constexpr int maximumModulusBits = 16384;
 /// OpenSSL's own check begins with up to 128 rounds of a primality test for p and for q, which take minutes for a large
 /// key, even if the key is a forgery that a multiplication would unmask. Here everything else is checked first, and a
 /// composite p or q passes the primality test with a probability of at most 4^-8 (4^-3 beyond 4096 bits), however it
-/// was chosen. Whoever makes such a key makes it for themselves.
+/// was chosen. Such a key harms only its owner.
 /// @throws SecurityError when OpenSSL fails, or the modulus has more than 16384 bits.
 bool isConsistentRSA(const EVP_PKEY* key);
 

@@ -34,7 +34,7 @@ inline void requireSizeWithin(std::size_t limit, std::size_t size, const char* w
     }
 }
 
-/// Checks tokenBytes and headerBytes. Takes no time for the rest of the token.
+/// Checks tokenBytes and headerBytes.
 /// @throws JOSESwiftError parsingFailed when the token is beyond the limits.
 inline void requireWithin(const Limits& limits, ByteView compact) {
     requireSizeWithin(limits.tokenBytes, compact.size(), "token");
