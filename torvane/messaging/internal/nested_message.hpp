@@ -99,8 +99,7 @@ class ReceivedNestedMessage {
   public:
     /// Keeps a view of the token, which has to stay unchanged as long as this object.
     /// @throws JOSEError JWEDecrypterError when the token is beyond tokenBytes or headerBytes; invalidJOSEComponent
-    /// when
-    ///         it is not a compact serialisation.
+    ///         when it is not a compact serialisation.
     ReceivedNestedMessage(ByteView token, const Limits& limits);
     ReceivedNestedMessage(const ReceivedNestedMessage&) = delete;
     ReceivedNestedMessage& operator=(const ReceivedNestedMessage&) = delete;

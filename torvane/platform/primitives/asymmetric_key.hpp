@@ -70,7 +70,7 @@ ByteBuffer readSecp256k1Point(const EVP_PKEY* key);
 /// and qi match them (isConsistentRSA()); for EC, the point is d times the generator. A key that mixes two pairs would
 /// sign with one, and be verified with the other.
 /// @throws SecurityError also as readPublicComponents(), for a key of another family, and for an RSA key of more than
-/// two primes or 16384 bits.
+///         two primes or 16384 bits.
 Pkey requireConsistentPair(Pkey key);
 
 /// A new key object with the same components and none of the values that OpenSSL caches in a key, such as blindings.

@@ -14,7 +14,7 @@ struct SecKeyAccess {
 
 /// A handle to the public or the private key of a pair that OpenSSL holds.
 /// @throws SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or EC with explicit parameters
-/// or a point in hybrid form.
+///         or a point in hybrid form.
 SecKey makeSoftwareKey(Crypto::Pkey key, KeyClass keyClass);
 
 }  // namespace Torvane

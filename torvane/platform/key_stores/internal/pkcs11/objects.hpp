@@ -34,7 +34,7 @@ KeyName readName(Session& session, CK_OBJECT_HANDLE object);
 /// The public components of a public key, of a certificate, or of a private key that reveals them; nothing where the
 /// object does not reveal them.
 /// @throws SecurityError for a key that is neither RSA nor EC on a curve of EllipticCurve, or EC with explicit
-/// parameters or a point in hybrid form; CallFailure.
+///         parameters or a point in hybrid form; CallFailure.
 std::optional<PublicComponents> readPublicComponents(Session& session, CK_OBJECT_HANDLE object);
 
 /// @{
