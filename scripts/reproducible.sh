@@ -1,6 +1,6 @@
 #!/bin/sh
 # Makes the packages of the last commit twice, in folders and environments that differ, and fails if the results do.
-# Takes 4 minutes on 2 processors. Needs only a Debian 12.
+# Takes about 4 minutes on 2 processors. Needs only a Debian 12.
 set -eu
 cd "$(dirname "$0")/.."
 

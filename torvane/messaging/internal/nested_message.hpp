@@ -83,7 +83,7 @@ class ReceivedSignedMessage {
 
     /// Tries up to keysTried public keys one after the other, and returns the message as soon as one of them verifies
     /// it.
-    /// @throws JOSEError JWSVerificationError of the last key, or wrapping "Failed to verify JWT" when none is public.
+    /// @throws JOSEError JWSVerificationError of the last key, or wrapping "Failed to verify JWT" when none was tried.
     ByteBuffer verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) &&;
 
   private:
