@@ -134,6 +134,14 @@ TEST(Pkcs11Key, IsFoundByLabelOrId) {
         << "needs no PIN";
 }
 
+void importObject(const SoftDevice& device, Torvane::PKCS11::Template& object) {
+    using namespace Torvane::PKCS11;
+    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
+        CK_OBJECT_HANDLE made{};
+        session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object.data(), object.size(), &made);
+    });
+}
+
 // As on a signature card: a certificate but no public key, and a private key that asks for the PIN each time.
 TEST(Pkcs11Key, WorksOnASignatureCard) {
     using namespace Torvane::PKCS11;
@@ -147,12 +155,11 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
     key.setTrue({CKA_TOKEN, CKA_PRIVATE, CKA_SENSITIVE, CKA_SIGN, CKA_ALWAYS_AUTHENTICATE}).setFalse({CKA_EXTRACTABLE});
     beside.add(CKA_CERTIFICATE_TYPE, CK_ULONG{CKC_X_509}).add(CKA_SUBJECT, asBytes("app")).add(CKA_VALUE, certificate);
     beside.setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
-    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
-        CK_OBJECT_HANDLE made{};
-        for (auto* object : {&key, &beside}) {
-            session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object->data(), object->size(), &made);
-        }
-    });
+    importObject(device, key);
+    EXPECT_ERROR(openKey(device.uri("object=card"), KeyClass::privateKey, pin),
+                 KeyStoreError::keyNotFound("There is no public key with id 01 in the PKCS #11 token \"app\"; "
+                                            "public keys there: none."));
+    importObject(device, beside);
 
     int asked = 0;
     std::string answer = "1234";
@@ -172,18 +179,19 @@ TEST(Pkcs11Key, WorksOnASignatureCard) {
                                    "It was not sent again."));
     answer = "1234";
     EXPECT_TRUE(card.verify(ECDSA, SHA256, digest, card.sign(ECDSA, SHA256, digest)));
+
+    importObject(device, beside);
+    EXPECT_ERROR(store.key(name, KeyClass::privateKey),
+                 KeyStoreError::keyNotFound("There is more than one certificate with id 01 in the PKCS #11 token "
+                                            "\"app\": \"card\" with id 01, \"card\" with id 01."));
 }
 
 // Stores an object in the device, and opens it as a public key.
 SecKey importPublic(const SoftDevice& device, Torvane::PKCS11::Template& object) {
-    using namespace Torvane::PKCS11;
     static int count = 0;
     const auto label = "imported" + std::to_string(++count);
     object.add(CKA_LABEL, asBytes(label)).setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
-    Token(URI(device.uri()), pin).runInWritableSession([&](Session& session, unsigned) {
-        CK_OBJECT_HANDLE made{};
-        session.call<&CK_FUNCTION_LIST::C_CreateObject>("import", object.data(), object.size(), &made);
-    });
+    importObject(device, object);
     return openKey(device.uri("object=" + label), KeyClass::publicKey);
 }
 

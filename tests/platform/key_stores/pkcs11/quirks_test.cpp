@@ -15,6 +15,7 @@
 namespace {
 
 using namespace Testing;
+using namespace std::string_literals;
 
 std::string quirkyUri(const std::string& attributes) {
     return "pkcs11:token=app;" + attributes + "?module-path=" TORVANE_QUIRKY_DRIVER;
@@ -71,7 +72,7 @@ struct FailingDevice {
         const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
         const auto ciphertext = key.encrypt(SHA256, digest);
         EXPECT_TRUE(key.decrypt(SHA256, ciphertext)) << "without the error";
-        const Quirk quirk(std::to_string(error));
+        const Quirk quirk("C_Decrypt " + std::to_string(error));
         return key.decrypt(SHA256, ciphertext);
     }
     SoftDevice device;
@@ -90,6 +91,10 @@ TEST(QuirkyDriver, ErrorsAboutTheDeviceAreShown) {
     const std::string failed = "Failed to decrypt with the PKCS #11 token \"app\": ";
     EXPECT_ERROR(device.decryptWithError(CKR_DEVICE_MEMORY),
                  KeyStoreError::operationFailed(failed + "Insufficient memory available on the device."));
+    EXPECT_ERROR(device.decryptWithError(CKR_HOST_MEMORY),
+                 KeyStoreError::operationFailed(failed + "Insufficient memory available."));
+    EXPECT_ERROR(device.decryptWithError(CKR_FUNCTION_CANCELED),
+                 KeyStoreError::operationFailed(failed + "The operation was cancelled."));
     EXPECT_ERROR(device.decryptWithError(CKR_TOKEN_NOT_PRESENT),
                  KeyStoreError::unavailable(failed + "The device is not present or unplugged."));
 }
@@ -162,6 +167,46 @@ TEST(QuirkyDriver, AnImpossibleNumberOfSlotsIsNotFollowed) {
     const Quirk quirk("more slots later");
     EXPECT_EQ(openKey(quirkyUri("object=sign"), KeyClass::publicKey).publicComponents(),
               publicKey(ecP256).publicComponents());
+}
+
+TEST(QuirkyDriver, ErrorsOfADriverAreNamed) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const std::string app = "the PKCS #11 token \"app\"";
+    const std::tuple<std::string, CK_RV, KeyStoreError> rows[] = {
+        {"C_Initialize", CKR_GENERAL_ERROR,
+         KeyStoreError::unavailable("The PKCS #11 driver " + debugQuoted(TORVANE_QUIRKY_DRIVER) +
+                                    " cannot be started: Internal error.")},
+        {"C_GetSlotInfo", CKR_DEVICE_REMOVED,
+         KeyStoreError::unavailable(
+             "No PKCS #11 token matches \"pkcs11:token=app;object=sign\". Tokens present: none.")},
+        {"C_OpenSession", CKR_DEVICE_REMOVED,
+         KeyStoreError::unavailable("Failed to open a session with " + app + ": The device was removed or unplugged.")},
+        {"C_OpenSession", CKR_GENERAL_ERROR,
+         KeyStoreError::operationFailed("Failed to open a session with " + app + ": Internal error.")},
+        {"C_Login", CKR_PIN_INVALID, KeyStoreError::wrongSecret("The PIN of " + app + " is wrong.")},
+        {"C_Login", CKR_PIN_LEN_RANGE, KeyStoreError::wrongSecret("The PIN of " + app + " is wrong.")},
+        {"C_Login", CKR_FUNCTION_CANCELED, KeyStoreError::wrongSecret("No PIN was entered for " + app + ".")},
+        {"C_Login", CKR_PIN_EXPIRED, KeyStoreError::wrongSecret("The PIN of " + app + " has expired.")},
+        {"C_Login", CKR_USER_PIN_NOT_INITIALIZED,
+         KeyStoreError::wrongSecret("No PIN has been set for " + app + " yet.")},
+        {"C_Login", CKR_GENERAL_ERROR,
+         KeyStoreError::operationFailed("Failed to log in with " + app + ": Internal error.")},
+    };
+    for (const auto& [function, code, error] : rows) {
+        const Quirk quirk(function + " " + std::to_string(code));
+        EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin), error) << function << " " << code;
+    }
+}
+
+TEST(QuirkyDriver, OpensAKeyInAnUnusualState) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    for (const auto& name : {"replaced once"s, "C_Login " + std::to_string(CKR_USER_ALREADY_LOGGED_IN)}) {
+        const Quirk quirk(name);
+        const auto key = openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin);
+        EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA256, digest, key.sign(ECDSA, SHA256, digest))) << name;
+    }
 }
 
 TEST(QuirkyDriver, AMalformedPointLeavesNoErrorInOpenSSLsQueue) {

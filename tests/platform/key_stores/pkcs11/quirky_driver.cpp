@@ -1,5 +1,5 @@
 // PKCS #11 driver over SoftHSM that imitates a quirk of other drivers. The environment variable QUIRK names the quirk;
-// a number is the return value of C_Decrypt.
+// "C_Decrypt 48" is the error that a function returns.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -28,12 +28,16 @@ bool isQuirk(std::string_view name) {
     return quirk != nullptr && quirk == name;
 }
 
-CK_RV decryptError() {
+CK_RV errorOf(std::string_view function) {
     const char* quirk = std::getenv("QUIRK");
-    return quirk == nullptr ? CKR_OK : std::strtoul(quirk, nullptr, 10);
+    if (quirk == nullptr || !std::string_view(quirk).starts_with(function)) return CKR_OK;
+    return std::strtoul(quirk + function.size(), nullptr, 10);
 }
 
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
+    static std::atomic<bool> wasReplaced = false;
+    if (isQuirk("replaced once") && !wasReplaced.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
+    if (const auto error = errorOf("C_OpenSession"); error != CKR_OK) return ++timesShown, error;
     if (++openSessions > 2 && isQuirk("two sessions")) {
         --openSessions;
         ++timesShown;
@@ -51,6 +55,7 @@ void requireStartingProcess() {
 }
 
 CK_RV initialize(void* arguments) {
+    if (const auto error = errorOf("C_Initialize"); error != CKR_OK) return ++timesShown, error;
     startingProcess = ::getpid();
     return real->C_Initialize(arguments);
 }
@@ -72,6 +77,7 @@ CK_RV logIn(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG
     const auto result = real->C_Login(session, user, pin, size);
     if (result == CKR_OK) wrongLogins = 0;
     if (result == CKR_PIN_INCORRECT) ++wrongLogins, ++timesShown;
+    if (const auto error = errorOf("C_Login"); error != CKR_OK) return ++timesShown, error;
     return result;
 }
 
@@ -83,7 +89,7 @@ CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
 
 CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
     CK_MECHANISM raw{CKM_RSA_X_509, nullptr, 0};
-    const bool isLate = isQuirk("finds out late") || decryptError() != CKR_OK;
+    const bool isLate = isQuirk("finds out late") || errorOf("C_Decrypt") != CKR_OK;
     return real->C_DecryptInit(session, isLate ? &raw : mechanism, key);
 }
 
@@ -92,7 +98,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
     if (isQuirk("finds out late") && calls++ % 2 == 0) return ++timesShown, CKR_MECHANISM_PARAM_INVALID;
-    if (decryptError() != CKR_OK) return ++timesShown, decryptError();
+    if (const auto error = errorOf("C_Decrypt"); error != CKR_OK) return ++timesShown, error;
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
     const auto zeros =
         static_cast<CK_ULONG>(std::string_view(reinterpret_cast<char*>(out), *outSize).find_first_not_of('\0'));
@@ -145,6 +151,11 @@ CK_RV getSlotList(CK_BBOOL onlyWithToken, CK_SLOT_ID* slots, CK_ULONG* count) {
     return result;
 }
 
+CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
+    if (const auto error = errorOf("C_GetSlotInfo"); error != CKR_OK) return ++timesShown, error;
+    return real->C_GetSlotInfo(slot, info);
+}
+
 }  // namespace
 
 // How often the driver has behaved unlike SoftHSM.
@@ -175,6 +186,7 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         quirky.C_FindObjectsInit = findObjectsInit;
         quirky.C_FindObjects = findObjects;
         quirky.C_GetSlotList = getSlotList;
+        quirky.C_GetSlotInfo = getSlotInfo;
     }
     *list = &quirky;
     return CKR_OK;
