@@ -1,6 +1,12 @@
 #include "torvane/platform/key_stores/key_uri.hpp"
 
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 #include "tests/testing/temporary_folder.hpp"
 #include "tests/testing/testing.hpp"
@@ -24,7 +30,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 47, [&](const json& row) {
+    forEachRow("key_files.json", "files", 49, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -183,6 +189,39 @@ TEST(KeyFile, NewFileIsReadableByItsOwnerOnly) {
             EXPECT_EQ(asText(der).substr(afterSalt - 18, 2), asText(fromHex("0410"))) << "a salt of 16 bytes";
         }
     }
+}
+
+TEST(KeyFile, ReadsAFifoThatIsWrittenSlowly) {
+    const TemporaryFolder folder;
+    const auto path = folder / "fifo";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    const int writer = ::open(path.c_str(), O_RDWR);
+    std::thread writing([&] {
+        for (const auto c : keyText(ecP256, "pkcs8_pem")) {
+            if (c == '\n') std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            EXPECT_EQ(::write(writer, &c, 1), 1);
+        }
+        ::close(writer);
+    });
+    EXPECT_EQ(openKey(path, KeyClass::privateKey).publicComponents(), publicKey(ecP256).publicComponents());
+    writing.join();
+}
+
+TEST(KeyFile, NewFileIsDeletedWhenItCannotBeWritten) {
+    const TemporaryFolder folder;
+    const auto path = folder / "key.pem";
+    const auto signal = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small{100, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const auto thrown = THROWN_BY(generateECKeyAt(path, EllipticCurve::P256));
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, signal);
+    EXPECT_EQ(textualForm(thrown),
+              KeyStoreError::unavailable("The file " + debugQuoted(path) + " cannot be written: File too large.")
+                  .debugDescription());
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST(KeyFile, NewFileNeverReplacesAnother) {
