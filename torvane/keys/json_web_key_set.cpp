@@ -155,8 +155,7 @@ ByteBuffer JsonWebKeySet::encode() const {
     for (const auto& key : jwks) {
         if (const auto* jwk = key.exportableJWK()) exported.push_back(*jwk);
     }
-    return wrapErrorsExceptJOSEErrors(JOSEError::cannotEncodeJWK,
-                                      [&] { return JOSE::JWKSet(std::move(exported)).jsonData(); });
+    return wrapErrors(JOSEError::cannotEncodeJWK, [&] { return JOSE::JWKSet(std::move(exported)).jsonData(); });
 }
 
 std::string JsonWebKeySet::encodeToString() const {

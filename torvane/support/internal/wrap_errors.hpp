@@ -36,18 +36,4 @@ decltype(auto) wrapErrors(Wrap wrap, const Operation& operation) {
     }
 }
 
-/// The same, but a JOSEError passes unchanged, so that nothing is wrapped twice.
-template <class Wrap, class Operation>
-decltype(auto) wrapErrorsExceptJOSEErrors(Wrap wrap, const Operation& operation) {
-    try {
-        return operation();
-    } catch (const JOSEError&) {
-        throw;
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (...) {
-        throw wrapCurrentError(wrap);
-    }
-}
-
 }  // namespace Torvane

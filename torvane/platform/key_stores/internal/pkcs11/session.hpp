@@ -28,7 +28,6 @@ struct CallFailure : std::exception {
     [[nodiscard]] bool isTokenLost() const noexcept;
     /// Whether the token does not support the mechanism, or not with these parameters.
     [[nodiscard]] bool isUnsupportedMechanism() const noexcept;
-    [[nodiscard]] const char* what() const noexcept override { return operation; }
     [[nodiscard]] std::string reasonText() const {
         return driverMistake != nullptr ? driverMistake : p11_kit_strerror(reason);
     }
