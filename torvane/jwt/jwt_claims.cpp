@@ -14,9 +14,13 @@ namespace {
 
 std::string_view describeType(const JSONValue& value) {
     return value.visit([]<class T>(const T&) -> std::string_view {
-        if constexpr (std::is_same_v<T, std::monostate>) return "Null";
-        if constexpr (std::is_same_v<T, std::any>) return "Any";
-        return ClaimTypes::name<T>;
+        if constexpr (std::is_same_v<T, std::monostate>) {
+            return "Null";
+        } else if constexpr (std::is_same_v<T, std::any>) {
+            return "Any";
+        } else {
+            return ClaimTypes::name<T>;
+        }
     });
 }
 

@@ -143,8 +143,11 @@ std::optional<JSONValue> convertValue(const T& value) {
     } else if constexpr (isOptional<T>) {
         if (!value) return std::nullopt;
         // An enumeration in an optional is not left out; toJsonString() rejects it.
-        if constexpr (std::is_enum_v<typename T::value_type>) return keepValue(*value);
-        return convertValue(*value);
+        if constexpr (std::is_enum_v<typename T::value_type>) {
+            return keepValue(*value);
+        } else {
+            return convertValue(*value);
+        }
     } else {
         if constexpr (std::is_pointer_v<T> || PointerToObject<T>) {
             if (value == nullptr) return std::nullopt;
