@@ -18,6 +18,8 @@ TEST(JWEDecrypter, EveryConstructorDecryptsWithAPrivateJwk) {
     EXPECT_EQ(fromKeyAlone.jwk()->keyId(), rsaEnc);
     const JWEDecrypter fromNames("RSA-OAEP-256", "A128CBC-HS256", key);
     EXPECT_FALSE(fromNames.jwk());
+    EXPECT_EQ(fromNames.jweKeyManagementAlgorithm(), JOSE::KeyManagementAlgorithm::RSA_OAEP_256);
+    EXPECT_EQ(fromNames.jweContentEncryptionAlgorithm(), JOSE::ContentEncryptionAlgorithm::A128CBC_HS256);
     const JWEDecrypter fromHandle("RSA-OAEP-256", "A128CBC-HS256", *key.key().keyRef());
     for (const auto* decrypter : {&fromKeyAlone, &fromNames, &fromHandle}) {
         EXPECT_EQ(decrypter->decryptJWE(token), ByteBuffer{'m'});
@@ -27,6 +29,16 @@ TEST(JWEDecrypter, EveryConstructorDecryptsWithAPrivateJwk) {
     EXPECT_EQ(JWEDecrypter("ECDH-ES+A256KW", "A256GCM", fromPrivateJwk(ecEncP521))
                   .decryptJWE(ecEncrypter.encryptJWT(asBytes("m"))),
               ByteBuffer{'m'});
+}
+
+TEST(JWEEncrypterAndDecrypter, WorkWithTheKeyOfTheConstructor) {
+    JWEEncrypter encrypter(publicJwk(rsaEnc, JWK_ENC));
+    JWEDecrypter decrypter(fromPrivateJwk(rsaEnc));
+    encrypter.setJwk(publicJwk(rsaEnc2, JWK_ENC));
+    decrypter.setJwk(std::nullopt);
+    EXPECT_EQ(encrypter.jwk()->keyId(), rsaEnc2);
+    EXPECT_EQ(decrypter.jwk(), std::nullopt);
+    EXPECT_EQ(decrypter.decryptJWE(encrypter.encryptJWT(asBytes("m"))), ByteBuffer{'m'});
 }
 
 template <class Coder, class... KeyId>

@@ -28,6 +28,12 @@ TEST(JWSVerifier, RejectsUnfitPlatformKeysWhenUsed) {
         JOSEError::JWSVerificationError(wrapped(JOSEError::missingKey("Missing required information in the JWK"))));
 }
 
+TEST(JWSVerifier, VerifiesWithTheLastKeyThatWasSet) {
+    JWSVerifier verifier(RS256, publicJwk(rsaSig, JWK_SIG));
+    verifier.setJwk(publicJwk(rsaSig2, JWK_SIG));
+    EXPECT_EQ(verifier.verifyJWS(JWSSigner(RS256, privateJwk(rsaSig2, JWK_SIG)).signJWT("m")), bytesOf("m"));
+}
+
 TEST(MovedFrom, JWSVerifierVerifies) {
     for (const auto& [algorithm, kid] : {std::pair{RS256, rsaSig}, {ES256K, "secp256k1"}}) {
         JWSVerifier verifier(algorithm, keyInWords("public " + kid + " sig"));

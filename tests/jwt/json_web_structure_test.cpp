@@ -69,7 +69,7 @@ TEST(JsonWebStructure, IndicesOutOfRangeReturnNothing) {
 TEST(JsonWebStructureDeathTest, ANegativeIndexStopsTheProcess) {
     JsonWebStructure structure("e30.e30.AQID");
     structure.payloadIndex = -1;
-    EXPECT_DEATH(static_cast<void>(structure.getRawPayload()), "a component index is negative");
+    EXPECT_DEATH(static_cast<void>(structure.getRawPayload()), "torvane: a component index is negative\n");
 }
 
 }  // namespace

@@ -175,7 +175,7 @@ TEST(JWTClaimsDeathTest, AFailingRandomSourceStopsTheProcess) {
         RAND_set_DRBG_type(nullptr, "no such generator", nullptr, nullptr, nullptr);
         JWTClaims().setGeneratedJwtId();
     };
-    EXPECT_EXIT(generate(), ::testing::KilledBySignal(SIGABRT), "torvane: the random source failed");
+    EXPECT_EXIT(generate(), ::testing::KilledBySignal(SIGABRT), "torvane: the random source failed\n");
 }
 
 }  // namespace

@@ -22,8 +22,13 @@ TEST(JWKVocabulary, ReadsOnlyItsExactTexts) {
         EXPECT_EQ(std::hash<JWKUse>()(use), std::hash<std::string_view>()(text));
     }
     for (const auto* text : {"", "Sig", "sig ", "sig-enc", "SIG"}) EXPECT_EQ(fromRawValue<JWKUse>(text), std::nullopt);
-    EXPECT_EQ(fromRawValue<JWKType>("RSA"), JWKType::RSA);
-    EXPECT_EQ(fromRawValue<JWKType>("EC"), JWKType::EC);
+    for (const auto& [text, type] : {std::pair{"RSA", JWKType::RSA}, {"EC", JWKType::EC}}) {
+        EXPECT_EQ(fromRawValue<JWKType>(text), type);
+        EXPECT_EQ(std::hash<JWKType>()(type), std::hash<std::string_view>()(text));
+    }
+    EXPECT_EQ(KeyType::RSA2048Key.name(), "RSA2048");
+    EXPECT_EQ(KeyType::EC256Key.name(), "EC256");
+    EXPECT_EQ(KeyType::SECP256K1Key.name(), "SECP256K1");
     for (const auto* text : {"", "rsa", "ec", "oct"}) EXPECT_EQ(fromRawValue<JWKType>(text), std::nullopt);
 }
 

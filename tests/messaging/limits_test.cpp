@@ -80,6 +80,8 @@ TEST(Limits, OfMessagesHoldForBothLayers) {
         {"keys", &Limits::keysTried, 2, decode(token),
          inVerifier(JOSESwiftError::verifyingFailed("The signature does not verify."))},
     });
+    EXPECT_ERROR(makeHelper({.keysTried = 0}).decodeMessage(token),
+                 JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("Failed to verify JWT"))));
 }
 
 TEST(Limits, OfSingleTokensHold) {
@@ -99,6 +101,9 @@ TEST(Limits, OfSingleTokensHold) {
     expectExactLimits({
         {"JWS", &Limits::tokenBytes, jws.size(), verify, inVerifier(tooLong("token", jws.size() - 1))},
         {"JWS header", &Limits::headerBytes, header, verify, inVerifier(tooLong("header", header - 1))},
+        {"header alone", &Limits::headerBytes, header,
+         [&](const Limits& limits) { static_cast<void>(JOSE::JWSHeader(asBytes(headerText(jws)), limits)); },
+         tooLong("header", header - 1).debugDescription()},
         {"JWS members", &Limits::jsonMembers, 3, verify, inVerifier(unreadable("header", tooManyMembers))},
         {"JWE", &Limits::tokenBytes, jwe.size(), decrypt, inDecrypter(tooLong("token", jwe.size() - 1))},
         {"JWE header", &Limits::headerBytes, jweHeader, decrypt, inDecrypter(tooLong("header", jweHeader - 1))},

@@ -46,6 +46,8 @@ TEST(URLRequestBody, LastValueOfANameWins) {
     body["b"] = std::optional<std::string>("y");
     body["c"] = 1;
     body["c"].modify([](auto& value) { value = *value->template as<std::int64_t>() + 1; });
+    const std::optional<JSONValue> counted = body["c"];
+    EXPECT_EQ(counted, JSONValue(2));
     body["d"] = true;
     body["d"].modify([](auto& value) { value = std::optional<std::string>(); });
     auto params = body.getParams();
@@ -69,6 +71,7 @@ TEST(URLRequestHeader, FieldNamesAreComparedExactly) {
     EXPECT_EQ(&header.setHeaderField(URLRequestHeader::header_content_type, URLRequestHeader::header_content_type_jwt),
               &header);
     header["Content-Type"] = URLRequestHeader::header_content_type_text_plain;
+    EXPECT_EQ(&std::as_const(header).headersDictionary(), &header.headersDictionary());
     std::string visited;
     for (const auto& [field, value] : header) visited += field + "=" + value + "\n";
     EXPECT_EQ(visited,

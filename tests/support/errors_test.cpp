@@ -128,6 +128,19 @@ TEST(JOSEError, ComparesPayloadsOfClaimNamesOnly) {
     EXPECT_NE(JOSEError::missingKey("a"), JOSEError::invalidKeyFormat("a"));
 }
 
+TEST(JOSEError, KeepsItsMessage) {
+    EXPECT_EQ(JOSEError::claimNotFoundInJWT("exp").message(), "exp");
+    EXPECT_EQ(JOSEError::cannotDecodeJWK(inner, "why").message(), "why");
+    EXPECT_EQ(JOSEError::cannotDecodeJWK(inner).message(), std::nullopt);
+}
+
+TEST(JOSESwiftError, ComparesTheCaseOnly) {
+    using JOSE::JOSESwiftError;
+    EXPECT_EQ(JOSESwiftError::parsingFailed("a"), JOSESwiftError::parsingFailed("b"));
+    EXPECT_NE(JOSESwiftError::parsingFailed("a"), JOSESwiftError::verifyingFailed("a"));
+    EXPECT_EQ(JOSESwiftError::decryptingFailed().errorCase(), JOSESwiftError::Case::decryptingFailed);
+}
+
 TEST(JsonSerializeError, DescribesAndComparesEachCase) {
     const auto key = JsonSerializeError::missingRequiredInformationForKey;
     EXPECT_EQ(JsonSerializeError::failedToParseJson("").errorDescription(), "");
@@ -137,6 +150,7 @@ TEST(JsonSerializeError, DescribesAndComparesEachCase) {
     EXPECT_EQ(key("k").debugDescription(), "JsonSerializeError.missingRequiredInformationForKey(\"k\")");
     EXPECT_EQ(JsonSerializeError::failedToParseJson("a"), JsonSerializeError::failedToParseJson("b"));
     EXPECT_NE(key("a"), key("b"));
+    EXPECT_EQ(key("a").errorCase(), JsonSerializeError::Case::missingRequiredInformationForKey);
     EXPECT_NE(JsonSerializeError::missingRequiredInit(), JsonSerializeError::invalidJsonString());
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/internal/code_points.hpp"
 
 namespace {
 
@@ -33,6 +34,21 @@ TEST(PrintableText, NothingForgesALogLineOrReachesATerminal) {
     for (const auto& [text, printable, quoted] : rows) {
         EXPECT_EQ(makePrintable(text), printable);
         EXPECT_EQ(debugQuoted(text), quoted);
+    }
+}
+
+TEST(PrintableText, KnowsWhereEachUnsafeRangeBeginsAndEnds) {
+    using Torvane::isUnsafeToPrint;
+    using namespace std::string_view_literals;
+    for (const auto code :
+         U"\0\x1F\x7F\x9F\xAD\x61C\x115F\x1160\x17B4\x17B5\x180E\x200B\x200F\x2028\x202E\x2060\x206F\x3164"
+         U"\xFEFF\xFFA0\xFFF0\xFFFB\x1BCA0\x1BCA3\x1D173\x1D17A\xE0000\xE0FFF"sv) {
+        EXPECT_TRUE(isUnsafeToPrint(code)) << std::hex << static_cast<std::uint32_t>(code);
+    }
+    for (const auto code :
+         U" ~\xA0\xAC\xAE\x61B\x61D\x115E\x1161\x17B3\x17B6\x180D\x180F\x200A\x2010\x2027\x202F\x205F\x2070\x3163"
+         U"\x3165\xFEFE\xFF00\xFF9F\xFFA1\xFFEF\xFFFC\x1BC9F\x1BCA4\x1D172\x1D17B\xDFFFF\xE1000"sv) {
+        EXPECT_FALSE(isUnsafeToPrint(code)) << std::hex << static_cast<std::uint32_t>(code);
     }
 }
 

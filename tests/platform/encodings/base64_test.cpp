@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "torvane/platform/encodings/internal/base64_kernel.hpp"
+
 #include "tests/testing/base64url_oracle.hpp"
 
 namespace {
@@ -27,6 +29,18 @@ TEST(Base64url, RoundTripsEveryLength) {
         auto standard = text + std::string((4 - text.size() % 4) % 4, '=');
         for (auto& c : standard) c = c == '-' ? '+' : c == '_' ? '/' : c;
         EXPECT_EQ(encodeBase64(bytes), standard);
+    }
+}
+
+// Otherwise texts with these characters would be read slowly.
+TEST(Base64Kernel, ReadsEveryCharacterOfTheAlphabet) {
+    ByteBuffer in(96), out(128);
+    const bool isWide = Base64Kernel::encode(in.data(), in.size(), out.data()) != 0;
+    for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_")) {
+        const ByteBuffer text(128, static_cast<std::uint8_t>(c));
+        EXPECT_EQ(Base64Kernel::countValid(text.data(), text.size()), isWide ? 128U : 0U) << c;
+        EXPECT_EQ(Base64Kernel::decode(text.data(), text.size(), out.data()), isWide ? 96U : 0U) << c;
+        EXPECT_EQ(Base64Kernel::decode(text.data(), 44, out.data()), isWide ? 32U : 0U) << c;
     }
 }
 

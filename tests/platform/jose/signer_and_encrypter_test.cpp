@@ -45,6 +45,14 @@ TEST(SignerAndVerifier, RejectRawBytesThatAreNoKey) {
     EXPECT_FALSE(Verifier::create(ES256K, hybrid));
 }
 
+TEST(EncrypterAndDecrypter, RejectAJWKWhosePointIsNotOnTheCurve) {
+    auto members = json::parse(keyText(ecEncP256, "jwk_private"));
+    members["y"] = members["x"];
+    const auto jwk = JOSE::JWK::initFrom(bytesOf(members.dump()));
+    EXPECT_FALSE(JOSE::Encrypter::create(ECDH_ES, A128GCM, jwk));
+    EXPECT_FALSE(JOSE::Decrypter::create(ECDH_ES, A128GCM, jwk));
+}
+
 TEST(JWS, RejectsAHeaderWithAnotherAlgorithm) {
     const auto signer = Signer::create(RS256, privateKey(rsaSig)).value();
     const JOSE::JWSHeader header(RS384, std::nullopt, std::nullopt);

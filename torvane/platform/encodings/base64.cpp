@@ -247,7 +247,7 @@ bool isBase64url(std::string_view text) noexcept {
     std::uint32_t seen = 0;
     for (const char c : text.substr(known)) seen |= urlValues[3][static_cast<unsigned char>(c)];
     if ((seen & notInAlphabet) != 0) return false;
-    const std::uint32_t unusedBits = rest == 2 ? 0xF : rest == 3 ? 0x3 : 0;
+    const std::uint32_t unusedBits = rest == 2 ? 0xF : 0x3;
     return rest == 0 || (urlValues[3][static_cast<unsigned char>(text.back())] & unusedBits) == 0;
 }
 
