@@ -47,7 +47,10 @@ def main(build):
         texts = (ROOT / path).read_text(encoding="utf-8").split("\n")
         for number in numbers:
             line = (path, texts[number - 1].strip())
-            if not line[1].strip("{}();") or line in excused:
+            # The compiler writes defaulted functions; a closing brace belongs to the line before.
+            if not line[1].strip("{}();") or line[1].endswith("= default;"):
+                continue
+            if line in excused:
                 needed.add(line)
             else:
                 unexcused.append(f"{path}:{number}: {line[1]}")
