@@ -87,7 +87,7 @@ def edits(line, previous):
     starts = not previous.strip() or previous.rstrip()[-1] in ";{}:"
     if starts and STATEMENT.match(stripped):
         yield "statement", indent, len(line), ";"
-    found = re.search(r"\breturn (?!\{\};)(?!true;|false;)[^;]+;$", line)
+    found = re.search(r"\breturn (?!(\{\}|true|false|0|\"\"|nullptr|std::nullopt);)[^;]+;$", line)
     if found:
         yield "result", *found.span(), "return {};"
     found = re.search(r"\bthrow [^;]+;$", line)

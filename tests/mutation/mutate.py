@@ -5,17 +5,19 @@ in proportion to the size of each folder; public headers are left out, since eac
 The tests that cover a line come from the coverage preset (--reuse takes those of the last run). A mutant is killed when
 a test fails, crashes, or takes ten times its time. equivalents.toml names mutants that change nothing, and says why.
 
+--again takes the outcomes of the last run and judges only its survivors, after tests for them were written.
+
 The checkout is not touched: the faults are planted in copies in build/mutate. Ends with 1 when the score is too low.
 """
 
 import argparse
 import collections
 import concurrent.futures
+import hashlib
 import json
 import os
 import pathlib
 import queue
-import random
 import resource
 import shutil
 import subprocess
@@ -104,7 +106,7 @@ class Copy:
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(ROOT / name, target)
         run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-             "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold",
+             "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold",
              "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", "-DTORVANE_BUILD_BENCHMARKS=OFF",
              "-DTORVANE_BUILD_CLI=OFF", "-DTORVANE_INSTALL=OFF"])
         run(["cmake", "--build", self.build])
@@ -148,24 +150,27 @@ def judge(copy, path, text, tests, seconds):
         target.write_bytes(original)
 
 
-def find_tests(covering, path, line):
+def find_tests(traced, path, line):
     """The tests that run the line; for a line that is never run as such, for example a constant, those of the file. A
-    process that a death test kills leaves no trace, so these tests of the file are always run."""
-    lines = covering.get(path, {})
-    of_file = {tuple(test) for tests in lines.values() for test in tests}
-    of_line = {tuple(test) for test in lines.get(str(line), [])}
-    return sorted(of_line | {test for test in of_file if "DeathTest" in test[1]} if of_line else of_file)
+    process that a death test kills leaves no trace, so these tests are always run."""
+    lines = traced["covering"].get(path, {})
+    tests = lines.get(str(line)) or [test for tests in lines.values() for test in tests]
+    deaths = [name.split() for name in traced["seconds"] if "DeathTest" in name]
+    return sorted({tuple(test) for test in tests + deaths})
 
 
 def draw(candidates, count, seed):
-    """Draws mutants in proportion to the size of each folder, at least ten each, in the order of the files."""
+    """Draws mutants in proportion to the size of each folder, at least ten each, in the order of the files. A mutant is
+    drawn by its text, so that an edit elsewhere leaves the others as they are; equal ones count once."""
+    def rank(mutant):
+        return hashlib.sha256(f"{seed} {mutant.path} {mutant.before} {mutant.after}".encode()).digest()
+
     folders = collections.defaultdict(list)
-    for mutant in candidates:
+    for mutant in {(mutant.path, mutant.before, mutant.after): mutant for mutant in candidates}.values():
         folders[folder(mutant.path)].append(mutant)
     drawn = []
     for members in folders.values():
-        share = max(10, round(count * len(members) / len(candidates)))
-        drawn += random.Random(seed).sample(members, min(share, len(members)))
+        drawn += sorted(members, key=rank)[:max(10, round(count * len(members) / len(candidates)))]
     return sorted(drawn, key=lambda mutant: (mutant.path, mutant.line))
 
 
@@ -175,29 +180,11 @@ def list_files(paths):
         name.endswith(".cpp") or name.endswith(".hpp") and ("/internal/" in name or "/primitives/" in name))]
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("paths", nargs="*", metavar="PATH")
-    parser.add_argument("--count", type=int, default=420)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--jobs", type=int, default=os.cpu_count())
-    parser.add_argument("--reuse", action="store_true")
-    parser.add_argument("--planted", action="store_true", help="only the faults of planted.toml")
-    arguments = parser.parse_args()
-
-    WORK.mkdir(parents=True, exist_ok=True)
-    cache = WORK / "coverage.json"
-    if not (arguments.reuse and cache.exists()):
-        cache.write_text(json.dumps(trace_all(arguments.jobs)), encoding="utf-8")
-    traced = json.loads(cache.read_text(encoding="utf-8"))
-
+def plan(files, arguments):
+    """What to judge: (name, path, line, the text with the fault)."""
     here = pathlib.Path(__file__).parent
-    planted = tomllib.loads((here / "planted.toml").read_text(encoding="utf-8"))["fault"]
-    equivalents = {(entry["path"], entry["before"], entry["after"])
-                   for entry in tomllib.loads((here / "equivalents.toml").read_text(encoding="utf-8"))["mutant"]}
-    files = list_files(arguments.paths)
     work = []
-    for fault in planted:
+    for fault in tomllib.loads((here / "planted.toml").read_text(encoding="utf-8"))["fault"]:
         if fault["path"] not in files:
             continue
         text = (ROOT / fault["path"]).read_text(encoding="utf-8")
@@ -205,45 +192,82 @@ def main():
             sys.exit(f"planted.toml: {fault['name']}: the text to replace is not there exactly once")
         line = text[:text.index(fault["before"])].count("\n") + 1
         work.append((fault["name"], fault["path"], line, text.replace(fault["before"], fault["after"])))
-    if not arguments.planted:
-        candidates = [mutant for path in files for mutant in mutants.read_mutants(ROOT, path)
-                      if (path, mutant.before, mutant.after) not in equivalents]
-        for mutant in draw(candidates, arguments.count, arguments.seed):
-            lines = (ROOT / mutant.path).read_text(encoding="utf-8").split("\n")
-            lines[mutant.line - 1] = lines[mutant.line - 1].replace(mutant.before, mutant.after)
-            work.append((mutant, mutant.path, mutant.line, "\n".join(lines)))
+    if arguments.planted:
+        return work
+    candidates = [mutant for path in files for mutant in mutants.read_mutants(ROOT, path)]
+    for mutant in draw(candidates, arguments.count, arguments.seed):
+        lines = (ROOT / mutant.path).read_text(encoding="utf-8").split("\n")
+        lines[mutant.line - 1] = lines[mutant.line - 1].replace(mutant.before, mutant.after)
+        name = f"[{mutant.kind}]\n    {mutant.before}\n    {mutant.after}"
+        work.append((name, mutant.path, mutant.line, "\n".join(lines)))
+    return work
 
+
+def print_table(outcomes):
+    results = collections.defaultdict(collections.Counter)
+    for (path, _), outcome in outcomes.items():
+        results[folder(path)][outcome] += 1
+    total = sum(results.values(), collections.Counter())
+    print("| folder | mutants | killed | equivalent | survived | score |\n|---|---|---|---|---|---|")
+    for name, counts in [*sorted(results.items()), ("all", total)]:
+        judged = counts["killed"] + counts["survived"]
+        score = 100 * counts["killed"] / max(1, judged)
+        print(f"| {name} | {judged + counts['equivalent']} | {counts['killed']} | {counts['equivalent']} | "
+              f"{counts['survived']} | {score:.1f} % |")
+    print(f"\n{total['does not compile']} more did not compile.")
+    survivors = [f"{path}: {name}" for (path, name), outcome in outcomes.items() if outcome == "survived"]
+    print("\n".join(["", "Survivors:", *survivors] if survivors else []))
+    return 100 * total["killed"] >= WANTED_SCORE * (total["killed"] + total["survived"])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("paths", nargs="*", metavar="PATH")
+    parser.add_argument("--count", type=int, default=420)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--reuse", action="store_true", help="the coverage of the last run")
+    parser.add_argument("--again", action="store_true", help="only the survivors of the last run")
+    parser.add_argument("--planted", action="store_true", help="only the faults of planted.toml")
+    arguments = parser.parse_args()
+
+    WORK.mkdir(parents=True, exist_ok=True)
+    cache, last = WORK / "coverage.json", WORK / "outcomes.json"
+    if not (arguments.reuse and cache.exists()):
+        cache.write_text(json.dumps(trace_all(arguments.jobs)), encoding="utf-8")
+    traced = json.loads(cache.read_text(encoding="utf-8"))
+
+    equivalents = {(entry["path"], entry["before"], entry["after"]) for entry in tomllib.loads(
+        (pathlib.Path(__file__).parent / "equivalents.toml").read_text(encoding="utf-8"))["mutant"]}
+    known = {}
+    if arguments.again:
+        known = {(path, name): outcome for path, name, outcome in json.loads(last.read_text(encoding="utf-8"))
+                 if outcome != "survived"}
     copies = queue.Queue()
+
+    def judge_next(item):
+        name, path, line, text = item
+        lines = name.split("\n    ")
+        if (path, *lines[1:]) in equivalents:
+            return "equivalent"
+        if (path, name) in known:
+            return known[path, name]
+        copy = copies.get()
+        try:
+            return judge(copy, path, text, find_tests(traced, path, line), traced["seconds"])
+        finally:
+            copies.put(copy)
+
+    outcomes = {}
+    work = plan(list_files(arguments.paths), arguments)
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         for copy in pool.map(Copy, range(arguments.jobs)):
             copies.put(copy)
-
-        def judge_next(item):
-            copy = copies.get()
-            try:
-                what, path, line, text = item
-                return judge(copy, path, text, find_tests(traced["covering"], path, line), traced["seconds"])
-            finally:
-                copies.put(copy)
-
-        results = collections.defaultdict(collections.Counter)
-        survivors = []
-        for (what, path, line, _), result in zip(work, pool.map(judge_next, work)):
-            results[folder(path)][result] += 1
-            name = what if isinstance(what, str) else f"[{what.kind}]\n    {what.before}\n    {what.after}"
-            if result == "survived":
-                survivors.append(f"{path}:{line}: {name}")
-            print(f"{result}: {path}:{line}: {name}", file=sys.stderr, flush=True)
-
-    total = sum(results.values(), collections.Counter())
-    print("| folder | mutants | killed | survived | score |\n|---|---|---|---|---|")
-    for name, counts in [*sorted(results.items()), ("all", total)]:
-        compiled = counts["killed"] + counts["survived"]
-        score = 100 * counts["killed"] / max(1, compiled)
-        print(f"| {name} | {compiled} | {counts['killed']} | {counts['survived']} | {score:.1f} % |")
-    print(f"\n{total['does not compile']} more did not compile.")
-    print("\n".join(["", "Survivors:", *survivors] if survivors else []))
-    return 100 * total["killed"] < WANTED_SCORE * (total["killed"] + total["survived"])
+        for (name, path, line, _), outcome in zip(work, pool.map(judge_next, work)):
+            outcomes[path, name] = outcome
+            last.write_text(json.dumps([[*key, value] for key, value in outcomes.items()]), encoding="utf-8")
+            print(f"{outcome}: {path}:{line}: {name}", file=sys.stderr, flush=True)
+    return not print_table(outcomes)
 
 
 if __name__ == "__main__":
