@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:?usage: fuzz.sh SECONDS [TARGET...]}
 shift
-[ $# -gt 0 ] || set -- base64url claims compact decoding json jwk key_files key_uris layers message sets
+[ $# -gt 0 ] || set -- base64url claims compact decoding driver json jwk key_files key_uris layers message sets
 
 scripts/install-packages.sh
 cmake --preset fuzz >/dev/null

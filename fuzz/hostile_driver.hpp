@@ -1,0 +1,73 @@
+// PKCS #11 driver of a token "app" with the private keys "ec", "rsa" and "certified"; the last asks for the PIN each
+// time. Bytes of input say which calls it answers dishonestly: a number of honest calls, the kind of the next answer,
+// what that kind needs, the next number of honest calls, and so on. It never writes past a buffer, and is honest where
+// the input ends.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <p11-kit/pkcs11.h>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "torvane/platform/core/bytes.hpp"
+
+namespace Testing {
+
+using namespace Torvane;
+
+struct HostileDriver {
+    using Object = std::map<CK_ATTRIBUTE_TYPE, ByteBuffer>;
+
+    HostileDriver() = default;
+    explicit HostileDriver(ByteView bytes);
+
+    /// Answers honestly from now on.
+    void becomeHonest() { input = {}; }
+
+    std::uint8_t next();
+
+    /// The given result where the session is open.
+    CK_RV check(CK_SESSION_HANDLE session, CK_RV result = CKR_OK) const {
+        return sessions.contains(session) ? result : CKR_SESSION_HANDLE_INVALID;
+    }
+    /// Answers a call, honestly with these values: the `room` bytes at `out` get `value`, and `size` gets its size in
+    /// units of `unit` bytes.
+    CK_RV answer(CK_RV result, ByteBuffer value = {}, void* out = nullptr, CK_ULONG room = 0, CK_ULONG* size = nullptr,
+                 CK_ULONG unit = 1);
+
+    static constexpr std::string_view pin = "SECRET0right";
+
+    ByteView input;
+    std::size_t honestCalls = 0;
+    /// Whether any answer was wrong; an error is not, unless it says something of the key or the PIN.
+    bool hasLied = false;
+    /// What the store must not do and did.
+    std::string fault;
+
+    std::set<CK_SESSION_HANDLE> sessions;
+    /// Those with an operation that was begun and not finished.
+    std::set<CK_SESSION_HANDLE> busySessions;
+    std::map<CK_OBJECT_HANDLE, Object> objects;
+    CK_ULONG lastHandle = 100;
+    std::vector<CK_OBJECT_HANDLE> found;
+    CK_MECHANISM_TYPE mechanism = 0;
+    bool isLoggedIn = false;
+
+    std::set<std::pair<CK_USER_TYPE, std::string>> rejectedPins;
+    CK_FLAGS tokenFlags = 0;
+    bool mayUseLastTry = false;
+    /// Whether the token ever showed another serial number, which makes it another token.
+    bool wasReplaced = false;
+};
+
+/// The driver that the functions use. Assign a new one for each input.
+extern HostileDriver driver;
+
+/// What C_GetFunctionList of the driver gives out.
+CK_FUNCTION_LIST* driverFunctions();
+
+}  // namespace Testing
