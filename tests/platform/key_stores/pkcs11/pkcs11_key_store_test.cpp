@@ -258,6 +258,30 @@ TEST(Pkcs11Key, RejectsExplicitParametersAndHybridPoints) {
     }
 }
 
+// As DER, a point without the wrapping that begins like this one is an OCTET STRING.
+TEST(Pkcs11Key, ReadsABarePointThatLooksWrapped) {
+    std::optional<ECPublicComponents> made;
+    do {
+        made = std::get<ECPublicComponents>(SoftwareKeyStore::generateEC(EllipticCurve::P256).publicComponents());
+    } while (made->x.front() != 63);
+    ByteBuffer point{4};
+    for (const auto* coordinate : {&made->x, &made->y})
+        point.insert(point.end(), coordinate->begin(), coordinate->end());
+    const auto curve = fromHex("06082a8648ce3d030107");
+    Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
+    key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_EC_POINT, point);
+    EXPECT_EQ(importPublic(SoftDevice(), key).publicComponents(), PublicComponents(*made));
+}
+
+TEST(Pkcs11Key, RejectsKeysOfOtherFamilies) {
+    Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
+    key.add(CKA_KEY_TYPE, CK_ULONG{CKK_DSA});
+    const auto number = ByteBuffer(32, 7);
+    for (const auto name : {CKA_PRIME, CKA_SUBPRIME, CKA_BASE, CKA_VALUE}) key.add(name, number);
+    EXPECT_ERROR(importPublic(SoftDevice(), key),
+                 SecurityError("A platform key is an RSA key or an EC key on P-256, P-384 or P-521."));
+}
+
 TEST(Pkcs11Key, NamesUnsupportedAlgorithms) {
     using namespace Torvane::PKCS11;
     const SoftDevice device;
@@ -311,6 +335,28 @@ TEST(Pkcs11KeyStore, ErrorsNameTheKeysButNeverThePin) {
 
 std::size_t signatureSizeOf(const SecKey& key) {
     return key.sign(ECDSA, SHA256, ByteBuffer(32)).size();
+}
+
+TEST(Pkcs11KeyStore, NeverChoosesAmongTokensThatMatch) {
+    const SoftDevice device;
+    for (const auto* label : {"app", "other"}) {
+        run("softhsm2-util --init-token --free --pin 1234 --so-pin 12345678 --label " + std::string(label));
+    }
+    EXPECT_ERROR(openKey(device.uri(), KeyClass::publicKey),
+                 KeyStoreError::unavailable("More than one PKCS #11 token matches \"pkcs11:token=app\": \"app\", "
+                                            "\"app\". Other tokens present: \"other\"."));
+}
+
+TEST(Pkcs11KeyStore, ErrorsListKeysWithoutANameToo) {
+    const SoftDevice device;
+    const auto components = std::get<RSAPublicComponents>(publicKey(rsaSig).publicComponents());
+    Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
+    key.add(CKA_KEY_TYPE, CK_ULONG{CKK_RSA}).setTrue({CKA_TOKEN}).setFalse({CKA_PRIVATE});
+    key.add(CKA_MODULUS, components.modulus).add(CKA_PUBLIC_EXPONENT, components.exponent);
+    importObject(device, key);
+    EXPECT_ERROR(openKey(device.uri("object=none"), KeyClass::publicKey),
+                 KeyStoreError::keyNotFound("There is no public key named \"none\" in the PKCS #11 token \"app\"; "
+                                            "public keys there: unnamed."));
 }
 
 TEST(Pkcs11KeyStore, TakesThePinFromTheUriOrAFile) {

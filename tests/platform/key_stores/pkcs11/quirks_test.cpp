@@ -4,7 +4,9 @@
 #include <functional>
 #include <optional>
 #include <p11-kit/pkcs11.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 #include <openssl/err.h>
 
@@ -184,6 +186,10 @@ TEST(QuirkyDriver, ErrorsOfADriverAreNamed) {
          KeyStoreError::unavailable("Failed to open a session with " + app + ": The device was removed or unplugged.")},
         {"C_OpenSession", CKR_GENERAL_ERROR,
          KeyStoreError::operationFailed("Failed to open a session with " + app + ": Internal error.")},
+        {"C_FindObjects", CKR_GENERAL_ERROR,
+         KeyStoreError::operationFailed("Failed to search for objects with " + app + ": Internal error.")},
+        {"C_GetAttributeValue", CKR_GENERAL_ERROR,
+         KeyStoreError::operationFailed("Failed to read an attribute with " + app + ": Internal error.")},
         {"C_Login", CKR_PIN_INVALID, KeyStoreError::wrongSecret("The PIN of " + app + " is wrong.")},
         {"C_Login", CKR_PIN_LEN_RANGE, KeyStoreError::wrongSecret("The PIN of " + app + " is wrong.")},
         {"C_Login", CKR_FUNCTION_CANCELED, KeyStoreError::wrongSecret("No PIN was entered for " + app + ".")},
@@ -197,6 +203,86 @@ TEST(QuirkyDriver, ErrorsOfADriverAreNamed) {
         const Quirk quirk(function + " " + std::to_string(code));
         EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin), error) << function << " " << code;
     }
+    const auto key = openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin);
+    const Quirk quirk("C_DeriveKey " + std::to_string(CKR_GENERAL_ERROR));
+    EXPECT_ERROR(key.agree(publicKey(ecEncP256)),
+                 KeyStoreError::operationFailed("Failed to agree on a secret with " + app + ": Internal error."));
+}
+
+TEST(QuirkyDriver, GetsOnlyAsMuchOfADigestAsItSigns) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const auto key = openKey(quirkyUri("object=sign"), KeyClass::privateKey, pin);
+    const Quirk quirk("no long digests");
+    const ByteBuffer longDigest(64, 7);
+    EXPECT_TRUE(publicKey(ecP256).verify(ECDSA, SHA512, longDigest, key.sign(ECDSA, SHA512, longDigest)));
+}
+
+TEST(QuirkyDriver, NoPinIsAskedForIfNoneIsNeeded) {
+    const SoftDevice device;
+    device.import(ecP256, "sign", "01");
+    const Quirk quirk("no login");
+    bool isAsked = false;
+    const auto ask = [&](std::string_view whose) { return isAsked = true, pin(whose); };
+    EXPECT_ERROR(openKey(quirkyUri("object=sign"), KeyClass::privateKey, ask),
+                 KeyStoreError::keyNotFound("There is no private key named \"sign\" in the PKCS #11 token \"app\"; "
+                                            "private keys there: none."));
+    EXPECT_FALSE(isAsked);
+}
+
+TEST(QuirkyDriver, GeneratedKeysLeaveNoSessionsOpen) {
+    const SoftDevice device;
+    const Pkcs11KeyStore store(quirkyUri("object=made"), pin);
+    static_cast<void>(store.generateEC(EllipticCurve::P256, {"made0", {}}));
+    const auto before = askDriver("countSessions");
+    for (const auto* name : {"made1", "made2", "made3"}) {
+        static_cast<void>(store.generateEC(EllipticCurve::P256, {name, {}}));
+    }
+    EXPECT_EQ(askDriver("countSessions"), before);
+}
+
+TEST(QuirkyDriver, ItsLossLeavesTheTokensOfOtherDriversConnected) {
+    const SoftDevice device;
+    device.import(rsaEnc, "key", "01");
+    const DeviceServer server(device);
+    int asked = 0;
+    const auto other = openKey(DeviceServer::uri("object=key"), KeyClass::privateKey,
+                               [&](std::string_view whose) { return ++asked, pin(whose); });
+    const auto key = openKey(quirkyUri("object=key"), KeyClass::privateKey, pin);
+    const auto ciphertext = key.encrypt(SHA256, digest);
+    {
+        const Quirk quirk("C_Decrypt " + std::to_string(CKR_DEVICE_REMOVED));
+        EXPECT_ERROR(key.decrypt(SHA256, ciphertext),
+                     KeyStoreError::unavailable("Failed to decrypt with the PKCS #11 token \"app\": "
+                                                "The device was removed or unplugged."));
+    }
+    EXPECT_TRUE(other.decrypt(SHA256, ciphertext));
+    EXPECT_EQ(asked, 1);
+}
+
+// The child has no thread that would return the session of the decryption.
+TEST(QuirkyDriver, AChildProcessRecoversFromALossWhileItsParentDecrypts) {
+    const SoftDevice device;
+    device.import(rsaEnc, "decrypt", "01");
+    const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
+    const auto ciphertext = key.encrypt(SHA256, digest);
+    const auto before = countQuirks();
+    ::setenv("QUIRK", "takes its time", 1);
+    std::thread decrypting([&] { EXPECT_TRUE(key.decrypt(SHA256, ciphertext)); });
+    while (countQuirks() == before) std::this_thread::yield();
+    const auto child = ::fork();
+    if (child == 0) {
+        ::alarm(30);
+        ::setenv("QUIRK", ("C_Decrypt " + std::to_string(CKR_DEVICE_REMOVED)).c_str(), 1);
+        const bool isLost = THROWN_BY(key.decrypt(SHA256, ciphertext)) != nullptr;
+        ::unsetenv("QUIRK");
+        ::_exit(isLost && key.decrypt(SHA256, ciphertext) ? 0 : 1);
+    }
+    decrypting.join();
+    ::unsetenv("QUIRK");
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(QuirkyDriver, OpensAKeyInAnUnusualState) {

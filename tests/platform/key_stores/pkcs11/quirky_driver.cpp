@@ -1,11 +1,13 @@
 // PKCS #11 driver over SoftHSM that imitates a quirk of other drivers. The environment variable QUIRK names the quirk;
 // "C_Decrypt 48" is the error that a function returns.
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
 #include <string_view>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -83,6 +85,7 @@ CK_RV logIn(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_BYTE* pin, CK_ULONG
 
 CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
     const auto result = real->C_GetTokenInfo(slot, info);
+    if (isQuirk("no login")) ++timesShown, info->flags &= ~CK_FLAGS{CKF_LOGIN_REQUIRED};
     if (isQuirk("last try") || (isQuirk("three tries") && wrongLogins == 2)) info->flags |= CKF_USER_PIN_FINAL_TRY;
     return result;
 }
@@ -97,6 +100,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     static std::atomic<int> calls = 0;
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
+    if (isQuirk("takes its time")) ++timesShown, std::this_thread::sleep_for(std::chrono::seconds(1));
     if (isQuirk("finds out late") && calls++ % 2 == 0) return ++timesShown, CKR_MECHANISM_PARAM_INVALID;
     if (const auto error = errorOf("C_Decrypt"); error != CKR_OK) return ++timesShown, error;
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
@@ -107,7 +111,20 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     return result;
 }
 
+CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* out, CK_ULONG* outSize) {
+    if (isQuirk("no long digests") && (++timesShown, inSize > 32)) return CKR_DATA_LEN_RANGE;
+    return real->C_Sign(session, in, inSize, out, outSize);
+}
+
+CK_RV deriveKey(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key, CK_ATTRIBUTE* attributes,
+                CK_ULONG count, CK_OBJECT_HANDLE* derived) {
+    if (const auto error = errorOf("C_DeriveKey"); error != CKR_OK) return ++timesShown, error;
+    return real->C_DeriveKey(session, mechanism, key, attributes, count, derived);
+}
+
 CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count) {
+    const auto error = attributes->pValue == nullptr ? CKR_OK : errorOf("C_GetAttributeValue");
+    if (error != CKR_OK) return ++timesShown, error;
     const auto result = real->C_GetAttributeValue(session, object, attributes, count);
     // Removes the OCTET STRING header, which has two bytes on P-256.
     if (isQuirk("bare point") && attributes->type == CKA_EC_POINT && attributes->pValue != nullptr) {
@@ -134,6 +151,7 @@ CK_RV findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_UL
 }
 
 CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG maximum, CK_ULONG* count) {
+    if (const auto error = errorOf("C_FindObjects"); error != CKR_OK) return ++timesShown, error;
     const auto result = real->C_FindObjects(session, objects, maximum, count);
     if (isQuirk("too many handles")) ++timesShown, *count = maximum + 1;
     if (isQuirk("endless search") || (isQuirk("many objects") && searchesByClass)) {
@@ -163,6 +181,10 @@ extern "C" __attribute__((visibility("default"))) unsigned countQuirks() {
     return timesShown;
 }
 
+extern "C" __attribute__((visibility("default"))) unsigned countSessions() {
+    return static_cast<unsigned>(openSessions);
+}
+
 // How many wrong PINs were sent since the last login.
 extern "C" __attribute__((visibility("default"))) unsigned countWrongLogins() {
     return wrongLogins;
@@ -182,6 +204,8 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
         quirky.C_GetTokenInfo = getTokenInfo;
         quirky.C_DecryptInit = decryptInit;
         quirky.C_Decrypt = decrypt;
+        quirky.C_Sign = sign;
+        quirky.C_DeriveKey = deriveKey;
         quirky.C_GetAttributeValue = getAttributeValue;
         quirky.C_FindObjectsInit = findObjectsInit;
         quirky.C_FindObjects = findObjects;

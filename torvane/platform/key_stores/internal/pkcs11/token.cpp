@@ -60,6 +60,7 @@ std::unique_ptr<Session> Token::acquireSession(CK_FLAGS flags) {
         }
         try {
             session = std::make_unique<Session>(driver_, slot_, flags);
+            if (!idle_.empty()) idle_.pop_back();  // this session takes its place
             ++leaseCount_;
             return session;
         } catch (const CallFailure& failure) {
