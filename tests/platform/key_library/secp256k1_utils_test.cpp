@@ -67,6 +67,7 @@ TEST(PublicKey, EqualsOnlyTheSameKey) {
         {"another RSA key", rsa, PublicKey(publicKey(rsaEnc), KeyType::RSA2048Key), false},
         {"another family", rsa, PublicKey(publicKey(ecP256), KeyType::EC256Key), false},
         {"raw bytes", rsa, generator, false},
+        {"raw bytes of the same type", PublicKey(publicKey(rsaSig), std::nullopt), raw, false},
         {"compressed point", generator, compressed, true},
         {"public key of the scalar", generator, scalarOne.publicKey(), true},
         {"another point", generator, secp256k1KeyPair().publicKey, false},

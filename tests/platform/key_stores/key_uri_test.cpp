@@ -30,7 +30,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 49, [&](const json& row) {
+    forEachRow("key_files.json", "files", 52, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {

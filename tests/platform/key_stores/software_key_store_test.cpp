@@ -29,6 +29,25 @@ TEST(SoftwareKeyStore, LoadsOnlyWholeDer) {
     });
 }
 
+TEST(SoftwareKeyStore, ReadsTheFirst64Objects) {
+    for (const bool isDer : {false, true}) {
+        const auto encode = [&](const std::string& pem) {
+            auto body = pem.substr(pem.find('\n'), pem.find("-----END") - pem.find('\n'));
+            std::erase(body, '\n');
+            return isDer ? fromBase64(body) : bytesOf(pem);
+        };
+        const auto theirs = encode(keyText(rsaSig, "spki_pem")), own = encode(keyText(ecP256, "pkcs8_pem"));
+        for (const int before : {63, 64}) {
+            ByteBuffer text;
+            for (int i = 0; i < before; ++i) text.insert(text.end(), theirs.begin(), theirs.end());
+            text.insert(text.end(), own.begin(), own.end());
+            EXPECT_EQ(SoftwareKeyStore::load(text).publicComponents(),
+                      publicKey(before < 64 ? ecP256 : rsaSig).publicComponents())
+                << isDer << before;
+        }
+    }
+}
+
 bool asked = false;
 
 TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
