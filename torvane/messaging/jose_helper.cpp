@@ -25,15 +25,15 @@ struct JOSEHelper::Configuration {
 
 namespace {
 
-// RSA keys only, whatever the algorithms say. Without an id, keys of every id.
+// RSA keys only, which always have a platform key, whatever the algorithms say. Without an id, keys of every id.
 std::vector<JsonWebKey> findKeys(const JsonWebKeySet& set, JWKUse use, const std::optional<std::string>& keyId,
                                  KeyClass keyClass) {
     return set.find({.keyId = keyId, .use = use, .keyType = Zennet::KeyType::RSA2048Key, .keyClass = keyClass});
 }
 
-// Returns the only key. Throws missingKey when there is none or more than one, or when it lacks a needed platform key.
-JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, const char* message) {
-    if (keys.size() != 1 || (needsPlatformKey && !keys.front().key().keyRef())) throw JOSEError::missingKey(message);
+// Returns the only key. Throws missingKey when there is none or more than one.
+JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, const char* message) {
+    if (keys.size() != 1) throw JOSEError::missingKey(message);
     return std::move(keys.front());
 }
 
@@ -42,11 +42,11 @@ JsonWebKey requireOneKey(std::vector<JsonWebKey> keys, bool needsPlatformKey, co
 ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const auto& configuration = *configuration_;
     auto signingKey = requireOneKey(
-        findKeys(configuration.senderJwkSet, JWKUse::JWK_SIG, configuration.signingKeyId, KeyClass::privateKey), false,
+        findKeys(configuration.senderJwkSet, JWKUse::JWK_SIG, configuration.signingKeyId, KeyClass::privateKey),
         "Must provide sender's private key to sign JWTs.");
     const auto encryptionKey = requireOneKey(
         findKeys(configuration.recipientJwkSet, JWKUse::JWK_ENC, configuration.encryptionKeyId, KeyClass::publicKey),
-        true, "Must provide recipient's public key to encrypt JWTs.");
+        "Must provide recipient's public key to encrypt JWTs.");
     const JWSSigner signer(configuration.signerAlgorithm, std::move(signingKey));
     const PreparedEncrypter encrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                       *encryptionKey.key().keyRef(), configuration.encryptionKeyId);
@@ -61,7 +61,7 @@ ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
     const auto& configuration = *configuration_;
     ReceivedNestedMessage nested(encodedMessage, configuration.limits);
     const auto decryptionKey =
-        requireOneKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, nested.keyId(), KeyClass::privateKey), true,
+        requireOneKey(findKeys(configuration.senderJwkSet, JWKUse::JWK_ENC, nested.keyId(), KeyClass::privateKey),
                       "Must provide sender's private key to decrypt JWTs.");
     const JWEDecrypter decrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                  *decryptionKey.key().keyRef());
