@@ -94,7 +94,8 @@ def edits(line, previous):
     if found:
         yield "statement", *found.span(), ";"
     # check() and fail() word failures of OpenSSL, which tests cannot provoke one by one.
-    for found in re.finditer(r'"\x01+"', "" if re.search(r"\b(check|fail)\(", line) else line):
+    call = line if starts else previous + line
+    for found in re.finditer(r'"\x01+"', "" if re.search(r"\b(check|fail)\(", call) else line):
         yield "text", found.end() - 1, found.end() - 1, "~"
 
 
