@@ -2,6 +2,7 @@
 
 #include <openssl/ui.h>
 
+#include "torvane/platform/core/internal/error_scope.hpp"
 #include "torvane/platform/primitives/asymmetric_key.hpp"
 #include "torvane/platform/primitives/asymmetric_operations.hpp"
 
@@ -62,6 +63,26 @@ TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
     EXPECT_FALSE(SoftwareKeyStore::load(bytesOf(file.at("behindEightBlocks"))).isPublicKey());
     UI_set_default_method(UI_OpenSSL());
     UI_destroy_method(method);
+}
+
+TEST(SoftwareKeyStore, LeavesTheErrorsOfTheApplicationInOpenSSLsQueue) {
+    ERR_clear_error();
+    ERR_raise(ERR_LIB_USER, 123);
+    EXPECT_ERROR(SoftwareKeyStore::load(bytesOf("no key")), noKey);
+    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 123);
+    EXPECT_EQ(ERR_get_error(), 0U);
+}
+
+TEST(ErrorScope, TellsALackOfMemoryFromAnEarlierOne) {
+    for (const bool isFirst : {true, false}) {
+        ERR_clear_error();
+        if (!isFirst) ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);
+        const Crypto::ErrorScope scope;
+        EXPECT_FALSE(scope.ranOutOfMemory());
+        ERR_raise(ERR_LIB_USER, ERR_R_MALLOC_FAILURE);
+        EXPECT_EQ(scope.ranOutOfMemory(), isFirst);
+    }
+    ERR_clear_error();
 }
 
 TEST(SoftwareKeyStore, MakesNoRSAKeyOfAnUnsafeOrCutSize) {

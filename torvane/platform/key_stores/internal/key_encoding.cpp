@@ -62,6 +62,7 @@ class KeyReader {
     // Decodes an object of DER, and removes it from the front of the text.
     template <class Object, auto Decode, class... Family>
     static Object decode(ByteView& encoded, Family... family) {
+        const ErrorScope scope;  // for each attempt, since the queue drops the oldest of more than 16 errors
         const auto* end = encoded.data();
         Object object(Decode(family..., nullptr, &end, static_cast<long>(encoded.size())));
         if (object) encoded = encoded.subspan(static_cast<std::size_t>(end - encoded.data()));
@@ -262,9 +263,9 @@ class KeyReader {
             answer_ = askForPassphrase_("the passphrase of " + origin_);
         }
         keys_.hadPassphrase = answer_.has_value();
-        if (!answer_ || !std::in_range<int>(answer_->size())) return std::nullopt;
+        if (!answer_) return std::nullopt;
         // An empty buffer has no address, but the empty passphrase has one.
-        return Passphrase{answer_->empty() ? "" : asText(*answer_).data(), static_cast<int>(answer_->size())};
+        return Passphrase{answer_->empty() ? "" : asText(*answer_).data(), toInt(answer_->size(), "take a passphrase")};
     }
 
     const SecretSource& askForPassphrase_;
