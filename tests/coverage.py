@@ -47,7 +47,7 @@ def main(build):
         texts = (ROOT / path).read_text(encoding="utf-8").split("\n")
         for number in numbers:
             line = (path, texts[number - 1].strip())
-            # The compiler writes defaulted functions; a closing brace belongs to the line before.
+            # Lines without code of our own: braces, and functions that the compiler writes.
             if not line[1].strip("{}();") or line[1].endswith("= default;"):
                 continue
             if line in excused:

@@ -30,7 +30,7 @@ std::string filledIn(std::string text, const std::string& path) {
 
 TEST(KeyFile, OpensTheRequestedClass) {
     const TemporaryFolder folder;
-    forEachRow("key_files.json", "files", 52, [&](const json& row) {
+    forEachRow("key_files.json", "files", 54, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
         std::vector<std::string> askedFor;
         const auto source = [&](std::string_view whose) -> std::optional<SecretBuffer> {
@@ -195,8 +195,9 @@ TEST(KeyFile, ReadsAFifoThatIsWrittenSlowly) {
     const TemporaryFolder folder;
     const auto path = folder / "fifo";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-    const int writer = ::open(path.c_str(), O_RDWR);
-    std::thread writing([&] {
+    const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK);  // keeps what is written until it is read
+    const int writer = ::open(path.c_str(), O_WRONLY);
+    std::jthread writing([&] {
         for (const auto c : keyText(ecP256, "pkcs8_pem")) {
             if (c == '\n') std::this_thread::sleep_for(std::chrono::milliseconds(20));
             EXPECT_EQ(::write(writer, &c, 1), 1);
@@ -205,6 +206,7 @@ TEST(KeyFile, ReadsAFifoThatIsWrittenSlowly) {
     });
     EXPECT_EQ(openKey(path, KeyClass::privateKey).publicComponents(), publicKey(ecP256).publicComponents());
     writing.join();
+    ::close(reader);
 }
 
 TEST(KeyFile, NewFileIsDeletedWhenItCannotBeWritten) {

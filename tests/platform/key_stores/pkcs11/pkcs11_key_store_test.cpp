@@ -1,3 +1,4 @@
+#include "torvane/platform/key_stores/internal/pkcs11/pad_to_length.hpp"
 #include "torvane/platform/key_stores/internal/pkcs11/token.hpp"
 
 #include "tests/platform/key_stores/pkcs11/device_testing.hpp"
@@ -258,7 +259,7 @@ TEST(Pkcs11Key, RejectsExplicitParametersAndHybridPoints) {
     }
 }
 
-// As DER, a point without the wrapping that begins like this one is an OCTET STRING.
+// A bare point whose x begins with 63 is also a valid OCTET STRING of 63 bytes.
 TEST(Pkcs11Key, ReadsABarePointThatLooksWrapped) {
     std::optional<ECPublicComponents> made;
     do {
@@ -271,6 +272,17 @@ TEST(Pkcs11Key, ReadsABarePointThatLooksWrapped) {
     Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
     key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_EC_POINT, point);
     EXPECT_EQ(importPublic(SoftDevice(), key).publicComponents(), PublicComponents(*made));
+}
+
+TEST(PadToLength, MovesWhatWasWrittenToTheEnd) {
+    for (std::size_t length = 1; length <= 70; ++length) {
+        for (std::size_t written = 0; written <= length; ++written) {
+            ByteBuffer value(length, 0), expected(length, 0);
+            std::fill_n(value.begin(), written, std::uint8_t{7});
+            std::fill_n(expected.rbegin(), written, std::uint8_t{7});
+            EXPECT_EQ(Torvane::PKCS11::padToLength(value, written, length), expected) << written << " of " << length;
+        }
+    }
 }
 
 TEST(Pkcs11Key, RejectsKeysOfOtherFamilies) {

@@ -267,7 +267,7 @@ TEST(QuirkyDriver, AChildProcessRecoversFromALossWhileItsParentDecrypts) {
     const auto key = openKey(quirkyUri("object=decrypt"), KeyClass::privateKey, pin);
     const auto ciphertext = key.encrypt(SHA256, digest);
     const auto before = countQuirks();
-    ::setenv("QUIRK", "takes its time", 1);
+    ::setenv("QUIRK", "waits", 1);
     std::thread decrypting([&] { EXPECT_TRUE(key.decrypt(SHA256, ciphertext)); });
     while (countQuirks() == before) std::this_thread::yield();
     const auto child = ::fork();
@@ -278,8 +278,10 @@ TEST(QuirkyDriver, AChildProcessRecoversFromALossWhileItsParentDecrypts) {
         ::unsetenv("QUIRK");
         ::_exit(isLost && key.decrypt(SHA256, ciphertext) ? 0 : 1);
     }
-    decrypting.join();
     ::unsetenv("QUIRK");
+    askDriver("releaseDecryption");
+    decrypting.join();
+    ASSERT_NE(child, -1);
     int status = -1;
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);

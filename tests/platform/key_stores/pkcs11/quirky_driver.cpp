@@ -1,11 +1,12 @@
 // PKCS #11 driver over SoftHSM that imitates a quirk of other drivers. The environment variable QUIRK names the quirk;
-// "C_Decrypt 48" is the error that a function returns.
+// "C_Decrypt 48" makes C_Decrypt return the error 48.
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
+#include <string>
 #include <string_view>
 #include <thread>
 #include <unistd.h>
@@ -20,6 +21,7 @@ std::atomic<unsigned> timesShown = 0;
 std::atomic<unsigned> wrongLogins = 0;
 std::atomic<pid_t> startingProcess = 0;
 std::atomic<bool> isDestroyed = false;
+std::atomic<bool> isReleased = false;
 
 const struct StaticVariable {
     ~StaticVariable() { isDestroyed = true; }
@@ -32,12 +34,13 @@ bool isQuirk(std::string_view name) {
 
 CK_RV errorOf(std::string_view function) {
     const char* quirk = std::getenv("QUIRK");
-    if (quirk == nullptr || !std::string_view(quirk).starts_with(function)) return CKR_OK;
+    if (quirk == nullptr || !std::string_view(quirk).starts_with(std::string(function) + ' ')) return CKR_OK;
     return std::strtoul(quirk + function.size(), nullptr, 10);
 }
 
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
     static std::atomic<bool> wasReplaced = false;
+    if (!isQuirk("replaced once")) wasReplaced = false;
     if (isQuirk("replaced once") && !wasReplaced.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     if (const auto error = errorOf("C_OpenSession"); error != CKR_OK) return ++timesShown, error;
     if (++openSessions > 2 && isQuirk("two sessions")) {
@@ -98,9 +101,13 @@ CK_RV decryptInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_
 
 CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* out, CK_ULONG* outSize) {
     static std::atomic<int> calls = 0;
+    if (!isQuirk("removed once")) wasRemoved = false;
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
-    if (isQuirk("takes its time")) ++timesShown, std::this_thread::sleep_for(std::chrono::seconds(1));
+    if (!isQuirk("waits")) isReleased = false;
+    if (isQuirk("waits")) {
+        for (++timesShown; !isReleased;) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     if (isQuirk("finds out late") && calls++ % 2 == 0) return ++timesShown, CKR_MECHANISM_PARAM_INVALID;
     if (const auto error = errorOf("C_Decrypt"); error != CKR_OK) return ++timesShown, error;
     if (!isQuirk("drops zeros") || result != CKR_OK) return result;
@@ -111,6 +118,7 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     return result;
 }
 
+// The quirk "no long digests" shows in every signature: nothing too long may arrive.
 CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* out, CK_ULONG* outSize) {
     if (isQuirk("no long digests") && (++timesShown, inSize > 32)) return CKR_DATA_LEN_RANGE;
     return real->C_Sign(session, in, inSize, out, outSize);
@@ -183,6 +191,12 @@ extern "C" __attribute__((visibility("default"))) unsigned countQuirks() {
 
 extern "C" __attribute__((visibility("default"))) unsigned countSessions() {
     return static_cast<unsigned>(openSessions);
+}
+
+// Lets decryptions of the quirk "waits" go on.
+extern "C" __attribute__((visibility("default"))) unsigned releaseDecryption() {
+    isReleased = true;
+    return 1;
 }
 
 // How many wrong PINs were sent since the last login.
