@@ -6,7 +6,8 @@ and what is built only without PKCS #11.
 The tests that cover a line come from the coverage preset (--reuse takes those of the last run). A mutant is killed when
 a test fails, crashes, or takes ten times its time. equivalents.toml names mutants that change nothing, and says why.
 
---again takes the outcomes of the last run and judges only its survivors, after tests for them were written.
+--again judges only the survivors of the last run, and takes its other outcomes as they are: for use after tests were
+written, not after torvane/ was changed.
 
 The checkout is not touched: the faults are planted in copies in build/mutate. Ends with 1 when the score is too low.
 """
@@ -60,7 +61,7 @@ def trace(program, test):
     raw = WORK / f"{program.name}.{test.replace('/', '_')}.profraw"
     started = time.monotonic()
     subprocess.run([str(program), f"--gtest_filter={test}"], env={**ENVIRONMENT, "LLVM_PROFILE_FILE": str(raw)},
-                   cwd=program.parent, capture_output=True, check=False)
+                   cwd=program.parent, capture_output=True, check=True)
     seconds = time.monotonic() - started
     merged = raw.with_suffix(".profdata")
     run(["llvm-profdata", "merge", "-sparse", raw, "-o", merged])
@@ -101,17 +102,28 @@ class Copy:
 
     def __init__(self, number):
         self.tree, self.build = WORK / f"tree{number}", WORK / f"build{number}"
-        shutil.rmtree(self.tree, ignore_errors=True)
-        for name in run(["git", "ls-files"], cwd=ROOT).stdout.splitlines():
+        names = run(["git", "ls-files"], cwd=ROOT).stdout.splitlines()
+        for path in {path for path in self.tree.rglob("*") if path.is_file()} - {self.tree / name for name in names}:
+            path.unlink()
+        for name in names:
             target = self.tree / name
             target.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy2(ROOT / name, target)
+            # Objects of the last run are built again if, and only if, the file was changed since.
+            if not target.exists() or target.read_bytes() != (ROOT / name).read_bytes():
+                shutil.copy(ROOT / name, target)
         run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
              "-DCMAKE_CXX_COMPILER=clang++", "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold",
              "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", "-DTORVANE_BUILD_BENCHMARKS=OFF",
              "-DTORVANE_BUILD_CLI=OFF", "-DTORVANE_INSTALL=OFF"])
         run(["cmake", "--build", self.build])
         self.programs = {path.name: path for path in (self.build / "tests").rglob("test_*") if path.is_file()}
+
+    def check_tests(self, seconds):
+        """Without a fault, all tests must pass together; trace() has run each alone."""
+        for program in {name.split()[0] for name in seconds}:
+            tests = [name.split()[1] for name in seconds if name.startswith(program + " ")]
+            if self.fails(program, tests, 60 + 10 * sum(seconds[f"{program} {test}"] for test in tests)):
+                sys.exit(f"{program} fails without a fault")
 
     def compile(self, program):
         command = ["cmake", "--build", self.build, "--target", program]
@@ -154,7 +166,8 @@ def judge(copy, path, text, tests, seconds):
 def find_tests(traced, path, line):
     """The tests that run the line; for a line that is never run as such, for example a constant, those of the file. A
     process that a death test kills leaves no trace, so these tests are always run."""
-    lines = traced["covering"].get(path, {})
+    covering = traced["covering"]
+    lines = covering.get(path) or covering.get(path.replace(".hpp", ".cpp"), {})
     tests = lines.get(str(line)) or [test for tests in lines.values() for test in tests]
     deaths = [name.split() for name in traced["seconds"] if "DeathTest" in name]
     return sorted({tuple(test) for test in tests + deaths})
@@ -240,10 +253,14 @@ def main():
 
     equivalents = {(entry["path"], entry["before"], entry["after"]) for entry in tomllib.loads(
         (pathlib.Path(__file__).parent / "equivalents.toml").read_text(encoding="utf-8"))["mutant"]}
+    stale = equivalents - {(mutant.path, mutant.before, mutant.after)
+                           for path in list_files([]) for mutant in mutants.read_mutants(ROOT, path)}
+    if stale:
+        sys.exit("equivalents.toml names mutants that there are not: " + ", ".join(map(str, sorted(stale))))
     known = {}
     if arguments.again:
         known = {(path, name): outcome for path, name, outcome in json.loads(last.read_text(encoding="utf-8"))
-                 if outcome != "survived"}
+                 if outcome not in ("survived", "equivalent")}
     copies = queue.Queue()
 
     def judge_next(item):
@@ -264,6 +281,7 @@ def main():
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         for copy in pool.map(Copy, range(arguments.jobs)):
             copies.put(copy)
+        copy.check_tests(traced["seconds"])
         for (name, path, line, _), outcome in zip(work, pool.map(judge_next, work)):
             outcomes[path, name] = outcome
             last.write_text(json.dumps([[*key, value] for key, value in outcomes.items()]), encoding="utf-8")
