@@ -266,8 +266,9 @@ TEST(Pkcs11Key, ReadsABarePointThatLooksWrapped) {
         made = std::get<ECPublicComponents>(SoftwareKeyStore::generateEC(EllipticCurve::P256).publicComponents());
     } while (made->x.front() != 63);
     ByteBuffer point{4};
-    for (const auto* coordinate : {&made->x, &made->y})
+    for (const auto* coordinate : {&made->x, &made->y}) {
         point.insert(point.end(), coordinate->begin(), coordinate->end());
+    }
     const auto curve = fromHex("06082a8648ce3d030107");
     Torvane::PKCS11::Template key(CKO_PUBLIC_KEY);
     key.add(CKA_KEY_TYPE, CK_ULONG{CKK_EC}).add(CKA_EC_PARAMS, curve).add(CKA_EC_POINT, point);
