@@ -165,12 +165,12 @@ def judge(copy, path, text, tests, seconds):
 
 def find_tests(traced, path, line):
     """The tests that run the line; for a line that is never run as such, for example a constant, those of the file. A
-    process that a death test kills leaves no trace, so these tests are always run."""
+    process that a death test kills, or that a test forks, leaves no trace, so these tests are always run."""
     covering = traced["covering"]
     lines = covering.get(path) or covering.get(path.replace(".hpp", ".cpp"), {})
     tests = lines.get(str(line)) or [test for tests in lines.values() for test in tests]
-    deaths = [name.split() for name in traced["seconds"] if "DeathTest" in name]
-    return sorted({tuple(test) for test in tests + deaths})
+    untraced = [name.split() for name in traced["seconds"] if "DeathTest" in name or "ChildProcess" in name]
+    return sorted({tuple(test) for test in tests + untraced})
 
 
 def draw(candidates, count, seed):
