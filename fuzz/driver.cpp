@@ -1,7 +1,8 @@
-// Fuzz target of what a PKCS #11 driver answers. In the first byte of the input, bits 0 and 1 select the key, bit 2
+// Fuzz target of the answers of a PKCS #11 driver. In the first byte of the input, bits 0 and 1 select the key, bit 2
 // generates another, bit 3 allows the last try, and bits 4 to 7 say which prompts are answered with a wrong PIN. The
-// rest says where the driver lies (hostile_driver.hpp). The program gets errors of the library, or valid keys and
-// results of the right size; no PIN is shown or wasted; and a store whose driver only failed works again after that.
+// rest says where the driver lies (hostile_driver.hpp). The library throws its own errors, or returns valid keys and
+// results of the right size. It shows no PIN and wastes none. A store works again after a driver that failed, but did
+// not lie.
 #include <algorithm>
 #include <array>
 #include <dlfcn.h>
@@ -64,16 +65,19 @@ void useKey(const SecKey& key, bool isHonest) {
     static const auto peer = publicKey(ecEncP256);
     static const auto agreed = privateKey(ecP256).agree(peer);
     static const auto ciphertext = publicKey(rsaEnc).encrypt(SHA256, digest);
+    const auto run = [isHonest](const auto& use) {
+        if (isHonest) return use();
+        attempt(use);
+    };
     for (const auto scheme : {ECDSA, RSA_PSS, RSA_PKCS1}) {
         if (key.curve().has_value() != (scheme == ECDSA)) continue;
-        const auto use = [&] {
+        run([&] {
             const auto signature = key.sign(scheme, SHA256, digest);
             require(signature.size() == key.signatureSize(), "a signature has the size of all signatures");
             require(!isHonest || key.verify(scheme, SHA256, digest, signature), "a signature is valid");
-        };
-        isHonest ? use() : attempt(use);
+        });
     }
-    const auto use = [&] {
+    run([&] {
         if (key.curve()) {
             const auto result = key.agree(peer);
             require(result.size() == coordinateSize(*key.curve()), "a shared secret has the size of a coordinate");
@@ -83,8 +87,7 @@ void useKey(const SecKey& key, bool isHonest) {
             require(!result || result->size() <= key.signatureSize(), "a plaintext is shorter than the modulus");
             require(!isHonest || (result && asText(*result) == asText(digest)), "a plaintext is right");
         }
-    };
-    isHonest ? use() : attempt(use);
+    });
 }
 
 }  // namespace
@@ -105,7 +108,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             driver.hasLied = false;
             store.emplace(uri, std::ref(prompt));
         }
-        if ((choice & 8U) != 0) driver.mayUseLastTry = true, store->allowLastTry();
+        if ((choice & 8U) != 0) {
+            driver.mayUseLastTry = true;
+            store->allowLastTry();
+        }
         std::optional<SecKey> opened;
         attempt([&] { checkPublicKey(store->key(name, KeyClass::publicKey)); });
         attempt([&] { checkPublicKey(opened.emplace(store->key(name, KeyClass::privateKey))); });

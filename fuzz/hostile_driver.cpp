@@ -88,7 +88,7 @@ const auto& honestObjects() {
     return objects;
 }
 
-// What the real key answers, computed only once for each argument, to be fast.
+// The answer of the real key. Kept for each argument, since computing it is slow.
 ByteBuffer compute(CK_MECHANISM_TYPE mechanism, ByteView data) {
     using enum SignatureScheme;
     static std::map<std::pair<CK_MECHANISM_TYPE, ByteBuffer>, ByteBuffer> known;
@@ -97,7 +97,7 @@ ByteBuffer compute(CK_MECHANISM_TYPE mechanism, ByteView data) {
     const auto sign = [&](const std::string& kid, SignatureScheme scheme) {
         return privateKey(kid).sign(scheme, HashFunction::SHA256, data.last(32));  // without the name of the hash
     };
-    const auto compute = [&]() -> ByteBuffer {
+    const auto answerOfKey = [&]() -> ByteBuffer {
         switch (mechanism) {
             case CKM_ECDSA: return sign(ecP256, ECDSA);
             case CKM_RSA_PKCS: return sign(rsaEnc, RSA_PKCS1);
@@ -115,7 +115,7 @@ ByteBuffer compute(CK_MECHANISM_TYPE mechanism, ByteView data) {
             }
         }
     };
-    return entry->second = compute();
+    return entry->second = answerOfKey();
 }
 
 // Whether the object has all these attributes. Private keys are hidden before the login.

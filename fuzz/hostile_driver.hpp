@@ -1,7 +1,7 @@
 // PKCS #11 driver of a token "app" with the private keys "ec", "rsa" and "certified"; the last asks for the PIN each
-// time. Bytes of input say which calls it answers dishonestly: a number of honest calls, the kind of the next answer,
-// what that kind needs, the next number of honest calls, and so on. It never writes past a buffer, and is honest where
-// the input ends.
+// time. The input says which calls it answers dishonestly. It repeats: a number of honest calls, the kind of the
+// dishonest answer that follows, and what this kind needs. The driver never writes past a buffer, and is honest once
+// the input has ended.
 #pragma once
 
 #include <cstdint>
@@ -30,12 +30,12 @@ struct HostileDriver {
 
     std::uint8_t next();
 
-    /// The given result where the session is open.
+    /// The result if the session is open; the error for a closed one otherwise.
     CK_RV check(CK_SESSION_HANDLE session, CK_RV result = CKR_OK) const {
         return sessions.contains(session) ? result : CKR_SESSION_HANDLE_INVALID;
     }
-    /// Answers a call, honestly with these values: the `room` bytes at `out` get `value`, and `size` gets its size in
-    /// units of `unit` bytes.
+    /// Answers a call. An honest answer writes `value` to the `room` bytes at `out`, and its size to `size`, in units
+    /// of `unit` bytes.
     CK_RV answer(CK_RV result, ByteBuffer value = {}, void* out = nullptr, CK_ULONG room = 0, CK_ULONG* size = nullptr,
                  CK_ULONG unit = 1);
 
@@ -43,13 +43,13 @@ struct HostileDriver {
 
     ByteView input;
     std::size_t honestCalls = 0;
-    /// Whether any answer was wrong; an error is not, unless it says something of the key or the PIN.
+    /// Whether an answer was wrong. An error counts only if it says something about the key or the PIN.
     bool hasLied = false;
-    /// What the store must not do and did.
+    /// The last rule that the store broke; empty if none.
     std::string fault;
 
     std::set<CK_SESSION_HANDLE> sessions;
-    /// Those with an operation that was begun and not finished.
+    /// The sessions with an unfinished operation.
     std::set<CK_SESSION_HANDLE> busySessions;
     std::map<CK_OBJECT_HANDLE, Object> objects;
     CK_ULONG lastHandle = 100;
@@ -67,7 +67,7 @@ struct HostileDriver {
 /// The driver that the functions use. Assign a new one for each input.
 extern HostileDriver driver;
 
-/// What C_GetFunctionList of the driver gives out.
+/// The list that C_GetFunctionList returns.
 CK_FUNCTION_LIST* driverFunctions();
 
 }  // namespace Testing
