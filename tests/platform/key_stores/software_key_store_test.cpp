@@ -66,11 +66,15 @@ TEST(SoftwareKeyStore, RejectsBadKeysWithoutAPassphrasePrompt) {
 }
 
 TEST(SoftwareKeyStore, LeavesTheErrorsOfTheApplicationInOpenSSLsQueue) {
-    ERR_clear_error();
-    ERR_raise(ERR_LIB_USER, 123);
-    EXPECT_ERROR(SoftwareKeyStore::load(bytesOf("no key")), noKey);
-    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 123);
-    EXPECT_EQ(ERR_get_error(), 0U);
+    std::string brokenBlocks;
+    for (int i = 0; i < 20; ++i) brokenBlocks += "-----BEGIN PUBLIC KEY-----\n*\n-----END PUBLIC KEY-----\n";
+    for (const auto& text : {std::string("no key"), brokenBlocks}) {
+        ERR_clear_error();
+        ERR_raise(ERR_LIB_USER, 123);
+        EXPECT_ERROR(SoftwareKeyStore::load(bytesOf(text)), noKey);
+        EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), 123);
+        EXPECT_EQ(ERR_get_error(), 0U);
+    }
 }
 
 TEST(ErrorScope, TellsALackOfMemoryFromAnEarlierOne) {

@@ -7,6 +7,8 @@ namespace Torvane::Crypto {
 
 /// Guard that leaves the thread's OpenSSL error queue as it found it. Every operation that calls OpenSSL runs under
 /// one, its own or that of its caller, so that the application never finds an error of the library's in the queue.
+///
+/// The queue holds 16 errors and drops the oldest of more. So each round of a loop whose calls may fail has its own.
 class ErrorScope {
   public:
     // ERR_set_mark() fails when the queue is empty.

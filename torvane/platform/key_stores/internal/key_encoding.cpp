@@ -62,7 +62,7 @@ class KeyReader {
     // Decodes an object of DER, and removes it from the front of the text.
     template <class Object, auto Decode, class... Family>
     static Object decode(ByteView& encoded, Family... family) {
-        const ErrorScope scope;  // for each attempt, since the queue drops the oldest of more than 16 errors
+        const ErrorScope scope;
         const auto* end = encoded.data();
         Object object(Decode(family..., nullptr, &end, static_cast<long>(encoded.size())));
         if (object) encoded = encoded.subspan(static_cast<std::size_t>(end - encoded.data()));
@@ -79,6 +79,7 @@ class KeyReader {
         const Bio input(check(BIO_new_mem_buf(encoded.data(), toInt(encoded.size(), "set up a key reader")),
                               "set up a key reader"));
         for (; objects_ < maximumObjects && BIO_eof(input.get()) != 1; ++objects_) {
+            const ErrorScope scope;
             PemBlock block;
             if (!block.read(input.get())) continue;
             auto encryption = block.readEncryption();
@@ -217,6 +218,7 @@ class KeyReader {
     std::vector<Bags> decryptParts(STACK_OF(PKCS7) * parts, Passphrase passphrase) {
         std::vector<Bags> contents;
         for (int i = 0; i < sk_PKCS7_num(parts); ++i) {
+            const ErrorScope scope;
             auto* part = sk_PKCS7_value(parts, i);
             const bool isEncrypted = PKCS7_type_is_encrypted(part) && part->d.encrypted != nullptr;
             if (!isEncrypted && !PKCS7_type_is_data(part)) continue;
@@ -236,6 +238,7 @@ class KeyReader {
     // Reads all certificates, but only the first private key: the others of a PKCS #12 file are not looked at.
     void addBags(const STACK_OF(PKCS12_SAFEBAG) * bags, Passphrase passphrase, bool& hasKey) {
         for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i) {
+            const ErrorScope scope;
             const auto* bag = sk_PKCS12_SAFEBAG_value(bags, i);
             if (const auto* inner = PKCS12_SAFEBAG_get0_safes(bag)) {
                 addBags(inner, passphrase, hasKey);
