@@ -8,6 +8,7 @@ import collections
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tomllib
@@ -36,6 +37,8 @@ def find_uncovered(lcov):
             path = str(pathlib.Path(line[3:]).relative_to(ROOT))
         elif line.startswith("DA:") and line[3:].split(",")[1] == "0":
             uncovered[path].append(int(line[3:].split(",")[0]))
+    if not re.search(r"^SF:.*\.hpp$", lcov, re.MULTILINE):
+        sys.exit("No header was measured. A compiler cache that makes paths relative hides them.")
     return uncovered
 
 
