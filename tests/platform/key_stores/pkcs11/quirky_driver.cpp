@@ -104,9 +104,10 @@ CK_RV decrypt(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inSize, CK_BYTE* 
     if (!isQuirk("removed once")) wasRemoved = false;
     if (isQuirk("removed once") && !wasRemoved.exchange(true)) return ++timesShown, CKR_DEVICE_REMOVED;
     const auto result = real->C_Decrypt(session, in, inSize, out, outSize);
-    if (!isQuirk("waits")) isReleased = false;
     if (isQuirk("waits")) {
         for (++timesShown; !isReleased;) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    } else {
+        isReleased = false;
     }
     if (isQuirk("finds out late") && calls++ % 2 == 0) return ++timesShown, CKR_MECHANISM_PARAM_INVALID;
     if (const auto error = errorOf("C_Decrypt"); error != CKR_OK) return ++timesShown, error;
