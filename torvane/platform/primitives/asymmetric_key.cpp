@@ -110,8 +110,8 @@ CurveName readCurveName(const EVP_PKEY* key) noexcept {
     return name;
 }
 
-// Rejects what OpenSSL reads although RFC 5480 forbids it. OpenSSL gives explicit parameters the name of a curve even if
-// their cofactor is wrong.
+// Rejects what OpenSSL reads although RFC 5480 forbids it. OpenSSL gives explicit parameters the name of a curve even
+// if their cofactor is wrong.
 void requireStandardEncoding(const EVP_PKEY* key) {
     int isExplicit = 0;
     if (EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &isExplicit) == 1 &&
