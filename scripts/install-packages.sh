@@ -1,11 +1,12 @@
 #!/bin/sh
 # Installs the packages of packages.txt that are missing, as root or with sudo: `install-packages.sh [WORD]`. With WORD,
-# also those that packages.txt marks with it.
+# also those that packages.txt marks with it; with "demo", only those.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 
 missing=$(
-    awk -v word="${1:-}" '!/^#/ && (NF == 1 || $2 == word) { print $1 }' "$here/packages.txt" |
+    awk -v word="${1:-}" '
+        !/^#/ && ($2 == word || word != "demo" && (NF == 1 || $2 == "demo")) { print $1 }' "$here/packages.txt" |
         while read -r package; do
             status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
             [ "$status" = installed ] || printf ' %s' "$package"

@@ -362,6 +362,18 @@ def debian_packages():
     check_command(root / "all/usr/bin/torvane", LD_LIBRARY_PATH=beside)
 
 
+def demo_packages():
+    """The preset "demo" looks for all libraries of the packages that are marked with that word, and for no others."""
+    tree = work / "demo"
+    shutil.rmtree(tree, ignore_errors=True)
+    run("cmake", "--preset", "demo", "-S", source, "-B", tree)
+    cache = (tree / "CMakeCache.txt").read_text()
+    found = re.findall(r"^[\w-]+(?::FILEPATH|(?<!INCLUDE)_DIR:PATH)=(/usr/.+)$", cache, re.MULTILINE)
+    owners = {line.split(":")[0] for line in run("dpkg", "-S", *found).splitlines()}
+    marked = re.findall(r"^(\S+-dev) demo$", (source / "scripts/packages.txt").read_text(), re.MULTILINE)
+    same({owner for owner in owners if owner.endswith("-dev")}, marked, "libraries of the demo")
+
+
 def recipes():
     """Checks what needs neither vcpkg nor Conan: the versions, the options, the syntax."""
     settings = "".join(file.read_text() for file in [source / "CMakeLists.txt", *source.glob("cmake/*.cmake")])
