@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <functional>
 #include <optional>
+#include <regex>
 
 #include <openssl/err.h>
 
@@ -23,7 +24,8 @@ using namespace Testing;
 using enum HashFunction;
 using enum SignatureScheme;
 
-const std::string uri = "pkcs11:token=app?module-path=" TORVANE_DRIVER_MODULE;
+const std::string uri =
+    "pkcs11:token=app?module-path=" + std::regex_replace(TORVANE_DRIVER_MODULE, std::regex(" "), "%20");
 // How all PINs begin.
 const std::string secret = "SECRET0";
 const ByteBuffer digest(32, 7);

@@ -7,10 +7,17 @@ cd "$(dirname "$0")/.."
 
 rm -rf "$folder/html" "$folder/xml"
 mkdir -p "$folder"
-{
-    cat docs/Doxyfile
-    # Headers in other folders are private.
-    find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
-    echo "OUTPUT_DIRECTORY = \"$folder\""
-} | doxygen -
+# Doxygen follows no link between pages whose path contains a space.
+copy=$(mktemp -d)
+trap 'rm -rf "$copy"' EXIT
+cp -R ./*.md docs torvane "$copy"
+(
+    cd "$copy"
+    {
+        cat docs/Doxyfile
+        # Headers in other folders are private.
+        find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
+        echo "OUTPUT_DIRECTORY = \"$folder\""
+    } | doxygen -
+)
 python3 scripts/undocumented.py "$folder/xml"

@@ -212,7 +212,7 @@ class Pkcs11Tokens(CommandTest):
         refused = 'torvane: One wrong PIN would lock the PKCS #11 token "app": only the last try is left, ' \
                   "which is not used without permission.\n"
         last = {**self.environment, "QUIRK": "last try"}
-        uri = self.uri("sign").replace(os.environ["SOFTHSM2_MODULE"], os.environ["QUIRKY_DRIVER"])
+        uri = self.uri("sign").replace(os.environ["SOFTHSM2_MODULE"], os.environ["QUIRKY_DRIVER"].replace(" ", "%20"))
         set_of_peer = ("--peer", "public.jwks", *pin)
         for arguments, stdin in ((("key", "new", "P-256", uri.replace("sign", "new"), *pin), b""),
                                  (("key", "show", uri, *pin), b""),

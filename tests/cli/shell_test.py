@@ -141,7 +141,7 @@ class Shell(CommandTest):
                   ("key new P-256 ", []), ("decode --peer set --out", ["--output"]))
 
     def test_bash_completes(self):
-        script = f'. {SOURCE}/completions/torvane.bash; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _torvane; ' \
+        script = f'. "{SOURCE}/completions/torvane.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _torvane; ' \
                  'printf "%s\\n" "${COMPREPLY[@]}"'
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["bash", "-c", script, "bash", "torvane", *line.split(" ")], capture_output=True,
@@ -150,7 +150,7 @@ class Shell(CommandTest):
 
     def test_fish_completes(self):
         for line, expected in self.CANDIDATES:
-            done = subprocess.run(["fish", "--no-config", "-c", f"source {SOURCE}/completions/torvane.fish; "
+            done = subprocess.run(["fish", "--no-config", "-c", f"source '{SOURCE}/completions/torvane.fish'; "
                                    f"complete -C 'torvane {line}'"], capture_output=True, text=True, cwd=self.folder,
                                   env={**ENVIRONMENT, "HOME": self.folder})
             found = [row.split("\t")[0] for row in done.stdout.splitlines()]
@@ -160,7 +160,7 @@ class Shell(CommandTest):
         # Stands in for the completion functions of zsh, which need a terminal.
         script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; ' \
                  '_files() { print files; }; ' \
-                 f'words=("$@"); CURRENT=$#; . {SOURCE}/completions/_torvane'
+                 f'words=("$@"); CURRENT=$#; . "{SOURCE}/completions/_torvane"'
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["zsh", "-f", "-c", script, "zsh", "torvane", *line.split(" ")], capture_output=True,
                                   text=True, cwd=self.folder, env=ENVIRONMENT)

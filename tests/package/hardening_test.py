@@ -35,7 +35,7 @@ CALLED = {
 BRANCHES = {"x86_64-linux-gnu": "-fcf-protection", "aarch64-linux-gnu": "-mbranch-protection=standard"}
 PROJECT = f"""cmake_minimum_required(VERSION 3.25)
 project(hardened LANGUAGES CXX)
-include({cmake}/Hardening.cmake)
+include("{cmake}/Hardening.cmake")
 add_library(hardened STATIC hardened.cpp)
 torvane_harden(hardened)
 """

@@ -10,6 +10,7 @@ import os
 import pathlib
 import py_compile
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -179,7 +180,7 @@ def warning_flags():
     tree = work / "flags"
     tree.mkdir(exist_ok=True)
     lines = ["cmake_minimum_required(VERSION 3.25)", "project(flags LANGUAGES CXX)"]
-    lines += [f"include({source}/cmake/Settings.cmake)"]
+    lines += [f'include("{source}/cmake/Settings.cmake")']
     for name, flags in COMPILERS.items():
         lines += [f"set(CMAKE_CXX_COMPILER_ID {name})", f"string(COMPARE EQUAL {name} MSVC MSVC)"]
         lines += [f"add_library({name} OBJECT EXCLUDE_FROM_ALL x.cpp)", f"torvane_warnings({name})"]
@@ -237,7 +238,7 @@ def headers():
             *("-x", "c++", "-"),
             text="".join(f"#include <{header}>\n" for header in some),
         )
-    used = set(dependencies.read_text().replace("\\\n", " ").split(":", 1)[1].split()) - {"-"}
+    used = set(shlex.split(dependencies.read_text().replace("\\\n", " ").split(":", 1)[1])) - {"-"}
     others = {file for file in used if not pathlib.Path(file).is_relative_to(include)}
     owners = run("dpkg-query", "-S", *sorted({os.path.realpath(file) for file in others}))
     for line in owners.splitlines():

@@ -4,7 +4,7 @@
 
 #include "torvane/platform/key_stores/internal/file_io.hpp"
 
-#include "tests/platform/key_stores/pkcs11/device_testing.hpp"
+#include "tests/platform/key_stores/pkcs11/quirky_device.hpp"
 
 namespace {
 
@@ -12,7 +12,7 @@ using namespace Testing;
 
 int runKeyUser(const std::string& mode, const std::string& uri, const std::string& output = "/dev/null") {
     return std::system(
-        ("timeout 60 " TORVANE_GLOBAL_KEY_USER " '" + mode + "' '" + uri + "&pin-value=1234' >" + output).c_str());
+        ("timeout 60 '" TORVANE_GLOBAL_KEY_USER "' '" + mode + "' '" + uri + "&pin-value=1234' >" + output).c_str());
 }
 
 const char* const modes[] = {"in a global",       "in a global store",           "in a local static",
@@ -40,7 +40,7 @@ TEST(ProcessExit, AChildProcessLeavesTheSessionsOfItsParentAlone) {
     device.import(ecP256, "sign", "01");
     ::setenv("QUIRK", "one process", 1);
     for (const auto* mode : modes) {
-        EXPECT_EQ(runKeyUser(mode, "pkcs11:token=app;object=sign?module-path=" TORVANE_QUIRKY_DRIVER), 0) << mode;
+        EXPECT_EQ(runKeyUser(mode, quirkyUri("object=sign")), 0) << mode;
     }
     ::unsetenv("QUIRK");
 }

@@ -18,7 +18,7 @@ using namespace Testing;
 // A running key_user, which signs and decrypts with its keys without a pause.
 class KeyUser {
   public:
-    explicit KeyUser(const std::string& uris) : output_(::popen(("exec " TORVANE_KEY_USER + uris).c_str(), "r")) {
+    explicit KeyUser(const std::string& uris) : output_(::popen(("exec '" TORVANE_KEY_USER "'" + uris).c_str(), "r")) {
         if (output_ == nullptr || std::fscanf(output_, "%d", &process_) != 1) {
             throw std::runtime_error("key_user has failed");
         }

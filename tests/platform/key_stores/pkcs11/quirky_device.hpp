@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <p11-kit/pkcs11.h>
+#include <regex>
 #include <string>
 
 #include "tests/platform/key_stores/pkcs11/device_testing.hpp"
@@ -11,7 +12,8 @@
 namespace Testing {
 
 inline std::string quirkyUri(const std::string& attributes) {
-    return "pkcs11:token=app;" + attributes + "?module-path=" TORVANE_QUIRKY_DRIVER;
+    return "pkcs11:token=app;" + attributes +
+           "?module-path=" + std::regex_replace(TORVANE_QUIRKY_DRIVER, std::regex(" "), "%20");
 }
 
 inline unsigned askDriver(const char* function) {
