@@ -32,14 +32,17 @@ install(
 set(pc_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pc ${pc_folder} ${CMAKE_INSTALL_PREFIX})
 file(RELATIVE_PATH include_from_pc ${pc_folder} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-set(private_modules)
+# A program that links with the static library also needs the libraries that it uses, by name: with --static, their own
+# files may ask for libraries without development packages.
+set(needed_libraries)
 if(torvane_type STREQUAL "STATIC_LIBRARY")
-    set(private_modules libcrypto>=${torvane_openssl_version} ${torvane_secp256k1_module})
+    cmake_path(GET OPENSSL_CRYPTO_LIBRARY PARENT_PATH openssl_folder)
+    set(needed_libraries -L${openssl_folder} -lcrypto ${torvane_secp256k1_LDFLAGS})
     if(TORVANE_PKCS11)
-        list(APPEND private_modules ${torvane_p11kit_module})
+        list(APPEND needed_libraries ${torvane_p11kit_LDFLAGS})
     endif()
-    list(JOIN private_modules ", " private_modules)
-    string(REPLACE ">=" " >= " private_modules "${private_modules}")
+    list(REMOVE_DUPLICATES needed_libraries)
+    list(JOIN needed_libraries " " needed_libraries)
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/torvane.pc.in ${PROJECT_BINARY_DIR}/torvane.pc @ONLY)
 install(

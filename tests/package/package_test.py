@@ -130,12 +130,17 @@ def with_find_package(prefix, name):
     )
 
 
-def with_pkg_config(prefix, *static):
-    program = pathlib.Path(tempfile.mkdtemp(dir=work)) / "consumer"
-    path = str(only(prefix, "**/torvane.pc").parent)
-    options = run("pkg-config", *static, "--cflags", "--libs", "torvane", PKG_CONFIG_PATH=path).split()
-    run(compiler, "-std=c++20", consumer / "main.cpp", "-o", program, *options)
-    return program
+def with_pkg_config(prefix, *changed):
+    """Runs the line of the README, with a part of it changed."""
+    folder = pathlib.Path(tempfile.mkdtemp(dir=work))
+    shutil.copy(consumer / "main.cpp", folder / "app.cpp")
+    line = re.search(r"`(g\+\+ .*\$\(pkg-config .*\))`", (source / "README.md").read_text())[1]
+    pc_folder = only(prefix, "**/torvane.pc").parent.relative_to(prefix)
+    with tempfile.TemporaryDirectory() as without_spaces:
+        os.symlink(prefix, f"{without_spaces}/prefix")
+        path = f"{without_spaces}/prefix/{pc_folder}"
+        run("sh", "-c", f'cd "$1"; {line.replace(*changed) if changed else line}', "sh", folder, PKG_CONFIG_PATH=path)
+    return folder / "a.out"
 
 
 def find_package_static():
@@ -197,7 +202,8 @@ def fetch_content():
 
 
 def pkg_config_static():
-    check_consumer(with_pkg_config(static_prefix, "--static"), shared=False)
+    check_consumer(with_pkg_config(static_prefix), shared=False)
+    check_consumer(with_pkg_config(static_prefix, "--libs", "--static --libs"), shared=False)
 
 
 def pkg_config_shared():
