@@ -5,6 +5,7 @@ package_test.py STEP SOURCE BUILD WORK COMPILER: SOURCE is the checkout, BUILD i
 steps' own. The steps "static_install" and "shared_install" come before the others, "remove" after them.
 """
 
+import gzip
 import json
 import os
 import pathlib
@@ -335,6 +336,7 @@ def debian_packages():
     for folder in (debs, root):
         shutil.rmtree(folder, ignore_errors=True)
         folder.mkdir()
+    (root / "control").mkdir()
     run("cpack", "--config", shared_tree / "CPackConfig.cmake", "-B", debs)
     held, asked = {}, {}
     for deb in sorted(debs.glob("*.deb")):
@@ -344,6 +346,11 @@ def debian_packages():
         run("dpkg-deb", "-x", deb, root / name)
         held[name] = {re.sub(r"^usr/lib/[^/]+-linux-[^/]+/", "usr/lib/", file) for file in files_below(root / name)}
         asked[name] = asks.split(", ")
+        changelog = f"usr/share/doc/{name}/changelog.gz"
+        entry = gzip.decompress((root / name / changelog).read_bytes()).decode()
+        expect(entry.startswith(f"torvane ({version}) unstable; "), f"{name}: {changelog} says\n{entry}")
+        held[name].remove(changelog)
+        run("dpkg-deb", "--control", deb, root / "control" / name)
         run("dpkg-deb", "-x", deb, root / "all")
 
     runtime = f"libtorvane{major}.{minor}"
@@ -354,13 +361,16 @@ def debian_packages():
     development |= {"usr/lib/libtorvane.so", "usr/lib/pkgconfig/torvane.pc"}
     development |= {f"usr/include/{header}" for header in files_below(static_prefix / "include")}
     same(held["libtorvane-dev"], development, "libtorvane-dev")
+    control = root / "control" / runtime
+    same(files_below(control), {"control", "md5sums", "shlibs", "triggers"}, f"{runtime}, control files")
+    expect((control / "triggers").read_text() == "activate-noawait ldconfig\n", f"{runtime} triggers no ldconfig")
     libraries = {"libc6", "libgcc-s1", "libp11-kit0", "libsecp256k1-1", "libssl3", "libstdc++6"}
     same((wish.split()[0] for wish in asked[runtime]), libraries, f"{runtime} depends")
     same(asked["libtorvane-dev"], {f"{runtime} (= {version})"}, "libtorvane-dev depends")
 
     beside = str(only(root / "all", f"usr/lib/*/libtorvane.so.{major}.{minor}").parent)
     check_consumer(with_pkg_config(root / "all"), shared=True, LD_LIBRARY_PATH=beside)
-    command_files = {"usr/bin/torvane", "usr/share/man/man1/torvane.1"}
+    command_files = {"usr/bin/torvane", "usr/share/man/man1/torvane.1.gz"}
     command_files |= {"usr/share/bash-completion/completions/torvane", "usr/share/zsh/vendor-completions/_torvane"}
     command_files |= {"usr/share/fish/vendor_completions.d/torvane.fish"}
     same(held["torvane"], command_files, "torvane")
