@@ -18,3 +18,4 @@ for preset; do
     python3 tests/counts.py build/release/results.xml
     scripts/interop.sh
 done
+python3 -B tests/skipped.py "$@"
