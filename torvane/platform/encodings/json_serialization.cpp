@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "torvane/platform/encodings/utf8.hpp"
+
 namespace Torvane {
 namespace {
 
@@ -135,16 +137,7 @@ class ValueBuilder {
     std::string failure_;
 };
 
-// The string as a JSON literal; nothing when it is not UTF-8.
-std::optional<std::string> quoteJSON(const std::string& text) {
-    try {
-        return nlohmann::json(text).dump();
-    } catch (const nlohmann::json::type_error&) {
-        return std::nullopt;
-    }
-}
-
-// Characters that need no escape. "/" is escaped by the Writer, because the JSON library does not escape it.
+// Characters that need no escape, and are UTF-8 by themselves.
 constexpr bool isPlain(char c) noexcept {
     return c >= 0x20 && c < 0x7f && c != '"' && c != '\\' && c != '/';
 }
@@ -166,18 +159,17 @@ class Writer {
         }
     }
     void operator()(const std::string& text) {
-        if (std::all_of(text.begin(), text.end(), isPlain)) {
-            out_.push_back('"');
+        const bool isAllPlain = std::all_of(text.begin(), text.end(), isPlain);
+        if (!isAllPlain && !isUTF8(asBytes(text))) {
+            throw JSONError("A string that is not UTF-8 cannot be written as JSON.");
+        }
+        out_.push_back('"');
+        if (isAllPlain) {
             write(text);
-            out_.push_back('"');
-            return;
+        } else {
+            for (const char c : text) writeEscaped(c);
         }
-        const auto escaped = quoteJSON(text);
-        if (!escaped) throw JSONError("A string that is not UTF-8 cannot be written as JSON.");
-        for (const char c : *escaped) {
-            if (c == '/') out_.push_back('\\');
-            out_.push_back(static_cast<std::uint8_t>(c));
-        }
+        out_.push_back('"');
     }
     void operator()(const JSONValue::List& list) {
         out_.push_back('[');
@@ -206,6 +198,20 @@ class Writer {
   private:
     void write(std::string_view text) { out_.insert(out_.end(), text.begin(), text.end()); }
 
+    void writeEscaped(char c) {
+        constexpr std::string_view escaped = "\"\\/\b\f\n\r\t", letters = "\"\\/bfnrt", digits = "0123456789abcdef";
+        if (const auto at = escaped.find(c); at != std::string_view::npos) {
+            out_.push_back('\\');
+            out_.push_back(static_cast<std::uint8_t>(letters[at]));
+        } else if (const auto byte = static_cast<unsigned char>(c); byte < 0x20) {
+            write("\\u00");
+            out_.push_back(static_cast<std::uint8_t>(digits[byte >> 4U]));
+            out_.push_back(static_cast<std::uint8_t>(digits[byte & 15U]));
+        } else {
+            out_.push_back(byte);
+        }
+    }
+
     void writeNumber(auto value) {
         std::array<char, 32> digits{};
         const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
@@ -217,9 +223,7 @@ class Writer {
 
 struct IsJSON {
     bool operator()(double value) const { return std::isfinite(value); }
-    bool operator()(const std::string& text) const {
-        return std::all_of(text.begin(), text.end(), isPlain) || quoteJSON(text).has_value();
-    }
+    bool operator()(const std::string& text) const { return isUTF8(asBytes(text)); }
     bool operator()(const JSONValue::List& list) const {
         return std::all_of(list.begin(), list.end(), [this](const JSONValue& value) { return value.visit(*this); });
     }
