@@ -10,40 +10,12 @@ namespace Torvane {
 namespace {
 
 constexpr std::string_view standardAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
-// The two characters of every 12-bit value, so that three bytes take two look-ups.
 using Pair = std::array<char, 2>;
-using PairTable = std::array<Pair, 4096>;
 
-constexpr PairTable makePairs(std::string_view alphabet) {
-    PairTable table{};
-    for (std::size_t group = 0; group < table.size(); ++group) {
-        table[group] = {alphabet[group >> 6], alphabet[group & 63]};
-    }
-    return table;
-}
-
-constexpr PairTable urlPairs = makePairs(urlAlphabet);
-constexpr PairTable standardPairs = makePairs(standardAlphabet);
-
-// For each of the four characters of a 24-bit group a table of character values, shifted to their place in the group.
-// Characters outside the alphabet have a bit above the group instead.
+// A character outside the alphabet has a bit above the 24 bits of a group.
 constexpr std::uint32_t notInAlphabet = 1U << 24;
 constexpr std::array<unsigned, 4> shifts{18, 12, 6, 0};
-using PlaceTable = std::array<std::uint32_t, 256>;
-
-constexpr PlaceTable makeValues(unsigned shift) {
-    PlaceTable table{};
-    table.fill(notInAlphabet);
-    for (std::size_t value = 0; value < urlAlphabet.size(); ++value) {
-        table[static_cast<unsigned char>(urlAlphabet[value])] = static_cast<std::uint32_t>(value) << shift;
-    }
-    return table;
-}
-
-constexpr std::array<PlaceTable, 4> urlValues{makeValues(shifts[0]), makeValues(shifts[1]), makeValues(shifts[2]),
-                                              makeValues(shifts[3])};
 
 // All bits set where first <= x <= last, else zero. All three are below 2^31.
 constexpr std::uint32_t maskOfRange(std::uint32_t x, std::uint32_t first, std::uint32_t last) noexcept {
@@ -86,17 +58,55 @@ struct UrlArithmetic {
     }
 };
 
+#ifdef __OPTIMIZE_SIZE__
+struct UrlTables : UrlArithmetic {
+    static constexpr bool hasKernel = true;
+};
+#else
+constexpr std::string_view urlAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
+
+// The two characters of every 12-bit value, so that three bytes take two look-ups.
+using PairTable = std::array<Pair, 4096>;
+
+constexpr PairTable makeUrlPairs() {
+    PairTable table{};
+    for (std::size_t group = 0; group < table.size(); ++group) {
+        table[group] = {urlAlphabet[group >> 6], urlAlphabet[group & 63]};
+    }
+    return table;
+}
+
+constexpr PairTable urlPairs = makeUrlPairs();
+
+// For each of the four characters of a 24-bit group a table of character values, shifted to their place in the group.
+using PlaceTable = std::array<std::uint32_t, 256>;
+
+constexpr PlaceTable makeValues(unsigned shift) {
+    PlaceTable table{};
+    table.fill(notInAlphabet);
+    for (std::size_t value = 0; value < urlAlphabet.size(); ++value) {
+        table[static_cast<unsigned char>(urlAlphabet[value])] = static_cast<std::uint32_t>(value) << shift;
+    }
+    return table;
+}
+
+constexpr std::array<PlaceTable, 4> urlValues{makeValues(shifts[0]), makeValues(shifts[1]), makeValues(shifts[2]),
+                                              makeValues(shifts[3])};
+
 struct UrlTables {
     static constexpr bool hasKernel = true;
 
     static std::uint32_t valueAt(std::size_t place, unsigned char c) noexcept { return urlValues[place][c]; }
     static Pair encodePair(std::uint32_t group) noexcept { return urlPairs[group]; }
 };
+#endif
 
-struct StandardTables {
+struct StandardAlphabet {
     static constexpr bool hasKernel = false;
 
-    static Pair encodePair(std::uint32_t group) noexcept { return standardPairs[group]; }
+    static Pair encodePair(std::uint32_t group) noexcept {
+        return {standardAlphabet[group >> 6], standardAlphabet[group & 63]};
+    }
 };
 
 // Encodes without padding. Returns the end of what it wrote.
@@ -245,15 +255,15 @@ bool isBase64url(std::string_view text) noexcept {
     if (rest == 1) return false;
     const auto known = Base64Kernel::countValid(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     std::uint32_t seen = 0;
-    for (const char c : text.substr(known)) seen |= urlValues[3][static_cast<unsigned char>(c)];
+    for (const char c : text.substr(known)) seen |= UrlTables::valueAt(3, static_cast<unsigned char>(c));
     if ((seen & notInAlphabet) != 0) return false;
     const std::uint32_t unusedBits = rest == 2 ? 0xF : 0x3;
-    return rest == 0 || (urlValues[3][static_cast<unsigned char>(text.back())] & unusedBits) == 0;
+    return rest == 0 || (UrlTables::valueAt(3, static_cast<unsigned char>(text.back())) & unusedBits) == 0;
 }
 
 std::string encodeBase64(ByteView bytes) {
     std::string text((bytes.size() + 2) / 3 * 4, '=');
-    encode<StandardTables>(bytes, text.data());
+    encode<StandardAlphabet>(bytes, text.data());
     return text;
 }
 
