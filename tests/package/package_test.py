@@ -391,6 +391,27 @@ def demo_packages():
     same({owner for owner in owners if owner.endswith("-dev")}, marked, "libraries of the demo")
 
 
+def sizes():
+    """docs/size.md tells the size of the small library, which works, and of all that the whole one loads."""
+    row = r"^\| `([\w.+-]+)`(?:, preset `(\w+)`)? \| (\d+) \|"
+    stated = re.findall(row, (source / "docs/size.md").read_text(), re.MULTILINE)
+    stated = {(name, preset): int(size) * 1000 for name, preset, size in stated}
+    tree = work / "minsize"
+    run("cmake", "--preset", "minsize", "-S", source, "-B", tree, f"-DCMAKE_INSTALL_PREFIX={tree / 'prefix'}")
+    run("cmake", "--build", tree, "--parallel", "1")
+    run("cmake", "--install", tree, "--strip")
+    library = only(tree, "prefix/lib*/libtorvane.so.*.*.*")
+    size, most = library.stat().st_size, stated["libtorvane.so", "minsize"]
+    expect(size <= most, f"{library} has {size} bytes, and the page says {most}")
+    printed = run(with_pkg_config(tree / "prefix"), LD_LIBRARY_PATH=library.parent)
+    expect(printed.startswith(SAYS.splitlines()[0]), f"with the small library the consumer prints\n{printed}")
+    whole = only(shared_prefix, "lib/libtorvane.so")
+    same({name for name, preset in stated if not preset}, needed(whole), "libraries that docs/size.md lists")
+    for name, path in re.findall(r"(\S+) => (/\S+)", run("ldd", whole)):
+        size, told = os.stat(path).st_size, stated.get((name, ""), 0)
+        expect(not told or 0.9 * told <= size <= 1.1 * told, f"{path} has {size} bytes, and the page says {told}")
+
+
 def recipes():
     """Checks what needs neither vcpkg nor Conan: the versions, the options, the syntax."""
     settings = "".join(file.read_text() for file in [source / "CMakeLists.txt", *source.glob("cmake/*.cmake")])
