@@ -37,6 +37,9 @@ ALLOWED = (
     ("torvane/platform/encodings/utf8.cpp", "torvane/platform/core/internal/code_points.hpp"),
     # Letters are compared, and bytes shown, as the functions that escape text do.
     ("torvane/platform/key_stores/internal/", "torvane/platform/core/internal/ascii.hpp"),
+    # The sizes of texts and tokens are added up without wrapping around.
+    ("torvane/platform/encodings/base64.cpp", "torvane/platform/core/internal/add_sizes.hpp"),
+    ("torvane/platform/jose/internal/", "torvane/platform/core/internal/add_sizes.hpp"),
     # A broken precondition stops the process in any layer.
     ("torvane/platform/primitives/", "torvane/platform/core/internal/stop_process.hpp"),
     ("torvane/keys/json_web_key_set.cpp", "torvane/platform/core/internal/stop_process.hpp"),

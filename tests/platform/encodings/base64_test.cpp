@@ -1,10 +1,13 @@
+#include <limits>
 #include <random>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
 #include "torvane/platform/encodings/internal/base64_kernel.hpp"
 
 #include "tests/testing/base64url_oracle.hpp"
+#include "tests/testing/expect_error.hpp"
 
 namespace {
 
@@ -94,6 +97,19 @@ TEST(Base64url, AcceptsOnlyCanonicalCharacters) {
             EXPECT_EQ(count, accepted != 0 && place + 1 < length ? 64 : accepted);
         }
     }
+}
+
+TEST(Base64, RejectsWhatIsTooLongForASize) {
+    constexpr std::size_t longest = std::numeric_limits<std::size_t>::max() / 4 * 3 + 2;
+    EXPECT_EQ(base64urlSize(longest), std::numeric_limits<std::size_t>::max());
+    // Nothing is read from these views, which are longer than any memory.
+    ByteBuffer one(1);
+    const ByteView whole(one.data(), longest), tooLong(one.data(), longest + 1);
+    const std::string form = "\"More bytes than memory can hold.\"";
+    EXPECT_ERROR_TEXT(encodeBase64url(tooLong), form);
+    EXPECT_ERROR_TEXT(appendBase64url(one, whole), form);
+    EXPECT_ERROR_TEXT(appendSecretBase64url(one, whole), form);
+    EXPECT_ERROR_TEXT(encodeBase64(whole), form);
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 // JWE after a move, and the encrypters and decrypters below JWEEncrypter and JWEDecrypter.
 #include "torvane/platform/jose/jwe.hpp"
 
+#include <limits>
+
+#include "torvane/platform/jose/jws.hpp"
+
 #include "tests/testing/moved_from.hpp"
 #include "tests/testing/testing.hpp"
 
@@ -58,6 +62,16 @@ TEST(ReceivedJWE, AChangedTokenIsNotAcceptedAtTheSecondTry) {
     for (const auto& decrypter : {other, makeDecrypter()}) {
         EXPECT_ERROR(std::move(received).decrypt(decrypter), JOSESwiftError::decryptingFailed());
     }
+}
+
+TEST(TokenSize, DoesNotWrapAround) {
+    // Nothing is read from this payload, whose text just fits a size: the token's does not.
+    const std::uint8_t byte = 0;
+    const ByteView payload(&byte, std::numeric_limits<std::size_t>::max() / 4 * 3 + 2);
+    const std::string form = "\"More bytes than memory can hold.\"";
+    EXPECT_ERROR_TEXT(JOSE::JWE(JOSE::JWEHeader(RSA_OAEP, A128GCM, {}, "k"), payload, makeEncrypter()), form);
+    const auto signer = JOSE::Signer::create(JOSE::SignatureAlgorithm::RS256, privateKey(rsaSig)).value();
+    EXPECT_ERROR_TEXT(JOSE::JWS(JOSE::JWSHeader(signer.algorithm(), {}, "k"), payload, signer), form);
 }
 
 }  // namespace

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -14,7 +16,10 @@
 namespace Torvane {
 
 /// The number of base64url characters for `size` bytes.
-[[nodiscard]] constexpr std::size_t base64urlSize(std::size_t size) noexcept {
+/// @throws std::length_error when a std::size_t cannot hold it.
+[[nodiscard]] constexpr std::size_t base64urlSize(std::size_t size) {
+    constexpr std::size_t longest = std::numeric_limits<std::size_t>::max() / 4 * 3 + 2;
+    if (size > longest) throw std::length_error("More bytes than memory can hold.");
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 
