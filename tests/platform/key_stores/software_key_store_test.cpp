@@ -90,8 +90,8 @@ TEST(ErrorScope, TellsALackOfMemoryFromAnEarlierOne) {
 }
 
 TEST(SoftwareKeyStore, MakesNoRSAKeyOfAnUnsafeOrCutSize) {
-    for (const auto bits :
-         {std::size_t{0}, std::size_t{1024}, std::size_t{2047}, std::size_t{16385}, (std::size_t{1} << 32) + 2048}) {
+    for (const auto bits : {std::size_t{0}, std::size_t{1024}, std::size_t{2047}, std::size_t{16385},
+                            std::size_t{2048} | ~(~std::size_t{0} >> 1)}) {
         EXPECT_ERROR(SoftwareKeyStore::generateRSA(bits), SecurityError("A new RSA key has 2048 to 16384 bits."));
     }
 }

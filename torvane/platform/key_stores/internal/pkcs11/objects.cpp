@@ -163,7 +163,7 @@ std::optional<PublicComponents> readPublicComponents(Session& session, CK_OBJECT
 void generateRSA(Session& session, std::size_t modulusBits, const KeyName& name) {
     constexpr std::array<std::uint8_t, 3> exponent{1, 0, 1};
     Template publicKey(CKO_PUBLIC_KEY, name), privateKey(CKO_PRIVATE_KEY, name);
-    publicKey.add(CKA_MODULUS_BITS, modulusBits).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_ENCRYPT});
+    publicKey.add(CKA_MODULUS_BITS, toULong(modulusBits)).add(CKA_PUBLIC_EXPONENT, exponent).setTrue({CKA_ENCRYPT});
     privateKey.setTrue({CKA_DECRYPT});
     generate(session, CKM_RSA_PKCS_KEY_PAIR_GEN, publicKey, privateKey);
 }

@@ -36,10 +36,6 @@ CK_BYTE_PTR asInput(ByteView bytes) noexcept {
     return const_cast<CK_BYTE_PTR>(bytes.data());
 }
 
-CK_ULONG countBytes(ByteView bytes) noexcept {
-    return static_cast<CK_ULONG>(bytes.size());
-}
-
 // Begins an operation with the key. Returns false when the token does not support the mechanism.
 template <auto Init>
 bool beginOperation(const KeyInSession& key, const char* operation, CK_MECHANISM mechanism) {
@@ -81,8 +77,9 @@ ByteBuffer signWith(const KeyInSession& key, CK_MECHANISM mechanism, ByteView da
         throwNotSupported(key, std::string(what) + " signatures with " + findConstants(hash).name + " are");
     }
     ByteBuffer signature(length);
-    auto written = countBytes(signature);
-    key.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, asInput(data), countBytes(data), signature.data(), &written);
+    auto written = toULong(signature.size());
+    key.session.call<&CK_FUNCTION_LIST::C_Sign>(operation, asInput(data), toULong(data.size()), signature.data(),
+                                                &written);
     if (mechanism.mechanism != CKM_ECDSA) return padToLength(signature, written, length);
     // A short ECDSA signature cannot be padded: it is unknown whether r or s was shortened.
     signature.resize(std::min<std::size_t>(written, length));
@@ -110,9 +107,9 @@ struct Decrypted {
 // Finishes a decryption that has begun. Returns nothing when the ciphertext does not decrypt.
 std::optional<Decrypted> finishDecryption(const KeyInSession& key, const char* operation, ByteView ciphertext) {
     Decrypted decrypted{SecretBuffer(ciphertext.size()), 0};
-    auto written = countBytes(decrypted.buffer);
-    const auto result = key.session.attempt<&CK_FUNCTION_LIST::C_Decrypt>(asInput(ciphertext), countBytes(ciphertext),
-                                                                          decrypted.buffer.data(), &written);
+    auto written = toULong(decrypted.buffer.size());
+    const auto result = key.session.attempt<&CK_FUNCTION_LIST::C_Decrypt>(
+        asInput(ciphertext), toULong(ciphertext.size()), decrypted.buffer.data(), &written);
     decrypted.size = std::min<std::size_t>(written, decrypted.buffer.size());
     if (result == CKR_OK) return decrypted;
     const CallFailure failure(result, operation);
@@ -130,7 +127,7 @@ ByteBuffer sign(const KeyInSession& key, SignatureScheme scheme, HashFunction ha
         case SignatureScheme::RSA_PKCS1:
             return signWith(key, {CKM_RSA_PKCS, nullptr, 0}, encodeDigestInfo(hash, digest), length, "RSA-PKCS1", hash);
         case SignatureScheme::RSA_PSS: {
-            CK_RSA_PKCS_PSS_PARAMS pss{constants.mechanism, constants.mask, countBytes(digest)};
+            CK_RSA_PKCS_PSS_PARAMS pss{constants.mechanism, constants.mask, toULong(digest.size())};
             return signWith(key, {CKM_RSA_PKCS_PSS, &pss, sizeof(pss)}, digest, length, "RSA-PSS", hash);
         }
         case SignatureScheme::ECDSA:
@@ -168,10 +165,10 @@ std::optional<SecretBuffer> decrypt(const KeyInSession& key, HashFunction hash, 
 SecretBuffer agree(const KeyInSession& key, const ECPublicComponents& peer) {
     const auto length = coordinateSize(peer.curve);
     auto point = Crypto::encodePoint(peer.x, peer.y);
-    CK_ECDH1_DERIVE_PARAMS parameters{CKD_NULL, 0, nullptr, countBytes(point), point.data()};
+    CK_ECDH1_DERIVE_PARAMS parameters{CKD_NULL, 0, nullptr, toULong(point.size()), point.data()};
     CK_MECHANISM mechanism{CKM_ECDH1_DERIVE, &parameters, sizeof(parameters)};
     Template secret(CKO_SECRET_KEY);
-    secret.add(CKA_KEY_TYPE, CK_ULONG{CKK_GENERIC_SECRET}).add(CKA_VALUE_LEN, CK_ULONG{length});
+    secret.add(CKA_KEY_TYPE, CK_ULONG{CKK_GENERIC_SECRET}).add(CKA_VALUE_LEN, toULong(length));
     secret.setTrue({CKA_EXTRACTABLE}).setFalse({CKA_TOKEN, CKA_SENSITIVE});
     CK_OBJECT_HANDLE derived{};
     key.session.call<&CK_FUNCTION_LIST::C_DeriveKey>("agree on a secret", &mechanism, key.object.handle, secret.data(),

@@ -41,7 +41,7 @@ Template::Template(CK_OBJECT_CLASS objectClass, const KeyName& name) : Template(
 }
 
 Template& Template::add(CK_ATTRIBUTE_TYPE type, ByteView value) {
-    attributes_.push_back({type, mutableData(value.data()), static_cast<CK_ULONG>(value.size())});
+    attributes_.push_back({type, mutableData(value.data()), toULong(value.size())});
     return *this;
 }
 
@@ -93,7 +93,7 @@ std::vector<CK_OBJECT_HANDLE> Session::find(Template& attributes) {
     const char* mistake = nullptr;
     for (CK_ULONG count = 1; result == CKR_OK && count != 0 && mistake == nullptr;) {
         std::array<CK_OBJECT_HANDLE, 16> batch{};
-        result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(batch.data(), static_cast<CK_ULONG>(batch.size()), &count);
+        result = attempt<&CK_FUNCTION_LIST::C_FindObjects>(batch.data(), toULong(batch.size()), &count);
         if (result != CKR_OK) break;
         if (count > batch.size()) {
             mistake = "The driver returned more objects than it was asked for";

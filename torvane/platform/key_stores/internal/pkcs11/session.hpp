@@ -1,13 +1,16 @@
 // A session with a PKCS #11 token: calls to its driver, their failures, and the search for objects.
 #pragma once
 
+#include <cstddef>
 #include <deque>
 #include <exception>
 #include <initializer_list>
 #include <memory>
 #include <optional>
 #include <p11-kit/p11-kit.h>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
@@ -39,6 +42,13 @@ struct CallFailure : std::exception {
     const char* driverMistake = nullptr;
 };
 
+/// A size as PKCS #11 counts, in 32 bits on some systems.
+/// @throws std::length_error when it does not fit.
+inline CK_ULONG toULong(std::size_t size) {
+    if (!std::in_range<CK_ULONG>(size)) throw std::length_error("More than PKCS #11 can count.");
+    return static_cast<CK_ULONG>(size);
+}
+
 /// A driver that is loaded and started. It is stopped when the last copy of the pointer goes, unless other code of this
 /// process uses it through p11-kit, or the process exits.
 using Driver = std::shared_ptr<CK_FUNCTION_LIST>;
@@ -60,7 +70,7 @@ class Template {
     Template& setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
 
     CK_ATTRIBUTE* data() noexcept { return attributes_.data(); }
-    [[nodiscard]] CK_ULONG size() const noexcept { return static_cast<CK_ULONG>(attributes_.size()); }
+    [[nodiscard]] CK_ULONG size() const { return toULong(attributes_.size()); }
 
   private:
     std::vector<CK_ATTRIBUTE> attributes_;

@@ -178,7 +178,7 @@ void Token::logIn(Session& session, CK_USER_TYPE user) {
     }
     requireTries();  // some may have been used up during the prompt
     mayUseLastTry_ = false;
-    const auto size = static_cast<CK_ULONG>(pin ? pin->size() : 0);
+    const auto size = toULong(pin ? pin->size() : 0);
     if (pin) pin->push_back('\0');  // gives an empty PIN an address: a null pointer would mean the keypad
     const auto result = session.attempt<&CK_FUNCTION_LIST::C_Login>(user, pin ? pin->data() : nullptr, size);
     switch (result) {
