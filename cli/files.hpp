@@ -6,10 +6,6 @@
 
 namespace Command {
 
-/// Opens /dev/null in place of each closed standard stream, in the wrong direction: reads and writes of the stream then
-/// fail, and no file that is opened later takes its number.
-void reserveStandardStreams();
-
 /// Reads a file, or standard input if the path is empty or "-". Standard input can be read once.
 /// @throws Failure
 Torvane::ByteBuffer readInput(const std::string& path);

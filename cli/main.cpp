@@ -1,15 +1,15 @@
 // Entry point of the torvane command.
 #include <algorithm>
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "torvane/platform/system/files.hpp"
+
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"
-#include "cli/files.hpp"
 #include "cli/hide_pins.hpp"
 #include "cli/text.hpp"
 
@@ -61,9 +61,7 @@ Outcome runCommand(int count, char** arguments) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    Command::reserveStandardStreams();
-    // A write beyond the limit of `ulimit -f` then fails, and the unfinished file is removed.
-    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    Torvane::System::prepareStandardStreams();
     auto outcome = runCommand(count, arguments);
     // Whoever reads incomplete output has to know, so this error takes precedence.
     if (!std::cout.flush()) outcome = {ExitCode::file, "Cannot write standard output."};

@@ -2,8 +2,8 @@
 
 A file may include its own layer and lower ones. An internal header of another folder needs an entry in ALLOWED, and an
 entry that no include needs is a fault too. Public headers include no private ones. Only the sources and private headers
-of platform/ include headers of the system and of third parties. Every include of a file in torvane/ must name its path
-from torvane/ on.
+of platform/ include headers of third parties, and only those of platform/system/ headers of the operating system. Every
+include of a file in torvane/ must name its path from torvane/ on.
 """
 
 import pathlib
@@ -13,10 +13,13 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FEWEST_FILES, FEWEST_FOLDERS = 100, 10
 
+# Calls of the operating system, for the library and the command.
+SYSTEM = "torvane/platform/system/"
+
 # From the bottom up. Folders of one layer do not include each other.
 LAYERS = (
     ("torvane/platform/core/",),
-    ("torvane/platform/primitives/",),
+    ("torvane/platform/primitives/", "torvane/platform/system/"),
     ("torvane/platform/encodings/",),
     ("torvane/platform/key_stores/",),
     ("torvane/platform/key_library/",),
@@ -64,6 +67,9 @@ ALLOWED = (
     ("torvane/messaging/jose_helper.cpp", "torvane/jws/internal/jws_operations.hpp"),
 )
 
+# The headers of other libraries, of the processor's instructions, and of the command's parser.
+THIRD_PARTY = re.compile(r"(CLI|nlohmann|openssl|p11-kit|valgrind)/|(immintrin|arm_neon|secp256k1)\.h$")
+
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"\n]+)', re.MULTILINE)
 
 
@@ -73,11 +79,23 @@ def layer_folder(file):
 
 
 def is_private(file):
-    return "/internal/" in file or file.startswith("torvane/platform/primitives/")
+    return "/internal/" in file or file.startswith(("torvane/platform/primitives/", SYSTEM))
 
 
 def is_public_header(file):
     return file.endswith(".hpp") and not is_private(file)
+
+
+def not_standard(included):
+    """The headers of the C++ standard library have neither a dot nor a slash."""
+    return re.search("[./]", included)
+
+
+def system_includes(file, included):
+    """Yields a fault for a header of the operating system, except in the folder for them."""
+    is_known = included.startswith("torvane/") or THIRD_PARTY.match(included)
+    if not_standard(included) and not is_known and not file.startswith(SYSTEM):
+        yield f"{file} includes <{included}> of the operating system, which only system/ may do"
 
 
 def own_faults(file, included):
@@ -87,8 +105,8 @@ def own_faults(file, included):
         yield "a higher layer"
     if LEVELS[other] == LEVELS[own] and other != own:
         yield "a folder beside its own"
-    if other == "torvane/platform/primitives/" and not own.startswith("torvane/platform/"):
-        yield "primitives/, which only platform/ may use"
+    if other in ("torvane/platform/primitives/", SYSTEM) and not own.startswith("torvane/platform/"):
+        yield "primitives/ or system/, which only platform/ may use"
     if is_private(included) and is_public_header(file):
         yield "private code, from a public header"
 
@@ -102,10 +120,10 @@ def include_faults(files, allowed=ALLOWED):
             continue
         for bracket, included in INCLUDE.findall(text):
             if bracket == "<" and not included.startswith("torvane/"):
-                # The headers of the C++ standard library have neither a dot nor a slash.
                 in_platform = file.startswith("torvane/platform/") and not is_public_header(file)
-                if re.search("[./]", included) and not in_platform:
+                if not_standard(included) and not in_platform:
                     yield f"{file} includes <{included}>, which only sources and private headers of platform/ may do"
+                yield from system_includes(file, included)
                 continue
             if not layer_folder(included) or ".." in included:
                 yield f"{file} includes {included}, which is not the path from torvane/ of a file in LAYERS"
@@ -123,10 +141,12 @@ def include_faults(files, allowed=ALLOWED):
 
 
 def private_includes(programs):
-    """Yields a fault for each private header that the command or an example includes."""
+    """Yields a fault for each private header that a program includes, and for the system's that the command does."""
     for file, text in programs.items():
-        for _, included in INCLUDE.findall(text):
-            if included.startswith("torvane/") and is_private(included):
+        for bracket, included in INCLUDE.findall(text):
+            if bracket == "<" and file.startswith("cli/"):
+                yield from system_includes(file, included)
+            if included.startswith("torvane/") and is_private(included) and not included.startswith(SYSTEM):
                 yield f"{file} includes {included}: private to the library"
 
 

@@ -28,8 +28,9 @@ INCLUDES = [
     ("a private header in a public one", "torvane/platform/core/b.hpp", f'"{INTERNAL}"', "from a public header"),
     ("OpenSSL above platform/", "torvane/keys/b.cpp", "<openssl/evp.h>", "includes <openssl/evp.h>"),
     ("OpenSSL in a public header", "torvane/platform/jose/b.hpp", "<openssl/evp.h>", "includes <openssl/evp.h>"),
-    ("a header of the system above platform/", "torvane/keys/b.cpp", "<unistd.h>", "includes <unistd.h>"),
-    ("spaces in the directive", "torvane/keys/b.cpp", "\n  #  include <unistd.h>", "includes <unistd.h>"),
+    ("a header of the system in platform/", "torvane/platform/jose/b.cpp", "<poll.h>", "only system/ may do"),
+    ("spaces in the directive", "torvane/platform/jose/b.cpp", "\n  #  include <poll.h>", "only system/ may do"),
+    ("nothing: a header of the system in its folder", "torvane/platform/system/b.cpp", "<poll.h>", ""),
     ("a folder without a layer", "torvane/other/b.cpp", "<string>", "is in a folder that LAYERS does not list"),
 ]
 
@@ -49,6 +50,8 @@ def checks():
     yield "nothing: a public header", list(check.private_includes({"cli/a.cpp": include % "clock"})), ""
     yield "a private header in a program", list(check.private_includes({"cli/a.cpp": include % "internal/a"})), \
         "private to the library"
+    yield "a header of the system in the command", list(check.private_includes({"cli/a.cpp": "#include <poll.h>\n"})), \
+        "only system/ may do"
     yield "nothing: a folder with a test", list(check.untested(sources, ["tests/jws/a_test.cpp"])), ""
     yield "a folder without a test", list(check.untested(sources, ["tests/jws/a/a_test.cpp"])), "tests/jws has no test"
 

@@ -70,7 +70,8 @@ struct ForgedJWE {
         mac.update(iv);
         mac.update(ciphertext);
         ByteBuffer length(8);
-        for (std::size_t i = 0; i < 8; ++i) length[7 - i] = static_cast<std::uint8_t>((aad.size() * 8) >> (8 * i));
+        const auto bits = std::uint64_t{aad.size()} * 8;
+        for (std::size_t i = 0; i < 8; ++i) length[7 - i] = static_cast<std::uint8_t>(bits >> (8 * i));
         mac.update(length);
         const auto whole = mac.finish();
         tag.assign(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));

@@ -5,7 +5,6 @@
 #include <mutex>
 #include <new>
 #include <set>
-#include <unistd.h>
 
 namespace Torvane::PKCS11 {
 namespace {
@@ -35,10 +34,6 @@ void watchExit(const std::string& driverFile) {
     if (drivers.files.contains(driverFile)) return;
     if (std::atexit([] { hasExitBegun = true; }) != 0) throw std::bad_alloc();
     drivers.files.insert(driverFile);
-}
-
-int readProcessId() noexcept {
-    return ::getpid();
 }
 
 }  // namespace Torvane::PKCS11

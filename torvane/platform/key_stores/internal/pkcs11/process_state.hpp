@@ -1,4 +1,4 @@
-// Whether this process may still call the PKCS #11 drivers: not at its exit, nor with what its parent process opened.
+// Whether this process may still call the PKCS #11 drivers: not at its exit.
 #pragma once
 
 #include <string>
@@ -14,8 +14,5 @@ bool isExiting() noexcept;
 /// p11-kit keeps drivers loaded.
 /// @throws std::bad_alloc
 void watchExit(const std::string& driverFile);
-
-/// Identifies this process; its child processes have other numbers.
-int readProcessId() noexcept;
 
 }  // namespace Torvane::PKCS11

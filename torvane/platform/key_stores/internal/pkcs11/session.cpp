@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "torvane/platform/key_stores/internal/pkcs11/process_state.hpp"
+#include "torvane/platform/system/process.hpp"
 
 namespace Torvane::PKCS11 {
 namespace {
@@ -64,13 +65,13 @@ Template& Template::setFalse(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
 }
 
 Session::Session(Driver driver, CK_SLOT_ID slot, CK_FLAGS flags)
-    : driver_(std::move(driver)), processId_(readProcessId()) {
+    : driver_(std::move(driver)), processId_(System::readProcessId()) {
     const auto result = driver_->C_OpenSession(slot, CKF_SERIAL_SESSION | flags, nullptr, nullptr, &handle_);
     if (result != CKR_OK) throw CallFailure(result, "open a session");
 }
 
 Session::~Session() {
-    if (!isExiting() && processId_ == readProcessId()) attempt<&CK_FUNCTION_LIST::C_CloseSession>();
+    if (!isExiting() && processId_ == System::readProcessId()) attempt<&CK_FUNCTION_LIST::C_CloseSession>();
 }
 
 bool Session::isLoggedIn() {

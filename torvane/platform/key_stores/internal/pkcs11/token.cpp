@@ -9,6 +9,7 @@
 #include "torvane/platform/primitives/digest.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 #include "torvane/platform/primitives/secret_random.hpp"
+#include "torvane/platform/system/process.hpp"
 
 namespace Torvane::PKCS11 {
 namespace {
@@ -108,12 +109,12 @@ void Token::connect() {
     driver_ = std::move(found.driver);
     slot_ = found.slot;
     flags_ = found.info.flags;
-    processId_ = readProcessId();
+    processId_ = System::readProcessId();
     ++connection_;
 }
 
 void Token::leaveConnectionOfParent() noexcept {
-    if (processId_ == readProcessId()) return;
+    if (processId_ == System::readProcessId()) return;
     idle_.clear();
     driver_.reset();
     leaseCount_ = 0;
