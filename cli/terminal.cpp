@@ -92,7 +92,7 @@ Progress::Progress(std::string_view verb)
 
 Progress::~Progress() {
     constexpr std::string_view erase = "\r\033[K";
-    if (isShown_) std::fwrite(erase.data(), 1, erase.size(), stderr);
+    if (isShown_) static_cast<void>(!std::fwrite(erase.data(), 1, erase.size(), stderr));
 }
 
 void Progress::show(std::size_t bytes) {

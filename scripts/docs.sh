@@ -16,7 +16,8 @@ cp -R ./*.md docs torvane "$copy"
     {
         cat docs/Doxyfile
         # Headers in other folders are private.
-        find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' | sort | sed 's/^/INPUT += /'
+        find torvane -name '*.hpp' -not -path '*/internal/*' -not -path '*/primitives/*' -not -path '*/system/*' |
+            sort | sed 's/^/INPUT += /'
         echo "OUTPUT_DIRECTORY = \"$folder\""
     } | doxygen -
 )

@@ -45,6 +45,7 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @param limits rsaBits.
     /// @throws JOSEError cannotDecodeJWK when the object is not such a set, a "kty" is missing or neither "RSA" nor
     ///         "EC", or the set has no keys; algorithmNotSupported for another "alg" of a secp256k1 key, and
+    ///         for every secp256k1 key in a build without them;
     ///         invalidKeyFormat when its other members are missing, its point is not on the curve, or its "d" is not
     ///         the private key of that point. JsonSerializeError failedToParseJson for a member that is not UTF-8.
     ///         JOSE::JOSESwiftError, as JOSE::JWK::initFrom(), when a member of an RSA or EC key is missing,

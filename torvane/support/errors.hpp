@@ -26,7 +26,8 @@ class TORVANE_EXPORT JOSEError final : public Error {
   public:
     /// What failed; the message or the underlying error says why.
     enum class Case {
-        algorithmNotSupported,  ///< The algorithm's name is unknown, or the algorithm is not for keys of this kind.
+        algorithmNotSupported,  ///< The algorithm's name is unknown, or not for keys of this kind, or not in this
+                                ///< build.
         invalidKeyFormat,       ///< The key does not fit its algorithm, or a secp256k1 JWK is incomplete or invalid.
         missingKey,      ///< A key set was not given, no key fits, several fit where one is needed, or the key has no
                          ///< platform key or no raw bytes where the operation needs them.

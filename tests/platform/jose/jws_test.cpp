@@ -3,6 +3,7 @@
 
 #include "tests/testing/moved_from.hpp"
 #include "tests/testing/testing.hpp"
+#include "tests/testing/vector_cases.hpp"
 
 namespace {
 
@@ -77,6 +78,16 @@ TEST(MovedFrom, ReceivedJWSIsRejected) {
     JOSE::ReceivedJWS received(JWSSigner(RS256, privateKey(rsaSig), "k").signJWT("m"));
     EXPECT_ERROR(std::move(movedFrom(received)).validate(verifier),
                  JOSESwiftError::parsingFailed("The header's \"alg\" is missing or not a string."));
+}
+
+TEST(HostileTokens, RejectsWrongSignatures) {
+    forEachHostileRow("hostile_signatures.json", "signatures", 137, [](const json& row) {
+        const std::string name = row["alg"], kid = row["kid"], signature = row["signature"];
+        const auto header = encodeBase64url(asBytes(R"({"alg":")" + name + R"("})"));
+        const JWSVerifier verifier(JOSE::fromRawValue<JOSE::SignatureAlgorithm>(name).value(),
+                                   publicKeyOf(json::parse(keyText(kid, "jwk_public"))));
+        EXPECT_EQ(verifier.verifyJWS(header + ".bQ." + signature), ByteBuffer{'m'});
+    });
 }
 
 }  // namespace

@@ -70,18 +70,18 @@ TEST(KeyFile, RejectsMoreThanFiveMillionIterationsBeforeDerivingAKey) {
     const TemporaryFolder folder;
     forEachRow("key_files.json", "derivations", 22, [&](const json& row) {
         const auto path = folder.write("key file.bin", fromBase64(row["file"]));
-        bool asked = false;
+        bool wasAsked = false;
         SecretSource source;
         if (!row["passphrase"].is_null()) {
             source = [&](std::string_view) {
-                asked = true;
+                wasAsked = true;
                 return std::optional(secret(row["passphrase"].get<std::string>()));
             };
         }
         std::optional<SecKey> key;
         const auto thrown = THROWN_BY(key = openKey(path, KeyClass::privateKey, source));
         EXPECT_EQ(key ? "opens" : textualForm(thrown), filledIn(row["private"], path));
-        EXPECT_EQ(asked, row["asked"].get<bool>());
+        EXPECT_EQ(wasAsked, row["asked"].get<bool>());
     });
 }
 

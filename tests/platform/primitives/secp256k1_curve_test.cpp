@@ -32,12 +32,12 @@ ByteBuffer difference(const ByteBuffer& larger, ByteView smaller) {
 
 TEST(Secp256k1, ParsesBothFormsOfAPoint) {
     const auto point = Curve::derivePublicPoint(ownScalar);
-    ByteBuffer compressed(point.begin(), point.begin() + 33);
-    compressed[0] = static_cast<std::uint8_t>(2 + (point[64] & 1));
+    ByteBuffer shortForm(point.begin(), point.begin() + 33);
+    shortForm[0] = static_cast<std::uint8_t>(2 + (point[64] & 1));
     EXPECT_EQ(Curve::parsePublicPoint(point), point);
-    EXPECT_EQ(Curve::parsePublicPoint(compressed), point);
-    compressed[0] ^= 1;
-    EXPECT_NE(Curve::parsePublicPoint(compressed), point) << "the other sign of y";
+    EXPECT_EQ(Curve::parsePublicPoint(shortForm), point);
+    shortForm[0] ^= 1;
+    EXPECT_NE(Curve::parsePublicPoint(shortForm), point) << "the other sign of y";
 }
 
 TEST(Secp256k1, RejectsOtherFormsOfAPoint) {

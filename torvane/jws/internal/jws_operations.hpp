@@ -14,7 +14,7 @@
 namespace Torvane {
 
 /// The algorithm that the argument names.
-/// @throws JOSEError algorithmNotSupported for an unknown name.
+/// @throws JOSEError algorithmNotSupported for an unknown name, and for ES256K in a build without secp256k1.
 JOSE::SignatureAlgorithm resolveAlgorithm(const JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm>& algorithm);
 
 /// A JOSE::Signer or JOSE::Verifier with the key's raw bytes for ES256K, with its platform key for every other

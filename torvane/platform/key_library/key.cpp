@@ -35,6 +35,7 @@ Key::Key(KeyClass keyClass, ByteView keyData, std::optional<KeyType> keyType)
 PublicKey Key::publicKey() const {
     if (isPublicKey()) return PublicKey(*this);
     if (keyRef()) return {keyRef()->publicKey(), keyType()};
+    if (Secp256k1Utils::isSecp256k1Key(*this)) Secp256k1::requireSupport();
     if (keyType() != KeyType::SECP256K1Key || !Secp256k1::isPrivateKey(*keyData())) {
         throw SecurityError("The raw bytes are not a secp256k1 private key.");
     }
@@ -43,6 +44,7 @@ PublicKey Key::publicKey() const {
 
 std::string Key::publicKeyPem() const {
     if (keyRef()) return keyRef()->publicKeyPem();
+    if (Secp256k1Utils::isSecp256k1Key(*this)) Secp256k1::requireSupport();
     const auto point = findPoint(publicKey());
     if (!point) throw SecurityError("The raw bytes are not a secp256k1 public key.");
     return Crypto::writePublicKeyPem(Crypto::makeSecp256k1PublicKey(*point).get());

@@ -33,7 +33,8 @@ namespace Torvane::Zennet {
 /// @param uri a "file:" URI or a path.
 /// @param askForSecret gives the passphrase of the new file, as for generateECKeyAt(); without one it is not encrypted.
 /// @throws KeyStoreError invalidURI for a malformed URI; unavailable when the file exists or cannot be written;
-///         notSupported for a "pkcs11:" URI. Whatever `askForSecret` throws. After an error there is no new file.
+///         notSupported for a "pkcs11:" URI, and in a build without secp256k1 or files. Whatever `askForSecret` throws.
+///         After an error there is no new file.
 TORVANE_EXPORT PrivateKey generateSecp256k1KeyAt(std::string_view uri, const SecretSource& askForSecret = {});
 
 }  // namespace Torvane::Zennet

@@ -19,6 +19,10 @@ bool isPair(ByteView scalar, const Secp256k1::Point& point) {
 
 }  // namespace
 
+bool isSecp256k1Supported() noexcept {
+    return Secp256k1::isSupported();
+}
+
 std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y) {
     if (x.size() != Secp256k1::coordinateSize || y.size() != Secp256k1::coordinateSize) return std::nullopt;
     const auto encoded = Crypto::encodePoint(x, y);
@@ -71,6 +75,7 @@ std::optional<ByteBuffer> Secp256k1Utils::encodeToJwk(const Key& publicKey, cons
 }
 
 Secp256k1Utils::KeyPair Secp256k1Utils::generateKeyPair() {
+    Secp256k1::requireSupport();
     SecretBuffer scalar(Secp256k1::scalarSize);
     do {
         Crypto::fillWithRandomSecret(scalar);

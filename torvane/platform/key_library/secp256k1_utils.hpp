@@ -38,6 +38,7 @@ struct TORVANE_EXPORT Secp256k1Utils {
     };
 
     /// Makes a key pair in memory.
+    /// @throws KeyStoreError notSupported in a build without secp256k1.
     [[nodiscard]] static KeyPair generateKeyPair();
 };
 

@@ -49,6 +49,10 @@ Point serialize(const secp256k1_pubkey& point) noexcept {
 
 }  // namespace
 
+bool isSupported() noexcept {
+    return true;
+}
+
 bool isPrivateKey(ByteView scalar) noexcept {
     return scalar.size() == scalarSize && secp256k1_ec_seckey_verify(verifyingContext(), scalar.data()) == 1;
 }

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/error.hpp"
 
 namespace Torvane::Crypto::Secp256k1 {
 
@@ -19,6 +20,14 @@ inline constexpr std::size_t signatureSize = 64;
 
 /// An uncompressed point: 0x04, x and y.
 using Point = std::array<std::uint8_t, 65>;
+
+/// Whether the library is built with libsecp256k1. If not, no bytes are a key, and nothing verifies.
+bool isSupported() noexcept;
+
+/// @throws KeyStoreError notSupported unless isSupported().
+inline void requireSupport() {
+    if (!isSupported()) throw KeyStoreError::notSupported("This build of the library has no secp256k1 keys.");
+}
 
 /// Whether the bytes are a private key: a scalar of 32 bytes from 1 to the order - 1.
 bool isPrivateKey(ByteView scalar) noexcept;

@@ -71,7 +71,7 @@ class Terminal final : public HiddenInput {
         sigset_t blocked;
         ::sigemptyset(&blocked);
         for (const int number : signals) ::sigaddset(&blocked, number);
-        ::sigprocmask(SIG_BLOCK, &blocked, &mask_);
+        ::pthread_sigmask(SIG_BLOCK, &blocked, &mask_);
         struct sigaction action {};
         action.sa_handler = recordSignal;
         for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -88,7 +88,7 @@ class Terminal final : public HiddenInput {
         if (!std::exchange(isHidden_, false)) return;
         ::tcsetattr(tty_, TCSAFLUSH, &before_);
         for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &handlers_[i], nullptr);
-        ::sigprocmask(SIG_SETMASK, &mask_, nullptr);
+        ::pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
     }
 
     void print(std::string_view text) const noexcept { static_cast<void>(!::write(tty_, text.data(), text.size())); }

@@ -1,4 +1,4 @@
-// secp256k1 keys from the values of their JWKs (RFC 8812, section 3.1), checked.
+// Whether there are secp256k1 keys, and those from the values of their JWKs (RFC 8812, section 3.1), checked.
 #pragma once
 
 #include <optional>
@@ -7,6 +7,9 @@
 #include "torvane/platform/key_library/key.hpp"
 
 namespace Torvane::Zennet {
+
+/// Whether this build of the library has secp256k1 keys, and so ES256K.
+bool isSecp256k1Supported() noexcept;
 
 /// The public key with these coordinates; nothing unless both have 32 bytes and are a point of the curve.
 std::optional<PublicKey> makeSecp256k1PublicKey(ByteView x, ByteView y);
