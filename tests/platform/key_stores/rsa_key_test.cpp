@@ -102,26 +102,6 @@ Buffer bytes(const Bignum& number) {
     return result;
 }
 
-Crypto::Pkey makeUnchecked(const Numbers& key) {
-    const Crypto::ParamBuilder builder(OSSL_PARAM_BLD_new());
-    for (const auto& [name, number] : {std::pair{OSSL_PKEY_PARAM_RSA_N, &key.n},
-                                       {OSSL_PKEY_PARAM_RSA_E, &key.e},
-                                       {OSSL_PKEY_PARAM_RSA_D, &key.d},
-                                       {OSSL_PKEY_PARAM_RSA_FACTOR1, &key.p},
-                                       {OSSL_PKEY_PARAM_RSA_FACTOR2, &key.q},
-                                       {OSSL_PKEY_PARAM_RSA_EXPONENT1, &key.dp},
-                                       {OSSL_PKEY_PARAM_RSA_EXPONENT2, &key.dq},
-                                       {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, &key.qi}}) {
-        OSSL_PARAM_BLD_push_BN(builder.get(), name, number->get());
-    }
-    const Crypto::Params parameters(OSSL_PARAM_BLD_to_param(builder.get()));
-    const Crypto::PkeyContext maker(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
-    EVP_PKEY* made = nullptr;
-    EVP_PKEY_fromdata_init(maker.get());
-    EVP_PKEY_fromdata(maker.get(), &made, EVP_PKEY_KEYPAIR, parameters.get());
-    return Crypto::Pkey(made);
-}
-
 template <class Write>
 ByteBuffer written(Write write) {
     const Handle<BIO, BIO_free> output(BIO_new(BIO_s_mem()));
@@ -131,23 +111,78 @@ ByteBuffer written(Write write) {
     return {data, data + size};
 }
 
+// The DER form of a number, which OpenSSL does not check.
+ByteBuffer derInteger(const Bignum& number) {
+    const Handle<ASN1_INTEGER, ASN1_INTEGER_free> integer(BN_to_ASN1_INTEGER(number.get(), nullptr));
+    ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_INTEGER(integer.get(), nullptr)));
+    auto* out = der.data();
+    i2d_ASN1_INTEGER(integer.get(), &out);
+    return der;
+}
+
+ByteBuffer derSequence(std::initializer_list<const Bignum*> numbers) {
+    ByteBuffer body;
+    for (const auto* number : numbers) {
+        const auto der = derInteger(*number);
+        body.insert(body.end(), der.begin(), der.end());
+    }
+    ByteBuffer sequence{0x30, 0x83, static_cast<std::uint8_t>(body.size() >> 16),
+                        static_cast<std::uint8_t>(body.size() >> 8), static_cast<std::uint8_t>(body.size())};
+    sequence.insert(sequence.end(), body.begin(), body.end());
+    return sequence;
+}
+
+// The RSAPrivateKey of RFC 8017, appendix A.1.2.
+ByteBuffer derKey(const Numbers& key) {
+    const Bignum version(BN_new());
+    return derSequence({&version, &key.n, &key.e, &key.d, &key.p, &key.q, &key.dp, &key.dq, &key.qi});
+}
+
+using PrivateKeyInfo = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+
+PrivateKeyInfo keyInfo(int family, const ByteBuffer& key, int parameterType = V_ASN1_NULL, void* parameters = nullptr) {
+    PrivateKeyInfo info(PKCS8_PRIV_KEY_INFO_new());
+    auto* const copy = static_cast<unsigned char*>(OPENSSL_memdup(key.data(), key.size()));
+    PKCS8_pkey_set0(info.get(), OBJ_nid2obj(family), 0, parameterType, parameters, copy, static_cast<int>(key.size()));
+    return info;
+}
+
+ByteBuffer derText(const PrivateKeyInfo& info) {
+    return written([&](BIO* out) { return i2d_PKCS8_PRIV_KEY_INFO_bio(out, info.get()); });
+}
+
+ByteBuffer pemText(const char* label, const ByteBuffer& der) {
+    return written(
+        [&](BIO* out) { return PEM_write_bio(out, label, "", der.data(), static_cast<long>(der.size())) > 0; });
+}
+
+void freeBags(STACK_OF(PKCS12_SAFEBAG) * bags) {
+    sk_PKCS12_SAFEBAG_pop_free(bags, PKCS12_SAFEBAG_free);
+}
+
+// With the password "p".
+ByteBuffer pkcs12Text(const PrivateKeyInfo& info) {
+    const Handle<STACK_OF(PKCS12_SAFEBAG), freeBags> bags(sk_PKCS12_SAFEBAG_new_null());
+    sk_PKCS12_SAFEBAG_push(bags.get(),
+                           PKCS12_SAFEBAG_create_pkcs8_encrypt(NID_aes_256_cbc, "p", 1, nullptr, 0, 1, info.get()));
+    STACK_OF(PKCS7)* safes = nullptr;
+    PKCS12_add_safe(&safes, bags.get(), -1, 0, nullptr);
+    const Handle<PKCS12, PKCS12_free> file(PKCS12_add_safes(safes, 0));
+    sk_PKCS7_pop_free(safes, PKCS7_free);
+    PKCS12_set_mac(file.get(), "p", 1, nullptr, 0, 1, nullptr);
+    return written([&](BIO* out) { return i2d_PKCS12_bio(out, file.get()); });
+}
+
 // Loads the key from its components, as from a JWK, and from DER, PEM and PKCS #12; calls use(load) for each.
 template <class Use>
 void forEachForm(const Numbers& key, Use use) {
-    const auto unchecked = makeUnchecked(key);
     const auto load = [](const ByteBuffer& text) {
         return SoftwareKeyStore::load(text, KeyClass::privateKey,
                                       [](auto) { return std::optional(SecretBuffer{'p'}); });
     };
-    const auto der = written([&](BIO*out) { return i2d_PrivateKey_bio(out, unchecked.get()); }),
-               pem = written([&](BIO*out) {
-                   return PEM_write_bio_PKCS8PrivateKey(out, unchecked.get(), nullptr, nullptr, 0, nullptr, nullptr);
-               }),
-               pkcs12 = written([&](BIO*out) {
-                   const Handle<PKCS12, PKCS12_free> file(
-                       PKCS12_create("p", nullptr, unchecked.get(), nullptr, nullptr, 0, 0, 1, 1, 0));
-                   return i2d_PKCS12_bio(out, file.get());
-               });
+    const auto der = derKey(key);
+    const auto info = keyInfo(NID_rsaEncryption, der);
+    const auto pem = pemText("PRIVATE KEY", derText(info)), pkcs12 = pkcs12Text(info);
     const auto named = [&](const char* name, auto loadKey) {
         SCOPED_TRACE(name);
         use(loadKey);
@@ -275,58 +310,32 @@ TEST(RSAPrivateKey, RejectsForgedNumbers) {
 
 // OpenSSL would multiply thousands of primes to decode a key of 2 MB, which takes minutes.
 TEST(PrivateKey, OfMoreThan16KilobytesIsNotDecoded) {
-    const auto make = [](int bits) {
-        Numbers key(groupPrime("modp_2048"), groupPrime("ffdhe2048"));
-        key.d = power(bits);
-        return makeUnchecked(key);
-    };
+    Numbers key(groupPrime("modp_2048"), groupPrime("ffdhe2048"));
     for (const auto& [bits, error] :
          {std::pair{100'000, noPair},
           {120'000, SecurityError("No unencrypted key was found in the PEM or DER text.")}}) {
-        const auto key = make(bits);
-        EXPECT_ERROR(SoftwareKeyStore::load(written([&](BIO* out) { return i2d_PrivateKey_bio(out, key.get()); })),
-                     error);
-        EXPECT_ERROR(
-            SoftwareKeyStore::load(written([&](BIO* out) { return i2d_PKCS8PrivateKeyInfo_bio(out, key.get()); })),
-            error);
+        key.d = power(bits);
+        const auto der = derKey(key);
+        EXPECT_ERROR(SoftwareKeyStore::load(der), error);
+        EXPECT_ERROR(SoftwareKeyStore::load(derText(keyInfo(NID_rsaEncryption, der))), error);
     }
 }
 
 // From 120 kB, OpenSSL would compute for hours before it has a DSA key.
 TEST(PrivateKey, OfAnotherFamilyIsNotDecoded) {
-    const Handle<ASN1_STRING, ASN1_STRING_free> parameters(ASN1_STRING_new());
-    const auto number = [](int bits) {
-        const Handle<ASN1_INTEGER, ASN1_INTEGER_free> integer(BN_to_ASN1_INTEGER(plus(power(bits), 1).get(), nullptr));
-        ByteBuffer der(static_cast<std::size_t>(i2d_ASN1_INTEGER(integer.get(), nullptr)));
-        auto* out = der.data();
-        i2d_ASN1_INTEGER(integer.get(), &out);
-        return der;
-    };
+    const auto number = [](int bits) { return plus(power(bits), 1); };
     const auto makeDsaKey = [&](int bits) {
-        ByteBuffer body;
-        for (const int size : {bits, bits - 1000, bits - 2000}) {
-            const auto der = number(size);
-            body.insert(body.end(), der.begin(), der.end());
-        }
-        ByteBuffer sequence{0x30, 0x83, static_cast<std::uint8_t>(body.size() >> 16),
-                            static_cast<std::uint8_t>(body.size() >> 8), static_cast<std::uint8_t>(body.size())};
-        sequence.insert(sequence.end(), body.begin(), body.end());
-        ASN1_STRING_set(parameters.get(), sequence.data(), static_cast<int>(sequence.size()));
-        ASN1_STRING* const unowned = ASN1_STRING_dup(parameters.get());
-        const auto value = number(bits - 3000);
-        auto* const copy = static_cast<unsigned char*>(OPENSSL_memdup(value.data(), value.size()));
-        const Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(PKCS8_PRIV_KEY_INFO_new());
-        PKCS8_pkey_set0(info.get(), OBJ_nid2obj(NID_dsa), 0, V_ASN1_SEQUENCE, unowned, copy,
-                        static_cast<int>(value.size()));
-        return written([&](BIO* out) { return i2d_PKCS8_PRIV_KEY_INFO_bio(out, info.get()); });
+        const auto p = number(bits), q = number(bits - 1000), g = number(bits - 2000);
+        const auto sequence = derSequence({&p, &q, &g});
+        ASN1_STRING* const parameters = ASN1_STRING_new();
+        ASN1_STRING_set(parameters, sequence.data(), static_cast<int>(sequence.size()));
+        return derText(keyInfo(NID_dsa, derInteger(number(bits - 3000)), V_ASN1_SEQUENCE, parameters));
     };
     const SecurityError otherFamily("A platform key is an RSA key or an EC key on P-256, P-384 or P-521.");
     EXPECT_ERROR(SoftwareKeyStore::load(makeDsaKey(480'000)), otherFamily);
     const auto der = makeDsaKey(8'000);
     for (const auto* label : {"PRIVATE KEY", "RSA PRIVATE KEY", "EC PRIVATE KEY"}) {
-        const auto pem = written(
-            [&](BIO* out) { return PEM_write_bio(out, label, "", der.data(), static_cast<long>(der.size())) > 0; });
-        EXPECT_ERROR(SoftwareKeyStore::load(pem), otherFamily);
+        EXPECT_ERROR(SoftwareKeyStore::load(pemText(label, der)), otherFamily);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <optional>
 #include <utility>
 
@@ -79,6 +80,14 @@ void push(KeyBuilder& builder, const ECPublicComponents& key) {
 
 [[noreturn]] void rejectSize() {
     throw SecurityError("An RSA key has at most 16384 bits.");
+}
+
+// The length of a big-endian number.
+std::size_t bitLength(ByteView number) noexcept {
+    const auto first = std::ranges::find_if(number, [](std::uint8_t byte) { return byte != 0; });
+    return first == number.end() ? 0
+                                 : static_cast<std::size_t>(number.end() - first) * 8 -
+                                       static_cast<std::size_t>(std::countl_zero(*first));
 }
 
 bool hasMorePrimes(const EVP_PKEY* key) {
@@ -164,6 +173,12 @@ Pkey makePublicKey(const PublicComponents& components) {
 
 Pkey makePrivateKey(const RSAPrivateComponents& components) {
     const ErrorScope scope;
+    // OpenSSL 3.5 builds no such key; earlier releases do.
+    const auto modulusBits = bitLength(components.publicHalf.modulus);
+    for (const auto* number :
+         {&components.d, &components.p, &components.q, &components.dp, &components.dq, &components.qi}) {
+        if (bitLength(*number) > modulusBits) rejectPair();
+    }
     KeyBuilder builder;
     push(builder, components.publicHalf);
     builder.pushSecret(OSSL_PKEY_PARAM_RSA_D, components.d);
@@ -208,8 +223,7 @@ void rejectHybridPoint(ByteView point) {
 void requireModulusSize(const PublicComponents& components) {
     const auto* rsa = std::get_if<RSAPublicComponents>(&components);
     if (rsa == nullptr) return;
-    const auto start = std::ranges::find_if(rsa->modulus, [](std::uint8_t byte) { return byte != 0; });
-    if (rsa->modulus.end() - start > maximumModulusBits / 8) rejectSize();
+    if (std::cmp_greater(bitLength(rsa->modulus), maximumModulusBits)) rejectSize();
 }
 
 PublicComponents readPublicComponents(const EVP_PKEY* key) {
