@@ -38,6 +38,7 @@ inline std::string textualForm(const std::exception_ptr& thrown) {
 #define EXPECT_ERROR(expression, expected) EXPECT_ERROR_TEXT(expression, (expected).debugDescription())
 
 /// The expression throws an error of exactly this textual form: for rows of data files.
-#define EXPECT_ERROR_TEXT(expression, form) EXPECT_EQ(::Testing::textualForm(THROWN_BY(expression)), form)
+#define EXPECT_ERROR_TEXT(expression, form) \
+    EXPECT_EQ(::Testing::textualForm(THROWN_BY(expression)), static_cast<std::string>(form))
 
 #define THROWN_BY(expression) ::Testing::thrownBy([&]() -> void { static_cast<void>(expression); })

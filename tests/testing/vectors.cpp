@@ -31,7 +31,7 @@ std::optional<nlohmann::json> readRfcVectors(const std::string& fileName) {
     if (!std::filesystem::is_directory(folder)) return std::nullopt;
     std::ifstream file(folder / fileName);
     if (!file) throw std::runtime_error((folder / fileName).string() + " cannot be read");
-    return nlohmann::json::parse(file);
+    return std::optional<nlohmann::json>(std::in_place, nlohmann::json::parse(file));
 }
 
 ByteBuffer bytesOf(const std::string& text) {
