@@ -1,0 +1,53 @@
+"""A Debian system in a folder."""
+
+import os
+import pathlib
+import subprocess
+
+# Where the sources stand in it.
+SOURCES = "/work/torvane"
+# For building and testing natively; every architecture has its own libraries.
+TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "openssl", "p11-kit", "pkg-config",
+         "python3", "softhsm2", "valgrind")
+LIBRARIES = ("libcpp-httplib-dev", "libgtest-dev", "libjansson-dev", "libp11-kit-dev", "libsecp256k1-dev",
+             "libsofthsm2", "libssl-dev", "p11-kit-modules")
+
+# The mounts and processes end with the command.
+ENTER = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-euc", """
+    root=$1; shift
+    mount -t proc proc "$root/proc"
+    mount --rbind /dev "$root/dev"
+    exec chroot "$root" "$@" """, "sh"]
+
+
+class Chroot:
+    def __init__(self, suite, folder):
+        self.root = pathlib.Path(folder) / suite
+        if not (self.root / "etc" / "debian_version").exists():
+            subprocess.run(["debootstrap", "--variant=minbase", suite, self.root], check=True,
+                           stdout=subprocess.DEVNULL)
+            # A list of testing is valid for a week, and mirrors may be behind.
+            (self.root / "etc/apt/apt.conf.d/old-lists").write_text('Acquire::Check-Valid-Until "false";\n')
+            self.run("apt-get", "update", "-qq")
+        self.install(*TOOLS)
+
+    def command(self, *words):
+        return [*ENTER, str(self.root), *map(str, words)]
+
+    def run(self, *words, check=True, **variables):
+        """Returns what the command printed. Prints it, and stops, if the command fails."""
+        result = subprocess.run(self.command(*words), env={**os.environ, "LC_ALL": "C.UTF-8", **variables}, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace")
+        if check and result.returncode != 0:
+            print(result.stdout[-20000:])
+            raise SystemExit(f"{self.root.name}: {' '.join(map(str, words))} failed")
+        return result.stdout
+
+    def install(self, *packages):
+        self.run("apt-get", "install", "-y", "-qq", "--no-install-recommends", *packages,
+                 DEBIAN_FRONTEND="noninteractive")
+
+    def install_libraries(self, architecture):
+        self.run("dpkg", "--add-architecture", architecture)
+        self.run("apt-get", "update", "-qq")
+        self.install(*(f"{package}:{architecture}" for package in (*LIBRARIES, "libstdc++6")))
