@@ -212,6 +212,15 @@ void addCompletion(CLI::App& root) {
     });
 }
 
+// From CLI11 2.5 on, the help would join the lines of an example.
+template <class Formatter>
+void keepLineBreaks(Formatter& formatter) {
+    if constexpr (requires { formatter.enable_footer_formatting(false); }) {
+        formatter.enable_footer_formatting(false);
+        formatter.enable_description_formatting(false);
+    }
+}
+
 }  // namespace
 
 std::unique_ptr<CLI::App> makeCommandLine() {
@@ -219,6 +228,7 @@ std::unique_ptr<CLI::App> makeCommandLine() {
     root->set_version_flag("--version", "torvane " TORVANE_VERSION);
     root->require_subcommand(1);
     root->get_formatter()->column_width(32);
+    keepLineBreaks(*root->get_formatter());
     root->footer(
         "Send a first message to yourself:\n"
         "  torvane key new RSA-2048 sign.pem\n"

@@ -88,7 +88,8 @@ class Bank {
     } catch (const std::exception& error) {
         // The reason may quote what the sender wrote, line breaks and escapes included.
         std::cout << "the bank's log: " << makePrintable(error.what()) << '\n';
-        if (response.status != 413) response.status = 400;  // the server sets 413 for an oversized body
+        if (response.status == 413) return;  // the server itself answers an oversized body
+        response.status = 400;
         response.set_content("rejected", std::string(URLRequestHeader::header_content_type_text_plain));
     }
 

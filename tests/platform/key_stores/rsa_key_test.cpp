@@ -303,7 +303,7 @@ TEST(RSAPrivateKey, RejectsForgedNumbers) {
     };
     for (const auto& [name, forge, error] : rows) {
         SCOPED_TRACE(name);
-        forEachForm(forge(), [&error = error](const auto& load) { EXPECT_ERROR(load(), error); });
+        forEachForm(forge(), [&expected = error](const auto& load) { EXPECT_ERROR(load(), expected); });
     }
     forEachForm(make(), [](const auto& load) { EXPECT_EQ(textualForm(THROWN_BY(load())), "nothing was thrown"); });
 }
