@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
          }}};
     for (const auto& [name, isOfType, get] : getters) {
         JSONValue value;
-        const auto rejection = errorTextOf([&, &get = get] { value = get(); });
+        const auto rejection = errorTextOf([&, &getter = get] { value = getter(); });
         require(isOfType == rejection.empty(), "a getter succeeds if and only if the claim has its type: " + rejection);
         require(!isOfType || isSame(value, claim(name)), "a getter returns the value of the claim");
         const auto notFound = "(\"" + std::string(name) + "\")", malformed = "of claim " + std::string(name) + " is";

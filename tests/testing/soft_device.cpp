@@ -85,7 +85,7 @@ void SoftDevice::putBack() const {
     std::filesystem::rename(folder_ / "elsewhere", folder_ / "tokens");
 }
 
-DeviceServer::DeviceServer(const SoftDevice& device) : device_(device), socket_(device.folder() / "socket") {
+DeviceServer::DeviceServer(const SoftDevice& device) : socket_(device.folder() / "socket") {
     ::setenv("XDG_RUNTIME_DIR", (device.folder() / "").c_str(), 1);
     ::setenv("P11_KIT_SERVER_ADDRESS", ("unix:path=" + socket_).c_str(), 1);
     start();

@@ -59,7 +59,6 @@ class DeviceServer {
     void start();
 
   private:
-    const SoftDevice& device_;
     std::string socket_;
     int process_ = 0;
 };
