@@ -60,10 +60,13 @@ class Bank {
         server_.Post("/payments", [this](auto&, auto& out, auto& body) { answer(body, out); });
         server_.set_payload_max_length(longestBody);
         server_.set_keep_alive_max_count(1);  // so that the rest of an oversized body is not parsed as a request
-        thread_ = std::jthread([this] { server_.listen_after_bind(); });
+        thread_ = std::thread([this] { server_.listen_after_bind(); });
         while (!server_.is_running()) std::this_thread::yield();  // before that, stop() has no effect
     }
-    ~Bank() { server_.stop(); }
+    ~Bank() {
+        server_.stop();
+        thread_.join();
+    }
     int port() const { return port_; }
 
     void signWithNewKey(const std::string& id) {
@@ -97,7 +100,7 @@ class Bank {
     Party self_{"bank", "app"};
     httplib::Server server_;
     const int port_ = server_.bind_to_any_port("127.0.0.1");
-    std::jthread thread_;
+    std::thread thread_;
 };
 
 // Describes the body of a request or response: the header of a token, the id of the last key in a JWK Set, or the text.

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <future>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
@@ -197,7 +198,7 @@ TEST(KeyFile, ReadsAFifoThatIsWrittenSlowly) {
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
     const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK);  // keeps what is written until it is read
     const int writer = ::open(path.c_str(), O_WRONLY);
-    std::jthread writing([&] {
+    const auto writing = std::async(std::launch::async, [&] {
         for (const auto c : keyText(ecP256, "pkcs8_pem")) {
             if (c == '\n') std::this_thread::sleep_for(std::chrono::milliseconds(20));
             EXPECT_EQ(::write(writer, &c, 1), 1);
@@ -205,7 +206,7 @@ TEST(KeyFile, ReadsAFifoThatIsWrittenSlowly) {
         ::close(writer);
     });
     EXPECT_EQ(openKey(path, KeyClass::privateKey).publicComponents(), publicKey(ecP256).publicComponents());
-    writing.join();
+    writing.wait();
     ::close(reader);
 }
 
