@@ -44,7 +44,9 @@ CELLS = [
     cross("s390x", "s390x-linux-gnu", "s390x", "Debian 13, s390x (big endian)", emulator="qemu-s390x"),
     Cell("libc++", "trixie", "Debian 13, x86-64, with libc++", compiler="clang++",
          packages=("clang", "libc++-dev", "libc++abi-dev", "googletest"),
-         options=("-DCMAKE_CXX_FLAGS=-stdlib=libc++", "-DCMAKE_PREFIX_PATH=/build/googletest-libc++")),
+         options=("-DCMAKE_CXX_FLAGS=-stdlib=libc++", "-DCMAKE_PREFIX_PATH=/build/googletest-libc++",
+                  # One of them needs cpp-httplib, which Debian builds with libstdc++.
+                  "-DTORVANE_BUILD_EXAMPLES=OFF")),
 ]
 
 # Every source is compiled against the headers of these systems; nothing is linked.
