@@ -4,6 +4,8 @@ import pathlib
 import re
 
 from conan import ConanFile
+from conan.errors import ConanInvalidConfiguration
+from conan.tools.build import check_min_cppstd
 from conan.tools.cmake import CMake, CMakeDeps, CMakeToolchain, cmake_layout
 from conan.tools.files import copy
 from conan.tools.gnu import PkgConfigDeps
@@ -14,8 +16,8 @@ class Torvane(ConanFile):
     description = "JSON Object Signing and Encryption (JOSE) for C++20"
     package_type = "library"
     settings = "os", "arch", "compiler", "build_type"
-    options = {"shared": [True, False], "fPIC": [True, False]}
-    default_options = {"shared": False, "fPIC": True}
+    options = {name: [True, False] for name in ("shared", "fPIC", "files", "secp256k1")}
+    default_options = {"shared": False, "fPIC": True, "files": True, "secp256k1": True}
     implements = ["auto_shared_fpic"]
 
     def set_version(self):
@@ -32,8 +34,14 @@ class Torvane(ConanFile):
 
     def requirements(self):
         self.requires("openssl/[>=3.0 <4]")
-        self.requires("libsecp256k1/[>=0.2]")
+        if self.options.secp256k1:
+            self.requires("libsecp256k1/[>=0.2]")
         self.requires("nlohmann_json/[>=3.11 <4]", visible=False)
+
+    def validate(self):
+        check_min_cppstd(self, 20)
+        if self.settings.os == "Windows":
+            raise ConanInvalidConfiguration("torvane does not support Windows")
 
     def build_requirements(self):
         self.tool_requires("cmake/[>=3.25]")
@@ -43,6 +51,8 @@ class Torvane(ConanFile):
         CMakeDeps(self).generate()
         PkgConfigDeps(self).generate()
         toolchain = CMakeToolchain(self)
+        toolchain.cache_variables["TORVANE_FILES"] = bool(self.options.files)
+        toolchain.cache_variables["TORVANE_SECP256K1"] = bool(self.options.secp256k1)
         # PKCS #11 needs p11-kit, which Conan does not have.
         for option in ("TORVANE_PKCS11", "TORVANE_BUILD_CLI", "TORVANE_BUILD_TESTS"):
             toolchain.cache_variables[option] = False

@@ -419,14 +419,23 @@ def recipes():
     port = source / "packaging/vcpkg"
     manifest = json.loads((port / "vcpkg.json").read_text())
     expect(manifest["name"] == "torvane" and manifest["version"] == version, f"{manifest}")
+    fields = "name version description license supports dependencies default-features features".split()
+    expect(list(manifest) == fields, f"the fields of vcpkg.json are {list(manifest)}")
+    for its in (manifest, *manifest["features"].values()):
+        names = [its if isinstance(its, str) else its["name"] for its in its.get("dependencies", [])]
+        expect(names == sorted(names), f"order of {names}")
+    expect(json.dumps(manifest, indent=2) + "\n" == (port / "vcpkg.json").read_text(), "form of vcpkg.json")
     guide = set(re.findall(r"libtorvane(?:\.so\.)?([0-9.]+[0-9])", (source / "docs/packaging.md").read_text()))
     same(guide, {f"{major}.{minor}"}, "versions in docs/packaging.md")
     conan = source / "packaging/conan"
     for recipe in (conan / "conanfile.py", conan / "test_package/conanfile.py"):
         py_compile.compile(recipe, work / "recipe.pyc", doraise=True)
+    dependencies = (source / "cmake/Dependencies.cmake").read_text()
+    optional = set(re.findall(r"^option\((TORVANE_\w+)", dependencies, re.MULTILINE))
     for recipe in (port / "portfile.cmake", conan / "conanfile.py"):
         used = set(re.findall(r"TORVANE_\w+", recipe.read_text()))
-        expect(used and used <= options, f"{recipe} sets {sorted(used)} of {sorted(options)}")
+        expect(optional <= used <= options, f"{recipe} sets {sorted(used)} of {sorted(options)}")
+    same({f"TORVANE_{name.upper()}" for name in manifest["features"]}, optional, "features in vcpkg.json")
 
 
 work.mkdir(parents=True, exist_ok=True)
