@@ -36,7 +36,7 @@ COMPILERS = {
     "Another": "flags-NOTFOUND",
 }
 BY_THE_COMPILER = ("isImplicit", "explicitlyDefaulted", "explicitlyDeleted", "pure")
-PRIVATE_FOLDERS = {"internal", "primitives"}
+PRIVATE_FOLDERS = {"internal", "primitives", "system"}
 
 step, source, build, work = sys.argv[1], *map(pathlib.Path, sys.argv[2:5])
 compiler = sys.argv[5]

@@ -33,8 +33,9 @@ std::optional<Buffer> decodeMember(const std::string* text, std::optional<Buffer
 
 JsonWebKey readSecp256k1Key(const JSONValue::Object& entry) {
     const auto* algorithm = stringMember(entry, "alg");
-    if (algorithm == nullptr || *algorithm != "ES256K" || !Zennet::isSecp256k1Supported())
+    if (algorithm == nullptr || *algorithm != "ES256K" || !Zennet::isSecp256k1Supported()) {
         throw JOSEError::algorithmNotSupported("Unsupported algorithm");
+    }
     const auto x = decodeMember(stringMember(entry, "x"), decodeBase64url);
     const auto y = decodeMember(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");

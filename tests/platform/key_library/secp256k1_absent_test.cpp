@@ -11,7 +11,8 @@ using Zennet::Secp256k1Utils;
 TEST(Secp256k1, IsAnUnknownAlgorithmInABuildWithoutIt) {
     const auto unknown =
         JOSEError::algorithmNotSupported("Algorithm 'ES256K' is not supported for signing/verifying data.");
-    const auto& [ours, theirs] = secp256k1KeyPair();
+    const auto& ours = secp256k1KeyPair().privateKey;
+    const auto& theirs = secp256k1KeyPair().publicKey;
     EXPECT_ERROR(JWSSigner("ES256K", {ours, JWK_SIG, "s"}), unknown);
     EXPECT_ERROR(JWSVerifier(JOSE::SignatureAlgorithm::ES256K, {theirs, JWK_SIG, "s"}), unknown);
     EXPECT_FALSE(JOSE::Signer::create(JOSE::SignatureAlgorithm::ES256K, *ours.keyData()));
@@ -25,7 +26,8 @@ TEST(Secp256k1, IsAnUnknownAlgorithmInABuildWithoutIt) {
 
 TEST(Secp256k1, HasNoKeysInABuildWithoutIt) {
     const auto absent = KeyStoreError::notSupported("This build of the library has no secp256k1 keys.");
-    const auto& [ours, theirs] = secp256k1KeyPair();
+    const auto& ours = secp256k1KeyPair().privateKey;
+    const auto& theirs = secp256k1KeyPair().publicKey;
     EXPECT_ERROR(Secp256k1Utils::generateKeyPair(), absent);
     EXPECT_ERROR(ours.publicKey(), absent);
     EXPECT_ERROR(theirs.publicKeyPem(), absent);

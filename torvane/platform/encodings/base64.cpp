@@ -143,7 +143,7 @@ Char* encode(ByteView bytes, Char* out) noexcept {
 template <class Alphabet>
 void append(ByteBuffer& out, ByteView bytes) {
     const auto start = out.size();
-    out.resize(addSizes(start, base64urlSize(bytes.size())));
+    out.resize(addSizes({start, base64urlSize(bytes.size())}));
     encode<Alphabet>(bytes, out.data() + start);
 }
 
@@ -263,7 +263,7 @@ bool isBase64url(std::string_view text) noexcept {
 }
 
 std::string encodeBase64(ByteView bytes) {
-    std::string text(addSizes(base64urlSize(bytes.size()), std::size_t{3}) / 4 * 4, '=');
+    std::string text(addSizes({base64urlSize(bytes.size()), 3}) / 4 * 4, '=');
     encode<StandardAlphabet>(bytes, text.data());
     return text;
 }

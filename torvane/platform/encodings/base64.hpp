@@ -7,7 +7,6 @@
 #include <limits>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -15,11 +14,11 @@
 
 namespace Torvane {
 
-/// The number of base64url characters for `size` bytes.
-/// @throws std::length_error when a std::size_t cannot hold it.
-[[nodiscard]] constexpr std::size_t base64urlSize(std::size_t size) {
-    constexpr std::size_t longest = std::numeric_limits<std::size_t>::max() / 4 * 3 + 2;
-    if (size > longest) throw std::length_error("More bytes than memory can hold.");
+/// The number of base64url characters for `size` bytes. A number that is too large for a std::size_t becomes the
+/// largest one, and no buffer is as long as that.
+[[nodiscard]] constexpr std::size_t base64urlSize(std::size_t size) noexcept {
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+    if (size > most / 4 * 3 + 2) return most;
     return size / 3 * 4 + (size % 3 * 4 + 2) / 3;
 }
 

@@ -12,7 +12,7 @@ namespace Torvane::JOSE {
 namespace {
 
 std::size_t ciphertextSize(const ContentEncryptionParameters& content, std::size_t plaintextSize) {
-    return content.macHash ? addSizes(plaintextSize / aesBlockSize * aesBlockSize, aesBlockSize) : plaintextSize;
+    return content.macHash ? addSizes({plaintextSize / aesBlockSize * aesBlockSize, aesBlockSize}) : plaintextSize;
 }
 
 std::unique_ptr<Crypto::ContentEncrypter> makeContentEncrypter(const ContentEncryptionParameters& content, ByteView key,
@@ -34,9 +34,10 @@ JWEWriter::JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypte
     secRandomCopyBytes(iv);
 
     const auto headerText = header.jsonData();
-    compact_.reserve(addSizes(base64urlSize(headerText.size()), base64urlSize(contentEncryptionKey.encryptedKey.size()),
-                              base64urlSize(iv.size()), base64urlSize(ciphertextSize(content, plaintextSize)),
-                              base64urlSize(content.tagSize), JWE::componentCount - 1));
+    compact_.reserve(
+        addSizes({base64urlSize(headerText.size()), base64urlSize(contentEncryptionKey.encryptedKey.size()),
+                  base64urlSize(iv.size()), base64urlSize(ciphertextSize(content, plaintextSize)),
+                  base64urlSize(content.tagSize), JWE::componentCount - 1}));
     appendBase64url(compact_, headerText);
     contentEncrypter_ = makeContentEncrypter(content, contentEncryptionKey.key, iv, compact_);
     appendPart(contentEncryptionKey.encryptedKey);

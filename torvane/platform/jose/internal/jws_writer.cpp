@@ -25,8 +25,7 @@ JWSWriter::JWSWriter(const JWSHeader& header, ByteView payload, const Signer& si
         throw JOSESwiftError::unsupportedAlgorithm("The header's \"alg\" is not the signer's.");
     }
     header_ = encodeHeader(header);
-    compactSize_ =
-        addSizes(header_.size(), base64urlSize(payload.size()), std::size_t{1}, base64urlSize(signer.signatureSize()));
+    compactSize_ = addSizes({header_.size(), base64urlSize(payload.size()), 1, base64urlSize(signer.signatureSize())});
     digest_.emplace(parameters(signer.algorithm()).hash);
 }
 
