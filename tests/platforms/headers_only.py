@@ -7,9 +7,12 @@ import subprocess
 from chroot import SOURCES
 
 # Sources that do not compile for a system, and the one that is compiled there instead.
+FOLDER = "torvane/platform/system"
+POSIX, WINDOWS = ([f"{FOLDER}/{name}_{system}.cpp" for name in ("files", "process", "terminal")]
+                  for system in ("posix", "windows"))
 SUBSTITUTES = {
-    "musl": {},
-    "mingw-w64": {},
+    "musl": dict(zip(WINDOWS, POSIX)),
+    "mingw-w64": dict(zip(POSIX, WINDOWS)),
 }
 PACKAGES = {
     "musl": ("clang", "libc++-dev", "musl-dev"),
@@ -41,7 +44,7 @@ def compile_sources(chroot, system):
     chroot.run("cmake", "-S", SOURCES, "-B", "/build/headers", "-G", "Ninja", "-DTORVANE_BUILD_TESTS=OFF",
                "-DTORVANE_BUILD_CLI=OFF")
     root = chroot.root / SOURCES.lstrip("/")
-    sources = sorted(str(path.relative_to(root)) for part in ("torvane", "cli", "examples")
+    sources = sorted(str(path.relative_to(root)) for part in ("torvane", "cli")
                      for path in (root / part).rglob("*.cpp"))
     substitutes = SUBSTITUTES[system]
     unknown = [name for pair in substitutes.items() for name in pair if name not in sources]
