@@ -23,9 +23,9 @@ class Cell:
     """The program that binfmt_misc has to start for programs of this architecture, if the processor cannot."""
 
 
-def cross(name, triplet, processor, system, options=(), **more):
+def cross(name, triplet, processor, system, options=(), packages=(), **more):
     return Cell(name, "trixie", system, compiler=f"{triplet}-g++", architecture=name,
-                library_folder=triplet.replace("i686", "i386"), packages=("g++-" + triplet.replace("_", "-"),),
+                library_folder=triplet.replace("i686", "i386"), packages=("g++-" + triplet.replace("_", "-"), *packages),
                 options=("-DCMAKE_SYSTEM_NAME=Linux", f"-DCMAKE_SYSTEM_PROCESSOR={processor}", *options), **more)
 
 
@@ -40,7 +40,7 @@ CELLS = [
     cross("arm64", "aarch64-linux-gnu", "aarch64", "Debian 13, 64-bit ARM", emulator="qemu-aarch64"),
     cross("armhf", "arm-linux-gnueabihf", "arm", "Debian 13, 32-bit ARM", emulator="qemu-arm"),
     cross("i386", "i686-linux-gnu", "i686", "Debian 13, 32-bit x86, undefined-behaviour sanitizer",
-          options=("-DTORVANE_SANITIZERS=undefined",)),
+          options=("-DTORVANE_SANITIZERS=undefined",), packages=("libubsan1:i386",)),
     cross("s390x", "s390x-linux-gnu", "s390x", "Debian 13, s390x (big endian)", emulator="qemu-s390x"),
     Cell("libc++", "trixie", "Debian 13, x86-64, with libc++", compiler="clang++",
          packages=("clang", "libc++-dev", "libc++abi-dev", "googletest"),
