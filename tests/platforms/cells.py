@@ -24,8 +24,9 @@ class Cell:
 
 
 def cross(name, triplet, processor, system, options=(), packages=(), **more):
-    return Cell(name, "trixie", system, compiler=f"{triplet}-g++", architecture=name,
-                library_folder=triplet.replace("i686", "i386"), packages=("g++-" + triplet.replace("_", "-"), *packages),
+    compiler = f"{triplet}-g++"
+    return Cell(name, "trixie", system, compiler, architecture=name, library_folder=triplet.replace("i686", "i386"),
+                packages=("g++-" + triplet.replace("_", "-"), *packages),
                 options=("-DCMAKE_SYSTEM_NAME=Linux", f"-DCMAKE_SYSTEM_PROCESSOR={processor}", *options), **more)
 
 

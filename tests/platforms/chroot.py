@@ -6,11 +6,12 @@ import subprocess
 
 # Where the sources stand in it.
 SOURCES = "/work/torvane"
-# For building and testing natively; every architecture has its own libraries.
-TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "openssl", "p11-kit", "pkg-config",
-         "python3", "softhsm2", "valgrind")
+# For building; they run on this machine's processor.
+TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "openssl", "pkg-config", "python3",
+         "valgrind")
+# Libraries, and programs that load them. Those of SoftHSM exclude those of another architecture.
 LIBRARIES = ("libcpp-httplib-dev", "libgtest-dev", "libjansson-dev", "libp11-kit-dev", "libsecp256k1-dev",
-             "libsofthsm2", "libssl-dev", "p11-kit-modules")
+             "libsofthsm2", "libssl-dev", "p11-kit", "p11-kit-modules", "softhsm2")
 
 # The mounts and processes end with the command.
 ENTER = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-euc", """
