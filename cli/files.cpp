@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 #include "cli/exit_code.hpp"
 #include "cli/terminal.hpp"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 #include "cli/arguments.hpp"
 #include "cli/exit_code.hpp"

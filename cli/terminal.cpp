@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "torvane/platform/system/files.hpp"
-#include "torvane/platform/system/terminal.hpp"
+#include "torvane/platform/system/file.hpp"
+#include "torvane/platform/system/hidden_input.hpp"
 
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"

@@ -13,7 +13,7 @@ import tempfile
 SOURCE, CMAKE, COMPILER = sys.argv[1:]
 # For each option: sources with it, the source without it, and what it needs.
 OPTIONS = {
-    "FILES": ({"file_io.cpp", "key_file.cpp", "files_posix.cpp"}, "files_absent.cpp", None),
+    "FILES": ({"file_io.cpp", "key_file.cpp", "file_posix.cpp"}, "files_absent.cpp", None),
     "PKCS11": ({"pkcs11_key_store.cpp", "objects.cpp", "operations.cpp", "process_state.cpp", "session.cpp",
                 "token.cpp", "token_search.cpp", "uri.cpp"}, "pkcs11_key_store_absent.cpp", "-lp11-kit"),
     "SECP256K1": ({"secp256k1_curve.cpp"}, "secp256k1_curve_absent.cpp", "-lsecp256k1"),

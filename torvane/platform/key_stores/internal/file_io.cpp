@@ -2,7 +2,7 @@
 
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/key_stores/internal/file_uri.hpp"
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 namespace Torvane {
 namespace {

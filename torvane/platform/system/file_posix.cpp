@@ -7,7 +7,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 namespace Torvane::System {
 namespace {

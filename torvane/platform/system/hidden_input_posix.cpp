@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "torvane/platform/system/terminal.hpp"
+#include "torvane/platform/system/hidden_input.hpp"
 
 namespace Torvane::System {
 namespace {

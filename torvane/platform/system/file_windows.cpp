@@ -13,7 +13,7 @@
 #include <sddl.h>
 // clang-format on
 
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 namespace Torvane::System {
 namespace {

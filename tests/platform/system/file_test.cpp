@@ -1,4 +1,4 @@
-#include "torvane/platform/system/files.hpp"
+#include "torvane/platform/system/file.hpp"
 
 #include <gtest/gtest.h>
 

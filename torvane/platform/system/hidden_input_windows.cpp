@@ -1,7 +1,7 @@
 #include <atomic>
 #include <windows.h>
 
-#include "torvane/platform/system/terminal.hpp"
+#include "torvane/platform/system/hidden_input.hpp"
 
 namespace Torvane::System {
 namespace {
