@@ -1,7 +1,7 @@
 """Compiles each header of torvane/ alone, so that none relies on what was included before it: headers_alone.py FEWEST
 
-At least FEWEST headers must be found. Those of the PKCS #11 driver are left out, since p11-kit is optional, and on other
-processors the one for ARM. Reads from the environment: CXX, TORVANE_SOURCE, and TORVANE_BUILD (the build folder of the
+At least FEWEST headers must be found. Those of the PKCS #11 driver are left out, since p11-kit is optional, and the one
+for ARM on other processors. Reads from the environment: CXX, TORVANE_SOURCE, and TORVANE_BUILD (the build folder of the
 library).
 """
 
