@@ -1,8 +1,8 @@
 #!/bin/sh
 # Builds and tests the library for other systems and processors, and writes the table of docs/platforms.md:
-# `platforms.sh [NAME...]`, where tests/platforms/cells.py has the names. `platforms.sh ci` runs what CI runs and writes
-# nothing. Makes Debian systems in a temporary folder and removes them at the end. Needs root, 8 GB of disk and, for all
-# names, about 2 hours on 2 processors.
+# `platforms.sh [NAME...]`, where tests/platforms/cells.py has the names. `platforms.sh ci` does so for i386 and arm64,
+# and writes nothing. Makes Debian systems in a temporary folder and removes them at the end. Needs root, 8 GB of disk
+# and, for all names, about 2 hours on 2 processors.
 set -eu
 cd "$(dirname "$0")/.."
 
