@@ -40,6 +40,8 @@ BODIES_SINCE = "a6e45fed5ae0619eaf9ae8508244f2ea5efb1998"
 LEAST_SCRIPTS = {"shellcheck": 8, "flake8": 20}
 # Tests compile these and expect errors, or they need the packages for scripts/bench.sh.
 NOT_ALONE = ("tests/support/", "bench/peers/")
+# Only other systems compile these.
+OF_OTHER_SYSTEMS = "_windows.cpp"
 
 
 def git(*arguments, fails=True):
@@ -164,7 +166,8 @@ def chosen(changed):
         beside = str(pathlib.Path(file).with_suffix(".cpp"))
         fitting = sorted((unit for unit, files in candidates.items() if file in files),
                          key=lambda unit: (not is_library(unit), unit not in picked, beside not in own[unit]))
-        if not fitting and file.endswith(".cpp") and not file.startswith(NOT_ALONE):
+        if not fitting and file.endswith(".cpp") and not (
+                file.startswith(NOT_ALONE) or file.endswith(OF_OTHER_SYSTEMS)):
             # Only another preset builds it. clang-tidy uses the flags of a file with a similar name.
             picked.append(ROOT / file)
         elif not fitting:
