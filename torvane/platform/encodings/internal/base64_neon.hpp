@@ -70,8 +70,9 @@ inline std::size_t encode(const std::uint8_t* in, std::size_t size, std::uint8_t
     for (; size - done >= stepBytes; done += stepBytes, out += stepCharacters) {
         const auto [a, b, c] = vld3q_u8(in + done).val;
         // vsliq_n_u8 shifts its second argument into the first, whose low bits stay.
-        vst4q_u8(out, {{toCharacters(vshrq_n_u8(a, 2)), toCharacters(vsliq_n_u8(vshrq_n_u8(b, 4), a, 4)),
-                        toCharacters(vsliq_n_u8(vshrq_n_u8(c, 6), b, 2)), toCharacters(c)}});
+        const uint8x16x4_t text{{toCharacters(vshrq_n_u8(a, 2)), toCharacters(vsliq_n_u8(vshrq_n_u8(b, 4), a, 4)),
+                                 toCharacters(vsliq_n_u8(vshrq_n_u8(c, 6), b, 2)), toCharacters(c)}};
+        vst4q_u8(out, text);
     }
     return done;
 }
@@ -83,7 +84,9 @@ inline std::size_t decode(const std::uint8_t* in, std::size_t size, std::uint8_t
         const auto values = decoder.toValues(in + done);
         if (!areValid(values)) break;
         const auto [a, b, c, d] = values.val;
-        vst3q_u8(out, {{vsliq_n_u8(vshrq_n_u8(b, 4), a, 2), vsliq_n_u8(vshrq_n_u8(c, 2), b, 4), vsliq_n_u8(d, c, 6)}});
+        const uint8x16x3_t bytes{
+            {vsliq_n_u8(vshrq_n_u8(b, 4), a, 2), vsliq_n_u8(vshrq_n_u8(c, 2), b, 4), vsliq_n_u8(d, c, 6)}};
+        vst3q_u8(out, bytes);
     }
     return done;
 }
