@@ -173,8 +173,10 @@ Pkey makePublicKey(const PublicComponents& components) {
 
 Pkey makePrivateKey(const RSAPrivateComponents& components) {
     const ErrorScope scope;
-    // OpenSSL 3.5 builds no such key; earlier releases do.
+    requireOdd(components.publicHalf);
     const auto modulusBits = bitLength(components.publicHalf.modulus);
+    if (std::cmp_greater(modulusBits, maximumModulusBits)) rejectSize();
+    // OpenSSL 3.5 builds no key with a number longer than the modulus; earlier releases do.
     for (const auto* number :
          {&components.d, &components.p, &components.q, &components.dp, &components.dq, &components.qi}) {
         if (bitLength(*number) > modulusBits) rejectPair();
