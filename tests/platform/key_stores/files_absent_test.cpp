@@ -15,6 +15,7 @@ TEST(KeyFile, ThrowsNotSupportedInABuildWithoutFiles) {
         EXPECT_ERROR(openKey(uri, KeyClass::privateKey), absent);
         EXPECT_ERROR(Zennet::openKey(uri, KeyClass::publicKey), absent);
         EXPECT_ERROR(generateECKeyAt(uri, EllipticCurve::P256), absent);
+        EXPECT_ERROR(generateRSAKeyAt(uri, 1), absent) << "a key is generated first";
     }
     EXPECT_FALSE(std::filesystem::exists("new.pem"));
 }

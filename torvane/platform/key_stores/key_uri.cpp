@@ -9,8 +9,10 @@
 namespace Torvane {
 namespace {
 
-SecKey writeToFile(std::string_view uri, const Crypto::Pkey& key, const SecretSource& askForSecret) {
-    return makeSoftwareKey(writeKeyFile(uri, key, askForSecret), KeyClass::privateKey);
+template <class Generate>
+SecKey generateInFile(std::string_view uri, const SecretSource& askForSecret, Generate generate) {
+    requireFiles();
+    return makeSoftwareKey(writeKeyFile(uri, generate(), askForSecret), KeyClass::privateKey);
 }
 
 Pkcs11KeyStore openStore(std::string_view uri, const SecretSource& askForPin, LastPinTry lastPinTry) {
@@ -33,14 +35,18 @@ SecKey openKey(std::string_view uri, KeyClass keyClass, const SecretSource& askF
 
 SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits, const SecretSource& askForSecret,
                         LastPinTry lastPinTry) {
-    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateRSA(modulusBits), askForSecret);
+    if (!isPkcs11URI(uri)) {
+        return generateInFile(uri, askForSecret, [&] { return Crypto::generateRSA(modulusBits); });
+    }
     const auto store = openStore(uri, askForSecret, lastPinTry);
     return store.generateRSA(modulusBits, store.keyName());
 }
 
 SecKey generateECKeyAt(std::string_view uri, EllipticCurve curve, const SecretSource& askForSecret,
                        LastPinTry lastPinTry) {
-    if (!isPkcs11URI(uri)) return writeToFile(uri, Crypto::generateEC(curve), askForSecret);
+    if (!isPkcs11URI(uri)) {
+        return generateInFile(uri, askForSecret, [&] { return Crypto::generateEC(curve); });
+    }
     const auto store = openStore(uri, askForSecret, lastPinTry);
     return store.generateEC(curve, store.keyName());
 }

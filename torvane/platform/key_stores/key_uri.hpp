@@ -47,11 +47,12 @@ namespace Torvane {
 /// @throws KeyStoreError invalidURI for a malformed URI, or one whose "type" rules out the requested key (a public key
 ///         may also come from "type=private"); unavailable when the file, driver or PKCS #11 token cannot be opened;
 ///         keyNotFound when no key fits, or more than one; wrongSecret when the passphrase or PIN is missing, wrong or
-///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11, any other in a build without
-///         files, or a file that takes more than keyDerivationIterations to decrypt; operationFailed for another
-///         failure of the driver. SecurityError for a key that is neither RSA nor EC on P-256, P-384 or P-521, or EC
-///         with explicit parameters or a point in hybrid form, or, in a file, a private key that does not belong to the
-///         public key beside it, or an RSA key of more than rsaBits. Whatever `askForSecret` throws.
+///         locked; notSupported for a "pkcs11:" URI in a build without PKCS #11, for any other URI and for "pin-source"
+///         in a build without files, and for a file that takes more than keyDerivationIterations to decrypt;
+///         operationFailed for another failure of the driver. SecurityError for a key that is neither RSA nor EC on
+///         P-256, P-384 or P-521, or EC with explicit parameters or a point in hybrid form, or, in a file, a private
+///         key that does not belong to the public key beside it, or an RSA key of more than rsaBits. Whatever
+///         `askForSecret` throws.
 [[nodiscard]] TORVANE_EXPORT SecKey openKey(std::string_view uri, KeyClass keyClass,
                                             const SecretSource& askForSecret = {},
                                             LastPinTry lastPinTry = LastPinTry::keep, const Limits& limits = {});
@@ -69,8 +70,8 @@ namespace Torvane {
 ///        encrypted.
 /// @param lastPinTry as for openKey().
 /// @throws KeyStoreError as openKey(); unavailable when the file exists or cannot be written, and operationFailed when
-///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for another
-///         size. After an error there is no new file.
+///         the PKCS #11 token has a key or certificate with that label or id. SecurityError for another size. After an
+///         error there is no new file.
 TORVANE_EXPORT SecKey generateRSAKeyAt(std::string_view uri, std::size_t modulusBits,
                                        const SecretSource& askForSecret = {}, LastPinTry lastPinTry = LastPinTry::keep);
 

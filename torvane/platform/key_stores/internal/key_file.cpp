@@ -10,6 +10,8 @@
 
 namespace Torvane {
 
+void requireFiles() {}
+
 Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret,
                          const Limits& limits) {
     const auto path = readPath(uri);

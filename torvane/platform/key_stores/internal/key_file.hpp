@@ -9,6 +9,9 @@
 
 namespace Torvane {
 
+/// @throws KeyStoreError notSupported in a build that opens no files.
+void requireFiles();
+
 /// Reads the one key of that class from the file that a path or "file" URI names.
 /// @throws KeyStoreError invalidURI or unavailable, and what Crypto::readKey() throws.
 Crypto::Pkey readKeyFile(std::string_view uri, KeyClass keyClass, const SecretSource& askForSecret,
