@@ -87,9 +87,10 @@ class NewFile {
   private:
     // The path as long as the file may have to be removed.
     std::string unfinished_;
-    File file_;
     std::string replaced_{};
     unsigned mode_ = 0;
+    // The last member: after it nothing fails that would leave the file behind.
+    File file_;
 };
 
 /// Prepares the streams of a command: all bytes are written as they are, and every failure to write is reported. A

@@ -84,9 +84,9 @@ NewFile::NewFile(const std::string& path)
 
 NewFile::NewFile(const std::string& path, unsigned mode)
     : unfinished_(path + ".XXXXXX"),
-      file_(require(::mkostemp(unfinished_.data(), O_CLOEXEC)), true),
       replaced_(path),
-      mode_(mode) {}
+      mode_(mode),
+      file_(require(::mkostemp(unfinished_.data(), O_CLOEXEC)), true) {}
 
 NewFile::~NewFile() {
     if (!unfinished_.empty()) ::unlink(unfinished_.c_str());

@@ -23,7 +23,9 @@ namespace {
 }
 
 [[noreturn]] void failWithLastError() {
-    throw Failure(std::system_category().message(static_cast<int>(::GetLastError())));
+    auto text = std::system_category().message(static_cast<int>(::GetLastError()));
+    while (text.ends_with('.') || text.ends_with('\r') || text.ends_with('\n') || text.ends_with(' ')) text.pop_back();
+    throw Failure(text);
 }
 
 int require(int result) {
@@ -52,7 +54,13 @@ int createPrivate(const std::string& path) {
     auto file =
         asHandle(::CreateFileA(path.c_str(), GENERIC_WRITE, 0, &rights, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) failWithLastError();
-    const int number = require(::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.get()), _O_BINARY));
+    const int number = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.get()), _O_BINARY);
+    if (number < 0) {
+        const int reason = errno;
+        file.reset();
+        ::DeleteFileA(path.c_str());
+        throw Failure(std::generic_category().message(reason));
+    }
     static_cast<void>(file.release());  // closed with the number
     return number;
 }
@@ -113,11 +121,11 @@ NewFile::NewFile(const std::string& path) : unfinished_(path), file_(createPriva
 
 NewFile::NewFile(const std::string& path, unsigned mode)
     : unfinished_(makeTemporaryName(path)),
+      replaced_(path),
+      mode_(mode),
       file_(require(::_open(unfinished_.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
                             _S_IREAD | _S_IWRITE)),
-            true),
-      replaced_(path),
-      mode_(mode) {}
+            true) {}
 
 NewFile::~NewFile() {
     if (unfinished_.empty()) return;

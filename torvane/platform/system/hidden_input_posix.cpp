@@ -23,7 +23,8 @@ extern "C" void recordSignal(int number) {
 class Terminal final : public HiddenInput {
   public:
     Terminal() noexcept : tty_(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
-        if (tty_ >= 0 && ::tcgetattr(tty_, &before_) == 0) hide();
+        // pselect() knows no higher numbers.
+        if (tty_ >= 0 && tty_ < FD_SETSIZE && ::tcgetattr(tty_, &before_) == 0) hide();
     }
     ~Terminal() override {
         restore();
