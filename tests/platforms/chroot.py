@@ -5,7 +5,7 @@ import pathlib
 import subprocess
 
 # Where the sources stand in it.
-SOURCES = "/work/torvane"
+SOURCES = "/source/torvane"
 # For building; they run on this machine's processor.
 TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "openssl", "pkg-config", "python3",
          "valgrind")

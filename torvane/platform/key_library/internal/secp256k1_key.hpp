@@ -1,4 +1,4 @@
-// Whether there are secp256k1 keys, and those from the values of their JWKs (RFC 8812, section 3.1), checked.
+// secp256k1 keys made from the values of JWKs (RFC 8812, section 3.1), and whether this build has such keys.
 #pragma once
 
 #include <optional>
