@@ -13,6 +13,11 @@ TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "
 LIBRARIES = ("libcpp-httplib-dev", "libgtest-dev", "libjansson-dev", "libp11-kit-dev", "libsecp256k1-dev",
              "libsofthsm2", "libssl-dev", "p11-kit", "p11-kit-modules", "softhsm2")
 
+# Testing's lists of packages expire after a week, and a mirror may still have older ones.
+APT_SETTINGS = """Acquire::Check-Valid-Until "false";
+APT::Install-Recommends "false";
+"""
+
 # The mounts and processes end with the command.
 ENTER = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-euc", """
     root=$1; shift
@@ -27,9 +32,8 @@ class Chroot:
         if not (self.root / "etc" / "debian_version").exists():
             subprocess.run(["debootstrap", "--variant=minbase", suite, self.root], check=True,
                            stdout=subprocess.DEVNULL)
-            # A list of testing is valid for a week, and mirrors may be behind.
-            (self.root / "etc/apt/apt.conf.d/old-lists").write_text('Acquire::Check-Valid-Until "false";\n')
-            self.run("apt-get", "update", "-qq")
+        (self.root / "etc/apt/apt.conf.d/platforms").write_text(APT_SETTINGS)
+        self.run("apt-get", "update", "-qq")
         self.install(*TOOLS)
 
     def command(self, *words):
@@ -45,8 +49,7 @@ class Chroot:
         return result.stdout
 
     def install(self, *packages):
-        self.run("apt-get", "install", "-y", "-qq", "--no-install-recommends", *packages,
-                 DEBIAN_FRONTEND="noninteractive")
+        self.run("apt-get", "install", "-y", "-qq", *packages, DEBIAN_FRONTEND="noninteractive")
 
     def install_libraries(self, architecture):
         self.run("dpkg", "--add-architecture", architecture)

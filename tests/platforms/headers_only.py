@@ -37,7 +37,7 @@ COMPILERS = {
 
 def compile_sources(chroot, system):
     """Returns how many sources were compiled, and those left out with their substitutes."""
-    chroot.install(*PACKAGES[system])
+    chroot.install("g++", *PACKAGES[system])
     chroot.install_libraries("amd64")
     chroot.run("sh", "-euc", COPY_HEADERS)
     # For the generated header.

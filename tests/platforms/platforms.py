@@ -86,7 +86,8 @@ def versions(cell, chroot):
     compiler = "GCC" if "g++" in cell.compiler else "Clang"
     packages = chroot.run("dpkg-query", "-W", "-f", "${Version}\n", f"libssl-dev:{cell.architecture}",
                           "nlohmann-json3-dev").split()
-    upstream = [re.match(r"[\d.]+", version)[0].rstrip(".") for version in packages]
+    # A package that went back to an older version has that one after "really".
+    upstream = [re.match(r"[\d.]+", version.split("really.")[-1])[0].rstrip(".") for version in packages]
     return [f"{compiler} {re.search(r'[0-9]+[.][0-9.]+', first)[0]}", *upstream]
 
 
