@@ -24,14 +24,13 @@ class Description {
         addAll(list, [this](const JSONValue& element) { (*this)(element); });
         text_ += list.empty() ? "[]" : "]";
     }
-    template <class Value>
-    void operator()(const std::map<std::string, Value, std::less<>>& map) {
-        addAll(map, [this](const auto& member) {
+    void operator()(const JSONValue::Object& object) {
+        addAll(object, [this](const auto& member) {
             (*this)(member.first);
             text_ += ": ";
             (*this)(member.second);
         });
-        text_ += map.empty() ? "[:]" : "]";
+        text_ += object.empty() ? "[:]" : "]";
     }
 
     std::string text() && { return std::move(text_); }
@@ -56,28 +55,10 @@ class Description {
 
 }  // namespace
 
-template <class Value>
-std::string RequestContainer<Value>::description() const {
+std::string describe(const JSONValue::Object& values) {
     Description description;
-    description(values_);
+    description(values);
     return std::move(description).text();
-}
-
-template class RequestContainer<JSONValue>;
-template class RequestContainer<std::string>;
-
-URLRequestBody& URLRequestBody::setBodyParam(std::string_view key, JSONValue bodyValue) {
-    body().insert_or_assign(std::string(key), std::move(bodyValue));
-    return *this;
-}
-
-JSONValue::Object URLRequestBody::getParams() const {
-    return body();
-}
-
-URLRequestHeader& URLRequestHeader::setHeaderField(std::string_view field, std::string_view headerValue) {
-    headersDictionary().insert_or_assign(std::string(field), std::string(headerValue));
-    return *this;
 }
 
 }  // namespace Torvane

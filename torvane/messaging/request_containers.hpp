@@ -32,6 +32,9 @@ template <class T, class Value>
 concept Makes = std::constructible_from<Value, T> &&
     (std::same_as<Value, JSONValue> || !std::is_null_pointer_v<std::remove_cvref_t<T>>);
 
+/// What RequestContainer::description() returns for these values.
+[[nodiscard]] TORVANE_EXPORT std::string describe(const JSONValue::Object& values);
+
 /// Values by name: base of the request body and header. Names are compared exactly, and iteration visits them in their
 /// order. A container can be neither copied nor moved. It must not be changed from two threads at once.
 template <class Value>
@@ -65,7 +68,7 @@ class TORVANE_EXPORT RequestContainer {
     [[nodiscard]] auto end() const noexcept { return values_.end(); }
 
     /// A human-readable description, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
-    [[nodiscard]] std::string description() const;
+    [[nodiscard]] std::string description() const { return describe({values_.begin(), values_.end()}); }
     /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
         return out << container.description();
@@ -156,9 +159,6 @@ class RequestContainer<Value>::Subscript {
     std::string name_;
 };
 
-extern template class RequestContainer<JSONValue>;
-extern template class RequestContainer<std::string>;
-
 /// The parameters of a request's body. Values are kept as they are given.
 class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
   public:
@@ -173,9 +173,12 @@ class TORVANE_EXPORT URLRequestBody : public RequestContainer<JSONValue> {
     /// @}
 
     /// Inserts or replaces a parameter; returns this object, so that calls chain.
-    virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue) TORVANE_LIFETIMEBOUND;
+    virtual URLRequestBody& setBodyParam(std::string_view key, JSONValue bodyValue) TORVANE_LIFETIMEBOUND {
+        body().insert_or_assign(std::string(key), std::move(bodyValue));
+        return *this;
+    }
     /// A copy of body().
-    [[nodiscard]] virtual JSONValue::Object getParams() const;
+    [[nodiscard]] virtual JSONValue::Object getParams() const { return body(); }
 };
 
 /// The fields of a request's header. "Content-type" and "Content-Type" are two different fields.
@@ -204,7 +207,10 @@ class TORVANE_EXPORT URLRequestHeader : public RequestContainer<std::string> {
 
     /// Inserts or replaces a field; returns this object, so that calls chain.
     virtual URLRequestHeader& setHeaderField(std::string_view field,
-                                             std::string_view headerValue) TORVANE_LIFETIMEBOUND;
+                                             std::string_view headerValue) TORVANE_LIFETIMEBOUND {
+        headersDictionary().insert_or_assign(std::string(field), std::string(headerValue));
+        return *this;
+    }
 };
 
 /// Interface of coders that turn a request's body into bytes and a response's bytes into a value. Applications derive
