@@ -11,10 +11,18 @@ function(torvane_harden target)
     endif()
     include(CheckCXXCompilerFlag)
     include(CheckLinkerFlag)
+    set(stack_protector -fstack-protector-strong)
+    set(cf_protection -fcf-protection)
+    if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
+        # Leaves out functions whose only arrays are the 16 bytes inside a std::string, which are most of them, and the
+        # marks of jump targets, which Linux does not check in applications.
+        set(stack_protector -fstack-protector --param=ssp-buffer-size=17)
+        set(cf_protection -fcf-protection=return)
+    endif()
     # Clang only warns of what it ignores on this processor. The last two guard jumps and returns, one on x86 and the
     # other on 64-bit ARM.
     set(CMAKE_REQUIRED_FLAGS -Werror)
-    foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+    foreach(flag ${stack_protector} -fstack-clash-protection ${cf_protection} -mbranch-protection=standard)
         string(MAKE_C_IDENTIFIER "TORVANE_HAS${flag}" has_flag)
         check_cxx_compiler_flag(${flag} ${has_flag})
         if(${has_flag})
@@ -25,7 +33,8 @@ function(torvane_harden target)
 
     # Debian 12 starts programs with objects of glibc that are not marked for shadow stacks, though they keep to them.
     set(linker_flags -z,relro,-z,now -z,noexecstack)
-    if(TORVANE_HAS_fcf_protection)
+    string(MAKE_C_IDENTIFIER "TORVANE_HAS${cf_protection}" has_cf_protection)
+    if(${has_cf_protection})
         list(APPEND linker_flags -z,shstk)
     endif()
     foreach(flag IN LISTS linker_flags)
