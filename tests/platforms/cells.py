@@ -21,6 +21,8 @@ class Cell:
     """For CMake."""
     emulator: str = ""
     """The program that binfmt_misc has to start for programs of this architecture, if the processor cannot."""
+    left_out: tuple = ()
+    """Tests that cannot run there."""
 
 
 def cross(name, triplet, processor, system, options=(), packages=(), **more):
@@ -39,10 +41,14 @@ CELLS = [
     Cell("testing-gcc", "testing", "Debian testing, x86-64", packages=FOR_COMMAND),
     Cell("testing-clang", "testing", "Debian testing, x86-64", compiler="clang++", packages=("clang",)),
     cross("arm64", "aarch64-linux-gnu", "aarch64", "Debian 13, 64-bit ARM", emulator="qemu-aarch64"),
-    cross("armhf", "arm-linux-gnueabihf", "arm", "Debian 13, 32-bit ARM", emulator="qemu-arm"),
+    # GCC tells of every type that it passed in another way before 2017.
+    cross("armhf", "arm-linux-gnueabihf", "arm", "Debian 13, 32-bit ARM", options=("-DCMAKE_CXX_FLAGS=-Wno-psabi",),
+          emulator="qemu-arm"),
     cross("i386", "i686-linux-gnu", "i686", "Debian 13, 32-bit x86, undefined-behaviour sanitizer",
           options=("-DTORVANE_SANITIZERS=undefined",), packages=("libubsan1:i386",)),
-    cross("s390x", "s390x-linux-gnu", "s390x", "Debian 13, s390x (big endian)", emulator="qemu-s390x"),
+    # Its OpenSSL allocates memory while it is loaded, before a test can watch or refuse allocations.
+    cross("s390x", "s390x-linux-gnu", "s390x", "Debian 13, s390x (big endian)", emulator="qemu-s390x",
+          left_out=("harness.FreedMemory", "harness.FailingAllocations")),
     Cell("libc++", "trixie", "Debian 13, x86-64, with libc++", compiler="clang++",
          packages=("clang", "libc++-dev", "libc++abi-dev", "googletest"),
          options=("-DCMAKE_CXX_FLAGS=-stdlib=libc++", "-DCMAKE_PREFIX_PATH=/build/googletest-libc++",

@@ -26,6 +26,10 @@ ENTER = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-euc", 
     exec chroot "$root" "$@" """, "sh"]
 
 
+class Failure(Exception):
+    """A command that failed in such a system."""
+
+
 class Chroot:
     def __init__(self, suite, folder):
         self.root = pathlib.Path(folder) / suite
@@ -40,12 +44,12 @@ class Chroot:
         return [*ENTER, str(self.root), *map(str, words)]
 
     def run(self, *words, check=True, **variables):
-        """Returns what the command printed. Prints it, and stops, if the command fails."""
+        """Returns what the command printed. Prints it if the command fails."""
         result = subprocess.run(self.command(*words), env={**os.environ, "LC_ALL": "C.UTF-8", **variables}, text=True,
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace")
         if check and result.returncode != 0:
             print(result.stdout[-20000:])
-            raise SystemExit(f"{self.root.name}: {' '.join(map(str, words))} failed")
+            raise Failure(f"{' '.join(map(str, words))} failed in {self.root.name}")
         return result.stdout
 
     def install(self, *packages):

@@ -4,7 +4,7 @@ import concurrent.futures
 import os
 import subprocess
 
-from chroot import SOURCES
+from chroot import SOURCES, Failure
 
 # Sources that do not compile for a system, and the one that is compiled there instead.
 FOLDER = "torvane/platform/system"
@@ -49,7 +49,7 @@ def compile_sources(chroot, system):
     substitutes = SUBSTITUTES[system]
     unknown = [name for pair in substitutes.items() for name in pair if name not in sources]
     if unknown:
-        raise SystemExit(f"{system}: no such sources: {' '.join(unknown)}")
+        raise Failure(f"no such sources: {' '.join(unknown)}")
     compiled = [source for source in sources if source not in substitutes]
 
     def fails(source):
@@ -59,5 +59,5 @@ def compile_sources(chroot, system):
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         failed = [source for source, bad in zip(compiled, pool.map(fails, compiled)) if bad]
     if failed:
-        raise SystemExit(f"{system}: these do not compile: {' '.join(failed)}")
+        raise Failure(f"these do not compile: {' '.join(failed)}")
     return len(compiled), substitutes

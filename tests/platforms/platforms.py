@@ -5,6 +5,7 @@ Without names, for all. Writes their rows of docs/platforms.md, except for "ci".
 uses those that are there.
 """
 import argparse
+import contextlib
 import datetime
 import pathlib
 import re
@@ -17,13 +18,14 @@ import xml.etree.ElementTree
 import cells
 import exchange
 import headers_only
-from chroot import SOURCES, Chroot
+from chroot import SOURCES, Chroot, Failure
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 PAGE = PROJECT / "docs" / "platforms.md"
 # Tests of what does not depend on the system.
-LEFT_OUT = r"^(bench|docs|package|structure)\."
-COMMAND = r"|^cli\."
+LEFT_OUT = ("bench", "docs", "package", "structure")
+# An emulated process holds the memory of the emulator, and searching it takes minutes.
+LEFT_OUT_EMULATED = ("pkcs11.ProcessMemory",)
 
 
 def copy_sources(chroot):
@@ -46,7 +48,7 @@ def start_emulator(name):
     if not registered.exists():
         subprocess.run(["update-binfmts", "--enable", name], check=True)
     if not registered.exists():
-        raise SystemExit(f"{name} is not registered in binfmt_misc")
+        raise Failure(f"{name} is not registered in binfmt_misc")
 
 
 def build(cell, chroot):
@@ -68,13 +70,17 @@ def build(cell, chroot):
 
 
 def run_tests(cell, chroot, folder):
-    """Returns the numbers of tests and of hostile cases. Stops if a test fails."""
-    left_out = LEFT_OUT if set(cells.FOR_COMMAND) <= set(cell.packages) else LEFT_OUT + COMMAND
-    chroot.run("ctest", "--test-dir", folder, "-j2", "-E", left_out, "--output-on-failure",
-               "--test-output-size-passed", "1000000", "--output-junit", "results.xml")
+    """Returns the numbers of tests and of hostile cases."""
+    left_out = LEFT_OUT + cell.left_out
+    if not set(cells.FOR_COMMAND) <= set(cell.packages):
+        left_out += ("cli",)
+    if cell.emulator:
+        left_out += LEFT_OUT_EMULATED
+    chroot.run("ctest", "--test-dir", folder, "-j2", "-E", rf"^({'|'.join(map(re.escape, left_out))})\.",
+               "--output-on-failure", "--test-output-size-passed", "1000000", "--output-junit", "results.xml")
     results = xml.etree.ElementTree.parse(chroot.root / folder.lstrip("/") / "results.xml").getroot()
     if results.get("failures") != "0" or int(results.get("tests")) < 300:
-        raise SystemExit(f"{folder}: only {results.get('tests')} tests, {results.get('failures')} failures")
+        raise Failure(f"only {results.get('tests')} tests, {results.get('failures')} failures")
     hostile = sum(int(number) for output in results.iter("system-out")
                   for number in re.findall(r"^COUNT hostile cases rejected (\d+)$", output.text or "", re.MULTILINE))
     return f"{int(results.get('tests')) - int(results.get('skipped'))}", f"{hostile}"
@@ -121,10 +127,22 @@ def main():
             shutil.rmtree(folder)
     if arguments.names != ["ci"]:
         write_page(rows)
+    failed = [name for name in names if name not in rows]
+    if failed:
+        raise SystemExit(f"failed: {', '.join(failed)}")
+
+
+@contextlib.contextmanager
+def reported(name):
+    """Prints a failure, so that the other systems are tested too."""
+    try:
+        yield
+    except Failure as failure:
+        print(f"{name}: {failure}", flush=True)
 
 
 def test_all(built, headers, folder):
-    """Returns the rows of the table by name."""
+    """Returns the rows of the table by name, without those of the systems that failed."""
     chroots, rows, machines = {}, {}, []
 
     def chroot_of(suite):
@@ -135,13 +153,15 @@ def test_all(built, headers, folder):
 
     for cell in built:
         start = time.monotonic()
-        if cell.emulator:
-            start_emulator(cell.emulator)
-        chroot = chroot_of(cell.suite)
-        binaries = build(cell, chroot)
-        rows[cell.name] = [cell.system, *versions(cell, chroot), *run_tests(cell, chroot, binaries)]
-        print(f"{cell.name}: {' | '.join(rows[cell.name])} | {time.monotonic() - start:.0f} s", flush=True)
-        machines.append(exchange.Machine(cell.name, chroot.command(f"{binaries}/tests/interop/torvane_partner")))
+        with reported(cell.name):
+            if cell.emulator:
+                start_emulator(cell.emulator)
+            chroot = chroot_of(cell.suite)
+            binaries = build(cell, chroot)
+            rows[cell.name] = [cell.system, *versions(cell, chroot), *run_tests(cell, chroot, binaries)]
+            partner = chroot.command(f"{binaries}/tests/interop/torvane_partner")
+            machines.append(exchange.Machine(cell.name, partner))
+            print(f"{cell.name}: {' | '.join(rows[cell.name])} | {time.monotonic() - start:.0f} s", flush=True)
     read = exchange.exchange(machines)
     for machine in machines:
         others = len(machines) - 1
@@ -149,10 +169,11 @@ def test_all(built, headers, folder):
                                datetime.date.today().isoformat()]
         print(f"{machine.name}: read {rows[machine.name][-2]}")
     for name in headers:
-        compiled, substitutes = headers_only.compile_sources(chroot_of("trixie"), name)
-        rows[name] = [cells.HEADERS_ONLY[name], f"{compiled}",
-                      "; ".join(f"`{source}`: `{other}`" for source, other in substitutes.items()) or "none"]
-        print(f"{name}: {' | '.join(rows[name])}", flush=True)
+        with reported(name):
+            compiled, substitutes = headers_only.compile_sources(chroot_of("trixie"), name)
+            rows[name] = [cells.HEADERS_ONLY[name], f"{compiled}",
+                          "; ".join(f"`{source}`: `{other}`" for source, other in substitutes.items()) or "none"]
+            print(f"{name}: {' | '.join(rows[name])}", flush=True)
     return rows
 
 

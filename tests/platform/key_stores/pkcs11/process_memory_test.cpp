@@ -36,7 +36,7 @@ class KeyUser {
         std::ifstream maps(folder + "/maps"), bytes(folder + "/mem", std::ios::binary);
         std::vector<std::string> blocks;
         for (std::string line; std::getline(maps, line);) {
-            std::uint64_t begin = 0, end = 0;
+            unsigned long begin = 0, end = 0;
             char access[5] = "";
             if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, access) != 3 || access[1] != 'w') continue;
             std::string block(end - begin, '\0');
