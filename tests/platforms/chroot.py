@@ -4,8 +4,9 @@ import os
 import pathlib
 import subprocess
 
-# Where the sources stand in it.
-SOURCES = "/source/torvane"
+# Where the sources and the builds stand in it. The spaces find scripts and tests that do not quote a path.
+SOURCES = "/the sources/torvane"
+BUILDS = "/the builds"
 # For building; they run on this machine's processor.
 TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "openssl", "pkg-config", "python3",
          "valgrind")
@@ -31,14 +32,14 @@ class Failure(Exception):
 
 
 class Chroot:
-    def __init__(self, suite, folder):
-        self.root = pathlib.Path(folder) / suite
+    def __init__(self, suite, root, packages=TOOLS):
+        self.root = pathlib.Path(root)
         if not (self.root / "etc" / "debian_version").exists():
             subprocess.run(["debootstrap", "--variant=minbase", suite, self.root], check=True,
                            stdout=subprocess.DEVNULL)
         (self.root / "etc/apt/apt.conf.d/platforms").write_text(APT_SETTINGS)
         self.run("apt-get", "update", "-qq")
-        self.install(*TOOLS)
+        self.install(*packages)
 
     def command(self, *words):
         return [*ENTER, str(self.root), *map(str, words)]

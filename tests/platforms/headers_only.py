@@ -4,7 +4,7 @@ import concurrent.futures
 import os
 import subprocess
 
-from chroot import SOURCES, Failure
+from chroot import BUILDS, SOURCES, Failure
 
 # Sources that do not compile for a system, and the one that is compiled there instead.
 FOLDER = "torvane/platform/system"
@@ -41,7 +41,7 @@ def compile_sources(chroot, system):
     chroot.install_libraries("amd64")
     chroot.run("sh", "-euc", COPY_HEADERS)
     # For the generated header.
-    chroot.run("cmake", "-S", SOURCES, "-B", "/build/headers", "-G", "Ninja", "-DTORVANE_BUILD_TESTS=OFF",
+    chroot.run("cmake", "-S", SOURCES, "-B", f"{BUILDS}/headers", "-G", "Ninja", "-DTORVANE_BUILD_TESTS=OFF",
                "-DTORVANE_BUILD_CLI=OFF")
     root = chroot.root / SOURCES.lstrip("/")
     sources = sorted(str(path.relative_to(root)) for part in ("torvane", "cli")
@@ -53,7 +53,8 @@ def compile_sources(chroot, system):
     compiled = [source for source in sources if source not in substitutes]
 
     def fails(source):
-        command = f"cd {SOURCES}; {COMPILERS[system]} {FLAGS} -I. -I/build/headers -DTORVANE_VERSION='\"\"' {source}"
+        command = (f"cd '{SOURCES}'; {COMPILERS[system]} {FLAGS} -I. -I'{BUILDS}/headers' "
+                   f"-DTORVANE_VERSION='\"\"' {source}")
         return subprocess.run(chroot.command("sh", "-c", " ".join(command.split())), check=False).returncode != 0
 
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:

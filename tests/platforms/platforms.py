@@ -16,9 +16,10 @@ import time
 import xml.etree.ElementTree
 
 import cells
+import demo
 import exchange
 import headers_only
-from chroot import SOURCES, Chroot, Failure
+from chroot import BUILDS, SOURCES, Chroot, Failure
 
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 PAGE = PROJECT / "docs" / "platforms.md"
@@ -53,7 +54,7 @@ def start_emulator(name):
 
 def build(cell, chroot):
     """Installs, configures and builds. Returns the folder of the build."""
-    folder = f"/build/{cell.name}"
+    folder = f"{BUILDS}/{cell.name}"
     chroot.install_libraries(cell.architecture)
     chroot.install("g++", *cell.packages)
     if "googletest" in cell.packages:
@@ -89,7 +90,7 @@ def run_tests(cell, chroot, folder):
 def versions(cell, chroot):
     """What it was built with, as the table shows it."""
     first = chroot.run(cell.compiler, "--version").splitlines()[0]
-    compiler = "GCC" if "g++" in cell.compiler else "Clang"
+    compiler = "Clang" if "clang" in cell.compiler else "GCC"
     packages = chroot.run("dpkg-query", "-W", "-f", "${Version}\n", f"libssl-dev:{cell.architecture}",
                           "nlohmann-json3-dev").split()
     # A package that went back to an older version has that one after "really".
@@ -113,15 +114,17 @@ def main():
     parser.add_argument("names", nargs="*")
     arguments = parser.parse_args()
     known = {cell.name: cell for cell in cells.CELLS}
-    names = cells.CI if arguments.names == ["ci"] else arguments.names or [*known, *cells.HEADERS_ONLY]
+    every_name = [*known, *cells.HEADERS_ONLY, *demo.SYSTEMS]
+    names = cells.CI if arguments.names == ["ci"] else arguments.names or every_name
     for name in names:
-        if name not in known and name not in cells.HEADERS_ONLY:
-            parser.error(f"no such name: {name}; there are {', '.join([*known, *cells.HEADERS_ONLY])}")
+        if name not in every_name:
+            parser.error(f"no such name: {name}; there are {', '.join(every_name)}")
 
-    folder = arguments.keep or tempfile.mkdtemp(prefix="torvane-platforms-", dir="/var/tmp")
+    folder = pathlib.Path(arguments.keep or tempfile.mkdtemp(prefix="torvane-platforms-", dir="/var/tmp"))
     try:
         rows = test_all([known[name] for name in names if name in known],
-                        [name for name in names if name in cells.HEADERS_ONLY], folder)
+                        [name for name in names if name in cells.HEADERS_ONLY],
+                        [name for name in names if name in demo.SYSTEMS], folder)
     finally:
         if not arguments.keep:
             shutil.rmtree(folder)
@@ -141,13 +144,13 @@ def reported(name):
         print(f"{name}: {failure}", flush=True)
 
 
-def test_all(built, headers, folder):
+def test_all(built, headers, demos, folder):
     """Returns the rows of the table by name, without those of the systems that failed."""
     chroots, rows, machines = {}, {}, []
 
     def chroot_of(suite):
         if suite not in chroots:
-            chroots[suite] = Chroot(suite, folder)
+            chroots[suite] = Chroot(suite, folder / suite)
             copy_sources(chroots[suite])
         return chroots[suite]
 
@@ -173,6 +176,13 @@ def test_all(built, headers, folder):
             compiled, substitutes = headers_only.compile_sources(chroot_of("trixie"), name)
             rows[name] = [cells.HEADERS_ONLY[name], f"{compiled}",
                           "; ".join(f"`{source}`: `{other}`" for source, other in substitutes.items()) or "none"]
+            print(f"{name}: {' | '.join(rows[name])}", flush=True)
+    for name in demos:
+        suite, system = demo.SYSTEMS[name]
+        with reported(name), tempfile.TemporaryDirectory(dir=folder) as root:
+            chroot = Chroot(suite, root, packages=())
+            copy_sources(chroot)
+            rows[name] = [system, *demo.run_demo(chroot), datetime.date.today().isoformat()]
             print(f"{name}: {' | '.join(rows[name])}", flush=True)
     return rows
 
