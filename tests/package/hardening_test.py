@@ -18,7 +18,7 @@ GUARDS = {"x86_64": {"IBT", "SHSTK"}, "aarch64": {"BTI", "PAC"}}.get(platform.ma
 SOURCE = """#include <cstring>
 char last(const char* from, unsigned size) { char to[8]; std::memcpy(to, from, size); return to[size - 1]; }
 """
-# A compiler with its flags, and the function that the source above calls.
+# A compiler with its flags, and the function that the source above calls, or which a sanitizer replaces.
 CALLED = {
     "g++ -O2": "__memcpy_chk",
     "clang++ -O2": "__memcpy_chk",
@@ -27,9 +27,9 @@ CALLED = {
     "g++ -O2 -D_FORTIFY_SOURCE=0": "memcpy",
     "g++ -O2 -fsanitize=address": "memcpy",
     "g++ -O2 -fsanitize=thread": "memcpy",
-    "clang++ -O2 -fsanitize=address": "__asan_memcpy",
+    "clang++ -O2 -fsanitize=address": "memcpy",
     "clang++ -O2 -fsanitize=thread": "memcpy",
-    "clang++ -O2 -fsanitize=memory": "__msan_memcpy",
+    "clang++ -O2 -fsanitize=memory": "memcpy",
 }
 # The guards of jumps and returns by the target of Clang.
 BRANCHES = {"x86_64-linux-gnu": "-fcf-protection", "aarch64-linux-gnu": "-mbranch-protection=standard"}
@@ -104,7 +104,7 @@ def check_fortify():
         assembly = subprocess.run(
             [*command.split(), "-include", f"{cmake}/fortify.hpp", "-Werror", "-S", "-x", "c++", "-", "-o", "-"],
             input=SOURCE, stdout=subprocess.PIPE, text=True, check=True).stdout
-        found = set(re.findall(r"\b(?:call|jmp)q?\s+(\w*memcpy\w*)", assembly))
+        found = set(re.findall(r"\b(?:call|jmp)q?\s+(?:__[atm]san_)?(\w*memcpy\w*)", assembly))
         expect(found == {called}, f"{command}: calls {sorted(found)}, and not {called}")
 
 

@@ -364,8 +364,10 @@ def debian_packages():
     control = root / "control" / runtime
     same(files_below(control), {"control", "md5sums", "shlibs", "triggers"}, f"{runtime}, control files")
     expect((control / "triggers").read_text() == "activate-noawait ldconfig\n", f"{runtime} triggers no ldconfig")
-    libraries = {"libc6", "libgcc-s1", "libp11-kit0", "libsecp256k1-1", "libssl3", "libstdc++6"}
-    same((wish.split()[0] for wish in asked[runtime]), libraries, f"{runtime} depends")
+    # Without the numbers at the end, which differ between releases of Debian: libssl3, libssl3t64.
+    libraries = {"libc", "libgcc-s", "libp11-kit", "libsecp256k1-", "libssl", "libstdc++"}
+    wishes = (re.sub(r"[0-9]+(t64)?$", "", wish.split()[0]) for wish in asked[runtime])
+    same(wishes, libraries, f"{runtime} depends")
     same(asked["libtorvane-dev"], {f"{runtime} (= {version})"}, "libtorvane-dev depends")
 
     beside = str(only(root / "all", f"usr/lib/*/libtorvane.so.{major}.{minor}").parent)
@@ -406,7 +408,10 @@ def sizes():
     printed = run(with_pkg_config(tree / "prefix"), LD_LIBRARY_PATH=library.parent)
     expect(printed.startswith(SAYS.splitlines()[0]), f"with the small library the consumer prints\n{printed}")
     whole = only(shared_prefix, "lib/libtorvane.so")
-    same({name for name, preset in stated if not preset}, needed(whole), "libraries that docs/size.md lists")
+    loaded = (name.partition(".so")[0] for name in needed(whole))
+    same({name.partition(".so")[0] for name, preset in stated if not preset}, loaded, "libraries in docs/size.md")
+    if not pathlib.Path("/etc/debian_version").read_text().startswith("12."):
+        return  # the sizes on the page are those of Debian 12
     for name, path in re.findall(r"(\S+) => (/\S+)", run("ldd", whole)):
         size, told = os.stat(path).st_size, stated.get((name, ""), 0)
         expect(not told or 0.9 * told <= size <= 1.1 * told, f"{path} has {size} bytes, and the page says {told}")
