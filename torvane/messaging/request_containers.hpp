@@ -68,7 +68,13 @@ class TORVANE_EXPORT RequestContainer {
     [[nodiscard]] auto end() const noexcept { return values_.end(); }
 
     /// A human-readable description, for example `["amount": 12.5, "currency": "EUR"]`; "[:]" when empty.
-    [[nodiscard]] std::string description() const { return describe({values_.begin(), values_.end()}); }
+    [[nodiscard]] std::string description() const {
+        if constexpr (std::same_as<Value, JSONValue>) {
+            return describe(values_);
+        } else {
+            return describe(toJSONObject(values_));
+        }
+    }
     /// Writes description().
     friend std::ostream& operator<<(std::ostream& out, const RequestContainer& container) {
         return out << container.description();
