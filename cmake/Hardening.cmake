@@ -14,8 +14,8 @@ function(torvane_harden target)
     set(stack_protector -fstack-protector-strong)
     set(cf_protection -fcf-protection)
     if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
-        # Leaves out functions whose only arrays are the 16 bytes inside a std::string, which are most of them, and the
-        # marks of jump targets, which Linux does not check in applications.
+        # Most functions have no larger array on the stack than the 16 bytes in a std::string. Linux does not check the
+        # marks of jump targets in applications.
         set(stack_protector -fstack-protector --param=ssp-buffer-size=17)
         set(cf_protection -fcf-protection=return)
     endif()

@@ -41,7 +41,7 @@ CELLS = [
     Cell("testing-gcc", "testing", "Debian testing, x86-64", packages=FOR_COMMAND),
     Cell("testing-clang", "testing", "Debian testing, x86-64", compiler="clang++", packages=("clang",)),
     cross("arm64", "aarch64-linux-gnu", "aarch64", "Debian 13, 64-bit ARM", emulator="qemu-aarch64"),
-    # GCC tells of every type that it passed in another way before 2017.
+    # GCC notes each type whose passing changed in GCC 7.
     cross("armhf", "arm-linux-gnueabihf", "arm", "Debian 13, 32-bit ARM", options=("-DCMAKE_CXX_FLAGS=-Wno-psabi",),
           emulator="qemu-arm"),
     cross("i386", "i686-linux-gnu", "i686", "Debian 13, 32-bit x86, undefined-behaviour sanitizer",

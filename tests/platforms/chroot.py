@@ -14,11 +14,6 @@ TOOLS = ("cmake", "file", "libcli11-dev", "ninja-build", "nlohmann-json3-dev", "
 LIBRARIES = ("libcpp-httplib-dev", "libgtest-dev", "libjansson-dev", "libp11-kit-dev", "libsecp256k1-dev",
              "libsofthsm2", "libssl-dev", "p11-kit", "p11-kit-modules", "softhsm2")
 
-# Testing's lists of packages expire after a week, and a mirror may still have older ones.
-APT_SETTINGS = """Acquire::Check-Valid-Until "false";
-APT::Install-Recommends "false";
-"""
-
 # The mounts and processes end with the command.
 ENTER = ["unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-euc", """
     root=$1; shift
@@ -37,8 +32,7 @@ class Chroot:
         if not (self.root / "etc" / "debian_version").exists():
             subprocess.run(["debootstrap", "--variant=minbase", suite, self.root], check=True,
                            stdout=subprocess.DEVNULL)
-        (self.root / "etc/apt/apt.conf.d/platforms").write_text(APT_SETTINGS)
-        self.run("apt-get", "update", "-qq")
+        self.update_lists()
         self.install(*packages)
 
     def command(self, *words):
@@ -53,10 +47,15 @@ class Chroot:
             raise Failure(f"{' '.join(map(str, words))} failed in {self.root.name}")
         return result.stdout
 
+    def update_lists(self):
+        # Lists of packages in testing expire after a week, and a mirror may still have older ones.
+        self.run("apt-get", "-o", "Acquire::Check-Valid-Until=no", "update", "-qq")
+
     def install(self, *packages):
-        self.run("apt-get", "install", "-y", "-qq", *packages, DEBIAN_FRONTEND="noninteractive")
+        self.run("apt-get", "install", "-y", "-qq", "--no-install-recommends", *packages,
+                 DEBIAN_FRONTEND="noninteractive")
 
     def install_libraries(self, architecture):
         self.run("dpkg", "--add-architecture", architecture)
-        self.run("apt-get", "update", "-qq")
+        self.update_lists()
         self.install(*(f"{package}:{architecture}" for package in (*LIBRARIES, "libstdc++6")))
