@@ -12,6 +12,7 @@ PAGE = ROOT / "docs/errors.md"
 CLASSES = (
     ("Torvane::JOSEError", "torvane/support/errors.hpp"),
     ("Torvane::JsonSerializeError", "torvane/support/errors.hpp"),
+    ("Torvane::ClaimsError", "torvane/jwt/claims_error.hpp"),
     ("Torvane::KeyStoreError", "torvane/platform/core/error.hpp"),
     ("Torvane::JOSE::JOSESwiftError", "torvane/platform/jose/error.hpp"),
 )
@@ -63,7 +64,8 @@ def cases(text):
 
 
 def texts(name, text):
-    """Maps the name of each case to the docstring of its factory, or of the factory's group."""
+    """Maps the name of each case to the docstring of its factory, or of the factory's group. A constructor that takes
+    the case is the factory of all cases."""
     found, comment, in_group = {}, "", False
     for line in text.splitlines():
         words = line.strip()
@@ -74,6 +76,8 @@ def texts(name, text):
         elif factory := re.match(rf"\[\[nodiscard\]\] static {name} (\w+)\(", words):
             found[factory[1]] = plain(comment)
             comment = comment if in_group else ""
+        elif words.startswith(f"{name}(Case "):
+            found |= dict.fromkeys(cases(text), plain(comment))
         elif not words:
             comment = comment if in_group else ""
     return found

@@ -5,6 +5,8 @@
 #include "torvane/jwe/jwe_encrypter.hpp"
 #include "torvane/jws/jws_signer.hpp"
 #include "torvane/jws/jws_verifier.hpp"
+#include "torvane/jwt/claims_error.hpp"
+#include "torvane/jwt/claims_policy.hpp"
 #include "torvane/jwt/json_web_structure.hpp"
 #include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key.hpp"

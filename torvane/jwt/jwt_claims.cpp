@@ -26,10 +26,15 @@ std::string_view describeType(const JSONValue& value) {
 
 }  // namespace
 
-const JSONValue& JWTClaims::claim(std::string_view name) const {
+const JSONValue* JWTClaims::findClaim(std::string_view name) const noexcept {
     const auto found = claimsMap_.find(name);
-    if (found == claimsMap_.end()) throw JOSEError::claimNotFoundInJWT(std::string(name));
-    return found->second;
+    return found == claimsMap_.end() ? nullptr : &found->second;
+}
+
+const JSONValue& JWTClaims::claim(std::string_view name) const {
+    const auto* found = findClaim(name);
+    if (found == nullptr) throw JOSEError::claimNotFoundInJWT(std::string(name));
+    return *found;
 }
 
 void JWTClaims::rejectType(std::string_view name, const JSONValue& value, std::string_view expectedType) {
@@ -90,8 +95,20 @@ JWTClaims& JWTClaims::setExpirationTimeSecondsInTheFuture(double seconds) {
     return setExpirationTime(secondsSince1970() + seconds);
 }
 
+JWTClaims& JWTClaims::setExpirationTimeInTheFuture(std::chrono::duration<double> lifetime) {
+    return setExpirationTimeSecondsInTheFuture(lifetime.count());
+}
+
+JWTClaims& JWTClaims::setExpirationTime(std::chrono::system_clock::time_point time) {
+    return setExpirationTime(toSeconds(time));
+}
+
 double JWTClaims::getExpirationTime() const {
     return getClaimValue<double>(ReservedClaimNames::EXPIRATION_TIME);
+}
+
+std::chrono::system_clock::time_point JWTClaims::getExpirationTimePoint() const {
+    return toTime(getExpirationTime());
 }
 
 JWTClaims& JWTClaims::setNotBefore(double secondsSince1970) {
@@ -102,8 +119,16 @@ JWTClaims& JWTClaims::setNotBeforeSecondsInThePast(double seconds) {
     return setNotBefore(secondsSince1970() - seconds);
 }
 
+JWTClaims& JWTClaims::setNotBefore(std::chrono::system_clock::time_point time) {
+    return setNotBefore(toSeconds(time));
+}
+
 double JWTClaims::getNotBefore() const {
     return getClaimValue<double>(ReservedClaimNames::NOT_BEFORE);
+}
+
+std::chrono::system_clock::time_point JWTClaims::getNotBeforeTimePoint() const {
+    return toTime(getNotBefore());
 }
 
 JWTClaims& JWTClaims::setIssuedAt(double secondsSince1970) {
@@ -114,8 +139,16 @@ JWTClaims& JWTClaims::setIssuedAtToNow() {
     return setIssuedAt(secondsSince1970());
 }
 
+JWTClaims& JWTClaims::setIssuedAt(std::chrono::system_clock::time_point time) {
+    return setIssuedAt(toSeconds(time));
+}
+
 double JWTClaims::getIssuedAt() const {
     return getClaimValue<double>(ReservedClaimNames::ISSUED_AT);
+}
+
+std::chrono::system_clock::time_point JWTClaims::getIssuedAtTimePoint() const {
+    return toTime(getIssuedAt());
 }
 
 JWTClaims& JWTClaims::setJwtId(std::string_view jwtId) {

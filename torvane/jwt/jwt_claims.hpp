@@ -8,9 +8,10 @@
 //     const auto received = Torvane::fromJsonString<Torvane::JWTClaims>(text);
 //     std::cout << received.getClaimValue<double>("amount") << ", until " << received.getExpirationTime() << '\n';
 //
-// A claims set does not judge its claims: the reader decides whether a token has expired or is meant for somebody else.
+// A claims set does not judge its claims: ClaimsPolicy does.
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -51,7 +52,8 @@ struct ReservedClaimNames {
 /// The claims of one token, by name. Setters accept any value, replace an earlier one of the same name, and return the
 /// claims set itself, so that calls chain. Times are seconds since 1970 as doubles, with their fraction. Getters throw
 /// JOSEError: claimNotFoundInJWT for a missing claim, malformedClaim for a claim of another type (getAudience() throws
-/// claimNotFoundInJWT for both).
+/// claimNotFoundInJWT for both). Getters whose name ends in TimePoint return the clock's first or last time for a
+/// number of seconds that it cannot hold.
 ///
 /// A claims set can be moved, for example returned from a function or kept in a vector; a moved-from one is empty. It
 /// is copied by copy() only. It must not be changed from two threads at once.
@@ -100,26 +102,47 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     /// @throws JOSEError claimNotFoundInJWT when "aud" is missing, or is neither a string nor a list of strings.
     [[nodiscard]] std::vector<std::string> getAudience() const;
 
+    /// @{
     /// Sets "exp", the time from which the token has to be rejected.
     JWTClaims& setExpirationTime(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    /// Sets "exp" to the system clock's time plus a number of seconds.
+    JWTClaims& setExpirationTime(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    /// @}
+    /// @{
+    /// Sets "exp" to the system clock's time plus a duration.
     JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds) TORVANE_LIFETIMEBOUND;
-    /// "exp", in seconds since 1970. It may have passed already: the caller compares it with the time.
+    JWTClaims& setExpirationTimeInTheFuture(std::chrono::duration<double> lifetime) TORVANE_LIFETIMEBOUND;
+    /// @}
+    /// @{
+    /// "exp", in seconds since 1970, or as a time. It may have passed already.
     [[nodiscard]] double getExpirationTime() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getExpirationTimePoint() const;
+    /// @}
 
+    /// @{
     /// Sets "nbf", the time before which the token has to be rejected.
     JWTClaims& setNotBefore(double secondsSince1970) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setNotBefore(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    /// @}
     /// Sets "nbf" to the system clock's time minus a number of seconds, for peers whose clocks are slow.
     JWTClaims& setNotBeforeSecondsInThePast(double seconds) TORVANE_LIFETIMEBOUND;
-    /// "nbf", in seconds since 1970. It may still lie ahead: the caller compares it with the time.
+    /// @{
+    /// "nbf", in seconds since 1970, or as a time. It may still lie ahead.
     [[nodiscard]] double getNotBefore() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getNotBeforeTimePoint() const;
+    /// @}
 
+    /// @{
     /// Sets "iat", the time at which the token is made.
     JWTClaims& setIssuedAt(double secondsSince1970) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setIssuedAt(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    /// @}
     /// Sets "iat" to the system clock's time.
     JWTClaims& setIssuedAtToNow() TORVANE_LIFETIMEBOUND;
-    /// "iat", in seconds since 1970.
+    /// @{
+    /// "iat", in seconds since 1970, or as a time.
     [[nodiscard]] double getIssuedAt() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getIssuedAtTimePoint() const;
+    /// @}
 
     /// Sets "jti", the token's own id.
     JWTClaims& setJwtId(std::string_view jwtId) TORVANE_LIFETIMEBOUND;
@@ -143,6 +166,8 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     JWTClaims& unsetClaim(std::string_view withName) TORVANE_LIFETIMEBOUND;
     /// Whether there is a claim with this name, even one whose value is null.
     [[nodiscard]] bool hasClaim(std::string_view withName) const noexcept;
+    /// The claim's value; null when it is missing. Valid until the claims change.
+    [[nodiscard]] const JSONValue* findClaim(std::string_view name) const noexcept TORVANE_LIFETIMEBOUND;
 
   private:
     /// @throws JOSEError claimNotFoundInJWT when it is missing.
