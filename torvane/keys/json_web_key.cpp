@@ -72,9 +72,14 @@ JsonWebKey::State JsonWebKey::makeState(const JOSE::JWK& publicJwk) {
 }
 
 JsonWebKey JsonWebKey::fromPrivateJwk(ByteView jwkData, JWKUse jwkUse, std::string keyId, const Limits& limits) {
-    const auto jwk = JOSE::JWK::initPrivateFrom(jwkData, limits);
+    return fromPrivateJwk(JOSE::JWK::initPrivateFrom(jwkData, limits), jwkUse, std::move(keyId));
+}
+
+JsonWebKey JsonWebKey::fromPrivateJwk(const JOSE::JWK& privateJwk, JWKUse jwkUse, std::string keyId) {
+    const auto key = privateJwk.converted();
+    if (key.isPublicKey()) throw JOSE::JOSESwiftError::unsupportedKey("The JWK is not a private key.");
     return JsonWebKey(
-        State{jwk, Zennet::PrivateKey(jwk.converted(), readKeyType(jwk)), jwkUse, std::move(keyId), std::nullopt});
+        State{privateJwk, Zennet::PrivateKey(key, readKeyType(privateJwk)), jwkUse, std::move(keyId), std::nullopt});
 }
 
 SecKey JsonWebKey::getPubSecKey(const JOSE::JWK& from) {

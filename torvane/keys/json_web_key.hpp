@@ -109,6 +109,9 @@ class TORVANE_EXPORT JsonWebKey {
         return fromPrivateJwk(asBytes(jwkData), jwkUse, std::move(keyId), limits);
     }
     /// @}
+    /// The same from a JWK that was read as a private key.
+    /// @throws JOSE::JOSESwiftError unsupportedKey for any other JWK.
+    [[nodiscard]] static JsonWebKey fromPrivateJwk(const JOSE::JWK& privateJwk, JWKUse jwkUse, std::string keyId);
 
     /// The platform public key of a JWK.
     /// @throws JOSEError cannotDecodeJWK. It wraps curveNotSupported for a "kty" other than "RSA" and "EC", the reason

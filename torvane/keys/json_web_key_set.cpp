@@ -5,9 +5,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "torvane/keys/internal/secp256k1_jwk.hpp"
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/core/internal/stop_process.hpp"
-#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"
@@ -22,11 +22,6 @@ namespace {
 using Zennet::KeyType;
 using Zennet::Secp256k1Utils;
 
-template <class Buffer>
-std::optional<Buffer> decodeMember(const std::string* text, std::optional<Buffer> (*decode)(std::string_view)) {
-    return text ? decode(*text) : std::nullopt;
-}
-
 [[noreturn]] void rejectSecp256k1Key() {
     throw JOSEError::invalidKeyFormat("Missing key components");
 }
@@ -36,14 +31,11 @@ JsonWebKey readSecp256k1Key(const JSONValue::Object& entry) {
     if (algorithm == nullptr || *algorithm != "ES256K" || !Zennet::isSecp256k1Supported()) {
         throw JOSEError::algorithmNotSupported("Unsupported algorithm");
     }
-    const auto x = decodeMember(stringMember(entry, "x"), decodeBase64url);
-    const auto y = decodeMember(stringMember(entry, "y"), decodeBase64url);
     const auto* keyId = stringMember(entry, "kid");
-    if (!x || !y || keyId == nullptr) rejectSecp256k1Key();
-    const auto publicKey = Zennet::makeSecp256k1PublicKey(*x, *y);
-    if (!publicKey) rejectSecp256k1Key();
+    const auto publicKey = readSecp256k1Point(entry);
+    if (!publicKey || keyId == nullptr) rejectSecp256k1Key();
 
-    const auto scalar = decodeMember(stringMember(entry, "d"), decodeSecretBase64url);
+    const auto scalar = readSecp256k1Scalar(entry);
     if (!scalar) return {*publicKey, JWKUse::JWK_SIG, *keyId};
     const auto privateKey = Zennet::makeSecp256k1PrivateKey(*scalar, *publicKey);
     if (!privateKey) rejectSecp256k1Key();
@@ -59,8 +51,7 @@ JsonWebKey readKey(const JSONValue& entry, const Limits& limits) {
     }
     if (*keyType == "RSA") return JsonWebKey(JOSE::RSAPublicKey::initFrom(members, limits));
     if (*keyType != "EC") throw JOSEError::cannotDecodeJWK(nullptr, "Unknown key type in JWK.");
-    const auto* curve = stringMember(members, "crv");
-    if (curve && *curve == Secp256k1Utils::SECP256K1CURVE) return readSecp256k1Key(members);
+    if (isSecp256k1JWK(members)) return readSecp256k1Key(members);
     return JsonWebKey(JOSE::ECPublicKey::initFrom(members));
 }
 
@@ -95,10 +86,14 @@ bool fitsAlgorithm(const JsonWebKey& key, const std::string& algorithm) {
     return member == key.jwk()->parameters().end() || member->second == algorithm;
 }
 
+bool fitsUse(const JsonWebKey& key, const KeyQuery& query) {
+    return !query.use || key.use() == *query.use || (query.acceptBothUses && key.use() == JWKUse::JWK_SIG_ENC);
+}
+
 bool fits(const JsonWebKey& key, const KeyQuery& query) {
     return (!query.keyClass || key.key().keyClass() == *query.keyClass) &&
            (!query.keyId || key.keyId() == *query.keyId) && (!query.keyType || key.key().keyType() == *query.keyType) &&
-           (!query.use || key.use() == *query.use) && (!query.algorithm || fitsAlgorithm(key, *query.algorithm));
+           fitsUse(key, query) && (!query.algorithm || fitsAlgorithm(key, *query.algorithm));
 }
 
 bool isSameUseAndKey(const JsonWebKey& a, const JsonWebKey& b) {

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +21,8 @@
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
+
+struct KnownKeys;
 
 /// One party's keys: public, private or both. A copy shares the keys. Const operations are safe from several threads at
 /// once. A set that was moved from is empty.
@@ -67,6 +70,26 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @}
 
     /// @{
+    /// Reads the public keys that the library knows from a JWK Set as others publish it, and leaves out the rest (RFC
+    /// 7517, section 5): keys of another "kty" or "crv", with a member missing or malformed, beyond the limits, or with
+    /// a "use" other than "sig" and "enc". Known are RSA, EC on P-256, P-384 and P-521, and secp256k1.
+    ///
+    /// A key without "use" gets JWK_SIG_ENC, one without "kid" a random UUID. Ids may occur more than once.
+    /// @param jwksData the text, in UTF-8.
+    /// @param limits jsonDepth, jsonMembers and rsaBits.
+    /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not a JSON object with a list "keys".
+    [[nodiscard]] static KnownKeys readKnown(ByteView jwksData, const Limits& limits = {});
+    [[nodiscard]] static KnownKeys readKnown(const TextLike auto& jwksData, const Limits& limits = {});
+    /// @}
+
+    /// @{
+    /// readKnown() for the private keys of a JWK Set, which become keys in memory as with JsonWebKey::fromPrivateJwk().
+    /// Public keys are left out.
+    [[nodiscard]] static KnownKeys readPrivate(ByteView jwksData, const Limits& limits = {});
+    [[nodiscard]] static KnownKeys readPrivate(const TextLike auto& jwksData, const Limits& limits = {});
+    /// @}
+
+    /// @{
     /// The keys one by one, in order.
     [[nodiscard]] std::vector<JsonWebKey>::const_iterator begin() const noexcept { return jwks.begin(); }
     [[nodiscard]] std::vector<JsonWebKey>::const_iterator end() const noexcept { return jwks.end(); }
@@ -105,5 +128,31 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// The text of encodeToString(), or "An error occurred while performing the operation." where that fails.
     [[nodiscard]] std::string debugDescription() const;
 };
+
+/// A key of a JWK Set that was not read.
+struct LeftOutKey {
+    /// Its place in "keys", from 0.
+    std::size_t index;
+    /// Its "kid", if it has one.
+    std::optional<std::string> keyId;
+    /// Why it was not read, for people; nothing of the key.
+    std::string reason;
+};
+
+/// What JsonWebKeySet::readKnown() and readPrivate() return.
+struct KnownKeys {
+    /// The keys that were read, in order.
+    JsonWebKeySet set;
+    /// The others, in order.
+    std::vector<LeftOutKey> leftOut;
+};
+
+KnownKeys JsonWebKeySet::readKnown(const TextLike auto& jwksData, const Limits& limits) {
+    return readKnown(asBytes(jwksData), limits);
+}
+
+KnownKeys JsonWebKeySet::readPrivate(const TextLike auto& jwksData, const Limits& limits) {
+    return readPrivate(asBytes(jwksData), limits);
+}
 
 }  // namespace Torvane

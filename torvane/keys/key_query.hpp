@@ -18,6 +18,8 @@ struct KeyQuery {
     std::optional<std::string> keyId = std::nullopt;
     /// The key's use is exactly this one: a query for JWK_SIG does not find a key for JWK_SIG_ENC.
     std::optional<JWKUse> use = std::nullopt;
+    /// A key for both uses (JWK_SIG_ENC: a JWK without "use") fits a query for either.
+    bool acceptBothUses = false;
     /// The key has this type. JsonWebKey says which type a key gets.
     std::optional<Zennet::KeyType> keyType = std::nullopt;
     /// The "alg" of the key's JWK, if it has one, is exactly this one. A key without a JWK, or without "alg" in it,

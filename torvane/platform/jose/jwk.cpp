@@ -115,6 +115,14 @@ StringMap selectPublicStrings(const JSONValue::Object& members) {
     return strings;
 }
 
+JSONValue::Object selectOtherMembers(const JSONValue::Object& members) {
+    JSONValue::Object others;
+    for (const auto& [name, value] : members) {
+        if (!value.as<std::string>() && !isPrivateMember(name)) others.emplace(name, value);
+    }
+    return others;
+}
+
 StringMap dropPrivateMembers(StringMap parameters) {
     std::erase_if(parameters, [](const auto& parameter) { return isPrivateMember(parameter.first); });
     return parameters;
@@ -150,8 +158,8 @@ bool isPrivateMember(std::string_view name) noexcept {
     return std::ranges::find(privateMembers, name) != privateMembers.end();
 }
 
-JWK::JWK(StringMap parameters, Key key)
-    : state_(std::make_shared<const State>(State{std::move(parameters), std::move(key)})) {}
+JWK::JWK(StringMap parameters, Key key, JSONValue::Object otherMembers)
+    : state_(std::make_shared<const State>(State{std::move(parameters), std::move(key), std::move(otherMembers)})) {}
 
 JWK::JWK(const JWK& jwk, JWKType expected) : JWK(jwk) {
     if (keyType() == expected) return;
@@ -168,15 +176,21 @@ JWK JWK::initFrom(const JSONValue::Object& members, const Limits& limits) {
     Key key;
     if (keyType == JWKType::RSA) key = readRSAComponents(members, limits);
     if (keyType == JWKType::EC) key = readECComponents(members);
-    return {selectPublicStrings(members), std::move(key)};
+    return {selectPublicStrings(members), std::move(key), selectOtherMembers(members)};
 }
 
 JWK JWK::initPrivateFrom(ByteView json, const Limits& limits) {
     const auto parsed = parseJWK(json, limits);
-    const auto& members = requireObject(parsed);
+    return initPrivateFrom(requireObject(parsed), limits);
+}
+
+JWK JWK::initPrivateFrom(const JSONValue::Object& members, const Limits& limits) {
+    const auto make = [&members](const SecKey& key) {
+        return JWK(selectPublicStrings(members), key, selectOtherMembers(members));
+    };
     const auto keyType = readKeyType(members);
-    if (keyType == JWKType::RSA) return {selectPublicStrings(members), readRSAPrivateKey(members, limits)};
-    if (keyType == JWKType::EC) return {selectPublicStrings(members), readECPrivateKey(members)};
+    if (keyType == JWKType::RSA) return make(readRSAPrivateKey(members, limits));
+    if (keyType == JWKType::EC) return make(readECPrivateKey(members));
     throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
 }
 
@@ -198,7 +212,7 @@ SecKey JWK::converted() const {
 
 JWK JWK::publicHalf() const {
     const auto* key = std::get_if<SecKey>(&state_->key);
-    return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), key->publicKey());
+    return key == nullptr || key->isPublicKey() ? *this : JWK(parameters(), key->publicKey(), otherMembers());
 }
 
 std::string JWK::thumbprint(HashFunction hash) const {

@@ -35,8 +35,8 @@ namespace Torvane::JOSE {
 class TORVANE_EXPORT JWK {
   public:
     /// @{
-    /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") are ignored. Applies
-    /// the limits jsonDepth and jsonMembers of the text, and rsaBits.
+    /// Reads the public members from JSON. Members that are not strings ("key_ops", "x5c", "ext") become
+    /// otherMembers(). Applies the limits jsonDepth and jsonMembers of the text, and rsaBits.
     /// @throws JOSESwiftError parsingFailed for input that is not a JWK: "kty" missing; for RSA, "n" or "e" missing,
     ///         not base64url or with a leading zero byte; for EC, "crv", "x" or "y" missing, "x" or "y" not base64url
     ///         or not as long as a coordinate of the curve. unsupportedKey for an EC "crv" other than P-256, P-384 and
@@ -58,6 +58,8 @@ class TORVANE_EXPORT JWK {
     [[nodiscard]] static JWK initPrivateFrom(const TextLike auto& json, const Limits& limits = {}) {
         return initPrivateFrom(asBytes(json), limits);
     }
+    /// The caller wipes the members.
+    [[nodiscard]] static JWK initPrivateFrom(const JSONValue::Object& members, const Limits& limits = {});
     /// @}
 
     /// @{
@@ -67,8 +69,10 @@ class TORVANE_EXPORT JWK {
     ~JWK() = default;
     /// @}
 
-    /// The members, none of them private.
+    /// The members that are strings, none of them private.
     [[nodiscard]] const StringMap& parameters() const noexcept { return state_->parameters; }
+    /// The members that are not strings, none of them private. They are never written.
+    [[nodiscard]] const JSONValue::Object& otherMembers() const noexcept { return state_->otherMembers; }
     /// The value of one member; nothing when it is missing.
     [[nodiscard]] std::optional<std::string> operator[](std::string_view name) const;
     /// The key family that "kty" names; nothing for any other than "RSA" and "EC".
@@ -103,7 +107,7 @@ class TORVANE_EXPORT JWK {
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.
-    JWK(StringMap parameters, Key key);
+    JWK(StringMap parameters, Key key, JSONValue::Object otherMembers = {});
     /// @throws JOSESwiftError unsupportedKey for another type.
     JWK(const JWK& jwk, JWKType expected);
 
@@ -111,6 +115,7 @@ class TORVANE_EXPORT JWK {
     struct State {
         StringMap parameters;
         Key key;
+        JSONValue::Object otherMembers;
     };
 
     [[nodiscard]] const PublicComponents* publicComponents() const noexcept;

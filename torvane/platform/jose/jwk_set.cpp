@@ -2,11 +2,11 @@
 
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/jose/error.hpp"
+#include "torvane/platform/jose/internal/jwk_set_json.hpp"
 
 namespace Torvane::JOSE {
-namespace {
 
-SecretJSON parseSet(ByteView data, const Limits& limits) {
+SecretJSON parseJWKSet(ByteView data, const Limits& limits) {
     try {
         return JSONSerialization::secretJSONObject(data, limits);
     } catch (const JSONError& error) {
@@ -22,16 +22,15 @@ const JSONValue::List& requireKeyList(const JSONValue& set) {
     throw JOSESwiftError::parsingFailed("The JWK Set is not a JSON object with a list \"keys\".");
 }
 
-}  // namespace
+const JSONValue::Object& requireKeyMembers(const JSONValue& key) {
+    if (const auto* members = key.as<JSONValue::Object>()) return *members;
+    throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
+}
 
 JWKSet JWKSet::initFrom(ByteView json, const Limits& limits) {
-    const auto set = parseSet(json, limits);
+    const auto set = parseJWKSet(json, limits);
     std::vector<JWK> keys;
-    for (const auto& entry : requireKeyList(set.get())) {
-        const auto* members = entry.as<JSONValue::Object>();
-        if (members == nullptr) throw JOSESwiftError::parsingFailed("A key of the JWK Set is not a JSON object.");
-        keys.push_back(JWK::initFrom(*members, limits));
-    }
+    for (const auto& key : requireKeyList(set.get())) keys.push_back(JWK::initFrom(requireKeyMembers(key), limits));
     return JWKSet(std::move(keys));
 }
 

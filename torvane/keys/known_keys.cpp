@@ -1,0 +1,102 @@
+#include <utility>
+
+#include "torvane/keys/internal/secp256k1_jwk.hpp"
+#include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/platform/core/error.hpp"
+#include "torvane/platform/core/uuid.hpp"
+#include "torvane/platform/jose/internal/jwk_set_json.hpp"
+#include "torvane/platform/key_library/internal/secp256k1_key.hpp"
+#include "torvane/support/errors.hpp"
+#include "torvane/support/internal/wrap_errors.hpp"
+
+namespace Torvane {
+namespace {
+
+using JOSE::JOSESwiftError;
+
+JWKUse readUse(const JSONValue::Object& members) {
+    const auto found = members.find(JWKParameters::jwk_key_use);
+    if (found == members.end()) return JWKUse::JWK_SIG_ENC;
+    const auto* text = found->second.as<std::string>();
+    const auto use = text ? fromRawValue<JWKUse>(*text) : std::nullopt;
+    if (!use) throw JOSESwiftError::unsupportedKey("The JWK's \"use\" is neither \"sig\" nor \"enc\".");
+    return *use;
+}
+
+std::string readKeyId(const JSONValue::Object& members) {
+    const auto* keyId = stringMember(members, JWKParameters::jwk_key_kid);
+    return keyId ? *keyId : randomUUID();
+}
+
+Zennet::PublicKey requireSecp256k1Point(const JSONValue::Object& members) {
+    if (!Zennet::isSecp256k1Supported()) {
+        throw JOSESwiftError::unsupportedKey("This build of the library has no secp256k1 keys.");
+    }
+    const auto* algorithm = stringMember(members, JWKParameters::jwk_key_alg);
+    if (algorithm && *algorithm != "ES256K") {
+        throw JOSESwiftError::unsupportedKey("The \"alg\" of a secp256k1 key is ES256K.");
+    }
+    auto point = readSecp256k1Point(members);
+    if (!point) throw JOSESwiftError::parsingFailed("The \"x\" and \"y\" of the JWK are not a point of secp256k1.");
+    return *std::move(point);
+}
+
+JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits) {
+    const auto use = readUse(members);
+    if (isSecp256k1JWK(members)) return {requireSecp256k1Point(members), use, readKeyId(members)};
+    const auto jwk = JOSE::JWK::initFrom(members, limits);
+    if (!jwk.keyType()) throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
+    return JsonWebKey(jwk);
+}
+
+JsonWebKey readPrivateKey(const JSONValue::Object& members, const Limits& limits) {
+    const auto use = readUse(members);
+    if (!members.contains("d")) throw JOSESwiftError::parsingFailed("The JWK is not a private key.");
+    if (!isSecp256k1JWK(members)) {
+        return JsonWebKey::fromPrivateJwk(JOSE::JWK::initPrivateFrom(members, limits), use, readKeyId(members));
+    }
+    const auto publicKey = requireSecp256k1Point(members);
+    const auto scalar = readSecp256k1Scalar(members);
+    const auto privateKey = scalar ? Zennet::makeSecp256k1PrivateKey(*scalar, publicKey) : std::nullopt;
+    if (!privateKey) throw JOSESwiftError::parsingFailed("The \"d\" of the JWK is not the private key of its point.");
+    return {*privateKey, use, readKeyId(members), publicKey};
+}
+
+// The reason alone, without the names of the cases around it.
+std::string innermostDescription(const Error& error) {
+    const auto* wrapper = dynamic_cast<const JOSEError*>(&error);
+    return wrapper && wrapper->underlyingError() ? localizedDescription(wrapper->underlyingError())
+                                                 : error.errorDescription();
+}
+
+KnownKeys readKeys(ByteView text, const Limits& limits,
+                   JsonWebKey (*readKey)(const JSONValue::Object&, const Limits&)) {
+    return wrapErrors(JOSEError::cannotDecodeJWK, [&] {
+        const auto json = JOSE::parseJWKSet(text, limits);
+        const auto& list = JOSE::requireKeyList(json.get());
+        KnownKeys known;
+        for (const auto& entry : list) {
+            try {
+                known.set.jwks.push_back(readKey(JOSE::requireKeyMembers(entry), limits));
+            } catch (const Error& error) {
+                const auto* members = entry.as<JSONValue::Object>();
+                const auto* keyId = members ? stringMember(*members, JWKParameters::jwk_key_kid) : nullptr;
+                known.leftOut.push_back({static_cast<std::size_t>(&entry - list.data()),
+                                         keyId ? std::optional(*keyId) : std::nullopt, innermostDescription(error)});
+            }
+        }
+        return known;
+    });
+}
+
+}  // namespace
+
+KnownKeys JsonWebKeySet::readKnown(ByteView jwksData, const Limits& limits) {
+    return readKeys(jwksData, limits, readPublicKey);
+}
+
+KnownKeys JsonWebKeySet::readPrivate(ByteView jwksData, const Limits& limits) {
+    return readKeys(jwksData, limits, readPrivateKey);
+}
+
+}  // namespace Torvane
