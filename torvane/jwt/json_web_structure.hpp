@@ -77,7 +77,7 @@ class TORVANE_EXPORT JsonWebStructure {
     /// @}
 
   private:
-    [[nodiscard]] const ByteBuffer* at(const Index& index) const noexcept;
+    [[nodiscard]] TORVANE_NO_EXPORT const ByteBuffer* at(const Index& index) const noexcept;
     [[nodiscard]] std::optional<ByteBuffer> copyAt(const Index& index) const;
 };
 

@@ -177,8 +177,8 @@ class TORVANE_EXPORT JsonWebKey {
         std::optional<Zennet::Key> pairingKey;
     };
 
-    explicit JsonWebKey(State state);
-    static State makeState(const JOSE::JWK& publicJwk);
+    TORVANE_NO_EXPORT explicit JsonWebKey(State state);
+    TORVANE_NO_EXPORT static State makeState(const JOSE::JWK& publicJwk);
 
     std::shared_ptr<const State> state_;
 };

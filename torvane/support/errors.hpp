@@ -128,10 +128,11 @@ class TORVANE_EXPORT JOSEError final : public Error {
         std::optional<std::string> text;
     };
 
-    explicit JOSEError(std::shared_ptr<const State> state);
-    static JOSEError make(Case errorCase, std::exception_ptr underlying, std::optional<std::string> text);
-    static std::string textualForm(const State& state);
-    static std::string describe(const State& state);
+    TORVANE_NO_EXPORT explicit JOSEError(std::shared_ptr<const State> state);
+    TORVANE_NO_EXPORT static JOSEError make(Case errorCase, std::exception_ptr underlying,
+                                            std::optional<std::string> text);
+    TORVANE_NO_EXPORT static std::string textualForm(const State& state);
+    TORVANE_NO_EXPORT static std::string describe(const State& state);
 
     std::shared_ptr<const State> state_;
 };
@@ -164,7 +165,7 @@ class TORVANE_EXPORT JsonSerializeError final : public Error {
     TORVANE_EXPORT friend bool operator==(const JsonSerializeError& a, const JsonSerializeError& b) noexcept;
 
   private:
-    JsonSerializeError(Case errorCase, std::string description);
+    TORVANE_NO_EXPORT JsonSerializeError(Case errorCase, std::string description);
 
     Case case_;
 };

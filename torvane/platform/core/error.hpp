@@ -87,7 +87,7 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
     [[nodiscard]] std::string debugDescription() const override;
 
   private:
-    KeyStoreError(Case errorCase, std::string description);
+    TORVANE_NO_EXPORT KeyStoreError(Case errorCase, std::string description);
 
     Case case_;
 };

@@ -102,7 +102,7 @@ class TORVANE_EXPORT Decrypter {
     Decrypter(KeyManagementAlgorithm keyManagement, ContentEncryptionAlgorithm contentEncryption, SecKey key) noexcept
         : keyManagement_(keyManagement), contentEncryption_(contentEncryption), key_(std::move(key)) {}
 
-    [[nodiscard]] SecretBuffer agreeWithSender(const JWEHeader& header) const;
+    [[nodiscard]] TORVANE_NO_EXPORT SecretBuffer agreeWithSender(const JWEHeader& header) const;
 
     KeyManagementAlgorithm keyManagement_;
     ContentEncryptionAlgorithm contentEncryption_;

@@ -39,7 +39,7 @@ class TORVANE_EXPORT JOSESwiftError final : public Error {
     friend bool operator==(const JOSESwiftError& a, const JOSESwiftError& b) noexcept { return a.case_ == b.case_; }
 
   private:
-    JOSESwiftError(Case errorCase, std::string description);
+    TORVANE_NO_EXPORT JOSESwiftError(Case errorCase, std::string description);
 
     Case case_;
 };

@@ -44,7 +44,7 @@ class TORVANE_EXPORT Header {
     }
 
   private:
-    void check() const;
+    TORVANE_NO_EXPORT void check() const;
     [[noreturn]] static const std::string& rejectMember(const char* name);
 
     JSONValue::Object parameters_;

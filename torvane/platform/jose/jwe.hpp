@@ -62,7 +62,7 @@ class TORVANE_EXPORT ReceivedJWE {
 
   private:
     using Parts = std::array<std::string_view, JWE::componentCount>;
-    ReceivedJWE(const Parts& parts, const Limits& limits);
+    TORVANE_NO_EXPORT ReceivedJWE(const Parts& parts, const Limits& limits);
 
     JWEHeader header_;
     std::string additionalData_;

@@ -107,7 +107,7 @@ class TORVANE_EXPORT JWK {
     using Key = std::variant<std::monostate, PublicComponents, SecKey>;
 
     /// Nothing is checked.
-    JWK(StringMap parameters, Key key, JSONValue::Object otherMembers = {});
+    TORVANE_NO_EXPORT JWK(StringMap parameters, Key key, JSONValue::Object otherMembers = {});
     /// @throws JOSESwiftError unsupportedKey for another type.
     JWK(const JWK& jwk, JWKType expected);
 
@@ -118,7 +118,7 @@ class TORVANE_EXPORT JWK {
         JSONValue::Object otherMembers;
     };
 
-    [[nodiscard]] const PublicComponents* publicComponents() const noexcept;
+    [[nodiscard]] TORVANE_NO_EXPORT const PublicComponents* publicComponents() const noexcept;
 
     std::shared_ptr<const State> state_;
 };

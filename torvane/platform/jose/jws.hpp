@@ -66,8 +66,8 @@ class TORVANE_EXPORT ReceivedJWS {
 
   private:
     using Parts = std::array<std::string_view, JWS::componentCount>;
-    ReceivedJWS(const Parts& parts, const Limits& limits, ByteBuffer* text);
-    static ReceivedJWS read(ByteView compactSerialization, const Limits& limits, ByteBuffer* text);
+    TORVANE_NO_EXPORT ReceivedJWS(const Parts& parts, const Limits& limits, ByteBuffer* text);
+    TORVANE_NO_EXPORT static ReceivedJWS read(ByteView compactSerialization, const Limits& limits, ByteBuffer* text);
 
     JWSHeader header_;
     ByteBuffer signature_;

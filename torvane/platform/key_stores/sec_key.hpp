@@ -119,7 +119,7 @@ class TORVANE_EXPORT SecKey {
   private:
     friend struct SecKeyAccess;
     struct State;
-    explicit SecKey(std::shared_ptr<const State> state) noexcept;
+    TORVANE_NO_EXPORT explicit SecKey(std::shared_ptr<const State> state) noexcept;
 
     std::shared_ptr<const State> state_;
 };
