@@ -16,8 +16,8 @@ class Torvane(ConanFile):
     description = "JSON Object Signing and Encryption (JOSE) for C++20"
     package_type = "library"
     settings = "os", "arch", "compiler", "build_type"
-    options = {name: [True, False] for name in ("shared", "fPIC", "files", "secp256k1")}
-    default_options = {"shared": False, "fPIC": True, "files": True, "secp256k1": True}
+    options = {name: [True, False] for name in ("shared", "fPIC", "files", "policies", "secp256k1")}
+    default_options = {"shared": False, "fPIC": True, "files": True, "policies": True, "secp256k1": True}
     implements = ["auto_shared_fpic"]
 
     def set_version(self):
@@ -52,6 +52,7 @@ class Torvane(ConanFile):
         PkgConfigDeps(self).generate()
         toolchain = CMakeToolchain(self)
         toolchain.cache_variables["TORVANE_FILES"] = bool(self.options.files)
+        toolchain.cache_variables["TORVANE_POLICIES"] = bool(self.options.policies)
         toolchain.cache_variables["TORVANE_SECP256K1"] = bool(self.options.secp256k1)
         # PKCS #11 needs p11-kit, which Conan does not have.
         for option in ("TORVANE_PKCS11", "TORVANE_BUILD_CLI", "TORVANE_BUILD_TESTS"):

@@ -6,6 +6,7 @@ vcpkg_check_features(
     FEATURES
         files     TORVANE_FILES
         pkcs11    TORVANE_PKCS11
+        policies  TORVANE_POLICIES
         secp256k1 TORVANE_SECP256K1
 )
 vcpkg_find_acquire_program(PKGCONFIG)

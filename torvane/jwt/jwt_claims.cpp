@@ -4,7 +4,6 @@
 #include <type_traits>
 #include <variant>
 
-#include "torvane/platform/core/clock.hpp"
 #include "torvane/platform/core/random.hpp"
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/support/errors.hpp"
@@ -95,20 +94,8 @@ JWTClaims& JWTClaims::setExpirationTimeSecondsInTheFuture(double seconds) {
     return setExpirationTime(secondsSince1970() + seconds);
 }
 
-JWTClaims& JWTClaims::setExpirationTimeInTheFuture(std::chrono::duration<double> lifetime) {
-    return setExpirationTimeSecondsInTheFuture(lifetime.count());
-}
-
-JWTClaims& JWTClaims::setExpirationTime(std::chrono::system_clock::time_point time) {
-    return setExpirationTime(toSeconds(time));
-}
-
 double JWTClaims::getExpirationTime() const {
     return getClaimValue<double>(ReservedClaimNames::EXPIRATION_TIME);
-}
-
-std::chrono::system_clock::time_point JWTClaims::getExpirationTimePoint() const {
-    return toTime(getExpirationTime());
 }
 
 JWTClaims& JWTClaims::setNotBefore(double secondsSince1970) {
@@ -119,16 +106,8 @@ JWTClaims& JWTClaims::setNotBeforeSecondsInThePast(double seconds) {
     return setNotBefore(secondsSince1970() - seconds);
 }
 
-JWTClaims& JWTClaims::setNotBefore(std::chrono::system_clock::time_point time) {
-    return setNotBefore(toSeconds(time));
-}
-
 double JWTClaims::getNotBefore() const {
     return getClaimValue<double>(ReservedClaimNames::NOT_BEFORE);
-}
-
-std::chrono::system_clock::time_point JWTClaims::getNotBeforeTimePoint() const {
-    return toTime(getNotBefore());
 }
 
 JWTClaims& JWTClaims::setIssuedAt(double secondsSince1970) {
@@ -139,16 +118,8 @@ JWTClaims& JWTClaims::setIssuedAtToNow() {
     return setIssuedAt(secondsSince1970());
 }
 
-JWTClaims& JWTClaims::setIssuedAt(std::chrono::system_clock::time_point time) {
-    return setIssuedAt(toSeconds(time));
-}
-
 double JWTClaims::getIssuedAt() const {
     return getClaimValue<double>(ReservedClaimNames::ISSUED_AT);
-}
-
-std::chrono::system_clock::time_point JWTClaims::getIssuedAtTimePoint() const {
-    return toTime(getIssuedAt());
 }
 
 JWTClaims& JWTClaims::setJwtId(std::string_view jwtId) {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/clock.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/support/json_object.hpp"
@@ -105,43 +106,53 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     /// @{
     /// Sets "exp", the time from which the token has to be rejected.
     JWTClaims& setExpirationTime(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    JWTClaims& setExpirationTime(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setExpirationTime(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND {
+        return setExpirationTime(toSeconds(time));
+    }
     /// @}
     /// @{
     /// Sets "exp" to the system clock's time plus a duration.
     JWTClaims& setExpirationTimeSecondsInTheFuture(double seconds) TORVANE_LIFETIMEBOUND;
-    JWTClaims& setExpirationTimeInTheFuture(std::chrono::duration<double> lifetime) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setExpirationTimeInTheFuture(std::chrono::duration<double> lifetime) TORVANE_LIFETIMEBOUND {
+        return setExpirationTimeSecondsInTheFuture(lifetime.count());
+    }
     /// @}
     /// @{
     /// "exp", in seconds since 1970, or as a time. It may have passed already.
     [[nodiscard]] double getExpirationTime() const;
-    [[nodiscard]] std::chrono::system_clock::time_point getExpirationTimePoint() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getExpirationTimePoint() const {
+        return toTime(getExpirationTime());
+    }
     /// @}
 
     /// @{
     /// Sets "nbf", the time before which the token has to be rejected.
     JWTClaims& setNotBefore(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    JWTClaims& setNotBefore(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setNotBefore(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND {
+        return setNotBefore(toSeconds(time));
+    }
     /// @}
     /// Sets "nbf" to the system clock's time minus a number of seconds, for peers whose clocks are slow.
     JWTClaims& setNotBeforeSecondsInThePast(double seconds) TORVANE_LIFETIMEBOUND;
     /// @{
     /// "nbf", in seconds since 1970, or as a time. It may still lie ahead.
     [[nodiscard]] double getNotBefore() const;
-    [[nodiscard]] std::chrono::system_clock::time_point getNotBeforeTimePoint() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getNotBeforeTimePoint() const { return toTime(getNotBefore()); }
     /// @}
 
     /// @{
     /// Sets "iat", the time at which the token is made.
     JWTClaims& setIssuedAt(double secondsSince1970) TORVANE_LIFETIMEBOUND;
-    JWTClaims& setIssuedAt(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND;
+    JWTClaims& setIssuedAt(std::chrono::system_clock::time_point time) TORVANE_LIFETIMEBOUND {
+        return setIssuedAt(toSeconds(time));
+    }
     /// @}
     /// Sets "iat" to the system clock's time.
     JWTClaims& setIssuedAtToNow() TORVANE_LIFETIMEBOUND;
     /// @{
     /// "iat", in seconds since 1970, or as a time.
     [[nodiscard]] double getIssuedAt() const;
-    [[nodiscard]] std::chrono::system_clock::time_point getIssuedAtTimePoint() const;
+    [[nodiscard]] std::chrono::system_clock::time_point getIssuedAtTimePoint() const { return toTime(getIssuedAt()); }
     /// @}
 
     /// Sets "jti", the token's own id.
