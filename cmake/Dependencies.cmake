@@ -11,7 +11,7 @@ if(TORVANE_BUILD_CLI AND NOT TORVANE_FILES)
     message(FATAL_ERROR "TORVANE_BUILD_CLI needs TORVANE_FILES: the command reads keys and tokens from files")
 endif()
 
-option(TORVANE_POLICIES "Claims policies, and key sets as others publish them" ON)
+option(TORVANE_POLICIES "Policies for received tokens, and key sets as others publish them" ON)
 
 option(TORVANE_SECP256K1 "secp256k1 keys and ES256K, over libsecp256k1" ON)
 if(TORVANE_SECP256K1)

@@ -9,8 +9,12 @@
 
 extern const Torvane::SecKey secKey;
 extern const Torvane::JsonWebKey key, ourPrivateKey, recipientKey, senderKey, theirPublicKey;
-extern const Torvane::JsonWebKeySet ourPrivateKeys, theirPublicKeys;
+extern const Torvane::JsonWebKey verifierKey;
+extern const Torvane::JsonWebKeySet ourPrivateKeys, ours, providerKeys, theirPublicKeys, theirs;
+extern const Torvane::ClaimsPolicy policy;
+extern const Torvane::JSONValue::Object header;
 extern const Torvane::JOSEHelper helper;
+extern const Torvane::NestedToken tokens;
 extern const Torvane::JWSSigner signer;
 extern const Torvane::JWSVerifier verifier;
 extern const Torvane::JWEEncrypter encrypter;

@@ -50,7 +50,7 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
          {{"kty", "OKP"}, {"crv", "Ed25519"}, {"kid", "ed"}, {"x", "11qYAYKxCrfVS_7TyWQHOg7hcvPapiMlrwIaaPcHURo"}},
          changed(point, {{"kid", nullptr}, {"alg", nullptr}, {"use", nullptr}}),
          changed(point, {{"kid", signing["kid"]}, {"use", "enc"}}),
-         secp256k1Members({{"use", "sig"}}),
+         secp256k1Members({{"use", "sig"}, {"key_ops", {"sign", "verify"}}}),
          secp256k1Members({{"kid", nullptr}, {"alg", nullptr}, {"d", "not base64url"}}),
          changed(signing, {{"use", "tls"}, {"kid", 7}}),
          "not a key",
@@ -60,7 +60,9 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
          changed(point, {{"crv", "P-224"}}),
          {{"kid", "no kty"}},
          secp256k1Members({{"alg", "ES256"}}),
-         secp256k1Members({{"y", secp256k1Members()["x"]}})}));
+         secp256k1Members({{"y", secp256k1Members()["x"]}}),
+         secp256k1Members({{"key_ops", {"sign", 7}}}),
+         secp256k1Members({{"key_ops", "verify"}})}));
 
     std::vector<std::pair<JWKUse, std::string>> keys;
     for (const auto& key : known.set) {
@@ -83,7 +85,9 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
                                         "11 " + ecP256 + ": The JWK's curve is not P-256, P-384 or P-521.",
                                         "12 no kty: The JWK's \"kty\" is missing or not a string.",
                                         "13 k1: The \"alg\" of a secp256k1 key is ES256K.",
-                                        "14 k1: The \"x\" and \"y\" of the JWK are not a point of secp256k1."}));
+                                        "14 k1: The \"x\" and \"y\" of the JWK are not a point of secp256k1.",
+                                        "15 k1: The \"key_ops\" of the secp256k1 key lack \"verify\".",
+                                        "16 k1: The \"key_ops\" of the secp256k1 key lack \"verify\"."}));
 }
 
 TEST(KnownKeys, MembersThatAreNotTextAreKeptButNeverWritten) {

@@ -267,6 +267,8 @@ def declared_functions(include):
         if kind.endswith(("TemplateDecl", "PartialSpecializationDecl")):
             return
         name = plain(node.get("mangledName", ""))
+        if any(part.get("kind") == "AnnotateAttr" for part in inner):  # TORVANE_NO_EXPORT, see below
+            return
         if name:
             declared.add(name)
             made = any(part.get("kind") in ("CompoundStmt", "CXXTryStmt") for part in inner)
@@ -279,6 +281,7 @@ def declared_functions(include):
 
     dump = subprocess.run(
         ["clang++", "-std=c++20", "-fsyntax-only", f"-I{include}", "-Xclang", "-ast-dump=json"]
+        + ["-DTORVANE_STATIC_DEFINE", '-DTORVANE_NO_EXPORT=__attribute__((annotate("not exported")))']
         + ["-Xclang", "-ast-dump-filter=Torvane::", "-x", "c++", "-"],
         input=text,
         stdout=subprocess.PIPE,

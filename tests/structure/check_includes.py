@@ -69,6 +69,9 @@ ALLOWED = (
     ("torvane/messaging/internal/nested_message.cpp", "torvane/jws/internal/jws_operations.hpp"),
     # resolveAlgorithm() turns the name of a signature algorithm into the algorithm.
     ("torvane/messaging/jose_helper.cpp", "torvane/jws/internal/jws_operations.hpp"),
+    ("torvane/messaging/token_verifier.cpp", "torvane/jws/internal/jws_operations.hpp"),
+    # Each step wraps its errors in a TokenError.
+    ("torvane/messaging/internal/", "torvane/support/internal/wrap_errors.hpp"),
 )
 
 # The headers of other libraries, of the processor's instructions, and of the command's parser.

@@ -31,7 +31,8 @@ const Words& wordsOf(ClaimsError::Case errorCase) {
 }  // namespace
 
 ClaimsError::ClaimsError(Case errorCase, std::string claim, std::string expected)
-    : Error(std::string(wordsOf(errorCase).text) + ": " + debugQuoted(claim) + " must be " + expected + "."),
+    : Error(std::string(wordsOf(errorCase).text) + ": " + (claim.empty() ? "the payload" : debugQuoted(claim)) +
+            " must be " + expected + "."),
       state_(std::make_shared<const State>(State{errorCase, std::move(claim), std::move(expected)})) {}
 
 std::string ClaimsError::debugDescription() const {

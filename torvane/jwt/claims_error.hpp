@@ -1,7 +1,7 @@
 // ClaimsError: why ClaimsPolicy rejects a token.
 //
 //     try {
-//         policy.check(claims, type);
+//         const auto claims = policy.readClaims(payload, header);
 //     } catch (const Torvane::ClaimsError& error) {
 //         if (error.errorCase() == Torvane::ClaimsError::Case::expired) std::cerr << "Sign in again.\n";
 //         std::clog << error << '\n';  // ClaimsError.expired(claim: "exp", expected: "a time after 1300819380")
@@ -30,7 +30,8 @@ class TORVANE_EXPORT ClaimsError final : public Error {
         tooOld,         ///< The time since "iat" is more than the policy's maximum age.
         wrongType,      ///< The header's "typ" is not the one that the policy expects.
         replayed,       ///< The policy's replay check has seen the token before.
-        malformed,      ///< A registered claim has the wrong type, or is a time 2^53 seconds or more from 1970.
+        malformed,      ///< The payload is not a JSON object, a registered claim has the wrong type, or a time is
+                        ///< 2^53 seconds or more from 1970.
     };
 
     /// errorDescription() says what is wrong, the claim's name, and what was expected.

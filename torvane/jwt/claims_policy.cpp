@@ -1,12 +1,12 @@
 #include "torvane/jwt/claims_policy.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
 #include "torvane/platform/core/clock.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
 
 namespace Torvane {
 namespace {
@@ -29,6 +29,16 @@ bool contains(const std::vector<std::string>& names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+JWTClaims parseClaims(ByteView payload, const Limits& limits) {
+    try {
+        auto value = JSONSerialization::jsonObject(payload, limits);
+        if (auto* object = value.as<JSONValue::Object>()) return JWTClaims(std::move(*object));
+    } catch (const JSONError&) {
+        // Text that is not JSON is no object either.
+    }
+    reject(Case::malformed, "", "a JSON object");
+}
+
 /// The claim's value; null when it is missing.
 const std::string* text(const JWTClaims& claims, std::string_view name) {
     const auto* value = claims.findClaim(name);
@@ -43,7 +53,7 @@ std::optional<double> seconds(const JWTClaims& claims, std::string_view name) {
     const auto* value = claims.findClaim(name);
     if (value == nullptr) return std::nullopt;
     const auto number = value->to<double>();
-    if (!number || !(std::abs(*number) < exactSeconds)) {  // NaN compares as false
+    if (!number || !(-exactSeconds < *number && *number < exactSeconds)) {  // NaN compares as false
         reject(Case::malformed, name, "a number of seconds since 1970");
     }
     return number;
@@ -65,7 +75,7 @@ bool anyAudience(const JSONValue& audience, const Accepts& accepts) {
 }
 
 std::string describe(std::string_view relation, double seconds) {
-    return std::string(relation) + std::to_string(static_cast<std::int64_t>(std::floor(seconds)));
+    return std::string(relation) + std::to_string(static_cast<std::int64_t>(seconds));
 }
 
 /// Lower case, without "application/" where that is optional (RFC 7515, section 4.1.9).
@@ -151,6 +161,13 @@ void ClaimsPolicy::check(const JWTClaims& claims, std::optional<std::string_view
     checkNames(claims);
     const auto until = checkTimes(claims);
     if (replayCheck_ && !replayCheck_(claims, until)) reject(Case::replayed, Names::JWT_ID, "new");
+}
+
+JWTClaims ClaimsPolicy::readClaims(ByteView payload, const JSONValue::Object& header, const Limits& limits) const {
+    auto claims = parseClaims(payload, limits);
+    const auto* type = stringMember(header, "typ");
+    check(claims, type ? std::optional<std::string_view>(*type) : std::nullopt);
+    return claims;
 }
 
 void ClaimsPolicy::checkType(std::optional<std::string_view> type) const {

@@ -5,7 +5,7 @@
 //                             .requireAudience("https://api.example")
 //                             .requireType("at+jwt")
 //                             .setLeeway(std::chrono::seconds(30));
-//     policy.check(claims, type);  // throws ClaimsError
+//     const Torvane::JWTClaims claims = policy.readClaims(payload, header);  // throws ClaimsError
 //
 // What a policy is not to check has to be named: one that names neither issuers nor allowAnyIssuer() rejects every
 // token, and so for audiences and "exp".
@@ -21,7 +21,10 @@
 
 #include "torvane/jwt/claims_error.hpp"
 #include "torvane/jwt/jwt_claims.hpp"
+#include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
+#include "torvane/platform/core/limits.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
 
@@ -87,9 +90,17 @@ class TORVANE_EXPORT ClaimsPolicy {
     ClaimsPolicy& setReplayCheck(ReplayCheck check) TORVANE_LIFETIMEBOUND;
 
     /// Checks the claims of a token whose signature has been verified.
-    /// @param type "typ" of its header.
+    /// @param claims of the token.
+    /// @param type "typ" of its header; nothing when there is none.
     /// @throws ClaimsError when the policy does not accept them; whatever the clock or the replay check throws.
     void check(const JWTClaims& claims, std::optional<std::string_view> type) const;
+    /// Reads the claims of a payload whose signature has been verified, and checks them.
+    /// @param payload the claims as JSON text.
+    /// @param header of the token; its "typ" is checked.
+    /// @param limits jsonDepth and jsonMembers.
+    /// @throws ClaimsError malformed when the payload is not a JSON object; and as check().
+    [[nodiscard]] JWTClaims readClaims(ByteView payload, const JSONValue::Object& header,
+                                       const Limits& limits = {}) const;
 
   private:
     void checkType(std::optional<std::string_view> type) const;

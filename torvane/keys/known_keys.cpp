@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "torvane/keys/internal/secp256k1_jwk.hpp"
@@ -41,9 +43,22 @@ Zennet::PublicKey requireSecp256k1Point(const JSONValue::Object& members) {
     return *std::move(point);
 }
 
+// A JsonWebKey keeps no JWK of a secp256k1 key, so its "key_ops" are obeyed here (RFC 7517, section 4.3).
+void requireOperation(const JSONValue::Object& members, std::string_view operation) {
+    const auto found = members.find("key_ops");
+    if (found == members.end()) return;
+    const auto* list = found->second.as<JSONValue::List>();
+    if (list && std::find(list->begin(), list->end(), JSONValue(operation)) != list->end()) return;
+    throw JOSESwiftError::unsupportedKey("The \"key_ops\" of the secp256k1 key lack \"" + std::string(operation) +
+                                         "\".");
+}
+
 JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits) {
     const auto use = readUse(members);
-    if (isSecp256k1JWK(members)) return {requireSecp256k1Point(members), use, readKeyId(members)};
+    if (isSecp256k1JWK(members)) {
+        requireOperation(members, "verify");
+        return {requireSecp256k1Point(members), use, readKeyId(members)};
+    }
     const auto jwk = JOSE::JWK::initFrom(members, limits);
     if (!jwk.keyType()) throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
     return JsonWebKey(jwk);
@@ -55,6 +70,7 @@ JsonWebKey readPrivateKey(const JSONValue::Object& members, const Limits& limits
     if (!isSecp256k1JWK(members)) {
         return JsonWebKey::fromPrivateJwk(JOSE::JWK::initPrivateFrom(members, limits), use, readKeyId(members));
     }
+    requireOperation(members, "sign");
     const auto publicKey = requireSecp256k1Point(members);
     const auto scalar = readSecp256k1Scalar(members);
     const auto privateKey = scalar ? Zennet::makeSecp256k1PrivateKey(*scalar, publicKey) : std::nullopt;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "torvane/jws/internal/jws_operations.hpp"
+#include "torvane/messaging/internal/message_checks.hpp"
 #include "torvane/messaging/internal/nested_message.hpp"
 #include "torvane/support/errors.hpp"
 
@@ -21,6 +22,7 @@ struct JOSEHelper::Configuration {
     std::optional<std::string> signingKeyId;
     std::optional<std::string> encryptionKeyId;
     Limits limits;
+    MessageCheck claimsCheck, recipientCheck;
 };
 
 namespace {
@@ -50,7 +52,10 @@ ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const JWSSigner signer(configuration.signerAlgorithm, std::move(signingKey));
     const PreparedEncrypter encrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                       *encryptionKey.key().keyRef(), configuration.encryptionKeyId);
-    return encodeNestedMessage(rawMessage, signer, configuration.jwsHeaders, encrypter, configuration.jweHeaders);
+    const auto bound =
+        configuration.recipientCheck ? std::optional(bindTo(encryptionKey, configuration.jwsHeaders)) : std::nullopt;
+    return encodeNestedMessage(rawMessage, signer, bound ? *bound : configuration.jwsHeaders, encrypter,
+                               configuration.jweHeaders);
 }
 
 std::string JOSEHelper::encodeMessageToString(ByteView rawMessage) const {
@@ -58,6 +63,10 @@ std::string JOSEHelper::encodeMessageToString(ByteView rawMessage) const {
 }
 
 ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
+    return decode(encodedMessage).payload;
+}
+
+DecodedMessage JOSEHelper::decode(ByteView encodedMessage) const {
     const auto& configuration = *configuration_;
     ReceivedNestedMessage nested(encodedMessage, configuration.limits);
     const auto decryptionKey =
@@ -65,14 +74,19 @@ ByteBuffer JOSEHelper::decodeMessage(ByteView encodedMessage) const {
                       "Must provide sender's private key to decrypt JWTs.");
     const JWEDecrypter decrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                  *decryptionKey.key().keyRef());
-    auto signedMessage = std::move(nested).decrypt(decrypter);
+    auto signedMessage = nested.decrypt(decrypter);
 
     const auto verificationKeys =
         findKeys(configuration.recipientJwkSet, JWKUse::JWK_SIG, signedMessage.keyId(), KeyClass::publicKey);
     if (verificationKeys.empty()) {
         throw JOSEError::missingKey("Must provide recipient's public key to verify JWT signatures.");
     }
-    return std::move(signedMessage).verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
+    auto [payload, key] = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
+    auto jwsHeader = signedMessage.takeHeader();
+    for (const auto& check : {&configuration.claimsCheck, &configuration.recipientCheck}) {
+        if (*check) (*check)(payload.data(), jwsHeader, decryptionKey, configuration.limits);
+    }
+    return {std::move(payload).data(), nested.takeHeader(), std::move(jwsHeader), key};
 }
 
 std::string JOSEHelper::decodeMessageToString(ByteView encodedMessage) const {
@@ -137,7 +151,9 @@ JOSEHelper JOSEHelper::Builder::create() const {
                       .jweHeaders = jweHeaders_,
                       .signingKeyId = signingKeyId_,
                       .encryptionKeyId = encryptionKeyId_,
-                      .limits = limits_}));
+                      .limits = limits_,
+                      .claimsCheck = claimsCheck_,
+                      .recipientCheck = recipientCheck_}));
 }
 
 }  // namespace Torvane

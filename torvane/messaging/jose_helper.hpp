@@ -13,8 +13,11 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "torvane/jwt/claims_policy.hpp"
 #include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/messaging/decoded_message.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
 #include "torvane/platform/core/limits.hpp"
@@ -97,6 +100,8 @@ class TORVANE_EXPORT JOSEHelper {
     ///         - missingKey: there is no verification key;
     ///         - algorithmNotSupported: unknown signature algorithm;
     ///         - JWSVerificationError: as JWSVerifier::verifyJWS(), of the last key.
+    /// @throws ClaimsError as Builder::setClaimsPolicy() and Builder::bindRecipient() say, and what else the policy
+    ///         throws.
     /// @throws std::bad_alloc when memory runs out.
     ///
     /// After any error what was decrypted is wiped, and nothing of it is released, except that the text of
@@ -113,6 +118,14 @@ class TORVANE_EXPORT JOSEHelper {
     [[nodiscard]] std::string decodeMessageToString(ByteView encodedMessage) const;
     [[nodiscard]] std::string decodeMessageToString(const TextLike auto& encodedMessage) const {
         return decodeMessageToString(asBytes(encodedMessage));
+    }
+    /// @}
+
+    /// @{
+    /// decodeMessage(), with the headers and the key that verified the message.
+    [[nodiscard]] DecodedMessage decode(ByteView encodedMessage) const;
+    [[nodiscard]] DecodedMessage decode(const TextLike auto& encodedMessage) const {
+        return decode(asBytes(encodedMessage));
     }
     /// @}
 
@@ -161,6 +174,20 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     /// jsonDepth or jsonMembers counts as malformed, so its "kid" is not seen. Limits() unless set.
     virtual Builder& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
 
+    /// Decoded messages have to be claims that the policy accepts: decoding then throws what ClaimsPolicy::readClaims()
+    /// throws, also for a message that is not claims. Applies jsonDepth and jsonMembers to them.
+    Builder& setClaimsPolicy(ClaimsPolicy policy) TORVANE_LIFETIMEBOUND;
+
+    /// Binds messages to their recipient. A peer who gets a message from us, or from our sender, can encrypt it anew to
+    /// somebody else, and the signature still verifies; this tells them that it was not for them.
+    ///
+    /// Encoding then sets the protected parameter "recipient_jkt" of the JWS to the SHA-256 thumbprint (RFC 7638) of
+    /// the recipient's key. Decoding throws ClaimsError unless the message is for us: wrongAudience for another
+    /// "recipient_jkt", and for claims whose "aud" has none of our names; missingClaim for a message that has neither
+    /// "recipient_jkt" nor, if there are names, "aud".
+    /// @param ourNames the names by which senders know us in "aud"; without names, "aud" is not looked at.
+    Builder& bindRecipient(std::vector<std::string> ourNames = {}) TORVANE_LIFETIMEBOUND;
+
     /// A helper with the configuration as it is now. Later calls of the setters do not change it.
     /// @throws JOSEError missingKey when a key set was not given; the sender's set is checked first.
     [[nodiscard]] virtual JOSEHelper create() const;
@@ -176,6 +203,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     std::optional<std::string> signingKeyId_;
     std::optional<std::string> encryptionKeyId_;
     Limits limits_;
+    MessageCheck claimsCheck_, recipientCheck_;
 };
 
 }  // namespace Torvane

@@ -38,11 +38,6 @@ std::optional<JOSE::ReceivedJWS> readJWS(ByteBuffer& text, const Limits& limits)
     }
 }
 
-std::optional<std::string> findKeyId(const JSONValue::Object& header) {
-    const auto* keyId = stringMember(header, "kid");
-    return keyId ? std::optional(*keyId) : std::nullopt;
-}
-
 // Returns nothing for a header that cannot be read or has no "kid": the keys are then looked up without an id.
 std::optional<std::string> extractKeyId(ByteView compactSerialization, const Limits& limits) {
     const auto text = Zennet::isUTF8(compactSerialization) ? asText(compactSerialization) : std::string_view();
@@ -56,6 +51,11 @@ std::optional<std::string> readKeyId(const std::optional<Received>& received, By
 }
 
 }  // namespace
+
+std::optional<std::string> findKeyId(const JSONValue::Object& header) {
+    const auto* keyId = stringMember(header, "kid");
+    return keyId ? std::optional(*keyId) : std::nullopt;
+}
 
 ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const JOSE::HeaderParameters& jwsHeaders,
                                const PreparedEncrypter& encrypter, const JOSE::HeaderParameters& jweHeaders) {
@@ -79,7 +79,8 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
 ReceivedNestedMessage::ReceivedNestedMessage(ByteView token, const Limits& limits)
     : limits_(limits), token_(token), jwe_(readJWE(token, limits)), keyId_(readKeyId(jwe_, token, limits)) {}
 
-ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) && {
+// A token that was not well-formed does not decrypt, so after success there is a `jwe_`, and likewise a `jws_` below.
+ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) {
     return {jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_, limits_), limits_};
 }
 
@@ -89,7 +90,7 @@ ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws, const Limits& limit
       jws_(readJWS(text_.data(), limits)),
       keyId_(readKeyId(jws_, text_.data(), limits)) {}
 
-ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) && {
+VerifiedMessage ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) {
     std::exception_ptr lastError;
     std::size_t tried = 0;
     for (const auto& key : keys) {
@@ -97,7 +98,8 @@ ByteBuffer ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std
         if (tried++ == limits_.keysTried) break;
         const JWSVerifier verifier(algorithm, key);
         try {
-            return jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data(), limits_);
+            auto payload = jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data(), limits_);
+            return {JOSE::Payload(std::move(payload)), key};
         } catch (const JOSEError&) {
             lastError = std::current_exception();
         }

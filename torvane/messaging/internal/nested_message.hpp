@@ -37,6 +37,9 @@ std::exception_ptr catchError(const Operation& operation) {
     }
 }
 
+/// The "kid" of a header; nothing when there is none, or it is not a string.
+std::optional<std::string> findKeyId(const JSONValue::Object& header);
+
 /// A JWEEncrypter, or the error of its constructor, to be thrown when the message has been signed.
 class PreparedEncrypter {
   public:
@@ -68,6 +71,12 @@ class PreparedEncrypter {
 ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const JOSE::HeaderParameters& jwsHeaders,
                                const PreparedEncrypter& encrypter, const JOSE::HeaderParameters& jweHeaders);
 
+/// The message, and the key that verified it.
+struct VerifiedMessage {
+    JOSE::Payload payload;
+    JsonWebKey key;
+};
+
 /// The JWS of a nested message, decrypted and not verified yet. The destructor wipes it.
 class ReceivedSignedMessage {
   public:
@@ -82,9 +91,12 @@ class ReceivedSignedMessage {
     [[nodiscard]] const std::optional<std::string>& keyId() const noexcept { return keyId_; }
 
     /// Tries up to keysTried public keys one after the other, and returns the message as soon as one of them verifies
-    /// it.
+    /// it. To be called once.
     /// @throws JOSEError JWSVerificationError of the last key, or wrapping "Failed to verify JWT" when none was tried.
-    ByteBuffer verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) &&;
+    VerifiedMessage verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys);
+
+    /// The header, after verify(). To be called once.
+    JSONValue::Object takeHeader() { return std::move(*jws_).header().parameters(); }
 
   private:
     Limits limits_;
@@ -109,7 +121,10 @@ class ReceivedNestedMessage {
 
     /// Decrypts the token. To be called once.
     /// @throws JOSEError JWEDecrypterError; then as ReceivedSignedMessage's constructor.
-    ReceivedSignedMessage decrypt(const JWEDecrypter& decrypter) &&;
+    ReceivedSignedMessage decrypt(const JWEDecrypter& decrypter);
+
+    /// The header, after decrypt(). To be called once.
+    JSONValue::Object takeHeader() { return std::move(*jwe_).header().parameters(); }
 
   private:
     Limits limits_;

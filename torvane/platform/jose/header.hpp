@@ -19,8 +19,11 @@ namespace Torvane::JOSE {
 /// members.
 class TORVANE_EXPORT Header {
   public:
+    /// @{
     /// All members, including those that the library does not know.
-    [[nodiscard]] const JSONValue::Object& parameters() const noexcept { return parameters_; }
+    [[nodiscard]] const JSONValue::Object& parameters() const& noexcept { return parameters_; }
+    [[nodiscard]] JSONValue::Object parameters() && noexcept { return std::move(parameters_); }
+    /// @}
     /// The value of "alg", known to the library or not.
     /// @throws JOSESwiftError parsingFailed for a moved-from header.
     [[nodiscard]] const std::string& algorithm() const { return requireString("alg"); }

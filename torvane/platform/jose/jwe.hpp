@@ -46,8 +46,11 @@ class TORVANE_EXPORT ReceivedJWE {
     ///         that is not canonical unpadded base64url, or a header that JWEHeader rejects.
     explicit ReceivedJWE(ByteView compactSerialization, const Limits& limits = {});
 
+    /// @{
     /// What the sender claims; nothing of it is authentic before decrypt().
-    [[nodiscard]] const JWEHeader& header() const noexcept { return header_; }
+    [[nodiscard]] const JWEHeader& header() const& noexcept { return header_; }
+    [[nodiscard]] JWEHeader header() && noexcept { return std::move(header_); }
+    /// @}
 
     /// Decrypts the ciphertext in place and returns the plaintext. To be called once, whether it succeeds or not.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the decrypter's;

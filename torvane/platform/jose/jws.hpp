@@ -54,8 +54,11 @@ class TORVANE_EXPORT ReceivedJWS {
     explicit ReceivedJWS(ByteBuffer&& compactSerialization, const Limits& limits = {});
     /// @}
 
+    /// @{
     /// What the sender claims; nothing of it is authentic before validate().
-    [[nodiscard]] const JWSHeader& header() const noexcept { return header_; }
+    [[nodiscard]] const JWSHeader& header() const& noexcept { return header_; }
+    [[nodiscard]] JWSHeader header() && noexcept { return std::move(header_); }
+    /// @}
 
     /// Verifies the signature and returns the payload, once. After a failure the payload is kept, so that another
     /// verifier can be tried.

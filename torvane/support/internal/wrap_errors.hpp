@@ -1,4 +1,4 @@
-// Wrappers that turn whatever an operation throws into one case of JOSEError.
+// Wrappers that turn whatever an operation throws into one case of JOSEError, or of another error.
 //
 //     return wrapErrors(JOSEError::JWSSignerError, [&] { return signer.sign(input); });
 #pragma once
@@ -12,10 +12,10 @@
 
 namespace Torvane {
 
-/// A JOSEError around the exception in flight; to be called in a catch block. `wrap` is one of the factories that take
-/// an underlying error.
+/// An error around the exception in flight; to be called in a catch block. `wrap` is one of the factories that take an
+/// underlying error.
 template <class Wrap>
-JOSEError wrapCurrentError(Wrap wrap) {
+auto wrapCurrentError(Wrap wrap) {
     if constexpr (std::is_invocable_v<Wrap, std::exception_ptr>) {
         return wrap(std::current_exception());
     } else {

@@ -1,0 +1,32 @@
+// What is checked of a message after its signature: its claims, and whom it is for.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "torvane/jwt/claims_policy.hpp"
+#include "torvane/keys/json_web_key.hpp"
+#include "torvane/messaging/decoded_message.hpp"
+#include "torvane/platform/jose/header_parameters.hpp"
+
+namespace Torvane {
+
+/// The protected parameter of a JWS that names its recipient: the SHA-256 thumbprint of the recipient's key.
+inline constexpr std::string_view recipientThumbprint = "recipient_jkt";
+
+/// The parameters, bound to the recipient with this key.
+inline JOSE::HeaderParameters bindTo(const JsonWebKey& recipient, const JOSE::HeaderParameters& parameters) {
+    auto members = parameters.members();
+    members.insert_or_assign(std::string(recipientThumbprint), recipient.thumbprint());
+    return members;
+}
+
+/// Rejects what JOSEHelper::Builder::setClaimsPolicy() says.
+MessageCheck makeClaimsCheck(ClaimsPolicy policy);
+
+/// Rejects what JOSEHelper::Builder::bindRecipient() says.
+MessageCheck makeRecipientCheck(std::vector<std::string> ourNames);
+
+}  // namespace Torvane

@@ -1,0 +1,80 @@
+#include "torvane/messaging/nested_token.hpp"
+
+#include <utility>
+
+#include "torvane/messaging/internal/message_checks.hpp"
+#include "torvane/messaging/internal/token_steps.hpp"
+
+namespace Torvane {
+
+NestedToken::NestedToken(JsonWebKeySet ours, JsonWebKeySet theirs, NestedTokenProfile profile)
+    : ours_(std::move(ours)), theirs_(std::move(theirs)), profile_(std::move(profile)) {}
+
+NestedToken& NestedToken::setSigningKeyId(std::string keyId) {
+    signingKeyId_ = std::move(keyId);
+    return *this;
+}
+
+NestedToken& NestedToken::setEncryptionKeyId(std::string keyId) {
+    encryptionKeyId_ = std::move(keyId);
+    return *this;
+}
+
+NestedToken& NestedToken::setJwsHeaders(JOSE::HeaderParameters headers) {
+    jwsHeaders_ = std::move(headers);
+    return *this;
+}
+
+NestedToken& NestedToken::setJweHeaders(JOSE::HeaderParameters headers) {
+    jweHeaders_ = std::move(headers);
+    return *this;
+}
+
+NestedToken& NestedToken::setLimits(const Limits& limits) {
+    limits_ = limits;
+    return *this;
+}
+
+NestedToken& NestedToken::setClaimsPolicy(ClaimsPolicy policy) {
+    claimsCheck_ = makeClaimsCheck(std::move(policy));
+    return *this;
+}
+
+NestedToken& NestedToken::bindRecipient(std::vector<std::string> ourNames) {
+    recipientCheck_ = makeRecipientCheck(std::move(ourNames));
+    return *this;
+}
+
+ByteBuffer NestedToken::encode(ByteView message) const {
+    const auto [signatureAlgorithm, signingKey] =
+        chooseOne(ours_, profile_.signature, signingKeyId_, KeyClass::privateKey, "sign");
+    const auto [keyManagement, recipient] = chooseRecipient(theirs_, profile_.encryption, encryptionKeyId_);
+    const PreparedEncrypter encrypter(keyManagement, profile_.encryption.contentEncryption.front(),
+                                      *recipient.key().keyRef(), publishedKeyId(recipient));
+    const auto bound = recipientCheck_ ? std::optional(bindTo(recipient, jwsHeaders_)) : std::nullopt;
+    return encodeNestedMessage(message, JWSSigner(signatureAlgorithm, signingKey), bound ? *bound : jwsHeaders_,
+                               encrypter, jweHeaders_);
+}
+
+std::string NestedToken::encodeToString(ByteView message) const {
+    return std::string(asText(encode(message)));
+}
+
+DecodedMessage NestedToken::decode(ByteView token) const {
+    auto jwe = readEncryptedToken(token, limits_);
+    const auto [decrypter, decryptionKey] =
+        chooseDecrypter(ours_, profile_.encryption, jwe.header(), findKeyId(jwe.header().parameters()));
+    auto text = wrapErrors(TokenError::decryptionFailed, [&] { return std::move(jwe).decrypt(decrypter); });
+
+    auto jws = readSignedToken(std::move(text.data()), limits_);
+    const auto algorithm = requireAllowed(profile_.signature, jws.header().algorithm(), "alg");
+    const auto keys = requireVerificationKeys(theirs_, algorithm, findKeyId(jws.header().parameters()));
+    auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
+    auto jwsHeader = std::move(jws).header().parameters();
+    for (const auto& check : {&claimsCheck_, &recipientCheck_}) {
+        if (*check) (*check)(payload.data(), jwsHeader, decryptionKey, limits_);
+    }
+    return {std::move(payload).data(), std::move(jwe).header().parameters(), std::move(jwsHeader), key};
+}
+
+}  // namespace Torvane

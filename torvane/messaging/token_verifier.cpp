@@ -1,0 +1,68 @@
+#include "torvane/messaging/token_verifier.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "torvane/jws/internal/jws_operations.hpp"
+#include "torvane/messaging/internal/key_choice.hpp"
+#include "torvane/messaging/internal/token_steps.hpp"
+
+namespace Torvane {
+namespace {
+
+// The key in the header; nothing unless its thumbprint is pinned.
+std::optional<JsonWebKey> findPinnedKey(const JSONValue::Object& header, const std::vector<std::string>& pinned,
+                                        const Limits& limits) {
+    const auto member = header.find("jwk");
+    const auto* members = member == header.end() ? nullptr : member->second.as<JSONValue::Object>();
+    if (pinned.empty() || members == nullptr) return std::nullopt;
+    try {
+        const auto jwk = JOSE::JWK::initFrom(*members, limits);
+        const bool isPinned = std::find(pinned.begin(), pinned.end(), jwk.thumbprint()) != pinned.end();
+        return isPinned ? std::optional(JsonWebKey(jwk)) : std::nullopt;
+    } catch (const Error&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+TokenVerifier::TokenVerifier(FindSet findSet, const Algorithms& algorithms, ClaimsPolicy policy)
+    : findSet_(std::move(findSet)), policy_(std::move(policy)) {
+    for (const auto& algorithm : algorithms) algorithms_.push_back(resolveAlgorithm(algorithm));
+}
+
+TokenVerifier::TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, ClaimsPolicy policy)
+    : TokenVerifier([set = std::make_shared<const JsonWebKeySet>(std::move(keys))](const auto&) { return set; },
+                    algorithms, std::move(policy)) {}
+
+TokenVerifier& TokenVerifier::setLimits(const Limits& limits) {
+    limits_ = limits;
+    return *this;
+}
+
+TokenVerifier& TokenVerifier::pinHeaderKey(std::string thumbprint) {
+    pinned_.push_back(std::move(thumbprint));
+    return *this;
+}
+
+VerifiedToken TokenVerifier::verify(ByteView token) const {
+    auto jws = readSignedToken(token, limits_);
+    const auto algorithm = requireAllowed(algorithms_, jws.header().algorithm(), "alg");
+    const auto keys = chooseKeysFor(jws.header().parameters(), algorithm);
+    auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
+    auto header = std::move(jws).header().parameters();
+    auto claims = policy_.readClaims(payload.data(), header, limits_);
+    return {std::move(payload).data(), std::move(claims), std::move(header), key};
+}
+
+std::vector<JsonWebKey> TokenVerifier::chooseKeysFor(const JSONValue::Object& header,
+                                                     JOSE::SignatureAlgorithm algorithm) const {
+    if (const auto key = findPinnedKey(header, pinned_, limits_)) {
+        return requireVerificationKeys({*key}, algorithm, std::nullopt);
+    }
+    const auto keyId = findKeyId(header);
+    return requireVerificationKeys(*findSet_(keyId), algorithm, keyId);
+}
+
+}  // namespace Torvane

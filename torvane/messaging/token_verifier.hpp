@@ -1,0 +1,94 @@
+// TokenVerifier: from a signed token of a provider to claims that may be acted on (RFC 7519, section 7.2; RFC 8725).
+//
+//     const Torvane::TokenVerifier verifier(providerKeys, {"ES256", "PS256"},
+//                                           Torvane::ClaimsPolicy()
+//                                               .requireIssuer("https://id.example")
+//                                               .requireAudience("https://api.example")
+//                                               .requireType("at+jwt"));
+//     const Torvane::VerifiedToken token = verifier.verify(jws);
+//     std::cout << token.claims.getSubject() << '\n';
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "torvane/jwt/claims_policy.hpp"
+#include "torvane/jwt/jwt_claims.hpp"
+#include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/messaging/token_error.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/lifetimebound.hpp"
+#include "torvane/platform/core/limits.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
+
+namespace Torvane {
+
+/// A token whose signature verifies, and whose claims the policy accepts.
+struct VerifiedToken {
+    /// The bytes that were signed.
+    ByteBuffer payload;
+    /// The payload's claims.
+    JWTClaims claims;
+    /// The protected header.
+    JSONValue::Object header;
+    /// The key that verified the signature.
+    JsonWebKey key;
+};
+
+/// Verifies compact JWSs with the keys of a set, and checks their claims.
+///
+/// A verifier keeps no state between calls. It may be used from several threads at once, as far as its policy and its
+/// source of keys may.
+class TORVANE_EXPORT TokenVerifier {
+  public:
+    /// The algorithms that are allowed, as enumerators or names.
+    using Algorithms = std::vector<JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm>>;
+
+    /// A verifier with a set that stays as it is.
+    /// @param keys public keys; private keys in it are not used.
+    /// @param algorithms the only "alg" that are accepted, for example `{"ES256", "PS256"}`.
+    /// @param policy what the claims must be.
+    /// @throws JOSEError algorithmNotSupported for an unknown name.
+    TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, ClaimsPolicy policy);
+
+    /// Limits on what is read: tokenBytes, headerBytes, jsonDepth and jsonMembers of header and claims each, and
+    /// keysTried. Limits() unless set.
+    TokenVerifier& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
+
+    /// Accepts the key in the header's "jwk" if this is its SHA-256 thumbprint (RFC 7638); to be called once for each
+    /// such key. Such a token is verified with that key alone. Without such a call, and for any other "jwk", "jku",
+    /// "x5c" or "x5u", what the header says of keys is ignored.
+    TokenVerifier& pinHeaderKey(std::string thumbprint) TORVANE_LIFETIMEBOUND;
+
+    /// @{
+    /// Verifies the signature with the key that has the header's "kid", and checks the claims and "typ". A token
+    /// without "kid" is tried with each key that fits, up to keysTried. A key fits if the algorithm can use it, and the
+    /// "use", "alg" and "key_ops" of its JWK allow that; a key without "use" is for both uses.
+    /// @param token ASCII text: three parts in canonical unpadded base64url, joined by dots.
+    /// @throws TokenError, in this order: malformed; algorithmNotAllowed; keyNotFound; wrongSignature. Then ClaimsError
+    ///         when the policy does not accept the claims. Whatever the clock, the replay check or the source of keys
+    ///         throws. std::bad_alloc when memory runs out.
+    [[nodiscard]] VerifiedToken verify(ByteView token) const;
+    [[nodiscard]] VerifiedToken verify(const TextLike auto& token) const { return verify(asBytes(token)); }
+    /// @}
+
+  private:
+    /// Returns the set in which to look for a key, which may have no such key.
+    using FindSet = std::function<std::shared_ptr<const JsonWebKeySet>(const std::optional<std::string>& keyId)>;
+
+    TORVANE_NO_EXPORT TokenVerifier(FindSet findSet, const Algorithms& algorithms, ClaimsPolicy policy);
+    [[nodiscard]] TORVANE_NO_EXPORT std::vector<JsonWebKey> chooseKeysFor(const JSONValue::Object& header,
+                                                                          JOSE::SignatureAlgorithm algorithm) const;
+
+    FindSet findSet_;
+    std::vector<JOSE::SignatureAlgorithm> algorithms_;
+    ClaimsPolicy policy_;
+    std::vector<std::string> pinned_;
+    Limits limits_;
+};
+
+}  // namespace Torvane
