@@ -90,7 +90,8 @@ TEST(NestedToken, RejectsWhatTheProfileOrTheKeysDoNotAllow) {
         return "TokenError." + errorCase + "(description: \"" + description + "\")";
     };
     const auto undecryptable = error("decryptionFailed", "The token could not be decrypted.");
-    const auto another = [&](const std::string& signing, const std::string& encryption, NestedTokenProfile other) {
+    const auto another = [&](const std::string& signing, const std::string& encryption,
+                             const NestedTokenProfile& other) {
         return Parties(signing, encryption, other).sender.encode("m");
     };
     const struct {
@@ -151,6 +152,10 @@ TEST(NestedToken, NeedsExactlyOneKeyUnlessOneIsNamed) {
     const JsonWebKeySet decryption{privateJwk(rsaEnc, JWK_ENC), privateJwk(ecEncP256, JWK_ENC)};
     EXPECT_EQ(NestedToken(decryption, ours.publicSet(), profile).decode(token).jwsHeader.at("alg"), JSONValue("ES256"));
 
+    EXPECT_ERROR_TEXT(
+        NestedToken({privateJwk(ecP256, JWK_SIG)}, {publicJwk(ecEncP256, JWK_ENC)}, {{ES256}, {{ECDH_ES}, {}}})
+            .encode("m"),
+        R"(TokenError.algorithmNotAllowed(description: "The profile allows no \"enc\"."))");
     const auto anonymous = JWEEncrypter(RSA_OAEP_256, A256GCM, publicKey(rsaEnc), std::nullopt).encryptJWT("m");
     EXPECT_ERROR_TEXT(
         NestedToken({privateJwk(rsaEnc, JWK_ENC), privateJwk(rsaEnc2, JWK_ENC)}, {}, profile).decode(anonymous),

@@ -44,10 +44,11 @@ TEST(RecipientBinding, RejectsAMessageThatWasForwarded) {
     const std::string toBob = R"({"aud":"bob"})", toMallory = R"( {"aud":["x","mallory"]})", plain = "pay 10";
     Sender unbound, bound;
     bound.builder.bindRecipient();
-    const auto wrongKey = R"(ClaimsError.wrongAudience(claim: "recipient_jkt", expected: "the thumbprint of our key"))";
-    const auto wrongName = R"(ClaimsError.wrongAudience(claim: "aud", expected: "one of our names"))";
-    const auto nothing = R"(ClaimsError.missingClaim(claim: "recipient_jkt", expected: "there"))";
-    const auto ok = "nothing was thrown";
+    const auto* const wrongKey =
+        R"(ClaimsError.wrongAudience(claim: "recipient_jkt", expected: "the thumbprint of our key"))";
+    const auto* const wrongName = R"(ClaimsError.wrongAudience(claim: "aud", expected: "one of our names"))";
+    const auto* const nothing = R"(ClaimsError.missingClaim(claim: "recipient_jkt", expected: "there"))";
+    const auto* const ok = "nothing was thrown";
     const struct {
         const char* name;
         ByteBuffer token;

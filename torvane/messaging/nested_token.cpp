@@ -49,7 +49,7 @@ ByteBuffer NestedToken::encode(ByteView message) const {
     const auto [signatureAlgorithm, signingKey] =
         chooseOne(ours_, profile_.signature, signingKeyId_, KeyClass::privateKey, "sign");
     const auto [keyManagement, recipient] = chooseRecipient(theirs_, profile_.encryption, encryptionKeyId_);
-    const PreparedEncrypter encrypter(keyManagement, profile_.encryption.contentEncryption.front(),
+    const PreparedEncrypter encrypter(keyManagement, firstContentEncryption(profile_.encryption),
                                       *recipient.key().keyRef(), publishedKeyId(recipient));
     const auto bound = recipientCheck_ ? std::optional(bindTo(recipient, jwsHeaders_)) : std::nullopt;
     return encodeNestedMessage(message, JWSSigner(signatureAlgorithm, signingKey), bound ? *bound : jwsHeaders_,
@@ -62,9 +62,9 @@ std::string NestedToken::encodeToString(ByteView message) const {
 
 DecodedMessage NestedToken::decode(ByteView token) const {
     auto jwe = readEncryptedToken(token, limits_);
-    const auto [decrypter, decryptionKey] =
+    const auto decryption =
         chooseDecrypter(ours_, profile_.encryption, jwe.header(), findKeyId(jwe.header().parameters()));
-    auto text = wrapErrors(TokenError::decryptionFailed, [&] { return std::move(jwe).decrypt(decrypter); });
+    auto text = wrapErrors(TokenError::decryptionFailed, [&] { return std::move(jwe).decrypt(decryption.decrypter); });
 
     auto jws = readSignedToken(std::move(text.data()), limits_);
     const auto algorithm = requireAllowed(profile_.signature, jws.header().algorithm(), "alg");
@@ -72,7 +72,7 @@ DecodedMessage NestedToken::decode(ByteView token) const {
     auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
     auto jwsHeader = std::move(jws).header().parameters();
     for (const auto& check : {&claimsCheck_, &recipientCheck_}) {
-        if (*check) (*check)(payload.data(), jwsHeader, decryptionKey, limits_);
+        if (*check) (*check)(payload.data(), jwsHeader, decryption.key, limits_);
     }
     return {std::move(payload).data(), std::move(jwe).header().parameters(), std::move(jwsHeader), key};
 }

@@ -54,10 +54,10 @@ class TORVANE_EXPORT NestedToken {
     /// has the extra parameters, "alg", and "kid" with our key's id. The JWE header has the extra parameters, "alg",
     /// "enc", "cty" with "JWT", and the "kid" of the peer's JWK if there is one.
     /// @param message any bytes, or text, whose bytes are signed unchanged; of any length, possibly empty.
-    /// @throws TokenError keyNotFound when there is not exactly one key to sign with, or to encrypt to; JOSEError
-    ///         JWSSignerError as JWSSigner::signJWT(); JOSE::JOSESwiftError parsingFailed for rejected extra parameters
-    ///         of the JWE; JOSEError JWEEncrypterError as JWEEncrypter::encryptJWT(). std::bad_alloc when memory runs
-    ///         out.
+    /// @throws TokenError keyNotFound when there is not exactly one key to sign with, or to encrypt to, and
+    ///         algorithmNotAllowed when the profile has no "enc"; JOSEError JWSSignerError as JWSSigner::signJWT();
+    ///         JOSE::JOSESwiftError parsingFailed for rejected extra parameters of the JWE; JOSEError JWEEncrypterError
+    ///         as JWEEncrypter::encryptJWT(). std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encode(ByteView message) const;
     [[nodiscard]] ByteBuffer encode(const TextLike auto& message) const { return encode(asBytes(message)); }
     [[nodiscard]] std::string encodeToString(ByteView message) const;

@@ -11,7 +11,8 @@ TokenError::TokenError(Case errorCase, std::string description, std::exception_p
     : Error(std::move(description)), case_(errorCase), underlying_(std::move(underlying)) {}
 
 TokenError TokenError::malformed(std::exception_ptr underlying) {
-    return {Case::malformed, "The token is malformed. " + localizedDescription(underlying), underlying};
+    auto description = "The token is malformed. " + localizedDescription(underlying);
+    return {Case::malformed, std::move(description), std::move(underlying)};
 }
 
 TokenError TokenError::algorithmNotAllowed(std::string description) {

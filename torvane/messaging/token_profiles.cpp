@@ -6,7 +6,7 @@ namespace Torvane {
 
 JWEEncrypter EncryptionProfile::encrypter(const JsonWebKey& recipient) const {
     const auto [algorithm, key] = chooseRecipient({recipient}, *this, std::nullopt);
-    return {algorithm, contentEncryption.front(), *key.key().keyRef(), publishedKeyId(key)};
+    return {algorithm, firstContentEncryption(*this), *key.key().keyRef(), publishedKeyId(key)};
 }
 
 JWEDecrypter EncryptionProfile::decrypterFor(ByteView token, const JsonWebKey& ours, const Limits& limits) const {

@@ -29,7 +29,8 @@ struct TORVANE_EXPORT EncryptionProfile {
 
     /// An encrypter with the first algorithms of the profile that the key fits, whose tokens have the "kid" of the
     /// key's JWK, if there is one.
-    /// @throws TokenError keyNotFound when the key fits none of them.
+    /// @throws TokenError keyNotFound when the key fits none of them; algorithmNotAllowed when the profile has no
+    ///         "enc".
     [[nodiscard]] JWEEncrypter encrypter(const JsonWebKey& recipient) const;
 
     /// @{

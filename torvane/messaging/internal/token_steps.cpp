@@ -55,4 +55,9 @@ Choice<JOSE::KeyManagementAlgorithm> chooseRecipient(const JsonWebKeySet& theirs
     return chooseOne(theirs, profile.keyManagement, keyId, KeyClass::publicKey, "be encrypted to", profile.curve);
 }
 
+JOSE::ContentEncryptionAlgorithm firstContentEncryption(const EncryptionProfile& profile) {
+    if (!profile.contentEncryption.empty()) return profile.contentEncryption.front();
+    throw TokenError::algorithmNotAllowed("The profile allows no \"enc\".");
+}
+
 }  // namespace Torvane

@@ -100,6 +100,10 @@ ChosenDecrypter chooseDecrypter(const JsonWebKeySet& ours, const EncryptionProfi
 Choice<JOSE::KeyManagementAlgorithm> chooseRecipient(const JsonWebKeySet& theirs, const EncryptionProfile& profile,
                                                      const std::optional<std::string>& keyId);
 
+/// The "enc" that encrypts.
+/// @throws TokenError algorithmNotAllowed when the profile has none.
+JOSE::ContentEncryptionAlgorithm firstContentEncryption(const EncryptionProfile& profile);
+
 /// The "kid" by which the owner of a key knows it: that of its JWK, if it has one.
 inline std::optional<std::string> publishedKeyId(const JsonWebKey& key) {
     return key.jwk() ? (*key.jwk())["kid"] : key.keyId();
