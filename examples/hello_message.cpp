@@ -1,4 +1,4 @@
-// Encodes a message as a nested token, and decodes it.
+// Encodes claims as a nested token, decodes it, and checks the claims.
 #include <iostream>
 #include <torvane/torvane.hpp>
 
@@ -11,7 +11,11 @@ int main() {
     JOSEHelper::Builder us, them;
     us.setSenderJwkSet({ours}).setRecipientJwkSet({theirs.publicHalf()}, "theirs");
     them.setSenderJwkSet({theirs}).setRecipientJwkSet({ours.publicHalf()});
+    them.setClaimsPolicy(ClaimsPolicy().requireIssuer("us").requireAudience("them"));
 
-    const std::string token = us.create().encodeMessageToString("Hello, JOSE");
-    std::cout << them.create().decodeMessageToString(token) << '\n';
+    JWTClaims claims;
+    claims.setIssuer("us").setAudience("them").setExpirationTimeSecondsInTheFuture(60).setClaim("text", "Hello, JOSE");
+    const std::string token = us.create().encodeMessageToString(claims.toJsonString());
+    const std::string message = them.create().decodeMessageToString(token);
+    std::cout << fromJsonString<JWTClaims>(message).getClaimValue<std::string>("text") << '\n';
 }
