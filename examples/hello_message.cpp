@@ -16,6 +16,6 @@ int main() {
     JWTClaims claims;
     claims.setIssuer("us").setAudience("them").setExpirationTimeSecondsInTheFuture(60).setClaim("text", "Hello, JOSE");
     const std::string token = us.create().encodeMessageToString(claims.toJsonString());
-    const std::string message = them.create().decodeMessageToString(token);
-    std::cout << fromJsonString<JWTClaims>(message).getClaimValue<std::string>("text") << '\n';
+    const DecodedMessage message = them.create().decode(token);
+    std::cout << message.claims->getClaimValue<std::string>("text") << '\n';
 }

@@ -48,7 +48,7 @@ struct Party {
     }
     // Returns the amount in a token, or throws if the token is invalid.
     double read(const std::string& token) const {
-        return fromJsonString<JWTClaims>(helper().decodeMessageToString(token)).getClaimValue<double>("amount");
+        return helper().decode(token).claims->getClaimValue<double>("amount");
     }
 };
 

@@ -181,21 +181,23 @@ TEST(Profiles, AllowTheAlgorithmsOfTheirStandards) {
 TEST(Profiles, EncryptAResponseOnP256Only) {
     const auto profile = Profiles::openID4VPResponse();
     const auto ours = privateJwk(ecEncP256, JWK_ENC);
-    const auto token = profile.encrypter(ours.publicHalf()).encryptJWTToString("m");
+    const auto token = profile.encrypter({ours.publicHalf()}).encryptJWTToString("m");
     EXPECT_EQ(json::parse(headerText(asBytes(token))).at("enc"), "A128GCM");
-    EXPECT_EQ(asText(profile.decrypterFor(token, ours).decryptJWE(token)), "m");
+    EXPECT_EQ(asText(profile.decrypt(token, {ours})), "m");
 
-    const auto large = JWEEncrypter(ECDH_ES, A256GCM, publicKey(ecEncP256), "another").encryptJWTToString("m");
-    EXPECT_EQ(asText(profile.decrypterFor(large, ours).decryptJWE(large)), "m");
+    const auto large = JWEEncrypter(ECDH_ES, A256GCM, publicKey(ecEncP256), ecEncP256).encryptJWTToString("m");
+    EXPECT_EQ(asText(profile.decrypt(large, {privateJwk(rsaEnc, JWK_ENC), ours})), "m");
     const auto error = [](const std::string& what) { return "TokenError." + what + "\")"; };
-    EXPECT_ERROR_TEXT(profile.encrypter(publicJwk(ecEncP384, JWK_ENC)),
+    EXPECT_ERROR_TEXT(profile.encrypter({publicJwk(ecEncP384, JWK_ENC)}),
                       error("keyNotFound(description: \"No key can be encrypted to."));
     const auto other = JWEEncrypter(ECDH_ES, A128GCM, publicKey(ecEncP384), std::nullopt).encryptJWTToString("m");
-    EXPECT_ERROR_TEXT(profile.decrypterFor(other, privateJwk(ecEncP384, JWK_ENC)),
+    EXPECT_ERROR_TEXT(profile.decrypt(other, {privateJwk(ecEncP384, JWK_ENC)}),
                       error("keyNotFound(description: \"No key can decrypt the token."));
+    EXPECT_ERROR_TEXT(profile.decrypt(withFlippedBit(asBytes(token), 4), {ours}),
+                      error("decryptionFailed(description: \"The token could not be decrypted."));
     const auto wrapped = JWEEncrypter(ECDH_ES_A128KW, A128GCM, publicKey(ecEncP256), std::nullopt).encryptJWT("m");
     EXPECT_ERROR_TEXT(
-        profile.decrypterFor(wrapped, ours),
+        profile.decrypt(wrapped, {ours}),
         error(R"(algorithmNotAllowed(description: "The token's \"alg\" is not one of those allowed (ECDH-ES).)"));
 }
 

@@ -79,6 +79,22 @@ TEST(RecipientBinding, RejectsAMessageThatWasForwarded) {
     }
 }
 
+TEST(RecipientBinding, IsCheckedBeforeThePolicyRemembersTheToken) {
+    Sender bound;
+    bound.builder.bindRecipient();
+    int seen = 0;
+    const auto policy =
+        ClaimsPolicy(forBob).allowAnyAudience().setReplayCheck([&seen](const auto&, auto) { return ++seen == 1; });
+    const auto tokens = tokensOfBob().bindRecipient().setClaimsPolicy(policy);
+    const std::string claims = R"({"iss":"alice","jti":"1"})";
+    EXPECT_ERROR_TEXT(tokens.decode(forwarded(bound.encode(claims, mallory))),
+                      R"(ClaimsError.wrongAudience(claim: "recipient_jkt", expected: "the thumbprint of our key"))");
+    EXPECT_EQ(seen, 0);
+    EXPECT_ERROR_TEXT(tokens.decode(bound.encode(claims, bob)), "nothing was thrown");
+    EXPECT_ERROR_TEXT(tokens.decode(bound.encode(claims, bob)),
+                      R"(ClaimsError.replayed(claim: "jti", expected: "new"))");
+}
+
 TEST(RecipientBinding, LeavesTheTokenAsItIsUnlessSwitchedOn) {
     Sender unbound, bound;
     bound.builder.bindRecipient();
@@ -112,6 +128,8 @@ TEST(ClaimsPolicyOfMessages, IsAppliedAfterTheSignatureAndItsErrorIsNotWrapped) 
         EXPECT_ERROR_TEXT(helper.decode(row.token), row.error);
         EXPECT_ERROR_TEXT(tokensOfBob().setClaimsPolicy(forBob).decode(row.token), row.error);
     }
+    EXPECT_EQ(helper.decode(rows[0].token).claims.value().getIssuer(), "alice");
+    EXPECT_FALSE(tokensOfBob().decode(rows[0].token).claims);
     JOSEHelper::Builder ofAnother;
     const auto stranger =
         parties(ofAnother.setClaimsPolicy(forBob), decryptionSet(bob), {publicJwk(rsaSig2, JWK_SIG)}).create();

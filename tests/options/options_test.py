@@ -16,7 +16,7 @@ OPTIONS = {
     "FILES": ({"file_io.cpp", "key_file.cpp", "file_posix.cpp"}, "files_absent.cpp", None),
     "PKCS11": ({"pkcs11_key_store.cpp", "objects.cpp", "operations.cpp", "process_state.cpp", "session.cpp",
                 "token.cpp", "token_search.cpp", "uri.cpp"}, "pkcs11_key_store_absent.cpp", "-lp11-kit"),
-    "POLICIES": ({"claims_error.cpp", "claims_policy.cpp", "known_keys.cpp", "key_choice.cpp", "message_checks.cpp",
+    "POLICIES": ({"claims_error.cpp", "claims_policy.cpp", "known_keys.cpp", "key_choice.cpp", "message_rules.cpp",
                   "nested_token.cpp", "token_error.cpp", "token_profiles.cpp", "token_steps.cpp",
                   "token_verifier.cpp"}, None, None),
     "SECP256K1": ({"secp256k1_curve.cpp"}, "secp256k1_curve_absent.cpp", "-lsecp256k1"),

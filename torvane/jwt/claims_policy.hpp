@@ -94,6 +94,7 @@ class TORVANE_EXPORT ClaimsPolicy {
     /// @param type "typ" of its header; nothing when there is none.
     /// @throws ClaimsError when the policy does not accept them; whatever the clock or the replay check throws.
     void check(const JWTClaims& claims, std::optional<std::string_view> type) const;
+    /// @{
     /// Reads the claims of a payload whose signature has been verified, and checks them.
     /// @param payload the claims as JSON text.
     /// @param header of the token; its "typ" is checked.
@@ -101,6 +102,11 @@ class TORVANE_EXPORT ClaimsPolicy {
     /// @throws ClaimsError malformed when the payload is not a JSON object; and as check().
     [[nodiscard]] JWTClaims readClaims(ByteView payload, const JSONValue::Object& header,
                                        const Limits& limits = {}) const;
+    [[nodiscard]] JWTClaims readClaims(const TextLike auto& payload, const JSONValue::Object& header,
+                                       const Limits& limits = {}) const {
+        return readClaims(asBytes(payload), header, limits);
+    }
+    /// @}
 
   private:
     void checkType(std::optional<std::string_view> type) const;

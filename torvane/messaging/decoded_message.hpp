@@ -2,7 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
+#include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/limits.hpp"
@@ -20,10 +22,19 @@ struct DecodedMessage {
     JSONValue::Object jwsHeader;
     /// The sender's key that verified the JWS.
     JsonWebKey key;
+    /// The message's claims, if a policy has accepted them; nothing where no policy is set.
+    std::optional<JWTClaims> claims;
 };
 
-/// A rule for messages that have been verified: throws when a message must not be accepted.
-using MessageCheck = std::function<void(ByteView payload, const JSONValue::Object& jwsHeader,
-                                        const JsonWebKey& decryptionKey, const Limits& limits)>;
+/// What JOSEHelper and NestedToken require of a message besides its signature. Each rule that is set throws when the
+/// message must not be accepted.
+struct MessageRules {
+    /// Requires that the message is for the owner of the key that decrypted it.
+    std::function<void(ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
+                       const Limits& limits)>
+        requireRecipient;
+    /// Reads and checks the claims. Called last, since a policy may remember the token as used.
+    std::function<JWTClaims(ByteView payload, const JSONValue::Object& jwsHeader, const Limits& limits)> readClaims;
+};
 
 }  // namespace Torvane

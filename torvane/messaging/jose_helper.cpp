@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "torvane/jws/internal/jws_operations.hpp"
-#include "torvane/messaging/internal/message_checks.hpp"
+#include "torvane/messaging/internal/message_rules.hpp"
 #include "torvane/messaging/internal/nested_message.hpp"
 #include "torvane/support/errors.hpp"
 
@@ -22,7 +22,7 @@ struct JOSEHelper::Configuration {
     std::optional<std::string> signingKeyId;
     std::optional<std::string> encryptionKeyId;
     Limits limits;
-    MessageCheck claimsCheck, recipientCheck;
+    MessageRules rules;
 };
 
 namespace {
@@ -52,8 +52,9 @@ ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const JWSSigner signer(configuration.signerAlgorithm, std::move(signingKey));
     const PreparedEncrypter encrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                       *encryptionKey.key().keyRef(), configuration.encryptionKeyId);
-    const auto bound =
-        configuration.recipientCheck ? std::optional(bindTo(encryptionKey, configuration.jwsHeaders)) : std::nullopt;
+    const auto bound = configuration.rules.requireRecipient
+                           ? std::optional(bindTo(encryptionKey, configuration.jwsHeaders))
+                           : std::nullopt;
     return encodeNestedMessage(rawMessage, signer, bound ? *bound : configuration.jwsHeaders, encrypter,
                                configuration.jweHeaders);
 }
@@ -83,10 +84,8 @@ DecodedMessage JOSEHelper::decode(ByteView encodedMessage) const {
     }
     auto [payload, key] = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
     auto jwsHeader = signedMessage.takeHeader();
-    for (const auto& check : {&configuration.claimsCheck, &configuration.recipientCheck}) {
-        if (*check) (*check)(payload.data(), jwsHeader, decryptionKey, configuration.limits);
-    }
-    return {std::move(payload).data(), nested.takeHeader(), std::move(jwsHeader), key};
+    auto claims = apply(configuration.rules, payload.data(), jwsHeader, decryptionKey, configuration.limits);
+    return {std::move(payload).data(), nested.takeHeader(), std::move(jwsHeader), key, std::move(claims)};
 }
 
 std::string JOSEHelper::decodeMessageToString(ByteView encodedMessage) const {
@@ -152,8 +151,7 @@ JOSEHelper JOSEHelper::Builder::create() const {
                       .signingKeyId = signingKeyId_,
                       .encryptionKeyId = encryptionKeyId_,
                       .limits = limits_,
-                      .claimsCheck = claimsCheck_,
-                      .recipientCheck = recipientCheck_}));
+                      .rules = rules_}));
 }
 
 }  // namespace Torvane

@@ -122,7 +122,7 @@ class TORVANE_EXPORT JOSEHelper {
     /// @}
 
     /// @{
-    /// decodeMessage(), with the headers and the key that verified the message.
+    /// decodeMessage(), with the headers, the key that verified the message and, where a policy is set, the claims.
     [[nodiscard]] DecodedMessage decode(ByteView encodedMessage) const;
     [[nodiscard]] DecodedMessage decode(const TextLike auto& encodedMessage) const {
         return decode(asBytes(encodedMessage));
@@ -203,7 +203,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     std::optional<std::string> signingKeyId_;
     std::optional<std::string> encryptionKeyId_;
     Limits limits_;
-    MessageCheck claimsCheck_, recipientCheck_;
+    MessageRules rules_;
 };
 
 }  // namespace Torvane

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "torvane/messaging/internal/message_checks.hpp"
+#include "torvane/messaging/internal/message_rules.hpp"
 #include "torvane/messaging/internal/token_steps.hpp"
 
 namespace Torvane {
@@ -36,12 +36,12 @@ NestedToken& NestedToken::setLimits(const Limits& limits) {
 }
 
 NestedToken& NestedToken::setClaimsPolicy(ClaimsPolicy policy) {
-    claimsCheck_ = makeClaimsCheck(std::move(policy));
+    setClaimsRule(rules_, std::move(policy));
     return *this;
 }
 
 NestedToken& NestedToken::bindRecipient(std::vector<std::string> ourNames) {
-    recipientCheck_ = makeRecipientCheck(std::move(ourNames));
+    setRecipientRule(rules_, std::move(ourNames));
     return *this;
 }
 
@@ -51,7 +51,7 @@ ByteBuffer NestedToken::encode(ByteView message) const {
     const auto [keyManagement, recipient] = chooseRecipient(theirs_, profile_.encryption, encryptionKeyId_);
     const PreparedEncrypter encrypter(keyManagement, firstContentEncryption(profile_.encryption),
                                       *recipient.key().keyRef(), publishedKeyId(recipient));
-    const auto bound = recipientCheck_ ? std::optional(bindTo(recipient, jwsHeaders_)) : std::nullopt;
+    const auto bound = rules_.requireRecipient ? std::optional(bindTo(recipient, jwsHeaders_)) : std::nullopt;
     return encodeNestedMessage(message, JWSSigner(signatureAlgorithm, signingKey), bound ? *bound : jwsHeaders_,
                                encrypter, jweHeaders_);
 }
@@ -62,19 +62,17 @@ std::string NestedToken::encodeToString(ByteView message) const {
 
 DecodedMessage NestedToken::decode(ByteView token) const {
     auto jwe = readEncryptedToken(token, limits_);
-    const auto decryption =
-        chooseDecrypter(ours_, profile_.encryption, jwe.header(), findKeyId(jwe.header().parameters()));
-    auto text = wrapErrors(TokenError::decryptionFailed, [&] { return std::move(jwe).decrypt(decryption.decrypter); });
+    const auto decryption = chooseDecrypter(ours_, profile_.encryption, jwe.header());
+    auto text = decryptToken(jwe, decryption.decrypter);
 
     auto jws = readSignedToken(std::move(text.data()), limits_);
     const auto algorithm = requireAllowed(profile_.signature, jws.header().algorithm(), "alg");
     const auto keys = requireVerificationKeys(theirs_, algorithm, findKeyId(jws.header().parameters()));
     auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
     auto jwsHeader = std::move(jws).header().parameters();
-    for (const auto& check : {&claimsCheck_, &recipientCheck_}) {
-        if (*check) (*check)(payload.data(), jwsHeader, decryption.key, limits_);
-    }
-    return {std::move(payload).data(), std::move(jwe).header().parameters(), std::move(jwsHeader), key};
+    auto claims = apply(rules_, payload.data(), jwsHeader, decryption.key, limits_);
+    return {std::move(payload).data(), std::move(jwe).header().parameters(), std::move(jwsHeader), key,
+            std::move(claims)};
 }
 
 }  // namespace Torvane

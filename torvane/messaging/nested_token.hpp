@@ -24,9 +24,11 @@ namespace Torvane {
 /// Makes and reads nested tokens with the keys of two parties. RSA, EC and secp256k1 keys can be mixed; JOSEHelper is
 /// for RSA keys only.
 ///
-/// A key is used if it fits an algorithm of the profile, and the "use", "alg" and "key_ops" of its JWK allow that; a
-/// key without "use" is for both uses. The setters return the object itself, so that calls chain. encode() and decode()
-/// keep no state, and may be called from several threads at once.
+/// A key is used if it fits an algorithm of the profile, and its JWK allows that: "use" is the right one or missing,
+/// "alg" is the algorithm or missing, and "key_ops" has the operation or is missing ("sign" and "verify"; for RSA-OAEP
+/// "wrapKey" or "encrypt" and "unwrapKey" or "decrypt"; for ECDH-ES "deriveKey" or "deriveBits"). The setters return
+/// the object itself, so that calls chain. encode() and decode() keep no state, and may be called from several threads
+/// at once.
 class TORVANE_EXPORT NestedToken {
   public:
     /// @param ours our private keys.
@@ -84,7 +86,7 @@ class TORVANE_EXPORT NestedToken {
     std::optional<std::string> signingKeyId_, encryptionKeyId_;
     JOSE::HeaderParameters jwsHeaders_, jweHeaders_;
     Limits limits_;
-    MessageCheck claimsCheck_, recipientCheck_;
+    MessageRules rules_;
 };
 
 }  // namespace Torvane

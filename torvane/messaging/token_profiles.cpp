@@ -4,15 +4,14 @@
 
 namespace Torvane {
 
-JWEEncrypter EncryptionProfile::encrypter(const JsonWebKey& recipient) const {
-    const auto [algorithm, key] = chooseRecipient({recipient}, *this, std::nullopt);
+JWEEncrypter EncryptionProfile::encrypter(const JsonWebKeySet& recipients) const {
+    const auto [algorithm, key] = chooseRecipient(recipients, *this, std::nullopt);
     return {algorithm, firstContentEncryption(*this), *key.key().keyRef(), publishedKeyId(key)};
 }
 
-JWEDecrypter EncryptionProfile::decrypterFor(ByteView token, const JsonWebKey& ours, const Limits& limits) const {
-    const auto jwe = readEncryptedToken(token, limits);
-    const auto [decrypter, key] = chooseDecrypter({ours}, *this, jwe.header(), std::nullopt);
-    return {decrypter.keyManagementAlgorithm(), decrypter.contentEncryptionAlgorithm(), *key.key().keyRef()};
+ByteBuffer EncryptionProfile::decrypt(ByteView token, const JsonWebKeySet& ours, const Limits& limits) const {
+    auto jwe = readEncryptedToken(token, limits);
+    return decryptToken(jwe, chooseDecrypter(ours, *this, jwe.header()).decrypter).data();
 }
 
 namespace Profiles {

@@ -2,15 +2,15 @@
 //
 //     const Torvane::NestedToken nested(ours, theirs, Torvane::Profiles::fapi2MessageSigning());
 //     const auto response = Torvane::Profiles::openID4VPResponse();
-//     const std::string jwe = response.encrypter(verifierKey).encryptJWTToString(payload);
+//     const std::string jwe = response.encrypter({verifierKey}).encryptJWTToString(payload);
+//     const Torvane::ByteBuffer plaintext = response.decrypt(jwe, {ourPrivateKey});
 #pragma once
 
 #include <optional>
 #include <vector>
 
-#include "torvane/jwe/jwe_decrypter.hpp"
 #include "torvane/jwe/jwe_encrypter.hpp"
-#include "torvane/keys/json_web_key.hpp"
+#include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/key_vocabulary.hpp"
 #include "torvane/platform/core/limits.hpp"
@@ -27,20 +27,21 @@ struct TORVANE_EXPORT EncryptionProfile {
     /// The curve of the recipient's key; nothing for any curve, and for RSA.
     std::optional<EllipticCurve> curve = std::nullopt;
 
-    /// An encrypter with the first algorithms of the profile that the key fits, whose tokens have the "kid" of the
-    /// key's JWK, if there is one.
-    /// @throws TokenError keyNotFound when the key fits none of them; algorithmNotAllowed when the profile has no
-    ///         "enc".
-    [[nodiscard]] JWEEncrypter encrypter(const JsonWebKey& recipient) const;
+    /// An encrypter with the first algorithms of the profile that one of the keys fits, whose tokens have the "kid" of
+    /// that key's JWK, if there is one.
+    /// @param recipients the recipient's public keys, or the one to use.
+    /// @throws TokenError keyNotFound when there is not exactly one key that fits; algorithmNotAllowed when the profile
+    ///         has no "enc".
+    [[nodiscard]] JWEEncrypter encrypter(const JsonWebKeySet& recipients) const;
 
     /// @{
-    /// A decrypter for a token, by the algorithms that its header names.
-    /// @throws TokenError malformed; algorithmNotAllowed when the profile does not allow them; keyNotFound when the key
-    ///         does not fit them.
-    [[nodiscard]] JWEDecrypter decrypterFor(ByteView token, const JsonWebKey& ours, const Limits& limits = {}) const;
-    [[nodiscard]] JWEDecrypter decrypterFor(const TextLike auto& token, const JsonWebKey& ours,
-                                            const Limits& limits = {}) const {
-        return decrypterFor(asBytes(token), ours, limits);
+    /// Decrypts a token with our key that has the "kid" of its header; without "kid", exactly one of our keys must fit.
+    /// @throws TokenError malformed; algorithmNotAllowed when the profile does not allow the header's algorithms;
+    ///         keyNotFound; decryptionFailed.
+    [[nodiscard]] ByteBuffer decrypt(ByteView token, const JsonWebKeySet& ours, const Limits& limits = {}) const;
+    [[nodiscard]] ByteBuffer decrypt(const TextLike auto& token, const JsonWebKeySet& ours,
+                                     const Limits& limits = {}) const {
+        return decrypt(asBytes(token), ours, limits);
     }
     /// @}
 };

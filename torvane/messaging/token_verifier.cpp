@@ -27,14 +27,14 @@ std::optional<JsonWebKey> findPinnedKey(const JSONValue::Object& header, const s
 
 }  // namespace
 
-TokenVerifier::TokenVerifier(FindSet findSet, const Algorithms& algorithms, ClaimsPolicy policy)
+TokenVerifier::TokenVerifier(const Algorithms& algorithms, ClaimsPolicy policy, FindSet findSet)
     : findSet_(std::move(findSet)), policy_(std::move(policy)) {
     for (const auto& algorithm : algorithms) algorithms_.push_back(resolveAlgorithm(algorithm));
 }
 
 TokenVerifier::TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, ClaimsPolicy policy)
-    : TokenVerifier([set = std::make_shared<const JsonWebKeySet>(std::move(keys))](const auto&) { return set; },
-                    algorithms, std::move(policy)) {}
+    : TokenVerifier(algorithms, std::move(policy),
+                    [set = std::make_shared<const JsonWebKeySet>(std::move(keys))](const auto&) { return set; }) {}
 
 TokenVerifier& TokenVerifier::setLimits(const Limits& limits) {
     limits_ = limits;

@@ -45,7 +45,7 @@ struct VerifiedToken {
 /// source of keys may.
 class TORVANE_EXPORT TokenVerifier {
   public:
-    /// The algorithms that are allowed, as enumerators or names.
+    /// The algorithms that are allowed, as enumerators or names. An empty list allows none.
     using Algorithms = std::vector<JOSE::AlgorithmOrName<JOSE::SignatureAlgorithm>>;
 
     /// A verifier with a set that stays as it is.
@@ -66,8 +66,10 @@ class TORVANE_EXPORT TokenVerifier {
 
     /// @{
     /// Verifies the signature with the key that has the header's "kid", and checks the claims and "typ". A token
-    /// without "kid" is tried with each key that fits, up to keysTried. A key fits if the algorithm can use it, and the
-    /// "use", "alg" and "key_ops" of its JWK allow that; a key without "use" is for both uses.
+    /// without "kid" is tried with each key that fits. Where several keys fit, up to keysTried are tried, in order.
+    ///
+    /// A key fits if the algorithm can use it, and its JWK allows that: "use" is "sig" or missing, "alg" is the token's
+    /// or missing, "key_ops" has "verify" or is missing.
     /// @param token ASCII text: three parts in canonical unpadded base64url, joined by dots.
     /// @throws TokenError, in this order: malformed; algorithmNotAllowed; keyNotFound; wrongSignature. Then ClaimsError
     ///         when the policy does not accept the claims. Whatever the clock, the replay check or the source of keys
@@ -80,7 +82,7 @@ class TORVANE_EXPORT TokenVerifier {
     /// Returns the set in which to look for a key, which may have no such key.
     using FindSet = std::function<std::shared_ptr<const JsonWebKeySet>(const std::optional<std::string>& keyId)>;
 
-    TORVANE_NO_EXPORT TokenVerifier(FindSet findSet, const Algorithms& algorithms, ClaimsPolicy policy);
+    TORVANE_NO_EXPORT TokenVerifier(const Algorithms& algorithms, ClaimsPolicy policy, FindSet findSet);
     [[nodiscard]] TORVANE_NO_EXPORT std::vector<JsonWebKey> chooseKeysFor(const JSONValue::Object& header,
                                                                           JOSE::SignatureAlgorithm algorithm) const;
 

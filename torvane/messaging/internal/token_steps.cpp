@@ -41,13 +41,17 @@ JOSE::ReceivedJWE readEncryptedToken(ByteView token, const Limits& limits) {
 }
 
 ChosenDecrypter chooseDecrypter(const JsonWebKeySet& ours, const EncryptionProfile& profile,
-                                const JOSE::JWEHeader& header, const std::optional<std::string>& keyId) {
+                                const JOSE::JWEHeader& header) {
     const auto keyManagement = requireAllowed(profile.keyManagement, header.algorithm(), "alg");
     const auto contentEncryption = requireAllowed(profile.contentEncryption, header.encryptionAlgorithm(), "enc");
-    const auto key =
-        chooseOne(ours, std::vector{keyManagement}, keyId, KeyClass::privateKey, "decrypt the token", profile.curve)
-            .key;
+    const auto key = chooseOne(ours, std::vector{keyManagement}, findKeyId(header.parameters()), KeyClass::privateKey,
+                               "decrypt the token", profile.curve)
+                         .key;
     return {*JOSE::Decrypter::create(keyManagement, contentEncryption, *key.key().keyRef()), key};
+}
+
+JOSE::Payload decryptToken(JOSE::ReceivedJWE& jwe, const JOSE::Decrypter& decrypter) {
+    return wrapErrors(TokenError::decryptionFailed, [&] { return std::move(jwe).decrypt(decrypter); });
 }
 
 Choice<JOSE::KeyManagementAlgorithm> chooseRecipient(const JsonWebKeySet& theirs, const EncryptionProfile& profile,

@@ -89,11 +89,14 @@ struct ChosenDecrypter {
     JsonWebKey key;
 };
 
-/// The only key of ours that can decrypt a token with this header.
-/// @param keyId the "kid" to look for; nothing for any.
+/// The only key of ours that can decrypt, by the header's "alg", "enc" and "kid".
 /// @throws TokenError algorithmNotAllowed; keyNotFound when there is not exactly one key.
 ChosenDecrypter chooseDecrypter(const JsonWebKeySet& ours, const EncryptionProfile& profile,
-                                const JOSE::JWEHeader& header, const std::optional<std::string>& keyId);
+                                const JOSE::JWEHeader& header);
+
+/// Decrypts what has been read. To be called once.
+/// @throws TokenError decryptionFailed.
+JOSE::Payload decryptToken(JOSE::ReceivedJWE& jwe, const JOSE::Decrypter& decrypter);
 
 /// The only key of the peer to encrypt to, and the first algorithm of the profile that it fits.
 /// @throws TokenError keyNotFound when there is not exactly one key.

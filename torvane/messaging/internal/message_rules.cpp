@@ -1,4 +1,4 @@
-#include "torvane/messaging/internal/message_checks.hpp"
+#include "torvane/messaging/internal/message_rules.hpp"
 
 #include <algorithm>
 #include <optional>
@@ -36,16 +36,16 @@ bool namesOneOf(const JSONValue& audience, const std::vector<std::string>& names
 
 }  // namespace
 
-MessageCheck makeClaimsCheck(ClaimsPolicy policy) {
-    return [policy = std::move(policy)](ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey&,
-                                        const Limits& limits) {
-        static_cast<void>(policy.readClaims(payload, jwsHeader, limits));
+void setClaimsRule(MessageRules& rules, ClaimsPolicy policy) {
+    rules.readClaims = [policy = std::move(policy)](ByteView payload, const JSONValue::Object& jwsHeader,
+                                                    const Limits& limits) {
+        return policy.readClaims(payload, jwsHeader, limits);
     };
 }
 
-MessageCheck makeRecipientCheck(std::vector<std::string> ourNames) {
-    return [ourNames = std::move(ourNames)](ByteView payload, const JSONValue::Object& jwsHeader,
-                                            const JsonWebKey& decryptionKey, const Limits& limits) {
+void setRecipientRule(MessageRules& rules, std::vector<std::string> ourNames) {
+    rules.requireRecipient = [ourNames = std::move(ourNames)](ByteView payload, const JSONValue::Object& jwsHeader,
+                                                              const JsonWebKey& decryptionKey, const Limits& limits) {
         const auto bound = jwsHeader.find(recipientThumbprint);
         const auto audience = ourNames.empty() ? std::nullopt : findAudience(payload, limits);
         if (bound == jwsHeader.end() && !audience) {
@@ -61,12 +61,12 @@ MessageCheck makeRecipientCheck(std::vector<std::string> ourNames) {
 }
 
 JOSEHelper::Builder& JOSEHelper::Builder::setClaimsPolicy(ClaimsPolicy policy) {
-    claimsCheck_ = makeClaimsCheck(std::move(policy));
+    setClaimsRule(rules_, std::move(policy));
     return *this;
 }
 
 JOSEHelper::Builder& JOSEHelper::Builder::bindRecipient(std::vector<std::string> ourNames) {
-    recipientCheck_ = makeRecipientCheck(std::move(ourNames));
+    setRecipientRule(rules_, std::move(ourNames));
     return *this;
 }
 

@@ -1,6 +1,7 @@
 // What is checked of a message after its signature: its claims, and whom it is for.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,10 +24,17 @@ inline JOSE::HeaderParameters bindTo(const JsonWebKey& recipient, const JOSE::He
     return members;
 }
 
-/// Rejects what JOSEHelper::Builder::setClaimsPolicy() says.
-MessageCheck makeClaimsCheck(ClaimsPolicy policy);
+/// Sets the rule of JOSEHelper::Builder::setClaimsPolicy().
+void setClaimsRule(MessageRules& rules, ClaimsPolicy policy);
 
-/// Rejects what JOSEHelper::Builder::bindRecipient() says.
-MessageCheck makeRecipientCheck(std::vector<std::string> ourNames);
+/// Sets the rule of JOSEHelper::Builder::bindRecipient().
+void setRecipientRule(MessageRules& rules, std::vector<std::string> ourNames);
+
+/// Applies the rules to a message that was verified, and returns its claims if a rule reads them.
+inline std::optional<JWTClaims> apply(const MessageRules& rules, ByteView payload, const JSONValue::Object& jwsHeader,
+                                      const JsonWebKey& decryptionKey, const Limits& limits) {
+    if (rules.requireRecipient) rules.requireRecipient(payload, jwsHeader, decryptionKey, limits);
+    return rules.readClaims ? std::optional(rules.readClaims(payload, jwsHeader, limits)) : std::nullopt;
+}
 
 }  // namespace Torvane
