@@ -2,7 +2,7 @@
 #pragma once
 
 #include <functional>
-#include <optional>
+#include <memory>
 
 #include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key.hpp"
@@ -22,8 +22,8 @@ struct DecodedMessage {
     JSONValue::Object jwsHeader;
     /// The sender's key that verified the JWS.
     JsonWebKey key;
-    /// The message's claims, if a policy has accepted them; nothing where no policy is set.
-    std::optional<JWTClaims> claims;
+    /// The message's claims, which a policy has accepted; null where no policy is set.
+    std::shared_ptr<const JWTClaims> claims;
 };
 
 /// What JOSEHelper and NestedToken require of a message besides its signature. Each rule that is set throws when the
@@ -34,7 +34,9 @@ struct MessageRules {
                        const Limits& limits)>
         requireRecipient;
     /// Reads and checks the claims. Called last, since a policy may remember the token as used.
-    std::function<JWTClaims(ByteView payload, const JSONValue::Object& jwsHeader, const Limits& limits)> readClaims;
+    std::function<std::shared_ptr<const JWTClaims>(ByteView payload, const JSONValue::Object& jwsHeader,
+                                                   const Limits& limits)>
+        readClaims;
 };
 
 }  // namespace Torvane

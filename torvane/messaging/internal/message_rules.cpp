@@ -39,7 +39,7 @@ bool namesOneOf(const JSONValue& audience, const std::vector<std::string>& names
 void setClaimsRule(MessageRules& rules, ClaimsPolicy policy) {
     rules.readClaims = [policy = std::move(policy)](ByteView payload, const JSONValue::Object& jwsHeader,
                                                     const Limits& limits) {
-        return policy.readClaims(payload, jwsHeader, limits);
+        return std::make_shared<const JWTClaims>(policy.readClaims(payload, jwsHeader, limits));
     };
 }
 

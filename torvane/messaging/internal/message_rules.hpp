@@ -1,7 +1,7 @@
 // What is checked of a message after its signature: its claims, and whom it is for.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,10 +31,11 @@ void setClaimsRule(MessageRules& rules, ClaimsPolicy policy);
 void setRecipientRule(MessageRules& rules, std::vector<std::string> ourNames);
 
 /// Applies the rules to a message that was verified, and returns its claims if a rule reads them.
-inline std::optional<JWTClaims> apply(const MessageRules& rules, ByteView payload, const JSONValue::Object& jwsHeader,
-                                      const JsonWebKey& decryptionKey, const Limits& limits) {
+inline std::shared_ptr<const JWTClaims> apply(const MessageRules& rules, ByteView payload,
+                                              const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
+                                              const Limits& limits) {
     if (rules.requireRecipient) rules.requireRecipient(payload, jwsHeader, decryptionKey, limits);
-    return rules.readClaims ? std::optional(rules.readClaims(payload, jwsHeader, limits)) : std::nullopt;
+    return rules.readClaims ? rules.readClaims(payload, jwsHeader, limits) : nullptr;
 }
 
 }  // namespace Torvane
