@@ -25,9 +25,12 @@ class KeyBuilder {
     void push(const char* name, ByteView value) { pushNumber(name, value, BN_new()); }
     void pushSecret(const char* name, ByteView value) { pushNumber(name, value, BN_secure_new()); }
 
+    void pushCurve(const char* curve) {
+        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, curve, 0), "set up a key");
+    }
     void pushPoint(const char* curve, ByteBuffer point) {
         point_ = std::move(point);
-        check(OSSL_PARAM_BLD_push_utf8_string(builder_.get(), OSSL_PKEY_PARAM_GROUP_NAME, curve, 0), "set up a key");
+        pushCurve(curve);
         check(OSSL_PARAM_BLD_push_octet_string(builder_.get(), OSSL_PKEY_PARAM_PUB_KEY, point_.data(), point_.size()),
               "set up a key");
     }
@@ -72,6 +75,36 @@ void push(KeyBuilder& builder, const RSAPublicComponents& key) {
 
 void push(KeyBuilder& builder, const ECPublicComponents& key) {
     builder.pushPoint(openSSLCurveName(key.curve), encodePoint(key.x, key.y));
+}
+
+// Keys that have a curve and no point. They are made at their first use and never freed; threads may share them.
+EVP_PKEY* findCurveTemplate(EllipticCurve curve) {
+    const auto make = [](EllipticCurve its) {
+        KeyBuilder builder;
+        builder.pushCurve(openSSLCurveName(its));
+        return builder.build("EC", EVP_PKEY_KEY_PARAMETERS).release();
+    };
+    switch (curve) {
+        case EllipticCurve::P256: {
+            static auto* const p256 = make(EllipticCurve::P256);
+            return p256;
+        }
+        case EllipticCurve::P384: {
+            static auto* const p384 = make(EllipticCurve::P384);
+            return p384;
+        }
+        case EllipticCurve::P521: break;
+    }
+    static auto* const p521 = make(EllipticCurve::P521);
+    return p521;
+}
+
+// OpenSSL takes four times as long to set up a curve as to copy one.
+Pkey makePublicECKey(const ECPublicComponents& components) {
+    Pkey key(check(EVP_PKEY_dup(findCurveTemplate(components.curve)), "set up a key"));
+    const auto point = encodePoint(components.x, components.y);
+    check(EVP_PKEY_set1_encoded_public_key(key.get(), point.data(), point.size()), "build a key from its components");
+    return key;
 }
 
 [[noreturn]] void rejectPair() {
@@ -162,13 +195,10 @@ const char* openSSLCurveName(EllipticCurve curve) noexcept {
 
 Pkey makePublicKey(const PublicComponents& components) {
     const ErrorScope scope;
+    if (const auto* point = std::get_if<ECPublicComponents>(&components)) return makePublicECKey(*point);
     KeyBuilder builder;
-    if (const auto* rsa = std::get_if<RSAPublicComponents>(&components)) {
-        push(builder, *rsa);
-        return builder.build("RSA", EVP_PKEY_PUBLIC_KEY);
-    }
-    push(builder, std::get<ECPublicComponents>(components));
-    return builder.build("EC", EVP_PKEY_PUBLIC_KEY);
+    push(builder, std::get<RSAPublicComponents>(components));
+    return builder.build("RSA", EVP_PKEY_PUBLIC_KEY);
 }
 
 Pkey makePrivateKey(const RSAPrivateComponents& components) {
