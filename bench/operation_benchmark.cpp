@@ -1,6 +1,8 @@
 // Benchmark of signatures, key agreement, keys and key sets, beside the floor.
 #include <benchmark/benchmark.h>
+#include <latch>
 #include <string>
+#include <thread>
 
 #include <openssl/pem.h>
 
@@ -21,7 +23,7 @@ using enum JWKUse;
 constexpr std::size_t messageSize = 1024;
 
 template <class Work>
-void add(const std::string& name, Work work) {
+benchmark::internal::Benchmark* add(const std::string& name, Work work) {
     const auto run = [work](benchmark::State& state) {
         try {
             work(state);
@@ -29,7 +31,7 @@ void add(const std::string& name, Work work) {
             state.SkipWithError(error.what());
         }
     };
-    benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond);
+    return benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond);
 }
 
 struct Signing {
@@ -179,12 +181,43 @@ void addKeys() {
     }
 }
 
+// The keys of a provider. Threads share one source, and each times its own calls.
+void addProvider() {
+    for (const std::string kind : {"RS256", "ES256", "ES256K"}) {
+        std::string keys = makeSigning(kind).publicKey.encodeToString().value();
+        for (int i = 1; i < 10; ++i) keys += "," + makeSigning(kind).publicKey.encodeToString().value();
+        add("set_read_known/torvane/" + kind + "/10", [text = R"({"keys":[)" + keys + "]}"](benchmark::State& state) {
+            if (JsonWebKeySet::readKnown(text).set.size() != 10) throw std::runtime_error("a key was left out");
+            for (auto _ : state) benchmark::DoNotOptimize(JsonWebKeySet::readKnown(text));
+        });
+    }
+    const KeySetSource source([] { return FetchedKeySet{Bench::makeKeySet(10), std::chrono::hours(1)}; });
+    static_cast<void>(source.keys());
+    const auto addHit = [](const std::string& name, auto hit) {
+        for (const int threads : {1, 2}) {
+            add(name + "/torvane/" + std::to_string(threads) + (threads == 1 ? " thread" : " threads"),
+                [hit](benchmark::State& state) {
+                    // In a process with one thread the standard library leaves out atomic operations.
+                    std::latch done(1);
+                    std::jthread other([&] { done.wait(); });
+                    for (auto _ : state) benchmark::DoNotOptimize(hit());
+                    done.count_down();
+                })
+                ->Threads(threads)
+                ->UseRealTime();
+        }
+    };
+    addHit("source_hit", [source] { return source.keys(); });
+    addHit("source_hit_by_id", [source] { return source.keysFor("k9"); });
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
     for (const auto* name : {"RS256", "ES256", "ES256K"}) addSignatures(name);
     addAgreement();
     addKeys();
+    addProvider();
     benchmark::Initialize(&count, arguments);
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;
     benchmark::RunSpecifiedBenchmarks();

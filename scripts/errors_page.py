@@ -14,6 +14,7 @@ CLASSES = (
     ("Torvane::JsonSerializeError", "torvane/support/errors.hpp"),
     ("Torvane::ClaimsError", "torvane/jwt/claims_error.hpp"),
     ("Torvane::TokenError", "torvane/messaging/token_error.hpp"),
+    ("Torvane::KeySetSourceError", "torvane/keys/key_set_source_error.hpp"),
     ("Torvane::KeyStoreError", "torvane/platform/core/error.hpp"),
     ("Torvane::JOSE::JOSESwiftError", "torvane/platform/jose/error.hpp"),
 )

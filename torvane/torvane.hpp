@@ -13,6 +13,8 @@
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/keys/jwk_vocabulary.hpp"
 #include "torvane/keys/key_query.hpp"
+#include "torvane/keys/key_set_source.hpp"
+#include "torvane/keys/key_set_source_error.hpp"
 #include "torvane/keys/platform_key_jwk.hpp"
 #include "torvane/messaging/decoded_message.hpp"
 #include "torvane/messaging/jose_helper.hpp"

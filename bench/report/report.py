@@ -93,7 +93,8 @@ def sets_block(results):
     notes = tables.Notes()
     rows = [[f"{parts[1].replace('_', ' ')} {' '.join(parts[3:])}",
              notes.of(tables.time, results.median, "/".join(parts))]
-            for parts in sorted(results.names("single", "jwk_parse", "set_parse", "set_find"),
+            for parts in sorted(results.names("single", "jwk_parse", "set_parse", "set_find", "set_read_known",
+                                              "source_hit", "source_hit_by_id"),
                                 key=lambda parts: (parts[1], parts[3].zfill(9)))]
     return tables.table(["", "torvane"], rows) + notes.below()
 

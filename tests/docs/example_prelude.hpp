@@ -14,6 +14,7 @@ extern const Torvane::JsonWebKeySet ourPrivateKeys, ours, providerKeys, theirPub
 extern const Torvane::ClaimsPolicy policy;
 extern const Torvane::JSONValue::Object header;
 extern const Torvane::JOSEHelper helper;
+extern const Torvane::KeySetSource source;
 extern const Torvane::NestedToken tokens;
 extern const Torvane::JWSSigner signer;
 extern const Torvane::JWSVerifier verifier;

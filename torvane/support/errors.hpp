@@ -98,14 +98,7 @@ class TORVANE_EXPORT JOSEError final : public Error {
     /// Errors inside the wrapped error are not searched. Valid as long as any copy of this error.
     template <class E>
     [[nodiscard]] const E* underlying() const& noexcept TORVANE_LIFETIMEBOUND {
-        if (!underlyingError()) return nullptr;
-        try {
-            std::rethrow_exception(underlyingError());
-        } catch (const E& error) {
-            return &error;  // the exception itself, which rethrowing does not copy
-        } catch (...) {
-            return nullptr;
-        }
+        return findError<E>(underlyingError());
     }
     /// Does not compile: the pointer would outlive the error.
     template <class E>

@@ -92,6 +92,19 @@ class TORVANE_EXPORT KeyStoreError final : public SecurityError {
     Case case_;
 };
 
+/// The exception when it is an E or derived from E, else null, as for a null pointer. Valid as long as the pointer.
+template <class E>
+[[nodiscard]] const E* findError(const std::exception_ptr& thrown) noexcept {
+    if (!thrown) return nullptr;
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const E& error) {
+        return &error;  // the exception itself, which rethrowing does not copy
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 /// The description of any exception: errorDescription() of an Error, what() of another std::exception, and "unknown
 /// error" for anything else: a null pointer, another type, or an exception whose what() is null.
 [[nodiscard]] TORVANE_EXPORT std::string localizedDescription(const std::exception_ptr& error);
