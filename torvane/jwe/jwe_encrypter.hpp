@@ -82,15 +82,16 @@ class TORVANE_EXPORT JWEEncrypter {
     /// encryption key and the initialization vector are random and fresh for each call.
     ///
     /// @param payload the plaintext: any bytes, or text, whose bytes are encrypted unchanged; possibly empty.
-    /// @param headerParams extra members of the protected header, which everyone can read, with text values in UTF-8.
-    ///        "alg", "enc" and, when there is a key id, "kid" are overwritten.
+    /// @param headerParams extra members of the protected header, which everyone can read, with texts in UTF-8 or any
+    ///        other JSON values. "alg", "enc" and, when there is a key id, "kid" are overwritten.
     /// @param isNested true when the payload is itself a token: "cty" becomes "JWT" (RFC 7519, section 5.2).
     /// @returns ASCII text: header, encrypted key, initialization vector, ciphertext and tag in base64url, joined by
     ///          dots; the plaintext grows by a third. The text is allocated once, at its exact size.
     /// @throws JOSE::JOSESwiftError parsingFailed for a rejected header ("crit", "zip", "b64" other than true, a value
-    ///         that is not UTF-8). JOSEError JWEEncrypterError wrapping the reason when the encryption fails:
-    ///         JOSE::JOSESwiftError parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url;
-    ///         SecurityError when a cryptographic operation fails. std::bad_alloc, not wrapped, when memory runs out.
+    ///         that is not JSON or not UTF-8). JOSEError JWEEncrypterError wrapping the reason when the encryption
+    ///         fails: JOSE::JOSESwiftError parsingFailed for a "jwk" with a private member and, under ECDH-ES, for an
+    ///         "apu" or "apv" that is not base64url; SecurityError when a cryptographic operation fails.
+    ///         std::bad_alloc, not wrapped, when memory runs out.
     [[nodiscard]] ByteBuffer encryptJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {},
                                         bool isNested = false) const;
     [[nodiscard]] ByteBuffer encryptJWT(const TextLike auto& payload, const JOSE::HeaderParameters& headerParams = {},

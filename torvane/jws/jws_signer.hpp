@@ -53,16 +53,16 @@ class TORVANE_EXPORT JWSSigner {
     /// Signs a payload and returns the JWS in compact serialisation (RFC 7515, section 7.1).
     ///
     /// @param payload any bytes, or text, whose bytes are signed unchanged; of any length, possibly empty.
-    /// @param headerParams extra members of the protected header, with text values in UTF-8. "alg" and "kid" are
-    ///        overwritten by the algorithm's name and the key's id.
+    /// @param headerParams extra members of the protected header, with texts in UTF-8 or any other JSON values. "alg"
+    ///        and "kid" are overwritten by the algorithm's name and the key's id.
     /// @returns ASCII text: header, payload and signature in base64url, joined by dots; the payload grows by a third.
     ///          The text is allocated once, at its exact size.
     /// @throws JOSEError JWSSignerError wrapping the reason: JOSE::JOSESwiftError parsingFailed for a rejected header
-    ///         ("crit", "zip", "b64" other than true, a value that is not UTF-8); JOSEError missingKey for a key
-    ///         without the material that the algorithm needs; JOSEError invalidKeyFormat for a key that does not fit
-    ///         the algorithm, a public key included; SecurityError, or whatever an application's key store throws, when
-    ///         the key store fails. std::bad_alloc, not wrapped, when memory runs out. The part of the token that was
-    ///         already written is wiped.
+    ///         ("crit", "zip", "b64" other than true, a value that is not JSON or not UTF-8, a "jwk" with a private
+    ///         member); JOSEError missingKey for a key without the material that the algorithm needs; JOSEError
+    ///         invalidKeyFormat for a key that does not fit the algorithm, a public key included; SecurityError, or
+    ///         whatever an application's key store throws, when the key store fails. std::bad_alloc, not wrapped, when
+    ///         memory runs out. The part of the token that was already written is wiped.
     [[nodiscard]] ByteBuffer signJWT(ByteView payload, const JOSE::HeaderParameters& headerParams = {}) const;
     [[nodiscard]] ByteBuffer signJWT(const TextLike auto& payload,
                                      const JOSE::HeaderParameters& headerParams = {}) const {

@@ -24,6 +24,7 @@ JSONValue::Object mergeMembers(const HeaderParameters& additional,
                                std::initializer_list<std::pair<const char*, std::string_view>> overwriting,
                                std::optional<std::string> keyId) {
     auto members = toJSONObject(additional.members());
+    for (const auto& [name, value] : additional.otherMembers()) members.emplace(name, value);
     for (const auto& [name, value] : overwriting) members[name] = value;
     if (keyId) members["kid"] = *std::move(keyId);
     return members;

@@ -24,8 +24,8 @@ class TORVANE_EXPORT JWE {
 
     /// Encrypts the payload under a fresh content encryption key and initialization vector.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's;
-    ///         parsingFailed under ECDH-ES, for an "apu" or "apv" that is not base64url; SecurityError when a
-    ///         cryptographic operation fails.
+    ///         parsingFailed for a "jwk" with a private member and, under ECDH-ES, for an "apu" or "apv" that is not
+    ///         base64url; SecurityError when a cryptographic operation fails.
     JWE(JWEHeader header, ByteView payload, const Encrypter& encrypter);
 
     /// @{

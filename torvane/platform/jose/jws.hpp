@@ -23,8 +23,9 @@ class TORVANE_EXPORT JWS {
     static constexpr std::size_t componentCount = 3;
 
     /// Signs the payload.
-    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's; SecurityError, or
-    ///         whatever an application's key store throws, when the key store fails.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's; parsingFailed for a
+    ///         "jwk" with a private member; SecurityError, or whatever an application's key store throws, when the key
+    ///         store fails.
     JWS(const JWSHeader& header, ByteView payload, const Signer& signer);
 
     /// @{

@@ -6,6 +6,7 @@
 
 #include "torvane/platform/core/internal/add_sizes.hpp"
 #include "torvane/platform/core/random.hpp"
+#include "torvane/platform/jose/internal/header_text.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 
 namespace Torvane::JOSE {
@@ -33,7 +34,7 @@ JWEWriter::JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypte
     ByteBuffer iv(content.ivSize);
     secRandomCopyBytes(iv);
 
-    const auto headerText = header.jsonData();
+    const auto headerText = makeHeaderText(header);
     compact_.reserve(
         addSizes({base64urlSize(headerText.size()), base64urlSize(contentEncryptionKey.encryptedKey.size()),
                   base64urlSize(iv.size()), base64urlSize(ciphertextSize(content, plaintextSize)),

@@ -23,7 +23,7 @@ class JWEWriter {
   public:
     /// Generates the content encryption key and the initialization vector.
     /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" or "enc" is not the encrypter's, and as
-    ///         Encrypter::makeContentEncryptionKey(); SecurityError.
+    ///         Encrypter::makeContentEncryptionKey() and makeHeaderText(); SecurityError.
     JWEWriter(JWEHeader header, std::size_t plaintextSize, const Encrypter& encrypter);
     JWEWriter(const JWEWriter&) = delete;
     JWEWriter& operator=(const JWEWriter&) = delete;

@@ -4,12 +4,13 @@
 #include <span>
 
 #include "torvane/platform/core/internal/add_sizes.hpp"
+#include "torvane/platform/jose/internal/header_text.hpp"
 
 namespace Torvane::JOSE {
 namespace {
 
 ByteBuffer encodeHeader(const JWSHeader& header) {
-    const auto json = header.jsonData();
+    const auto json = makeHeaderText(header);
     ByteBuffer text;
     text.reserve(base64urlSize(json.size()) + 1);
     appendBase64url(text, json);

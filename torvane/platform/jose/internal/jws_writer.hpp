@@ -21,7 +21,8 @@ namespace Torvane::JOSE {
 class JWSWriter {
   public:
     /// The payload is not copied: it has to stay unchanged until it has been written.
-    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's.
+    /// @throws JOSESwiftError unsupportedAlgorithm when the header's "alg" is not the signer's; parsingFailed as
+    ///         makeHeaderText().
     JWSWriter(const JWSHeader& header, ByteView payload, const Signer& signer);
     /// Wipes the chunks, which held the payload.
     ~JWSWriter();
