@@ -121,6 +121,35 @@ TEST(Header, APrivateJwkOfThePeerIsRead) {
                  JOSESwiftError::parsingFailed("The header's \"jwk\" holds a private key."));
 }
 
+TEST(JWEHeader, PartyInfoReachesTheRecipient) {
+    JWEHeader header(ECDH_ES, A128GCM, {}, std::nullopt);
+    EXPECT_EQ(header.agreementPartyUInfo(), std::nullopt);
+    EXPECT_EQ(header.agreementPartyVInfo(), std::nullopt);
+    header.setAgreementPartyUInfo(asBytes("Alice"));
+    header.setAgreementPartyVInfo({});
+    const auto encrypter = JOSE::Encrypter::create(ECDH_ES, A128GCM, publicKey(ecEncP256)).value();
+    JOSE::ReceivedJWE jwe(JOSE::JWE(header, asBytes("m"), encrypter).compactSerializedData());
+    const auto members = jwe.header().parameters();
+    EXPECT_EQ(members.at("apu"), JSONValue("QWxpY2U")) << "as in RFC 7518, appendix C";
+    EXPECT_EQ(members.at("apv"), JSONValue(""));
+    EXPECT_EQ(jwe.header().agreementPartyUInfo(), bytesOf("Alice"));
+    EXPECT_EQ(jwe.header().agreementPartyVInfo(), ByteBuffer());
+    const auto decrypter = JOSE::Decrypter::create(ECDH_ES, A128GCM, privateKey(ecEncP256)).value();
+    EXPECT_EQ(std::move(jwe).decrypt(decrypter).data(), bytesOf("m"));
+}
+
+TEST(JWEHeader, RejectsPartyInfoThatIsNotBase64url) {
+    const auto malformed = [](const std::string& name) {
+        return JOSESwiftError::parsingFailed("The header's \"" + name + "\" is not base64url.");
+    };
+    for (const auto& value : {JSONValue("a="), JSONValue("QWxpY2V="), JSONValue("+A"), JSONValue("A"), JSONValue(1),
+                              JSONValue(), JSONValue(JSONValue::List())}) {
+        const JWEHeader header(ECDH_ES, A128GCM, {{"apu", value}, {"apv", value}}, std::nullopt);
+        EXPECT_ERROR(header.agreementPartyUInfo(), malformed("apu"));
+        EXPECT_ERROR(header.agreementPartyVInfo(), malformed("apv"));
+    }
+}
+
 TEST(MovedFrom, JWSHeaderIsRejected) {
     const auto signer = JOSE::Signer::create(RS256, privateKey(rsaSig)).value();
     JWSHeader header(RS256, {}, "k");

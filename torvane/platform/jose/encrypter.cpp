@@ -1,6 +1,5 @@
 #include "torvane/platform/jose/encrypter.hpp"
 
-#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/internal/key_agreement.hpp"
 #include "torvane/platform/key_stores/software_key_store.hpp"
@@ -41,13 +40,8 @@ SecKey readEphemeralKey(const JWEHeader& header, const SecKey& own) {
     rejectEpk();
 }
 
-ByteBuffer readPartyInfo(const JWEHeader& header, const char* name) {
-    const auto member = header.parameters().find(name);
-    if (member == header.parameters().end()) return {};
-    const auto* text = member->second.as<std::string>();
-    auto bytes = text ? decodeBase64url(*text) : std::nullopt;
-    if (!bytes) throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
-    return *std::move(bytes);
+PartyInfo readPartyInfo(const JWEHeader& header) {
+    return {header.agreementPartyUInfo().value_or(ByteBuffer()), header.agreementPartyVInfo().value_or(ByteBuffer())};
 }
 
 }  // namespace
@@ -76,8 +70,7 @@ ContentEncryptionKey Encrypter::makeContentEncryptionKey(const JWEHeader& header
     }
     const auto ephemeral = SoftwareKeyStore::generateEC(*key_.curve());
     auto ephemeralPublicKey = toJSONObject(ECPublicKey(ephemeral.publicKey(), {}).parameters());
-    const PartyInfo info{readPartyInfo(header, "apu"), readPartyInfo(header, "apv")};
-    auto agreed = agreeOnKey(ephemeral, key_, keyManagement_, contentEncryption_, info);
+    auto agreed = agreeOnKey(ephemeral, key_, keyManagement_, contentEncryption_, readPartyInfo(header));
     if (management.isDirect()) return {std::move(agreed), {}, std::move(ephemeralPublicKey)};
     auto key = generateRandomKey(keySize);
     auto encryptedKey = Crypto::wrapKey(agreed, key);
@@ -99,7 +92,7 @@ std::optional<Decrypter> Decrypter::create(KeyManagementAlgorithm keyManagementA
 }
 
 SecretBuffer Decrypter::agreeWithSender(const JWEHeader& header) const {
-    const PartyInfo info{readPartyInfo(header, "apu"), readPartyInfo(header, "apv")};
+    const auto info = readPartyInfo(header);
     return agreeOnKey(key_, readEphemeralKey(header, key_), keyManagement_, contentEncryption_, info);
 }
 

@@ -84,4 +84,13 @@ JWEHeader::JWEHeader(KeyManagementAlgorithm keyManagementAlgorithm,
                              {{"alg", rawValue(keyManagementAlgorithm)}, {"enc", rawValue(contentEncryptionAlgorithm)}},
                              std::move(keyId))) {}
 
+std::optional<ByteBuffer> JWEHeader::readBytes(const char* name) const {
+    const auto member = parameters().find(name);
+    if (member == parameters().end()) return std::nullopt;
+    const auto* text = member->second.as<std::string>();
+    auto bytes = text ? decodeBase64url(*text) : std::nullopt;
+    if (!bytes) throw JOSESwiftError::parsingFailed("The header's \"" + std::string(name) + "\" is not base64url.");
+    return bytes;
+}
+
 }  // namespace Torvane::JOSE

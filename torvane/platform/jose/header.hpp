@@ -7,6 +7,7 @@
 
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/limits.hpp"
+#include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
@@ -95,6 +96,23 @@ class TORVANE_EXPORT JWEHeader final : public Header {
     void setContentType(std::string contentType) { set("cty", std::move(contentType)); }
     /// Sets "epk", the sender's public key of a key agreement, as a JWK (RFC 7518, section 4.6.1.1).
     void setEphemeralPublicKey(JSONValue::Object jwk) { set("epk", std::move(jwk)); }
+
+    /// @{
+    /// The decoded "apu" and "apv", which say who the sender and the recipient of a key agreement are (RFC 7518,
+    /// sections 4.6.1.2 and 4.6.1.3). Nothing when the header has none.
+    /// @throws JOSESwiftError parsingFailed for a value that is not base64url.
+    [[nodiscard]] std::optional<ByteBuffer> agreementPartyUInfo() const { return readBytes("apu"); }
+    [[nodiscard]] std::optional<ByteBuffer> agreementPartyVInfo() const { return readBytes("apv"); }
+    /// @}
+    /// @{
+    /// Sets "apu" or "apv" to the bytes in base64url. Under ECDH-ES the key is derived from them, so the recipient
+    /// reads them from the header; the other algorithms do not use them.
+    void setAgreementPartyUInfo(ByteView info) { set("apu", encodeBase64url(info)); }
+    void setAgreementPartyVInfo(ByteView info) { set("apv", encodeBase64url(info)); }
+    /// @}
+
+  private:
+    [[nodiscard]] std::optional<ByteBuffer> readBytes(const char* name) const;
 };
 
 }  // namespace Torvane::JOSE
