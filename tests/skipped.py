@@ -15,7 +15,9 @@ COVERED_BY = {
     "vectors.RfcVectors.AcceptsOnlySupportedTokens": (TOKENS, JWS, JWE),
     "vectors.RfcVectors.Es256kVerifiesWithRawKeysAndSignsByRfc6979": (TOKENS, "platform.Secp256k1.AcceptsTheHigherS"),
     "vectors.RfcVectors.Rfc7516DecryptsOnlySupportedTokens": (TOKENS, JWE),
-    "vectors.RfcVectors.Rfc7517AndRfc7520KeysEqualTheirPem": (KEYS,),
+    "vectors.RfcVectors.Rfc7517AndRfc7520KeysEqualTheirPem": (
+        KEYS, "platform.Certificates.ThumbprintsEqualThoseOfOpenssl",
+    ),
     "vectors.RfcVectors.Rfc7517RejectsAPasswordAndReadsTheKeyInside": (JWE, KEYS),
     "vectors.RfcVectors.Rfc7518PrimitivesGiveThePublishedBytes": (TOKENS,),
     "vectors.RfcVectors.Rfc7519RejectsUnsecuredAndRsa15Tokens": (TOKENS, JWS, JWE),

@@ -28,6 +28,7 @@
 #include "torvane/platform/encodings/base64.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
 #include "torvane/platform/encodings/utf8.hpp"
+#include "torvane/platform/jose/certificates.hpp"
 #include "torvane/platform/jose/error.hpp"
 #include "torvane/platform/jose/jwe.hpp"
 #include "torvane/platform/jose/jwk_set.hpp"

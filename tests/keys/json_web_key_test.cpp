@@ -121,6 +121,9 @@ TEST(JsonWebKey, ThumbprintDependsOnThePublicKeyOnly) {
         const auto expected = JOSE::JWK::initFrom(bytesOf(keyText(kid, "jwk_private"))).thumbprint();
         EXPECT_EQ(privateJwk(kid, JWK_ENC).thumbprint(), expected);
         EXPECT_EQ(publicJwk(kid, JWK_SIG).thumbprint(), expected);
+        const auto uri = "urn:ietf:params:oauth:jwk-thumbprint:sha-256:" + expected;
+        EXPECT_EQ(privateJwk(kid, JWK_ENC).thumbprintURI(), uri);
+        EXPECT_EQ(publicJwk(kid, JWK_SIG).thumbprintURI(), uri);
     }
     const auto& [privateHalf, publicHalf] = secp256k1KeyPair();
     EXPECT_EQ(JsonWebKey(privateHalf, JWK_SIG, "own").thumbprint(), JsonWebKey(publicHalf, JWK_SIG, "").thumbprint());

@@ -19,7 +19,8 @@ OPTIONS = {
     "POLICIES": ({"claims_error.cpp", "claims_policy.cpp", "key_set_source.cpp",
                   "key_set_source_error.cpp", "known_keys.cpp", "key_choice.cpp", "message_rules.cpp",
                   "nested_token.cpp", "token_error.cpp", "token_profiles.cpp", "token_steps.cpp",
-                  "token_verifier.cpp"}, None, None),
+                  "token_verifier.cpp", "certificates.cpp", "thumbprint_uri.cpp",
+                  "key_thumbprint_uri.cpp"}, None, None),
     "SECP256K1": ({"secp256k1_curve.cpp"}, "secp256k1_curve_absent.cpp", "-lsecp256k1"),
 }
 

@@ -51,6 +51,8 @@ ALLOWED = (
     ("torvane/platform/key_library/key.cpp", "torvane/platform/key_stores/internal/key_encoding.hpp"),
     ("torvane/platform/key_library/open_key.cpp", "torvane/platform/key_stores/internal/key_file.hpp"),
     ("torvane/platform/key_library/open_key.cpp", "torvane/platform/key_stores/internal/software_key.hpp"),
+    # Certificates come in PEM, as keys do.
+    ("torvane/platform/jose/certificates.cpp", "torvane/platform/key_stores/internal/pem_block.hpp"),
     # A build may have no secp256k1 keys; ES256K is then an unknown name.
     ("torvane/jws/internal/jws_operations.cpp", "torvane/platform/key_library/internal/secp256k1_key.hpp"),
     # Only a JWK has the coordinates of a secp256k1 key, so no public function checks them.

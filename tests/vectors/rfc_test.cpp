@@ -152,6 +152,15 @@ TEST(RfcVectors, Es256kVerifiesWithRawKeysAndSignsByRfc6979) {
     runRfcVectors("es256k.json", es256k);
 }
 
+void runCertificate(const json& vector, const json& chain, Outcomes& outcomes) {
+    const auto der = fromBase64(chain.at(0));
+    EXPECT_EQ(JOSE::certificateThumbprint(der), vector.at("x5t_sha256_b64u"));
+    EXPECT_EQ(JOSE::certificateThumbprint(der, HashFunction::SHA1), vector.at("x5t_sha1_b64u"));
+    EXPECT_EQ(JOSE::makeCertificateChain(std::vector<ByteBuffer>{der}),
+              JSONValue::List::of(chain.at(0).get<std::string>()));
+    outcomes.count("certificate");
+}
+
 void runKey(const JOSE::JWK& key, const json& members, const json& expected, Outcomes& outcomes) {
     for (const auto* name : {"kty", "crv", "kid", "use", "alg"}) {
         EXPECT_EQ(key[name].value_or("none"), expected.value(name, "none")) << name;
@@ -175,6 +184,7 @@ void runKey(const JOSE::JWK& key, const json& members, const json& expected, Out
 TEST(RfcVectors, Rfc7517AndRfc7520KeysEqualTheirPem) {
     const auto keyOrSet = [](const json& vector, Outcomes& outcomes) {
         const std::string text = vector.at("text");
+        if (vector.contains("x5t_sha256_b64u")) runCertificate(vector, json::parse(text).at("x5c"), outcomes);
         const auto members = json::parse(text).value("keys", json::array({json::parse(text)}));
         const auto keys = vector.at("kind") == "jwks" ? JOSE::JWKSet::initFrom(asBytes(text)).keys()
                                                       : std::vector{JOSE::JWK::initFrom(asBytes(text))};

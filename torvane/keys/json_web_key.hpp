@@ -167,6 +167,9 @@ class TORVANE_EXPORT JsonWebKey {
     ///         platform key whose type is secp256k1; SecurityError for a private key whose raw bytes are not a scalar
     ///         of secp256k1; JOSE::JOSESwiftError unsupportedKey as publicHalf().
     [[nodiscard]] std::string thumbprint() const;
+    /// The thumbprint of the public key as a URI (RFC 9278), as JOSE::thumbprintURI() makes it.
+    /// @throws JOSE::JOSESwiftError unsupportedAlgorithm for SHA-1; otherwise as thumbprint().
+    [[nodiscard]] std::string thumbprintURI(HashFunction hash = HashFunction::SHA256) const;
 
   private:
     struct State {

@@ -113,33 +113,6 @@ TEST(JWK, AdditionalParametersDoNotReplaceThoseOfTheKey) {
     }
 }
 
-// The example of RFC 7638, section 3.1.
-const StringMap published{{"kty", "RSA"},
-                          {"n",
-                           "0vx7agoebGcQSuuPiLJXZptN9nndrQmbXEps2aiAFbWhM78LhWx4cbbfAAtVT86zwu1RK7aPFFxuh"
-                           "DR1L6tSoc_BJECPebWKRXjBZCiFV4n3ok"
-                           "njhMstn64tZ_2W-5JsGY4Hc5n9yBXArwl93lqt7_RN5w6Cf0h4QyQ5v-65YGjQR0_"
-                           "FDW2QvzqY368QQMicAtaSqzs8KJZgnYb9c7d0zgdAZHzu6q"
-                           "MQvRL5hajrn1n91CbOpbISD08qNLyrdkt-bFTWhAI4vMQFh6WeZu0fM4lFd2NcRwr3XPksINHaQ-"
-                           "G_xBniIqbw0Ls1jF44-csFCur-kEgU8awapJ"
-                           "zKnqDKgw"},
-                          {"e", "AQAB"},
-                          {"alg", "RS256"},
-                          {"kid", "2011-04-29"}};
-
-TEST(JWK, ThumbprintEqualsThatOfTheRfcExample) {
-    EXPECT_EQ(JOSE::thumbprint(published), "NzbLsXh8uDCcd-6MNwXF4W_7noWXFZAfHkxZsRGC9Xs");
-}
-
-TEST(JWK, ThumbprintRejectsCharactersThatJsonMayEscape) {
-    for (const std::string odd : {"a/b", "a\"b", "a\\b", "\x7f", "\u00fc", "\n"}) {
-        auto jwk = published;
-        jwk["n"] = odd;
-        EXPECT_ERROR(JOSE::thumbprint(jwk),
-                     JOSESwiftError::parsingFailed("The JWK's \"n\" is missing or not plain text."));
-    }
-}
-
 TEST(JWK, EqualsEveryJwkOfTheSamePublicKey) {
     const auto rsa = publicFrom(privateJwkOf(rsaSig)), oct = publicFrom({{"kty", "oct"}, {"kid", "1"}});
     const std::vector<std::tuple<const char*, JWK, bool>> others{

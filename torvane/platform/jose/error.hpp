@@ -15,7 +15,8 @@ class TORVANE_EXPORT JOSESwiftError final : public Error {
         parsingFailed,         ///< A token, header or JWK is malformed.
         verifyingFailed,       ///< A signature does not verify.
         decryptingFailed,      ///< A JWE does not decrypt; the text is the same for every reason.
-        unsupportedAlgorithm,  ///< A header names another algorithm than the one asked for.
+        unsupportedAlgorithm,  ///< A header names another algorithm than the one asked for, or a hash
+                               ///< function has no name in thumbprint URIs.
         unsupportedKey,        ///< The operation does not support keys of this kind.
     };
 

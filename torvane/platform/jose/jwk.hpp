@@ -89,6 +89,9 @@ class TORVANE_EXPORT JWK {
     /// The thumbprint (RFC 7638), as JOSE::thumbprint() computes it from the members.
     /// @throws JOSESwiftError unsupportedKey for a key that is neither RSA nor EC.
     [[nodiscard]] std::string thumbprint(HashFunction hash = HashFunction::SHA256) const;
+    /// The thumbprint as a URI (RFC 9278), as JOSE::thumbprintURI() makes it.
+    /// @throws JOSESwiftError unsupportedAlgorithm for SHA-1; unsupportedKey for a key that is neither RSA nor EC.
+    [[nodiscard]] std::string thumbprintURI(HashFunction hash = HashFunction::SHA256) const;
 
     /// @{
     /// The public members as JSON text; nothing when a member is not UTF-8.
