@@ -96,6 +96,39 @@ TEST(JOSEHelper, BuilderForgetsReplacedSettings) {
     EXPECT_EQ(inner, R"({"alg":"RS256","kid":"d-sig-rs256","typ":"JWT"})");
 }
 
+// The attacker has a key, a certificate for it, and the id of A's key.
+TEST(JOSEHelper, NeverUsesAKeyThatAHeaderContains) {
+    const auto attackersKey = rsaSig2;
+    const auto certificate = rowNamed("certificates.json", "certificates", "leaf");
+    ASSERT_EQ(certificate.at("kid"), attackersKey);
+    const auto jwk = JSONSerialization::jsonObject(asBytes(keyText(attackersKey, "jwk_public")));
+    const JSONValue x5c = JSONValue::List::of(certificate.at("x5c").get<std::string>());
+    const auto thumbprint = certificate.at("x5t#S256").get<std::string>();
+    const JsonWebKeySet attackers{{privateKey(attackersKey), JWK_SIG, sigA}};
+    const JOSE::SignatureAlgorithm algorithm = JOSE::SignatureAlgorithm::RS256;
+    const auto rejected =
+        JOSEError::JWSVerificationError(wrapped(JOSESwiftError::verifyingFailed("The signature does not verify.")));
+    for (const JSONValue::Object& headers : {JSONValue::Object{{"jwk", jwk}},
+                                             {{"x5c", x5c}},
+                                             {{"x5c", x5c}, {"x5t#S256", thumbprint}},
+                                             {{"jku", "https://localhost/keys"}},
+                                             {{"x5u", "https://localhost/chain"}},
+                                             {{"jwk", jwk}, {"x5c", x5c}, {"x5t#S256", thumbprint}}}) {
+        SCOPED_TRACE(JSONValue(headers));
+        const auto jws = JWSSigner(algorithm, privateKey(attackersKey), sigA).signJWT("m", headers);
+        EXPECT_EQ(JWSVerifier(algorithm, publicKey(attackersKey)).verifyJWS(jws), bytesOf("m"));
+        EXPECT_ERROR(JWSVerifier(algorithm, publicJwk(sigA, JWK_SIG)).verifyJWS(jws), rejected);
+
+        JOSEHelper::Builder builder;
+        builder.setSenderJwkSet(attackers).setRecipientJwkSet(publicSet(sigB, encB), encB);
+        const auto token = builder.addJwsHeaders(headers).addJweHeaders(headers).create().encodeMessage("m");
+        auto receiver = partyB();
+        EXPECT_ERROR(receiver.helper().decodeMessage(token), rejected);
+        receiver.theirs = {{publicKey(attackersKey), JWK_SIG, sigA}};
+        EXPECT_EQ(receiver.helper().decodeMessage(token), bytesOf("m")) << "apart from its key the token is valid";
+    }
+}
+
 TEST(JOSEHelper, IsUnchangedByItsBuilder) {
     JOSEHelper::Builder builder;
     builder.setSenderJwkSet(privateSet(sigA, encA), sigA).setRecipientJwkSet(publicSet(sigB, encB), encB);
