@@ -181,6 +181,28 @@ void addKeys() {
     }
 }
 
+// A policy and a lookup among ten keys, beside the signature and the parsing of the claims alone.
+void addVerifiedTokens() {
+    std::vector<JsonWebKey> keys;
+    for (int i = 0; i < 10; ++i) {
+        keys.emplace_back(SoftwareKeyStore::generateEC(EllipticCurve::P256), JWK_SIG, "k" + std::to_string(i));
+    }
+    const auto set = JsonWebKeySet(keys).publicSet();
+    const auto policy = ClaimsPolicy().requireIssuer("https://id.example").requireAudience("https://api.example");
+    JWTClaims claims;
+    claims.setIssuer("https://id.example").setAudience("https://api.example").setSubject("ada").setIssuedAtToNow();
+    claims.setExpirationTimeInTheFuture(std::chrono::hours(24)).setGeneratedJwtId().setClaim("scope", "read write");
+    const auto token = JWSSigner("ES256", keys.back()).signJWTToString(claims.toJsonString(), {{"typ", "JWT"}});
+    add("verify_token/jws_and_json/ES256",
+        [=, verifier = JWSVerifier("ES256", set.jwks.back())](benchmark::State& state) {
+            for (auto _ : state) benchmark::DoNotOptimize(JSONSerialization::jsonObject(verifier.verifyJWS(token)));
+        });
+    add("verify_token/torvane/ES256/10",
+        [=, verifier = TokenVerifier(set, {"ES256", "PS256"}, policy)](benchmark::State& state) {
+            for (auto _ : state) benchmark::DoNotOptimize(verifier.verify(token));
+        });
+}
+
 // The keys of a provider. Threads share one source, and each times its own calls.
 void addProvider() {
     for (const std::string kind : {"RS256", "ES256", "ES256K"}) {
@@ -217,6 +239,7 @@ int main(int count, char** arguments) {
     for (const auto* name : {"RS256", "ES256", "ES256K"}) addSignatures(name);
     addAgreement();
     addKeys();
+    addVerifiedTokens();
     addProvider();
     benchmark::Initialize(&count, arguments);
     if (benchmark::ReportUnrecognizedArguments(count, arguments)) return 2;

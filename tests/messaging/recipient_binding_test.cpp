@@ -105,6 +105,9 @@ TEST(RecipientBinding, LeavesTheTokenAsItIsUnlessSwitchedOn) {
     const auto thumbprint = publicJwk(bob, JWK_ENC).thumbprint();
     const auto header = R"({"alg":"RS256","kid":"d-sig-rs256","recipient_jkt":")" + thumbprint + "\"}";
     EXPECT_EQ(headerOf(bound.encode("m", bob)), header);
+    bound.builder.addJwsHeaders({{"recipient_jkt", "another"}, {"typ", "JWT"}, {"level", 2}});
+    EXPECT_EQ(headerOf(bound.encode("m", bob)),
+              R"({"alg":"RS256","kid":"d-sig-rs256","level":2,"recipient_jkt":")" + thumbprint + R"(","typ":"JWT"})");
     const NestedToken tokens({privateJwk(alice, JWK_SIG)}, {publicJwk(bob, JWK_ENC)}, rsaProfile);
     EXPECT_EQ(headerOf(NestedToken(tokens).bindRecipient().encode("m")), header);
 }

@@ -162,6 +162,31 @@ TEST(TokenVerifier, RejectsWhatItWasNotToldToAccept) {
                       R"(ClaimsError.malformed(claim: "", expected: "a JSON object"))");
 }
 
+TEST(TokenVerifier, FetchesTheSetAgainForAnUnknownKidOncePerCooldown) {
+    auto published = std::vector{jwk(rsaSig)};
+    int fetches = 0;
+    auto now = std::chrono::steady_clock::time_point();
+    const KeySetSource source(
+        [&] {
+            ++fetches;
+            return FetchedKeySet{json{{"keys", published}}.dump(), std::chrono::hours(1)};
+        },
+        {.cooldown = std::chrono::seconds(30), .clock = [&now] { return now; }});
+    const TokenVerifier verifier(source, {"ES256", "RS256"}, policy());
+    const auto token = tokenBy("ES256", ecP256);
+    EXPECT_ERROR_TEXT(verifier.verify(tokenBy("RS256", rsaSig)), ok);
+    EXPECT_ERROR_TEXT(verifier.verify(token), noKid);
+    EXPECT_EQ(fetches, 1);
+
+    now += std::chrono::seconds(31);
+    EXPECT_ERROR_TEXT(verifier.verify(token), noKid);
+    published.push_back(jwk(ecP256));
+    EXPECT_ERROR_TEXT(verifier.verify(token), noKid);
+    now += std::chrono::seconds(31);
+    EXPECT_EQ(verifier.verify(token).key.keyId(), ecP256);
+    EXPECT_EQ(fetches, 3);
+}
+
 TEST(TokenVerifier, DoesNotVerifyWithAPrivateKeyOfTheSet) {
     const TokenVerifier verifier({privateJwk(ecP256, JWK_SIG)}, {"ES256"}, policy());
     EXPECT_ERROR_TEXT(verifier.verify(tokenBy("ES256", ecP256)), noKid);

@@ -85,7 +85,8 @@ DecodedMessage JOSEHelper::decode(ByteView encodedMessage) const {
     auto [payload, key] = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
     auto jwsHeader = signedMessage.takeHeader();
     auto claims = apply(configuration.rules, payload.data(), jwsHeader, decryptionKey, configuration.limits);
-    return {std::move(payload).data(), nested.takeHeader(), std::move(jwsHeader), key, std::move(claims)};
+    auto jweHeader = nested.takeHeader();
+    return {std::move(payload).data(), std::move(jweHeader), std::move(jwsHeader), key, std::move(claims)};
 }
 
 std::string JOSEHelper::decodeMessageToString(ByteView encodedMessage) const {

@@ -71,8 +71,8 @@ DecodedMessage NestedToken::decode(ByteView token) const {
     auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
     auto jwsHeader = std::move(jws).header().parameters();
     auto claims = apply(rules_, payload.data(), jwsHeader, decryption.key, limits_);
-    return {std::move(payload).data(), std::move(jwe).header().parameters(), std::move(jwsHeader), key,
-            std::move(claims)};
+    auto jweHeader = std::move(jwe).header().parameters();
+    return {std::move(payload).data(), std::move(jweHeader), std::move(jwsHeader), key, std::move(claims)};
 }
 
 }  // namespace Torvane

@@ -36,6 +36,11 @@ TokenVerifier::TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, C
     : TokenVerifier(algorithms, std::move(policy),
                     [set = std::make_shared<const JsonWebKeySet>(std::move(keys))](const auto&) { return set; }) {}
 
+TokenVerifier::TokenVerifier(KeySetSource keys, const Algorithms& algorithms, ClaimsPolicy policy)
+    : TokenVerifier(algorithms, std::move(policy), [source = std::move(keys)](const auto& keyId) {
+          return keyId ? source.keysFor(*keyId) : source.keys();
+      }) {}
+
 TokenVerifier& TokenVerifier::setLimits(const Limits& limits) {
     limits_ = limits;
     return *this;

@@ -18,6 +18,7 @@
 #include "torvane/jwt/claims_policy.hpp"
 #include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/keys/key_set_source.hpp"
 #include "torvane/messaging/token_error.hpp"
 #include "torvane/platform/core/bytes.hpp"
 #include "torvane/platform/core/lifetimebound.hpp"
@@ -54,6 +55,10 @@ class TORVANE_EXPORT TokenVerifier {
     /// @param policy what the claims must be.
     /// @throws JOSEError algorithmNotSupported for an unknown name.
     TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, ClaimsPolicy policy);
+
+    /// A verifier with a set that stays fresh. A "kid" that the set lacks makes the source fetch, as
+    /// KeySetSource::keysFor() says.
+    TokenVerifier(KeySetSource keys, const Algorithms& algorithms, ClaimsPolicy policy);
 
     /// Limits on what is read: tokenBytes, headerBytes, jsonDepth and jsonMembers of header and claims each, and
     /// keysTried. Limits() unless set.

@@ -19,7 +19,8 @@ inline constexpr std::string_view recipientThumbprint = "recipient_jkt";
 
 /// The parameters, bound to the recipient with this key.
 inline JOSE::HeaderParameters bindTo(const JsonWebKey& recipient, const JOSE::HeaderParameters& parameters) {
-    auto members = parameters.members();
+    auto members = toJSONObject(parameters.members());
+    members.insert(parameters.otherMembers().begin(), parameters.otherMembers().end());
     members.insert_or_assign(std::string(recipientThumbprint), recipient.thumbprint());
     return members;
 }
