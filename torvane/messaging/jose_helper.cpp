@@ -82,11 +82,12 @@ DecodedMessage JOSEHelper::decode(ByteView encodedMessage) const {
     if (verificationKeys.empty()) {
         throw JOSEError::missingKey("Must provide recipient's public key to verify JWT signatures.");
     }
-    auto [payload, key] = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
-    auto jwsHeader = signedMessage.takeHeader();
-    auto claims = apply(configuration.rules, payload.data(), jwsHeader, decryptionKey, configuration.limits);
-    auto jweHeader = nested.takeHeader();
-    return {std::move(payload).data(), std::move(jweHeader), std::move(jwsHeader), key, std::move(claims)};
+    auto verified = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
+    DecodedMessage message{{}, nested.takeHeader(), signedMessage.takeHeader(), verified.key, nullptr};
+    message.claims =
+        apply(configuration.rules, verified.payload.data(), message.jwsHeader, decryptionKey, configuration.limits);
+    message.payload = std::move(verified.payload).data();
+    return message;
 }
 
 std::string JOSEHelper::decodeMessageToString(ByteView encodedMessage) const {

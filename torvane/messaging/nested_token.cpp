@@ -68,11 +68,12 @@ DecodedMessage NestedToken::decode(ByteView token) const {
     auto jws = readSignedToken(std::move(text.data()), limits_);
     const auto algorithm = requireAllowed(profile_.signature, jws.header().algorithm(), "alg");
     const auto keys = requireVerificationKeys(theirs_, algorithm, findKeyId(jws.header().parameters()));
-    auto [payload, key] = verifyWithAny(keys, algorithm, jws, limits_);
-    auto jwsHeader = std::move(jws).header().parameters();
-    auto claims = apply(rules_, payload.data(), jwsHeader, decryption.key, limits_);
-    auto jweHeader = std::move(jwe).header().parameters();
-    return {std::move(payload).data(), std::move(jweHeader), std::move(jwsHeader), key, std::move(claims)};
+    auto verified = verifyWithAny(keys, algorithm, jws, limits_);
+    DecodedMessage message{
+        {}, std::move(jwe).header().parameters(), std::move(jws).header().parameters(), verified.key, nullptr};
+    message.claims = apply(rules_, verified.payload.data(), message.jwsHeader, decryption.key, limits_);
+    message.payload = std::move(verified.payload).data();
+    return message;
 }
 
 }  // namespace Torvane

@@ -79,9 +79,11 @@ ByteBuffer encodeNestedMessage(ByteView message, const JWSSigner& signer, const 
 ReceivedNestedMessage::ReceivedNestedMessage(ByteView token, const Limits& limits)
     : limits_(limits), token_(token), jwe_(readJWE(token, limits)), keyId_(readKeyId(jwe_, token, limits)) {}
 
-// A token that was not well-formed does not decrypt, so after success there is a `jwe_`, and likewise a `jws_` below.
 ReceivedSignedMessage ReceivedNestedMessage::decrypt(const JWEDecrypter& decrypter) {
-    return {jwe_ ? decryptReceivedJWE(decrypter, *std::move(jwe_)) : decrypter.decryptJWE(token_, limits_), limits_};
+    // A failed allocation may have kept the token from being read.
+    const auto read = [this] { return JOSE::ReceivedJWE(token_, limits_); };
+    if (!jwe_) jwe_.emplace(wrapErrors(JOSEError::JWEDecrypterError, read));
+    return {decryptReceivedJWE(decrypter, *std::move(jwe_)), limits_};
 }
 
 ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws, const Limits& limits)
@@ -91,6 +93,7 @@ ReceivedSignedMessage::ReceivedSignedMessage(ByteBuffer jws, const Limits& limit
       keyId_(readKeyId(jws_, text_.data(), limits)) {}
 
 VerifiedMessage ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm, std::span<const JsonWebKey> keys) {
+    const auto read = [this] { return JOSE::ReceivedJWS(ByteView(text_.data()), limits_); };
     std::exception_ptr lastError;
     std::size_t tried = 0;
     for (const auto& key : keys) {
@@ -98,8 +101,8 @@ VerifiedMessage ReceivedSignedMessage::verify(JOSE::SignatureAlgorithm algorithm
         if (tried++ == limits_.keysTried) break;
         const JWSVerifier verifier(algorithm, key);
         try {
-            auto payload = jws_ ? verifyReceivedJWS(verifier, *jws_) : verifier.verifyJWS(text_.data(), limits_);
-            return {JOSE::Payload(std::move(payload)), key};
+            if (!jws_) jws_.emplace(wrapErrors(JOSEError::JWSVerificationError, read));
+            return {JOSE::Payload(verifyReceivedJWS(verifier, *jws_)), key};
         } catch (const JOSEError&) {
             lastError = std::current_exception();
         }
