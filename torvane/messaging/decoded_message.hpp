@@ -1,13 +1,11 @@
 // DecodedMessage: a message with what its token says about it.
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key.hpp"
 #include "torvane/platform/core/bytes.hpp"
-#include "torvane/platform/core/limits.hpp"
 #include "torvane/platform/encodings/json_value.hpp"
 
 namespace Torvane {
@@ -24,19 +22,6 @@ struct DecodedMessage {
     JsonWebKey key;
     /// The message's claims, which a policy has accepted; null where no policy is set.
     std::shared_ptr<const JWTClaims> claims;
-};
-
-/// What JOSEHelper and NestedToken require of a message besides its signature. Each rule that is set throws when the
-/// message must not be accepted.
-struct MessageRules {
-    /// Requires that the message is for the owner of the key that decrypted it.
-    std::function<void(ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
-                       const Limits& limits)>
-        requireRecipient;
-    /// Reads and checks the claims. Called last, since a policy may remember the token as used.
-    std::function<std::shared_ptr<const JWTClaims>(ByteView payload, const JSONValue::Object& jwsHeader,
-                                                   const Limits& limits)>
-        readClaims;
 };
 
 }  // namespace Torvane

@@ -22,7 +22,7 @@ struct JOSEHelper::Configuration {
     std::optional<std::string> signingKeyId;
     std::optional<std::string> encryptionKeyId;
     Limits limits;
-    MessageRules rules;
+    std::shared_ptr<const MessageRules> rules;
 };
 
 namespace {
@@ -52,11 +52,11 @@ ByteBuffer JOSEHelper::encodeMessage(ByteView rawMessage) const {
     const JWSSigner signer(configuration.signerAlgorithm, std::move(signingKey));
     const PreparedEncrypter encrypter(configuration.keyManagementAlgorithm, configuration.contentEncryptionAlgorithm,
                                       *encryptionKey.key().keyRef(), configuration.encryptionKeyId);
-    const auto bound = configuration.rules.requireRecipient
-                           ? std::optional(bindTo(encryptionKey, configuration.jwsHeaders))
-                           : std::nullopt;
-    return encodeNestedMessage(rawMessage, signer, bound ? *bound : configuration.jwsHeaders, encrypter,
-                               configuration.jweHeaders);
+    const auto encode = [&](const JOSE::HeaderParameters& jwsHeaders) {
+        return encodeNestedMessage(rawMessage, signer, jwsHeaders, encrypter, configuration.jweHeaders);
+    };
+    return configuration.rules ? encode(configuration.rules->bind(configuration.jwsHeaders, encryptionKey))
+                               : encode(configuration.jwsHeaders);
 }
 
 std::string JOSEHelper::encodeMessageToString(ByteView rawMessage) const {
@@ -84,8 +84,10 @@ DecodedMessage JOSEHelper::decode(ByteView encodedMessage) const {
     }
     auto verified = signedMessage.verify(resolveAlgorithm(configuration.signerAlgorithm), verificationKeys);
     DecodedMessage message{{}, nested.takeHeader(), signedMessage.takeHeader(), verified.key, nullptr};
-    message.claims =
-        apply(configuration.rules, verified.payload.data(), message.jwsHeader, decryptionKey, configuration.limits);
+    if (configuration.rules) {
+        message.claims = configuration.rules->accept(verified.payload.data(), message.jwsHeader, decryptionKey,
+                                                     configuration.limits);
+    }
     message.payload = std::move(verified.payload).data();
     return message;
 }

@@ -25,6 +25,8 @@
 
 namespace Torvane {
 
+class MessageRules;
+
 /// The keys of both parties and the algorithms, as its Builder collected them. Immutable, cheap to copy, and safe to
 /// use from several threads at once; a failed call changes nothing.
 class TORVANE_EXPORT JOSEHelper {
@@ -203,7 +205,7 @@ class TORVANE_EXPORT JOSEHelper::Builder {
     std::optional<std::string> signingKeyId_;
     std::optional<std::string> encryptionKeyId_;
     Limits limits_;
-    MessageRules rules_;
+    std::shared_ptr<const MessageRules> rules_;
 };
 
 }  // namespace Torvane

@@ -36,24 +36,25 @@ NestedToken& NestedToken::setLimits(const Limits& limits) {
 }
 
 NestedToken& NestedToken::setClaimsPolicy(ClaimsPolicy policy) {
-    setClaimsRule(rules_, std::move(policy));
+    rules_ = withClaimsPolicy(rules_, std::move(policy));
     return *this;
 }
 
 NestedToken& NestedToken::bindRecipient(std::vector<std::string> ourNames) {
-    setRecipientRule(rules_, std::move(ourNames));
+    rules_ = withBinding(rules_, std::move(ourNames));
     return *this;
 }
 
 ByteBuffer NestedToken::encode(ByteView message) const {
-    const auto [signatureAlgorithm, signingKey] =
-        chooseOne(ours_, profile_.signature, signingKeyId_, KeyClass::privateKey, "sign");
+    const auto signing = chooseOne(ours_, profile_.signature, signingKeyId_, KeyClass::privateKey, "sign");
     const auto [keyManagement, recipient] = chooseRecipient(theirs_, profile_.encryption, encryptionKeyId_);
     const PreparedEncrypter encrypter(keyManagement, firstContentEncryption(profile_.encryption),
                                       *recipient.key().keyRef(), publishedKeyId(recipient));
-    const auto bound = rules_.requireRecipient ? std::optional(bindTo(recipient, jwsHeaders_)) : std::nullopt;
-    return encodeNestedMessage(message, JWSSigner(signatureAlgorithm, signingKey), bound ? *bound : jwsHeaders_,
-                               encrypter, jweHeaders_);
+    const auto encodeWith = [&](const JOSE::HeaderParameters& jwsHeaders) {
+        return encodeNestedMessage(message, JWSSigner(signing.algorithm, signing.key), jwsHeaders, encrypter,
+                                   jweHeaders_);
+    };
+    return rules_ ? encodeWith(rules_->bind(jwsHeaders_, recipient)) : encodeWith(jwsHeaders_);
 }
 
 std::string NestedToken::encodeToString(ByteView message) const {
@@ -71,7 +72,7 @@ DecodedMessage NestedToken::decode(ByteView token) const {
     auto verified = verifyWithAny(keys, algorithm, jws, limits_);
     DecodedMessage message{
         {}, std::move(jwe).header().parameters(), std::move(jws).header().parameters(), verified.key, nullptr};
-    message.claims = apply(rules_, verified.payload.data(), message.jwsHeader, decryption.key, limits_);
+    if (rules_) message.claims = rules_->accept(verified.payload.data(), message.jwsHeader, decryption.key, limits_);
     message.payload = std::move(verified.payload).data();
     return message;
 }

@@ -5,6 +5,7 @@
 //     const Torvane::DecodedMessage answer = nested.decode(theirToken);
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,8 @@
 #include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane {
+
+class MessageRules;
 
 /// Makes and reads nested tokens with the keys of two parties. RSA, EC and secp256k1 keys can be mixed; JOSEHelper is
 /// for RSA keys only.
@@ -86,7 +89,7 @@ class TORVANE_EXPORT NestedToken {
     std::optional<std::string> signingKeyId_, encryptionKeyId_;
     JOSE::HeaderParameters jwsHeaders_, jweHeaders_;
     Limits limits_;
-    MessageRules rules_;
+    std::shared_ptr<const MessageRules> rules_;
 };
 
 }  // namespace Torvane

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 
 #include "torvane/messaging/jose_helper.hpp"
 #include "torvane/platform/encodings/json_serialization.hpp"
@@ -10,6 +11,9 @@ namespace Torvane {
 namespace {
 
 using Case = ClaimsError::Case;
+
+// The protected parameter of a JWS that names its recipient: the SHA-256 thumbprint of the recipient's key.
+constexpr std::string_view recipientThumbprint = "recipient_jkt";
 
 // "aud" of a payload that is claims; nothing for any other payload.
 std::optional<JSONValue> findAudience(ByteView payload, const Limits& limits) {
@@ -34,39 +38,72 @@ bool namesOneOf(const JSONValue& audience, const std::vector<std::string>& names
     return list ? std::any_of(list->begin(), list->end(), isOurs) : isOurs(audience);
 }
 
-}  // namespace
+class Rules final : public MessageRules {
+  public:
+    std::optional<ClaimsPolicy> policy;
+    std::optional<std::vector<std::string>> ourNames;
 
-void setClaimsRule(MessageRules& rules, ClaimsPolicy policy) {
-    rules.readClaims = [policy = std::move(policy)](ByteView payload, const JSONValue::Object& jwsHeader,
-                                                    const Limits& limits) {
-        return std::make_shared<const JWTClaims>(policy.readClaims(payload, jwsHeader, limits));
-    };
-}
+    [[nodiscard]] JOSE::HeaderParameters bind(const JOSE::HeaderParameters& jwsHeaders,
+                                              const JsonWebKey& recipient) const override {
+        if (!ourNames) return jwsHeaders;
+        auto members = toJSONObject(jwsHeaders.members());
+        members.insert(jwsHeaders.otherMembers().begin(), jwsHeaders.otherMembers().end());
+        members.insert_or_assign(std::string(recipientThumbprint), recipient.thumbprint());
+        return members;
+    }
 
-void setRecipientRule(MessageRules& rules, std::vector<std::string> ourNames) {
-    rules.requireRecipient = [ourNames = std::move(ourNames)](ByteView payload, const JSONValue::Object& jwsHeader,
-                                                              const JsonWebKey& decryptionKey, const Limits& limits) {
+    // The policy comes last, since it may remember the token as used.
+    [[nodiscard]] std::shared_ptr<const JWTClaims> accept(ByteView payload, const JSONValue::Object& jwsHeader,
+                                                          const JsonWebKey& decryptionKey,
+                                                          const Limits& limits) const override {
+        if (ourNames) requireRecipient(payload, jwsHeader, decryptionKey, limits);
+        return policy ? std::make_shared<const JWTClaims>(policy->readClaims(payload, jwsHeader, limits)) : nullptr;
+    }
+
+  private:
+    void requireRecipient(ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
+                          const Limits& limits) const {
         const auto bound = jwsHeader.find(recipientThumbprint);
-        const auto audience = ourNames.empty() ? std::nullopt : findAudience(payload, limits);
+        const auto audience = ourNames->empty() ? std::nullopt : findAudience(payload, limits);
         if (bound == jwsHeader.end() && !audience) {
             throw ClaimsError(Case::missingClaim, std::string(recipientThumbprint), "there");
         }
         if (bound != jwsHeader.end() && bound->second != JSONValue(decryptionKey.thumbprint())) {
             throw ClaimsError(Case::wrongAudience, std::string(recipientThumbprint), "the thumbprint of our key");
         }
-        if (audience && !namesOneOf(*audience, ourNames)) {
+        if (audience && !namesOneOf(*audience, *ourNames)) {
             throw ClaimsError(Case::wrongAudience, std::string(ReservedClaimNames::AUDIENCE), "one of our names");
         }
-    };
+    }
+};
+
+std::shared_ptr<Rules> copyOf(const std::shared_ptr<const MessageRules>& rules) {
+    return rules ? std::make_shared<Rules>(static_cast<const Rules&>(*rules)) : std::make_shared<Rules>();
+}
+
+}  // namespace
+
+std::shared_ptr<const MessageRules> withClaimsPolicy(const std::shared_ptr<const MessageRules>& rules,
+                                                     ClaimsPolicy policy) {
+    auto changed = copyOf(rules);
+    changed->policy = std::move(policy);
+    return changed;
+}
+
+std::shared_ptr<const MessageRules> withBinding(const std::shared_ptr<const MessageRules>& rules,
+                                                std::vector<std::string> ourNames) {
+    auto changed = copyOf(rules);
+    changed->ourNames = std::move(ourNames);
+    return changed;
 }
 
 JOSEHelper::Builder& JOSEHelper::Builder::setClaimsPolicy(ClaimsPolicy policy) {
-    setClaimsRule(rules_, std::move(policy));
+    rules_ = withClaimsPolicy(rules_, std::move(policy));
     return *this;
 }
 
 JOSEHelper::Builder& JOSEHelper::Builder::bindRecipient(std::vector<std::string> ourNames) {
-    setRecipientRule(rules_, std::move(ourNames));
+    rules_ = withBinding(rules_, std::move(ourNames));
     return *this;
 }
 

@@ -1,42 +1,46 @@
-// What is checked of a message after its signature: its claims, and whom it is for.
+// What JOSEHelper and NestedToken do besides signing, encrypting and the opposite. A null pointer means nothing.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "torvane/jwt/claims_policy.hpp"
+#include "torvane/jwt/jwt_claims.hpp"
 #include "torvane/keys/json_web_key.hpp"
-#include "torvane/messaging/decoded_message.hpp"
+#include "torvane/platform/core/bytes.hpp"
+#include "torvane/platform/core/limits.hpp"
+#include "torvane/platform/encodings/json_value.hpp"
 #include "torvane/platform/jose/header_parameters.hpp"
 
 namespace Torvane {
 
-/// The protected parameter of a JWS that names its recipient: the SHA-256 thumbprint of the recipient's key.
-inline constexpr std::string_view recipientThumbprint = "recipient_jkt";
+/// The policy of a Builder or NestedToken, and the binding of messages to their recipient.
+class MessageRules {
+  public:
+    MessageRules() = default;
+    MessageRules(const MessageRules&) = default;
+    MessageRules& operator=(const MessageRules&) = default;
+    virtual ~MessageRules() = default;
 
-/// The parameters, bound to the recipient with this key.
-inline JOSE::HeaderParameters bindTo(const JsonWebKey& recipient, const JOSE::HeaderParameters& parameters) {
-    auto members = toJSONObject(parameters.members());
-    members.insert(parameters.otherMembers().begin(), parameters.otherMembers().end());
-    members.insert_or_assign(std::string(recipientThumbprint), recipient.thumbprint());
-    return members;
-}
+    /// The header parameters of a JWS for the owner of the key.
+    [[nodiscard]] virtual JOSE::HeaderParameters bind(const JOSE::HeaderParameters& jwsHeaders,
+                                                      const JsonWebKey& recipient) const = 0;
 
-/// Sets the rule of JOSEHelper::Builder::setClaimsPolicy().
-void setClaimsRule(MessageRules& rules, ClaimsPolicy policy);
+    /// Checks a message whose signature has been verified, and returns its claims if there is a policy.
+    /// @throws ClaimsError when the message must not be accepted; whatever the policy throws.
+    [[nodiscard]] virtual std::shared_ptr<const JWTClaims> accept(ByteView payload, const JSONValue::Object& jwsHeader,
+                                                                  const JsonWebKey& decryptionKey,
+                                                                  const Limits& limits) const = 0;
+};
 
-/// Sets the rule of JOSEHelper::Builder::bindRecipient().
-void setRecipientRule(MessageRules& rules, std::vector<std::string> ourNames);
+/// The rules with those of JOSEHelper::Builder::setClaimsPolicy().
+std::shared_ptr<const MessageRules> withClaimsPolicy(const std::shared_ptr<const MessageRules>& rules,
+                                                     ClaimsPolicy policy);
 
-/// Applies the rules to a message that was verified, and returns its claims if a rule reads them.
-inline std::shared_ptr<const JWTClaims> apply(const MessageRules& rules, ByteView payload,
-                                              const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
-                                              const Limits& limits) {
-    if (rules.requireRecipient) rules.requireRecipient(payload, jwsHeader, decryptionKey, limits);
-    return rules.readClaims ? rules.readClaims(payload, jwsHeader, limits) : nullptr;
-}
+/// The rules with those of JOSEHelper::Builder::bindRecipient().
+std::shared_ptr<const MessageRules> withBinding(const std::shared_ptr<const MessageRules>& rules,
+                                                std::vector<std::string> ourNames);
 
 }  // namespace Torvane
