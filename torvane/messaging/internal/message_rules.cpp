@@ -78,7 +78,7 @@ class Rules final : public MessageRules {
 };
 
 std::shared_ptr<Rules> copyOf(const std::shared_ptr<const MessageRules>& rules) {
-    return rules ? std::make_shared<Rules>(static_cast<const Rules&>(*rules)) : std::make_shared<Rules>();
+    return rules ? std::make_shared<Rules>(dynamic_cast<const Rules&>(*rules)) : std::make_shared<Rules>();
 }
 
 }  // namespace
