@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -20,18 +19,15 @@ using Seconds = std::chrono::seconds;
 
 // Two cache lines: processors fetch them in pairs.
 constexpr std::size_t lineSize = 128;
-constexpr std::size_t shardCount = 16;
+constexpr std::size_t shardCount = 64;
 
 bool hasKey(const JsonWebKeySet& set, std::string_view keyId) {
     return std::ranges::any_of(set, [&](const JsonWebKey& key) { return key.keyId() == keyId; });
 }
 
-// A number of the calling thread, so that the first threads have different ones.
-std::size_t threadNumber() {
-    static std::atomic<std::size_t> threads = 0;
-    thread_local std::size_t number = 0;
-    if (number == 0) number = ++threads;
-    return number;
+// Two threads seldom get the same shard.
+std::size_t shardOfThread() {
+    return std::hash<std::thread::id>()(std::this_thread::get_id()) % shardCount;
 }
 
 // The set with a reference count in a cache line of its own.
@@ -152,7 +148,7 @@ struct KeySetSource::State {
 
 Set KeySetSource::State::find(std::optional<std::string_view> keyId) {
     const auto now = options.clock();
-    auto found = shards[threadNumber() % shardCount].find(now);
+    auto found = shards[shardOfThread()].find(now);
     return found && (!keyId || hasKey(*found, *keyId)) ? found : refresh(now, keyId);
 }
 

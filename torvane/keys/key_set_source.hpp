@@ -120,7 +120,7 @@ class TORVANE_EXPORT KeySetSource {
     [[nodiscard]] std::shared_ptr<const JsonWebKeySet> keysFor(std::string_view keyId) const;
 
   private:
-    struct State;
+    struct TORVANE_NO_EXPORT State;
 
     std::shared_ptr<State> state_;
 };
