@@ -12,8 +12,10 @@ ERROR_CASES = (
     ("cannotDecodeJWK", "cannotEncodeJWK"), ("invalidJOSEComponent", "missingKey"),
     ("failedToParseJson", "missingRequiredInformationForKey"),
     ("operationFailed", "keyNotFound"), ("unavailable", "operationFailed"), ("wrongSecret", "keyNotFound"),
-    ("notSupported", "invalidURI"),
+    ("notSupported", "invalidURI"), ("algorithmNotAllowed", "malformed"), ("rejected", "unavailable"),
 )
+CLAIMS_CASES = (("expired", "tooOld"), ("notYetValid", "replayed"), ("wrongIssuer", "wrongAudience"),
+                ("wrongSubject", "wrongType"), ("missingClaim", "malformed"))
 SWAPS = {
     "comparison": ((" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "),
                    (" >= ", " > ")),
@@ -21,7 +23,8 @@ SWAPS = {
     "arithmetic": ((" + ", " - "), (" - ", " + "), (" * ", " / "), (" / ", " * "), (" % ", " / "), (" & ", " | "),
                    (" | ", " & "), (" ^ ", " & "), (" << ", " >> "), (" >> ", " << ")),
     "constant": (("true", "false"), ("false", "true")),
-    "error": tuple((a + "(", b + "(") for pair in ERROR_CASES for a, b in (pair, pair[::-1])),
+    "error": (*((a + "(", b + "(") for pair in ERROR_CASES for a, b in (pair, pair[::-1])),
+              *(("Case::" + a, "Case::" + b) for pair in CLAIMS_CASES for a, b in (pair, pair[::-1]))),
 }
 NOT_CODE = re.compile(r"^\s*(#|//|using |namespace |static_assert|template|friend |enum |class |struct |typedef |"
                       r"(public|private|protected|case .*|default):|constexpr std::array)")
@@ -81,7 +84,8 @@ def edits(line, previous):
             for found in re.finditer(rf"(?<!\w){pattern}" if before[0] != " " else pattern, line):
                 yield kind, *found.span(), after
     for found in re.finditer(r"(?<![\w.\x01\x02])(0[xX][0-9A-Fa-f]+|[0-9]+)(?=[uU]?\b)(?![.\x02])", line):
-        yield "constant", *found.span(), str(int(found.group(), 0) + 1)
+        is_octal = re.fullmatch("0[0-9]+", found.group())
+        yield "constant", *found.span(), str(int(found.group(), 8 if is_octal else 0) + 1)
     stripped = line.strip()
     indent = len(line) - len(line.lstrip())
     starts = not previous.strip() or previous.rstrip()[-1] in ";{}:"
