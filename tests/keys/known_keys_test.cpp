@@ -62,7 +62,9 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
          secp256k1Members({{"alg", "ES256"}}),
          secp256k1Members({{"y", secp256k1Members()["x"]}}),
          secp256k1Members({{"key_ops", {"sign", 7}}}),
-         secp256k1Members({{"key_ops", "verify"}})}));
+         secp256k1Members({{"key_ops", "verify"}}),
+         changed(signing, {{"n", std::string(170, 'x') + 'E'}}),  // 1024 bits
+         changed(signing, {{"e", "AQ"}})}));
 
     std::vector<std::pair<JWKUse, std::string>> keys;
     for (const auto& key : known.set) {
@@ -75,6 +77,8 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
                                                                  {JWK_SIG, "k1"},
                                                                  {JWK_SIG_ENC, "random"}}));
     EXPECT_EQ(known.set.jwks[0].key().keyRef()->publicComponents(), publicKey(rsaSig).publicComponents());
+    const std::string unusable =
+        "An RSA key needs 2048 to 16384 bits, and an odd exponent of 3 or more in at most 64 bits.";
     EXPECT_EQ(leftOut(known),
               (std::vector<std::string>{"1 ed: The JWK is neither an RSA nor an EC key.",
                                         "6 -: The JWK's \"use\" is neither \"sig\" nor \"enc\".",
@@ -87,7 +91,8 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
                                         "13 k1: The \"alg\" of a secp256k1 key is ES256K.",
                                         "14 k1: The \"x\" and \"y\" of the JWK are not a point of secp256k1.",
                                         "15 k1: The \"key_ops\" of the secp256k1 key lack \"verify\".",
-                                        "16 k1: The \"key_ops\" of the secp256k1 key lack \"verify\"."}));
+                                        "16 k1: The \"key_ops\" of the secp256k1 key lack \"verify\".",
+                                        "17 " + rsaSig + ": " + unusable, "18 " + rsaSig + ": " + unusable}));
 }
 
 TEST(KnownKeys, MembersThatAreNotTextAreKeptButNeverWritten) {

@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 #include "torvane/keys/internal/secp256k1_jwk.hpp"
 #include "torvane/keys/json_web_key_set.hpp"
 #include "torvane/platform/core/error.hpp"
 #include "torvane/platform/core/uuid.hpp"
+#include "torvane/platform/jose/algorithms.hpp"
 #include "torvane/platform/jose/internal/jwk_set_json.hpp"
 #include "torvane/platform/key_library/internal/secp256k1_key.hpp"
 #include "torvane/support/errors.hpp"
@@ -53,6 +55,14 @@ void requireOperation(const JSONValue::Object& members, std::string_view operati
                                          "\".");
 }
 
+// A key that no algorithm takes would verify nothing, without a word about the reason.
+void requireUsable(const SecKey& key) {
+    const bool isRSA = std::holds_alternative<RSAPublicComponents>(key.publicComponents());
+    if (!isRSA || JOSE::fits(JOSE::SignatureAlgorithm::RS256, key)) return;
+    throw JOSESwiftError::unsupportedKey(
+        "An RSA key needs 2048 to 16384 bits, and an odd exponent of 3 or more in at most 64 bits.");
+}
+
 JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits) {
     const auto use = readUse(members);
     if (isSecp256k1JWK(members)) {
@@ -61,14 +71,18 @@ JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits)
     }
     const auto jwk = JOSE::JWK::initFrom(members, limits);
     if (!jwk.keyType()) throw JOSESwiftError::unsupportedKey("The JWK is neither an RSA nor an EC key.");
-    return JsonWebKey(jwk);
+    JsonWebKey key(jwk);
+    requireUsable(*key.key().keyRef());
+    return key;
 }
 
 JsonWebKey readPrivateKey(const JSONValue::Object& members, const Limits& limits) {
     const auto use = readUse(members);
     if (!members.contains("d")) throw JOSESwiftError::parsingFailed("The JWK is not a private key.");
     if (!isSecp256k1JWK(members)) {
-        return JsonWebKey::fromPrivateJwk(JOSE::JWK::initPrivateFrom(members, limits), use, readKeyId(members));
+        auto key = JsonWebKey::fromPrivateJwk(JOSE::JWK::initPrivateFrom(members, limits), use, readKeyId(members));
+        requireUsable(*key.key().keyRef());
+        return key;
     }
     requireOperation(members, "sign");
     const auto publicKey = requireSecp256k1Point(members);
