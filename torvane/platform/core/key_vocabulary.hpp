@@ -113,7 +113,7 @@ struct KeyName {
     /// Empty for a key without a label. Several keys may have the same label.
     std::string label;
     /// Empty for a key without an id. Both keys of a pair have the same id.
-    ByteBuffer id;
+    ByteBuffer id{};
 
     /// Compares label and id byte for byte.
     bool operator==(const KeyName&) const = default;
