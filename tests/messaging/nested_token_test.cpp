@@ -30,6 +30,36 @@ struct Parties {
           recipient({privateJwk(encryptionKid, JWK_ENC)}, {pairOf(signingKid, JWK_SIG).publicHalf()}, profile) {}
 };
 
+TEST(NestedToken, FollowsAPeerWhoChangesKeys) {
+    const auto profile = profileOf(ES256, RSA_OAEP_256, A128GCM);
+    std::vector<JsonWebKey> published{publicJwk(ecP384, JWK_SIG), publicJwk(rsaEnc, JWK_ENC)};
+    int fetches = 0;
+    auto now = std::chrono::steady_clock::time_point();
+    const KeySetSource source(
+        [&] {
+            ++fetches;
+            return FetchedKeySet{JsonWebKeySet(published).encodeToString(), std::chrono::hours(1)};
+        },
+        {.cooldown = std::chrono::seconds(30), .clock = [&now] { return now; }});
+    const NestedToken peer({privateJwk(ecP256, JWK_SIG)}, {publicJwk(rsaEnc2, JWK_ENC)}, profile);
+    const NestedToken ours({privateJwk(rsaEnc2, JWK_ENC), privateJwk(ecP256, JWK_SIG)}, source, profile);
+    const auto token = peer.encodeToString("by the new key");
+    const std::string noKey =
+        "TokenError.keyNotFound(description: \"No key that fits the token has its \\\"kid\\\".\")";
+    EXPECT_ERROR_TEXT(ours.decode(token), noKey);
+
+    published = {publicJwk(ecP256, JWK_SIG), publicJwk(rsaEnc, JWK_ENC), publicJwk(rsaEnc2, JWK_ENC)};
+    EXPECT_ERROR_TEXT(ours.decode(token), noKey);
+    now += std::chrono::seconds(31);
+    EXPECT_EQ(asText(ours.decode(token).payload), "by the new key");
+    EXPECT_EQ(fetches, 2);
+
+    const auto encryptedTo = [&](const char* keyId) {
+        return NestedToken(ours).setEncryptionKeyId(keyId).encodeToString("an answer");
+    };
+    EXPECT_EQ(JsonWebStructure::readHeader(encryptedTo(rsaEnc2.c_str()))->at("kid"), JSONValue(rsaEnc2));
+}
+
 TEST(NestedToken, ExchangesMessagesWithKeysOfEveryKind) {
     const struct {
         std::string signingKid, encryptionKid;

@@ -8,6 +8,11 @@
 namespace Torvane {
 
 NestedToken::NestedToken(JsonWebKeySet ours, JsonWebKeySet theirs, NestedTokenProfile profile)
+    : ours_(std::move(ours)),
+      theirs_(std::make_shared<const JsonWebKeySet>(std::move(theirs))),
+      profile_(std::move(profile)) {}
+
+NestedToken::NestedToken(JsonWebKeySet ours, KeySetSource theirs, NestedTokenProfile profile)
     : ours_(std::move(ours)), theirs_(std::move(theirs)), profile_(std::move(profile)) {}
 
 NestedToken& NestedToken::setSigningKeyId(std::string keyId) {
@@ -47,7 +52,8 @@ NestedToken& NestedToken::bindRecipient(std::vector<std::string> ourNames) {
 
 ByteBuffer NestedToken::encode(ByteView message) const {
     const auto signing = chooseOne(ours_, profile_.signature, signingKeyId_, KeyClass::privateKey, "sign");
-    const auto [keyManagement, recipient] = chooseRecipient(theirs_, profile_.encryption, encryptionKeyId_);
+    const auto theirs = findSet(theirs_, encryptionKeyId_);
+    const auto [keyManagement, recipient] = chooseRecipient(*theirs, profile_.encryption, encryptionKeyId_);
     const PreparedEncrypter encrypter(keyManagement, firstContentEncryption(profile_.encryption),
                                       *recipient.key().keyRef(), publishedKeyId(recipient));
     const auto encodeWith = [&](const JOSE::HeaderParameters& jwsHeaders) {
@@ -68,7 +74,8 @@ DecodedMessage NestedToken::decode(ByteView token) const {
 
     auto jws = readSignedToken(std::move(text.data()), limits_);
     const auto algorithm = requireAllowed(profile_.signature, jws.header().algorithm(), "alg");
-    const auto keys = requireVerificationKeys(theirs_, algorithm, findKeyId(jws.header().parameters()));
+    const auto keyId = findKeyId(jws.header().parameters());
+    const auto keys = requireVerificationKeys(*findSet(theirs_, keyId), algorithm, keyId);
     auto verified = verifyWithAny(keys, algorithm, jws, limits_);
     DecodedMessage message{
         {}, std::move(jwe).header().parameters(), std::move(jws).header().parameters(), verified.key, nullptr};

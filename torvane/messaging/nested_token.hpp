@@ -8,10 +8,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "torvane/jwt/claims_policy.hpp"
 #include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/keys/key_set_source.hpp"
 #include "torvane/messaging/decoded_message.hpp"
 #include "torvane/messaging/token_error.hpp"
 #include "torvane/messaging/token_profiles.hpp"
@@ -31,13 +33,17 @@ class MessageRules;
 /// "alg" is the algorithm or missing, and "key_ops" has the operation or is missing ("sign" and "verify"; for RSA-OAEP
 /// "wrapKey" or "encrypt" and "unwrapKey" or "decrypt"; for ECDH-ES "deriveKey" or "deriveBits"). The setters return
 /// the object itself, so that calls chain. encode() and decode() keep no state, and may be called from several threads
-/// at once.
+/// at once, as far as the policy and the source of keys may.
 class TORVANE_EXPORT NestedToken {
   public:
     /// @param ours our private keys.
     /// @param theirs the peer's public keys.
     /// @param profile the only algorithms that are used and accepted.
     NestedToken(JsonWebKeySet ours, JsonWebKeySet theirs, NestedTokenProfile profile);
+
+    /// With a set of the peer that stays fresh. A "kid" that the set lacks makes the source fetch, as
+    /// KeySetSource::keysFor() says: that of a JWS, and that of setEncryptionKeyId().
+    NestedToken(JsonWebKeySet ours, KeySetSource theirs, NestedTokenProfile profile);
 
     /// The id of our key that signs. Unless set, exactly one of our keys must fit the algorithm.
     NestedToken& setSigningKeyId(std::string keyId) TORVANE_LIFETIMEBOUND;
@@ -62,7 +68,7 @@ class TORVANE_EXPORT NestedToken {
     /// @throws TokenError keyNotFound when there is not exactly one key to sign with, or to encrypt to, and
     ///         algorithmNotAllowed when the profile has no "enc"; JOSEError JWSSignerError as JWSSigner::signJWT();
     ///         JOSE::JOSESwiftError parsingFailed for rejected extra parameters of the JWE; JOSEError JWEEncrypterError
-    ///         as JWEEncrypter::encryptJWT(). std::bad_alloc when memory runs out.
+    ///         as JWEEncrypter::encryptJWT(). Whatever the source of keys throws. std::bad_alloc when memory runs out.
     [[nodiscard]] ByteBuffer encode(ByteView message) const;
     [[nodiscard]] ByteBuffer encode(const TextLike auto& message) const { return encode(asBytes(message)); }
     [[nodiscard]] std::string encodeToString(ByteView message) const;
@@ -77,14 +83,16 @@ class TORVANE_EXPORT NestedToken {
     /// "kid" in the second, the peer's keys that fit are tried in order, up to keysTried.
     /// @param token the compact JWE: ASCII text in five parts of canonical unpadded base64url.
     /// @throws TokenError malformed, algorithmNotAllowed, keyNotFound or decryptionFailed for the JWE; the first three
-    ///         or wrongSignature for the JWS. Then ClaimsError, and what else the policy throws. std::bad_alloc when
-    ///         memory runs out. After any error what was decrypted is wiped, and nothing of it is released.
+    ///         or wrongSignature for the JWS, and whatever the source of keys throws. Then ClaimsError, and what else
+    ///         the policy throws. std::bad_alloc when memory runs out. After any error what was decrypted is wiped, and
+    ///         nothing of it is released.
     [[nodiscard]] DecodedMessage decode(ByteView token) const;
     [[nodiscard]] DecodedMessage decode(const TextLike auto& token) const { return decode(asBytes(token)); }
     /// @}
 
   private:
-    JsonWebKeySet ours_, theirs_;
+    JsonWebKeySet ours_;
+    std::variant<std::shared_ptr<const JsonWebKeySet>, KeySetSource> theirs_;
     NestedTokenProfile profile_;
     std::optional<std::string> signingKeyId_, encryptionKeyId_;
     JOSE::HeaderParameters jwsHeaders_, jweHeaders_;

@@ -10,6 +10,12 @@
 namespace Torvane {
 namespace {
 
+std::vector<JOSE::SignatureAlgorithm> resolveAll(const TokenVerifier::Algorithms& algorithms) {
+    std::vector<JOSE::SignatureAlgorithm> resolved;
+    for (const auto& algorithm : algorithms) resolved.push_back(resolveAlgorithm(algorithm));
+    return resolved;
+}
+
 // The key in the header; nothing unless its thumbprint is pinned.
 std::optional<JsonWebKey> findPinnedKey(const JSONValue::Object& header, const std::vector<std::string>& pinned,
                                         const Limits& limits) {
@@ -27,19 +33,13 @@ std::optional<JsonWebKey> findPinnedKey(const JSONValue::Object& header, const s
 
 }  // namespace
 
-TokenVerifier::TokenVerifier(const Algorithms& algorithms, ClaimsPolicy policy, FindSet findSet)
-    : findSet_(std::move(findSet)), policy_(std::move(policy)) {
-    for (const auto& algorithm : algorithms) algorithms_.push_back(resolveAlgorithm(algorithm));
-}
-
 TokenVerifier::TokenVerifier(JsonWebKeySet keys, const Algorithms& algorithms, ClaimsPolicy policy)
-    : TokenVerifier(algorithms, std::move(policy),
-                    [set = std::make_shared<const JsonWebKeySet>(std::move(keys))](const auto&) { return set; }) {}
+    : keys_(std::make_shared<const JsonWebKeySet>(std::move(keys))),
+      algorithms_(resolveAll(algorithms)),
+      policy_(std::move(policy)) {}
 
 TokenVerifier::TokenVerifier(KeySetSource keys, const Algorithms& algorithms, ClaimsPolicy policy)
-    : TokenVerifier(algorithms, std::move(policy), [source = std::move(keys)](const auto& keyId) {
-          return keyId ? source.keysFor(*keyId) : source.keys();
-      }) {}
+    : keys_(std::move(keys)), algorithms_(resolveAll(algorithms)), policy_(std::move(policy)) {}
 
 TokenVerifier& TokenVerifier::setLimits(const Limits& limits) {
     limits_ = limits;
@@ -67,7 +67,7 @@ std::vector<JsonWebKey> TokenVerifier::chooseKeysFor(const JSONValue::Object& he
         return requireVerificationKeys({*key}, algorithm, std::nullopt);
     }
     const auto keyId = findKeyId(header);
-    return requireVerificationKeys(*findSet_(keyId), algorithm, keyId);
+    return requireVerificationKeys(*findSet(keys_, keyId), algorithm, keyId);
 }
 
 }  // namespace Torvane

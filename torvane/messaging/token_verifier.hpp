@@ -9,10 +9,10 @@
 //     std::cout << token.claims.getSubject() << '\n';
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "torvane/jwt/claims_policy.hpp"
@@ -84,14 +84,10 @@ class TORVANE_EXPORT TokenVerifier {
     /// @}
 
   private:
-    /// Returns the set in which to look for a key, which may have no such key.
-    using FindSet = std::function<std::shared_ptr<const JsonWebKeySet>(const std::optional<std::string>& keyId)>;
-
-    TORVANE_NO_EXPORT TokenVerifier(const Algorithms& algorithms, ClaimsPolicy policy, FindSet findSet);
     [[nodiscard]] TORVANE_NO_EXPORT std::vector<JsonWebKey> chooseKeysFor(const JSONValue::Object& header,
                                                                           JOSE::SignatureAlgorithm algorithm) const;
 
-    FindSet findSet_;
+    std::variant<std::shared_ptr<const JsonWebKeySet>, KeySetSource> keys_;
     std::vector<JOSE::SignatureAlgorithm> algorithms_;
     ClaimsPolicy policy_;
     std::vector<std::string> pinned_;

@@ -15,6 +15,14 @@ std::optional<JOSE::Verifier> makeVerifier(JOSE::SignatureAlgorithm algorithm, c
 
 }  // namespace
 
+std::shared_ptr<const JsonWebKeySet> findSet(
+    const std::variant<std::shared_ptr<const JsonWebKeySet>, KeySetSource>& keys,
+    const std::optional<std::string>& keyId) {
+    if (const auto* set = std::get_if<std::shared_ptr<const JsonWebKeySet>>(&keys)) return *set;
+    const auto& source = std::get<KeySetSource>(keys);
+    return keyId ? source.keysFor(*keyId) : source.keys();
+}
+
 std::vector<JsonWebKey> requireVerificationKeys(const JsonWebKeySet& set, JOSE::SignatureAlgorithm algorithm,
                                                 const std::optional<std::string>& keyId) {
     auto keys = chooseKeys(set, algorithm, keyId, KeyClass::publicKey);

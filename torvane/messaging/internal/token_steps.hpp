@@ -2,13 +2,17 @@
 // JWS with several keys.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "torvane/keys/json_web_key.hpp"
+#include "torvane/keys/json_web_key_set.hpp"
+#include "torvane/keys/key_set_source.hpp"
 #include "torvane/messaging/internal/key_choice.hpp"
 #include "torvane/messaging/internal/nested_message.hpp"
 #include "torvane/messaging/token_error.hpp"
@@ -68,6 +72,12 @@ template <class Text>
 JOSE::ReceivedJWS readSignedToken(Text&& text, const Limits& limits) {
     return wrapErrors(TokenError::malformed, [&] { return JOSE::ReceivedJWS(std::forward<Text>(text), limits); });
 }
+
+/// The set in which to look for a key, which may have no such key.
+/// @throws as KeySetSource::keysFor().
+std::shared_ptr<const JsonWebKeySet> findSet(
+    const std::variant<std::shared_ptr<const JsonWebKeySet>, KeySetSource>& keys,
+    const std::optional<std::string>& keyId);
 
 /// The peer's keys that can verify, in the order of their set.
 /// @throws TokenError keyNotFound when there is none.
