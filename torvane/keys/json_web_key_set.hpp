@@ -70,11 +70,13 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @}
 
     /// @{
-    /// Reads the public keys that the library knows from a JWK Set as others publish it, and leaves out the rest (RFC
-    /// 7517, section 5): keys of another "kty" or "crv", with a member missing or malformed, beyond the limits, or with
-    /// a "use" other than "sig" and "enc". Known are RSA, EC on P-256, P-384 and P-521, and secp256k1.
+    /// Reads the public keys that the library can use from a JWK Set as others publish it, and leaves out the rest (RFC
+    /// 7517, section 5): keys of another "kty" or "crv", with a member missing or malformed, beyond the limits, RSA
+    /// keys that no algorithm takes, and keys with a "use" other than "sig" and "enc". What remains are RSA keys of 2048
+    /// to 16384 bits, and EC keys on P-256, P-384, P-521 and secp256k1.
     ///
-    /// A key without "use" gets JWK_SIG_ENC, one without "kid" a random UUID. Ids may occur more than once.
+    /// A key without "use" gets JWK_SIG_ENC, one without a "kid" that is text a random UUID. Ids may occur more than
+    /// once.
     /// @param jwksData the text, in UTF-8.
     /// @param limits jsonDepth, jsonMembers and rsaBits.
     /// @throws JOSEError cannotDecodeJWK wrapping the reason when the text is not a JSON object with a list "keys".
@@ -84,7 +86,8 @@ class TORVANE_EXPORT JsonWebKeySet {
 
     /// @{
     /// readKnown() for the private keys of a JWK Set, which become keys in memory as with JsonWebKey::fromPrivateJwk().
-    /// Public keys are left out.
+    /// Public keys are left out. A key without "kid" gets its thumbprint() as its id: publish publicSet(), so that
+    /// peers know the id.
     [[nodiscard]] static KnownKeys readPrivate(ByteView jwksData, const Limits& limits = {});
     [[nodiscard]] static KnownKeys readPrivate(const TextLike auto& jwksData, const Limits& limits = {});
     /// @}

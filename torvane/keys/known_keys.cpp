@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <functional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -32,12 +34,23 @@ std::string readKeyId(const JSONValue::Object& members) {
     return keyId ? *keyId : randomUUID();
 }
 
+// The same for a private key: its owner publishes the id, so it must be the same each time that the set is read.
+JsonWebKey withKeyId(const JSONValue::Object& members, const std::function<JsonWebKey(std::string keyId)>& makeKey) {
+    const auto* keyId = stringMember(members, JWKParameters::jwk_key_kid);
+    return makeKey(keyId ? *keyId : makeKey({}).thumbprint());
+}
+
+bool isOnSecp256k1(const JSONValue::Object& members) {
+    const auto* keyType = stringMember(members, "kty");
+    return keyType && *keyType == "EC" && isSecp256k1JWK(members);
+}
+
 Zennet::PublicKey requireSecp256k1Point(const JSONValue::Object& members) {
     if (!Zennet::isSecp256k1Supported()) {
         throw JOSESwiftError::unsupportedKey("This build of the library has no secp256k1 keys.");
     }
-    const auto* algorithm = stringMember(members, JWKParameters::jwk_key_alg);
-    if (algorithm && *algorithm != "ES256K") {
+    const auto algorithm = members.find(JWKParameters::jwk_key_alg);
+    if (algorithm != members.end() && algorithm->second != JSONValue("ES256K")) {
         throw JOSESwiftError::unsupportedKey("The \"alg\" of a secp256k1 key is ES256K.");
     }
     auto point = readSecp256k1Point(members);
@@ -65,7 +78,7 @@ void requireUsable(const SecKey& key) {
 
 JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits) {
     const auto use = readUse(members);
-    if (isSecp256k1JWK(members)) {
+    if (isOnSecp256k1(members)) {
         requireOperation(members, "verify");
         return {requireSecp256k1Point(members), use, readKeyId(members)};
     }
@@ -79,8 +92,10 @@ JsonWebKey readPublicKey(const JSONValue::Object& members, const Limits& limits)
 JsonWebKey readPrivateKey(const JSONValue::Object& members, const Limits& limits) {
     const auto use = readUse(members);
     if (!members.contains("d")) throw JOSESwiftError::parsingFailed("The JWK is not a private key.");
-    if (!isSecp256k1JWK(members)) {
-        auto key = JsonWebKey::fromPrivateJwk(JOSE::JWK::initPrivateFrom(members, limits), use, readKeyId(members));
+    if (!isOnSecp256k1(members)) {
+        const auto jwk = JOSE::JWK::initPrivateFrom(members, limits);
+        auto key = withKeyId(members,
+                             [&](std::string keyId) { return JsonWebKey::fromPrivateJwk(jwk, use, std::move(keyId)); });
         requireUsable(*key.key().keyRef());
         return key;
     }
@@ -89,7 +104,8 @@ JsonWebKey readPrivateKey(const JSONValue::Object& members, const Limits& limits
     const auto scalar = readSecp256k1Scalar(members);
     const auto privateKey = scalar ? Zennet::makeSecp256k1PrivateKey(*scalar, publicKey) : std::nullopt;
     if (!privateKey) throw JOSESwiftError::parsingFailed("The \"d\" of the JWK is not the private key of its point.");
-    return {*privateKey, use, readKeyId(members), publicKey};
+    return withKeyId(members,
+                     [&](std::string keyId) { return JsonWebKey(*privateKey, use, std::move(keyId), publicKey); });
 }
 
 // The reason alone, without the names of the cases around it.
