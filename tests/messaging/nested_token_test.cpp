@@ -44,8 +44,7 @@ TEST(NestedToken, FollowsAPeerWhoChangesKeys) {
     const NestedToken peer({privateJwk(ecP256, JWK_SIG)}, {publicJwk(rsaEnc2, JWK_ENC)}, profile);
     const NestedToken ours({privateJwk(rsaEnc2, JWK_ENC), privateJwk(ecP256, JWK_SIG)}, source, profile);
     const auto token = peer.encodeToString("by the new key");
-    const std::string noKey =
-        "TokenError.keyNotFound(description: \"No key that fits the token has its \\\"kid\\\".\")";
+    const auto* const noKey = R"(TokenError.keyNotFound(description: "No key that fits the token has its \"kid\"."))";
     EXPECT_ERROR_TEXT(ours.decode(token), noKey);
 
     published = {publicJwk(ecP256, JWK_SIG), publicJwk(rsaEnc, JWK_ENC), publicJwk(rsaEnc2, JWK_ENC)};
@@ -190,6 +189,8 @@ TEST(NestedToken, NeedsExactlyOneKeyUnlessOneIsNamed) {
     EXPECT_ERROR_TEXT(
         NestedToken({privateJwk(rsaEnc, JWK_ENC), privateJwk(rsaEnc2, JWK_ENC)}, {}, profile).decode(anonymous),
         error("More than one key can decrypt the token."));
+    const JsonWebKey notPrivate(publicKey(rsaEnc), KeyClass::privateKey, Zennet::KeyType::RSA2048Key, JWK_ENC, "x");
+    EXPECT_ERROR_TEXT(NestedToken({notPrivate}, {}, profile).decode(anonymous), error("No key can decrypt the token."));
 }
 
 TEST(Profiles, AllowTheAlgorithmsOfTheirStandards) {

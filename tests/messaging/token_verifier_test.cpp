@@ -86,6 +86,8 @@ TEST(TokenVerifier, UsesAKeyOnlyAsItsJWKAllows) {
         {"key_ops has only others", jwk(ecP256, {{"key_ops", {"encrypt", "sign"}}}), es256, noKid},
         {"key_ops is empty", jwk(ecP256, {{"key_ops", json::array()}}), es256, noKid},
         {"key_ops is no list", jwk(ecP256, {{"key_ops", {{"verify", true}}}}), es256, noKid},
+        {"key_ops is text", jwk(ecP256, {{"key_ops", "verify"}}), es256, noKid},
+        {"alg is no text", jwk(ecP256, {{"alg", 256}}), es256, noKid},
         {"another kid", jwk(ecP256, {{"kid", "other"}}), es256, noKid},
         {"another family", jwk(rsaSig, {{"kid", ecP256}, {"alg", nullptr}}), es256, noKid},
         {"another curve", jwk(ecP384, {{"kid", ecP256}, {"alg", nullptr}}), es256, noKid},
@@ -95,6 +97,10 @@ TEST(TokenVerifier, UsesAKeyOnlyAsItsJWKAllows) {
         SCOPED_TRACE(row.name);
         const TokenVerifier verifier(setOf({row.key}), {"ES256", "RS256"}, policy());
         EXPECT_ERROR_TEXT(verifier.verify(row.token), row.error);
+    }
+    for (const auto& use : {json("tls"), json(7)}) {  // JWK_SIG_ENC to this constructor
+        const JsonWebKeySet set(json({{"keys", {jwk(ecP256, {{"use", use}})}}}).dump());
+        EXPECT_ERROR_TEXT(TokenVerifier(set, {"ES256"}, policy()).verify(es256), noKid);
     }
 }
 
@@ -155,7 +161,7 @@ TEST(TokenVerifier, RejectsWhatItWasNotToldToAccept) {
                  JOSEError::algorithmNotSupported("Algorithm 'none' is not supported for signing/verifying data."));
     EXPECT_ERROR_TEXT(
         TokenVerifier(provider(), {}, policy()).verify(token),
-        R"(TokenError.algorithmNotAllowed(description: "The token's \"alg\" is not one of those allowed ()."))");
+        R"(TokenError.algorithmNotAllowed(description: "The token's \"alg\" is not one of those allowed (none)."))");
     Limits limits;
     limits.jsonMembers = 3;
     EXPECT_ERROR_TEXT(TokenVerifier(verifier).setLimits(limits).verify(token),
@@ -213,6 +219,16 @@ TEST(TokenVerifier, TakesAKeyFromTheHeaderOnlyIfItIsPinned) {
         EXPECT_ERROR_TEXT(pins.verify(withKey(ecP256, ignored)), ok);
         EXPECT_ERROR_TEXT(pins.verify(withKey(ecEncP256, ignored)), wrongSignature);
     }
+    const auto disclosed = jwk(ecEncP256, {{"use", nullptr}, {"alg", nullptr}, {"d", "AA"}});
+    EXPECT_ERROR_TEXT(pins.verify(withKey(ecEncP256, disclosed)), wrongSignature);
+
+    const JsonWebKey device(secp256k1KeyPair().privateKey, JWK_SIG, "device", secp256k1KeyPair().publicKey);
+    const auto publicMembers = toJSONObject(device.publicHalf().encodeToDictionary());
+    const auto token =
+        JWSSigner("ES256K", device).signJWTToString(JSONSerialization::data(good), {{"jwk", publicMembers}});
+    const TokenVerifier ofDevice(setOf({jwk(ecP256)}), {"ES256K"}, policy());
+    EXPECT_ERROR_TEXT(TokenVerifier(ofDevice).pinHeaderKey(device.thumbprint()).verify(token), ok);
+    EXPECT_ERROR_TEXT(ofDevice.verify(token), noKid);
 }
 
 }  // namespace

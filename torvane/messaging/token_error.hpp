@@ -22,10 +22,13 @@ class TORVANE_EXPORT TokenError final : public Error {
     enum class Case {
         malformed,            ///< The token is not a compact serialisation, is beyond the limits, or has a header that
                               ///< is rejected.
-        algorithmNotAllowed,  ///< The header names an algorithm that the application does not allow.
-        keyNotFound,          ///< No key has the header's "kid", or fits the algorithm.
+        algorithmNotAllowed,  ///< The header names an algorithm that the application does not allow, or a profile has
+                              ///< none to encrypt with.
+        keyNotFound,          ///< No key has the header's "kid" and fits the algorithm, or more than one key fits where
+                              ///< only one can be used.
         wrongSignature,       ///< The signature does not verify.
-        decryptionFailed,     ///< The token does not decrypt; the text is the same for every reason.
+        decryptionFailed,     ///< The token does not decrypt, or our key store failed: then underlyingError() is that
+                              ///< SecurityError. The text is the same for every reason.
     };
 
     /// @{

@@ -6,6 +6,8 @@
 #include "torvane/jws/internal/jws_operations.hpp"
 #include "torvane/messaging/internal/key_choice.hpp"
 #include "torvane/messaging/internal/token_steps.hpp"
+#include "torvane/platform/encodings/json_serialization.hpp"
+#include "torvane/platform/jose/jwk.hpp"
 
 namespace Torvane {
 namespace {
@@ -22,13 +24,15 @@ std::optional<JsonWebKey> findPinnedKey(const JSONValue::Object& header, const s
     const auto member = header.find("jwk");
     const auto* members = member == header.end() ? nullptr : member->second.as<JSONValue::Object>();
     if (pinned.empty() || members == nullptr) return std::nullopt;
-    try {
-        const auto jwk = JOSE::JWK::initFrom(*members, limits);
-        const bool isPinned = std::find(pinned.begin(), pinned.end(), jwk.thumbprint()) != pinned.end();
-        return isPinned ? std::optional(JsonWebKey(jwk)) : std::nullopt;
-    } catch (const Error&) {
-        return std::nullopt;
+    if (std::any_of(members->begin(), members->end(),
+                    [](const auto& each) { return JOSE::isPrivateMember(each.first); })) {
+        return std::nullopt;  // everybody can sign with it now
     }
+    const auto known = JsonWebKeySet::readKnown(
+        JSONSerialization::data(JSONValue::Object{{"keys", JSONValue::List::of(*members)}}), limits);
+    const bool isPinned =
+        !known.set.isEmpty() && std::find(pinned.begin(), pinned.end(), known.set.jwks[0].thumbprint()) != pinned.end();
+    return isPinned ? std::optional(known.set.jwks[0]) : std::nullopt;
 }
 
 }  // namespace

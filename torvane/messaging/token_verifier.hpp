@@ -65,8 +65,8 @@ class TORVANE_EXPORT TokenVerifier {
     TokenVerifier& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
 
     /// Accepts the key in the header's "jwk" if this is its SHA-256 thumbprint (RFC 7638); to be called once for each
-    /// such key. Such a token is verified with that key alone. Without such a call, and for any other "jwk", "jku",
-    /// "x5c" or "x5u", what the header says of keys is ignored.
+    /// such key. Such a token is verified with that key alone, unless the "jwk" has private members. Without such a
+    /// call, and for any other "jwk", "jku", "x5c" or "x5u", what the header says of keys is ignored.
     TokenVerifier& pinHeaderKey(std::string thumbprint) TORVANE_LIFETIMEBOUND;
 
     /// @{

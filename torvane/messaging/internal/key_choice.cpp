@@ -31,25 +31,41 @@ constexpr Operations operationsFor(JOSE::KeyManagementAlgorithm algorithm, KeyCl
     return keyClass == KeyClass::publicKey ? Operations{"wrapKey", "encrypt"} : Operations{"unwrapKey", "decrypt"};
 }
 
+// The platform key; null when there is none, and for a public one in a private JsonWebKey, which allows that.
+const SecKey* platformKeyOf(const Zennet::Key& key) {
+    const bool isMismatch = key.keyRef() && key.keyRef()->isPublicKey() && !key.isPublicKey();
+    return key.keyRef() && !isMismatch ? &*key.keyRef() : nullptr;
+}
+
 bool fitsKey(JOSE::SignatureAlgorithm algorithm, const JsonWebKey& key) {
     const bool isSecp256k1 = Secp256k1Utils::isSecp256k1Key(key.key());
     if (algorithm == JOSE::SignatureAlgorithm::ES256K) return isSecp256k1;
-    return !isSecp256k1 && key.key().keyRef() && fits(algorithm, *key.key().keyRef());
+    const auto* platformKey = platformKeyOf(key.key());
+    return !isSecp256k1 && platformKey && fits(algorithm, *platformKey);
 }
 
 bool fitsKey(JOSE::KeyManagementAlgorithm algorithm, const JsonWebKey& key) {
-    return key.key().keyRef() && fits(algorithm, *key.key().keyRef());
+    const auto* platformKey = platformKeyOf(key.key());
+    return platformKey && fits(algorithm, *platformKey);
 }
 
-bool permits(const JsonWebKey& key, const Operations& operations) {
-    if (!key.jwk()) return true;
-    const auto& members = key.jwk()->otherMembers();
-    const auto member = members.find("key_ops");
-    if (member == members.end()) return true;
+// Whether "use" and "alg", if they are there, are text, and "use" is this one. The set has compared the text of "alg".
+bool permitsUse(const JOSE::JWK& jwk, JWKUse use) {
+    const auto& others = jwk.otherMembers();
+    if (others.contains("use") || others.contains("alg")) return false;
+    const auto text = jwk["use"];
+    const auto permitted = fromRawValue<JWKUse>(text.value_or("sig_enc"));
+    return permitted == use || permitted == JWKUse::JWK_SIG_ENC;
+}
+
+bool permitsOneOf(const JOSE::JWK& jwk, bool isPublic, const Operations& operations) {
+    if (jwk["key_ops"]) return false;  // text
+    const auto member = jwk.otherMembers().find("key_ops");
+    if (member == jwk.otherMembers().end()) return true;
     const auto* list = member->second.as<JSONValue::List>();
     if (list == nullptr) return false;
     // A public key to agree with does nothing itself, so its list is often empty.
-    if (list->empty()) return key.key().isPublicKey() && operations.front() == "deriveKey";
+    if (list->empty()) return isPublic && operations.front() == "deriveKey";
     return std::any_of(list->begin(), list->end(), [&operations](const JSONValue& element) {
         const auto* name = element.as<std::string>();
         return name && std::find(operations.begin(), operations.end(), *name) != operations.end();
@@ -65,7 +81,10 @@ std::vector<JsonWebKey> choose(const JsonWebKeySet& set, Algorithm algorithm, co
                           .algorithm = std::string(rawValue(algorithm)),
                           .keyClass = keyClass});
     std::erase_if(keys, [&](const JsonWebKey& key) {
-        return !fitsKey(algorithm, key) || !permits(key, operationsFor(algorithm, keyClass));
+        const auto& jwk = key.jwk();
+        return !fitsKey(algorithm, key) ||
+               (jwk && !(permitsUse(*jwk, useFor(algorithm)) &&
+                         permitsOneOf(*jwk, key.key().isPublicKey(), operationsFor(algorithm, keyClass))));
     });
     return keys;
 }

@@ -38,6 +38,7 @@ Algorithm requireAllowed(const std::vector<Algorithm>& allowed, std::string_view
     }
     std::string names;
     for (const auto algorithm : allowed) names += (names.empty() ? "" : ", ") + std::string(rawValue(algorithm));
+    if (allowed.empty()) names = "none";
     throw TokenError::algorithmNotAllowed("The token's \"" + std::string(member) + "\" is not one of those allowed (" +
                                           names + ").");
 }
