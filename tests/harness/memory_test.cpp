@@ -125,6 +125,45 @@ TEST(FreedMemory, HoldsNoPlaintextAfterAFailedDecryption) {
                     JOSEError::missingKey("Must provide recipient's public key to verify JWT signatures."));
 }
 
+TEST(FreedMemory, HoldsNoClaimsOfAnEncryptedMessage) {
+    const std::string secret = "attack at dawn, and bring the good biscuits, please";
+    const auto claims = R"({"iss":"us","aud":"them","text":")" + secret + "\"}";
+    const auto secrets = [&] {
+        Secrets halves;
+        addHalves(halves, asBytes(secret));
+        return halves;
+    };
+    const auto token = helper().encodeMessage(claims);
+    const auto policy = ClaimsPolicy().allowAnyAudience().allowNoExpiry();
+    const JsonWebKeySet ours{privateJwk(rsaEnc, JWK_ENC)}, theirs{publicJwk(rsaSig, JWK_SIG)};
+    const auto with = [&](auto change) {
+        JOSEHelper::Builder builder;
+        change(builder.setSenderJwkSet(ours).setRecipientJwkSet(theirs));
+        return builder.create();
+    };
+    std::vector<ByteBuffer> messages;  // kept alive: these belong to the caller
+    messages.reserve(10);
+    const auto expectNothing = [&](const char* name, const auto& reader, bool isAccepted) {
+        expectNothingLeft(name, everywhere, secrets, [&] {
+            try {
+                messages.push_back(reader.decode(token).payload);
+            } catch (const ClaimsError&) {
+                messages.emplace_back();
+            }
+        });
+        EXPECT_EQ(asText(messages.back()), isAccepted ? claims : "") << name;
+    };
+    const auto accepting = ClaimsPolicy(policy).requireIssuer("us"),
+               rejecting = ClaimsPolicy(policy).requireIssuer("x");
+    expectNothing("accepted", with([&](auto& builder) { builder.setClaimsPolicy(accepting); }), true);
+    expectNothing("rejected", with([&](auto& builder) { builder.setClaimsPolicy(rejecting); }), false);
+    expectNothing("for others", with([&](auto& builder) { builder.bindRecipient({"somebody else"}); }), false);
+    const NestedTokenProfile profile{
+        {JOSE::SignatureAlgorithm::RS256},
+        {{JOSE::KeyManagementAlgorithm::RSA_OAEP_256}, {JOSE::ContentEncryptionAlgorithm::A128CBC_HS256}}};
+    expectNothing("nested", NestedToken(ours, theirs, profile).setClaimsPolicy(rejecting), false);
+}
+
 TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
     for (const auto& kid : {rsaEnc, ecEncP256, ecEncP384, ecEncP521}) {
         const auto text = keyText(kid, "jwk_private");
@@ -138,6 +177,8 @@ TEST(FreedMemory, HoldsNoPrivateValueAfterAPrivateKeyIsRead) {
         expectNothingLeft(kid + ", public", everywhere, secrets,
                           [&] { static_cast<void>(JOSE::JWK::initFrom(asBytes(text))); });
         expectNothingLeft(kid + ", set", everywhere, secrets, [&] { JsonWebKeySet{asBytes(set)}; });
+        expectNothingLeft(kid + ", private set", everywhere, secrets,
+                          [&] { EXPECT_EQ(JsonWebKeySet::readPrivate(set).set.size(), 1U); });
         const auto read = [&] { static_cast<void>(JsonWebKey::fromPrivateJwk(asBytes(text), JWK_ENC, kid)); };
         expectNothingLeft(kid, everywhere, secrets, read);
     }

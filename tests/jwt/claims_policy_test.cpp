@@ -119,7 +119,7 @@ TEST(ClaimsPolicy, ComparesTimes) {
         return error("expired", "exp", std::string("a time after ") + since);
     };
     const auto early = [](const char* claim) { return error("notYetValid", claim, "a time until 1000000000"); };
-    const auto tooOld = error("tooOld", "iat", "a time since 999999940");
+    const auto tooOld = error("tooOld", "iat", "a time after 999999940");
     const auto aged = [] { return policy().setMaximumAge(1min); };
     constexpr auto exact = std::int64_t(1) << 53;
     constexpr double infinite = std::numeric_limits<double>::infinity();
@@ -134,10 +134,14 @@ TEST(ClaimsPolicy, ComparesTimes) {
         Row{policy().allowNoExpiry(), with("exp", nullptr), malformed("exp")}, Row{policy(), with("nbf", present), ok},
         Row{policy(), with("nbf", present + 0.5), early("nbf")}, Row{policy(), with("nbf", -1e9), ok},
         Row{policy().setLeeway(1s), with("nbf", present + 1), ok}, Row{policy(), with("iat", present + 1000), ok},
-        Row{aged(), accepted(), error("missingClaim", "iat", "there")}, Row{aged(), with("iat", present - 60), ok},
-        Row{aged(), with("iat", present - 60.5), tooOld}, Row{aged(), with("iat", -5), tooOld},
-        Row{aged(), with("iat", present + 1), early("iat")}, Row{aged().setLeeway(2s), with("iat", present - 62), ok},
-        Row{aged().setLeeway(2s), with("iat", present + 2), ok});
+        Row{aged(), accepted(), error("missingClaim", "iat", "there")}, Row{aged(), with("iat", present - 59.5), ok},
+        Row{aged(), with("iat", present - 60), tooOld}, Row{aged(), with("iat", -5), tooOld},
+        Row{aged(), with("iat", present + 1), early("iat")}, Row{aged().setLeeway(2s), with("iat", present - 61), ok},
+        Row{aged().setLeeway(2s), with("iat", present + 2), ok},
+        Row{policy().setLeeway(std::chrono::seconds::min()), with("exp", present), expired("1000000000")},
+        Row{policy().setLeeway(std::chrono::seconds::max()), with("exp", present - 4e9), expired("-2153600000")},
+        Row{policy().setMaximumAge(std::chrono::seconds::min()), with("iat", present),
+            error("tooOld", "iat", "a time after 1000000000")});
     for (const auto* claim : {"exp", "nbf", "iat"}) {
         for (const JSONValue& value : List::of(exact, exact + 1, -exact, -exact - 1, 1e300, -1e300, "1000000001",
                                                List::of(present), true, std::numeric_limits<std::int64_t>::max())) {
@@ -206,12 +210,61 @@ TEST(ClaimsPolicy, CallsTheReplayCheckOnceAndLast) {
     EXPECT_EQ(until, Time::max());
 }
 
+TEST(ClaimsPolicy, RejectsATokenFromTheTimeOnAtWhichItMayBeForgotten) {
+    auto now = clockTime;
+    Time until;
+    auto remembering = policy().setMaximumAge(1min).setClock([&] { return now; }).setReplayCheck([&](auto&, Time end) {
+        until = end;
+        return true;
+    });
+    for (const double fraction : {0.0, 0.1, 0.3, 0.000001, 0.999999999, 0.123456789}) {
+        for (const auto& [claim, offset] : {std::pair("exp", 30.0), std::pair("iat", -20.0)}) {
+            now = clockTime;
+            auto claims = with("jti", "1");
+            claims.setIssuedAt(clockTime).setExpirationTime(present + 3600.0);
+            claims.setClaim(claim, static_cast<double>(present) + offset + fraction);
+            remembering.check(claims, std::nullopt);
+            now = until;
+            EXPECT_THROW(remembering.check(claims, std::nullopt), ClaimsError) << claim << fraction;
+            now = until - 2us;
+            EXPECT_NO_THROW(remembering.check(claims, std::nullopt)) << claim << fraction;
+        }
+    }
+}
+
+TEST(ClaimsPolicy, ReadsClaimsAndTheTypeOfTheirHeader) {
+    const auto read = [](const JSONValue& type, const ClaimsPolicy& by) {
+        return by.readClaims(accepted().toJsonString(), JSONValue::Object{{"typ", type}}).getIssuer();
+    };
+    EXPECT_EQ(read("JWT", policy()), "them");
+    for (const JSONValue& type : List::of(5, nullptr, List::of("JWT"))) {
+        EXPECT_ERROR_TEXT(read(type, policy()), error("wrongType", "typ", R"(\"JWT\" or missing)"));
+        EXPECT_EQ(read(type, policy().allowAnyType()), "them");
+    }
+    EXPECT_EQ(textualForm(thrownBy([&] { read("JWT", policy().setClock({})); })).substr(0, 19), "ClaimsError.expired");
+}
+
 TEST(ClaimsError, NamesTheClaimAndNothingOfTheToken) {
     const ClaimsError expired(ClaimsError::Case::expired, "exp", "a time after 5");
     EXPECT_EQ(expired.errorDescription(), "The token has expired: \"exp\" must be a time after 5.");
     EXPECT_EQ(expired.debugDescription(), error("expired", "exp", "a time after 5"));
     EXPECT_EQ(expired.claim() + expired.expected(), "expa time after 5");
     EXPECT_EQ(expired, ClaimsError(expired));
+    const std::pair<const char*, const char*> cases[] = {{"expired", "The token has expired"},
+                                                         {"notYetValid", "The token is not valid yet"},
+                                                         {"wrongIssuer", "The token is from another issuer"},
+                                                         {"wrongAudience", "The token is for another audience"},
+                                                         {"wrongSubject", "The token is about another subject"},
+                                                         {"missingClaim", "The token lacks a claim"},
+                                                         {"tooOld", "The token is too old"},
+                                                         {"wrongType", "The token is of another type"},
+                                                         {"replayed", "The token was used before"},
+                                                         {"malformed", "A claim is malformed"}};
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const ClaimsError each(static_cast<ClaimsError::Case>(i), "", "so");
+        EXPECT_EQ(each.errorDescription(), std::string(cases[i].second) + ": the payload must be so.");
+        EXPECT_EQ(each.debugDescription(), error(cases[i].first, "", "so"));
+    }
     for (const auto& other : {ClaimsError(ClaimsError::Case::tooOld, "exp", "a time after 5"),
                               ClaimsError(ClaimsError::Case::expired, "iat", "a time after 5"),
                               ClaimsError(ClaimsError::Case::expired, "exp", "a time after 6")}) {

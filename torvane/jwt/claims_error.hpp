@@ -26,8 +26,8 @@ class TORVANE_EXPORT ClaimsError final : public Error {
         wrongIssuer,    ///< "iss" is not one of the policy's issuers.
         wrongAudience,  ///< "aud" has none of the policy's audiences.
         wrongSubject,   ///< "sub" is not the policy's subject.
-        missingClaim,   ///< The policy needs a claim that is missing or null.
-        tooOld,         ///< The time since "iat" is more than the policy's maximum age.
+        missingClaim,   ///< The policy needs a claim that is missing or, unless it is a time, null.
+        tooOld,         ///< "iat" is the policy's maximum age ago, or more.
         wrongType,      ///< The header's "typ" is not the one that the policy expects.
         replayed,       ///< The policy's replay check has seen the token before.
         malformed,      ///< The payload is not a JSON object, a registered claim has the wrong type, or a time is

@@ -31,8 +31,10 @@ bool contains(const std::vector<std::string>& names, std::string_view name) {
 
 JWTClaims parseClaims(ByteView payload, const Limits& limits) {
     try {
-        auto value = JSONSerialization::jsonObject(payload, limits);
-        if (auto* object = value.as<JSONValue::Object>()) return JWTClaims(std::move(*object));
+        auto json = JSONSerialization::secretJSONObject(payload, limits);
+        if (json.get().as<JSONValue::Object>()) {
+            return JWTClaims(std::move(*std::move(json).take().as<JSONValue::Object>()));
+        }
     } catch (const JSONError&) {
         // Text that is not JSON is no object either.
     }
@@ -76,6 +78,18 @@ bool anyAudience(const JSONValue& audience, const Accepts& accepts) {
 
 std::string describe(std::string_view relation, double seconds) {
     return std::string(relation) + std::to_string(static_cast<std::int64_t>(seconds));
+}
+
+std::chrono::seconds limit(std::chrono::seconds duration) {
+    constexpr auto longest = std::chrono::hours(24 * 365 * 100);
+    return std::clamp<std::chrono::seconds>(duration, std::chrono::seconds(0), longest);
+}
+
+/// The first time that the clock can show at or after these seconds.
+ClaimsPolicy::Time roundUp(double seconds) {
+    const auto time = toTime(seconds);
+    const bool isRoundedDown = toSeconds(time) < seconds && time != ClaimsPolicy::Time::max();
+    return isRoundedDown ? time + std::chrono::microseconds(1) : time;
 }
 
 /// Lower case, without "application/" where that is optional (RFC 7515, section 4.1.9).
@@ -126,17 +140,17 @@ ClaimsPolicy& ClaimsPolicy::allowNoExpiry() {
 }
 
 ClaimsPolicy& ClaimsPolicy::setLeeway(std::chrono::seconds leeway) {
-    leeway_ = leeway;
+    leeway_ = limit(leeway);
     return *this;
 }
 
 ClaimsPolicy& ClaimsPolicy::setMaximumAge(std::chrono::seconds age) {
-    maximumAge_ = age;
+    maximumAge_ = limit(age);
     return *this;
 }
 
 ClaimsPolicy& ClaimsPolicy::setClock(std::function<Time()> clock) {
-    clock_ = std::move(clock);
+    clock_ = clock ? std::move(clock) : std::chrono::system_clock::now;
     return *this;
 }
 
@@ -165,9 +179,16 @@ void ClaimsPolicy::check(const JWTClaims& claims, std::optional<std::string_view
 
 JWTClaims ClaimsPolicy::readClaims(ByteView payload, const JSONValue::Object& header, const Limits& limits) const {
     auto claims = parseClaims(payload, limits);
-    const auto* type = stringMember(header, "typ");
-    check(claims, type ? std::optional<std::string_view>(*type) : std::nullopt);
-    return claims;
+    const auto type = header.find("typ");
+    const auto* text = stringMember(header, "typ");
+    try {
+        // Empty text stands for a value of another kind: no type that a policy accepts is empty.
+        check(claims, type == header.end() ? std::nullopt : std::optional<std::string_view>(text ? *text : ""));
+        return claims;
+    } catch (...) {
+        claims.wipe();
+        throw;
+    }
 }
 
 void ClaimsPolicy::checkType(std::optional<std::string_view> type) const {
@@ -223,9 +244,9 @@ ClaimsPolicy::Time ClaimsPolicy::checkTimes(const JWTClaims& claims) const {
         if (!issued) reject(Case::missingClaim, Names::ISSUED_AT, "there");
         if (*issued > latest) reject(Case::notYetValid, Names::ISSUED_AT, describe("a time until ", latest));
         end = std::min(end, *issued + age + leeway);
-        if (now > end) reject(Case::tooOld, Names::ISSUED_AT, describe("a time since ", now - age - leeway));
+        if (now >= end) reject(Case::tooOld, Names::ISSUED_AT, describe("a time after ", now - age - leeway));
     }
-    return toTime(end);
+    return roundUp(end);
 }
 
 }  // namespace Torvane

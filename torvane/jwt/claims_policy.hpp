@@ -34,8 +34,8 @@ class TORVANE_EXPORT ClaimsPolicy {
   public:
     /// A time of the clock with which "exp", "nbf" and "iat" are compared.
     using Time = std::chrono::system_clock::time_point;
-    /// Remembers a token at least until the given time, when it expires. Returns whether it was new. An issuer and its
-    /// "jti" are unique together.
+    /// Remembers a token until the given time, from which on the policy rejects it anyway. Returns whether it was new.
+    /// An issuer and its "jti" are unique together.
     using ReplayCheck = std::function<bool(const JWTClaims& claims, Time until)>;
 
     ClaimsPolicy() = default;
@@ -70,13 +70,13 @@ class TORVANE_EXPORT ClaimsPolicy {
 
     /// Accepts tokens without "exp". One that is there is checked all the same.
     ClaimsPolicy& allowNoExpiry() TORVANE_LIFETIMEBOUND;
-    /// How far the sender's clock may be off, 0 s unless set. It is added to "exp" and the maximum age, and subtracted
-    /// from "nbf" and "iat".
+    /// How far the sender's clock may be off: 0 s unless set, and at most 100 years. It is added to "exp" and the
+    /// maximum age, and subtracted from "nbf" and "iat". A negative time counts as 0 s.
     ClaimsPolicy& setLeeway(std::chrono::seconds leeway) TORVANE_LIFETIMEBOUND;
-    /// How long ago "iat" may be. A token without "iat", or with one that lies ahead, is then rejected. Any age unless
-    /// set.
+    /// From which age on, counted from "iat", a token is rejected: 0 s to 100 years. A token without "iat", or with one
+    /// that lies ahead, is then rejected. Any age unless set.
     ClaimsPolicy& setMaximumAge(std::chrono::seconds age) TORVANE_LIFETIMEBOUND;
-    /// The clock; std::chrono::system_clock unless set.
+    /// The clock; std::chrono::system_clock unless set, and for an empty function.
     ClaimsPolicy& setClock(std::function<Time()> clock) TORVANE_LIFETIMEBOUND;
 
     /// "typ" in the token's header must be this media type, for example "at+jwt" (RFC 8725, section 3.11). Case and the
@@ -97,7 +97,7 @@ class TORVANE_EXPORT ClaimsPolicy {
     /// @{
     /// Reads the claims of a payload whose signature has been verified, and checks them.
     /// @param payload the claims as JSON text.
-    /// @param header of the token; its "typ" is checked.
+    /// @param header of the token. Its "typ" is checked; one that is not text is wrong, unless any type is accepted.
     /// @param limits jsonDepth and jsonMembers.
     /// @throws ClaimsError malformed when the payload is not a JSON object; and as check().
     [[nodiscard]] JWTClaims readClaims(ByteView payload, const JSONValue::Object& header,

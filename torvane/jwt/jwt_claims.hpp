@@ -177,6 +177,11 @@ class TORVANE_EXPORT JWTClaims : public JsonSerializeObject, public JsonSerializ
     JWTClaims& unsetClaim(std::string_view withName) TORVANE_LIFETIMEBOUND;
     /// Whether there is a claim with this name, even one whose value is null.
     [[nodiscard]] bool hasClaim(std::string_view withName) const noexcept;
+    /// Overwrites the texts of all values with zeros, and removes all claims: for claims that were encrypted.
+    void wipe() noexcept {
+        for (auto& [name, value] : claimsMap_) wipeStrings(value);
+        claimsMap_.clear();
+    }
     /// The claim's value; null when it is missing. Valid until the claims change.
     [[nodiscard]] const JSONValue* findClaim(std::string_view name) const noexcept TORVANE_LIFETIMEBOUND;
 

@@ -20,7 +20,8 @@ struct DecodedMessage {
     JSONValue::Object jwsHeader;
     /// The sender's key that verified the JWS.
     JsonWebKey key;
-    /// The message's claims, which a policy has accepted; null where no policy is set.
+    /// The message's claims, which a policy has accepted; null where no policy is set. Wiped with the last copy of the
+    /// pointer.
     std::shared_ptr<const JWTClaims> claims;
 };
 

@@ -28,7 +28,8 @@ namespace Torvane {
 class MessageRules;
 
 /// The keys of both parties and the algorithms, as its Builder collected them. Immutable, cheap to copy, and safe to
-/// use from several threads at once; a failed call changes nothing.
+/// use from several threads at once, as far as the clock and the replay check of a policy may; a failed call changes
+/// nothing.
 class TORVANE_EXPORT JOSEHelper {
   public:
     class Builder;

@@ -15,28 +15,43 @@ using Case = ClaimsError::Case;
 // The protected parameter of a JWS that names its recipient: the SHA-256 thumbprint of the recipient's key.
 constexpr std::string_view recipientThumbprint = "recipient_jkt";
 
-// "aud" of a payload that is claims; nothing for any other payload.
-std::optional<JSONValue> findAudience(ByteView payload, const Limits& limits) {
+// A payload that is claims; null for any other payload.
+SecretJSON parseClaims(ByteView payload, const Limits& limits) {
     const auto start = asText(payload).find_first_not_of(" \t\r\n");
-    if (start == std::string_view::npos || payload[start] != '{') return std::nullopt;  // not parsed in vain
+    if (start == std::string_view::npos || payload[start] != '{') return SecretJSON({});  // not parsed in vain
     try {
-        const auto value = JSONSerialization::jsonObject(payload, limits);
-        const auto& members = *value.as<JSONValue::Object>();
-        const auto audience = members.find(ReservedClaimNames::AUDIENCE);
-        return audience == members.end() ? std::nullopt : std::optional(audience->second);
+        return JSONSerialization::secretJSONObject(payload, limits);
     } catch (const JSONError&) {
-        return std::nullopt;
+        return SecretJSON({});
     }
 }
 
+// "aud" of claims; null when there is none.
+const JSONValue* findAudience(const JSONValue& claims) {
+    const auto* members = claims.as<JSONValue::Object>();
+    const auto audience = members ? members->find(ReservedClaimNames::AUDIENCE) : JSONValue::Object::const_iterator();
+    return members && audience != members->end() ? &audience->second : nullptr;
+}
+
 bool namesOneOf(const JSONValue& audience, const std::vector<std::string>& names) {
-    const auto isOurs = [&names](const JSONValue& name) {
-        const auto* text = name.as<std::string>();
-        return text && std::find(names.begin(), names.end(), *text) != names.end();
+    const auto isText = [](const JSONValue& name) { return name.as<std::string>() != nullptr; };
+    const auto isOurs = [&](const JSONValue& name) {
+        return isText(name) && std::find(names.begin(), names.end(), *name.as<std::string>()) != names.end();
     };
     const auto* list = audience.as<JSONValue::List>();
-    return list ? std::any_of(list->begin(), list->end(), isOurs) : isOurs(audience);
+    if (list == nullptr) return isOurs(audience);
+    return std::all_of(list->begin(), list->end(), isText) && std::any_of(list->begin(), list->end(), isOurs);
 }
+
+// Claims of a message that was encrypted.
+struct WipedClaims {
+    JWTClaims claims;
+
+    WipedClaims() = default;
+    WipedClaims(const WipedClaims&) = delete;
+    WipedClaims& operator=(const WipedClaims&) = delete;
+    ~WipedClaims() { claims.wipe(); }
+};
 
 class Rules final : public MessageRules {
   public:
@@ -57,14 +72,18 @@ class Rules final : public MessageRules {
                                                           const JsonWebKey& decryptionKey,
                                                           const Limits& limits) const override {
         if (ourNames) requireRecipient(payload, jwsHeader, decryptionKey, limits);
-        return policy ? std::make_shared<const JWTClaims>(policy->readClaims(payload, jwsHeader, limits)) : nullptr;
+        if (!policy) return nullptr;
+        const auto wiped = std::make_shared<WipedClaims>();
+        wiped->claims = policy->readClaims(payload, jwsHeader, limits);
+        return {wiped, &wiped->claims};
     }
 
   private:
     void requireRecipient(ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
                           const Limits& limits) const {
         const auto bound = jwsHeader.find(recipientThumbprint);
-        const auto audience = ourNames->empty() ? std::nullopt : findAudience(payload, limits);
+        const auto claims = ourNames->empty() ? SecretJSON({}) : parseClaims(payload, limits);
+        const auto* audience = findAudience(claims.get());
         if (bound == jwsHeader.end() && !audience) {
             throw ClaimsError(Case::missingClaim, std::string(recipientThumbprint), "there");
         }

@@ -272,6 +272,8 @@ class SecretJSON {
 
     /// The value. The caller has to wipe any string copied from it.
     [[nodiscard]] const JSONValue& get() const noexcept { return value_; }
+    /// The value, which the caller has to wipe.
+    [[nodiscard]] JSONValue take() && noexcept { return std::move(value_); }
 
   private:
     JSONValue value_;

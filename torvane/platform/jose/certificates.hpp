@@ -36,7 +36,8 @@ namespace Torvane::JOSE {
 [[nodiscard]] TORVANE_EXPORT JSONValue::List makeCertificateChain(std::span<const ByteBuffer> certificates);
 
 /// The value of "x5t#S256" for a certificate in DER, its hash in base64url: 43 characters. With SHA-1, that of "x5t".
-/// @throws JOSESwiftError parsingFailed for anything else than one certificate in DER.
+/// The bytes are hashed as they are; the longer forms of BER are not noticed.
+/// @throws JOSESwiftError parsingFailed for anything else than one certificate.
 [[nodiscard]] TORVANE_EXPORT std::string certificateThumbprint(ByteView certificate,
                                                                HashFunction hash = HashFunction::SHA256);
 

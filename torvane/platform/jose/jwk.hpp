@@ -101,7 +101,7 @@ class TORVANE_EXPORT JWK {
 
     /// Whether both have the same public key and so the same thumbprint (RFC 7638, section 3.2); other members, and
     /// whether a JWK was read as a private key, do not matter. JWKs of a "kty" other than "RSA" and "EC" are equal when
-    /// all their members are.
+    /// all their parameters() are.
     friend TORVANE_EXPORT bool operator==(const JWK& a, const JWK& b);
 
   protected:
