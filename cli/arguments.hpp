@@ -9,4 +9,11 @@ namespace Command {
 /// A parser that runs the command when it has parsed it.
 std::unique_ptr<CLI::App> makeCommandLine();
 
+/// @{
+/// Add the commands of one kind: `key`, `jwks`, and those that make, open and show tokens.
+void addKeyCommands(CLI::App& root);
+void addSetCommands(CLI::App& root);
+void addMessageCommands(CLI::App& root);
+/// @}
+
 }  // namespace Command
