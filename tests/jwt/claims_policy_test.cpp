@@ -168,9 +168,9 @@ TEST(ClaimsPolicy, ComparesTheTypeOfTheHeader) {
                       Row{access(), accepted(), notAccess, "JWT"}, Row{access(), with("typ", "at+jwt"), notAccess},
                       Row{access(), accepted(), notAccess, "at+jwt/1"},
                       Row{access(), accepted(), notAccess, "text/at+jwt"},
-                      Row{policy().requireType("application/a/b"), accepted(), ok, "application/A/B"},
-                      Row{policy().requireType("application/a/b"), accepted(),
-                          error("wrongType", "typ", R"(\"application/a/b\")"), "a/b"},
+                      Row{policy().requireType("application/a/z"), accepted(), ok, "application/A/Z"},
+                      Row{policy().requireType("application/a/z"), accepted(),
+                          error("wrongType", "typ", R"(\"application/a/z\")"), "a/z"},
                       Row{policy().allowAnyType(), accepted(), ok, "logout+jwt"},
                       Row{policy().allowAnyType().requireType("at+jwt"), accepted(), notAccess, "JWT"}));
 }
