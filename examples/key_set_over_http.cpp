@@ -1,6 +1,6 @@
 // An API verifies tokens with the keys that a provider publishes over HTTP, in one process. The provider says with
-// Cache-Control how long its keys hold, replaces its key, and goes down. The program prints each request, what the key
-// set source reports, and the result for each token.
+// Cache-Control how long its keys hold, replaces its key, and goes down. A stranger sends tokens too. The program
+// prints each request, what the key set source reports, and the subject of each token, or why the token is rejected.
 //
 // Use TLS in a network. Otherwise an attacker can replace the provider's keys.
 #include <atomic>
@@ -21,6 +21,7 @@ using namespace std::chrono_literals;
 
 const std::string jwksType(URLRequestHeader::header_content_type_jwks);
 constexpr std::size_t longestBody = 50'000;
+constexpr auto *issuer = "https://id.example", *api = "https://api.example";
 
 class Provider {
   public:
@@ -44,7 +45,12 @@ class Provider {
         key_ = JsonWebKey(SoftwareKeyStore::generateEC(EllipticCurve::P256), JWKUse::JWK_SIG, keyId);
         published_ = JsonWebKeySet{key_}.publicSet().encodeToString();
     }
-    std::string sign(std::string_view payload) const { return JWSSigner("ES256", key_).signJWTToString(payload); }
+    std::string issue(const char* subject, const char* audience = api) const {
+        JWTClaims claims;
+        claims.setIssuer(issuer).setAudience(audience).setSubject(subject);
+        claims.setExpirationTimeInTheFuture(5min);
+        return JWSSigner("ES256", key_).signJWTToString(claims.toJsonString());
+    }
 
     std::atomic<bool> isDown = false;
 
@@ -105,23 +111,23 @@ int main() try {
                                                                            .maximumBytes = longestBody,
                                                                            .clock = [&] { return now; },
                                                                            .report = logEvent});
+    const TokenVerifier verifier(source, {"ES256"}, ClaimsPolicy().requireIssuer(issuer).requireAudience(api));
     const auto verify = [&](std::chrono::seconds later, const std::string& token) {
         now += later;
         std::cout << "after " << later.count() << " s\n";
         try {
-            const auto keyId = JsonWebStructure::readHeader(token)->at("kid").to<std::string>().value_or("");
-            const auto keys = source.keysFor(keyId)->find({.keyId = keyId});
-            if (keys.empty()) throw std::runtime_error("no key has the id " + makePrintable(keyId));
-            std::cout << asText(JWSVerifier("ES256", keys.front()).verifyJWS(token)) << '\n';
+            std::cout << makePrintable(verifier.verify(token).claims.getSubject()) << '\n';
         } catch (const std::exception& error) {
             std::cout << "rejected: " << makePrintable(error.what()) << '\n';
         }
     };
-    const auto old = provider.sign("Ada signed in");
+    const auto old = provider.issue("Ada");
     verify(0s, old);
     verify(10s, old);
+    verify(0s, "AAAA.AAAA");  // from a stranger
+    verify(0s, provider.issue("Ada", "https://shop.example"));
     provider.signWith("2027");
-    const auto next = provider.sign("Ada signed in again");
+    const auto next = provider.issue("Grace");
     verify(10s, next);  // too soon after the last request
     verify(10s, next);
     verify(0s, old);
