@@ -279,7 +279,10 @@ TEST(KeySetSource, ErrorsKeepTheirUnderlyingError) {
         {unavailable, R"(unavailable("503"): No key set is available: 503)"},
         {KeySetSourceError::timedOut(), "timedOut: No key set is available: another thread is still fetching it."},
         {KeySetSourceError::calledByFetch(),
-         "calledByFetch: No key set is available: the function that fetches it asked for it."},
+         "calledByFetch: The function that fetches the key set asked the source for it."},
+        {KeySetSourceError::unavailable(wrapped(KeySetSourceError::calledByFetch())),
+         "unavailable(KeySetSourceError.calledByFetch): No key set is available: The function that fetches the key set "
+         "asked the source for it."},
         {KeySetSourceError::rejected("Too long."), R"(rejected("Too long."): Too long.)"}};
     for (const auto& [error, text] : texts) {
         EXPECT_EQ(error.debugDescription() + ": " + error.errorDescription(), "KeySetSourceError." + text);

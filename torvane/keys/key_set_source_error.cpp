@@ -30,7 +30,7 @@ KeySetSourceError KeySetSourceError::timedOut() {
 }
 
 KeySetSourceError KeySetSourceError::calledByFetch() {
-    return {Case::calledByFetch, describeMissingSet("the function that fetches it asked for it.")};
+    return {Case::calledByFetch, "The function that fetches the key set asked the source for it."};
 }
 
 KeySetSourceError KeySetSourceError::rejected(std::string message) {

@@ -35,7 +35,7 @@ class TORVANE_EXPORT KeySetSourceError final : public Error {
     [[nodiscard]] static KeySetSourceError unavailable(std::exception_ptr underlying);
     /// errorDescription() is "No key set is available: another thread is still fetching it."
     [[nodiscard]] static KeySetSourceError timedOut();
-    /// errorDescription() is "No key set is available: the function that fetches it asked for it."
+    /// errorDescription() is "The function that fetches the key set asked the source for it."
     [[nodiscard]] static KeySetSourceError calledByFetch();
     /// errorDescription() is the message.
     [[nodiscard]] static KeySetSourceError rejected(std::string message);
