@@ -6,6 +6,7 @@
 #include <mutex>
 #include <thread>
 
+#include "tests/testing/moved_from.hpp"
 #include "tests/testing/testing.hpp"
 
 namespace {
@@ -270,6 +271,12 @@ TEST(KeySetSource, AClockThatThrowsEndsTheFetch) {
     EXPECT_EQ(localizedDescription(THROWN_BY(source.keys())), "no clock");
     isBroken = false;
     EXPECT_EQ(source.keys()->size(), 1U);
+}
+
+TEST(MovedFrom, KeySetSourceSharesTheSet) {
+    Provider provider;
+    const auto copy = provider.source;
+    EXPECT_EQ(movedFrom(provider.source).keys(), copy.keys());
 }
 
 TEST(KeySetSource, ErrorsKeepTheirUnderlyingError) {

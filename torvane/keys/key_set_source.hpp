@@ -110,6 +110,12 @@ class TORVANE_EXPORT KeySetSource {
     /// Fetches nothing yet.
     explicit KeySetSource(Fetch fetch, Options options = {});
 
+    /// @{
+    /// A move is a copy, so a moved-from source still works.
+    KeySetSource(const KeySetSource&) = default;
+    KeySetSource& operator=(const KeySetSource&) = default;
+    /// @}
+
     /// The set. Fetches one when there is none, or when it no longer holds and the cooldown is over.
     /// @throws KeySetSourceError unavailable, timedOut or calledByFetch; whatever the clock or `report` throws.
     [[nodiscard]] std::shared_ptr<const JsonWebKeySet> keys() const;
