@@ -27,11 +27,15 @@ std::string setOfIds(const std::vector<std::string>& ids) {
     return json{{"keys", keys}}.dump();
 }
 
+FetchedKeySet fetchA() {
+    return {setOfIds({"a"}), 100s};
+}
+
 // A provider with a clock that the test sets. Notes each event in words.
 struct Provider {
     std::atomic<seconds> now = 1000s;
     std::atomic<int> fetches = 0;
-    std::function<FetchedKeySet()> answer = [] { return FetchedKeySet{setOfIds({"a"}), 100s}; };
+    std::function<FetchedKeySet()> answer = fetchA;
     std::vector<std::string> events;
     KeySetSource source;
 
@@ -198,7 +202,7 @@ TEST(KeySetSource, AnOutageIsBridgedForAsLongAsToldWithoutHammeringTheProvider) 
     EXPECT_EQ(provider.takeEvents(), Words{"failed: 503"});
 
     provider.now = 1010s;
-    provider.answer = [] { return FetchedKeySet{setOfIds({"a"}), 100s}; };
+    provider.answer = fetchA;
     EXPECT_TRUE(provider.source.keys());
     provider.answer = failToFetch;
     for (auto second = 1109s; second < 1160s; ++second) {
@@ -240,14 +244,10 @@ TEST(KeySetSource, CallbacksMayCallTheSource) {
     EXPECT_EQ(seenByFetch, old);
 
     KeySetSource* source = nullptr;
-    const KeySetSource reporting(
-        [] {
-            return FetchedKeySet{setOfIds({"a"}), 100s};
-        },
-        {.report = [&](const KeySetEvent& event) {
-            seenByReport = event.keyId == "x" ? source->keysFor("y") : source->keys();
-            if (event.kind == Kind::fetched) throw std::logic_error("the log is full");
-        }});
+    const KeySetSource reporting(fetchA, {.report = [&](const KeySetEvent& event) {
+                                     seenByReport = event.keyId == "x" ? source->keysFor("y") : source->keys();
+                                     if (event.kind == Kind::fetched) throw std::logic_error("the log is full");
+                                 }});
     auto copy = reporting;
     source = &copy;
     EXPECT_EQ(localizedDescription(THROWN_BY(reporting.keys())), "the log is full");
@@ -312,13 +312,9 @@ TEST(KeySetSourceConcurrency, AHangingFetchHoldsUpNobodyForLongerThanAllowed) {
         std::thread fetcher([&] { EXPECT_EQ(provider.source.keysFor("b")->size(), 2U); });
         isFetching.wait();
         for (const auto* id : {"a", "x"}) {
-            if (isSetKept) {
-                EXPECT_TRUE(provider.source.keys());
-                EXPECT_TRUE(provider.source.keysFor(id));
-            } else {
-                EXPECT_ERROR(provider.source.keys(), KeySetSourceError::timedOut());
-                EXPECT_ERROR(provider.source.keysFor(id), KeySetSourceError::timedOut());
-            }
+            const auto result = isSetKept ? "nothing was thrown" : KeySetSourceError::timedOut().debugDescription();
+            EXPECT_ERROR_TEXT(provider.source.keys(), result);
+            EXPECT_ERROR_TEXT(provider.source.keysFor(id), result);
         }
         isReleased.count_down();
         fetcher.join();
@@ -330,19 +326,35 @@ TEST(KeySetSourceConcurrency, AHangingFetchHoldsUpNobodyForLongerThanAllowed) {
     EXPECT_EQ(provider.takeEvents(), (Words{fetched, "ignored x", fetched, fetched}));
 }
 
-TEST(KeySetSourceConcurrency, ThreadsThatWaitGetTheResultOfTheOneFetch) {
+// What the application's fetch throws. It calls the source when its text is read, and when it is destroyed.
+struct CallingError : std::exception {
+    explicit CallingError(std::function<void()> itsCall) : call(std::move(itsCall)) {}
+    ~CallingError() override { call(); }
+    const char* what() const noexcept override { return call(), "503"; }
+
+    std::function<void()> call;
+};
+
+TEST(KeySetSourceConcurrency, ThreadsThatWaitGetTheResultOfTheOneFetchAndItsErrorMayCallTheSource) {
     for (const bool isUp : {true, false}) {
-        Provider provider({.maximumWait = std::chrono::milliseconds::max()});
+        Provider provider({.cooldown = 10s, .maximumWait = std::chrono::milliseconds::max()});
         std::latch isFetching(1), areWaiting(3);
+        std::atomic<int> calls = 0;
+        const auto callSource = [&] {
+            thread_local bool isCalling = false;
+            if (std::exchange(isCalling, true)) return;
+            ++calls;
+            static_cast<void>(THROWN_BY(provider.source.keys()));
+            isCalling = false;
+        };
         provider.answer = [&] {
             isFetching.count_down();
             areWaiting.wait();
-            return isUp ? FetchedKeySet{setOfIds({"a"}), 100s} : failToFetch();
+            if (!isUp) throw CallingError(callSource);
+            return fetchA();
         };
-        const auto expectResult = [&] {
-            const auto error = textualForm(THROWN_BY(provider.source.keys()));
-            EXPECT_EQ(error, isUp ? "nothing was thrown" : unavailable.debugDescription());
-        };
+        const auto result = isUp ? "nothing was thrown" : unavailable.debugDescription();
+        const auto expectResult = [&] { EXPECT_ERROR_TEXT(provider.source.keys(), result); };
         std::vector<std::thread> threads;
         threads.emplace_back(expectResult);
         isFetching.wait();
@@ -353,7 +365,15 @@ TEST(KeySetSourceConcurrency, ThreadsThatWaitGetTheResultOfTheOneFetch) {
             });
         }
         for (auto& thread : threads) thread.join();
+        expectResult();  // during the cooldown
         EXPECT_EQ(provider.fetches, 1);
+
+        EXPECT_EQ(calls.exchange(0) > 0, !isUp);
+
+        provider.answer = fetchA;
+        provider.now = 1010s;
+        EXPECT_TRUE(provider.source.keys());
+        EXPECT_EQ(calls, isUp ? 0 : 1);  // the old error was destroyed
     }
 }
 

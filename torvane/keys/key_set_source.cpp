@@ -46,6 +46,8 @@ struct Answer {
     std::vector<LeftOutKey> leftOut;
     Seconds holdsFor{};
     std::exception_ptr error;
+    // That of the fetch before, to be destroyed without the lock: it belongs to the application.
+    std::exception_ptr replacedError;
 };
 
 Answer readAnswer(const KeySetSource::Fetch& fetch, const KeySetSourceOptions& options) {
@@ -163,7 +165,9 @@ Set KeySetSource::State::refresh(Time now, std::optional<std::string_view> keyId
     }
     if (!usable) {
         if (fetcher) return waitForFetch(lock);
-        throw KeySetSourceError::unavailable(lastError);
+        const auto error = lastError;
+        lock.unlock();
+        throw KeySetSourceError::unavailable(error);
     }
     lock.unlock();
     if (isUnknown) report({.kind = KeySetEvent::Kind::ignoredKeyId, .keyId = *keyId});
@@ -175,8 +179,11 @@ Set KeySetSource::State::waitForFetch(std::unique_lock<std::mutex>& lock) {
     const auto isEnded = [this, count = fetchCount] { return fetchCount != count; };
     const auto old = set;
     if (!changed.wait_for(lock, options.maximumWait, isEnded)) throw KeySetSourceError::timedOut();
-    if (set == old) throw KeySetSourceError::unavailable(lastError);
-    return set;
+    auto found = set != old ? set : nullptr;
+    const auto error = lastError;
+    lock.unlock();
+    if (!found) throw KeySetSourceError::unavailable(error);
+    return found;
 }
 
 Set KeySetSource::State::fetchSet() {
@@ -204,7 +211,7 @@ Set KeySetSource::State::fetchSet() {
 Set KeySetSource::State::accept(Answer& answer, Time now) {
     const std::lock_guard lock(mutex);
     nextFetchAt = now + options.cooldown;
-    lastError = answer.error;
+    answer.replacedError = std::exchange(lastError, answer.error);
     if (answer.set) {
         set.swap(answer.set);
         dueAt = now + answer.holdsFor;
