@@ -35,6 +35,7 @@ FetchedKeySet fetchA() {
 struct Provider {
     std::atomic<seconds> now = 1000s;
     std::atomic<int> fetches = 0;
+    std::atomic<bool> isClockBroken = false;  // for one call
     std::function<FetchedKeySet()> answer = fetchA;
     std::vector<std::string> events;
     KeySetSource source;
@@ -45,7 +46,10 @@ struct Provider {
 
   private:
     KeySetSource makeSource(Options options) {
-        options.clock = [this] { return Options::Time(now.load()); };
+        options.clock = [this] {
+            if (isClockBroken.exchange(false)) throw std::runtime_error("no clock");
+            return Options::Time(now.load());
+        };
         options.report = [this](const KeySetEvent& event) { note(event); };
         return KeySetSource(
             [this] {
@@ -257,20 +261,25 @@ TEST(KeySetSource, CallbacksMayCallTheSource) {
     EXPECT_TRUE(seenByReport);
 }
 
-TEST(KeySetSource, AClockThatThrowsEndsTheFetch) {
-    bool isBroken = true;
-    int calls = 0;
-    const KeySetSource source(
-        [] {
-            return FetchedKeySet{setOfIds({"a"}), 100s};
-        },
-        {.clock = [&] {
-            if (isBroken && ++calls == 2) throw std::runtime_error("no clock");
-            return Options::Time();
-        }});
-    EXPECT_EQ(localizedDescription(THROWN_BY(source.keys())), "no clock");
-    isBroken = false;
-    EXPECT_EQ(source.keys()->size(), 1U);
+TEST(KeySetSource, AClockThatThrowsAfterAFetchLosesNeitherTheAnswerNorTheCooldown) {
+    for (const bool isUp : {true, false}) {
+        Provider provider;  // cooldown 10 s
+        provider.answer = [&] {
+            provider.isClockBroken = true;
+            return isUp ? fetchA() : failToFetch();
+        };
+        EXPECT_EQ(localizedDescription(THROWN_BY(provider.source.keys())), "no clock");
+        const auto result = isUp ? "nothing was thrown" : unavailable.debugDescription();
+        for (auto second = 1000s; second < 1010s; ++second) {
+            provider.now = second;
+            EXPECT_ERROR_TEXT(provider.source.keysFor("a"), result);
+        }
+        EXPECT_EQ(provider.fetches, 1);
+        EXPECT_EQ(provider.takeEvents(), Words{isUp ? "fetched 1 for 100" : "failed: 503"});
+        provider.now = 1010s;
+        EXPECT_EQ(localizedDescription(THROWN_BY(provider.source.keysFor("x"))), "no clock");
+        EXPECT_EQ(provider.fetches, 2);
+    }
 }
 
 TEST(MovedFrom, KeySetSourceSharesTheSet) {

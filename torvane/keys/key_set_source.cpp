@@ -127,7 +127,7 @@ struct KeySetSource::State {
 
     Set refresh(Time now, std::optional<std::string_view> keyId);
     Set waitForFetch(std::unique_lock<std::mutex>& lock);
-    Set fetchSet();
+    Set fetchSet(Time start);
     /// Returns the set that may be used now, or null.
     Set accept(Answer& answer, Time now);
     void report(const KeySetEvent& event) const {
@@ -161,7 +161,7 @@ Set KeySetSource::State::refresh(Time now, std::optional<std::string_view> keyId
     if (!fetcher && now >= nextFetchAt) {
         fetcher = std::this_thread::get_id();
         lock.unlock();
-        return fetchSet();
+        return fetchSet(now);
     }
     if (!usable) {
         if (fetcher) return waitForFetch(lock);
@@ -186,9 +186,10 @@ Set KeySetSource::State::waitForFetch(std::unique_lock<std::mutex>& lock) {
     return found;
 }
 
-Set KeySetSource::State::fetchSet() {
+Set KeySetSource::State::fetchSet(Time start) {
     Answer answer;
     Set usable;
+    std::exception_ptr clockError;
     {
         const Turn turn(*this);
         try {
@@ -196,14 +197,22 @@ Set KeySetSource::State::fetchSet() {
         } catch (...) {
             answer.error = std::current_exception();
         }
-        usable = accept(answer, options.clock());
+        // The answer is used also if the clock throws; the caller gets what it threw after that.
+        auto end = start;
+        try {
+            end = options.clock();
+        } catch (...) {
+            clockError = std::current_exception();
+        }
+        usable = accept(answer, end);
     }
     using enum KeySetEvent::Kind;
     if (!answer.error) {
         report({.kind = fetched, .keyCount = usable->size(), .leftOut = answer.leftOut, .holdsFor = answer.holdsFor});
-        return usable;
+    } else {
+        report({.kind = usable ? keptOldSet : failed, .error = answer.error});
     }
-    report({.kind = usable ? keptOldSet : failed, .error = answer.error});
+    if (clockError) std::rethrow_exception(clockError);
     if (!usable) throw KeySetSourceError::unavailable(answer.error);
     return usable;
 }

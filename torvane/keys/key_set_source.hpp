@@ -85,7 +85,8 @@ struct KeySetSourceOptions {
     std::size_t maximumKeys = 100;
     /// As for JsonWebKeySet::readKnown(): jsonDepth, jsonMembers and rsaBits.
     Limits limits = {};
-    /// The clock; std::chrono::steady_clock if empty. Called without a lock, and must not call the source.
+    /// The clock; std::chrono::steady_clock if empty. Called without a lock, and must not call the source. If it throws
+    /// after a fetch, the answer counts as fetched at the time before the fetch.
     std::function<Time()> clock = {};
     /// Called after each event in the thread that caused it, without a lock. An exception that it throws reaches the
     /// caller. It may call the source, which may cause another event.
