@@ -70,10 +70,13 @@ struct KeySetSourceOptions {
     /// The least time from the end of one fetch to the start of the next, whether the first one failed or not. At least
     /// 1 s.
     std::chrono::seconds cooldown = std::chrono::seconds(30);
-    /// The longest time after which a set is fetched again, whatever the provider says: that long, a key that the
-    /// provider withdraws may still be accepted. The shortest is the cooldown, which `longestHold` cannot undercut.
+    /// The longest time after which a set is fetched again, whatever the provider says. The shortest is the cooldown,
+    /// which `longestHold` cannot undercut. A key that the provider withdraws may still be accepted for the duration of
+    /// the fetch that returned it, then for `longestHold`, and for `staleFor` too if no new set can be fetched.
     std::chrono::seconds longestHold = std::chrono::hours(24);
-    /// For how long a set that no longer holds is used, while no new one can be fetched.
+    /// For how long a set that no longer holds is used, while fetches fail or their answers are not accepted. An answer
+    /// without a key that the library knows is not accepted: a provider that withdraws all its keys with `{"keys":[]}`
+    /// does not shorten this time.
     std::chrono::seconds staleFor = std::chrono::hours(1);
     /// How long a call waits for the fetch of another thread when there is no set to use. Measured by the system's
     /// clock.
