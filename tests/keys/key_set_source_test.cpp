@@ -226,6 +226,12 @@ TEST(KeySetSource, AnOutageIsBridgedForAsLongAsToldWithoutHammeringTheProvider) 
     provider.now = 1180s;
     provider.answer = [] { return FetchedKeySet{setOfIds({"b"}), 100s}; };
     EXPECT_EQ(provider.source.keys()->jwks.at(0).keyId(), "b");
+
+    Provider strict({.cooldown = 10s, .staleFor = -1s});
+    EXPECT_TRUE(strict.source.keys());
+    strict.answer = failToFetch;
+    strict.now = 1100s;  // the set held until now
+    EXPECT_ERROR(strict.source.keys(), unavailable);
 }
 
 TEST(KeySetSource, CallbacksMayCallTheSource) {
