@@ -50,4 +50,15 @@ ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
     }
 }
 
+std::string findHint(const std::exception_ptr& thrown) {
+    const auto* failure = Torvane::findError<Failure>(thrown);
+    return failure == nullptr ? std::string() : failure->hint();
+}
+
+Failure addHint(const std::exception_ptr& thrown, std::string hint) {
+    auto present = findHint(thrown);
+    return {chooseExitCode(thrown), Torvane::localizedDescription(thrown),
+            present.empty() ? std::move(hint) : std::move(present)};
+}
+
 }  // namespace Command

@@ -4,6 +4,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Command {
 
@@ -24,17 +25,26 @@ enum class ExitCode {
     signature = 7,
 };
 
-/// An error of the command itself, with its exit code.
+/// An error of the command itself, with its exit code and perhaps a hint: one sentence on what to do.
 class Failure : public std::runtime_error {
   public:
-    Failure(ExitCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
+    Failure(ExitCode code, const std::string& text, std::string hint = {})
+        : std::runtime_error(text), code_(code), hint_(std::move(hint)) {}
     ExitCode code() const noexcept { return code_; }
+    const std::string& hint() const noexcept { return hint_; }
 
   private:
     ExitCode code_;
+    std::string hint_;
 };
 
 /// The exit code for an exception of the library or the command.
 ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept;
+
+/// The hint of a Failure; empty for every other exception.
+std::string findHint(const std::exception_ptr& thrown);
+
+/// The exception as a Failure with the same exit code and text, and with this hint. A hint that it has already stays.
+Failure addHint(const std::exception_ptr& thrown, std::string hint);
 
 }  // namespace Command

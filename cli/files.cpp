@@ -29,7 +29,7 @@ enum class Access { read, write };
 
 [[noreturn]] void fail(Access access, const std::string& path, const std::string& reason) {
     const bool isRead = access == Access::read;
-    const auto name = !isStandardStream(path) ? '"' + path + '"' : isRead ? "standard input" : "standard output";
+    const auto name = isRead || !isStandardStream(path) ? nameInput(path) : "standard output";
     throw Failure(ExitCode::file, (isRead ? "Cannot read " : "Cannot write ") + name + ": " + reason + '.');
 }
 
@@ -91,6 +91,10 @@ void write(const std::string& path, ByteView content) {
 }
 
 }  // namespace
+
+std::string nameInput(const std::string& path) {
+    return isStandardStream(path) ? "standard input" : '"' + path + '"';
+}
 
 ByteBuffer readInput(const std::string& path) {
     return readAll<ByteBuffer>(path, SIZE_MAX);

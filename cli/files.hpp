@@ -10,6 +10,9 @@ namespace Command {
 /// @throws Failure
 Torvane::ByteBuffer readInput(const std::string& path);
 
+/// The file's name in quotes, or "standard input" if the path is empty or "-".
+std::string nameInput(const std::string& path);
+
 /// Reads a file of at most 64 KiB that holds a secret.
 /// @throws Failure
 Torvane::SecretBuffer readSecretFile(const std::string& path);

@@ -3,11 +3,13 @@
 #include <iterator>
 #include <torvane/platform/core/clock.hpp>
 
+#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/terminal.hpp"
+#include "cli/token_input.hpp"
 #include "cli/token_view.hpp"
 
 namespace Command {
@@ -19,6 +21,7 @@ struct Keys {
     JsonWebKeySet own;
     // If given, the token must verify with one of them.
     std::optional<std::vector<JsonWebKey>> peer;
+    std::string peerName;
 
     bool areGiven() const noexcept { return peer || !own.jwks.empty(); }
 };
@@ -56,9 +59,37 @@ bool isFor(const TokenView& view, const JsonWebKey& key) noexcept {
     return view.isEncrypted ? key.use() != JWKUse::JWK_SIG && key.key().keyRef() : key.use() != JWKUse::JWK_ENC;
 }
 
+// What is wrong when none of the keys opens the token, and what to do.
+[[noreturn]] void explain(const TokenView& view, const std::vector<JsonWebKey>& all,
+                          const std::vector<JsonWebKey>& candidates, const std::string& set,
+                          const std::exception_ptr& lastError) {
+    const auto keyId = view.readHeaderMember("kid");
+    const auto hasId = [&](const JsonWebKey& key) { return key.keyId() == keyId; };
+    const bool isKnown = std::ranges::any_of(candidates, hasId);
+    const auto give = "Give your private key: --own enc:" + (keyId.empty() ? "KID" : keyId) + "=URI.";
+    if (!view.isEncrypted && !keyId.empty() && !isKnown) {
+        throw Failure(ExitCode::key, explainMissingKey(set, all, keyId, JWKUse::JWK_SIG),
+                      "Ask the peer for a set with the key of this token.");
+    }
+    if (candidates.empty()) {
+        throw Failure(ExitCode::key,
+                      std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token.",
+                      view.isEncrypted ? give : "No key in " + set + " is for signatures.");
+    }
+    if (view.isEncrypted && !keyId.empty() && !isKnown) {
+        const auto gave = candidates.size() == 1 ? inQuotes(candidates[0].keyId()) : listNames(listIds(candidates));
+        throw Failure(ExitCode::key, "The token is for " + inQuotes(keyId) + "; you gave " + gave + '.', give);
+    }
+    const auto& last = candidates.back();
+    const auto why = explainMisfit(last.key(), view.readHeaderMember("alg"));
+    throw addHint(lastError, why                ? "The key " + inQuotes(last.keyId()) + ' ' + *why + '.'
+                             : view.isEncrypted ? "The token was changed, or was encrypted for another key."
+                                                : "The token was changed, or was signed with another key.");
+}
+
 // Tries the keys that have the token's key id, or all keys if none has it. Returns the id of the key that opens it.
 template <class Open>
-std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, Open open) {
+std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view, const std::string& set, Open open) {
     std::vector<JsonWebKey> candidates;
     std::ranges::copy_if(keys, std::back_inserter(candidates), [&](const auto& key) { return isFor(view, key); });
     const auto hasId = [&](const JsonWebKey& key) { return key.keyId() == view.readHeaderMember("kid"); };
@@ -72,14 +103,12 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
             lastError = std::current_exception();
         }
     }
-    if (lastError) std::rethrow_exception(lastError);
-    throw Failure(ExitCode::key,
-                  std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token.");
+    explain(view, keys, candidates, set, lastError);
 }
 
 ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
     ByteBuffer plaintext;
-    layer.key = openWith(keys.own.jwks, layer.view, [&](const JsonWebKey& key) {
+    layer.key = openWith(keys.own.jwks, layer.view, {}, [&](const JsonWebKey& key) {
         const JWEDecrypter decrypter(layer.view.readHeaderMember("alg"), layer.view.readHeaderMember("enc"),
                                      key.key().keyRef().value());
         plaintext = decrypter.decryptJWE(token);
@@ -89,7 +118,7 @@ ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
 
 void verify(Layer& layer, std::string_view token, const Keys& keys) {
     const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.readHeaderMember("alg"));
-    layer.key = openWith(*keys.peer, layer.view, [&](const JsonWebKey& key) {
+    layer.key = openWith(*keys.peer, layer.view, keys.peerName, [&](const JsonWebKey& key) {
         static_cast<void>(JWSVerifier(algorithm.value(), key).verifyJWS(token));
     });
 }
@@ -192,6 +221,7 @@ void printJSON(const Inspection& inspection, double now) {
     for (const auto& layer : inspection.layers) layers.emplace_back(asJSON(layer, now));
     JSONValue::Object document{{"layers", std::move(layers)}, {"verified", inspection.isVerified()}};
     if (inspection.failure) document["error"] = localizedDescription(inspection.failure);
+    if (auto hint = findHint(inspection.failure); !hint.empty()) document["hint"] = std::move(hint);
     std::cout << formatJSON(document) << '\n';
 }
 
@@ -214,17 +244,18 @@ void print(const Inspection& inspection, double now) {
 }  // namespace
 
 void inspect(const InspectOptions& options) {
-    Keys keys{openOwnKeys(options.own, options.secret), std::nullopt};
+    Keys keys{openOwnKeys(options.own, options.secret), std::nullopt, nameInput(options.peer)};
     if (!options.peer.empty()) {
         keys.peer.emplace();
-        for (const auto& entry : readSetEntries(readInput(options.peer))) {
+        for (const auto& entry : readSetEntries(readSetText(options.peer))) {
             if (entry.key) keys.peer->push_back(*entry.key);
         }
     }
-    const auto input = readInput(options.input);
+    const auto input = readTokenOrArgument(options.input);
+    const auto token = findToken(asText(input));
     Inspection inspection;
     try {
-        inspectLayers(inspection, trim(asText(input)), keys);
+        inspectLayers(inspection, token, keys);
         if (keys.peer && !inspection.isVerified()) throw Failure(ExitCode::signature, "The token has no signature.");
     } catch (...) {
         inspection.failure = std::current_exception();

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
@@ -140,13 +141,16 @@ void makeSet(const MakeSetOptions& options) {
     for (const auto& text : options.keys) {
         const auto spec = parseKeySpec(text);
         rejectOverwritingKey(options.output, spec.uri);
-        const auto opened = Zennet::openKey(spec.uri, KeyClass::publicKey, askForSecret, options.secret.lastPinTry());
+        const auto opened = openKeyFrom(spec.uri, KeyClass::publicKey, askForSecret, options.secret.lastPinTry());
         const auto key = makeJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = listAlgorithms(opened, spec.use);
         const auto reject = [&](const std::string& why) {
             throw Failure(ExitCode::key,
                           "The key \"" + spec.name + "\" (" + Command::describeKind(opened) + ") " + why);
         };
+        if (const auto why = isRSA(opened) ? explainMisfit(opened, "RS256") : std::nullopt) {
+            throw Failure(ExitCode::key, "The key " + inQuotes(spec.name) + ' ' + *why + '.', makeLongerKey);
+        }
         if (fitting.empty()) reject("fits no algorithm for its use.");
         if (!ids.emplace(key.keyId(), spec.use).second) reject("has the id and use of another key.");
         auto members = key.encodeToDictionary();
@@ -161,7 +165,7 @@ void makeSet(const MakeSetOptions& options) {
 }
 
 void listSet(const ReadSetOptions& options) {
-    const auto entries = readSetEntries(readInput(options.input));
+    const auto entries = readSetEntries(readSetText(options.input));
     if (options.asJSON) {
         JSONValue::List list;
         for (const auto& entry : entries) {
@@ -224,8 +228,8 @@ void selectKeys(const SelectOptions& options) {
         criteria["kty"] = JSONValue::opaque(getKeyType(*type));
     }
     // Searches one key at a time, so that matching entries are written as they were read, apart from private members.
-    const auto text = readInput(options.input);
-    const JsonWebKeySet set(text);
+    const auto text = readSetText(options.input);
+    const auto set = parseSet(options.input, text);
     const auto entries = readSetEntries(text);
     JSONValue::List found;
     for (std::size_t i = 0; i < set.jwks.size(); ++i) {

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <optional>
 
+#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/keys.hpp"
@@ -51,12 +52,13 @@ Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& askF
     using enum Torvane::KeyStoreError::Case;
     std::optional<Torvane::SecretBuffer> answer;
     try {
-        return Torvane::Zennet::openKey(
+        return openKeyFrom(
             uri, KeyClass::privateKey, [&](auto description) { return answer = askForSecret(description); },
             lastPinTry);
     } catch (const Torvane::KeyStoreError& error) {
         if (error.errorCase() != keyNotFound) throw;
-        return Torvane::Zennet::openKey(uri, KeyClass::publicKey, [&](auto) { return answer; });
+        return openKeyFrom(
+            uri, KeyClass::publicKey, [&](auto) { return answer; }, LastPinTry::keep);
     }
 }
 
@@ -86,9 +88,8 @@ void newKey(const NewKeyOptions& options) {
 void showKey(const ShowKeyOptions& options) {
     const auto askForSecret = makeSecretSource(options.secret.file);
     const auto lastPinTry = options.secret.lastPinTry();
-    const auto key = options.isPublic
-                         ? Torvane::Zennet::openKey(options.uri, KeyClass::publicKey, askForSecret, lastPinTry)
-                         : openAnyKey(options.uri, askForSecret, lastPinTry);
+    const auto key = options.isPublic ? openKeyFrom(options.uri, KeyClass::publicKey, askForSecret, lastPinTry)
+                                      : openAnyKey(options.uri, askForSecret, lastPinTry);
     const auto kind = describeKind(key);
     const bool isRSA = kind.starts_with("RSA");
     const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();

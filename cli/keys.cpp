@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/terminal.hpp"
 
@@ -83,7 +84,7 @@ JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretOpt
     for (const auto& text : specs) {
         const auto spec = parseKeySpec(text);
         if (spec.algorithm) throw Failure(ExitCode::usage, "The key \"" + spec.name + "\" must not name an algorithm.");
-        const auto key = Zennet::openKey(spec.uri, KeyClass::privateKey, askForSecret, secret.lastPinTry());
+        const auto key = openKeyFrom(spec.uri, KeyClass::privateKey, askForSecret, secret.lastPinTry());
         for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
             if (spec.use == use || spec.use == JWKUse::JWK_SIG_ENC) {
                 keys.jwks.push_back(makeJsonWebKey(key, use, spec.keyId));

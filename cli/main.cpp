@@ -17,10 +17,10 @@ namespace {
 
 using Command::ExitCode;
 
-// How the command ended; the error is empty after a success.
+// How the command ended; the error is empty after a success, and the hint after most errors.
 struct Outcome {
     ExitCode code = ExitCode::success;
-    std::string error{};
+    std::string error{}, hint{};
 };
 
 // The parser's own text, unless it would show the value of an option, which may be a PIN or a passphrase.
@@ -53,7 +53,8 @@ Outcome runCommand(int count, char** arguments) {
         return {ExitCode::usage, hidePins(describe(error, commandLine->remaining(true))) + " (See torvane --help.)"};
     } catch (...) {
         const auto thrown = std::current_exception();
-        return {Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown))};
+        return {Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown)),
+                hidePins(Command::findHint(thrown))};
     }
     return {};
 }
@@ -67,6 +68,7 @@ int main(int count, char** arguments) {
     if (!std::cout.flush()) outcome = {ExitCode::file, "Cannot write standard output."};
     if (outcome.code != ExitCode::success) {
         std::cerr << "torvane: " << Command::makePrintable(outcome.error) << '\n';
+        if (!outcome.hint.empty()) std::cerr << "hint: " << Command::makePrintable(outcome.hint) << '\n';
     }
     return static_cast<int>(outcome.code);
 }

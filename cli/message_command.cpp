@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
+#include "cli/message_advice.hpp"
 #include "cli/terminal.hpp"
+#include "cli/token_input.hpp"
 
 namespace Command {
 namespace {
@@ -34,10 +37,14 @@ std::optional<std::string> nothingIfEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional(text);
 }
 
-JOSEHelper makeHelper(const MessageOptions& options) {
+Parties openParties(const MessageOptions& options) {
+    return {openOwnKeys(options.own, options.secret), parseSet(options.peer, readSetText(options.peer))};
+}
+
+JOSEHelper makeHelper(const MessageOptions& options, const Parties& parties) {
     JOSEHelper::Builder builder;
-    builder.setSenderJwkSet(openOwnKeys(options.own, options.secret), nothingIfEmpty(options.signWith))
-        .setRecipientJwkSet(JsonWebKeySet(readInput(options.peer)), nothingIfEmpty(options.encryptTo));
+    builder.setSenderJwkSet(parties.own, nothingIfEmpty(options.signWith))
+        .setRecipientJwkSet(parties.peer, nothingIfEmpty(options.encryptTo));
     if (!options.jwsAlgorithm.empty()) builder.setJWSAlgorithm(options.jwsAlgorithm);
     if (!options.keyManagementAlgorithm.empty()) {
         builder.setJWEKeyManagementAlgorithm(options.keyManagementAlgorithm);
@@ -60,13 +67,17 @@ ByteBuffer runWithProgress(std::string_view verb, std::size_t bytes, Step step) 
 }  // namespace
 
 void encode(const MessageOptions& options) {
-    const auto helper = makeHelper(options);
+    const auto parties = openParties(options);
+    checkEncoding(options, parties);
+    const auto helper = makeHelper(options, parties);
     const auto message = readInput(options.input);
     auto token = runWithProgress("encoding", message.size(), [&] {
         try {
             return helper.encodeMessage(message);
         } catch (const JOSE::JOSESwiftError& error) {
             throw Failure(ExitCode::usage, error.errorDescription());  // a header parameter is not allowed
+        } catch (const Error&) {
+            throw addHint(std::current_exception(), explainAlgorithm(options));
         }
     });
     token.push_back('\n');
@@ -74,10 +85,18 @@ void encode(const MessageOptions& options) {
 }
 
 void decode(const MessageOptions& options) {
-    const auto helper = makeHelper(options);
+    const auto parties = openParties(options);
+    const auto helper = makeHelper(options, parties);
     const auto input = readInput(options.input);
-    const auto token = asBytes(trim(asText(input)));
-    writeOutput(options.output, runWithProgress("decoding", token.size(), [&] { return helper.decodeMessage(token); }));
+    const auto token = findToken(asText(input));
+    checkDecoding(options, parties, token);
+    writeOutput(options.output, runWithProgress("decoding", token.size(), [&] {
+                    try {
+                        return helper.decodeMessage(token);
+                    } catch (const Error&) {
+                        explainDecoding(options, parties, token, std::current_exception());
+                    }
+                }));
 }
 
 }  // namespace Command

@@ -182,14 +182,15 @@ warning: The token is not valid yet.
                 (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7, "JWSVerificationError("),
                 (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be verified: its algorithm "),
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
-                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token.\n"),
+                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token.\nhint: "),
                 (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
                 (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read "),
-                (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4, "No key was given to verify "),
+                (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4,
+                 f'No key "s" in "{self.path("empty")}"; it has none.\n'),
                 (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),
                 # An encryption key verifies nothing.
-                (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 7,
-                 "JWSVerificationError("),
+                (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 4,
+                 f'The key "e" in "{self.key("set")}" is for encryption, not for signatures.\n'),
                 (self.opening(), nested, 5, "More than 8 tokens are nested in each other.")):
             for options in ((), ("--json",)):
                 done = self.run_command(*arguments, *options, stdin=stdin)

@@ -65,10 +65,12 @@ class CommandTest(unittest.TestCase):
     def text(self, *arguments, **options):
         return self.succeed(*arguments, **options).decode()
 
-    def reject(self, code, error, *arguments, stdin=b"", prints=b""):
-        """Expects this exit code and error line. Checks standard output unless `prints` is None, and returns it."""
-        done = self.run_command(*arguments, stdin=stdin)
-        self.assertEqual((done.returncode, done.stderr.decode()), (code, f"torvane: {error}\n"), arguments)
+    def reject(self, code, error, *arguments, stdin=b"", prints=b"", hint=None, env=None):
+        """Expects this exit code, error line and hint. Checks standard output unless `prints` is None, and returns it.
+        """
+        done = self.run_command(*arguments, stdin=stdin, env=env)
+        expected = f"torvane: {error}\n" + (f"hint: {hint}\n" if hint else "")
+        self.assertEqual((done.returncode, done.stderr.decode()), (code, expected), arguments)
         if prints is not None:
             self.assertEqual(done.stdout, prints)
         return done.stdout.decode()

@@ -1,0 +1,201 @@
+#include "cli/advice.hpp"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "cli/exit_code.hpp"
+#include "cli/files.hpp"
+#include "cli/keys.hpp"
+#include "cli/text.hpp"
+#include "cli/token_view.hpp"
+
+namespace Command {
+namespace {
+
+using namespace Torvane;
+using Zennet::KeyClass;
+
+constexpr std::size_t minimumBits = 2048;
+
+// What a signature or key management algorithm needs: a curve, several of them, or an RSA key.
+std::optional<std::string> describeNeed(std::string_view algorithm) {
+    if (const auto known = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(algorithm)) {
+        const auto row = JOSE::parameters(*known);
+        if (row.scheme != SignatureScheme::ECDSA) return "an RSA key";
+        if (!row.curve) return "one on secp256k1";
+        return row.curve == EllipticCurve::P256   ? "one on P-256"
+               : row.curve == EllipticCurve::P384 ? "one on P-384"
+                                                  : "one on P-521";
+    }
+    if (const auto known = JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(algorithm)) {
+        const auto row = JOSE::parameters(*known);
+        return row.isKeyAgreement() ? "one on P-256, P-384 or P-521" : "an RSA key";
+    }
+    return std::nullopt;
+}
+
+std::size_t countModulusBits(const Zennet::Key& key) {
+    return countBits(std::get<RSAPublicComponents>(key.keyRef().value().publicComponents()).modulus);
+}
+
+// The bytes at the front of a text file are enough to tell what it is.
+enum class FileKind { jwk, set, pem, der, token, other };
+
+FileKind recognise(ByteView content) {
+    const auto text = trim(asText(content));
+    if (text.starts_with("-----BEGIN ")) return FileKind::pem;
+    if (looksLikeToken(asBytes(text))) return FileKind::token;
+    if (text.starts_with('{')) return text.find("\"keys\"") != text.npos ? FileKind::set : FileKind::jwk;
+    // An ASN.1 SEQUENCE whose length takes two bytes, as keys and PKCS #12 files are.
+    if (asText(content).starts_with("\x30\x82") || asText(content).starts_with("\x30\x81")) return FileKind::der;
+    return FileKind::other;
+}
+
+// A bad key of a set in its own words, or the library's.
+std::string explainBadEntry(const JSONValue::Object& members, const std::exception_ptr& error) {
+    const auto* type = stringMember(members, "kty");
+    const auto* curve = stringMember(members, "crv");
+    if (type != nullptr && *type == "oct")
+        return "It is a symmetric key (\"oct\"), which does not belong in a set for peers.";
+    if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
+        return std::string("It is on secp256k1") +
+               (members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
+    }
+    return localizedDescription(error);
+}
+
+// Names the first key that fails the whole set. Does nothing if each key is good by itself.
+void explainBadSet(const std::string& path, ByteView text) {
+    std::vector<std::string> good;
+    std::optional<std::string> bad;
+    for (std::size_t number = 1; const auto& entry : readSetEntries(text)) {
+        const auto* keyId = stringMember(entry.members, "kid");
+        const auto name = keyId != nullptr ? inQuotes(*keyId) : "number " + std::to_string(number);
+        ++number;
+        try {
+            const auto alone = JSONSerialization::data(
+                JSONValue(JSONValue::Object{{"keys", JSONValue::List::of(JSONValue(entry.members))}}));
+            static_cast<void>(JsonWebKeySet(alone));
+            good.push_back(keyId != nullptr ? *keyId : name);
+        } catch (const Error&) {
+            if (!bad) {
+                bad = "The key " + name + " in " + nameInput(path) +
+                      " cannot be used: " + explainBadEntry(entry.members, std::current_exception());
+            }
+        }
+    }
+    if (!bad) return;
+    throw Failure(ExitCode::key, *bad,
+                  good.empty() ? "No other key of the set is good; `torvane jwks check` explains each."
+                               : "Take it out of the set. These keys are good: " + listNames(good) + '.');
+}
+
+// Explains a file that is no key file, as far as the file can be read again.
+void explainKeyFile(const std::string& uri) {
+    std::error_code none;
+    if (isPkcs11URI(uri) || !std::filesystem::is_regular_file(uri, none)) return;
+    const auto kind = recognise(readInput(uri));
+    if (kind == FileKind::set || kind == FileKind::jwk) {
+        throw Failure(ExitCode::key,
+                      nameInput(uri) + (kind == FileKind::set ? " is a JWK Set" : " is a JWK") +
+                          "; a PEM, DER or PKCS #12 file is needed here.",
+                      "`torvane jwks list` and `torvane jwks check` show it, and --peer takes it.");
+    }
+}
+
+}  // namespace
+
+std::string listNames(const std::vector<std::string>& names) {
+    constexpr std::size_t most = 5;
+    std::string list;
+    for (std::size_t i = 0; i < std::min(names.size(), most); ++i) list += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > most) list += " and " + std::to_string(names.size() - most) + " more";
+    return list.empty() ? "none" : list;
+}
+
+std::vector<std::string> listIds(const std::vector<JsonWebKey>& keys) {
+    std::vector<std::string> ids;
+    ids.reserve(keys.size());
+    for (const auto& key : keys) ids.push_back(key.keyId());
+    return ids;
+}
+
+std::string inQuotes(std::string_view text) {
+    return '"' + std::string(text) + '"';
+}
+
+bool isRSA(const Zennet::Key& key) noexcept {
+    return key.keyRef() && std::holds_alternative<RSAPublicComponents>(key.keyRef()->publicComponents());
+}
+
+std::optional<std::string> explainMisfit(const Zennet::Key& key, std::string_view algorithm) {
+    const auto need = describeNeed(algorithm);
+    if (!need) return std::nullopt;
+    const bool needsRSA = *need == "an RSA key";
+    if (isRSA(key) && needsRSA) {
+        const auto bits = countModulusBits(key);
+        if (bits >= minimumBits) return std::nullopt;
+        return "has " + formatCount(bits, "bit") + ", which are too few; at least " + std::to_string(minimumBits) +
+               " are needed";
+    }
+    const auto fitting = listAlgorithms(key, JWKUse::JWK_SIG_ENC);
+    if (std::ranges::find(fitting, algorithm) != fitting.end()) return std::nullopt;
+    return (isRSA(key) ? "is an RSA key" : "is on " + describeKind(key)) + "; " + std::string(algorithm) + " needs " +
+           *need;
+}
+
+std::string explainMissingKey(const std::string& set, const std::vector<JsonWebKey>& keys, const std::string& keyId,
+                              JWKUse use) {
+    const auto found = std::ranges::find(keys, keyId, &JsonWebKey::keyId);
+    const bool isSigning = use == JWKUse::JWK_SIG;
+    if (found == keys.end())
+        return "No key " + inQuotes(keyId) + " in " + set + "; it has " + listNames(listIds(keys)) + '.';
+    const auto name = "The key " + inQuotes(keyId) + " in " + set;
+    if (found->use() == JWKUse::JWK_SIG_ENC) {
+        return name + " has no \"use\"; it needs " + (isSigning ? "\"sig\"." : "\"enc\".");
+    }
+    return name + (isSigning ? " is for encryption, not for signatures." : " is for signatures, not for encryption.");
+}
+
+ByteBuffer readSetText(const std::string& path) {
+    auto content = readInput(path);
+    const auto reject = [&](const char* what, const std::string& hint) {
+        throw Failure(ExitCode::key, nameInput(path) + " is " + what + "; a JWK Set is needed here.", hint);
+    };
+    const auto make = "`torvane jwks make sig=FILE` makes a set of a key file.";
+    switch (recognise(content)) {
+        case FileKind::pem: reject("a PEM file", make); break;
+        case FileKind::der: reject("a DER or PKCS #12 file", make); break;
+        case FileKind::token: reject("a token", "`torvane inspect` shows it."); break;
+        case FileKind::jwk:
+        case FileKind::set:
+        case FileKind::other: break;
+    }
+    return content;
+}
+
+JsonWebKeySet parseSet(const std::string& path, ByteView text) {
+    if (recognise(text) == FileKind::jwk) {
+        throw Failure(ExitCode::key, nameInput(path) + " is a JWK; a JWK Set is needed here.",
+                      "Put it into a set: {\"keys\": [JWK]}.");
+    }
+    try {
+        return JsonWebKeySet(text);
+    } catch (const Error&) {
+        const auto thrown = std::current_exception();
+        explainBadSet(path, text);
+        throw addHint(thrown, "`torvane jwks check` explains what is wrong with each key.");
+    }
+}
+
+Zennet::Key openKeyFrom(const std::string& uri, KeyClass keyClass, const SecretSource& askForSecret,
+                        LastPinTry lastPinTry) {
+    try {
+        return Zennet::openKey(uri, keyClass, askForSecret, lastPinTry);
+    } catch (const KeyStoreError& error) {
+        if (error.errorCase() == KeyStoreError::Case::keyNotFound) explainKeyFile(uri);
+        throw;
+    }
+}
+
+}  // namespace Command
