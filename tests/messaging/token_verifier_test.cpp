@@ -3,6 +3,7 @@
 #include <map>
 
 #include "tests/testing/forge.hpp"
+#include "tests/testing/moved_from.hpp"
 #include "tests/testing/testing.hpp"
 
 namespace {
@@ -191,6 +192,13 @@ TEST(TokenVerifier, FetchesTheSetAgainForAnUnknownKidOncePerCooldown) {
     now += std::chrono::seconds(31);
     EXPECT_EQ(verifier.verify(token).key.keyId(), ecP256);
     EXPECT_EQ(fetches, 3);
+}
+
+TEST(MovedFrom, TokenVerifierAndNestedTokenKeepTheirKeys) {
+    TokenVerifier verifier({publicJwk(ecP256, JWK_SIG)}, {"ES256"}, policy());
+    EXPECT_ERROR_TEXT(movedFrom(verifier).verify(tokenBy("ES256", ecP256)), ok);
+    NestedToken tokens({privateJwk(rsaSig2, JWK_SIG)}, {publicJwk(rsaEnc, JWK_ENC)}, Profiles::openBanking());
+    EXPECT_ERROR_TEXT(movedFrom(tokens).encode("m"), ok);
 }
 
 TEST(TokenVerifier, DoesNotVerifyWithAPrivateKeyOfTheSet) {

@@ -45,6 +45,12 @@ class TORVANE_EXPORT NestedToken {
     /// KeySetSource::keysFor() says: that of a JWS, and that of setEncryptionKeyId().
     NestedToken(JsonWebKeySet ours, KeySetSource theirs, NestedTokenProfile profile);
 
+    /// @{
+    /// A move is a copy, so a moved-from object still works.
+    NestedToken(const NestedToken&) = default;
+    NestedToken& operator=(const NestedToken&) = default;
+    /// @}
+
     /// The id of our key that signs. Unless set, exactly one of our keys must fit the algorithm.
     NestedToken& setSigningKeyId(std::string keyId) TORVANE_LIFETIMEBOUND;
     /// The id of the peer's key to encrypt to. Unless set, exactly one of the peer's keys must fit the algorithm.

@@ -60,6 +60,12 @@ class TORVANE_EXPORT TokenVerifier {
     /// KeySetSource::keysFor() says.
     TokenVerifier(KeySetSource keys, const Algorithms& algorithms, ClaimsPolicy policy);
 
+    /// @{
+    /// A move is a copy, so a moved-from verifier still works.
+    TokenVerifier(const TokenVerifier&) = default;
+    TokenVerifier& operator=(const TokenVerifier&) = default;
+    /// @}
+
     /// Limits on what is read: tokenBytes, headerBytes, jsonDepth and jsonMembers of header and claims each, and
     /// keysTried. Limits() unless set.
     TokenVerifier& setLimits(const Limits& limits) TORVANE_LIFETIMEBOUND;
