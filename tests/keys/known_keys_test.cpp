@@ -99,6 +99,13 @@ TEST(KnownKeys, OneUnknownKeyDoesNotHideTheOthers) {
             "20 k1: The \"alg\" of a secp256k1 key is ES256K."}));
 }
 
+TEST(KnownKeys, ReadsASetOf100KBWithOneIdForAllKeys) {
+    const json certificate{{"x5c", {std::string(1400, 'M')}}, {"x5t#S256", std::string(43, 'A')}};
+    const auto text = setOf(std::vector<json>(60, changed(publicMembers(rsaSig), certificate)));
+    EXPECT_GT(text.size(), 100'000U);
+    EXPECT_EQ(JsonWebKeySet::readKnown(text).set.find({.keyId = rsaSig, .use = JWK_SIG}).size(), 60U);
+}
+
 TEST(KnownKeys, MembersThatAreNotTextAreKeptButNeverWritten) {
     const json others{{"x5c", {"MIIB"}}, {"key_ops", {"verify"}}, {"ext", true}, {"oth", {{{"r", "AA"}}}}, {"n2", 5}};
     const auto known = JsonWebKeySet::readKnown(setOf({changed(publicMembers(rsaSig), others)}));
