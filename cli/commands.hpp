@@ -48,6 +48,11 @@ struct ReadSetOptions {
     bool asJSON = false;
 };
 
+struct CompareSetsOptions {
+    std::string before, after;
+    bool asJSON = false;
+};
+
 struct SelectOptions {
     std::string input, output, keyId, use, keyType, algorithm;
 };
@@ -55,6 +60,7 @@ struct SelectOptions {
 void makeSet(const MakeSetOptions& options);
 void listSet(const ReadSetOptions& options);
 void checkSet(const ReadSetOptions& options);
+void compareSets(const CompareSetsOptions& options);
 void selectKeys(const SelectOptions& options);
 
 struct MessageOptions {

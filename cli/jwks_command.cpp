@@ -10,6 +10,7 @@
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
+#include "cli/set_entries.hpp"
 #include "cli/terminal.hpp"
 
 namespace Command {
@@ -18,28 +19,6 @@ namespace {
 using namespace Torvane;
 using Zennet::KeyClass;
 
-void writeSet(const std::string& output, JSONValue::List keys) {
-    writeOutput(output, asBytes(formatJSON(JSONValue::Object{{"keys", std::move(keys)}}) + '\n'));
-}
-
-// A string member; "?" if it is not a string, empty if there is none.
-std::string readMember(const SetEntry& entry, std::string_view name) {
-    const auto* text = stringMember(entry.members, name);
-    return text != nullptr ? *text : entry.members.contains(name) ? "?" : "";
-}
-
-// A member for a table cell: "-" if there is none.
-std::string formatCell(const SetEntry& entry, std::string_view name) {
-    const auto text = makePrintable(readMember(entry, name));
-    return text.empty() ? "-" : text;
-}
-
-std::string describeKind(const SetEntry& entry) {
-    if (entry.key) return Command::describeKind(entry.key->key());
-    const auto curve = makePrintable(readMember(entry, "crv"));
-    return formatCell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
-}
-
 struct Verdict {
     /// Names of the algorithms that the key can be used with.
     std::vector<std::string> usableFor;
@@ -47,16 +26,10 @@ struct Verdict {
     std::vector<std::string> faults, remarks;
 };
 
-std::optional<JWKUse> findUse(const SetEntry& entry) {
-    return fromRawValue<JWKUse>(readMember(entry, "use"));
-}
-
 Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
     Verdict verdict;
     if (entry.error) verdict.faults.push_back(makePrintable(localizedDescription(entry.error)));
-    if (std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); })) {
-        verdict.faults.emplace_back("It holds a private key.");
-    }
+    if (hasPrivateMember(entry)) verdict.faults.emplace_back("It holds a private key.");
     if (!entry.key) return verdict;
     const auto use = findUse(entry);
     verdict.usableFor = listAlgorithms(entry.key->key(), use.value_or(JWKUse::JWK_SIG_ENC));
@@ -168,14 +141,7 @@ void listSet(const ReadSetOptions& options) {
     const auto entries = readSetEntries(readSetText(options.input));
     if (options.asJSON) {
         JSONValue::List list;
-        for (const auto& entry : entries) {
-            JSONValue::Object row{{"kid", readMember(entry, "kid")},
-                                  {"use", readMember(entry, "use")},
-                                  {"kind", describeKind(entry)},
-                                  {"alg", readMember(entry, "alg")}};
-            if (entry.key) row["thumbprint"] = entry.thumbprint;
-            list.emplace_back(std::move(row));
-        }
+        for (const auto& entry : entries) list.emplace_back(makeEntryJSON(entry));
         std::cout << formatJSON(list) << '\n';
         return;
     }

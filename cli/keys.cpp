@@ -36,6 +36,7 @@ JsonWebKey readKey(const JSONValue::Object& members) {
 
 SetEntry readEntry(const JSONValue& element) {
     SetEntry entry;
+    entry.content = element;
     try {
         const auto* members = element.as<JSONValue::Object>();
         if (members == nullptr) throw JOSE::JOSESwiftError::parsingFailed("The JWK is not a JSON object.");

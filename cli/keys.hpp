@@ -34,6 +34,9 @@ Torvane::JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const 
 
 /// One entry of a key set, readable or not.
 struct SetEntry {
+    /// The entry as it stands in the set, of any JSON type.
+    Torvane::JSONValue content;
+    /// Its members; empty if the entry is not an object.
     Torvane::JSONValue::Object members;
     /// Nothing if the entry cannot be read. Without a "kid", the thumbprint is the key's id.
     std::optional<Torvane::JsonWebKey> key;

@@ -4,7 +4,7 @@
 namespace Command {
 
 void addSetCommands(CLI::App& root) {
-    auto* jwks = root.add_subcommand("jwks", "Create, list, check or search a public JWK Set");
+    auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare or search public JWK Sets");
     jwks->require_subcommand(1);
     {
         auto [command, options] =
@@ -36,6 +36,18 @@ void addSetCommands(CLI::App& root) {
         command->footer(
             "Examples:\n  torvane jwks check peer.jwks\n  torvane jwks select --use enc peer.jwks | torvane jwks "
             "check");
+    }
+    {
+        auto [command, options] =
+            addCommand(*jwks, "diff", "Report the keys that were added, removed or changed", compareSets);
+        command->add_option("old", options->before, "Set as it was")->required()->type_name("FILE");
+        command->add_option("new", options->after, "Set as it is")->required()->type_name("FILE");
+        addJSON(*command, options->asJSON);
+        command->footer(
+            "One of the files may be - for standard input. The exit code is 0 if the sets have the same keys, and 1 "
+            "if they differ.\n\n"
+            "Examples:\n  torvane jwks diff old.jwks new.jwks\n  curl -s https://example.com/jwks | torvane jwks "
+            "diff public.jwks -");
     }
     {
         auto [command, options] = addCommand(

@@ -7,8 +7,8 @@ import unittest
 from running import CommandTest, ENVIRONMENT, TORVANE
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
-COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks select", "encode",
-            "decode", "inspect")
+COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff", "jwks select",
+            "encode", "decode", "inspect")
 
 
 class Shell(CommandTest):
@@ -42,11 +42,13 @@ class Shell(CommandTest):
     def test_output_that_cannot_be_written_is_the_error(self):
         self.succeed("key", "new", "P-256", "key.pem")
         self.path("bad.jwks", '{"keys": [5]}')
+        self.path("empty.jwks", '{"keys": []}')
         self.path("token", "a.b.c")
         for arguments in (("--help",), ("key", "new", "--help"), ("--version",), ("complete", "--", ""),
                           ("key", "show", "key.pem"), ("key", "show", "--json", "key.pem"),
                           ("jwks", "make", "sig=key.pem"), ("jwks", "list", "bad.jwks"),
-                          ("jwks", "list", "--json", "bad.jwks"), ("jwks", "check", "bad.jwks"), ("inspect", "token")):
+                          ("jwks", "list", "--json", "bad.jwks"), ("jwks", "check", "bad.jwks"),
+                          ("jwks", "diff", "bad.jwks", "empty.jwks"), ("inspect", "token")):
             for redirection in (">/dev/full", ">&-"):
                 done = subprocess.run(["sh", "-c", f'"$0" "$@" {redirection}', TORVANE, *arguments],
                                       capture_output=True, cwd=self.folder, env=ENVIRONMENT)
@@ -95,6 +97,7 @@ class Shell(CommandTest):
         (("jwks", "list", "pin-value=8642"), 'Cannot read "pin-value...": No such file'),
         (("jwks", "list", URI.replace("8642", '86"42')), 'Cannot read "pkcs11:token=app..."'),
         (("jwks", "check", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "diff", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
         (("jwks", "select", "--use", URI, "set"), "The use must be"),
         (("jwks", "select", "--kty", URI, "set"), "The key type must be"),
         (("jwks", "select", "--alg", URI, "set"), "The algorithm is unknown"),

@@ -1,0 +1,50 @@
+#include "cli/set_entries.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "cli/files.hpp"
+#include "cli/text.hpp"
+
+namespace Command {
+
+using namespace Torvane;
+
+std::string readMember(const SetEntry& entry, std::string_view name) {
+    const auto* text = stringMember(entry.members, name);
+    return text != nullptr ? *text : entry.members.contains(name) ? "?" : "";
+}
+
+std::string formatCell(const SetEntry& entry, std::string_view name) {
+    const auto text = makePrintable(readMember(entry, name));
+    return text.empty() ? "-" : text;
+}
+
+std::optional<JWKUse> findUse(const SetEntry& entry) {
+    return fromRawValue<JWKUse>(readMember(entry, "use"));
+}
+
+std::string describeKind(const SetEntry& entry) {
+    if (entry.key) return describeKind(entry.key->key());
+    const auto curve = makePrintable(readMember(entry, "crv"));
+    return formatCell(entry, "kty") + (curve.empty() ? "" : ' ' + curve);
+}
+
+JSONValue::Object makeEntryJSON(const SetEntry& entry) {
+    JSONValue::Object row{{"kid", readMember(entry, "kid")},
+                          {"use", readMember(entry, "use")},
+                          {"kind", describeKind(entry)},
+                          {"alg", readMember(entry, "alg")}};
+    if (entry.key) row["thumbprint"] = entry.thumbprint;
+    return row;
+}
+
+bool hasPrivateMember(const SetEntry& entry) {
+    return std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
+}
+
+void writeSet(const std::string& output, JSONValue::List keys) {
+    writeOutput(output, asBytes(formatJSON(JSONValue::Object{{"keys", std::move(keys)}}) + '\n'));
+}
+
+}  // namespace Command

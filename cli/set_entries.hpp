@@ -1,0 +1,35 @@
+// Entries of key sets as the `jwks` commands show and write them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <torvane/torvane.hpp>
+
+#include "cli/keys.hpp"
+
+namespace Command {
+
+/// A string member; "?" if it is not a string, empty if there is none.
+std::string readMember(const SetEntry& entry, std::string_view name);
+
+/// The same for a table cell: printable, and "-" if there is none.
+std::string formatCell(const SetEntry& entry, std::string_view name);
+
+/// The "use", if it is sig, enc or sig_enc.
+std::optional<Torvane::JWKUse> findUse(const SetEntry& entry);
+
+/// As describeKind() of the key; "kty" and "crv" of an entry that cannot be read.
+std::string describeKind(const SetEntry& entry);
+
+/// "kid", "use", "kind", "alg" and, if the entry can be read, "thumbprint", for --json.
+Torvane::JSONValue::Object makeEntryJSON(const SetEntry& entry);
+
+/// Whether a member is private, such as "d".
+bool hasPrivateMember(const SetEntry& entry);
+
+/// Writes a JWK Set of these entries.
+/// @throws Failure
+void writeSet(const std::string& output, Torvane::JSONValue::List keys);
+
+}  // namespace Command
