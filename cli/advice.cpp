@@ -6,6 +6,7 @@
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
+#include "cli/pkcs11_uri.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"
 
@@ -188,13 +189,34 @@ JsonWebKeySet parseSet(const std::string& path, ByteView text) {
     }
 }
 
+std::string findKeyFile(const std::string& uri) {
+    if (uri == "-") {
+        claimStandardInput();
+        return "/dev/stdin";
+    }
+    return isPkcs11URI(uri) ? chooseDriver(uri) : uri;
+}
+
+void rethrowForKey(const std::string& uri) {
+    const auto thrown = std::current_exception();
+    const auto* error = findError<KeyStoreError>(thrown);
+    if (error == nullptr) std::rethrow_exception(thrown);
+    if (!isPkcs11URI(uri)) {
+        if (error->errorCase() == KeyStoreError::Case::keyNotFound) explainKeyFile(uri);
+        std::rethrow_exception(thrown);
+    }
+    const bool isNameMissing = error->errorCase() == KeyStoreError::Case::keyNotFound && !namesObject(uri);
+    throw Failure(chooseExitCode(thrown), shortenLists(error->errorDescription()),
+                  isNameMissing ? "Name the key: add object=LABEL to the path of the URI." : "");
+}
+
 Zennet::Key openKeyFrom(const std::string& uri, KeyClass keyClass, const SecretSource& askForSecret,
                         LastPinTry lastPinTry) {
+    const auto found = findKeyFile(uri);
     try {
-        return Zennet::openKey(uri, keyClass, askForSecret, lastPinTry);
-    } catch (const KeyStoreError& error) {
-        if (error.errorCase() == KeyStoreError::Case::keyNotFound) explainKeyFile(uri);
-        throw;
+        return Zennet::openKey(found, keyClass, askForSecret, lastPinTry);
+    } catch (const KeyStoreError&) {
+        rethrowForKey(found);
     }
 }
 

@@ -22,7 +22,7 @@ struct SecretOptions {
 struct NewKeyOptions {
     std::string kind, uri;
     SecretOptions secret;
-    bool isEncrypted = false;
+    bool isEncrypted = false, asJSON = false;
 };
 
 struct ShowKeyOptions {

@@ -33,18 +33,15 @@ enum class Access { read, write };
     throw Failure(ExitCode::file, (isRead ? "Cannot read " : "Cannot write ") + name + ": " + reason + '.');
 }
 
-System::File claimStandardInput() {
-    static bool wasRead = false;
-    if (std::exchange(wasRead, true)) {
-        throw Failure(ExitCode::usage, "Standard input can be read only once.");
-    }
+System::File openStandardInput() {
+    claimStandardInput();
     return System::File::standardInput();
 }
 
 template <class Buffer>
 Buffer readAll(const std::string& path, std::size_t maximumSize) {
     try {
-        auto file = isStandardStream(path) ? claimStandardInput() : System::File::openForReading(path);
+        auto file = isStandardStream(path) ? openStandardInput() : System::File::openForReading(path);
         Progress progress("reading");
         Buffer content;
         for (std::size_t size = 0;;) {
@@ -91,6 +88,13 @@ void write(const std::string& path, ByteView content) {
 }
 
 }  // namespace
+
+void claimStandardInput() {
+    static bool wasRead = false;
+    if (std::exchange(wasRead, true)) {
+        throw Failure(ExitCode::usage, "Standard input can be read only once.");
+    }
+}
 
 std::string nameInput(const std::string& path) {
     return isStandardStream(path) ? "standard input" : '"' + path + '"';

@@ -10,6 +10,10 @@ namespace Command {
 /// @throws Failure
 Torvane::ByteBuffer readInput(const std::string& path);
 
+/// Takes standard input for one reader.
+/// @throws Failure the second time.
+void claimStandardInput();
+
 /// The file's name in quotes, or "standard input" if the path is empty or "-".
 std::string nameInput(const std::string& path);
 

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <charconv>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <optional>
@@ -7,6 +9,7 @@
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/keys.hpp"
+#include "cli/pkcs11_uri.hpp"
 #include "cli/terminal.hpp"
 
 namespace Command {
@@ -16,22 +19,23 @@ using Torvane::EllipticCurve;
 using Torvane::JSONValue;
 using Torvane::LastPinTry;
 using Torvane::SecretSource;
+using Torvane::Zennet::Key;
 using Torvane::Zennet::KeyClass;
 
 struct KeyKind {
     std::string_view name;
-    std::function<void(std::string_view uri, const SecretSource& askForSecret, LastPinTry lastPinTry)> make;
+    std::function<Key(std::string_view uri, const SecretSource& askForSecret, LastPinTry lastPinTry)> make;
 };
 
 KeyKind makeRSAKind(std::string_view name, std::size_t bits) {
     return {name, [bits](auto uri, const auto& askForSecret, auto lastPinTry) {
-                Torvane::generateRSAKeyAt(uri, bits, askForSecret, lastPinTry);
+                return Key(Torvane::generateRSAKeyAt(uri, bits, askForSecret, lastPinTry));
             }};
 }
 
 KeyKind makeECKind(std::string_view name, EllipticCurve curve) {
     return {name, [curve](auto uri, const auto& askForSecret, auto lastPinTry) {
-                Torvane::generateECKeyAt(uri, curve, askForSecret, lastPinTry);
+                return Key(Torvane::generateECKeyAt(uri, curve, askForSecret, lastPinTry));
             }};
 }
 
@@ -43,23 +47,136 @@ std::vector<KeyKind> makeKinds() {
             makeECKind("P-384", EllipticCurve::P384),
             makeECKind("P-521", EllipticCurve::P521),
             {"secp256k1", [](auto uri, const auto& askForSecret, auto) {
-                 Torvane::Zennet::generateSecp256k1KeyAt(uri, askForSecret);
+                 return Key(Torvane::Zennet::generateSecp256k1KeyAt(uri, askForSecret));
              }}};
 }
 
+bool isSameKind(std::string_view name, std::string_view given) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::ranges::equal(name, given, {}, lower, lower);
+}
+
+// A URI without the part that may hold a PIN.
+std::string withoutQuery(const std::string& uri) {
+    return Torvane::isPkcs11URI(uri) ? uri.substr(0, uri.find('?')) : uri;
+}
+
+// The path of a "file" URI, or the text itself.
+std::string readPath(std::string_view uri) {
+    constexpr std::string_view local = "//localhost/", noHost = "///";
+    const auto colon = uri.find(':');
+    if (colon == uri.npos || !isSameKind("file", uri.substr(0, colon))) return std::string(uri);
+    uri.remove_prefix(colon + 1);
+    if (uri.starts_with(local)) uri.remove_prefix(local.size() - 1);
+    if (uri.starts_with(noHost)) uri.remove_prefix(noHost.size() - 1);
+    std::string path;
+    for (std::size_t i = 0; i < uri.size(); ++i) {
+        unsigned char byte{};
+        const auto digits = uri.substr(i + 1, 2);
+        const bool isEscape = uri[i] == '%' && digits.size() == 2 &&
+                              std::from_chars(digits.data(), digits.data() + 2, byte, 16).ptr == digits.data() + 2;
+        path += isEscape ? static_cast<char>(byte) : uri[i];
+        if (isEscape) i += 2;
+    }
+    return path;
+}
+
+// Rejects what would fail after the user has typed a passphrase, or after a long generation.
+void checkDestination(const NewKeyOptions& options) {
+    if (options.uri == "-") {
+        throw Failure(ExitCode::usage, "A private key is not written to standard output.",
+                      "Name a new file, or a key in a PKCS #11 token.");
+    }
+    if (Torvane::isPkcs11URI(options.uri)) {
+        if (options.isEncrypted) {
+            throw Failure(ExitCode::usage, "--encrypt is for files: a PKCS #11 token protects its keys itself.",
+                          "Leave out --encrypt; --secret-file gives the PIN.");
+        }
+        if (!namesObject(options.uri)) {
+            throw Failure(ExitCode::usage, "The new key needs a name in the PKCS #11 token.",
+                          "Add one to the URI: " + withoutQuery(options.uri) +
+                              (options.uri.find('=') < options.uri.find('?') ? ";" : "") + "object=NAME");
+        }
+        return;
+    }
+    std::error_code none;
+    if (std::filesystem::exists(readPath(options.uri), none)) {
+        throw Failure(ExitCode::key, "The file " + inQuotes(readPath(options.uri)) + " cannot be written: File exists.",
+                      "A key is never overwritten: choose another name.");
+    }
+}
+
 // Opens the private key or, if there is none, the public key. Asks for the passphrase at most once.
-Torvane::Zennet::Key openAnyKey(const std::string& uri, const SecretSource& askForSecret, LastPinTry lastPinTry) {
+Key openAnyKey(const std::string& uri, const SecretSource& askForSecret, LastPinTry lastPinTry) {
     using enum Torvane::KeyStoreError::Case;
+    const auto file = findKeyFile(uri);
     std::optional<Torvane::SecretBuffer> answer;
     try {
-        return openKeyFrom(
-            uri, KeyClass::privateKey, [&](auto description) { return answer = askForSecret(description); },
+        return Torvane::Zennet::openKey(
+            file, KeyClass::privateKey, [&](auto description) { return answer = askForSecret(description); },
             lastPinTry);
     } catch (const Torvane::KeyStoreError& error) {
-        if (error.errorCase() != keyNotFound) throw;
-        return openKeyFrom(
-            uri, KeyClass::publicKey, [&](auto) { return answer; }, LastPinTry::keep);
+        if (error.errorCase() != keyNotFound) rethrowForKey(file);
     }
+    try {
+        return Torvane::Zennet::openKey(file, KeyClass::publicKey, [&](auto) { return answer; });
+    } catch (const Torvane::KeyStoreError& error) {
+        if (uri == "-" && error.errorCase() == keyNotFound) {
+            throw Failure(ExitCode::key, "Standard input has no private key.",
+                          "`torvane key show --public -` shows a public key or a certificate.");
+        }
+        rethrowForKey(file);
+    }
+}
+
+// Opens the public key. A PKCS #11 token may let it be found only after the PIN, which is not asked for.
+Key openPublicKey(const ShowKeyOptions& options) {
+    const auto& uri = options.uri;
+    const auto& secret = options.secret;
+    if (!Torvane::isPkcs11URI(uri) || !secret.file.empty()) {
+        return openKeyFrom(uri, KeyClass::publicKey, makeSecretSource(secret.file), secret.lastPinTry());
+    }
+    bool wasAsked = false;
+    const auto askNobody = [&](std::string_view) -> std::optional<Torvane::SecretBuffer> {
+        wasAsked = true;
+        return std::nullopt;
+    };
+    try {
+        return openKeyFrom(uri, KeyClass::publicKey, askNobody, secret.lastPinTry());
+    } catch (const std::exception&) {
+        if (!wasAsked) throw;
+        const auto name = Torvane::Pkcs11KeyStore(findKeyFile(uri)).keyName().label;
+        throw Failure(ExitCode::key,
+                      "The PKCS #11 token shows no public key" + (name.empty() ? "" : ' ' + inQuotes(name)) +
+                          " and no such certificate without its PIN.",
+                      "`torvane key show` without --public asks for the PIN, and looks for the private key.");
+    }
+}
+
+using Rows = std::vector<std::pair<std::string, std::string>>;
+
+Rows describeKey(const Key& key) {
+    const auto kind = describeKind(key);
+    const bool isRSA = kind.starts_with("RSA");
+    const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
+    Rows rows{{"family", isRSA ? "RSA" : "EC"},
+              isRSA ? std::pair("size", kind.substr(4)) : std::pair("curve", kind),
+              {"class", key.isPublicKey() ? "public" : "private"},
+              {"thumbprint", Torvane::JsonWebKey(key, Torvane::JWKUse::JWK_SIG, {}).thumbprint()}};
+    if (!name.label.empty()) rows.emplace_back("label", makePrintable(name.label));
+    return rows;
+}
+
+JSONValue::Object asJSON(const Rows& rows) {
+    JSONValue::Object object;
+    for (const auto& [member, value] : rows) {
+        if (member == "size") {
+            object[member] = std::stoi(value);
+        } else {
+            object[member] = value;
+        }
+    }
+    return object;
 }
 
 }  // namespace
@@ -72,41 +189,40 @@ std::vector<std::string> listKeyKinds() {
 
 void newKey(const NewKeyOptions& options) {
     const auto all = makeKinds();
-    const auto kind = std::ranges::find(all, options.kind, &KeyKind::name);
+    const auto kind =
+        std::ranges::find_if(all, [&](const KeyKind& each) { return isSameKind(each.name, options.kind); });
     if (kind == all.end()) {
         // The text is not quoted: it may be a misplaced URI with a PIN.
         throw Failure(ExitCode::usage, "The kind of key must be one of " + join(listKeyKinds()) + '.');
     }
+    checkDestination(options);
     // A PKCS #11 token needs its PIN; a file is encrypted only on request.
     const bool isEncrypted = options.isEncrypted || !options.secret.file.empty();
     const auto askForSecret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secret.file)
                               : isEncrypted                     ? makeNewSecretSource(options.secret.file)
                                                                 : SecretSource();
-    kind->make(options.uri, askForSecret, options.secret.lastPinTry());
-}
-
-void showKey(const ShowKeyOptions& options) {
-    const auto askForSecret = makeSecretSource(options.secret.file);
-    const auto lastPinTry = options.secret.lastPinTry();
-    const auto key = options.isPublic ? openKeyFrom(options.uri, KeyClass::publicKey, askForSecret, lastPinTry)
-                                      : openAnyKey(options.uri, askForSecret, lastPinTry);
-    const auto kind = describeKind(key);
-    const bool isRSA = kind.starts_with("RSA");
-    const auto name = key.keyRef() ? key.keyRef()->name() : Torvane::KeyName();
-    std::vector<std::pair<std::string, std::string>> rows{
-        {"family", isRSA ? "RSA" : "EC"},
-        isRSA ? std::pair("size", kind.substr(4)) : std::pair("curve", kind),
-        {"class", key.isPublicKey() ? "public" : "private"},
-        {"thumbprint", Torvane::JsonWebKey(key, Torvane::JWKUse::JWK_SIG, {}).thumbprint()}};
-    if (!name.label.empty()) rows.emplace_back("label", makePrintable(name.label));
+    const auto key = kind->make(findKeyFile(options.uri), askForSecret, options.secret.lastPinTry());
+    const auto rows = describeKey(key);
     if (options.asJSON) {
-        JSONValue::Object object;
-        for (const auto& [member, value] : rows) object[member] = value;
-        if (isRSA) object["size"] = std::stoi(kind.substr(4));
+        auto object = asJSON(rows);
+        object["uri"] = withoutQuery(options.uri);
         std::cout << formatJSON(object) << '\n';
         return;
     }
-    if (isRSA) rows[1].second += " bits";
+    std::cout << "Created " << makePrintable(withoutQuery(options.uri)) << ": " << describeKind(key) << ", thumbprint "
+              << std::ranges::find(rows, "thumbprint", &Rows::value_type::first)->second << '\n';
+}
+
+void showKey(const ShowKeyOptions& options) {
+    const auto key = options.isPublic
+                         ? openPublicKey(options)
+                         : openAnyKey(options.uri, makeSecretSource(options.secret.file), options.secret.lastPinTry());
+    auto rows = describeKey(key);
+    if (options.asJSON) {
+        std::cout << formatJSON(asJSON(rows)) << '\n';
+        return;
+    }
+    if (rows[1].first == "size") rows[1].second += " bits";
     std::cout << formatNames(rows, choosePalette());
 }
 

@@ -1,4 +1,5 @@
 """`key new` and `key show`: another implementation reads the keys, and private values stay private."""
+import json
 import os
 import resource
 import select
@@ -26,10 +27,13 @@ class Keys(CommandTest):
     def test_each_kind_of_key_is_correct_and_readable_by_its_owner_only(self):
         for kind, (family, size) in KINDS.items():
             with self.subTest(kind):
-                self.assertEqual(self.succeed("key", "new", kind, kind + ".pem"), b"")
+                created = self.text("key", "new", kind, kind + ".pem")
                 self.assertEqual(stat.S_IMODE(os.stat(self.path(kind + ".pem")).st_mode), 0o600)
                 other = self.pem(kind + ".pem")
                 members = other.export(as_dict=True)
+                name = size.split("  ")[-1].strip().removesuffix(" bits")
+                self.assertEqual(created, f"Created {kind}.pem: {'RSA ' * (family == 'RSA')}{name}, "
+                                          f"thumbprint {other.thumbprint()}\n")
                 shown = self.text("key", "show", kind + ".pem")
                 self.assertEqual(shown, f"family      {family}\n{size}\nclass       private\n"
                                         f"thumbprint  {other.thumbprint()}\n")
@@ -42,10 +46,53 @@ class Keys(CommandTest):
                 self.assertEqual(self.text("key", "show", "--public", kind + ".pem"),
                                  shown.replace("private", "public"))
 
+    EXISTS = "A key is never overwritten: choose another name."
+
+    def test_nobody_types_a_passphrase_for_a_file_that_exists(self):
+        self.path("a key.pem", "not a key")
+        path = self.path("a key.pem")
+        for uri in ("a key.pem", path, "file:" + path.replace(" ", "%20"), "FILE://localhost" + path, "file://" + path):
+            terminal = Terminal("key", "new", "P-256", "--encrypt", uri, folder=self.folder)
+            shown = path if ":" in uri else uri
+            self.assertEqual(terminal.finish(), (4, f'torvane: The file "{shown}" cannot be written: File exists.\n'
+                                                    f"hint: {self.EXISTS}\n"), uri)
+        with open(path, encoding="ascii") as file:
+            self.assertEqual(file.read(), "not a key")
+
+    def test_kinds_may_be_written_in_lower_case(self):
+        for kind in ("p-256", "P-384", "p-521", "SECP256K1", "rsa-2048"):
+            shown = json.loads(self.text("key", "new", kind, kind + ".pem", "--json"))
+            self.assertEqual(shown.pop("thumbprint"), self.pem(kind + ".pem").thumbprint())
+            size = {"size": 2048} if "rsa" in kind else {"curve": "secp256k1" if "K1" in kind else kind.upper()}
+            self.assertEqual(shown, {"class": "private", "family": "RSA" if "rsa" in kind else "EC",
+                                     "uri": kind + ".pem", **size})
+
+    def test_a_hyphen_is_a_stream_and_never_a_file(self):
+        self.reject(2, "A private key is not written to standard output.", "key", "new", "P-256", "-",
+                    hint="Name a new file, or a key in a PKCS #11 token.")
+        self.assertEqual(os.listdir(self.folder), [])
+        self.succeed("key", "new", "RSA-2048", "key.pem")
+        with open(self.path("key.pem"), "rb") as file:
+            private = file.read()
+        public = JWK.from_pem(private).export_to_pem()
+        shown = self.text("key", "show", "key.pem")
+        self.assertEqual(self.text("key", "show", "-", stdin=private), shown)
+        for given in (private, public):
+            self.assertEqual(self.text("key", "show", "--public", "-", stdin=given), shown.replace("private", "public"))
+        self.reject(4, "Standard input has no private key.", "key", "show", "-", stdin=public,
+                    hint="`torvane key show --public -` shows a public key or a certificate.")
+        made = self.succeed("jwks", "make", "sig:s=-", "enc:e=key.pem", "-o", "-", stdin=private)
+        self.path("set", made)
+        self.path("token", self.succeed("encode", "--own", "sig:s=-", "--peer", "set", "set", stdin=private))
+        self.assertEqual(self.succeed("decode", "--own", "enc:e=-", "--peer", "set", "token", stdin=private), made)
+        self.reject(2, "Standard input can be read only once.", "encode", "--own", "sig:s=-", "--peer", "-",
+                    stdin=private)
+
     def test_a_key_is_never_overwritten_and_a_failure_leaves_no_file(self):
         self.succeed("key", "new", "P-256", "key.pem")
         before = self.text("key", "show", "key.pem")
-        self.reject(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem")
+        self.reject(4, 'The file "key.pem" cannot be written: File exists.', "key", "new", "P-256", "key.pem",
+                    hint=self.EXISTS)
         self.assertEqual(self.text("key", "show", "key.pem"), before)
         self.reject(4, 'The file "none/key.pem" cannot be written: No such file or directory.',
                     "key", "new", "P-256", "none/key.pem")
@@ -90,8 +137,10 @@ class Keys(CommandTest):
             terminal = Terminal("key", "new", "P-256", "--encrypt", name, folder=self.folder)
             terminal.answer(f'A new passphrase of "{name}": ', "open sesame")
             terminal.answer(f'A new passphrase of "{name}", again: ', second)
-            self.assertEqual(terminal.finish(), (code, f'A new passphrase of "{name}": \n'
-                                                       f'A new passphrase of "{name}", again: \n{ends}'))
+            code_and_text = terminal.finish()
+            ends = ends or f"Created {name}: P-256, thumbprint {self.pem(name, b'open sesame').thumbprint()}\n"
+            self.assertEqual(code_and_text, (code, f'A new passphrase of "{name}": \n'
+                                                   f'A new passphrase of "{name}", again: \n{ends}'))
         terminal = Terminal("key", "new", "P-256", "--encrypt", "none.pem", folder=self.folder)
         terminal.answer('A new passphrase of "none.pem": ', "\x04", end="")
         self.assertEqual(terminal.finish()[1].splitlines()[-1], "torvane: No passphrase was entered.")
@@ -226,6 +275,61 @@ class Pkcs11Tokens(CommandTest):
         self.reject(4, 'The file "absent.pem" cannot be read: No such file or directory.', "key", "show",
                     "--last-pin-try", "absent.pem")
         self.reject(4, "A secp256k1 key cannot be made in a PKCS #11 token.", "key", "new", "secp256k1", self.uri("k"))
+
+    # The system's list of trusted certificates is registered as a driver beside SoftHSM.
+    def register(self):
+        os.makedirs(self.path("config/pkcs11/modules"))
+        self.path("config/pkcs11/modules/softhsm2.module", "module: " + os.environ["SOFTHSM2_MODULE"] + "\n")
+        return {**self.environment, "XDG_CONFIG_HOME": self.path("config")}
+
+    def test_the_certificates_that_the_system_trusts_are_not_searched(self):
+        env = self.register()
+        listed = subprocess.run(["p11-kit", "list-modules"], env={**ENVIRONMENT, **env}, capture_output=True, text=True,
+                                check=True).stdout
+        self.assertIn("p11-kit-trust", listed)
+        drivers = "`p11-kit list-modules` lists the registered drivers; ?module-path=FILE at the end of the URI names " \
+                  "another one."
+        for uri in ("pkcs11:token=System%20Trust", "pkcs11:model=p11-kit-trust", "PKCS11:token=none"):
+            self.reject(4, f'No PKCS #11 token matches "{uri}". Tokens present: "app".', "key", "show", "--public", uri,
+                        env=env, hint=drivers)
+        pin = ("--secret-file", self.key("pin.txt"))
+        for number in range(7):
+            created = self.text("key", "new", "p-256", f"pkcs11:token=app;object=many{number}", *pin, env=env)
+            self.assertRegex(created, rf"\ACreated pkcs11:token=app;object=many{number}: P-256, thumbprint "
+                                      r"[\w-]{43}\n\Z")
+        # Without a name every device but the list of certificates is meant.
+        for uri in ("pkcs11:", "PKCS11:token=app", "pkcs11:token=app?module-path=" + os.environ["SOFTHSM2_MODULE"]):
+            done = self.run_command("key", "show", uri, *pin, env=env)
+            self.assertEqual(done.returncode, 4)
+            self.assertRegex(done.stderr.decode(),
+                             r'\Atorvane: There is more than one p[a-z]+ key in the PKCS #11 token "app": '
+                             r'("\w+" with id [0-9a-f]{32}, ){4}"\w+" with id [0-9a-f]{32} and \d more\.\n'
+                             r"hint: Name the key: add object=LABEL to the path of the URI\.\n\Z")
+
+    def test_a_missing_public_key_is_reported_without_a_question_for_the_pin(self):
+        for name in ("nobody", "some%20body"):
+            terminal = Terminal("key", "show", "--public", self.uri(name), folder=self.folder, env=self.environment)
+            label = name.replace("%20", " ")
+            self.assertEqual(terminal.finish(), (4, (
+                f'torvane: The PKCS #11 token shows no public key "{label}" and no such certificate without its PIN.\n'
+                "hint: `torvane key show` without --public asks for the PIN, and looks for the private key.\n")))
+        done = self.run_command("key", "show", "--public", self.uri("nobody"), "--secret-file", self.key("pin.txt"),
+                                env=self.environment)
+        self.assertEqual(done.returncode, 4)
+        self.assertTrue(done.stderr.startswith(b'torvane: There is no public key named "nobody" in '), done.stderr)
+
+    def test_a_new_key_in_a_pkcs11_token_needs_a_name_and_no_passphrase(self):
+        for uri, named in (("pkcs11:token=app", "pkcs11:token=app;object=NAME"), ("pkcs11:", "pkcs11:object=NAME"),
+                           ("pkcs11:token=app?pin-value=1234", "pkcs11:token=app;object=NAME")):
+            terminal = Terminal("key", "new", "P-256", uri, folder=self.folder, env=self.environment)
+            self.assertEqual(terminal.finish(), (2, "torvane: The new key needs a name in the PKCS #11 token.\n"
+                                                    f"hint: Add one to the URI: {named}\n"))
+        self.reject(2, "--encrypt is for files: a PKCS #11 token protects its keys itself.", "key", "new", "P-256",
+                    "--encrypt", self.uri("x"), hint="Leave out --encrypt; --secret-file gives the PIN.")
+        shown = json.loads(self.text("key", "new", "P-256", self.uri("json"), "--json", "--secret-file",
+                                     self.key("pin.txt"), env=self.environment))
+        self.assertEqual((shown["uri"], shown["label"], shown["curve"]),
+                         ("PKCS11:token=app;object=json", "json", "P-256"))
 
 
 if __name__ == "__main__":

@@ -34,7 +34,7 @@ class CommandTest(unittest.TestCase):
 
     @classmethod
     def make(cls, *arguments):
-        subprocess.run([TORVANE, *arguments], cwd=cls.keys, check=True, env=ENVIRONMENT)
+        subprocess.run([TORVANE, *arguments], cwd=cls.keys, check=True, env=ENVIRONMENT, stdout=subprocess.DEVNULL)
 
     def setUp(self):
         self.folder = tempfile.mkdtemp()
