@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <optional>
 #include <set>
 
@@ -18,85 +17,6 @@ namespace {
 
 using namespace Torvane;
 using Zennet::KeyClass;
-
-struct Verdict {
-    /// Names of the algorithms that the key can be used with.
-    std::vector<std::string> usableFor;
-    /// Faults make the key unusable or the set dangerous; remarks do not.
-    std::vector<std::string> faults, remarks;
-};
-
-Verdict checkEntry(const SetEntry& entry, bool sharesItsId) {
-    Verdict verdict;
-    if (entry.error) verdict.faults.push_back(makePrintable(localizedDescription(entry.error)));
-    if (hasPrivateMember(entry)) verdict.faults.emplace_back("It holds a private key.");
-    if (!entry.key) return verdict;
-    const auto use = findUse(entry);
-    verdict.usableFor = listAlgorithms(entry.key->key(), use.value_or(JWKUse::JWK_SIG_ENC));
-    const auto algorithm = readMember(entry, "alg");
-    if (verdict.usableFor.empty()) {
-        verdict.faults.emplace_back("No algorithm takes a key of this kind for this use.");
-    } else if (!algorithm.empty()) {
-        if (std::ranges::find(verdict.usableFor, algorithm) == verdict.usableFor.end()) {
-            verdict.faults.push_back("The key does not fit its \"alg\", " + makePrintable(algorithm) + '.');
-        } else {
-            verdict.usableFor = {algorithm};
-        }
-    }
-    if (!use || *use == JWKUse::JWK_SIG_ENC) {
-        verdict.remarks.emplace_back("Its \"use\" is neither sig nor enc: encode and decode ignore the key.");
-    }
-    if (stringMember(entry.members, "kid") == nullptr) verdict.remarks.emplace_back("It has no \"kid\".");
-    if (sharesItsId) verdict.remarks.emplace_back("Another key has the same \"kid\" and use.");
-    return verdict;
-}
-
-std::vector<Verdict> checkEntries(const std::vector<SetEntry>& entries) {
-    // The number of keys that share an id and a use.
-    std::map<std::pair<std::string, JWKUse>, int> counts;
-    const auto forEachUse = [](const SetEntry& entry, auto act) {
-        const auto* id = stringMember(entry.members, "kid");
-        if (id == nullptr) return;
-        for (const auto use : {JWKUse::JWK_SIG, JWKUse::JWK_ENC}) {
-            const auto own = findUse(entry).value_or(JWKUse::JWK_SIG_ENC);
-            if (own == use || own == JWKUse::JWK_SIG_ENC) act(std::pair(*id, use));
-        }
-    };
-    for (const auto& entry : entries) forEachUse(entry, [&](const auto& id) { ++counts[id]; });
-    std::vector<Verdict> verdicts;
-    verdicts.reserve(entries.size());
-    for (const auto& entry : entries) {
-        bool sharesItsId = false;
-        forEachUse(entry, [&](const auto& id) { sharesItsId = sharesItsId || counts[id] > 1; });
-        verdicts.push_back(checkEntry(entry, sharesItsId));
-    }
-    return verdicts;
-}
-
-void print(const SetEntry& entry, const Verdict& verdict, const Palette& palette) {
-    const bool isGood = verdict.faults.empty();
-    std::cout << palette.heading << formatCell(entry, "kid") << palette.off << "  " << describeKind(entry) << "  "
-              << (isGood ? palette.good : palette.warning) << (isGood ? "good" : "BAD") << palette.off << '\n';
-    if (!verdict.usableFor.empty()) std::cout << "  for " << join(verdict.usableFor) << '\n';
-    for (const auto& fault : verdict.faults) std::cout << "  " << palette.warning << fault << palette.off << '\n';
-    for (const auto& remark : verdict.remarks) std::cout << "  " << remark << '\n';
-}
-
-JSONValue::Object asJSON(const SetEntry& entry, const Verdict& verdict) {
-    return {{"kid", readMember(entry, "kid")},
-            {"usableFor", verdict.usableFor},
-            {"faults", verdict.faults},
-            {"remarks", verdict.remarks}};
-}
-
-// The library may reject a set whose keys are all good by themselves.
-void requireSet(ByteView text) {
-    try {
-        [[maybe_unused]] const JsonWebKeySet set(text);
-    } catch (const Error& error) {
-        throw Failure(ExitCode::key, "The commands encode and decode reject this set: " + error.errorDescription());
-    }
-}
 
 void rejectOverwritingKey(const std::string& output, const std::string& uri) {
     std::error_code none;
@@ -151,29 +71,6 @@ void listSet(const ReadSetOptions& options) {
                         formatCell(entry, "alg"), entry.key ? entry.thumbprint : "-"});
     }
     std::cout << formatTable(rows, choosePalette());
-}
-
-void checkSet(const ReadSetOptions& options) {
-    const auto text = readInput(options.input);
-    const auto entries = readSetEntries(text);
-    const auto verdicts = checkEntries(entries);
-    JSONValue::List list;
-    std::size_t bad = 0;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        bad += verdicts[i].faults.empty() ? 0 : 1;
-        if (options.asJSON) {
-            list.emplace_back(asJSON(entries[i], verdicts[i]));
-        } else {
-            print(entries[i], verdicts[i], choosePalette());
-        }
-    }
-    if (options.asJSON) std::cout << formatJSON(list) << '\n';
-    if (entries.empty()) throw Failure(ExitCode::key, "The set has no keys.");
-    if (bad > 0) {
-        throw Failure(ExitCode::key,
-                      "Bad keys: " + std::to_string(bad) + " of " + std::to_string(entries.size()) + '.');
-    }
-    requireSet(text);
 }
 
 void selectKeys(const SelectOptions& options) {
