@@ -6,6 +6,9 @@
 #include <string>
 
 #include "cli/completion.hpp"
+#include "cli/exit_code.hpp"
+#include "cli/text.hpp"
+#include "cli/usage.hpp"
 
 namespace Command {
 namespace {
@@ -17,6 +20,25 @@ void rejectEmptyValues(CLI::App& command) {
         if (option->get_items_expected_max() > 0) option->check(notEmpty);
     }
     for (auto* subcommand : command.get_subcommands({})) rejectEmptyValues(*subcommand);
+}
+
+struct HelpOptions {
+    std::vector<std::string> words;
+};
+
+void addHelp(CLI::App& root) {
+    auto* command = root.add_subcommand("help", "Explain a command, as --help does");
+    auto options = std::make_shared<HelpOptions>();
+    command->add_option("command", options->words, "For example: key new")->type_name("COMMAND");
+    command->footer("Example:\n  torvane help jwks make");
+    command->callback([&root, options] {
+        const auto* found = findCommand(root, options->words);
+        if (found == nullptr) {
+            throw Failure(ExitCode::usage, "Unknown command \"" + join(options->words) + "\".",
+                          "`torvane help` lists the commands.");
+        }
+        std::cout << formatHelp(*found);
+    });
 }
 
 struct CompleteOptions {
@@ -48,7 +70,7 @@ void keepLineBreaks(Formatter& formatter) {
 
 std::unique_ptr<CLI::App> makeCommandLine() {
     auto root = std::make_unique<CLI::App>("Sign, encrypt, decrypt, verify and inspect JSON Web Tokens.", "torvane");
-    root->set_version_flag("--version", "torvane " TORVANE_VERSION);
+    root->set_version_flag("-V,--version", "torvane " TORVANE_VERSION);
     root->require_subcommand(1);
     root->get_formatter()->column_width(32);
     keepLineBreaks(*root->get_formatter());
@@ -60,11 +82,12 @@ std::unique_ptr<CLI::App> makeCommandLine() {
         "  echo Hello | torvane encode --own sig:me-sig=sign.pem --peer me.jwks --encrypt-to me-enc -o token.txt\n"
         "  torvane inspect token.txt\n"
         "  torvane decode --own enc:me-enc=decrypt.pem --peer me.jwks token.txt\n\n"
-        "`torvane COMMAND --help` explains a command. FILE may be - for standard input or output.\n"
+        "`torvane help COMMAND` explains a command. FILE may be - for standard input or output.\n"
         "Exit codes: 0 success, 2 usage, 3 file, 4 key, 5 malformed token, 6 decryption failed, 7 signature invalid.");
     addKeyCommands(*root);
     addSetCommands(*root);
     addMessageCommands(*root);
+    addHelp(*root);
     rejectEmptyValues(*root);
     addCompletion(*root);
     return root;

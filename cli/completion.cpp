@@ -1,9 +1,13 @@
 #include "cli/completion.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <torvane/torvane.hpp>
 
 #include "cli/commands.hpp"
+#include "cli/files.hpp"
+#include "cli/keys.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 namespace {
@@ -38,6 +42,77 @@ std::vector<std::string> listValues(const std::string& name) {
     return {};
 }
 
+// What the words before the last one say about keys.
+struct Given {
+    // The file of --peer, or the file that a command reads.
+    std::string set;
+    // The values of --own.
+    std::vector<std::string> own;
+};
+
+// The ids of the keys in a set with that use, or of all keys without one.
+std::vector<std::string> listIds(const std::string& set, std::string_view use) {
+    std::vector<std::string> ids;
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(set, none)) return ids;
+    try {
+        for (const auto& entry : readSetEntries(readInput(set))) {
+            const auto* keyId = Torvane::stringMember(entry.members, "kid");
+            const auto* ownUse = Torvane::stringMember(entry.members, "use");
+            const bool fits = use.empty() || (ownUse != nullptr && *ownUse == use);
+            if (keyId != nullptr && fits && makePrintable(*keyId) == *keyId) ids.push_back(*keyId);
+        }
+    } catch (const std::exception&) {
+        // An unreadable set has no completions.
+    }
+    return ids;
+}
+
+// The ids of the keys given to sign with.
+std::vector<std::string> listOwnIds(const std::vector<std::string>& own) {
+    std::vector<std::string> ids;
+    for (const auto& text : own) {
+        try {
+            const auto spec = parseKeySpec(text);
+            if (spec.use != Torvane::JWKUse::JWK_ENC && spec.keyId) ids.push_back(*spec.keyId);
+        } catch (const std::exception&) {
+            // An unfinished value has no id.
+        }
+    }
+    return ids;
+}
+
+// The front of a key with its purpose; with the algorithms that suit a use once "/" is typed.
+std::vector<std::string> listPurposes(std::string_view prefix, bool takesAlgorithm) {
+    using namespace Torvane::JOSE;
+    std::vector<std::string> purposes{"sig:", "enc:", "sig_enc:"};
+    const auto add = [&](std::string_view use, const std::vector<std::string>& names) {
+        if (!prefix.starts_with(std::string(use) + '/')) return;
+        for (const auto& name : names) purposes.push_back(std::string(use) + '/' + name + ':');
+    };
+    if (!takesAlgorithm) return purposes;
+    add("sig", listNames<SignatureAlgorithm>([](const auto&) { return true; }));
+    add("enc", listNames<KeyManagementAlgorithm>([](const auto&) { return true; }));
+    return purposes;
+}
+
+// Values that depend on the other words.
+std::vector<std::string> listValues(const CLI::App& command, const std::string& name, std::string_view prefix,
+                                    const Given& given) {
+    if (name == "--encrypt-to") return listIds(given.set, "enc");
+    if (name == "--kid") return listIds(given.set, {});
+    if (name == "--sign-with") return listOwnIds(given.own);
+    if (name == "--own") return listPurposes(prefix, false);
+    if (name == "make") return listPurposes(prefix, true);
+    if (name == "--alg" && command.get_name() == "select") {
+        auto names = listNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
+        const auto others = listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
+        names.insert(names.end(), others.begin(), others.end());
+        return names;
+    }
+    return listValues(name);
+}
+
 bool isOption(const std::string& word) {
     return word.starts_with("-");
 }
@@ -54,22 +129,28 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
     const auto* app = &root;
     const CLI::Option* waiting = nullptr;
     bool hasArgument = false;
+    Given given;
     for (auto word = words.begin(); word + 1 != words.end(); ++word) {
         const auto* option = isOption(*word) ? app->get_option_no_throw(*word) : nullptr;
         if (waiting != nullptr) {
+            const auto name = waiting->get_name();
+            if (name == "--peer") given.set = *word;
+            if (name == "--own") given.own.push_back(*word);
             waiting = nullptr;
         } else if (option != nullptr) {
             waiting = option->get_items_expected_max() > 0 ? option : nullptr;
         } else if (const auto* command = findCommand(*app, *word)) {
-            app = command;
+            if (command->get_name() != "help") app = command;  // its arguments are commands
         } else {
             hasArgument = true;
+            if (given.set.empty()) given.set = *word;
         }
     }
     std::vector<Candidate> all;
     const auto& prefix = words.back();
     if (waiting != nullptr) {
-        for (auto& value : listValues("--" + waiting->get_lnames().at(0))) all.push_back({std::move(value), {}});
+        for (auto& value : listValues(*app, "--" + waiting->get_lnames().at(0), prefix, given))
+            all.push_back({std::move(value), {}});
     } else if (isOption(prefix)) {
         for (const auto* option : app->get_options()) {
             for (const auto& name : option->get_lnames()) all.push_back({"--" + name, option->get_description()});
@@ -79,8 +160,8 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
              app->get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); })) {
             all.push_back({subcommand->get_name(), subcommand->get_description()});
         }
-        if (!hasArgument) {
-            for (auto& value : listValues(app->get_name())) all.push_back({std::move(value), {}});
+        if (!hasArgument || app->get_name() == "make") {
+            for (auto& value : listValues(*app, app->get_name(), prefix, given)) all.push_back({std::move(value), {}});
         }
     }
     std::erase_if(all, [&](const Candidate& candidate) { return !candidate.word.starts_with(prefix); });

@@ -10,6 +10,7 @@
 #include "cli/exit_code.hpp"
 #include "cli/keys.hpp"
 #include "cli/pkcs11_uri.hpp"
+#include "cli/similar.hpp"
 #include "cli/terminal.hpp"
 
 namespace Command {
@@ -193,7 +194,9 @@ void newKey(const NewKeyOptions& options) {
         std::ranges::find_if(all, [&](const KeyKind& each) { return isSameKind(each.name, options.kind); });
     if (kind == all.end()) {
         // The text is not quoted: it may be a misplaced URI with a PIN.
-        throw Failure(ExitCode::usage, "The kind of key must be one of " + join(listKeyKinds()) + '.');
+        const auto similar = findSimilar(options.kind, listKeyKinds());
+        throw Failure(ExitCode::usage, "The kind of key must be one of " + join(listKeyKinds()) + '.',
+                      similar.empty() ? similar : "Did you mean \"" + similar + "\"?");
     }
     checkDestination(options);
     // A PKCS #11 token needs its PIN; a file is encrypted only on request.

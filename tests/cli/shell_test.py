@@ -1,14 +1,16 @@
 """Help, usage errors, shell completion, and the manual page."""
+import json
 import os
 import re
 import subprocess
 import unittest
 
-from running import CommandTest, ENVIRONMENT, TORVANE
+from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff", "jwks select",
-            "encode", "decode", "inspect")
+            "encode", "decode", "inspect", "help")
+LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
 class Shell(CommandTest):
@@ -55,16 +57,44 @@ class Shell(CommandTest):
                 self.assertEqual((done.returncode, done.stderr.count(b"\n")), (3, 1), (arguments, redirection))
                 self.assertRegex(done.stderr, b"^torvane: Cannot write standard output[.:]")
 
-    def test_usage_errors_are_one_line_and_exit_with_2(self):
-        for arguments, error in (((), "A subcommand is required"), (("key",), "A subcommand is required"),
-                                 (("frobnicate",), 'Unknown command "frobnicate".'),
-                                 (("jwks", "build"), 'Unknown command "build".'),
-                                 (("key", "new"), "kind is required"), (("decode",), "--peer is required"),
-                                 (("inspect", "a", "b"), "The following argument was not expected: b"),
-                                 (("inspect", "--peer"), "--peer: 1 required FILE missing")):
+    def test_a_usage_error_names_the_command_whose_help_explains_it(self):
+        for arguments, error, hint in (
+                (("frobnicate",), 'Unknown command "frobnicate".', "See torvane --help."),
+                (("jwks", "build"), 'Unknown command "build".', "See torvane jwks --help."),
+                (("key", "new"), "kind is required", "See torvane key new --help."),
+                (("decode",), "--peer is required", "See torvane decode --help."),
+                (("inspect", "a", "b"), "The following argument was not expected: b", "See torvane inspect --help."),
+                (("inspect", "--peer"), "--peer: 1 required FILE missing", "See torvane inspect --help."),
+                (("ecnode", "--peer", "x"), 'Unknown command "ecnode".',
+                 'Did you mean "encode"? See torvane --help.'),
+                (("Inspect",), 'Unknown command "Inspect".', 'Did you mean "inspect"? See torvane --help.'),
+                (("jwks", "lsit"), 'Unknown command "lsit".', 'Did you mean "list"? See torvane jwks --help.'),
+                (("new", "P-256"), 'Unknown command "new".', 'Did you mean "key new"? See torvane --help.'),
+                (("help", "encdoe"), 'Unknown command "encdoe".', "`torvane help` lists the commands."),
+                (("encode", "--peer", "x", "--encrypt-too", "y"), 'Unknown option "--encrypt-too".',
+                 'Did you mean "--encrypt-to"? See torvane encode --help.'),
+                (("encode", "--peer", "x", "--encypt-to=y"), 'Unknown option "--encypt-to".',
+                 'Did you mean "--encrypt-to"? See torvane encode --help.'),
+                (("key", "show", "x", "--frob"), 'Unknown option "--frob".', "See torvane key show --help."),
+                (("key", "show", "x", "-p"), 'Unknown option "-p".', "See torvane key show --help."),
+                (("key", "new", "rsa2048", "x"),
+                 "The kind of key must be one of RSA-2048 RSA-3072 RSA-4096 P-256 P-384 P-521 secp256k1.",
+                 'Did you mean "RSA-2048"?')):
+            with self.subTest(arguments):
+                self.reject(2, error, *arguments, hint=hint)
+
+    def test_a_missing_command_is_answered_with_the_help(self):
+        for arguments in ((), ("key",), ("jwks",)):
             done = self.run_command(*arguments)
-            self.assertEqual((done.returncode, done.stdout), (2, b""), arguments)
-            self.assertRegex(done.stderr.decode(), rf"\Atorvane: {error}.*\(See torvane --help\.\)\n\Z")
+            self.assertEqual((done.returncode, done.stdout, done.stderr.decode()),
+                             (2, b"", self.text(*arguments, "--help")))
+        terminal = Terminal(folder=self.folder)
+        self.assertEqual(terminal.finish(), (2, self.text("--help")))
+
+    def test_help_and_version_have_the_usual_names(self):
+        for command in COMMANDS:
+            self.assertEqual(self.text("help", *command.split()), self.help(command), command)
+        self.assertEqual(self.text("-V"), self.text("--version"))
 
     # Command lines with a PIN, and the start of the error, which must not show it.
     URI = "pkcs11:token=app;object=sign?pin-value=8642"
@@ -75,7 +105,7 @@ class Shell(CommandTest):
         (("key", "show", "pkcs1:token=app;pin-value=8642"), 'The file "pkcs1:token=app;pin-value..." cannot be read'),
         (("key", "show", "file:///token=app;pin=8642"), 'The file "/token=app;pin..." cannot be read'),
         (("key", "show", "file://host/" + URI), '"file://host/pkcs11:token=app..." is neither a path'),
-        (("key", "show", "key.pem", URI), "The following argument was not expected: pkcs11:token=app... "),
+        (("key", "show", "key.pem", URI), "The following argument was not expected: pkcs11:token=app..."),
         (("key", "show", "locked.pem", "--secret-file", URI), 'Cannot read "pkcs11:token=app...": No such file'),
         (("key", "show", "key.pem", "--pin-value=8642"), 'Unknown option "--pin-value".'),
         (("key", "show", "key.pem", "--pin", "8642"), 'Unknown option "--pin".'),
@@ -139,13 +169,27 @@ class Shell(CommandTest):
             self.assertNotIn("8642", re.sub(r"\W", "", shown), arguments)
         self.assertEqual(sorted(os.listdir(self.folder)), ["key.pem", "locked.pem", "secret", "set.jwks"])
 
-    CANDIDATES = (("key n", ["new"]), ("", ["key", "jwks", "encode", "decode", "inspect"]),
+    CANDIDATES = (("key n", ["new"]), ("", LISTED), ("help jw", ["jwks"]), ("help jwks m", ["make"]),
                   ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
                   ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),
                   ("jwks select --kty ", ["RSA", "EC"]), ("inspect --js", ["--json"]), ("inspect --peer ", []),
-                  ("key new P-256 ", []), ("decode --peer set --out", ["--output"]))
+                  ("key new P-256 ", []), ("decode --peer set --out", ["--output"]),
+                  ("encode --peer .jwks --encrypt-to ", ["2026-enc", "other"]),
+                  ("encode --peer .jwks --encrypt-to o", ["other"]),
+                  ("encode --peer none --encrypt-to ", []),
+                  ("encode --own sig:a=x --own enc:b=y --own sig_enc:c=z --sign-with ", ["a", "c"]),
+                  ("jwks select .jwks --kid ", ["2026-sig", "2026-enc", "other"]),
+                  ("decode --own e", ["enc:"]), ("encode --own sig", ["sig:", "sig_enc:"]),
+                  ("jwks make sig/ES25", ["sig/ES256:", "sig/ES256K:"]),
+                  ("jwks make sig:a=x enc/RSA-OAEP-3", ["enc/RSA-OAEP-384:"]),
+                  ("jwks select --alg ES256", ["ES256", "ES256K"]))
+
+    def make_set(self):
+        keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))
+        self.path(".jwks", json.dumps({"keys": [{"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys]}))
 
     def test_bash_completes(self):
+        self.make_set()
         script = f'. "{SOURCE}/completions/torvane.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _torvane; ' \
                  'printf "%s\\n" "${COMPREPLY[@]}"'
         for line, expected in self.CANDIDATES:
@@ -154,6 +198,7 @@ class Shell(CommandTest):
             self.assertEqual((done.stdout.split(), done.stderr), (expected, ""), line)
 
     def test_fish_completes(self):
+        self.make_set()
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["fish", "--no-config", "-c", f"source '{SOURCE}/completions/torvane.fish'; "
                                    f"complete -C 'torvane {line}'"], capture_output=True, text=True, cwd=self.folder,
@@ -162,14 +207,15 @@ class Shell(CommandTest):
             self.assertEqual((sorted(found), done.stderr), (sorted(expected), ""), line)
 
     def test_zsh_completes(self):
+        self.make_set()
         # Stands in for the completion functions of zsh, which need a terminal.
-        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -l -- ${{(P)2}}; }}; ' \
+        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -rl -- ${{(P)2}}; }}; ' \
                  '_files() { print files; }; ' \
                  f'words=("$@"); CURRENT=$#; . "{SOURCE}/completions/_torvane"'
         for line, expected in self.CANDIDATES:
             done = subprocess.run(["zsh", "-f", "-c", script, "zsh", "torvane", *line.split(" ")], capture_output=True,
                                   text=True, cwd=self.folder, env=ENVIRONMENT)
-            found = [row.split(":")[0] for row in done.stdout.splitlines()]
+            found = [re.split(r"(?<!\\):", row)[0].replace("\\:", ":") for row in done.stdout.splitlines()]
             self.assertEqual((found, done.stderr), (expected or ["files"], ""), line)
 
 
