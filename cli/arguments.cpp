@@ -83,9 +83,11 @@ std::unique_ptr<CLI::App> makeCommandLine() {
         "  torvane inspect token.txt\n"
         "  torvane decode --own enc:me-enc=decrypt.pem --peer me.jwks token.txt\n\n"
         "`torvane help COMMAND` explains a command. FILE may be - for standard input or output.\n"
-        "Exit codes: 0 success, 2 usage, 3 file, 4 key, 5 malformed token, 6 decryption failed, 7 signature invalid.");
+        "Exit codes: 0 success, 2 usage, 3 file, 4 key, 5 malformed token, 6 decryption failed, 7 signature invalid,\n"
+        "8 claims rejected.");
     addKeyCommands(*root);
     addSetCommands(*root);
+    addTokenCommands(*root);
     addMessageCommands(*root);
     addHelp(*root);
     rejectEmptyValues(*root);

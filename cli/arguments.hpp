@@ -10,9 +10,10 @@ namespace Command {
 std::unique_ptr<CLI::App> makeCommandLine();
 
 /// @{
-/// Add the commands of one kind: `key`, `jwks`, and those that make, open and show tokens.
+/// Add the commands of one kind: `key`, `jwks`, those for single tokens, and those for messages.
 void addKeyCommands(CLI::App& root);
 void addSetCommands(CLI::App& root);
+void addTokenCommands(CLI::App& root);
 void addMessageCommands(CLI::App& root);
 /// @}
 

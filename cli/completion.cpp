@@ -23,18 +23,28 @@ std::vector<std::string> listNames(Test test) {
 }
 
 // Values of an option, or of the first argument of a command; none for file names.
-std::vector<std::string> listValues(const std::string& name) {
+std::vector<std::string> listValues(const CLI::App& command, const std::string& name) {
     if (name == "new") return listKeyKinds();
-    // encode and decode take RSA keys only.
+    const auto* parent = command.get_parent();
+    const bool isNested = parent != nullptr && parent->get_name() == "nested";
+    // `encode` and `decode` take RSA keys only, `nested` takes all.
     using Torvane::SignatureScheme;
     if (name == "--jws-alg") {
         return listNames<Torvane::JOSE::SignatureAlgorithm>(
-            [](const auto& row) { return row.scheme != SignatureScheme::ECDSA; });
+            [&](const auto& row) { return isNested || row.scheme != SignatureScheme::ECDSA; });
     }
     if (name == "--jwe-alg") {
-        return listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto& row) { return !row.isKeyAgreement(); });
+        return listNames<Torvane::JOSE::KeyManagementAlgorithm>(
+            [&](const auto& row) { return isNested || !row.isKeyAgreement(); });
     }
-    if (name == "--jwe-enc") {
+    const auto& commandName = command.get_name();
+    if (name == "--alg" && (commandName == "sign" || commandName == "verify")) {
+        return listNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
+    }
+    if (name == "--alg" && (commandName == "encrypt" || commandName == "decrypt")) {
+        return listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
+    }
+    if (name == "--jwe-enc" || name == "--enc") {
         return listNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     }
     if (name == "--use") return {"sig", "enc", "sig_enc"};
@@ -110,7 +120,7 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
         names.insert(names.end(), others.begin(), others.end());
         return names;
     }
-    return listValues(name);
+    return listValues(command, name);
 }
 
 bool isOption(const std::string& word) {

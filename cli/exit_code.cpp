@@ -31,6 +31,18 @@ ExitCode chooseByCase(const Torvane::JOSEError& error) {
     return ExitCode::other;
 }
 
+ExitCode chooseByCase(const Torvane::TokenError& error) {
+    using enum Torvane::TokenError::Case;
+    switch (error.errorCase()) {
+        case malformed: return ExitCode::token;
+        case keyNotFound: return ExitCode::key;
+        case algorithmNotAllowed:
+        case wrongSignature: return ExitCode::signature;
+        case decryptionFailed: return ExitCode::decryption;
+    }
+    return ExitCode::other;
+}
+
 }  // namespace
 
 ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
@@ -40,6 +52,10 @@ ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
         return failure.code();
     } catch (const Torvane::JOSEError& error) {
         return chooseByCase(error);
+    } catch (const Torvane::TokenError& error) {
+        return chooseByCase(error);
+    } catch (const Torvane::ClaimsError&) {
+        return ExitCode::claims;
     } catch (const Torvane::SecurityError&) {
         return ExitCode::key;
     } catch (const Torvane::JOSE::JOSESwiftError& error) {

@@ -23,6 +23,8 @@ enum class ExitCode {
     decryption = 6,
     /// A signature does not verify.
     signature = 7,
+    /// The signature verifies, but a policy rejects the claims.
+    claims = 8,
 };
 
 /// An error of the command itself, with its exit code and perhaps a hint: one sentence on what to do.

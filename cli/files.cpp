@@ -20,6 +20,7 @@ namespace System = Torvane::System;
 
 constexpr std::size_t chunkSize = std::size_t{1} << 20;
 constexpr std::size_t maximumSecretFile = std::size_t{64} << 10;
+constexpr std::size_t maximumKeyFile = std::size_t{16} << 20;
 
 bool isStandardStream(const std::string& path) noexcept {
     return path.empty() || path == "-";
@@ -106,6 +107,10 @@ ByteBuffer readInput(const std::string& path) {
 
 Torvane::SecretBuffer readSecretFile(const std::string& path) {
     return readAll<Torvane::SecretBuffer>(path, maximumSecretFile);
+}
+
+Torvane::SecretBuffer readKeyFile(const std::string& path) {
+    return readAll<Torvane::SecretBuffer>(path, maximumKeyFile);
 }
 
 void writeOutput(const std::string& path, ByteView content) {

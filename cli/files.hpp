@@ -21,6 +21,10 @@ std::string nameInput(const std::string& path);
 /// @throws Failure
 Torvane::SecretBuffer readSecretFile(const std::string& path);
 
+/// Reads a file of at most 16 MiB with keys, or standard input if the path is "-".
+/// @throws Failure
+Torvane::SecretBuffer readKeyFile(const std::string& path);
+
 /// Writes a file, or standard output if the path is empty or "-". An existing file keeps its mode; it is replaced once
 /// all content is written, and stays as it was after a failure. Links, devices and pipes are written to, not replaced.
 /// A terminal gets the content as by makePrintableLines(), everything else the exact bytes.

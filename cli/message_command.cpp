@@ -1,10 +1,8 @@
-#include <algorithm>
-#include <array>
-
 #include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/header_options.hpp"
 #include "cli/keys.hpp"
 #include "cli/message_advice.hpp"
 #include "cli/terminal.hpp"
@@ -14,24 +12,6 @@ namespace Command {
 namespace {
 
 using namespace Torvane;
-
-// Header parameters that the library sets itself.
-constexpr std::array<std::string_view, 3> reservedParameters{"alg", "enc", "kid"};
-
-StringMap parseHeaders(const std::vector<std::string>& texts) {
-    StringMap headers;
-    for (const auto& text : texts) {
-        const auto equals = text.find('=');
-        const auto name = text.substr(0, equals);
-        const auto reject = [&text](const char* why) { throw Failure(ExitCode::usage, '"' + text + "\" " + why); };
-        if (equals == text.npos || equals == 0) reject("is not of the form NAME=VALUE.");
-        if (std::ranges::find(reservedParameters, name) != reservedParameters.end()) {
-            reject("sets a parameter that another option sets.");
-        }
-        if (!headers.emplace(name, text.substr(equals + 1)).second) reject("repeats a header parameter.");
-    }
-    return headers;
-}
 
 std::optional<std::string> nothingIfEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional(text);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 #include "cli/advice.hpp"
@@ -27,26 +28,48 @@ std::string_view removeScheme(std::string_view text) {
     return text;
 }
 
-bool isToken(std::string_view line) {
-    return looksLikeToken(Torvane::asBytes(removeScheme(line)));
+// The lines that are tokens, by number.
+std::vector<std::pair<std::size_t, std::string_view>> listTokens(std::string_view text) {
+    std::vector<std::pair<std::size_t, std::string_view>> tokens;
+    for (std::size_t begin = 0, number = 1; begin < text.size(); ++number) {
+        const auto end = std::min(text.find('\n', begin), text.size());
+        const auto line = removeScheme(text.substr(begin, end - begin));
+        if (looksLikeToken(Torvane::asBytes(line))) tokens.emplace_back(number, line);
+        begin = end + 1;
+    }
+    return tokens;
+}
+
+std::string nameLines(const std::vector<std::pair<std::size_t, std::string_view>>& tokens) {
+    std::vector<std::string> numbers;
+    for (const auto& token : tokens) numbers.push_back(std::to_string(token.first));
+    return listNames(numbers);
+}
+
+std::string_view findOnlyToken(std::string_view text, const std::string& hint, const std::string& hintEnd) {
+    const auto token = removeScheme(text);
+    if (token.find('\n') == token.npos) return token;
+    const auto tokens = listTokens(text);
+    if (tokens.size() < 2) return token;
+    const auto lines = nameLines(tokens);
+    throw Failure(ExitCode::token,
+                  "The input has " + formatCount(tokens.size(), "token") + ", in the lines " + lines + '.',
+                  hint + std::to_string(tokens.front().first) + hintEnd);
 }
 
 }  // namespace
 
 std::string_view findToken(std::string_view text) {
-    const auto token = removeScheme(text);
-    if (token.find('\n') == token.npos) return token;
-    std::vector<std::string> numbers;
-    for (std::size_t begin = 0, number = 1; begin < text.size(); ++number) {
-        const auto end = std::min(text.find('\n', begin), text.size());
-        if (isToken(text.substr(begin, end - begin))) numbers.push_back(std::to_string(number));
-        begin = end + 1;
-    }
-    if (numbers.size() < 2) return token;
-    throw Failure(
-        ExitCode::token,
-        "The input has " + formatCount(numbers.size(), "token") + ", in the lines " + listNames(numbers) + '.',
-        "Give one of them: sed -n " + numbers.front() + "p FILE | torvane ...");
+    return findOnlyToken(text, "Give one of them: sed -n ", "p FILE | torvane ...");
+}
+
+std::string_view findToken(std::string_view text, std::size_t line) {
+    if (line == 0) return findOnlyToken(text, "Choose one of them, as in --line ", ".");
+    const auto tokens = listTokens(text);
+    const auto chosen = std::ranges::find(tokens, line, [](const auto& token) { return token.first; });
+    if (chosen != tokens.end()) return chosen->second;
+    throw Failure(ExitCode::token,
+                  "Line " + std::to_string(line) + " has no token. Lines with tokens: " + nameLines(tokens) + '.');
 }
 
 Torvane::ByteBuffer readTokenOrArgument(const std::string& path) {

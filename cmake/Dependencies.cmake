@@ -12,6 +12,9 @@ if(TORVANE_BUILD_CLI AND NOT TORVANE_FILES)
 endif()
 
 option(TORVANE_POLICIES "Policies for received tokens, and key sets as others publish them" ON)
+if(TORVANE_BUILD_CLI AND NOT TORVANE_POLICIES)
+    message(FATAL_ERROR "TORVANE_BUILD_CLI needs TORVANE_POLICIES: the command checks claims and reads sets of others")
+endif()
 
 option(TORVANE_SECP256K1 "secp256k1 keys and ES256K, over libsecp256k1" ON)
 if(TORVANE_SECP256K1)

@@ -9,7 +9,8 @@ from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff", "jwks select",
-            "encode", "decode", "inspect", "help")
+            "sign", "verify", "encrypt", "decrypt", "nested", "nested encode", "nested decode", "encode", "decode",
+            "inspect", "help")
 LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
@@ -37,7 +38,7 @@ class Shell(CommandTest):
 
     def test_the_help_of_every_command_has_an_example(self):
         for command in COMMANDS:
-            if command not in ("key", "jwks"):
+            if command not in ("key", "jwks", "nested"):
                 self.assertRegex(self.help(command), r"\n  (echo Hello \| )?torvane " + command)
         self.assertRegex(self.text("--version"), r"\Atorvane \d+\.\d+\.\d+\n\Z")
 
@@ -152,6 +153,11 @@ class Shell(CommandTest):
         (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jwe-header", "pin?8642"), '"pin..." is not'),
         (("decode", "--own", "enc= " + URI, "--peer", "set.jwks"), 'The file " pkcs11:token=app..." cannot be read'),
         (("decode", "--own", "enc=key.pem", "--peer", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("sign", "--key", URI.replace("pkcs11", "pkcs1"), "--iss", "i"), 'The file "pkcs1:token=app;object=sign..." cannot'),
+        (("sign", "--key", "key.pem#" + URI, "--iss", "i"), 'key.pem is not a JWK Set, so "#pkcs11:token=app..."'),
+        (("sign", "--key", "set.jwks#" + URI, "--iss", "i"), 'No key "pkcs11:token=app..." in "set.jwks"; it has a, b.'),
+        (("sign", "--key", "key.pem", "--expires-in", URI), '--expires-in "pkcs11:token=app...": write'),
+        (("verify", "--key", "key.pem", "--alg", URI), 'The algorithm "pkcs11:token=app..." is not one of'),
         (("inspect", URI), 'Cannot read "pkcs11:token=app..."'),
         (("inspect", "a", "b", "--", "--pin-value=8642"), 'Unknown option "--pin-value".'))
 
@@ -182,7 +188,11 @@ class Shell(CommandTest):
                   ("decode --own e", ["enc:"]), ("encode --own sig", ["sig:", "sig_enc:"]),
                   ("jwks make sig/ES25", ["sig/ES256:", "sig/ES256K:"]),
                   ("jwks make sig:a=x enc/RSA-OAEP-3", ["enc/RSA-OAEP-384:"]),
-                  ("jwks select --alg ES256", ["ES256", "ES256K"]))
+                  ("jwks select --alg ES256", ["ES256", "ES256K"]),
+                  ("sign --alg ES", ["ES256", "ES384", "ES512", "ES256K"]), ("verify --alg PS3", ["PS384"]),
+                  ("encrypt --alg ECDH-ES+A1", ["ECDH-ES+A128KW", "ECDH-ES+A192KW"]),
+                  ("decrypt --enc A2", ["A256CBC-HS512", "A256GCM"]),
+                  ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []))
 
     def make_set(self):
         keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))

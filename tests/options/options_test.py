@@ -58,10 +58,12 @@ def main():
         different = [name for name, words in commands.items()
                      if flags(words) != expected_flags]
         assert not different, (present, different)
-    with tempfile.TemporaryDirectory() as folder:
-        refused = subprocess.run([CMAKE, "-S", SOURCE, "-B", folder, f"-DCMAKE_CXX_COMPILER={COMPILER}",
-                                  "-DTORVANE_FILES=OFF", "-DTORVANE_BUILD_TESTS=OFF"], capture_output=True, text=True)
-        assert refused.returncode != 0 and "TORVANE_BUILD_CLI needs TORVANE_FILES" in refused.stderr, refused
+    for name in ("FILES", "POLICIES"):
+        with tempfile.TemporaryDirectory() as folder:
+            refused = subprocess.run([CMAKE, "-S", SOURCE, "-B", folder, f"-DCMAKE_CXX_COMPILER={COMPILER}",
+                                      f"-DTORVANE_{name}=OFF", "-DTORVANE_BUILD_TESTS=OFF"], capture_output=True,
+                                     text=True)
+        assert refused.returncode != 0 and f"TORVANE_BUILD_CLI needs TORVANE_{name}" in refused.stderr, refused
 
 
 if __name__ == "__main__":
