@@ -102,9 +102,9 @@ class Encryption(EncryptionTest):
                 ("secp256k1.pem", (), 4, "{} is on secp256k1; ECDH-ES+A256KW needs one on P-256, P-384 or P-521."),
                 ("odd.jwks#ps", (), 4, '{} is for PS256 only, by its "alg".'),
                 ("odd.jwks#verify", (), 4, '{} lacks "wrapKey" in its "key_ops".'),
-                ("P-256.pem", ("--alg", "dir"), 2, 'The algorithm "dir" is not one of RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 '
-                                                   "RSA-OAEP-512 ECDH-ES ECDH-ES+A128KW ECDH-ES+A192KW "
-                                                   "ECDH-ES+A256KW."),
+                ("P-256.pem", ("--alg", "dir"), 2,
+                 'The algorithm "dir" is not one of RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512 ECDH-ES '
+                 "ECDH-ES+A128KW ECDH-ES+A192KW ECDH-ES+A256KW."),
                 ("P-256.pem", ("--enc", "A256"), 2, 'The algorithm "A256" is not one of A128CBC-HS256 A192CBC-HS384 '
                                                     "A256CBC-HS512 A128GCM A192GCM A256GCM."),
                 ("P-256.pem", ("--header", "zip=DEF"), 2, 'The header\'s "zip" asks for compression, which is not '

@@ -8,9 +8,9 @@ import unittest
 from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
-COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff", "jwks select",
-            "sign", "verify", "encrypt", "decrypt", "nested", "nested encode", "nested decode", "encode", "decode",
-            "inspect", "help")
+COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
+            "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode", "nested decode", "encode",
+            "decode", "inspect", "help")
 LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
@@ -153,9 +153,11 @@ class Shell(CommandTest):
         (("encode", "--own", "sig:a=key.pem", "--peer", "set.jwks", "--jwe-header", "pin?8642"), '"pin..." is not'),
         (("decode", "--own", "enc= " + URI, "--peer", "set.jwks"), 'The file " pkcs11:token=app..." cannot be read'),
         (("decode", "--own", "enc=key.pem", "--peer", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
-        (("sign", "--key", URI.replace("pkcs11", "pkcs1"), "--iss", "i"), 'The file "pkcs1:token=app;object=sign..." cannot'),
+        (("sign", "--key", URI.replace("pkcs11", "pkcs1"), "--iss", "i"),
+         'The file "pkcs1:token=app;object=sign..." cannot'),
         (("sign", "--key", "key.pem#" + URI, "--iss", "i"), 'key.pem is not a JWK Set, so "#pkcs11:token=app..."'),
-        (("sign", "--key", "set.jwks#" + URI, "--iss", "i"), 'No key "pkcs11:token=app..." in "set.jwks"; it has a, b.'),
+        (("sign", "--key", "set.jwks#" + URI, "--iss", "i"),
+         'No key "pkcs11:token=app..." in "set.jwks"; it has a, b.'),
         (("sign", "--key", "key.pem", "--expires-in", URI), '--expires-in "pkcs11:token=app...": write'),
         (("verify", "--key", "key.pem", "--alg", URI), 'The algorithm "pkcs11:token=app..." is not one of'),
         (("inspect", URI), 'Cannot read "pkcs11:token=app..."'),

@@ -82,13 +82,14 @@ class Pkcs11Test(CommandTest):
         with open(configuration, "w", encoding="ascii") as file:
             file.write(f"directories.tokendir = {cls.keys}/tokens\nlog.level = ERROR\n")
         cls.environment = {"SOFTHSM2_CONF": configuration}
-        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234", "--so-pin", "5678"],
-                       env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
+        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234",
+                        "--so-pin", "5678"], env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
         with open(os.path.join(cls.keys, "pin.txt"), "w", encoding="ascii") as file:
             file.write("1234\n")
         for kind in ("RSA-2048", "P-256", "P-384", "P-521"):
             subprocess.run([TORVANE, "key", "new", kind, cls.uri(kind), "--secret-file",
-                            os.path.join(cls.keys, "pin.txt")], env={**ENVIRONMENT, **cls.environment}, check=True)
+                            os.path.join(cls.keys, "pin.txt")], env={**ENVIRONMENT, **cls.environment}, check=True,
+                           stdout=subprocess.DEVNULL)
 
     @classmethod
     def uri(cls, name):

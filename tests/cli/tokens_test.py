@@ -101,7 +101,8 @@ class Tokens(TokenTest):
         self.path("six.jwks", json.dumps({"keys": [{"kty": "oct", "kid": name} for name in "abcdefg"]}))
         for key, more, error in (
                 ("small.pem", (), "{} has 1024 bits, which are too few; at least 2048 are needed."),
-                ("ed.pem", (), "{} cannot be used. A platform key is an RSA key or an EC key on P-256, P-384 or P-521."),
+                ("ed.pem", (),
+                 "{} cannot be used. A platform key is an RSA key or an EC key on P-256, P-384 or P-521."),
                 ("P-256.public.pem", (), "{} is a public key; signing needs a private one."),
                 ("P-256.public.jwk", (), "{} is a public key; signing needs a private one."),
                 ("public.jwks", (), "{} holds public keys only; signing needs a private one."),
@@ -112,7 +113,8 @@ class Tokens(TokenTest):
                 (self.path("six.jwks"), (), "{} has no key that can be used; `torvane jwks check` says why."),
                 (self.path("empty.jwks"), (), "{} is a set without keys."),
                 (self.path("list.json"), (), "{} is JSON, but neither a JWK nor a JWK Set."),
-                (self.path("broken.json"), (), "{} is not strict JSON. The text is not JSON: unexpected end at byte 2."),
+                (self.path("broken.json"), (),
+                 "{} is not strict JSON. The text is not JSON: unexpected end at byte 2."),
                 ("P-256.pem#a", (), '{} is not a JWK Set, so "#a" cannot choose a key of it.'),
                 ("none.pem", (), 'The file "{}" cannot be read: No such file or directory.'),
                 ("RSA-2048.pem", ("--alg", "ES256"), "{} is an RSA key; ES256 needs one on P-256."),
@@ -121,8 +123,8 @@ class Tokens(TokenTest):
                 ("P-256.jwk", ("--alg", "PS256"), "{} is on P-256; PS256 needs an RSA key."),
                 ("two.jwks", ("--alg", "ES256"), "2 keys fit: {0}#old, {0}#new; choose one, as in --key {0}#old."),
                 ("two.jwks", ("--alg", "ES384"),
-                 "None of the 3 keys fits: {0}#old is on P-256; ES384 needs one on P-384, {0}#new is on P-256; ES384 needs "
-                 "one on P-384, {0}#RSA-2048 is an RSA key; ES384 needs one on P-384."),
+                 "None of the 3 keys fits: {0}#old is on P-256; ES384 needs one on P-384, {0}#new is on P-256; ES384 "
+                 "needs one on P-384, {0}#RSA-2048 is an RSA key; ES384 needs one on P-384."),
                 ("odd.jwks#verify", (), '{}#verify lacks "sign" in its "key_ops".'),
                 ("odd.jwks#mac", (),
                  '{}#mac is a shared secret ("kty" is "oct"); torvane takes RSA and EC keys.')):
@@ -141,7 +143,8 @@ class Tokens(TokenTest):
                 (es256, ["odd.jwks#mac"],
                  '{0}#mac is a shared secret ("kty" is "oct"); torvane takes RSA and EC keys.'),
                 (es256, ["odd.jwks#ed"], '{0}#ed is a key of the kind "OKP"; torvane takes RSA and EC keys.'),
-                (es256, ["odd.jwks#point"], "{0}#point cannot be used. The JWK's \"x\" is not a number in base64url of the right length."),
+                (es256, ["odd.jwks#point"],
+                 "{0}#point cannot be used. The JWK's \"x\" is not a number in base64url of the right length."),
                 (es256, ["odd.jwks#enc"], '{0}#enc has the "use" "enc".'),
                 (rs256, ["odd.jwks#ps"], '{0}#ps is for PS256 only, by its "alg".'),
                 (rs256, ["P-256.pem"], "{0} is on P-256; RS256 needs an RSA key."),
@@ -173,7 +176,8 @@ class Tokens(TokenTest):
                 ((), other, 4, "{} is on P-256; ES384 needs one on P-384."),
                 ((), "a.b.c.d.e", 5, 'The token is encrypted (a JWE): use "decrypt", or "nested decode".'),
                 ((), "no token", 5, "The input is not a compact token: it has 1 part; a JWS has 3, a JWE has 5."),
-                ((), f"{head}.{payload}.!", 5, "The token is malformed. The signature is not base64url without padding."),
+                ((), f"{head}.{payload}.!", 5,
+                 "The token is malformed. The signature is not base64url without padding."),
                 ((), "e30.e30.AA", 5, 'The header has no "alg".'),
                 (("two",), "", 5, "The input has 2 tokens, in the lines 2, 3."),
                 (("two", "--line", "1"), "", 5, "Line 1 has no token. Lines with tokens: 2, 3."),
@@ -208,14 +212,15 @@ class Tokens(TokenTest):
     def test_sign_rejects_wrong_options(self):
         for arguments, error in (
                 (("--expires-in", "600"), '--expires-in "600": is this a duration? Give its unit: s, m, h or d.'),
-                (("--expires-in", "5 m"), '--expires-in "5 m": write a duration such as 10m, a date such as 2026-12-01, '
-                                          "or 2026-12-01T10:00:00Z."),
+                (("--expires-in", "5 m"),
+                 '--expires-in "5 m": write a duration such as 10m, a date such as 2026-12-01, or '
+                 "2026-12-01T10:00:00Z."),
                 *((("--not-before", text), f'--not-before "{text}": write a duration such as 10m, a date such as '
                                            "2026-12-01, or 2026-12-01T10:00:00Z.")
                   for text in ("2026-02-29", "2026-12-01T10:00:00", "2026-12-01T24:00:00Z", "99999999d", "x")),
                 (("--claims", "[1]"), "The text of --claims must be a JSON object. It is another JSON value."),
-                (("--claims", "{"), "The text of --claims must be a JSON object. The text is not JSON: unexpected "
-                                     "end at byte 2."),
+                (("--claims", "{"),
+                 "The text of --claims must be a JSON object. The text is not JSON: unexpected end at byte 2."),
                 (("--iss", "i", "file"), 'The claims are the payload: "file" cannot be signed, too.'),
                 (("--typ", "a", "--header", "typ=b"), '--typ and another option both set "typ".'),
                 (("--header", "kid=b"), '"kid=b" sets a parameter that another option sets.'),
