@@ -31,6 +31,8 @@ struct ShowKeyOptions {
     bool isPublic = false, asJSON = false;
 };
 
+/// Makes the key pair that newKey() describes on standard output.
+Torvane::Zennet::Key createKey(const NewKeyOptions& options);
 void newKey(const NewKeyOptions& options);
 void showKey(const ShowKeyOptions& options);
 
@@ -53,6 +55,13 @@ struct CompareSetsOptions {
     bool asJSON = false;
 };
 
+struct RotateOptions {
+    std::string set, output, use, keyId;
+    /// Where and how the new key is made. Its kind may be empty.
+    NewKeyOptions key;
+    bool keepsOld = false;
+};
+
 struct SelectOptions {
     std::string input, output, keyId, use, keyType, algorithm;
 };
@@ -61,6 +70,7 @@ void makeSet(const MakeSetOptions& options);
 void listSet(const ReadSetOptions& options);
 void checkSet(const ReadSetOptions& options);
 void compareSets(const CompareSetsOptions& options);
+void rotateKey(const RotateOptions& options);
 void selectKeys(const SelectOptions& options);
 
 struct MessageOptions {

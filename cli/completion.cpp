@@ -24,7 +24,7 @@ std::vector<std::string> listNames(Test test) {
 
 // Values of an option, or of the first argument of a command; none for file names.
 std::vector<std::string> listValues(const CLI::App& command, const std::string& name) {
-    if (name == "new") return listKeyKinds();
+    if (name == "new" || name == "--kind") return listKeyKinds();
     const auto* parent = command.get_parent();
     const bool isNested = parent != nullptr && parent->get_name() == "nested";
     // `encode` and `decode` take RSA keys only, `nested` takes all.

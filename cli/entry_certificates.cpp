@@ -65,8 +65,9 @@ Certificate readCertificate(ByteView der) {
 }
 
 std::string explainUnreadable(const std::string& text) {
-    if (text.find("-----BEGIN") != text.npos)
+    if (text.find("-----BEGIN") != text.npos) {
         return " It is PEM text; leave out the lines with dashes and line breaks.";
+    }
     if (text.find_first_of("-_") != text.npos) return " It is in base64url; \"x5c\" takes standard base64.";
     if (text.find_first_of(" \r\n") != text.npos) return " It has line breaks or spaces.";
     return "";
@@ -140,8 +141,9 @@ class Examination {
 
     void checkChain(const JSONValue& chain) {
         const auto* list = chain.as<JSONValue::List>();
-        if (list == nullptr || list->empty())
+        if (list == nullptr || list->empty()) {
             return addFault("x5c-malformed", "Its \"x5c\" is not a list of certificates.");
+        }
         std::vector<Certificate> certificates;
         for (const auto& element : *list) certificates.push_back(read(element, certificates.size()));
         for (std::size_t i = 0; i + 1 < certificates.size(); ++i) {
@@ -181,8 +183,9 @@ class Examination {
         report_.certificates.push_back({{"subject", formatSubject(certificate)},
                                         {"notBefore", formatMoment(*begin)},
                                         {"notAfter", formatMoment(*end)}});
-        if (now_ < *begin)
+        if (now_ < *begin) {
             addFault("x5c-not-yet-valid", name(index) + " is not valid before " + formatMoment(*begin) + '.');
+        }
         if (now_ > *end) {
             addFault("x5c-expired", name(index) + " expired on " + formatMoment(*end) + '.');
         } else if (*end - now_ < secondsToRenew) {

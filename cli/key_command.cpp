@@ -188,7 +188,7 @@ std::vector<std::string> listKeyKinds() {
     return names;
 }
 
-void newKey(const NewKeyOptions& options) {
+Key createKey(const NewKeyOptions& options) {
     const auto all = makeKinds();
     const auto kind =
         std::ranges::find_if(all, [&](const KeyKind& each) { return isSameKind(each.name, options.kind); });
@@ -204,7 +204,11 @@ void newKey(const NewKeyOptions& options) {
     const auto askForSecret = Torvane::isPkcs11URI(options.uri) ? makeSecretSource(options.secret.file)
                               : isEncrypted                     ? makeNewSecretSource(options.secret.file)
                                                                 : SecretSource();
-    const auto key = kind->make(findKeyFile(options.uri), askForSecret, options.secret.lastPinTry());
+    return kind->make(findKeyFile(options.uri), askForSecret, options.secret.lastPinTry());
+}
+
+void newKey(const NewKeyOptions& options) {
+    const auto key = createKey(options);
     const auto rows = describeKey(key);
     if (options.asJSON) {
         auto object = asJSON(rows);

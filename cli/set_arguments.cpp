@@ -4,7 +4,7 @@
 namespace Command {
 
 void addSetCommands(CLI::App& root) {
-    auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare or search public JWK Sets");
+    auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare, rotate or search public JWK Sets");
     jwks->require_subcommand(1);
     {
         auto [command, options] =
@@ -48,6 +48,28 @@ void addSetCommands(CLI::App& root) {
             "if they differ.\n\n"
             "Examples:\n  torvane jwks diff old.jwks new.jwks\n  curl -s https://example.com/jwks | torvane jwks "
             "diff public.jwks -");
+    }
+    {
+        auto [command, options] =
+            addCommand(*jwks, "rotate", "Make a new key pair, and add its public key to a set", rotateKey);
+        command->add_option("set", options->set, "Public set, which is replaced")->required()->type_name("FILE");
+        command->add_option("--use", options->use, "Use of the new key: sig or enc")->required();
+        command->add_option("--key", options->key.uri, "New PEM file (mode 0600) or pkcs11: URI of the key pair")
+            ->required()
+            ->type_name("URI");
+        command->add_option("--kind", options->key.kind, "Kind of key, such as P-256 (default: as the newest key)");
+        command->add_option("--kid", options->keyId, "Id of the new key (default: its thumbprint)");
+        command->add_flag("--keep-old", options->keepsOld, "With --use enc, keep the old public keys in the set");
+        command->add_flag("--encrypt", options->key.isEncrypted, "Encrypt the key file with a passphrase");
+        command->add_option("-o,--output", options->output, "Write the set to FILE instead of replacing it")
+            ->type_name("FILE");
+        addSecretOptions(*command, options->key.secret);
+        command->footer(
+            "For sig, the set keeps the old keys; for enc, the new key replaces them. Says what to publish and "
+            "when.\n\n"
+            "Examples:\n"
+            "  torvane jwks rotate public.jwks --use sig --kid 2027 --key sign-2027.pem\n"
+            "  torvane jwks rotate public.jwks --use enc --kind P-256 --key 'pkcs11:token=app;object=agree'");
     }
     {
         auto [command, options] = addCommand(

@@ -9,8 +9,8 @@ from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
-            "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode", "nested decode", "encode",
-            "decode", "inspect", "help")
+            "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode",
+            "nested decode", "encode", "decode", "inspect", "help")
 LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
@@ -129,6 +129,8 @@ class Shell(CommandTest):
         (("jwks", "list", URI.replace("8642", '86"42')), 'Cannot read "pkcs11:token=app..."'),
         (("jwks", "check", URI), 'Cannot read "pkcs11:token=app..."'),
         (("jwks", "diff", "set.jwks", URI), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "rotate", "set.jwks", "--use", "sig", "--key", "none/" + URI),
+         'The file "none/pkcs11:token=app..." cannot be written'),
         (("jwks", "select", "--use", URI, "set"), "The use must be"),
         (("jwks", "select", "--kty", URI, "set"), "The key type must be"),
         (("jwks", "select", "--alg", URI, "set"), "The algorithm is unknown"),

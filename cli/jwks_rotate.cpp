@@ -1,0 +1,175 @@
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <utility>
+
+#include "cli/advice.hpp"
+#include "cli/commands.hpp"
+#include "cli/exit_code.hpp"
+#include "cli/files.hpp"
+#include "cli/set_entries.hpp"
+#include "cli/text.hpp"
+
+namespace Command {
+namespace {
+
+using namespace Torvane;
+
+struct PublicSet {
+    JSONValue::Object members;
+    std::vector<SetEntry> entries;
+};
+
+PublicSet readPublicSet(const std::string& path) {
+    const auto text = readSetText(path);
+    PublicSet set{{}, readSetEntries(text)};
+    const auto json = JSONSerialization::jsonObject(text);
+    if (const auto* members = json.as<JSONValue::Object>()) set.members = *members;
+    if (!set.members.contains("keys")) {
+        throw Failure(ExitCode::key, nameInput(path) + " is a JWK; a JWK Set is needed here.",
+                      "Put it into a set: {\"keys\": [JWK]}.");
+    }
+    if (std::ranges::any_of(set.entries, hasPrivateMember)) {
+        throw Failure(ExitCode::key, nameInput(path) + " has private keys; a set of public keys is needed here.",
+                      "`torvane jwks select FILE` writes the public members of its keys.");
+    }
+    return set;
+}
+
+bool isForBoth(const SetEntry& entry) {
+    return findUse(entry).value_or(JWKUse::JWK_SIG_ENC) == JWKUse::JWK_SIG_ENC;
+}
+
+// The last readable key of this use; if there is none, the last one of both uses.
+const SetEntry* findNewest(const std::vector<SetEntry>& entries, JWKUse use) {
+    const SetEntry* newest = nullptr;
+    for (const auto& entry : entries) {
+        const bool isExact = findUse(entry) == use;
+        if (!entry.key || !(isExact || isForBoth(entry))) continue;
+        if (isExact || newest == nullptr || isForBoth(*newest)) newest = &entry;
+    }
+    return newest;
+}
+
+std::string chooseKind(const RotateOptions& options, const SetEntry* newest) {
+    if (!options.key.kind.empty()) return options.key.kind;
+    const auto hint = "Choose it with --kind: " + join(listKeyKinds()) + '.';
+    if (newest == nullptr) {
+        throw Failure(ExitCode::usage, "The set has no key for " + options.use + " that tells the kind of the new one.",
+                      hint);
+    }
+    auto kind = describeKind(*newest);
+    std::ranges::replace(kind, ' ', '-');
+    const auto kinds = listKeyKinds();
+    if (std::ranges::find(kinds, kind) == kinds.end()) {
+        throw Failure(ExitCode::usage, "No key of the kind " + kind + " can be made, as the newest one is.", hint);
+    }
+    return kind;
+}
+
+void requireNewId(const std::vector<SetEntry>& entries, const std::string& keyId, JWKUse use) {
+    for (const auto& entry : entries) {
+        if (readMember(entry, "kid") == keyId && (findUse(entry) == use || isForBoth(entry))) {
+            throw Failure(ExitCode::usage, "The set has a key " + inQuotes(keyId) + " for this use already.",
+                          "Choose another id with --kid.");
+        }
+    }
+}
+
+std::string nameEntry(const SetEntry& entry) {
+    const auto* id = stringMember(entry.members, "kid");
+    return id != nullptr ? inQuotes(*id) : entry.key ? inQuotes(entry.thumbprint) : "a key without an id";
+}
+
+// The new public key. It gets the "alg" of the newest key if it fits that, as peers may demand it.
+JSONValue::Object makeMembers(const JsonWebKey& key, const SetEntry* newest) {
+    auto members = key.publicHalf().encodeToDictionary();
+    members.try_emplace("use", rawValue(key.use()));
+    const auto algorithm = newest != nullptr ? readMember(*newest, "alg") : "";
+    const auto fitting = listAlgorithms(key.key(), key.use());
+    if (std::ranges::find(fitting, algorithm) != fitting.end()) members["alg"] = algorithm;
+    return toJSONObject(members);
+}
+
+// What to do when, as docs/rotate-keys.md explains.
+void printSteps(const RotateOptions& options, const std::string& keyId, const std::vector<std::string>& old) {
+    const auto added = inQuotes(keyId), former = listNames(old);
+    const bool isFirst = old.empty();
+    std::vector<std::string> steps;
+    if (options.use == "sig") {
+        steps.push_back("Publish the set now" + (isFirst ? "." : ", and keep signing with " + former + '.'));
+        steps.push_back("Sign with " + added + " when every peer has read the set.");
+        if (!isFirst) {
+            steps.push_back("Remove " + former +
+                            " from the set when no signature by the old key remains to be verified.");
+        }
+    } else if (isFirst) {
+        steps.push_back("Publish the set now.");
+    } else {
+        steps.push_back(options.keepsOld ? "Publish the set now. Peers must choose " + added + " by its id."
+                                         : "Publish the set now. It has " + added + " instead of " + former + '.');
+        steps.push_back("Keep both private keys: tokens for both arrive until every peer has read the set.");
+        steps.push_back((options.keepsOld ? "Remove " + former + " from the set, and delete the private key,"
+                                          : "Delete the private key of " + former) +
+                        " when no peer uses the old set and no token for an old key is in transit.");
+    }
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        std::cerr << i + 1 << ". " << makePrintable(steps[i]) << '\n';
+    }
+}
+
+}  // namespace
+
+void rotateKey(const RotateOptions& options) {
+    const auto use = fromRawValue<JWKUse>(options.use);
+    if (!use || *use == JWKUse::JWK_SIG_ENC) throw Failure(ExitCode::usage, "The use must be sig or enc.");
+    if (!Zennet::isUTF8(asBytes(options.keyId))) throw Failure(ExitCode::usage, "The key id is not text.");
+    auto set = readPublicSet(options.set);
+    const auto* newest = findNewest(set.entries, *use);
+    auto wanted = options.key;
+    wanted.kind = chooseKind(options, newest);
+    // The kind may be in capital letters; no other one begins like it.
+    if (*use == JWKUse::JWK_ENC && (wanted.kind.starts_with('s') || wanted.kind.starts_with('S'))) {
+        throw Failure(ExitCode::usage, "A secp256k1 key is for signatures only.");
+    }
+    if (!options.keyId.empty()) requireNewId(set.entries, options.keyId, *use);
+    const auto& output = options.output.empty() ? options.set : options.output;
+    std::error_code none;
+    const bool isOutputThere = output == "-" || std::filesystem::exists(output, none);
+
+    const auto created = createKey(wanted);
+    const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
+    const auto key = makeJsonWebKey(created, *use, id);
+    JSONValue::List keys;
+    std::vector<std::string> old, forBoth;
+    for (const auto& entry : set.entries) {
+        const bool isOld = findUse(entry) == *use;
+        if (isOld || (*use == JWKUse::JWK_SIG && isForBoth(entry))) old.push_back(nameEntry(entry));
+        if (*use == JWKUse::JWK_ENC && isForBoth(entry)) forBoth.push_back(nameEntry(entry));
+        if (!isOld || *use == JWKUse::JWK_SIG || options.keepsOld) keys.push_back(entry.content);
+    }
+    keys.emplace_back(makeMembers(key, newest));
+    set.members["keys"] = std::move(keys);
+    const auto where = inQuotes(std::string(cutPin(wanted.uri)));
+    try {
+        if (!isOutputThere && std::filesystem::exists(output, none)) {
+            throw Failure(ExitCode::usage, "The output would overwrite the new key.");
+        }
+        writeOutput(output, asBytes(formatJSON(set.members) + '\n'));
+    } catch (...) {
+        throw addHint(std::current_exception(),
+                      "The new key pair is in " + where + ", but in no set: delete it before you try again.");
+    }
+    std::cerr << makePrintable("The new key pair " + inQuotes(key.keyId()) + " (" + describeKind(created) + ") is in " +
+                               where + ".")
+              << '\n';
+    printSteps(options, key.keyId(), old);
+    for (const auto& name : forBoth) {
+        std::cerr << makePrintable("The key " + name +
+                                   " is for both uses and stays in the set: peers may still encrypt to it.")
+                  << '\n';
+    }
+}
+
+}  // namespace Command
