@@ -23,6 +23,7 @@ Failure explain(const Torvane::ClaimsError& error, Torvane::ByteView payload, co
                 const PolicyOptions& options);
 
 /// Says on standard error that the claims were not checked, if that is a terminal and the payload has claims.
+/// @param advice says how to check them.
 void warnOfUncheckedClaims(Torvane::ByteView payload, std::string_view advice);
 
 }  // namespace Command

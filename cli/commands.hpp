@@ -80,6 +80,8 @@ struct MessageOptions {
     std::string signWith, encryptTo;
     std::string jwsAlgorithm, keyManagementAlgorithm, contentEncryptionAlgorithm;
     std::vector<std::string> jwsHeaders, jweHeaders;
+    /// Whether decode() is not to say that it checks no claims.
+    bool hasNoPolicy = false;
 };
 
 void encode(const MessageOptions& options);

@@ -43,6 +43,8 @@ void addMessageCommands(CLI::App& root) {
         addInput(*command, options->input, "Token (default: standard input)");
         addOwn(*command, options->own, "Your private key to decrypt with; USE is enc; repeatable");
         addMessageOptions(*command, *options);
+        command->add_flag("--no-policy", options->hasNoPolicy,
+                          "Do not say on the terminal that the claims were not checked");
         command->footer(
             "Nothing is written unless the token decrypts and its signature verifies.\n\n"
             "Example:\n"

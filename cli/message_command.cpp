@@ -1,4 +1,5 @@
 #include "cli/advice.hpp"
+#include "cli/claim_options.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
@@ -70,13 +71,15 @@ void decode(const MessageOptions& options) {
     const auto input = readInput(options.input);
     const auto token = findToken(asText(input));
     checkDecoding(options, parties, token);
-    writeOutput(options.output, runWithProgress("decoding", token.size(), [&] {
-                    try {
-                        return helper.decodeMessage(token);
-                    } catch (const Error&) {
-                        explainDecoding(options, parties, token, std::current_exception());
-                    }
-                }));
+    const auto message = runWithProgress("decoding", token.size(), [&] {
+        try {
+            return helper.decodeMessage(token);
+        } catch (const Error&) {
+            explainDecoding(options, parties, token, std::current_exception());
+        }
+    });
+    writeOutput(options.output, message);
+    if (!options.hasNoPolicy) warnOfUncheckedClaims(message, "`torvane nested decode --iss ...` checks them");
 }
 
 }  // namespace Command

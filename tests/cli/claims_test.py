@@ -31,7 +31,8 @@ class Claims(TokenTest):
             self.assertEqual(set(self.payload(self.sign("P-256.pem", *text, stdin="{}"))), {"iat"})
         ids = {self.payload(self.sign("P-256.pem", "--jti"))["jti"] for _ in range(2)}
         self.assertEqual([len(each) for each in ids], [24, 24])
-        for text, seconds in (("2026-12-01", 1796083200), ("2026-12-01T10:00:00Z", 1796119200), ("1800000000", 1800000000),
+        for text, seconds in (("2026-12-01", 1796083200), ("2026-12-01T10:00:00Z", 1796119200),
+                              ("1800000000", 1800000000),
                               ("2026-12-01T10:00:00+02:00", 1796112000), ("2028-02-29", 1835395200)):
             self.assertEqual(self.payload(self.sign("P-256.pem", "--expires-in", text))["exp"], seconds)
         for text, seconds in (("30s", 30), ("-2h", -7200), ("2d", 172800)):
@@ -41,9 +42,9 @@ class Claims(TokenTest):
     def test_claims_are_accepted(self):
         token = self.sign("P-256.pem", "--iss", "i", "--aud", "a", "--aud", "b", "--sub", "s", "--expires-in", "10m",
                           "--typ", "application/at+jwt")
-        for policy in (("--iss", "i"), ("--iss", "h", "--iss", "i"), ("--aud", "b"), ("--sub", "s"), ("--typ", "AT+JWT"),
-                       ("--require", "sub", "--require", "iat"), ("--leeway", "30s"), ("--max-age", "1m"),
-                       ("--allow-no-expiry",), ("--no-policy",), ()):
+        for policy in (("--iss", "i"), ("--iss", "h", "--iss", "i"), ("--aud", "b"), ("--sub", "s"),
+                       ("--typ", "AT+JWT"), ("--require", "sub", "--require", "iat"), ("--leeway", "30s"),
+                       ("--max-age", "1m"), ("--allow-no-expiry",), ("--no-policy",), ()):
             self.assertEqual(json.loads(self.text("verify", "--key", self.key("P-256.pem"), *policy, stdin=token)),
                              self.payload(token), policy)
         expired = self.sign("P-256.pem", "--expires-in", "-20s")
@@ -58,8 +59,8 @@ class Claims(TokenTest):
         good = {"iss": "i", "aud": ["a", "b"], "sub": "s", "exp": ahead, "iat": old}
         for policy, changes, error in (
                 (("--iss", "i"), {"exp": old}, f'The token has expired: "exp" was {utc(old)} (3 days ago).'),
-                (("--iss", "i"), {"exp": None}, 'A claim is malformed: "exp" was null, wanted a number of seconds since '
-                                                "1970."),
+                (("--iss", "i"), {"exp": None},
+                 'A claim is malformed: "exp" was null, wanted a number of seconds since 1970.'),
                 (("--leeway", "1s"), {"nbf": ahead}, f'The token is not valid yet: "nbf" is {utc(ahead)} (in 3 days).'),
                 (("--iss", "j"), {}, 'The token is from another issuer: "iss" was "i", wanted "j".'),
                 (("--iss", "j", "--iss", "k"), {},
@@ -96,14 +97,23 @@ class Claims(TokenTest):
 
     def test_the_terminal_shows_that_claims_were_not_checked(self):
         token = self.path("token", self.sign("P-256.pem", "--iss", "i", "--expires-in", "1m"))
-        note = "torvane: The claims were not checked; --iss, --aud, --sub, --require, --max-age and --typ check them, " \
-               "--no-policy silences this.\n"
+        note = "torvane: The claims were not checked; --iss, --aud, --sub, --require, --max-age and --typ check " \
+               "them, --no-policy silences this.\n"
         text = self.path("text", self.sign("P-256.pem", stdin="not claims"))
         for file, policy, expected in ((token, (), note), (token, ("--no-policy",), ""), (token, ("--iss", "i"), ""),
                                        (text, (), "")):
             shown = Terminal("verify", "--key", self.key("P-256.pem"), *policy, file, folder=self.folder).finish()
             self.assertEqual(shown[0], 0)
             self.assertTrue(shown[1].endswith(("}" if file == token else "claims") + expected), shown)
+        self.succeed("jwks", "make", "sig:s=" + self.key("RSA-2048.pem"), "enc:e=" + self.key("RSA-2048.pem"), "-o",
+                     "set")
+        self.path("nested", self.succeed("encode", "--own", "sig:s=" + self.key("RSA-2048.pem"), "--peer", "set",
+                                         "--encrypt-to", "e", stdin='{"iss": "i"}'))
+        for more, note in (((), "torvane: The claims were not checked; `torvane nested decode --iss ...` checks them, "
+                                "--no-policy silences this.\n"), (("--no-policy",), "")):
+            shown = Terminal("decode", "--own", "enc:e=" + self.key("RSA-2048.pem"), "--peer", "set", "nested", *more,
+                             folder=self.folder).finish()
+            self.assertEqual(shown, (0, '{"iss": "i"}' + note))
 
 
 if __name__ == "__main__":
