@@ -194,7 +194,7 @@ class Advice(CommandTest):
                          (k1, 'It is on secp256k1, and has no "alg" with the value ES256K.'),
                          ({**k1, "alg": "ES256K"}, "It is on secp256k1."),
                          ({**good[0], "n": "", "kid": "k"}, None)):
-            self.make_set("bad", good[0], bad, good[1])
+            self.make_set("bad", good[0], bad, good[1], {**bad, "kid": "another"})  # the first one is named
             for arguments in (self.encoding(peer="bad"), self.decoding(peer="bad"),
                               ("jwks", "select", "--use", "sig", "bad")):
                 if why is None:

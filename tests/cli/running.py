@@ -116,8 +116,14 @@ class Terminal:
         os.write(self.master, (answer + end).encode())
 
     def finish(self):
-        """Waits for the end; returns the exit code and all that was shown."""
-        while self.read():
-            pass
+        """Waits for the end; returns the exit code and all that was shown. A question that waits for an answer fails.
+        """
+        while select.select([self.master], [], [], 60)[0]:
+            if not self.read():
+                break
+        else:
+            os.kill(self.process, signal.SIGKILL)
+            os.waitpid(self.process, 0)
+            raise AssertionError(f"the command does not end; it has shown {self.shown!r}")
         os.close(self.master)
         return os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1]), self.shown.decode().replace("\r\n", "\n")
