@@ -287,8 +287,8 @@ class Pkcs11Tokens(CommandTest):
         listed = subprocess.run(["p11-kit", "list-modules"], env={**ENVIRONMENT, **env}, capture_output=True, text=True,
                                 check=True).stdout
         self.assertIn("p11-kit-trust", listed)
-        drivers = "`p11-kit list-modules` lists the registered drivers; ?module-path=FILE at the end of the URI names " \
-                  "another one."
+        drivers = "`p11-kit list-modules` lists the registered drivers; ?module-path=FILE at the end of the URI " \
+                  "names another one."
         for uri in ("pkcs11:token=System%20Trust", "pkcs11:model=p11-kit-trust", "PKCS11:token=none"):
             self.reject(4, f'No PKCS #11 token matches "{uri}". Tokens present: "app".', "key", "show", "--public", uri,
                         env=env, hint=drivers)
