@@ -16,7 +16,7 @@ using Case = ClaimsError::Case;
 constexpr std::string_view recipientThumbprint = "recipient_jkt";
 
 // A payload that is claims; null for any other payload.
-SecretJSON parseClaims(ByteView payload, const Limits& limits) {
+SecretJSON parsePayload(ByteView payload, const Limits& limits) {
     const auto start = asText(payload).find_first_not_of(" \t\r\n");
     if (start == std::string_view::npos || payload[start] != '{') return SecretJSON({});  // not parsed in vain
     try {
@@ -82,7 +82,7 @@ class Rules final : public MessageRules {
     void requireRecipient(ByteView payload, const JSONValue::Object& jwsHeader, const JsonWebKey& decryptionKey,
                           const Limits& limits) const {
         const auto bound = jwsHeader.find(recipientThumbprint);
-        const auto claims = ourNames->empty() ? SecretJSON({}) : parseClaims(payload, limits);
+        const auto claims = ourNames->empty() ? SecretJSON({}) : parsePayload(payload, limits);
         const auto* audience = findAudience(claims.get());
         if (bound == jwsHeader.end() && !audience) {
             throw ClaimsError(Case::missingClaim, std::string(recipientThumbprint), "there");
