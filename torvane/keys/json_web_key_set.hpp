@@ -72,8 +72,8 @@ class TORVANE_EXPORT JsonWebKeySet {
     /// @{
     /// Reads the public keys that the library can use from a JWK Set as others publish it, and leaves out the rest (RFC
     /// 7517, section 5): keys of another "kty" or "crv", with a member missing or malformed, beyond the limits, RSA
-    /// keys that no algorithm takes, and keys with a "use" other than "sig" and "enc". What remains are RSA keys of 2048
-    /// to 16384 bits, and EC keys on P-256, P-384, P-521 and secp256k1.
+    /// keys that no algorithm takes, and keys with a "use" other than "sig" and "enc". What remains are RSA keys of
+    /// 2048 to 16384 bits, and EC keys on P-256, P-384, P-521 and secp256k1.
     ///
     /// A key without "use" gets JWK_SIG_ENC, one without a "kid" that is text a random UUID. Ids may occur more than
     /// once.
