@@ -56,8 +56,9 @@ FileKind recognise(ByteView content) {
 std::string explainBadEntry(const JSONValue::Object& members, const std::exception_ptr& error) {
     const auto* type = stringMember(members, "kty");
     const auto* curve = stringMember(members, "crv");
-    if (type != nullptr && *type == "oct")
+    if (type != nullptr && *type == "oct") {
         return "It is a symmetric key (\"oct\"), which does not belong in a set for peers.";
+    }
     if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
         return std::string("It is on secp256k1") +
                (members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
@@ -149,8 +150,9 @@ std::string explainMissingKey(const std::string& set, const std::vector<JsonWebK
                               JWKUse use) {
     const auto found = std::ranges::find(keys, keyId, &JsonWebKey::keyId);
     const bool isSigning = use == JWKUse::JWK_SIG;
-    if (found == keys.end())
+    if (found == keys.end()) {
         return "No key " + inQuotes(keyId) + " in " + set + "; it has " + listNames(listIds(keys)) + '.';
+    }
     const auto name = "The key " + inQuotes(keyId) + " in " + set;
     if (found->use() == JWKUse::JWK_SIG_ENC) {
         return name + " has no \"use\"; it needs " + (isSigning ? "\"sig\"." : "\"enc\".");
@@ -163,7 +165,7 @@ ByteBuffer readSetText(const std::string& path) {
     const auto reject = [&](const char* what, const std::string& hint) {
         throw Failure(ExitCode::key, nameInput(path) + " is " + what + "; a JWK Set is needed here.", hint);
     };
-    const auto make = "`torvane jwks make sig=FILE` makes a set of a key file.";
+    const auto* const make = "`torvane jwks make sig=FILE` makes a set of a key file.";
     switch (recognise(content)) {
         case FileKind::pem: reject("a PEM file", make); break;
         case FileKind::der: reject("a DER or PKCS #12 file", make); break;

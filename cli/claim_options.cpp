@@ -120,7 +120,7 @@ ClaimsPolicy makePolicy(const PolicyOptions& options) {
 
 Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Object& header,
                 const PolicyOptions& options) {
-    const auto description = error.errorDescription();
+    const auto& description = error.errorDescription();
     const auto& name = error.claim();
     if (name.empty()) {
         return {ExitCode::claims, "The payload is not a JSON object, so it has no claims to check."};

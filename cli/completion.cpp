@@ -159,8 +159,9 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
     std::vector<Candidate> all;
     const auto& prefix = words.back();
     if (waiting != nullptr) {
-        for (auto& value : listValues(*app, "--" + waiting->get_lnames().at(0), prefix, given))
+        for (auto& value : listValues(*app, "--" + waiting->get_lnames().at(0), prefix, given)) {
             all.push_back({std::move(value), {}});
+        }
     } else if (isOption(prefix)) {
         for (const auto* option : app->get_options()) {
             for (const auto& name : option->get_lnames()) all.push_back({"--" + name, option->get_description()});

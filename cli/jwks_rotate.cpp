@@ -105,11 +105,11 @@ void printSteps(const RotateOptions& options, const std::string& keyId, const st
                             " from the set when no signature by the old key remains to be verified.");
         }
     } else if (isFirst) {
-        steps.push_back("Publish the set now.");
+        steps.emplace_back("Publish the set now.");
     } else {
         steps.push_back(options.keepsOld ? "Publish the set now. Peers must choose " + added + " by its id."
                                          : "Publish the set now. It has " + added + " instead of " + former + '.');
-        steps.push_back("Keep both private keys: tokens for both arrive until every peer has read the set.");
+        steps.emplace_back("Keep both private keys: tokens for both arrive until every peer has read the set.");
         steps.push_back((options.keepsOld ? "Remove " + former + " from the set, and delete the private key,"
                                           : "Delete the private key of " + former) +
                         " when no peer uses the old set and no token for an old key is in transit.");

@@ -132,8 +132,9 @@ class ReadSet {
             const auto* readKey = isReadable ? &*key++ : nullptr;
             const auto id = copyMember(members, "kid");
             if (id) ids.push_back(*id);
-            if (path_.keyId && path_.keyId != id && !(readKey && !id && readKey->thumbprint() == *path_.keyId))
+            if (path_.keyId && path_.keyId != id && !(readKey && !id && readKey->thumbprint() == *path_.keyId)) {
                 continue;
+            }
             if (readKey == nullptr) {
                 if (path_.keyId || isSingle_) rejectEntry(i, leftOut->reason, opening);
                 continue;
@@ -250,7 +251,7 @@ GivenKey openOther(const KeyPath& path, const std::optional<ByteView>& stream, c
         if (!other) throw;
         reject(path.name, "is a public key; " + std::string(opening.task) + " needs a private one.");
     } catch (const SecurityError& error) {
-        const auto text = error.errorDescription();
+        const auto& text = error.errorDescription();
         if (text.find(path.name) != text.npos) throw;
         reject(path.name, "cannot be used. " + text);
     }

@@ -85,8 +85,9 @@ std::string compareAlgorithms(const TokenView& view, const MessageOptions& optio
     std::string wanted;
     const auto compare = [&](std::string_view name, const std::string& expected, const char* option) {
         const auto found = view.readHeaderMember(name);
-        if (!found.empty() && found != expected)
+        if (!found.empty() && found != expected) {
             wanted += std::string(wanted.empty() ? "" : " ") + option + ' ' + found;
+        }
     };
     if (view.isEncrypted) {
         compare("alg", keyManagementAlgorithm(options), "--jwe-alg");

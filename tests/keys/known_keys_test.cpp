@@ -131,6 +131,7 @@ TEST(KnownKeys, ReadsPrivateKeys) {
                                                          changed(rsa, {{"oth", {{{"r", "AA"}}}}}),
                                                          changed(ec, {{"d", privateMembers(ecEncP384)["d"]}}),
                                                          secp256k1Members({{"d", "AQ"}}),
+                                                         secp256k1Members({{"key_ops", {"verify"}}}),
                                                          {{"kty", "oct"}, {"k", "c2VjcmV0"}, {"d", "AQ"}}}));
     ASSERT_EQ(known.set.size(), 3U);
     for (const auto& key : known.set) EXPECT_FALSE(key.key().isPublicKey()) << key.keyId();
@@ -150,7 +151,8 @@ TEST(KnownKeys, ReadsPrivateKeys) {
                   "3 " + rsaSig + ": The JWK is not a private key.", "4 " + rsaEnc + ": " + notAPair,
                   "5 " + rsaEnc + ": An RSA key of more than two primes is not supported.",
                   "6 " + ecP384 + ": " + notAPair, "7 k1: The \"d\" of the JWK is not the private key of its point.",
-                  "8 -: The JWK is neither an RSA nor an EC key."}));
+                  "8 k1: The \"key_ops\" of the secp256k1 key lack \"sign\".",
+                  "9 -: The JWK is neither an RSA nor an EC key."}));
 }
 
 TEST(KnownKeys, RejectsTextThatIsNotASet) {

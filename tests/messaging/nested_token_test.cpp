@@ -101,6 +101,12 @@ TEST(NestedToken, WritesAndReadsTheTokensOfJOSEHelper) {
     const auto recipient = helper(privateJwk(rsaEnc, JWK_ENC), publicJwk(rsaSig, JWK_SIG));
     EXPECT_EQ(asText(parties.recipient.decode(sender.encodeMessage("hello")).payload), "hello");
 
+    auto withHeaders = parties.sender;
+    withHeaders.setJwsHeaders({{"level", 2}}).setJweHeaders({{"route", "north"}});
+    const auto enriched = parties.recipient.decode(withHeaders.encode("hello"));
+    EXPECT_EQ(enriched.jwsHeader.at("level"), JSONValue(2));
+    EXPECT_EQ(enriched.jweHeader.at("route"), JSONValue("north"));
+
     const auto decoded = recipient.decode(parties.sender.encode("hello"));
     EXPECT_EQ(asText(decoded.payload), "hello");
     EXPECT_EQ(decoded.key.keyId(), rsaSig);
@@ -189,6 +195,16 @@ TEST(NestedToken, NeedsExactlyOneKeyUnlessOneIsNamed) {
     EXPECT_ERROR_TEXT(
         NestedToken({privateJwk(rsaEnc, JWK_ENC), privateJwk(rsaEnc2, JWK_ENC)}, {}, profile).decode(anonymous),
         error("More than one key can decrypt the token."));
+    const std::pair<json, const char*> operations[]{{{"wrapKey"}, "nothing was thrown"},
+                                                    {{"sign", "encrypt"}, "nothing was thrown"},
+                                                    {{"deriveKey", "unwrapKey"}, nullptr}};
+    for (const auto& [names, expected] : operations) {
+        auto members = json::parse(keyText(rsaEnc, "jwk_public"));
+        members["key_ops"] = names;
+        const NestedToken to({privateJwk(ecP256, JWK_SIG)},
+                             JsonWebKeySet::readKnown(json({{"keys", {members}}}).dump()).set, profile);
+        EXPECT_ERROR_TEXT(to.encode("m"), expected ? expected : error("No key can be encrypted to."));
+    }
     const JsonWebKey notPrivate(publicKey(rsaEnc), KeyClass::privateKey, Zennet::KeyType::RSA2048Key, JWK_ENC, "x");
     EXPECT_ERROR_TEXT(NestedToken({notPrivate}, {}, profile).decode(anonymous), error("No key can decrypt the token."));
 }

@@ -63,6 +63,7 @@ TEST(RecipientBinding, RejectsAMessageThatWasForwarded) {
         {"bound to us, claims for another", bound.encode(toMallory, bob), ok, wrongName},
         {"bound to another, claims for us", forwarded(bound.encode(toBob, mallory)), wrongKey, wrongKey},
         {"audience of another type", unbound.encode(R"({"aud":[7,{}]})", bob), nothing, wrongName},
+        {"claims for several, and for us", unbound.encode(R"({"aud":["x","bob"]})", bob), nothing, ok},
         {"audience of several types", unbound.encode(R"({"aud":["bob",7]})", bob), nothing, wrongName},
         {"no audience", unbound.encode(R"({"iss":"alice"})", bob), nothing, nothing},
         {"not quite JSON", unbound.encode(R"({"aud":"bob")", bob), nothing, nothing},
