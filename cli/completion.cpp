@@ -14,7 +14,7 @@ namespace {
 
 // Names of the algorithms whose row in the library's table passes the test.
 template <class Algorithm, class Test>
-std::vector<std::string> listNames(Test test) {
+std::vector<std::string> listAlgorithmNames(Test test) {
     std::vector<std::string> names;
     for (const auto& row : valueTable(Algorithm{})) {
         if (test(row)) names.emplace_back(row.name);
@@ -30,22 +30,22 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
     // `encode` and `decode` take RSA keys only, `nested` takes all.
     using Torvane::SignatureScheme;
     if (name == "--jws-alg") {
-        return listNames<Torvane::JOSE::SignatureAlgorithm>(
+        return listAlgorithmNames<Torvane::JOSE::SignatureAlgorithm>(
             [&](const auto& row) { return isNested || row.scheme != SignatureScheme::ECDSA; });
     }
     if (name == "--jwe-alg") {
-        return listNames<Torvane::JOSE::KeyManagementAlgorithm>(
+        return listAlgorithmNames<Torvane::JOSE::KeyManagementAlgorithm>(
             [&](const auto& row) { return isNested || !row.isKeyAgreement(); });
     }
     const auto& commandName = command.get_name();
     if (name == "--alg" && (commandName == "sign" || commandName == "verify")) {
-        return listNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
+        return listAlgorithmNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
     }
     if (name == "--alg" && (commandName == "encrypt" || commandName == "decrypt")) {
-        return listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
+        return listAlgorithmNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
     }
     if (name == "--jwe-enc" || name == "--enc") {
-        return listNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
+        return listAlgorithmNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     }
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
@@ -61,7 +61,7 @@ struct Given {
 };
 
 // The ids of the keys in a set with that use, or of all keys without one.
-std::vector<std::string> listIds(const std::string& set, std::string_view use) {
+std::vector<std::string> listKeyIds(const std::string& set, std::string_view use) {
     std::vector<std::string> ids;
     std::error_code none;
     if (!std::filesystem::is_regular_file(set, none)) return ids;
@@ -101,22 +101,22 @@ std::vector<std::string> listPurposes(std::string_view prefix, bool takesAlgorit
         for (const auto& name : names) purposes.push_back(std::string(use) + '/' + name + ':');
     };
     if (!takesAlgorithm) return purposes;
-    add("sig", listNames<SignatureAlgorithm>([](const auto&) { return true; }));
-    add("enc", listNames<KeyManagementAlgorithm>([](const auto&) { return true; }));
+    add("sig", listAlgorithmNames<SignatureAlgorithm>([](const auto&) { return true; }));
+    add("enc", listAlgorithmNames<KeyManagementAlgorithm>([](const auto&) { return true; }));
     return purposes;
 }
 
 // Values that depend on the other words.
 std::vector<std::string> listValues(const CLI::App& command, const std::string& name, std::string_view prefix,
                                     const Given& given) {
-    if (name == "--encrypt-to") return listIds(given.set, "enc");
-    if (name == "--kid") return listIds(given.set, {});
+    if (name == "--encrypt-to") return listKeyIds(given.set, "enc");
+    if (name == "--kid") return listKeyIds(given.set, {});
     if (name == "--sign-with") return listOwnIds(given.own);
     if (name == "--own") return listPurposes(prefix, false);
     if (name == "make") return listPurposes(prefix, true);
     if (name == "--alg" && command.get_name() == "select") {
-        auto names = listNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
-        const auto others = listNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
+        auto names = listAlgorithmNames<Torvane::JOSE::SignatureAlgorithm>([](const auto&) { return true; });
+        const auto others = listAlgorithmNames<Torvane::JOSE::KeyManagementAlgorithm>([](const auto&) { return true; });
         names.insert(names.end(), others.begin(), others.end());
         return names;
     }

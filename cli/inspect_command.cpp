@@ -106,7 +106,7 @@ std::string openWith(const std::vector<JsonWebKey>& keys, const TokenView& view,
     explain(view, keys, candidates, set, lastError);
 }
 
-ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
+ByteBuffer decryptLayer(Layer& layer, std::string_view token, const Keys& keys) {
     ByteBuffer plaintext;
     layer.key = openWith(keys.own.jwks, layer.view, {}, [&](const JsonWebKey& key) {
         const JWEDecrypter decrypter(layer.view.readHeaderMember("alg"), layer.view.readHeaderMember("enc"),
@@ -116,7 +116,7 @@ ByteBuffer decrypt(Layer& layer, std::string_view token, const Keys& keys) {
     return plaintext;
 }
 
-void verify(Layer& layer, std::string_view token, const Keys& keys) {
+void verifyLayer(Layer& layer, std::string_view token, const Keys& keys) {
     const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.readHeaderMember("alg"));
     layer.key = openWith(*keys.peer, layer.view, keys.peerName, [&](const JsonWebKey& key) {
         static_cast<void>(JWSVerifier(algorithm.value(), key).verifyJWS(token));
@@ -139,8 +139,8 @@ ByteBuffer open(Layer& layer, std::string_view token, const Keys& keys) {
     if (layer.view.isMalformed) throw Failure(ExitCode::token, "The token is malformed.");
     const bool isToBeOpened = layer.view.isEncrypted ? keys.areGiven() : keys.peer.has_value();
     if (isToBeOpened) requireKnownAlgorithms(layer.view);
-    if (layer.view.isEncrypted) return isToBeOpened ? decrypt(layer, token, keys) : ByteBuffer();
-    if (isToBeOpened) verify(layer, token, keys);
+    if (layer.view.isEncrypted) return isToBeOpened ? decryptLayer(layer, token, keys) : ByteBuffer();
+    if (isToBeOpened) verifyLayer(layer, token, keys);
     return *layer.view.payload();
 }
 

@@ -26,7 +26,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualPa
      {"jwk", "is a key that the sender chose: it proves nothing."},
      {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
 
-std::string inQuotes(std::string_view text) {
+std::string quotePrintable(std::string_view text) {
     return '"' + makePrintable(text) + '"';
 }
 
@@ -34,11 +34,11 @@ template <class Algorithm>
 void checkAlgorithm(TokenView& view, std::string_view member) {
     const auto name = view.readHeaderMember(member);
     if (name.empty()) {
-        view.warnings.push_back("The header has no " + inQuotes(member) + '.');
+        view.warnings.push_back("The header has no " + quotePrintable(member) + '.');
     } else if (name == "none" && !view.isEncrypted) {
         view.warnings.emplace_back("The algorithm is \"none\": the token is not signed.");
     } else if (!Torvane::JOSE::fromRawValue<Algorithm>(name)) {
-        view.warnings.push_back("The algorithm " + inQuotes(name) + " is unknown.");
+        view.warnings.push_back("The algorithm " + quotePrintable(name) + " is unknown.");
     }
 }
 
@@ -53,7 +53,7 @@ void checkHeader(TokenView& view) {
         view.warnings.emplace_back("The header has no \"kid\": a receiver has to try each of its keys.");
     }
     for (const auto& [name, what] : unusualParameters) {
-        if (view.header->contains(name)) view.warnings.push_back(inQuotes(name) + ' ' + std::string(what));
+        if (view.header->contains(name)) view.warnings.push_back(quotePrintable(name) + ' ' + std::string(what));
     }
 }
 
