@@ -12,6 +12,8 @@ namespace {
 
 using Torvane::JSONValue;
 
+constexpr double lastSecondOf9999 = 253402300799;
+
 constexpr std::array<std::string_view, 3> partsOfJWS{"header", "payload", "signature"};
 constexpr std::array<std::string_view, 5> partsOfJWE{"header", "encrypted key", "initialization vector", "ciphertext",
                                                      "authentication tag"};
@@ -25,6 +27,10 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualPa
      {"x5u", "is the URL of a certificate: a receiver must not fetch it."},
      {"jwk", "is a key that the sender chose: it proves nothing."},
      {"x5c", "is a certificate that the sender chose: it proves nothing by itself."}}};
+
+// Of the algorithms whose signatures are r and s (RFC 7518, section 3.4; RFC 8812), in bytes.
+constexpr std::array<std::pair<std::string_view, std::size_t>, 4> signatureSizes{
+    {{"ES256", 64}, {"ES384", 96}, {"ES512", 132}, {"ES256K", 64}}};
 
 std::string quotePrintable(std::string_view text) {
     return '"' + makePrintable(text) + '"';
@@ -71,12 +77,32 @@ void readHeader(TokenView& view, Torvane::ByteView text) {
                             " Its text: " + makePrintable(Torvane::asText(text)));
 }
 
-void checkParts(TokenView& view) {
-    for (const auto& part : view.parts) {
-        if (part.bytes) continue;
-        view.isMalformed = true;
-        view.warnings.push_back("The " + std::string(part.name) + " is not base64url without padding.");
+// The first character that is not base64url; empty if there is none.
+std::string explainEncoding(std::string_view part) {
+    const auto isBase64url = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+    };
+    const auto wrong = std::ranges::find_if_not(part, isBase64url);
+    if (wrong == part.end()) return {};
+    switch (*wrong) {
+        case '+': return R"(: it has "+", which base64url writes as "-")";
+        case '/': return R"(: it has "/", which base64url writes as "_")";
+        case '=': return R"(: it has "=", which base64url leaves out)";
+        case '\r':
+        case '\n': return ": it has a line break";
+        default: return ": it has " + quotePrintable({wrong, wrong + 1});
     }
+}
+
+void addPart(TokenView& view, std::string_view name, std::string_view text) {
+    view.parts.push_back({name, Torvane::decodeBase64url(text)});
+    if (view.parts.back().bytes) return;
+    view.isMalformed = true;
+    view.warnings.push_back("The " + std::string(name) + " is not base64url without padding" + explainEncoding(text) +
+                            '.');
+}
+
+void checkLastPart(TokenView& view) {
     const auto& last = view.parts.back();
     if (last.bytes && last.bytes->empty()) view.warnings.push_back("The " + std::string(last.name) + " is empty.");
 }
@@ -113,12 +139,26 @@ TokenView parseToken(std::string_view token) {
     view.length = token.size();
     for (std::size_t i = 0; i < count; ++i) {
         const auto part = token.substr(0, token.find('.'));
-        view.parts.push_back({view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), Torvane::decodeBase64url(part)});
+        addPart(view, view.isEncrypted ? partsOfJWE.at(i) : partsOfJWS.at(i), part);
         token.remove_prefix(std::min(token.size(), part.size() + 1));
     }
-    checkParts(view);
+    checkLastPart(view);
     if (view.parts.front().bytes) readHeader(view, *view.parts.front().bytes);
+    if (auto why = explainSignatureSize(view); !why.empty()) view.warnings.push_back(std::move(why));
     return view;
+}
+
+std::string explainSignatureSize(const TokenView& view) {
+    const auto algorithm = view.readHeaderMember("alg");
+    const auto size = std::ranges::find(signatureSizes, algorithm, &std::pair<std::string_view, std::size_t>::first);
+    const auto& signature = view.parts.back().bytes;
+    if (size == signatureSizes.end() || !signature || signature->empty() || signature->size() == size->second) {
+        return {};
+    }
+    // A sequence begins with 0x30, and has a few bytes more than its two numbers.
+    const bool isDER = signature->front() == 0x30 && signature->size() > size->second;
+    return "The signature has " + formatCount(signature->size(), "byte") + "; those of " + algorithm + " have " +
+           std::to_string(size->second) + (isDER ? ". It seems to be in DER." : ".");
 }
 
 bool looksLikeToken(Torvane::ByteView bytes) noexcept {
@@ -147,6 +187,10 @@ std::vector<std::string> findTimeWarnings(const JSONValue::Object& claims, doubl
         const auto seconds = claim->second.to<double>();
         if (!seconds) warnings.push_back(std::string("\"") + name + "\" is not a number.");
         if (seconds && isBad(*seconds)) warnings.emplace_back(what);
+        if (seconds && *seconds > lastSecondOf9999) {
+            warnings.push_back(std::string("\"") + name + "\" is after the year 9999: times are in seconds, not in " +
+                               "milliseconds.");
+        }
     };
     warn("exp", "The token has expired.", [now](double time) { return time <= now; });
     warn("nbf", "The token is not valid yet.", [now](double time) { return time > now; });

@@ -44,6 +44,10 @@ struct TokenView {
 /// @throws Failure for any other number of parts.
 TokenView parseToken(std::string_view token);
 
+/// Why the signature of a JWS cannot have the size that it has; empty if it has the size of its algorithm, or if only
+/// the key tells the size (RSA).
+std::string explainSignatureSize(const TokenView& view);
+
 /// Whether a payload looks like a token itself.
 bool looksLikeToken(Torvane::ByteView bytes) noexcept;
 
@@ -52,7 +56,8 @@ PayloadView parsePayload(Torvane::ByteView bytes);
 /// The time of "exp", "nbf" or "iat" in words; empty for any other member.
 std::string describeTime(const std::string& name, const Torvane::JSONValue& value, double now);
 
-/// Warnings of a token that has expired, is not valid yet, or was issued in the future.
+/// Warnings of a token that has expired, is not valid yet, or was issued in the future, and of times that are not in
+/// seconds.
 std::vector<std::string> findTimeWarnings(const Torvane::JSONValue::Object& claims, double now);
 
 }  // namespace Command

@@ -143,7 +143,7 @@ class Encryption(EncryptionTest):
                 (("P-256.pem",), "", 5, "The input is not a compact token: it has 1 part; a JWS has 3, a JWE has 5.",
                  None),
                 (("P-256.pem",), ".".join([parts[0], "!", *parts[2:]]), 5,
-                 "The token is malformed. The encrypted key is not base64url without padding.", None),
+                 "The token is malformed. The encrypted key is not base64url without padding: it has \"!\".", None),
                 (("P-256.pem",), f"{token}\n{token}\n", 5, "The input has 2 tokens, in the lines 1, 2.",
                  "Choose one of them, as in --line 1.")):
             with self.subTest(arguments=arguments, error=error):

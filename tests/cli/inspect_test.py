@@ -11,6 +11,7 @@ from jwcrypto.jws import JWS
 from running import CommandTest, EVIL, Terminal
 
 PARTLY = "Not all of it was verified: anybody may have written the rest.\n"
+MILLISECONDS = " is after the year 9999: times are in seconds, not in milliseconds."
 UNVERIFIED = "Nothing was verified: anybody may have written this.\n"
 
 
@@ -108,7 +109,12 @@ warning: The token is not valid yet.
                   '"jwk" is a key that the sender chose: it proves nothing.',
                   '"x5c" is a certificate that the sender chose: it proves nothing by itself.']),
                 ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ['"exp" is not a number.',
-                                                                              "The token was issued in the future."])):
+                                                                              "The token was issued in the future.",
+                                                                              '"iat"' + MILLISECONDS]),
+                ({"alg": "RS256", "kid": "k"}, {"exp": 1795422551000, "nbf": 253402300800, "iat": 1300819380000},
+                 ['"exp"' + MILLISECONDS, "The token is not valid yet.", '"nbf"' + MILLISECONDS,
+                  "The token was issued in the future.", '"iat"' + MILLISECONDS]),
+                ({"alg": "RS256", "kid": "k"}, {"exp": 253402300799, "other": 1795422551000}, [])):
             shown = self.text("inspect", stdin=token(header, payload))
             self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
             self.assertTrue(shown.endswith("\n" + UNVERIFIED))
@@ -123,6 +129,41 @@ warning: The token is not valid yet.
         self.assertIn("Its text: \\xed\\xa0\\x80\n", shown)
         self.assertIn("warning: The signature is empty.\n",
                       self.text("inspect", stdin=token({"alg": "ES256"}, b"", b"")))
+
+    def test_a_part_in_another_encoding_shows_the_wrong_character(self):
+        head, payload = part({"alg": "RS256", "kid": "k"}), part(b"payload")
+        wrong = "is not base64url without padding"
+        for text, warnings in (
+                (f"{head}.{payload}.ab+/", [f'The signature {wrong}: it has "+", which base64url writes as "-".']),
+                (f"{head}.{payload}.ab/+", [f'The signature {wrong}: it has "/", which base64url writes as "_".']),
+                (f"{head}.{payload}.abc=", [f'The signature {wrong}: it has "=", which base64url leaves out.']),
+                (f"{head}.{payload}.ab\ncd", [f"The signature {wrong}: it has a line break."]),
+                (f"{head}.{payload[:4]}\r\n{payload[4:]}.abcd", [f"The payload {wrong}: it has a line break."]),
+                (f"{head}.{payload}.ab%3D", [f'The signature {wrong}: it has "%".']),
+                (f"{head}.{payload}.ab\x1bd", [f'The signature {wrong}: it has "\\u001b".']),
+                (f"'{head}.{payload}.abcd'", [f'The header {wrong}: it has "\'".',
+                                              f'The signature {wrong}: it has "\'".']),
+                (f"{head}.{payload}.abcde", [f"The signature {wrong}."])):
+            with self.subTest(text=text):
+                shown = self.reject(5, "The token is malformed.", "inspect", stdin=text, prints=None)
+                self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
+
+    def test_a_signature_of_the_wrong_size_gets_a_warning(self):
+        for algorithm, signature, warnings in (
+                ("ES256", bytes(64), []), ("ES384", bytes(96), []), ("ES512", bytes(132), []),
+                ("ES256K", bytes(64), []), ("RS256", bytes(70), []),
+                ("ES256", b"\x30" + bytes(63), []),
+                ("ES256", b"\x30" + bytes(69), ["The signature has 70 bytes; those of ES256 have 64. It seems to be in "
+                                                "DER."]),
+                ("ES512", b"\x30" + bytes(138), ["The signature has 139 bytes; those of ES512 have 132. It seems to be "
+                                                 "in DER."]),
+                ("ES256K", bytes(65), ["The signature has 65 bytes; those of ES256K have 64."]),
+                ("ES384", b"\x30" + bytes(63), ["The signature has 64 bytes; those of ES384 have 96."]),
+                ("ES256", b"\x30", ["The signature has 1 byte; those of ES256 have 64."]),
+                ("ES256", b"", ["The signature is empty."])):
+            with self.subTest(algorithm=algorithm, signature=signature):
+                shown = self.text("inspect", stdin=token({"alg": algorithm, "kid": "k"}, b"x", signature))
+                self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
 
     def test_no_token_controls_the_terminal(self):
         header = {"alg": "RS256", "kid": EVIL, EVIL: EVIL}

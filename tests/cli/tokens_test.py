@@ -177,7 +177,7 @@ class Tokens(TokenTest):
                 ((), "a.b.c.d.e", 5, 'The token is encrypted (a JWE): use "decrypt", or "nested decode".'),
                 ((), "no token", 5, "The input is not a compact token: it has 1 part; a JWS has 3, a JWE has 5."),
                 ((), f"{head}.{payload}.!", 5,
-                 "The token is malformed. The signature is not base64url without padding."),
+                 "The token is malformed. The signature is not base64url without padding: it has \"!\"."),
                 ((), "e30.e30.AA", 5, 'The header has no "alg".'),
                 (("two",), "", 5, "The input has 2 tokens, in the lines 2, 3."),
                 (("two", "--line", "1"), "", 5, "Line 1 has no token. Lines with tokens: 2, 3."),
