@@ -57,7 +57,7 @@ std::string explainProhibition(const GivenKey& key, const Purpose& purpose) {
         return "has the \"use\" \"" + std::string(rawValue(key.use)) + '"';
     }
     if (key.algorithm && *key.algorithm != purpose.name) {
-        return "is for " + *key.algorithm + " only, by its \"alg\"";
+        return "is for " + *key.algorithm + " only, by its \"alg\", not for " + std::string(purpose.name);
     }
     if (!key.operations) return {};
     // A public key to agree with does nothing itself, so its list is often empty.
@@ -87,6 +87,11 @@ std::string explain(const GivenKey& key, Algorithm algorithm, KeyClass keyClass)
 std::optional<std::string> findKeyId(const JSONValue::Object& header) {
     const auto* text = stringMember(header, "kid");
     return text == nullptr ? std::nullopt : std::optional(*text);
+}
+
+// A thumbprint names a key as well as its "kid" does: `sign` and `jwks make` write it for keys without an id.
+bool hasId(const GivenKey& key, const std::string& id) {
+    return key.keyId == id || key.thumbprint() == id;
 }
 
 }  // namespace
@@ -150,16 +155,20 @@ void rejectAmbiguity(const std::vector<const GivenKey*>& fitting, std::string_vi
 std::vector<GivenKey> selectByKeyId(std::vector<GivenKey> keys, const JSONValue::Object& header) {
     const auto id = findKeyId(header);
     if (!id) return keys;
-    // A thumbprint names a key as well as its "kid" does: `sign` and `jwks make` write it for keys without an id.
-    const auto hasId = [&](const GivenKey& key) { return key.keyId == id || key.thumbprint() == *id; };
     const auto mayHaveId = [&](const GivenKey& key) { return key.isChosen || !key.keyId; };
     std::vector<GivenKey> found;
-    std::ranges::copy_if(keys, std::back_inserter(found), hasId);
+    std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return hasId(key, *id); });
     if (found.empty()) std::ranges::copy_if(keys, std::back_inserter(found), mayHaveId);
     if (!found.empty()) return found;
     std::vector<std::string> ids;
     for (const auto& key : keys) ids.push_back('"' + key.tokenKeyId() + '"');
     throw Failure(ExitCode::key, "The token names the key \"" + *id + "\"; you gave " + listNames(ids) + '.');
+}
+
+std::string hintAtKeyId(const std::vector<GivenKey>& tried, const JSONValue::Object& header) {
+    const auto id = findKeyId(header);
+    if (!id || std::ranges::any_of(tried, [&](const auto& key) { return hasId(key, *id); })) return {};
+    return "The token names the key \"" + *id + "\", which may be another one.";
 }
 
 std::string nameAll(const std::vector<GivenKey>& keys) {

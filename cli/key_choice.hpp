@@ -87,6 +87,9 @@ std::vector<GivenKey> selectFitting(const std::vector<GivenKey>& keys, Algorithm
 /// The names of keys that were tried, for an error: "sign.pem", "any of a.pem, b.pem".
 std::string nameAll(const std::vector<GivenKey>& keys);
 
+/// A hint for a token that no key opened: the "kid" that it names, if no key that was tried has it; empty otherwise.
+std::string hintAtKeyId(const std::vector<GivenKey>& tried, const Torvane::JSONValue::Object& header);
+
 /// The keys that may open a token with this "kid": those that have it. If none has it, those that have no id of their
 /// own, and those that "#KID" chose. All keys for a token without "kid".
 /// @param header of the token.

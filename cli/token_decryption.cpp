@@ -80,7 +80,8 @@ DecryptedToken decryptToken(std::string_view token, std::vector<GivenKey> keys, 
         }
     }
     if (rejections.size() == fitting.size()) throw rejections.front();
-    throw Failure(ExitCode::decryption, "The token could not be decrypted with " + nameAll(fitting) + '.');
+    throw Failure(ExitCode::decryption, "The token could not be decrypted with " + nameAll(fitting) + '.',
+                  hintAtKeyId(fitting, *view.header));
 }
 
 }  // namespace Command

@@ -88,7 +88,9 @@ VerifiedPayload verifyToken(std::string_view token, std::vector<GivenKey> keys,
         }
         return {*std::move(payload), *std::move(view.header), key};
     }
-    throw Failure(ExitCode::signature, "The signature does not verify with " + nameAll(fitting) + '.');
+    auto hint = explainSignatureSize(view);
+    if (hint.empty()) hint = hintAtKeyId(fitting, *view.header);
+    throw Failure(ExitCode::signature, "The signature does not verify with " + nameAll(fitting) + '.', hint);
 }
 
 std::vector<SignatureAlgorithm> findSignatures(const std::vector<std::string>& names) {

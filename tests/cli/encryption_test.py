@@ -22,6 +22,10 @@ def encode(header):
     return base64.urlsafe_b64encode(json.dumps(header).encode()).decode().rstrip("=")
 
 
+def names(kid):
+    return f'The token names the key "{kid}", which may be another one.'
+
+
 class EncryptionTest(TokenTest):
     def encrypt(self, key, *more, stdin=b"x"):
         return self.text("encrypt", "--key", self.key(key), *more, stdin=stdin).strip()
@@ -100,7 +104,7 @@ class Encryption(EncryptionTest):
                 ("RSA-2048.pem", ("--alg", "ecdh-es"), 4,
                  "{} is an RSA key; ECDH-ES needs one on P-256, P-384 or P-521."),
                 ("secp256k1.pem", (), 4, "{} is on secp256k1; ECDH-ES+A256KW needs one on P-256, P-384 or P-521."),
-                ("odd.jwks#ps", (), 4, '{} is for PS256 only, by its "alg".'),
+                ("odd.jwks#ps", (), 4, '{} is for PS256 only, by its "alg", not for RSA-OAEP-256.'),
                 ("odd.jwks#verify", (), 4, '{} lacks "wrapKey" in its "key_ops".'),
                 ("P-256.pem", ("--alg", "dir"), 2,
                  'The algorithm "dir" is not one of RSA-OAEP RSA-OAEP-256 RSA-OAEP-384 RSA-OAEP-512 ECDH-ES '
@@ -121,9 +125,10 @@ class Encryption(EncryptionTest):
         changed = ".".join([*parts[:3], "AA", parts[4]])
         signed = self.text("sign", "--key", self.key("P-256.pem"), stdin="x").strip()
         for arguments, stdin, code, error, hint in (
-                (("P-256.pem",), changed, 6, "The token could not be decrypted with {}.", None),
+                (("P-256.pem",), changed, 6, "The token could not be decrypted with {}.", names("P-256")),
                 (("P-256.pem",), self.with_header(token, alg="ECDH-ES+A128KW"), 6,
-                 "The token could not be decrypted with {}.", None),
+                 "The token could not be decrypted with {}.", names("P-256")),
+                (("P-256.jwk",), changed, 6, "The token could not be decrypted with {}.", None),
                 (("P-256.pem", "--alg", "ECDH-ES", "--alg", "RSA-OAEP"), token, 6,
                  "The token is encrypted with ECDH-ES+A256KW; allowed: ECDH-ES, RSA-OAEP.", None),
                 (("P-256.pem", "--enc", "a128gcm"), token, 6,
@@ -153,7 +158,7 @@ class Encryption(EncryptionTest):
                 self.assertEqual(os.listdir(self.folder), [])
         keys = [word for name in ("P-384", "P-256") for word in ("--key", self.key(name + ".pem"))]
         self.reject(6, f"The token could not be decrypted with any of {keys[1]}, {keys[3]}.", "decrypt", *keys,
-                    stdin=self.with_header(token, kid="other"))
+                    stdin=self.with_header(token, kid="other"), hint=names("other"))
         # The "epk" is not on the curve of the first key.
         self.assertEqual(self.text("decrypt", *keys, stdin=self.encrypt("P-256.public.pem", "--kid", "k")), "x")
         self.reject(5, "The token is rejected. The header's \"epk\" is not a public key on the recipient's curve.",
@@ -216,7 +221,7 @@ class Nested(EncryptionTest):
                 self.assertEqual(os.listdir(self.folder), [])
         self.reject(7, "The signature does not verify with {}.".format(self.key("two.jwks#old")), "nested", "decode",
                     "--key", self.key("private.jwks"), "--from", self.key("two.jwks#old"),
-                    stdin=self.forged())
+                    stdin=self.forged(), hint=names("P-256"))
         shown = json.loads(self.text("nested", "decode", "--key", self.key("private.jwks"), "--from",
                                      self.key("public.jwks"), "--json", "--iss", "i", stdin=token))
         self.assertEqual((shown["claims"]["iss"], shown["header"]["kid"], shown["jweHeader"]["kid"],

@@ -146,7 +146,7 @@ class Tokens(TokenTest):
                 (es256, ["odd.jwks#point"],
                  "{0}#point cannot be used. The JWK's \"x\" is not a number in base64url of the right length."),
                 (es256, ["odd.jwks#enc"], '{0}#enc has the "use" "enc".'),
-                (rs256, ["odd.jwks#ps"], '{0}#ps is for PS256 only, by its "alg".'),
+                (rs256, ["odd.jwks#ps"], '{0}#ps is for PS256 only, by its "alg", not for RS256.'),
                 (rs256, ["P-256.pem"], "{0} is on P-256; RS256 needs an RSA key."),
                 (es256, ["small.pem"], "{0} is an RSA key; ES256 needs one on P-256."),
                 (rs256, ["small.pem"], "{0} has 1024 bits, which are too few; at least 2048 are needed.")):
@@ -191,10 +191,38 @@ class Tokens(TokenTest):
                 for more in ((), ("--json",), ("-o", "out")):
                     self.reject(code, error.format(self.key("P-256.pem")), "verify", "--key", self.key("P-256.pem"),
                                 *arguments, *more, stdin=stdin,
-                                hint="Choose one of them, as in --line 2." if " in the lines" in error else None)
+                                hint="Choose one of them, as in --line 2." if " in the lines" in error else
+                                'The token names the key "P-256", which may be another one.' if stdin == changed
+                                else None)
                 self.assertEqual(os.listdir(self.folder), ["two"])
         self.reject(7, "The signature does not verify with any of {0}#old, {0}#new.".format(self.key("two.jwks")),
                     "verify", "--key", self.key("two.jwks"), stdin=self.without_id(changed))
+
+    def test_a_signature_that_does_not_verify_says_what_else_is_wrong(self):
+        token = self.sign("P-256.jwk", stdin="x")
+        head, payload, signature = token.split(".")
+        by_thumbprint = self.sign("P-256.pem", stdin="x").split(".")
+        self.path("signed", f"{head}.{payload}")
+        der = subprocess.run(["openssl", "dgst", "-sha256", "-sign", self.key("P-256.pem"), self.path("signed")],
+                             check=True, capture_output=True).stdout
+        in_der = f"{head}.{payload}." + base64.urlsafe_b64encode(der).decode().rstrip("=")
+        another = 'The token names the key "P-256", which may be another one.'
+        for key, text, hint in (
+                ("P-256.pem", in_der, f"The signature has {len(der)} bytes; those of ES256 have 64. It seems to be in "
+                                      "DER."),
+                ("P-256.pem", f"{head}.{payload}.{signature[:80]}",
+                 "The signature has 60 bytes; those of ES256 have 64."),
+                ("P-256.pem", f"{head}.eQ.{signature}", another),
+                ("two.jwks#old", f"{head}.eQ.{signature}", another),
+                # The key has the id, or the thumbprint, that the token names.
+                ("P-256.jwk", f"{head}.eQ.{signature}", None),
+                ("public.jwks", f"{head}.eQ.{signature}", None),
+                ("P-256.pem", f"{by_thumbprint[0]}.eQ.{by_thumbprint[2]}", None),
+                ("P-256.pem", self.without_id(f"{head}.eQ.{signature}"), None)):
+            with self.subTest(key=key, text=text):
+                name = self.key(key) + ("#P-256" if key == "public.jwks" else "")
+                self.reject(7, f"The signature does not verify with {name}.", "verify", "--key", self.key(key),
+                            stdin=text, hint=hint)
 
     def without_id(self, token):
         """The token with a header that has only "alg"."""
