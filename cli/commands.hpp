@@ -59,7 +59,7 @@ struct RotateOptions {
     std::string set, output, use, keyId;
     /// Where and how the new key is made. Its kind may be empty.
     NewKeyOptions key;
-    bool keepsOld = false;
+    bool keepsOld = false, asJSON = false;
 };
 
 struct SelectOptions {

@@ -92,6 +92,16 @@ std::vector<std::string> listOwnIds(const std::vector<std::string>& own) {
     return ids;
 }
 
+// FILE#KID for each key of a set, once "#" is typed.
+std::vector<std::string> listPathsOfKeys(std::string_view prefix) {
+    const auto hash = prefix.find('#');
+    if (hash == prefix.npos) return {};
+    const auto file = std::string(prefix.substr(0, hash));
+    auto paths = listKeyIds(file, {});
+    for (auto& path : paths) path.insert(0, file + '#');
+    return paths;
+}
+
 // The front of a key with its purpose; with the algorithms that suit a use once "/" is typed.
 std::vector<std::string> listPurposes(std::string_view prefix, bool takesAlgorithm) {
     using namespace Torvane::JOSE;
@@ -112,6 +122,9 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
     if (name == "--encrypt-to") return listKeyIds(given.set, "enc");
     if (name == "--kid") return listKeyIds(given.set, {});
     if (name == "--sign-with") return listOwnIds(given.own);
+    if ((name == "--key" && command.get_name() != "rotate") || name == "--to" || name == "--from") {
+        return listPathsOfKeys(prefix);
+    }
     if (name == "--own") return listPurposes(prefix, false);
     if (name == "make") return listPurposes(prefix, true);
     if (name == "--alg" && command.get_name() == "select") {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -93,8 +94,11 @@ JSONValue::Object makeMembers(const JsonWebKey& key, const SetEntry* newest) {
 }
 
 // What to do when, as docs/rotate-keys.md explains.
-void printSteps(const RotateOptions& options, const std::string& keyId, const std::vector<std::string>& old) {
-    const auto added = inQuotes(keyId), former = listNames(old);
+std::vector<std::string> listSteps(const RotateOptions& options, const std::string& keyId,
+                                   const std::vector<const SetEntry*>& old) {
+    std::vector<std::string> names;
+    std::ranges::transform(old, std::back_inserter(names), [](const auto* entry) { return nameEntry(*entry); });
+    const auto added = inQuotes(keyId), former = listNames(names);
     const bool isFirst = old.empty();
     std::vector<std::string> steps;
     if (options.use == "sig") {
@@ -114,9 +118,43 @@ void printSteps(const RotateOptions& options, const std::string& keyId, const st
                                           : "Delete the private key of " + former) +
                         " when no peer uses the old set and no token for an old key is in transit.");
     }
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        std::cerr << i + 1 << ". " << makePrintable(steps[i]) << '\n';
+    return steps;
+}
+
+// What was done, and what is to be done.
+struct Rotation {
+    SetEntry added{};
+    std::string uri{};
+    std::vector<const SetEntry*> old{}, forBoth{};
+    std::vector<std::string> steps{};
+};
+
+void print(const Rotation& rotation) {
+    const auto printLine = [](const std::string& line) { std::cerr << makePrintable(line) << '\n'; };
+    printLine("The new key pair " + nameEntry(rotation.added) + " (" + describeKind(rotation.added) + ") is in " +
+              inQuotes(rotation.uri) + '.');
+    for (std::size_t i = 0; i < rotation.steps.size(); ++i) {
+        printLine(std::to_string(i + 1) + ". " + rotation.steps[i]);
     }
+    for (const auto* entry : rotation.forBoth) {
+        printLine("The key " + nameEntry(*entry) +
+                  " is for both uses and stays in the set: peers may still encrypt to it.");
+    }
+}
+
+void printJSON(const Rotation& rotation) {
+    const auto listEntries = [](const std::vector<const SetEntry*>& entries) {
+        JSONValue::List list;
+        for (const auto* entry : entries) list.emplace_back(makeEntryJSON(*entry));
+        return list;
+    };
+    auto added = makeEntryJSON(rotation.added);
+    added["uri"] = rotation.uri;
+    const JSONValue::Object document{{"added", std::move(added)},
+                                     {"old", listEntries(rotation.old)},
+                                     {"forBoth", listEntries(rotation.forBoth)},
+                                     {"steps", rotation.steps}};
+    std::cout << formatJSON(document) << '\n';
 }
 
 }  // namespace
@@ -135,41 +173,36 @@ void rotateKey(const RotateOptions& options) {
     }
     if (!options.keyId.empty()) requireNewId(set.entries, options.keyId, *use);
     const auto& output = options.output.empty() ? options.set : options.output;
+    if (options.asJSON && output == "-") {
+        throw Failure(ExitCode::usage, "--json and the set cannot both be written to standard output.",
+                      "Write the set to a file with -o.");
+    }
     std::error_code none;
     const bool isOutputThere = output == "-" || std::filesystem::exists(output, none);
 
-    const auto created = createKey(wanted);
     const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
-    const auto key = makeJsonWebKey(created, *use, id);
+    const auto key = makeJsonWebKey(createKey(wanted), *use, id);
+    Rotation rotation{.added = readSetEntry(makeMembers(key, newest)), .uri = std::string(cutPin(wanted.uri))};
     JSONValue::List keys;
-    std::vector<std::string> old, forBoth;
     for (const auto& entry : set.entries) {
         const bool isOld = findUse(entry) == *use;
-        if (isOld || (*use == JWKUse::JWK_SIG && isForBoth(entry))) old.push_back(nameEntry(entry));
-        if (*use == JWKUse::JWK_ENC && isForBoth(entry)) forBoth.push_back(nameEntry(entry));
+        if (isOld || (*use == JWKUse::JWK_SIG && isForBoth(entry))) rotation.old.push_back(&entry);
+        if (*use == JWKUse::JWK_ENC && isForBoth(entry)) rotation.forBoth.push_back(&entry);
         if (!isOld || *use == JWKUse::JWK_SIG || options.keepsOld) keys.push_back(entry.content);
     }
-    keys.emplace_back(makeMembers(key, newest));
+    rotation.steps = listSteps(options, key.keyId(), rotation.old);
+    keys.push_back(rotation.added.content);
     set.members["keys"] = std::move(keys);
-    const auto where = inQuotes(std::string(cutPin(wanted.uri)));
     try {
         if (!isOutputThere && std::filesystem::exists(output, none)) {
             throw Failure(ExitCode::usage, "The output would overwrite the new key.");
         }
         writeOutput(output, asBytes(formatJSON(set.members) + '\n'));
     } catch (...) {
-        throw addHint(std::current_exception(),
-                      "The new key pair is in " + where + ", but in no set: delete it before you try again.");
+        throw addHint(std::current_exception(), "The new key pair is in " + inQuotes(rotation.uri) +
+                                                    ", but in no set: delete it before you try again.");
     }
-    std::cerr << makePrintable("The new key pair " + inQuotes(key.keyId()) + " (" + describeKind(created) + ") is in " +
-                               where + ".")
-              << '\n';
-    printSteps(options, key.keyId(), old);
-    for (const auto& name : forBoth) {
-        std::cerr << makePrintable("The key " + name +
-                                   " is for both uses and stays in the set: peers may still encrypt to it.")
-                  << '\n';
-    }
+    options.asJSON ? printJSON(rotation) : print(rotation);
 }
 
 }  // namespace Command

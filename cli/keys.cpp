@@ -34,23 +34,6 @@ JsonWebKey readKey(const JSONValue::Object& members) {
     return JsonWebKey(JOSE::JWK::initFrom(members));
 }
 
-SetEntry readEntry(const JSONValue& element) {
-    SetEntry entry;
-    entry.content = element;
-    try {
-        const auto* members = element.as<JSONValue::Object>();
-        if (members == nullptr) throw JOSE::JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
-        entry.members = *members;
-        const auto key = readKey(*members);
-        entry.thumbprint = key.thumbprint();
-        const bool hasId = stringMember(*members, "kid") != nullptr;
-        entry.key = hasId ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
-    } catch (const Error&) {
-        entry.error = std::current_exception();
-    }
-    return entry;
-}
-
 }  // namespace
 
 KeySpec parseKeySpec(const std::string& text) {
@@ -95,6 +78,23 @@ JsonWebKeySet openOwnKeys(const std::vector<std::string>& specs, const SecretOpt
     return keys;
 }
 
+SetEntry readSetEntry(const JSONValue& element) {
+    SetEntry entry;
+    entry.content = element;
+    try {
+        const auto* members = element.as<JSONValue::Object>();
+        if (members == nullptr) throw JOSE::JOSESwiftError::parsingFailed("The JWK is not a JSON object.");
+        entry.members = *members;
+        const auto key = readKey(*members);
+        entry.thumbprint = key.thumbprint();
+        const bool hasId = stringMember(*members, "kid") != nullptr;
+        entry.key = hasId ? key : JsonWebKey(key.key(), key.use(), entry.thumbprint);
+    } catch (const Error&) {
+        entry.error = std::current_exception();
+    }
+    return entry;
+}
+
 std::vector<SetEntry> readSetEntries(ByteView text) {
     JSONValue json;
     try {
@@ -110,7 +110,7 @@ std::vector<SetEntry> readSetEntries(ByteView text) {
     }
     std::vector<SetEntry> entries;
     for (const auto& element : list != nullptr ? *list : JSONValue::List::of(json)) {
-        entries.push_back(readEntry(element));
+        entries.push_back(readSetEntry(element));
     }
     return entries;
 }

@@ -46,6 +46,9 @@ struct SetEntry {
     std::exception_ptr error;
 };
 
+/// An element of a set's "keys", of any JSON type, secp256k1 keys included.
+SetEntry readSetEntry(const Torvane::JSONValue& element);
+
 /// Reads each entry of a JWK Set by itself, secp256k1 keys included. A single JWK is read as a set of one.
 /// @throws Failure if the text is neither a JWK Set nor a JWK.
 std::vector<SetEntry> readSetEntries(Torvane::ByteView text);

@@ -63,6 +63,7 @@ void addSetCommands(CLI::App& root) {
         command->add_flag("--encrypt", options->key.isEncrypted, "Encrypt the key file with a passphrase");
         command->add_option("-o,--output", options->output, "Write the set to FILE instead of replacing it")
             ->type_name("FILE");
+        addJSON(*command, options->asJSON);
         addSecretOptions(*command, options->key.secret);
         command->footer(
             "For sig, the set keeps the old keys; for enc, the new key replaces them. Says what to publish and "

@@ -145,6 +145,24 @@ class SetsRotate(CommandTest):
         with open(self.path("k.pem"), "rb") as file:
             self.assertTrue(JWK.from_pem(file.read()).has_private)
 
+    def test_json_tells_scripts_what_was_done_and_what_is_to_be_done(self):
+        printed, said = self.rotate("set", "--use", "enc", "--kid", "new", "--key", "new.pem", "--json")
+        told = json.loads(printed)
+        new = self.read()["keys"][-1]
+        self.assertEqual((said, told["added"]),
+                         ("", {"kid": "new", "use": "enc", "kind": "P-384", "alg": "", "uri": "new.pem",
+                               "thumbprint": JWK(**new).thumbprint()}))
+        self.assertEqual([(key["kid"], key["kind"]) for key in told["old"]], [("e", "RSA 2048"), ("f", "P-384")])
+        self.assertEqual((told["forBoth"], told["steps"][0], len(told["steps"])),
+                         ([], 'Publish the set now. It has "new" instead of "e", "f".', 3))
+        told = json.loads(self.rotate("both", "--use", "enc", "--key", "other.pem", "--json")[0])
+        self.assertEqual(([key["kid"] for key in told["forBoth"]], told["old"]), (["both"], []))
+        for arguments in (("set", "-o", "-"), ("-",)):
+            self.reject(2, "--json and the set cannot both be written to standard output.", "jwks", "rotate",
+                        *arguments, "--use", "sig", "--key", "k", "--json", stdin=json.dumps(self.read()),
+                        hint="Write the set to a file with -o.")
+        self.assertNotIn("k", os.listdir(self.folder))
+
     def test_the_new_key_may_be_encrypted(self):
         self.path("secret", "open sesame\n")
         self.rotate("set", "--use", "sig", "--kid", "a", "--key", "a.pem", "--secret-file", "secret")

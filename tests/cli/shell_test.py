@@ -196,7 +196,10 @@ class Shell(CommandTest):
                   ("sign --alg ES", ["ES256", "ES384", "ES512", "ES256K"]), ("verify --alg PS3", ["PS384"]),
                   ("encrypt --alg ECDH-ES+A1", ["ECDH-ES+A128KW", "ECDH-ES+A192KW"]),
                   ("decrypt --enc A2", ["A256CBC-HS512", "A256GCM"]),
-                  ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []))
+                  ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []),
+                  ("sign --key .jwks#2", [".jwks#2026-sig", ".jwks#2026-enc"]),
+                  ("nested decode --from .jwks#o", [".jwks#other"]), ("verify --key none#", []),
+                  ("jwks rotate .jwks --key .jwks#", []))
 
     def make_set(self):
         keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))
