@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "cli/entry_verdict.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
@@ -52,37 +53,40 @@ FileKind recognise(ByteView content) {
     return FileKind::other;
 }
 
-// A bad key of a set in its own words, or the library's.
-std::string explainBadEntry(const JSONValue::Object& members, const std::exception_ptr& error) {
-    const auto* type = stringMember(members, "kty");
-    const auto* curve = stringMember(members, "crv");
+// Why a key of a set cannot be used.
+std::string explainBadEntry(const SetEntry& entry, const std::exception_ptr& error) {
+    const auto* type = stringMember(entry.members, "kty");
+    const auto* curve = stringMember(entry.members, "crv");
     if (type != nullptr && *type == "oct") {
         return "It is a symmetric key (\"oct\"), which does not belong in a set for peers.";
     }
     if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
         return std::string("It is on secp256k1") +
-               (members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
+               (entry.members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
     }
-    return localizedDescription(error);
+    const auto why = explainUnusable(entry);
+    return why ? *why : localizedDescription(error);
 }
 
 // Names the first key that fails the whole set. Does nothing if each key is good by itself.
 void explainBadSet(const std::string& path, ByteView text) {
     std::vector<std::string> good;
     std::optional<std::string> bad;
-    for (std::size_t number = 1; const auto& entry : readSetEntries(text)) {
+    const auto entries = readSetEntries(text);
+    const auto verdicts = checkEntries(entries);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto& entry = entries[i];
         const auto* keyId = stringMember(entry.members, "kid");
-        const auto name = keyId != nullptr ? inQuotes(*keyId) : "number " + std::to_string(number);
-        ++number;
+        const auto name = keyId != nullptr ? inQuotes(*keyId) : "number " + std::to_string(i + 1);
         try {
             const auto alone = JSONSerialization::data(
                 JSONValue(JSONValue::Object{{"keys", JSONValue::List::of(JSONValue(entry.members))}}));
             static_cast<void>(JsonWebKeySet(alone));
-            good.push_back(keyId != nullptr ? *keyId : name);
+            if (verdicts[i].faults.empty()) good.push_back(keyId != nullptr ? *keyId : name);
         } catch (const Error&) {
             if (!bad) {
                 bad = "The key " + name + " in " + nameInput(path) +
-                      " cannot be used: " + explainBadEntry(entry.members, std::current_exception());
+                      " cannot be used: " + explainBadEntry(entry, std::current_exception());
             }
         }
     }

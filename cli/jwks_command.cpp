@@ -73,36 +73,4 @@ void listSet(const ReadSetOptions& options) {
     std::cout << formatTable(rows, choosePalette());
 }
 
-void selectKeys(const SelectOptions& options) {
-    JSONValue::Object criteria;
-    if (!options.keyId.empty()) criteria["kid"] = options.keyId;
-    if (!options.algorithm.empty()) {
-        if (!isAlgorithm(options.algorithm)) throw Failure(ExitCode::usage, "The algorithm is unknown.");
-        criteria["alg"] = options.algorithm;
-    }
-    if (!options.use.empty()) {
-        const auto use = fromRawValue<JWKUse>(options.use);
-        if (!use) throw Failure(ExitCode::usage, "The use must be sig, enc or sig_enc.");
-        criteria["use"] = JSONValue::opaque(*use);
-    }
-    if (!options.keyType.empty()) {
-        const auto type = fromRawValue<JWKType>(options.keyType);
-        if (!type) throw Failure(ExitCode::usage, "The key type must be RSA or EC.");
-        criteria["kty"] = JSONValue::opaque(getKeyType(*type));
-    }
-    // Searches one key at a time, so that matching entries are written as they were read, apart from private members.
-    const auto text = readSetText(options.input);
-    const auto set = parseSet(options.input, text);
-    const auto entries = readSetEntries(text);
-    JSONValue::List found;
-    for (std::size_t i = 0; i < set.jwks.size(); ++i) {
-        if (JsonWebKeySet{set.jwks[i]}.findKeysFor(criteria, KeyClass::publicKey).empty()) continue;
-        auto members = entries[i].members;
-        std::erase_if(members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
-        found.emplace_back(std::move(members));
-    }
-    if (found.empty()) throw Failure(ExitCode::key, "No key in the set matches.");
-    writeSet(options.output, std::move(found));
-}
-
 }  // namespace Command

@@ -195,14 +195,21 @@ class Advice(CommandTest):
                          ({**k1, "alg": "ES256K"}, "It is on secp256k1."),
                          ({**good[0], "n": "", "kid": "k"}, None)):
             self.make_set("bad", good[0], bad, good[1], {**bad, "kid": "another"})  # the first one is named
-            for arguments in (self.encoding(peer="bad"), self.decoding(peer="bad"),
-                              ("jwks", "select", "--use", "sig", "bad")):
+            for arguments in (self.encoding(peer="bad"), self.decoding(peer="bad")):
                 if why is None:
                     error = self.run_command(*arguments).stderr.decode().splitlines()[0][len("torvane: "):]
                     self.assertTrue(error.startswith('The key "k" in "bad" cannot be used: '), error)
                 else:
                     error = f'The key "k" in "bad" cannot be used: {why}'
                 self.reject(4, error, *arguments, stdin="x", hint=take_out)
+        short = {**JWK.generate(kty="RSA", size=1024).export_public(as_dict=True), "kid": "short"}
+        self.make_set("bad", short, k1, good[0], {**good[1], "d": "AA"})
+        self.reject(4, 'The key "k" in "bad" cannot be used: It is on secp256k1, and has no "alg" with the value '
+                    "ES256K.", *self.encoding(peer="bad"), hint="Take it out of the set. These keys are good: s.")
+        edwards = JWK.generate(kty="OKP", crv="Ed25519").export_public(as_dict=True)
+        self.make_set("bad", {**edwards, "kid": "k"}, *good)
+        self.reject(4, 'The key "k" in "bad" cannot be used: Keys of the "kty" OKP are not supported, though other '
+                    "programs may read them.", *self.encoding(peer="bad"), hint=take_out)
         del bad["kid"]
         self.make_set("bad", bad)
         done = self.run_command(*self.encoding(peer="bad"))
