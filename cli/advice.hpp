@@ -25,6 +25,10 @@ bool isRSA(const Torvane::Zennet::Key& key) noexcept;
 /// The hint for an RSA key that is too short.
 inline constexpr auto makeLongerKey = "`torvane key new RSA-3072 FILE` makes a key that is long enough.";
 
+/// The hint for a token that was encrypted with the line break after it.
+inline constexpr auto removeSpace =
+    "There is a token between white space: the sender must encrypt it without a line break.";
+
 /// Why a key does not fit the signature or key management algorithm of this name, for example "is an RSA key; ES256
 /// needs one on P-256". Nothing if it fits, or if the algorithm is unknown.
 std::optional<std::string> explainMisfit(const Torvane::Zennet::Key& key, std::string_view algorithm);

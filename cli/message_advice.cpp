@@ -117,7 +117,7 @@ std::optional<ByteBuffer> decryptAgain(const MessageOptions& options, const Part
     const auto view = looksLikeToken(asBytes(inside)) ? tryToParse(inside) : std::nullopt;
     if (!view || view->isEncrypted) {
         throw Failure(ExitCode::signature, "The token was decrypted, but there is no JWS inside.",
-                      "Try `torvane decrypt`.");
+                      looksLikeTokenInSpace(asBytes(inside)) ? removeSpace : "Try `torvane decrypt`.");
     }
     const auto keyId = view->readHeaderMember("kid");
     const auto set = nameInput(options.peer);

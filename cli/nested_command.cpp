@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "cli/advice.hpp"
 #include "cli/claim_options.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
@@ -67,7 +68,7 @@ void decodeNested(const NestedDecodeOptions& options) {
     const auto outer = decryptToken(token, std::move(ours), allowed);
     if (!looksLikeToken(outer.plaintext)) {
         throw Failure(ExitCode::token, "The token is decrypted, but there is no signed token inside.",
-                      "`torvane decrypt` shows what is inside.");
+                      looksLikeTokenInSpace(outer.plaintext) ? removeSpace : "`torvane decrypt` shows what is inside.");
     }
     const auto verified = verifyToken(asText(outer.plaintext), std::move(theirs), signatures, options.policy);
     writeVerified(options.output, verified, options.policy, options.asJSON, &outer.header);

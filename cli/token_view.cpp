@@ -168,6 +168,11 @@ bool looksLikeToken(Torvane::ByteView bytes) noexcept {
     return text.starts_with("ey") && (dots == 2 || dots == 4) && text.find_first_of(" \t\r\n\"") == text.npos;
 }
 
+bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept {
+    const auto inside = trim(Torvane::asText(bytes));
+    return inside.size() < bytes.size() && looksLikeToken(Torvane::asBytes(inside));
+}
+
 PayloadView parsePayload(Torvane::ByteView bytes) {
     PayloadView view{bytes.size(), readObject(bytes), std::nullopt};
     if (!view.claims && Torvane::Zennet::isUTF8(bytes)) view.text = std::string(Torvane::asText(bytes));

@@ -51,6 +51,9 @@ std::string explainSignatureSize(const TokenView& view);
 /// Whether a payload looks like a token itself.
 bool looksLikeToken(Torvane::ByteView bytes) noexcept;
 
+/// Whether white space stands around what looks like a token.
+bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept;
+
 PayloadView parsePayload(Torvane::ByteView bytes);
 
 /// The time of "exp", "nbf" or "iat" in words; empty for any other member.

@@ -132,6 +132,9 @@ class Advice(CommandTest):
                  'The key "dec" in "set" is for encryption, not for signatures.', ASK_FOR_KEY),
                 (self.decoding(), self.encrypted(b"not a token, but a secret"), 7,
                  "The token was decrypted, but there is no JWS inside.", "Try `torvane decrypt`."),
+                (self.decoding(), self.encrypted(self.signed() + "\n"), 7,
+                 "The token was decrypted, but there is no JWS inside.",
+                 "There is a token between white space: the sender must encrypt it without a line break."),
                 (self.decoding(), self.encrypted(self.encrypted(b"secret")), 7,
                  "The token was decrypted, but there is no JWS inside.", "Try `torvane decrypt`.")):
             with self.subTest(arguments, error=error):

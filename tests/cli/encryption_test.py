@@ -204,6 +204,7 @@ class Nested(EncryptionTest):
         token = self.text("nested", "encode", "--key", self.key("P-256.jwk"), "--to", self.key("public.jwks#RSA-2048"),
                           "--iss", "i", "--expires-in", "1m")
         plain = self.encrypt("public.jwks#RSA-2048", stdin="no token")
+        signed = self.text("sign", "--key", self.key("P-256.jwk"), "--iss", "i")
         unsigned = self.encrypt("public.jwks#RSA-2048", stdin="eyJhbGciOiJub25lIn0.e30.")
         for arguments, stdin, code, error, hint in (
                 (("--iss", "j"), token, 8, 'The token is from another issuer: "iss" was "i", wanted "j".', None),
@@ -213,7 +214,11 @@ class Nested(EncryptionTest):
                 (("--jwe-enc", "A128GCM"), token, 6, "The token is encrypted with A256GCM; allowed: A128GCM.", None),
                 ((), unsigned, 7, 'The token is not signed: its algorithm is "none".', None),
                 ((), plain, 5, "The token is decrypted, but there is no signed token inside.",
-                 "`torvane decrypt` shows what is inside.")):
+                 "`torvane decrypt` shows what is inside."),
+                *(((), self.encrypt("public.jwks#RSA-2048", stdin=spaced), 5,
+                   "The token is decrypted, but there is no signed token inside.",
+                   "There is a token between white space: the sender must encrypt it without a line break.")
+                  for spaced in (signed, signed.replace("\n", "\r\n"), " " + signed.strip()))):
             with self.subTest(arguments=arguments, error=error):
                 for more in ((), ("--json",), ("-o", "out")):
                     self.reject(code, error, "nested", "decode", "--key", self.key("private.jwks"), "--from",
