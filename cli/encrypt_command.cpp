@@ -19,8 +19,8 @@ void encrypt(const EncryptOptions& options) {
     const JWEEncrypter encrypter(choice.algorithm, contentEncryption, choice.key->key.keyRef().value(),
                                  options.keyId.empty() ? choice.key->tokenKeyId() : options.keyId);
     const auto plaintext = readInput(options.input);
-    auto token = makeToken("encrypting", plaintext.size(), [&] { return encrypter.encryptJWT(plaintext, headers); });
-    token.push_back('\n');
+    const auto token =
+        makeToken("encrypting", plaintext.size(), [&] { return encrypter.encryptJWT(plaintext, headers); });
     writeOutput(options.output, token);
 }
 

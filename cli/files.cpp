@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <span>
 #include <utility>
@@ -72,8 +73,54 @@ void writeAll(Output& output, ByteView content) {
     }
 }
 
+bool isPrivateJWK(const Torvane::JSONValue& json) {
+    const auto* object = json.as<Torvane::JSONValue::Object>();
+    return object != nullptr && object->contains("kty") && std::ranges::any_of(*object, [](const auto& member) {
+               return Torvane::JOSE::isPrivateMember(member.first) || member.first == "k";
+           });
+}
+
+// PKCS #1, PKCS #8, SEC 1 and PKCS #12 begin with a SEQUENCE, its length, and a version; public keys have no version.
+bool beginsLikePrivateDER(std::string_view text) noexcept {
+    if (text.size() < 2 || text[0] != '\x30') return false;
+    const auto length = static_cast<unsigned char>(text[1]);
+    return text.substr(2)
+        .substr(length < 0x80 ? 0 : std::min<std::size_t>(length - 0x80, text.size() - 2))
+        .starts_with("\x02\x01");
+}
+
+bool holdsPrivateKey(ByteView content) {
+    const auto text = Torvane::asText(content);
+    if (beginsLikePrivateDER(text) || text.find("PRIVATE KEY-----") != text.npos) return true;
+    try {
+        const auto json = Torvane::JSONSerialization::secretJSONObject(content);
+        const auto* object = json.get().as<Torvane::JSONValue::Object>();
+        const auto keys = object == nullptr ? Torvane::JSONValue::Object::const_iterator() : object->find("keys");
+        const bool isSet = object != nullptr && keys != object->end();
+        const auto* list = isSet ? keys->second.as<Torvane::JSONValue::List>() : nullptr;
+        return isPrivateJWK(json.get()) || (list != nullptr && std::ranges::any_of(*list, isPrivateJWK));
+    } catch (const Torvane::Error&) {
+        return false;
+    }
+}
+
+// A key that exists nowhere else is lost for good.
+void rejectOverwritingKey(const std::string& path) {
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(path, none) || std::filesystem::file_size(path, none) > maximumKeyFile)
+        return;
+    try {
+        if (!holdsPrivateKey(readKeyFile(path))) return;
+    } catch (const Failure&) {
+        return;  // What cannot be read is no key that this command uses.
+    }
+    throw Failure(ExitCode::usage, "The output would overwrite the private key " + nameInput(path) + '.',
+                  "Choose another name, or delete the key first.");
+}
+
 void write(const std::string& path, ByteView content) {
     const bool isFile = !isStandardStream(path);
+    if (isFile) rejectOverwritingKey(path);
     if (const auto mode = isFile ? System::findReplacementMode(path) : std::nullopt) {
         System::NewFile file(path, *mode);
         writeAll(file, content);
@@ -83,6 +130,7 @@ void write(const std::string& path, ByteView content) {
     std::string printable;
     if (file.isTerminal()) {
         printable = makePrintableLines(Torvane::asText(content));
+        if (!printable.empty() && !printable.ends_with('\n')) printable += '\n';
         content = Torvane::asBytes(printable);
     }
     writeAll(file, content);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <set>
@@ -13,19 +12,9 @@
 #include "cli/terminal.hpp"
 
 namespace Command {
-namespace {
 
 using namespace Torvane;
 using Zennet::KeyClass;
-
-void rejectOverwritingKey(const std::string& output, const std::string& uri) {
-    std::error_code none;
-    if (!output.empty() && std::filesystem::equivalent(output, uri, none)) {
-        throw Failure(ExitCode::usage, "The output would overwrite a key.");
-    }
-}
-
-}  // namespace
 
 void makeSet(const MakeSetOptions& options) {
     const auto askForSecret = makeSecretSource(options.secret.file);
@@ -33,7 +22,6 @@ void makeSet(const MakeSetOptions& options) {
     std::set<std::pair<std::string, JWKUse>> ids;
     for (const auto& text : options.keys) {
         const auto spec = parseKeySpec(text);
-        rejectOverwritingKey(options.output, spec.uri);
         const auto opened = openKeyFrom(spec.uri, KeyClass::publicKey, askForSecret, options.secret.lastPinTry());
         const auto key = makeJsonWebKey(opened, spec.use, spec.keyId);
         const auto fitting = listAlgorithms(opened, spec.use);

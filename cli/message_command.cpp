@@ -52,7 +52,7 @@ void encode(const MessageOptions& options) {
     checkEncoding(options, parties);
     const auto helper = makeHelper(options, parties);
     const auto message = readInput(options.input);
-    auto token = runWithProgress("encoding", message.size(), [&] {
+    const auto token = runWithProgress("encoding", message.size(), [&] {
         try {
             return helper.encodeMessage(message);
         } catch (const JOSE::JOSESwiftError& error) {
@@ -61,7 +61,6 @@ void encode(const MessageOptions& options) {
             throw addHint(std::current_exception(), explainAlgorithm(options));
         }
     });
-    token.push_back('\n');
     writeOutput(options.output, token);
 }
 

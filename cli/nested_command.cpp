@@ -18,10 +18,6 @@ namespace {
 
 using namespace Torvane;
 
-JsonWebKey withId(const GivenKey& key, JWKUse use) {
-    return {key.key, use, key.tokenKeyId()};
-}
-
 // A token with exactly these keys and algorithms.
 NestedToken makeNestedToken(const NestedEncodeOptions& options) {
     const auto signature =
@@ -35,7 +31,9 @@ NestedToken makeNestedToken(const NestedEncodeOptions& options) {
     const auto signing = chooseKey(ours, "--key", signature, KeyClass::privateKey, listSignatures);
     const auto theirs = openKeys({options.recipient}, KeyClass::publicKey, "encrypting", options.secret);
     const auto encryption = chooseKey(theirs, "--to", keyManagement, KeyClass::publicKey, listKeyManagements);
-    NestedToken nested({withId(*signing.key, JWKUse::JWK_SIG)}, JsonWebKeySet{withId(*encryption.key, JWKUse::JWK_ENC)},
+    auto signingId = options.keyId.empty() ? signing.key->tokenKeyId() : options.keyId;
+    NestedToken nested({{signing.key->key, JWKUse::JWK_SIG, std::move(signingId)}},
+                       {{encryption.key->key, JWKUse::JWK_ENC, encryption.key->tokenKeyId()}},
                        {{signing.algorithm}, {{encryption.algorithm}, {contentEncryption}}});
     nested.setJwsHeaders(jwsHeaders).setJweHeaders(jweHeaders);
     return nested;
@@ -51,8 +49,7 @@ void encodeNested(const NestedEncodeOptions& options) {
     auto message = hasClaims ? makeClaims(options.claims) : ByteBuffer();
     const auto nested = makeNestedToken(options);
     if (!hasClaims) message = readInput(options.input);
-    auto token = makeToken("encoding", message.size(), [&] { return nested.encode(message); });
-    token.push_back('\n');
+    const auto token = makeToken("encoding", message.size(), [&] { return nested.encode(message); });
     writeOutput(options.output, token);
 }
 

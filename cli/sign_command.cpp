@@ -26,8 +26,7 @@ void sign(const SignOptions& options) {
     auto keyId = options.keyId.empty() ? choice.key->tokenKeyId() : options.keyId;
     const JWSSigner signer(choice.algorithm, JsonWebKey(choice.key->key, JWKUse::JWK_SIG, std::move(keyId)));
     if (!hasClaims) payload = readInput(options.input);
-    auto token = makeToken("signing", payload.size(), [&] { return signer.signJWT(payload, headers); });
-    token.push_back('\n');
+    const auto token = makeToken("signing", payload.size(), [&] { return signer.signJWT(payload, headers); });
     writeOutput(options.output, token);
 }
 

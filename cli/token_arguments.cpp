@@ -146,6 +146,9 @@ void addNestedEncode(CLI::App& nested) {
         ->type_name("ENC");
     addClaims(*command, options->claims);
     command->add_option("--typ", options->type, "\"typ\" of the JWS header")->type_name("TYPE");
+    command
+        ->add_option("--kid", options->keyId, "\"kid\" of the JWS header (default: that of --key, or its thumbprint)")
+        ->type_name("KID");
     addList(*command, "--jws-header", options->jwsHeaders, "Additional parameter of the JWS header; repeatable",
             "NAME=VALUE");
     addList(*command, "--jwe-header", options->jweHeaders, "Additional parameter of the JWE header; repeatable",

@@ -76,7 +76,8 @@ void encrypt(const EncryptOptions& options);
 void decrypt(const DecryptOptions& options);
 
 struct NestedEncodeOptions {
-    std::string key, recipient, jwsAlgorithm, jweAlgorithm, contentEncryption = "A256GCM", type, input, output;
+    std::string key, recipient, jwsAlgorithm, jweAlgorithm, contentEncryption = "A256GCM";
+    std::string type, keyId, input, output;
     std::vector<std::string> jwsHeaders, jweHeaders;
     ClaimOptions claims;
     SecretOptions secret;

@@ -104,7 +104,7 @@ class Claims(TokenTest):
                                        (text, (), "")):
             shown = Terminal("verify", "--key", self.key("P-256.pem"), *policy, file, folder=self.folder).finish()
             self.assertEqual(shown[0], 0)
-            self.assertTrue(shown[1].endswith(("}" if file == token else "claims") + expected), shown)
+            self.assertTrue(shown[1].endswith(("}\n" if file == token else "claims\n") + expected), shown)
         self.succeed("jwks", "make", "sig:s=" + self.key("RSA-2048.pem"), "enc:e=" + self.key("RSA-2048.pem"), "-o",
                      "set")
         self.path("nested", self.succeed("encode", "--own", "sig:s=" + self.key("RSA-2048.pem"), "--peer", "set",
@@ -113,7 +113,7 @@ class Claims(TokenTest):
                                 "--no-policy silences this.\n"), (("--no-policy",), "")):
             shown = Terminal("decode", "--own", "enc:e=" + self.key("RSA-2048.pem"), "--peer", "set", "nested", *more,
                              folder=self.folder).finish()
-            self.assertEqual(shown, (0, '{"iss": "i"}' + note))
+            self.assertEqual(shown, (0, '{"iss": "i"}\n' + note))
 
 
 if __name__ == "__main__":

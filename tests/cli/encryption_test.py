@@ -182,7 +182,7 @@ class Nested(EncryptionTest):
     def test_another_implementation_reads_and_writes_the_tokens(self):
         token = self.text("nested", "encode", "--key", self.key("P-256.jwk"), "--to", self.key("public.jwks#P-384"),
                           "--jwe-alg", "ecdh-es+a128kw", "--jwe-enc", "a128cbc-hs256", "--iss", "us", "--typ", "t",
-                          "--jws-header", "a=1", "--jwe-header", "b=2").strip()
+                          "--kid", "ours", "--jws-header", "a=1", "--jwe-header", "b=2")
         outer = JWE()
         outer.deserialize(token, self.jwk("P-384"))
         header = {name: value for name, value in outer.jose_header.items() if name != "epk"}
@@ -190,7 +190,7 @@ class Nested(EncryptionTest):
                                   "b": "2"})
         inner = JWS()
         inner.deserialize(outer.payload.decode(), self.jwk("P-256"))
-        self.assertEqual(inner.jose_header, {"alg": "ES256", "kid": "P-256", "typ": "t", "a": "1"})
+        self.assertEqual(inner.jose_header, {"alg": "ES256", "kid": "ours", "typ": "t", "a": "1"})
         self.assertEqual(json.loads(inner.payload)["iss"], "us")
         theirs = JWS(b'{"iss": "them"}')
         theirs.add_signature(self.jwk("P-256"), "ES256", json.dumps({"alg": "ES256"}))

@@ -53,7 +53,9 @@ class Sets(CommandTest):
                 ([f"sig:={rsa}"], 2, f'The key "sig:" {form}the key id is not text.'),
                 (["sign:a=x?pin-value=1234"], 2, f'The key "sign:a" {form}the use must be sig, enc or sig_enc.'),
                 (["sig:a"], 2, f'The key "sig:a" {form}the URI is missing.'),
-                ([f"sig:a={rsa}", "-o", rsa], 2, "The output would overwrite a key."),
+                ([f"sig:a={rsa}", "-o", rsa], 2,
+                 f'The output would overwrite the private key "{rsa}".\n'
+                 "hint: Choose another name, or delete the key first."),
                 (["sig:a=none"], 4, 'The file "none" cannot be read: No such file or directory.')):
             spec = specs[0]
             with self.subTest(spec):

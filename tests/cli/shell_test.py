@@ -47,7 +47,15 @@ class Shell(CommandTest):
         self.path("bad.jwks", '{"keys": [5]}')
         self.path("empty.jwks", '{"keys": []}')
         self.path("token", "a.b.c")
-        for arguments in (("--help",), ("key", "new", "--help"), ("--version",), ("complete", "--", ""),
+        for name, command in (("jws", ("sign", "--sub", "x")), ("jwe", ("encrypt", "token")),
+                              ("nested", ("nested", "encode", "--to", "key.pem", "--sub", "x"))):
+            self.succeed(*command, "--key", "key.pem", "-o", name)
+        key = ("--key", "key.pem")
+        for arguments in (("sign", *key, "token"), ("verify", *key, "jws"), ("verify", "--json", *key, "jws"),
+                          ("encrypt", *key, "token"), ("decrypt", *key, "jwe"),
+                          ("nested", "encode", *key, "--to", "key.pem", "token"),
+                          ("nested", "decode", *key, "--from", "key.pem", "nested"),
+                          ("--help",), ("key", "new", "--help"), ("--version",), ("complete", "--", ""),
                           ("key", "show", "key.pem"), ("key", "show", "--json", "key.pem"),
                           ("jwks", "make", "sig=key.pem"), ("jwks", "list", "bad.jwks"),
                           ("jwks", "list", "--json", "bad.jwks"), ("jwks", "check", "bad.jwks"),

@@ -7,7 +7,7 @@ import unittest
 
 from jwcrypto.jws import JWS
 
-from running import ENVIRONMENT
+from running import ENVIRONMENT, TORVANE
 from token_keys import BINARY, KINDS, Pkcs11Test, TokenTest
 
 
@@ -56,6 +56,39 @@ class Tokens(TokenTest):
         self.assertEqual(self.succeed("verify", "--key", self.key("P-256.pem"), "token", "-o", "out"), b"")
         with open(self.path("out"), "rb") as file:
             self.assertEqual(file.read(), BINARY)
+
+    def test_300_megabytes_go_through_a_pipe_unchanged(self):
+        key = self.key("P-256.pem")
+        done = subprocess.run(["bash", "-o", "pipefail", "-c", 'head -c 300000000 /dev/zero | "$0" sign --key "$1" | '
+                               '"$0" verify --key "$1" | cmp - <(head -c 300000000 /dev/zero)', TORVANE, key],
+                              capture_output=True, env=ENVIRONMENT, timeout=240)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+
+    def test_no_output_replaces_a_private_key(self):
+        public = ("P-256.public.pem", "P-256.public.der", "P-256.public.jwk", "public.jwks")
+        self.path("claims", '{"d": 1, "k": "no key"}')
+        self.path("set of claims", '{"keys": [{"d": 1}]}')
+        os.symlink("P-256.pem", self.path("link"))
+        subprocess.run(["openssl", "ec", "-in", self.key("P-256.pem"), "-pubout", "-outform", "DER", "-out",
+                        self.key("P-256.public.der")], check=True, capture_output=True)
+        for name in ("P-256.pem", "P-256.der", "RSA-2048.p12", "secp256k1.jwk", "private.jwks", *public):
+            with open(self.key(name), "rb") as file:
+                self.path(name, file.read())
+        self.path("shared", '{"kty": "oct", "k": "AA"}')
+        private = {"P-256.pem", "P-256.der", "RSA-2048.p12", "secp256k1.jwk", "private.jwks", "shared", "link"}
+        token = self.sign("P-256.pem", stdin="payload")
+        for name in sorted(os.listdir(self.folder)):
+            with open(self.path(name), "rb") as file:
+                before = file.read()
+            verify = ("verify", "--key", self.key("P-256.pem"), "-o", name)
+            if name in private:
+                self.reject(2, f'The output would overwrite the private key "{name}".', *verify, stdin=token,
+                            hint="Choose another name, or delete the key first.")
+            else:
+                self.succeed(*verify, stdin=token)
+            with open(self.path(name), "rb") as file:
+                self.assertEqual(file.read(), before if name in private else b"payload", name)
+        self.assertEqual(len(os.listdir(self.folder)), len(private) + len(public) + 2)
 
     def test_keys_come_from_pipes_and_a_name_with_a_hash_is_a_file(self):
         token = self.sign("P-256.jwk", "--iss", "x")
