@@ -63,7 +63,7 @@ struct RotateOptions {
 };
 
 struct SelectOptions {
-    std::string input, output, keyId, use, keyType, algorithm;
+    std::string input, output, keyId, thumbprint, use, keyType, algorithm;
 };
 
 void makeSet(const MakeSetOptions& options);

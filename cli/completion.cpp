@@ -78,6 +78,20 @@ std::vector<std::string> listKeyIds(const std::string& set, std::string_view use
     return ids;
 }
 
+std::vector<std::string> listThumbprints(const std::string& set) {
+    std::vector<std::string> thumbprints;
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(set, none)) return thumbprints;
+    try {
+        for (const auto& entry : readSetEntries(readInput(set))) {
+            if (entry.key) thumbprints.push_back(entry.thumbprint);
+        }
+    } catch (const std::exception&) {
+        // An unreadable set has no completions.
+    }
+    return thumbprints;
+}
+
 // The ids of the keys given to sign with.
 std::vector<std::string> listOwnIds(const std::vector<std::string>& own) {
     std::vector<std::string> ids;
@@ -121,6 +135,7 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
                                     const Given& given) {
     if (name == "--encrypt-to") return listKeyIds(given.set, "enc");
     if (name == "--kid") return listKeyIds(given.set, {});
+    if (name == "--thumbprint") return listThumbprints(given.set);
     if (name == "--sign-with") return listOwnIds(given.own);
     if ((name == "--key" && command.get_name() != "rotate") || name == "--to" || name == "--from") {
         return listPathsOfKeys(prefix);

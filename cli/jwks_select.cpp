@@ -43,8 +43,9 @@ bool wouldMatch(const SetEntry& entry, const SelectOptions& options) {
     // As the library reads "alg", a missing one matches any algorithm.
     const bool hasAlgorithm = stringMember(entry.members, "alg") != nullptr;
     const bool isUseUnknown = entry.members.contains("use") && !findUse(entry);
-    return matches("kid", options.keyId) && matches("kty", options.keyType) &&
-           (matches("use", options.use) || isUseUnknown) && (!hasAlgorithm || matches("alg", options.algorithm));
+    return (options.thumbprint.empty() || entry.thumbprint == options.thumbprint) && matches("kid", options.keyId) &&
+           matches("kty", options.keyType) && (matches("use", options.use) || isUseUnknown) &&
+           (!hasAlgorithm || matches("alg", options.algorithm));
 }
 
 void reportLeftOut(const SetEntry& entry, const LeftOutKey& leftOut) {
@@ -66,6 +67,7 @@ KnownKeys readKnownKeys(const std::vector<SetEntry>& entries) {
 
 void selectKeys(const SelectOptions& options) {
     const auto criteria = makeCriteria(options);
+    requireThumbprint(options.thumbprint);
     const auto entries = readSetEntries(readSetText(options.input));
     const auto known = readKnownKeys(entries);
     // Searches one key at a time, so that matching entries are written as they were read, apart from private members.
@@ -78,8 +80,9 @@ void selectKeys(const SelectOptions& options) {
             ++leftOut;
             continue;
         }
-        const bool isFound = !JsonWebKeySet{*key++}.findKeysFor(criteria, KeyClass::publicKey).empty();
-        if (!isFound) continue;
+        const auto& candidate = *key++;
+        if (JsonWebKeySet{candidate}.findKeysFor(criteria, KeyClass::publicKey).empty()) continue;
+        if (!options.thumbprint.empty() && candidate.thumbprint() != options.thumbprint) continue;
         auto members = entries[i].members;
         std::erase_if(members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
         found.emplace_back(std::move(members));

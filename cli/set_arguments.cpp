@@ -77,6 +77,7 @@ void addSetCommands(CLI::App& root) {
             *jwks, "select", "Print the keys that match all criteria, as the library finds them", selectKeys);
         addInput(*command, options->input, "Set (default: standard input)");
         command->add_option("--kid", options->keyId, "Key id");
+        command->add_option("--thumbprint", options->thumbprint, "RFC 7638 thumbprint");
         command->add_option("--use", options->use, "Use: sig, enc or sig_enc");
         command->add_option("--kty", options->keyType, "Key type: RSA or EC");
         command->add_option("--alg", options->algorithm, "Algorithm; a key without an \"alg\" matches any");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/text.hpp"
 
@@ -41,6 +42,14 @@ JSONValue::Object makeEntryJSON(const SetEntry& entry) {
 
 bool hasPrivateMember(const SetEntry& entry) {
     return std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
+}
+
+void requireThumbprint(const std::string& text) {
+    constexpr std::size_t hashSize = 32;
+    const auto hash = decodeBase64url(text);
+    if (text.empty() || (hash && hash->size() == hashSize)) return;
+    throw Failure(ExitCode::usage, "The thumbprint must have 43 characters of base64url.",
+                  "`torvane jwks list` shows the thumbprints.");
 }
 
 void writeSet(const std::string& output, JSONValue::List keys) {

@@ -28,6 +28,10 @@ Torvane::JSONValue::Object makeEntryJSON(const SetEntry& entry);
 /// Whether a member is private, such as "d".
 bool hasPrivateMember(const SetEntry& entry);
 
+/// Rejects a text that cannot be the RFC 7638 thumbprint of a key by SHA-256. An empty text is accepted.
+/// @throws Failure
+void requireThumbprint(const std::string& text);
+
 /// Writes a JWK Set of these entries.
 /// @throws Failure
 void writeSet(const std::string& output, Torvane::JSONValue::List keys);

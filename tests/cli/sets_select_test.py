@@ -64,6 +64,24 @@ class SetsSelect(CommandTest):
             with self.subTest(criteria):
                 self.assertEqual(self.select(*criteria.split()), (kids, said))
 
+    def test_a_thumbprint_finds_a_key_whatever_its_id(self):
+        ec, k1, rsa, _ = (JWK(**{name: key[name] for name in ("kty", "crv", "n", "e", "x", "y") if name in key})
+                          for key in self.good)
+        short = {name: self.bad[1][name] for name in ("kty", "n", "e")}
+        for key, criteria, kids, said in (
+                (ec, "", ["ec"], left_out('"odd" (P-256)', 'The JWK\'s "use" is neither "sig" nor "enc".')),
+                (k1, "", ["k1"], ""), (rsa, "", ["rsa", "both"], ""), (rsa, "--use enc", ["rsa"], "")):
+            with self.subTest(kids):
+                self.assertEqual(self.select("--thumbprint", key.thumbprint(), *criteria.split()), (kids, said))
+        done = self.run_command("jwks", "select", "--thumbprint", JWK(**short).thumbprint(),
+                                stdin=json.dumps({"keys": self.bad}))
+        self.assertEqual((done.returncode, done.stdout, done.stderr.decode()),
+                         (4, b"", left_out('"short" (RSA 1024)', "1024 bits are too few; at least 2048.") +
+                          "torvane: No key in the set matches.\n"))
+        for wrong in ("abc", "A" * 42, "A" * 44, "+" * 43, "A" * 42 + "="):
+            self.reject(2, "The thumbprint must have 43 characters of base64url.", "jwks", "select", "--thumbprint",
+                        wrong, stdin='{"keys": []}', hint="`torvane jwks list` shows the thumbprints.")
+
     def test_a_set_without_a_matching_key_that_can_be_used_is_an_error(self):
         for keys, criteria, said in (
                 ([], "", ""), (self.good, "--kid ed", ""),

@@ -5,12 +5,15 @@ import re
 import subprocess
 import unittest
 
+from jwcrypto.jwk import JWK
+
 from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
             "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode",
             "nested decode", "encode", "decode", "inspect", "help")
+KEY = JWK.generate(kty="EC", crv="P-256")
 LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
@@ -143,6 +146,7 @@ class Shell(CommandTest):
         (("jwks", "select", "--kty", URI, "set"), "The key type must be"),
         (("jwks", "select", "--alg", URI, "set"), "The algorithm is unknown"),
         (("jwks", "select", "--kid", URI, "set.jwks"), "No key in the set matches."),
+        (("jwks", "select", "--thumbprint", URI, "set.jwks"), "The thumbprint must have 43 characters of base64url."),
         (("jwks", "make", "sig=key.pem", "-o", "none/" + URI), 'Cannot write "none/pkcs11:token=app..."'),
         (("jwks", "make", "sig=key.pem", "-onone/pin-value=8642"), 'Cannot write "none/pin-value..."'),
         (("encode", "--own", URI, "--peer", "set.jwks"), 'The key "pkcs11:token" is not of the form'),
@@ -207,11 +211,13 @@ class Shell(CommandTest):
                   ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []),
                   ("sign --key .jwks#2", [".jwks#2026-sig", ".jwks#2026-enc"]),
                   ("nested decode --from .jwks#o", [".jwks#other"]), ("verify --key none#", []),
-                  ("jwks rotate .jwks --key .jwks#", []))
+                  ("jwks rotate .jwks --key .jwks#", []), ("jwks select .jwks --thumbprint ", [KEY.thumbprint()]))
 
     def make_set(self):
         keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))
-        self.path(".jwks", json.dumps({"keys": [{"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys]}))
+        readable = {name: KEY.export_public(as_dict=True)[name] for name in ("kty", "crv", "x", "y")}
+        self.path(".jwks", json.dumps({"keys": [*({"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys),
+                                                readable]}))
 
     def test_bash_completes(self):
         self.make_set()
