@@ -149,7 +149,9 @@ void checkPurpose(const SetEntry& entry, Verdict& verdict) {
     if (!isText) {
         verdict.addFault("use-malformed", "Its \"use\" is not a text.");
     } else if (!use || *use == JWKUse::JWK_SIG_ENC) {
-        verdict.addRemark("no-use", "Its \"use\" is neither sig nor enc: encode and decode ignore the key.");
+        const std::string what =
+            entry.members.contains("use") ? "Its \"use\" is neither sig nor enc" : "It has no \"use\"";
+        verdict.addRemark("no-use", what + ": encode and decode ignore the key.");
     }
     if (stringMember(entry.members, "kid") == nullptr) verdict.addRemark("no-kid", "It has no \"kid\".");
 }

@@ -65,6 +65,10 @@ PSS_CERTIFICATE = subprocess.run(
     "-outform DER".split(), capture_output=True, check=True).stdout
 
 
+WITHDRAW = "hint: Withdraw what was published, and make new keys. `torvane jwks select` writes a set of public keys " \
+           "only.\n"
+
+
 class PSS:
     """The key of that certificate, which has no private key here."""
     public_key = x509.load_der_x509_certificate(PSS_CERTIFICATE).public_key
@@ -76,18 +80,24 @@ class SetsCheck(CommandTest):
 
     def assert_notices(self, key, faults=(), remarks=()):
         """Expects exactly these pairs of a code and a text, in both forms of the output."""
-        code = 4 if faults else 0
+        exit_code = 4 if faults else 0
         end = "torvane: Bad keys: 1 of 1.\n" if faults else ""
+        if any(code == "private" for code, _ in faults):
+            end += WITHDRAW
         done = self.check(key, "--json")
         found = json.loads(done.stdout)[0]
         self.assertEqual(([tuple(each.values()) for each in found["faults"]],
                           [tuple(each.values()) for each in found["remarks"]], done.returncode, done.stderr.decode()),
-                         (list(faults), list(remarks), code, end))
+                         (list(faults), list(remarks), exit_code, end))
         done = self.check(key)
         heading, *lines = done.stdout.decode().splitlines()
-        self.assertEqual((heading.split("  ")[-1], [line for line in lines if not line.startswith("  for ")],
+        known = ("  certificate ",) if faults else ("  certificate ", "  for ")
+        if not isinstance(key.get("kid"), str):
+            known += ("  thumbprint ",)
+        self.assertEqual((heading.split("  ")[-1], [line for line in lines if not line.startswith(known)],
                           done.returncode, done.stderr.decode()),
-                         ("BAD" if faults else "good", ["  " + text for _, text in (*faults, *remarks)], code, end))
+                         ("BAD" if faults else "good", [*("  " + text for _, text in faults),
+                                                        *("  note: " + text for _, text in remarks)], exit_code, end))
 
     # What is wrong, the key, and the code and text of its fault.
     FAULTS = (
@@ -194,7 +204,10 @@ class SetsCheck(CommandTest):
 
     def test_remarks_are_no_faults(self):
         for what, key, code, text in (
-                ("no use", jwk(EC, use=None), "no-use",
+                ("no use", jwk(EC, use=None), "no-use", 'It has no "use": encode and decode ignore the key.'),
+                ("an unknown use", jwk(EC, use="signature"), "no-use",
+                 'Its "use" is neither sig nor enc: encode and decode ignore the key.'),
+                ("both uses", jwk(EC, use="sig_enc"), "no-use",
                  'Its "use" is neither sig nor enc: encode and decode ignore the key.'),
                 ("no id", jwk(EC, kid=None), "no-kid", 'It has no "kid".'),
                 ("the exponent 3", jwk(RSA, e="Aw"), "small-exponent", 'Its exponent, "e", is below the usual 65537.'),
@@ -206,7 +219,7 @@ class SetsCheck(CommandTest):
                 self.assert_notices(key, remarks=[(code, text)])
         self.assert_notices(jwk(EC, use=None, key_ops=["sign"]),
                             faults=[("key-ops-unusable", 'Its "key_ops" allow nothing that a public key is for.')],
-                            remarks=[("no-use", 'Its "use" is neither sig nor enc: encode and decode ignore the key.')])
+                            remarks=[("no-use", 'It has no "use": encode and decode ignore the key.')])
 
     def test_every_fault_of_a_key_is_named(self):
         expired = certificate(OTHER, ROOT, NOW - 2 * DAY, PAST)
@@ -225,6 +238,41 @@ class SetsCheck(CommandTest):
             "faults": [], "remarks": [],
             "certificates": [{"subject": "CN=Zoë", "notBefore": moment(NOW - DAY), "notAfter": moment(NOW + 365 * DAY)}]
         }])
+
+    def test_text_shows_certificates_and_tells_keys_apart_that_look_alike(self):
+        def thumb(key):
+            return JWK(**{name: key[name] for name in ("kty", "crv", "x", "y")}).thumbprint()
+
+        ec, other = jwk(EC, x5c=chain(LEAF, TOP), alg="ES256"), jwk(OTHER, alg="ES256")
+        certificates = f"  certificate CN=peer, valid until {moment(NOW + 365 * DAY)}\n" * 2
+        shared = '  note: Another key has the same "kid" and use.\n'
+        good, named = "P-256  good\n", "  thumbprint {}\n  for ES256\n"
+        for what, keys, shown in (
+                ("certificates", [ec], f"a  {good}  for ES256\n{certificates}"),
+                ("an id that occurs twice", [other, {**ec, "use": "enc", "alg": "ECDH-ES"}, {**other, "kid": "b"}],
+                 f"a  {good}{named.format(thumb(other))}a  {good}  thumbprint {thumb(ec)}\n  for ECDH-ES\n"
+                 f"{certificates}b  {good}  for ES256\n"),
+                ("an id that occurs twice for a use", [other, {**ec, "x5c": chain(LEAF)}],
+                 f"a  {good}{named.format(thumb(other))}{shared}a  {good}{named.format(thumb(ec))}"
+                 + certificates[:len(certificates) // 2] + shared),
+                ("no ids", [{**jwk(key, kid=kid), "alg": "ES256"} for key, kid in ((EC, None), (OTHER, 5))],
+                 f'-  {good}{named.format(thumb(ec))}  note: It has no "kid".\n'
+                 f'?  {good}{named.format(thumb(other))}  note: It has no "kid".\n')):
+            with self.subTest(what):
+                self.assertEqual(self.text("jwks", "check", stdin=json.dumps({"keys": keys})), shown)
+
+    def test_the_algorithms_of_a_bad_key_are_not_shown(self):
+        done = self.check(jwk(EC, alg="ES256", d="AA"))
+        self.assertEqual((done.returncode, done.stdout.decode()), (4, "a  P-256  BAD\n  It holds a private key.\n"))
+
+    def test_a_single_key_is_not_checked_as_a_set(self):
+        k1 = {**JWK.generate(kty="EC", crv="secp256k1").export_public(as_dict=True), "kid": "a", "use": "sig",
+              "alg": "ES256K"}
+        shown = "a  secp256k1  good\n  for ES256K\n"
+        self.assertEqual(self.text("jwks", "check", stdin=json.dumps(k1)), shown)
+        done = self.check(k1)
+        self.assertEqual((done.returncode, done.stdout.decode()), (4, shown))
+        self.assertRegex(done.stderr.decode(), r"\Atorvane: The commands encode and decode reject this set: .*\n\Z")
 
     def test_no_certificate_controls_the_terminal(self):
         for members in ({"x5c": chain(certificate(EC, ROOT, name=EVIL))}, {"x5c": [EVIL]}, {"x5t": EVIL}, {"crv": EVIL},

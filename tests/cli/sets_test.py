@@ -8,6 +8,9 @@ from jwcrypto.jwk import JWK, JWKSet
 
 from running import CommandTest, EVIL
 
+WITHDRAW = "Withdraw what was published, and make new keys. `torvane jwks select` writes a set of public keys only."
+PRIVATE_KEYS = "note: Keys with private members: {}. `torvane jwks select` leaves these members out.\n"
+
 
 class Sets(CommandTest):
     @classmethod
@@ -69,13 +72,23 @@ class Sets(CommandTest):
         keys, k1 = self.read("set-k1")["keys"], self.member("set-k1", "k1")
         keys += [{"kty": "oct", "kid": "shared\u001b[2J", "k": "AAAA"}, 5, {**k1, "y": k1["x"]}]
         rsa, k1 = self.jwk("RSA-2048").thumbprint(), self.jwk("secp256k1").thumbprint()
-        self.assertEqual(self.text("jwks", "list", stdin=json.dumps({"keys": keys})),
+        done = self.run_command("jwks", "list", stdin=json.dumps({"keys": keys}))
+        self.assertEqual((done.returncode, done.stderr.decode()), (0, PRIVATE_KEYS.format("1 of 5")))
+        self.assertEqual(done.stdout.decode(),
                          "kid              use  key           alg     thumbprint\n"
                          f"rsa              sig  RSA 2048      -       {rsa}\n"
                          f"k1               sig  secp256k1     ES256K  {k1}\n"
                          "shared\\u001b[2J  -    oct           -       -\n"
                          "-                -    -             -       -\n"
                          "k1               sig  EC secp256k1  ES256K  -\n")
+
+    def test_list_says_that_keys_are_private(self):
+        keys = [json.loads(self.jwk("P-256").export_private()), {"kty": "oct", "k": "AAAA"}, *self.read("set")["keys"]]
+        for options in ((), ("--json",)):
+            done = self.run_command("jwks", "list", *options, stdin=json.dumps({"keys": keys}))
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (0, PRIVATE_KEYS.format("2 of 5")))
+            self.assertIn(self.jwk("P-256").thumbprint(), done.stdout.decode())
 
     def test_no_set_controls_the_terminal(self):
         good = {**self.member("set", "rsa"), "kid": EVIL, EVIL: EVIL}
@@ -109,20 +122,22 @@ class Sets(CommandTest):
                 ({**self.member("set-k1", "k1"), "y": "AA"}, None),
                 ([], "The JWK is not a JSON object.")):
             with self.subTest(key=key):
+                is_private = key == private or "k" in key or "qi" in key
                 shown = self.reject(4, "Bad keys: 1 of 2.", "jwks", "check", stdin=json.dumps({"keys": [ec, key]}),
-                                    prints=None)
+                                    prints=None, hint=WITHDRAW if is_private else None)
                 self.assertEqual(shown.count("BAD"), 1, shown)
                 if verdict:
                     self.assertIn("  " + verdict + "\n", shown)
         bare = {member: rsa[member] for member in ("kty", "n", "e")}
-        ignored = 'Its "use" is neither sig nor enc: encode and decode ignore the key.'
+        ignored = ": encode and decode ignore the key."
         for keys, remark in (([bare], 'It has no "kid".'), ([{**rsa, "kid": 7}], 'It has no "kid".'),
-                             ([bare], ignored),
-                             ([{**bare, "use": "x"}], ignored), ([{**bare, "use": "sig_enc"}], ignored),
+                             ([bare], 'It has no "use"' + ignored),
+                             ([{**bare, "use": "x"}], 'Its "use" is neither sig nor enc' + ignored),
+                             ([{**bare, "use": "sig_enc"}], 'Its "use" is neither sig nor enc' + ignored),
                              ([rsa, {**ec, "kid": "rsa"}], 'Another key has the same "kid" and use.'),
                              ([rsa, {**bare, "kid": "rsa"}], 'Another key has the same "kid" and use.')):
             shown = self.run_command("jwks", "check", stdin=json.dumps({"keys": keys})).stdout.decode()
-            self.assertIn("  " + remark + "\n", shown)
+            self.assertIn("  note: " + remark + "\n", shown)
             self.assertNotIn("BAD", shown)
         self.reject(4, "The set has no keys.", "jwks", "check", stdin='{"keys": []}')
         together = self.run_command("jwks", "check", self.key("set-k1"))
@@ -133,7 +148,7 @@ class Sets(CommandTest):
         self.assertIn("  RSA 2044  BAD\n", self.run_command(
             "jwks", "check", stdin=json.dumps({"kty": "RSA", "n": number, "e": "AQAB"})).stdout.decode())
         found = json.loads(self.reject(4, "Bad keys: 1 of 1.", "jwks", "check", "--json", stdin=json.dumps(private),
-                                       prints=None))
+                                       prints=None, hint=WITHDRAW))
         self.assertEqual(found[0]["faults"], [{"code": "private", "text": "It holds a private key."}])
 
     def test_select_finds_the_keys_that_the_library_finds(self):
