@@ -74,6 +74,16 @@ const EVP_CIPHER* fetchAesCbc(std::size_t keySize) {
     return ciphers.forKeySize(keySize);
 }
 
+const EVP_CIPHER* fetchAesWrap(std::size_t keySize) {
+    static const AesCiphers ciphers("AES-128-WRAP", "AES-192-WRAP", "AES-256-WRAP");
+    return ciphers.forKeySize(keySize);
+}
+
+EVP_KDF* fetchConcatKdf() {
+    static auto* const kdf = check(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_SSKDF, nullptr), "find the key derivation");
+    return kdf;
+}
+
 MacContext makeHmacContext(HashFunction hash) {
     const auto* const hmacTemplate = withHash(hash, []<HashFunction value>() {
         static const auto* const context = makeHmacTemplate(value);

@@ -152,18 +152,31 @@ CurveName readCurveName(const EVP_PKEY* key) noexcept {
     return name;
 }
 
-// Rejects what OpenSSL reads although RFC 5480 forbids it. OpenSSL gives explicit parameters the name of a curve even
-// if their cofactor is wrong.
-void requireStandardEncoding(const EVP_PKEY* key) {
+// The encoded point of an EC key; empty if it has none. Rejects what OpenSSL reads although RFC 5480 forbids it.
+// OpenSSL gives explicit parameters the name of a curve even if their cofactor is wrong.
+ByteBuffer readPoint(const EVP_PKEY* key) {
     int isExplicit = 0;
     if (EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &isExplicit) == 1 &&
         isExplicit != 0) {
         throw explicitCurveError();
     }
-    std::array<unsigned char, 256> point{};  // written in the form in which it was read
-    if (EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size(), nullptr) == 1) {
-        rejectHybridPoint(point);
+    ByteBuffer point(256);  // written in the form in which it was read
+    std::size_t size = 0;
+    if (EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size(), &size) != 1) size = 0;
+    point.resize(size);
+    rejectHybridPoint(point);
+    return point;
+}
+
+// OpenSSL computes both coordinates anew for each one that it is asked for, so they are cut out of the encoded point.
+ECPublicComponents readCoordinates(const EVP_PKEY* key, EllipticCurve curve, const ByteBuffer& point) {
+    const auto size = coordinateSize(curve);
+    if (point.size() != 1 + 2 * size || point.front() != POINT_CONVERSION_UNCOMPRESSED) {
+        return {curve, readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, size),
+                readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, size)};
     }
+    const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
+    return {curve, {point.begin() + 1, middle}, {middle, point.end()}};
 }
 
 std::optional<EllipticCurve> readCurve(const EVP_PKEY* key) noexcept {
@@ -264,11 +277,10 @@ PublicComponents readPublicComponents(const EVP_PKEY* key) {
         return RSAPublicComponents{readComponent(key, OSSL_PKEY_PARAM_RSA_N),
                                    readComponent(key, OSSL_PKEY_PARAM_RSA_E)};
     }
-    if (EVP_PKEY_is_a(key, "EC") == 1) requireStandardEncoding(key);
+    const auto point = EVP_PKEY_is_a(key, "EC") == 1 ? readPoint(key) : ByteBuffer();
     const auto curve = readCurve(key);
     if (!curve) throw unsupportedKeyError();
-    return ECPublicComponents{*curve, readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, coordinateSize(*curve)),
-                              readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, coordinateSize(*curve))};
+    return readCoordinates(key, *curve, point);
 }
 
 void requireNewModulusSize(std::size_t bits) {
@@ -286,7 +298,12 @@ Pkey generateRSA(std::size_t modulusBits) {
 
 Pkey generateEC(EllipticCurve curve) {
     const ErrorScope scope;
-    return Pkey(check(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", openSSLCurveName(curve)), "generate an EC key"));
+    const PkeyContext context(
+        check(EVP_PKEY_CTX_new_from_pkey(nullptr, findCurveTemplate(curve), nullptr), "generate an EC key"));
+    EVP_PKEY* key = nullptr;
+    check(EVP_PKEY_keygen_init(context.get()), "generate an EC key");
+    check(EVP_PKEY_generate(context.get(), &key), "generate an EC key");
+    return Pkey(key);
 }
 
 Pkey generateSecp256k1() {
@@ -306,7 +323,7 @@ SecretBuffer readSecp256k1Scalar(const EVP_PKEY* key) {
 
 ByteBuffer readSecp256k1Point(const EVP_PKEY* key) {
     const ErrorScope scope;
-    requireStandardEncoding(key);
+    readPoint(key);
     return encodePoint(readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, Secp256k1::coordinateSize),
                        readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, Secp256k1::coordinateSize));
 }
@@ -322,7 +339,7 @@ Pkey requireConsistentPair(Pkey key) {
         return key;
     }
     if (EVP_PKEY_is_a(key.get(), "EC") != 1) throw unsupportedKeyError();
-    requireStandardEncoding(key.get());
+    readPoint(key.get());
     const PkeyContext context(check(EVP_PKEY_CTX_new_from_pkey(nullptr, key.get(), nullptr), "set up a key check"));
     if (EVP_PKEY_pairwise_check(context.get()) != 1) rejectPair();
     return key;

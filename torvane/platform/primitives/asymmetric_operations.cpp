@@ -114,7 +114,9 @@ std::optional<SecretBuffer> removeOaepPadding(HashFunction hash, ByteView encode
 SecretBuffer agree(const PreparedKey& key, EVP_PKEY* peer) {
     const ErrorScope scope;
     const auto context = key.makeContext({Operation::agree});
-    check(EVP_PKEY_derive_set_peer(context.get(), peer), "accept the peer's key");
+    // OpenSSL would multiply the point by the order. On these curves, whose cofactor is 1, a point on the curve has
+    // that order; each handle has checked its point already.
+    check(EVP_PKEY_derive_set_peer_ex(context.get(), peer, 0), "accept the peer's key");
     SecretBuffer secret(halfSize(key.get()));
     std::size_t size = secret.size();
     check(EVP_PKEY_derive(context.get(), secret.data(), &size), "agree on a secret");

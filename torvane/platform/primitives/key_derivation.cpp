@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "torvane/platform/primitives/algorithm_cache.hpp"
 #include "torvane/platform/primitives/openssl.hpp"
 
 namespace Torvane::Crypto {
@@ -9,17 +10,8 @@ namespace {
 
 constexpr std::size_t wrapOverhead = 8;
 
-const EVP_CIPHER* findKeyWrap(std::size_t keySize) {
-    switch (keySize) {
-        case 16: return EVP_aes_128_wrap();
-        case 24: return EVP_aes_192_wrap();
-        case 32: return EVP_aes_256_wrap();
-        default: fail("find key wrap for a key of this size");
-    }
-}
-
 CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
-    const auto* cipher = findKeyWrap(wrappingKey.size());
+    const auto* cipher = fetchAesWrap(wrappingKey.size());
     CipherContext context(check(EVP_CIPHER_CTX_new(), "set up key wrap"));
     EVP_CIPHER_CTX_set_flags(context.get(), EVP_CIPHER_CTX_FLAG_WRAP_ALLOW);
     check(EVP_CipherInit_ex(context.get(), cipher, nullptr, wrappingKey.data(), nullptr, encrypt ? 1 : 0),
@@ -31,8 +23,7 @@ CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
 
 SecretBuffer deriveKeyByConcatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size) {
     const ErrorScope scope;
-    const Kdf kdf(check(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_SSKDF, nullptr), "find the key derivation"));
-    const KdfContext context(check(EVP_KDF_CTX_new(kdf.get()), "set up the key derivation"));
+    const KdfContext context(check(EVP_KDF_CTX_new(fetchConcatKdf()), "set up the key derivation"));
     std::array params{OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>("SHA256"), 0),
                       OSSL_PARAM_construct_octet_string(
                           OSSL_KDF_PARAM_KEY, const_cast<std::uint8_t*>(sharedSecret.data()), sharedSecret.size()),

@@ -40,7 +40,6 @@ using CipherContext = Handle<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 using Mac = Handle<EVP_MAC, EVP_MAC_free>;
 using MacContext = Handle<EVP_MAC_CTX, EVP_MAC_CTX_free>;
-using Kdf = Handle<EVP_KDF, EVP_KDF_free>;
 using KdfContext = Handle<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 using Bignum = Handle<BIGNUM, BN_clear_free>;
 using EcdsaSignature = Handle<ECDSA_SIG, ECDSA_SIG_free>;
