@@ -65,7 +65,7 @@ std::string explainBadEntry(const SetEntry& entry, const std::exception_ptr& err
                (entry.members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
     }
     const auto why = explainUnusable(entry);
-    return why ? *why : localizedDescription(error);
+    return why ? *why : describeError(error);
 }
 
 // Names the first key that fails the whole set. Does nothing if each key is good by itself.

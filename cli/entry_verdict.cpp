@@ -11,6 +11,7 @@
 
 #include "torvane/platform/core/clock.hpp"
 
+#include "cli/exit_code.hpp"
 #include "cli/set_entries.hpp"
 #include "cli/text.hpp"
 
@@ -162,7 +163,7 @@ void checkKey(const SetEntry& entry, Verdict& verdict) {
     if (auto text = entry.error ? explainKind(entry) : std::nullopt) {
         verdict.addFault("unknown-kind", *std::move(text));
     } else if (entry.error && verdict.faults.empty() && readMember(entry, "kty") != "oct") {
-        verdict.addFault("unreadable", makePrintable(localizedDescription(entry.error)));
+        verdict.addFault("unreadable", makePrintable(describeError(entry.error)));
     }
     if (readMember(entry, "kty") == "oct") {
         verdict.addFault("private", "It is a shared secret, which no set may publish.");

@@ -66,6 +66,19 @@ ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
     }
 }
 
+std::string describeError(const std::exception_ptr& thrown) {
+    const auto* error = Torvane::findError<Torvane::JOSEError>(thrown);
+    if (error == nullptr) return Torvane::localizedDescription(thrown);
+    if (error->underlyingError()) return describeError(error->underlyingError());
+    using enum Torvane::JOSEError::Case;
+    switch (error->errorCase()) {
+        case cannotDecodeJWK:
+        case cannotEncodeJWK: return error->message().value_or("The key or the set is malformed.");
+        case curveNotSupported: return "The kind or the curve of the key is not supported here.";
+        default: return error->errorDescription();
+    }
+}
+
 std::string findHint(const std::exception_ptr& thrown) {
     const auto* failure = Torvane::findError<Failure>(thrown);
     return failure == nullptr ? std::string() : failure->hint();
@@ -73,8 +86,7 @@ std::string findHint(const std::exception_ptr& thrown) {
 
 Failure addHint(const std::exception_ptr& thrown, std::string hint) {
     auto present = findHint(thrown);
-    return {chooseExitCode(thrown), Torvane::localizedDescription(thrown),
-            present.empty() ? std::move(hint) : std::move(present)};
+    return {chooseExitCode(thrown), describeError(thrown), present.empty() ? std::move(hint) : std::move(present)};
 }
 
 }  // namespace Command

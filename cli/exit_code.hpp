@@ -43,6 +43,10 @@ class Failure : public std::runtime_error {
 /// The exit code for an exception of the library or the command.
 ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept;
 
+/// What went wrong, in one line: of an error that wraps others, only the innermost text, without the names of the types
+/// and cases around it.
+std::string describeError(const std::exception_ptr& thrown);
+
 /// The hint of a Failure; empty for every other exception.
 std::string findHint(const std::exception_ptr& thrown);
 

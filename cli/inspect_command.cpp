@@ -220,7 +220,7 @@ void printJSON(const Inspection& inspection, double now) {
     JSONValue::List layers;
     for (const auto& layer : inspection.layers) layers.emplace_back(asJSON(layer, now));
     JSONValue::Object document{{"layers", std::move(layers)}, {"verified", inspection.isVerified()}};
-    if (inspection.failure) document["error"] = localizedDescription(inspection.failure);
+    if (inspection.failure) document["error"] = describeError(inspection.failure);
     if (auto hint = findHint(inspection.failure); !hint.empty()) document["hint"] = std::move(hint);
     std::cout << formatJSON(document) << '\n';
 }

@@ -67,8 +67,9 @@ void requireSet(ByteView text) {
     if (const auto* members = json.as<JSONValue::Object>(); members != nullptr && !members->contains("keys")) return;
     try {
         [[maybe_unused]] const JsonWebKeySet set(text);
-    } catch (const Error& error) {
-        throw Failure(ExitCode::key, "The commands encode and decode reject this set: " + error.errorDescription());
+    } catch (const Error&) {
+        throw Failure(ExitCode::key,
+                      "The commands encode and decode reject this set: " + describeError(std::current_exception()));
     }
 }
 

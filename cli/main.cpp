@@ -42,7 +42,7 @@ Outcome runCommand(int count, char** arguments) {
         return {ExitCode::usage, hidePins(std::move(text)), hidePins(std::move(hint))};
     } catch (...) {
         const auto thrown = std::current_exception();
-        return {Command::chooseExitCode(thrown), hidePins(Torvane::localizedDescription(thrown)),
+        return {Command::chooseExitCode(thrown), hidePins(Command::describeError(thrown)),
                 hidePins(Command::findHint(thrown))};
     }
     return {};

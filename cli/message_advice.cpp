@@ -81,13 +81,15 @@ std::optional<TokenView> tryToParse(std::string_view token) {
     }
 }
 
-std::string compareAlgorithms(const TokenView& view, const MessageOptions& options) {
-    std::string wanted;
+// Throws if the token uses other algorithms than those that were asked for.
+void rejectOtherAlgorithms(const TokenView& view, const MessageOptions& options, const std::exception_ptr& thrown) {
+    std::string differences, wanted;
     const auto compare = [&](std::string_view name, const std::string& expected, const char* option) {
         const auto found = view.readHeaderMember(name);
-        if (!found.empty() && found != expected) {
-            wanted += std::string(wanted.empty() ? "" : " ") + option + ' ' + found;
-        }
+        if (found == "none") throw Failure(ExitCode::signature, "The token is not signed: its algorithm is \"none\".");
+        if (found.empty() || found == expected) return;
+        differences += (differences.empty() ? "" : ", and ") + found + ", not " + expected;
+        wanted += std::string(wanted.empty() ? "" : " ") + option + ' ' + found;
     };
     if (view.isEncrypted) {
         compare("alg", keyManagementAlgorithm(options), "--jwe-alg");
@@ -95,7 +97,11 @@ std::string compareAlgorithms(const TokenView& view, const MessageOptions& optio
     } else {
         compare("alg", signatureAlgorithm(options), "--jws-alg");
     }
-    return wanted.empty() ? wanted : "The token uses other algorithms; if you accept them, give " + wanted + '.';
+    if (differences.empty()) return;
+    throw Failure(
+        chooseExitCode(thrown),
+        std::string("The token is ") + (view.isEncrypted ? "encrypted" : "signed") + " with " + differences + '.',
+        "If you accept that, give " + wanted + '.');
 }
 
 // The plaintext of the token; nothing if it cannot be decrypted.
@@ -128,10 +134,9 @@ std::optional<ByteBuffer> decryptAgain(const MessageOptions& options, const Part
     }
     if (keys.empty()) throw addHint(thrown, "No key in " + set + " is for signatures.");
     requireRSA(keys, " in " + set, "decode", otherCommandsToRead);
-    const auto other = compareAlgorithms(*view, options);
-    throw addHint(thrown, !other.empty() ? other
-                                         : "The token was not signed with the key " + listNames(listIds(keys)) +
-                                               " in " + set + ", or was changed.");
+    rejectOtherAlgorithms(*view, options, thrown);
+    throw addHint(thrown, "The token was not signed with the key " + listNames(listIds(keys)) + " in " + set +
+                              ", or was changed.");
 }
 
 }  // namespace
@@ -204,10 +209,9 @@ void explainDecoding(const MessageOptions& options, const Parties& parties, std:
     if (const auto inside = decryptAgain(options, parties, token, view->readHeaderMember("kid"))) {
         explainInside(options, parties, asText(*inside), thrown);
     }
-    auto hint = compareAlgorithms(*view, options);
-    throw addHint(thrown, !hint.empty() ? std::move(hint)
-                                        : "The token was changed, or was encrypted for another key; `torvane inspect` "
-                                          "shows its parts.");
+    rejectOtherAlgorithms(*view, options, thrown);
+    throw addHint(thrown,
+                  "The token was changed, or was encrypted for another key; `torvane inspect` shows its parts.");
 }
 
 std::string explainAlgorithm(const MessageOptions& options) {

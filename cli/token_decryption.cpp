@@ -80,8 +80,9 @@ DecryptedToken decryptToken(std::string_view token, std::vector<GivenKey> keys, 
         }
     }
     if (rejections.size() == fitting.size()) throw rejections.front();
-    throw Failure(ExitCode::decryption, "The token could not be decrypted with " + nameAll(fitting) + '.',
-                  hintAtKeyId(fitting, *view.header));
+    auto hint = hintAtKeyId(fitting, *view.header);
+    if (hint.empty()) hint = "The token was changed, or was encrypted for another key.";
+    throw Failure(ExitCode::decryption, "The token could not be decrypted with " + nameAll(fitting) + '.', hint);
 }
 
 }  // namespace Command

@@ -90,6 +90,7 @@ VerifiedPayload verifyToken(std::string_view token, std::vector<GivenKey> keys,
     }
     auto hint = explainSignatureSize(view);
     if (hint.empty()) hint = hintAtKeyId(fitting, *view.header);
+    if (hint.empty()) hint = "The token was changed, or was signed with another key.";
     throw Failure(ExitCode::signature, "The signature does not verify with " + nameAll(fitting) + '.', hint);
 }
 

@@ -79,11 +79,13 @@ class Messages(CommandTest):
         not_signed = JWE(b"eyJhbGciOiJub25lIn0.e30.AA", json.dumps({"alg": "RSA-OAEP-256", "enc": "A128CBC-HS256"}))
         not_signed.add_recipient(self.jwk("decrypt"))
         for arguments, stdin, code, error in (
-                (self.decoding(), changed, 6, "JWEDecrypterError("),
-                (self.decoding("--jwe-enc", "A256GCM"), token, 6, "JWEDecrypterError("),
-                (self.decoding(peer="other-set"), token, 7, "JWSVerificationError("),
-                (self.decoding("--jws-alg", "RS512"), token, 7, "JWSVerificationError("),
-                (self.decoding(), not_signed.serialize(compact=True), 7, "JWSVerificationError("),
+                (self.decoding(), changed, 6, "The JWE could not be decrypted.\n"),
+                (self.decoding("--jwe-enc", "A256GCM"), token, 6,
+                 "The token is encrypted with A128CBC-HS256, not A256GCM.\n"),
+                (self.decoding(peer="other-set"), token, 7, "The signature does not verify.\n"),
+                (self.decoding("--jws-alg", "RS512"), token, 7, "The token is signed with RS256, not RS512.\n"),
+                (self.decoding(), not_signed.serialize(compact=True), 7,
+                 'The token is not signed: its algorithm is "none".\n'),
                 (self.decoding(peer="renamed-set"), token, 4,
                  f'No key "s" in "{self.key("renamed-set")}"; it has x.\n'),
                 (self.decoding(own="enc:f=decrypt.pem"), token, 4, 'The token is for "e"; you gave "f".\n'),
@@ -105,7 +107,7 @@ class Messages(CommandTest):
                 done = self.run_command(*arguments, "-o", "out", stdin=stdin)
                 lines = done.stderr.decode().splitlines(keepends=True)
                 self.assertEqual((done.returncode, done.stdout), (code, b""), lines)
-                has_hint = code != 3 and "must not" not in error
+                has_hint = code != 3 and "must not" not in error and 'is "none"' not in error
                 self.assertEqual([line[:6] for line in lines[1:]], ["hint: "] * has_hint, lines)
                 self.assertTrue(lines[0].startswith("torvane: " + error), lines)
                 self.assertFalse(os.path.exists(self.path("out")))

@@ -10,6 +10,8 @@ from jwcrypto.jws import JWS
 from running import ENVIRONMENT, TORVANE
 from token_keys import BINARY, KINDS, Pkcs11Test, TokenTest
 
+CHANGED = "The token was changed, or was signed with another key."
+
 
 class Tokens(TokenTest):
     def test_every_algorithm_signs_and_verifies_with_every_format_of_key(self):
@@ -229,7 +231,7 @@ class Tokens(TokenTest):
                                 else None)
                 self.assertEqual(os.listdir(self.folder), ["two"])
         self.reject(7, "The signature does not verify with any of {0}#old, {0}#new.".format(self.key("two.jwks")),
-                    "verify", "--key", self.key("two.jwks"), stdin=self.without_id(changed))
+                    "verify", "--key", self.key("two.jwks"), stdin=self.without_id(changed), hint=CHANGED)
 
     def test_a_signature_that_does_not_verify_says_what_else_is_wrong(self):
         token = self.sign("P-256.jwk", stdin="x")
@@ -248,10 +250,10 @@ class Tokens(TokenTest):
                 ("P-256.pem", f"{head}.eQ.{signature}", another),
                 ("two.jwks#old", f"{head}.eQ.{signature}", another),
                 # The key has the id, or the thumbprint, that the token names.
-                ("P-256.jwk", f"{head}.eQ.{signature}", None),
-                ("public.jwks", f"{head}.eQ.{signature}", None),
-                ("P-256.pem", f"{by_thumbprint[0]}.eQ.{by_thumbprint[2]}", None),
-                ("P-256.pem", self.without_id(f"{head}.eQ.{signature}"), None)):
+                ("P-256.jwk", f"{head}.eQ.{signature}", CHANGED),
+                ("public.jwks", f"{head}.eQ.{signature}", CHANGED),
+                ("P-256.pem", f"{by_thumbprint[0]}.eQ.{by_thumbprint[2]}", CHANGED),
+                ("P-256.pem", self.without_id(f"{head}.eQ.{signature}"), CHANGED)):
             with self.subTest(key=key, text=text):
                 name = self.key(key) + ("#P-256" if key == "public.jwks" else "")
                 self.reject(7, f"The signature does not verify with {name}.", "verify", "--key", self.key(key),
