@@ -23,7 +23,7 @@ TEST(KeyWrap, RoundTripsEverySize) {
 }
 
 TEST(KeyWrap, RejectsWrappingKeysThatAESHasNoSizeFor) {
-    const SecurityError expected("Failed to find key wrap for a key of this size.");
+    const SecurityError expected("Failed to find AES for a key of this size.");
     for (const std::size_t size : {0U, 15U, 17U, 33U}) {
         const ByteBuffer wrappingKey(size, 3);
         EXPECT_ERROR(Crypto::wrapKey(wrappingKey, ByteBuffer(32, 7)), expected);
