@@ -62,6 +62,12 @@ struct RotateOptions {
     bool keepsOld = false, asJSON = false;
 };
 
+struct RemoveOptions {
+    std::string set, output, use;
+    std::vector<std::string> keyIds, thumbprints;
+    bool asJSON = false;
+};
+
 struct SelectOptions {
     std::string input, output, keyId, thumbprint, use, keyType, algorithm;
 };
@@ -71,6 +77,7 @@ void listSet(const ReadSetOptions& options);
 void checkSet(const ReadSetOptions& options);
 void compareSets(const CompareSetsOptions& options);
 void rotateKey(const RotateOptions& options);
+void removeKeys(const RemoveOptions& options);
 void selectKeys(const SelectOptions& options);
 
 struct MessageOptions {

@@ -47,10 +47,7 @@ void makeSet(const MakeSetOptions& options) {
 
 void listSet(const ReadSetOptions& options) {
     const auto entries = readSetEntries(readSetText(options.input));
-    if (const auto count = std::ranges::count_if(entries, hasPrivateMember); count > 0) {
-        std::cerr << "note: Keys with private members: " << count << " of " << entries.size()
-                  << ". `torvane jwks select` leaves these members out.\n";
-    }
+    warnOfPrivateMembers(entries);
     if (options.asJSON) {
         JSONValue::List list;
         for (const auto& entry : entries) list.emplace_back(makeEntryJSON(entry));

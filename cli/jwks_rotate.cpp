@@ -17,20 +17,8 @@ namespace {
 
 using namespace Torvane;
 
-struct PublicSet {
-    JSONValue::Object members;
-    std::vector<SetEntry> entries;
-};
-
-PublicSet readPublicSet(const std::string& path) {
-    const auto text = readSetText(path);
-    PublicSet set{{}, readSetEntries(text)};
-    const auto json = JSONSerialization::jsonObject(text);
-    if (const auto* members = json.as<JSONValue::Object>()) set.members = *members;
-    if (!set.members.contains("keys")) {
-        throw Failure(ExitCode::key, nameInput(path) + " is a JWK; a JWK Set is needed here.",
-                      "Put it into a set: {\"keys\": [JWK]}.");
-    }
+WholeSet readPublicSet(const std::string& path) {
+    auto set = readWholeSet(path);
     if (std::ranges::any_of(set.entries, hasPrivateMember)) {
         throw Failure(ExitCode::key, nameInput(path) + " has private keys; a set of public keys is needed here.",
                       "`torvane jwks select FILE` writes the public members of its keys.");
@@ -78,11 +66,6 @@ void requireNewId(const std::vector<SetEntry>& entries, const std::string& keyId
     }
 }
 
-std::string nameEntry(const SetEntry& entry) {
-    const auto* id = stringMember(entry.members, "kid");
-    return id != nullptr ? inQuotes(*id) : entry.key ? inQuotes(entry.thumbprint) : "a key without an id";
-}
-
 // The new public key. It gets the "alg" of the newest key if it fits that, as peers may demand it.
 JSONValue::Object makeMembers(const JsonWebKey& key, const SetEntry* newest) {
     auto members = key.publicHalf().encodeToDictionary();
@@ -105,8 +88,9 @@ std::vector<std::string> listSteps(const RotateOptions& options, const std::stri
         steps.push_back("Publish the set now" + (isFirst ? "." : ", and keep signing with " + former + '.'));
         steps.push_back("Sign with " + added + " when every peer has read the set.");
         if (!isFirst) {
-            steps.push_back("Remove " + former +
-                            " from the set when no signature by the old key remains to be verified.");
+            steps.push_back(
+                "Remove " + former +
+                " from the set with `torvane jwks remove` when no signature by the old key remains to be verified.");
         }
     } else if (isFirst) {
         steps.emplace_back("Publish the set now.");
@@ -114,7 +98,8 @@ std::vector<std::string> listSteps(const RotateOptions& options, const std::stri
         steps.push_back(options.keepsOld ? "Publish the set now. Peers must choose " + added + " by its id."
                                          : "Publish the set now. It has " + added + " instead of " + former + '.');
         steps.emplace_back("Keep both private keys: tokens for both arrive until every peer has read the set.");
-        steps.push_back((options.keepsOld ? "Remove " + former + " from the set, and delete the private key,"
+        steps.push_back((options.keepsOld ? "Remove " + former +
+                                                " from the set with `torvane jwks remove`, and delete the private key,"
                                           : "Delete the private key of " + former) +
                         " when no peer uses the old set and no token for an old key is in transit.");
     }
@@ -172,11 +157,7 @@ void rotateKey(const RotateOptions& options) {
         throw Failure(ExitCode::usage, "A secp256k1 key is for signatures only.");
     }
     if (!options.keyId.empty()) requireNewId(set.entries, options.keyId, *use);
-    const auto& output = options.output.empty() ? options.set : options.output;
-    if (options.asJSON && output == "-") {
-        throw Failure(ExitCode::usage, "--json and the set cannot both be written to standard output.",
-                      "Write the set to a file with -o.");
-    }
+    const auto output = chooseOutput(options.set, options.output, options.asJSON);
     std::error_code none;
     const bool isOutputThere = output == "-" || std::filesystem::exists(output, none);
 

@@ -67,7 +67,7 @@ KnownKeys readKnownKeys(const std::vector<SetEntry>& entries) {
 
 void selectKeys(const SelectOptions& options) {
     const auto criteria = makeCriteria(options);
-    requireThumbprint(options.thumbprint);
+    if (!options.thumbprint.empty()) requireThumbprint(options.thumbprint);
     const auto entries = readSetEntries(readSetText(options.input));
     const auto known = readKnownKeys(entries);
     // Searches one key at a time, so that matching entries are written as they were read, apart from private members.

@@ -4,7 +4,7 @@
 namespace Command {
 
 void addSetCommands(CLI::App& root) {
-    auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare, rotate or search public JWK Sets");
+    auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare, change or search public JWK Sets");
     jwks->require_subcommand(1);
     {
         auto [command, options] =
@@ -48,6 +48,25 @@ void addSetCommands(CLI::App& root) {
             "if they differ.\n\n"
             "Examples:\n  torvane jwks diff old.jwks new.jwks\n  curl -s https://example.com/jwks | torvane jwks "
             "diff public.jwks -");
+    }
+    {
+        auto [command, options] = addCommand(*jwks, "remove", "Take keys out of a set", removeKeys);
+        command->add_option("set", options->set, "Set, which is replaced")->required()->type_name("FILE");
+        command->add_option("--kid", options->keyIds, "Id of the keys to remove; may be repeated")
+            ->type_name("KID")
+            ->allow_extra_args(false);
+        command->add_option("--thumbprint", options->thumbprints, "RFC 7638 thumbprint of the keys; may be repeated")
+            ->type_name("THUMBPRINT")
+            ->allow_extra_args(false);
+        command->add_option("--use", options->use, "Remove only keys with this use: sig, enc or sig_enc");
+        command->add_option("-o,--output", options->output, "Write the set to FILE instead of replacing it")
+            ->type_name("FILE");
+        addJSON(*command, options->asJSON);
+        command->footer(
+            "Everything else in the set stays. If one of the ids or thumbprints is not there, nothing is removed.\n\n"
+            "Examples:\n"
+            "  torvane jwks remove public.jwks --kid 2026\n"
+            "  torvane jwks remove public.jwks --kid a --kid b --use enc -o smaller.jwks");
     }
     {
         auto [command, options] =

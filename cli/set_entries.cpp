@@ -1,8 +1,10 @@
 #include "cli/set_entries.hpp"
 
 #include <algorithm>
+#include <iostream>
 #include <utility>
 
+#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/text.hpp"
@@ -44,10 +46,43 @@ bool hasPrivateMember(const SetEntry& entry) {
     return std::ranges::any_of(entry.members, [](const auto& member) { return JOSE::isPrivateMember(member.first); });
 }
 
+void warnOfPrivateMembers(const std::vector<SetEntry>& entries) {
+    const auto count = std::ranges::count_if(entries, hasPrivateMember);
+    if (count == 0) return;
+    std::cerr << "note: Keys with private members: " << count << " of " << entries.size()
+              << ". `torvane jwks select` leaves these members out.\n";
+}
+
+std::string nameEntry(const SetEntry& entry) {
+    const auto* id = stringMember(entry.members, "kid");
+    return id != nullptr ? inQuotes(*id) : entry.key ? inQuotes(entry.thumbprint) : "a key without an id";
+}
+
+WholeSet readWholeSet(const std::string& path) {
+    const auto text = readSetText(path);
+    WholeSet set{{}, readSetEntries(text)};
+    const auto json = JSONSerialization::jsonObject(text);
+    if (const auto* members = json.as<JSONValue::Object>()) set.members = *members;
+    if (!set.members.contains("keys")) {
+        throw Failure(ExitCode::key, nameInput(path) + " is a JWK; a JWK Set is needed here.",
+                      "Put it into a set: {\"keys\": [JWK]}.");
+    }
+    return set;
+}
+
+std::string chooseOutput(const std::string& set, const std::string& output, bool asJSON) {
+    const auto& chosen = output.empty() ? set : output;
+    if (asJSON && chosen == "-") {
+        throw Failure(ExitCode::usage, "--json and the set cannot both be written to standard output.",
+                      "Write the set to a file with -o.");
+    }
+    return chosen;
+}
+
 void requireThumbprint(const std::string& text) {
     constexpr std::size_t hashSize = 32;
     const auto hash = decodeBase64url(text);
-    if (text.empty() || (hash && hash->size() == hashSize)) return;
+    if (hash && hash->size() == hashSize) return;
     throw Failure(ExitCode::usage, "The thumbprint must have 43 characters of base64url.",
                   "`torvane jwks list` shows the thumbprints.");
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <torvane/torvane.hpp>
+#include <vector>
 
 #include "cli/keys.hpp"
 
@@ -28,7 +29,26 @@ Torvane::JSONValue::Object makeEntryJSON(const SetEntry& entry);
 /// Whether a member is private, such as "d".
 bool hasPrivateMember(const SetEntry& entry);
 
-/// Rejects a text that cannot be the RFC 7638 thumbprint of a key by SHA-256. An empty text is accepted.
+/// Says on standard error how many keys have private members, if any have.
+void warnOfPrivateMembers(const std::vector<SetEntry>& entries);
+
+/// The entry in an error or a step: its id or thumbprint in quotes, or "a key without an id".
+std::string nameEntry(const SetEntry& entry);
+
+/// A JWK Set that a command changes: all its members, and the entries of "keys".
+struct WholeSet {
+    Torvane::JSONValue::Object members;
+    std::vector<SetEntry> entries;
+};
+
+/// @throws Failure, also for a single JWK.
+WholeSet readWholeSet(const std::string& path);
+
+/// Where a command writes a set that it has read from a file: to the file itself without an output.
+/// @throws Failure if the set and JSON would both be written to standard output.
+std::string chooseOutput(const std::string& set, const std::string& output, bool asJSON);
+
+/// Rejects a text that cannot be the RFC 7638 thumbprint of a key by SHA-256.
 /// @throws Failure
 void requireThumbprint(const std::string& text);
 

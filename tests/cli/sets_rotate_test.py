@@ -8,7 +8,7 @@ from jwcrypto.jwk import JWK
 
 from running import CommandTest
 
-DONE = "no signature by the old key remains to be verified."
+DONE = "with `torvane jwks remove` when no signature by the old key remains to be verified."
 TRANSIT = "when no peer uses the old set and no token for an old key is in transit."
 KEEP = "2. Keep both private keys: tokens for both arrive until every peer has read the set.\n"
 
@@ -42,17 +42,17 @@ class SetsRotate(CommandTest):
         ("signing", "set --use sig", ["s", "e", "f", "new"], "P-256",
          '1. Publish the set now, and keep signing with "s".\n'
          '2. Sign with "new" when every peer has read the set.\n'
-         f'3. Remove "s" from the set when {DONE}\n'),
+         f'3. Remove "s" from the set {DONE}\n'),
         ("signing with another kind", "set --use sig --kind rsa-2048", ["s", "e", "f", "new"], "RSA 2048",
          '1. Publish the set now, and keep signing with "s".\n'
          '2. Sign with "new" when every peer has read the set.\n'
-         f'3. Remove "s" from the set when {DONE}\n'),
+         f'3. Remove "s" from the set {DONE}\n'),
         ("encryption", "set --use enc", ["s", "new"], "P-384",
          '1. Publish the set now. It has "new" instead of "e", "f".\n' + KEEP +
          f'3. Delete the private key of "e", "f" {TRANSIT}\n'),
         ("encryption with the old keys", "set --use enc --keep-old", ["s", "e", "f", "new"], "P-384",
          '1. Publish the set now. Peers must choose "new" by its id.\n' + KEEP +
-         f'3. Remove "e", "f" from the set, and delete the private key, {TRANSIT}\n'),
+         f'3. Remove "e", "f" from the set with `torvane jwks remove`, and delete the private key, {TRANSIT}\n'),
         ("a first key", "empty --use sig --kind P-256", ["new"], "P-256",
          '1. Publish the set now.\n2. Sign with "new" when every peer has read the set.\n'),
         ("a first key for encryption", "empty --use enc --kind P-256", ["new"], "P-256", "1. Publish the set now.\n"),
@@ -62,7 +62,7 @@ class SetsRotate(CommandTest):
         ("signing beside a key for both uses", "both --use sig", ["both", "new"], "RSA 2048",
          '1. Publish the set now, and keep signing with "both".\n'
          '2. Sign with "new" when every peer has read the set.\n'
-         f'3. Remove "both" from the set when {DONE}\n'))
+         f'3. Remove "both" from the set {DONE}\n'))
 
     def test_rotate_adds_the_new_key_and_says_what_to_do(self):
         self.path("empty", '{"keys": []}')

@@ -11,7 +11,7 @@ from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
-            "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode",
+            "jwks remove", "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode",
             "nested decode", "encode", "decode", "inspect", "help")
 KEY = JWK.generate(kty="EC", crv="P-256")
 LISTED = [command for command in COMMANDS if command and " " not in command]
@@ -143,6 +143,10 @@ class Shell(CommandTest):
         (("jwks", "rotate", "set.jwks", "--use", "sig", "--key", "none/" + URI),
          'The file "none/pkcs11:token=app..." cannot be written'),
         (("jwks", "select", "--use", URI, "set"), "The use must be"),
+        (("jwks", "remove", URI, "--kid", "a"), 'Cannot read "pkcs11:token=app..."'),
+        (("jwks", "remove", "set.jwks", "--kid", URI), 'No key "pkcs11:token=app..." in "set.jwks"; it has "a", "b".'),
+        (("jwks", "remove", "set.jwks", "--kid", "a", "-o", "none/" + URI),
+         'Cannot write "none/pkcs11:token=app..."'),
         (("jwks", "select", "--kty", URI, "set"), "The key type must be"),
         (("jwks", "select", "--alg", URI, "set"), "The algorithm is unknown"),
         (("jwks", "select", "--kid", URI, "set.jwks"), "No key in the set matches."),
@@ -200,6 +204,7 @@ class Shell(CommandTest):
                   ("encode --peer .jwks --encrypt-to o", ["other"]),
                   ("encode --peer none --encrypt-to ", []),
                   ("encode --own sig:a=x --own enc:b=y --own sig_enc:c=z --sign-with ", ["a", "c"]),
+                  ("jwks remove .jwks --kid o", ["other"]), ("jwks remove .jwks --thumbprint ", [KEY.thumbprint()]),
                   ("jwks select .jwks --kid ", ["2026-sig", "2026-enc", "other"]),
                   ("decode --own e", ["enc:"]), ("encode --own sig", ["sig:", "sig_enc:"]),
                   ("jwks make sig/ES25", ["sig/ES256:", "sig/ES256K:"]),
