@@ -8,6 +8,7 @@
 
 #include <openssl/rsa.h>
 
+#include "torvane/platform/primitives/algorithm_cache.hpp"
 #include "torvane/platform/primitives/rsa_consistency.hpp"
 #include "torvane/platform/primitives/secp256k1_curve.hpp"
 
@@ -77,26 +78,14 @@ void push(KeyBuilder& builder, const ECPublicComponents& key) {
     builder.pushPoint(openSSLCurveName(key.curve), encodePoint(key.x, key.y));
 }
 
-// Keys that have a curve and no point. They are made at their first use and never freed; threads may share them.
+// A key that has a curve and no point.
 EVP_PKEY* findCurveTemplate(EllipticCurve curve) {
-    const auto make = [](EllipticCurve its) {
+    static std::array<Shared<EVP_PKEY>, static_cast<std::size_t>(EllipticCurve::P521) + 1> templates{};
+    return findOrMake(templates[static_cast<std::size_t>(curve)], [curve] {
         KeyBuilder builder;
-        builder.pushCurve(openSSLCurveName(its));
-        return builder.build("EC", EVP_PKEY_KEY_PARAMETERS).release();
-    };
-    switch (curve) {
-        case EllipticCurve::P256: {
-            static auto* const p256 = make(EllipticCurve::P256);
-            return p256;
-        }
-        case EllipticCurve::P384: {
-            static auto* const p384 = make(EllipticCurve::P384);
-            return p384;
-        }
-        case EllipticCurve::P521: break;
-    }
-    static auto* const p521 = make(EllipticCurve::P521);
-    return p521;
+        builder.pushCurve(openSSLCurveName(curve));
+        return builder.build("EC", EVP_PKEY_KEY_PARAMETERS);
+    });
 }
 
 // OpenSSL takes four times as long to set up a curve as to copy one.
@@ -152,31 +141,34 @@ CurveName readCurveName(const EVP_PKEY* key) noexcept {
     return name;
 }
 
-// The encoded point of an EC key; empty if it has none. Rejects what OpenSSL reads although RFC 5480 forbids it.
-// OpenSSL gives explicit parameters the name of a curve even if their cofactor is wrong.
-ByteBuffer readPoint(const EVP_PKEY* key) {
+struct EncodedPoint {
+    std::array<std::uint8_t, 256> bytes{};
+    std::size_t size = 0;
+};
+
+// The point of an EC key in the form in which it was read; empty if it has none. Rejects what OpenSSL reads although
+// RFC 5480 forbids it. OpenSSL gives explicit parameters the name of a curve even if their cofactor is wrong.
+EncodedPoint readPoint(const EVP_PKEY* key) {
     int isExplicit = 0;
     if (EVP_PKEY_get_int_param(key, OSSL_PKEY_PARAM_EC_DECODED_FROM_EXPLICIT_PARAMS, &isExplicit) == 1 &&
         isExplicit != 0) {
         throw explicitCurveError();
     }
-    ByteBuffer point(256);  // written in the form in which it was read
-    std::size_t size = 0;
-    if (EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size(), &size) != 1) size = 0;
-    point.resize(size);
-    rejectHybridPoint(point);
+    EncodedPoint point;
+    EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.bytes.data(), point.bytes.size(), &point.size);
+    rejectHybridPoint(point.bytes);
     return point;
 }
 
 // OpenSSL computes both coordinates anew for each one that it is asked for, so they are cut out of the encoded point.
-ECPublicComponents readCoordinates(const EVP_PKEY* key, EllipticCurve curve, const ByteBuffer& point) {
+ECPublicComponents readCoordinates(const EVP_PKEY* key, EllipticCurve curve, const EncodedPoint& point) {
     const auto size = coordinateSize(curve);
-    if (point.size() != 1 + 2 * size || point.front() != POINT_CONVERSION_UNCOMPRESSED) {
+    if (point.size != 1 + 2 * size || point.bytes.front() != POINT_CONVERSION_UNCOMPRESSED) {
         return {curve, readComponent(key, OSSL_PKEY_PARAM_EC_PUB_X, size),
                 readComponent(key, OSSL_PKEY_PARAM_EC_PUB_Y, size)};
     }
-    const auto middle = point.begin() + 1 + static_cast<std::ptrdiff_t>(size);
-    return {curve, {point.begin() + 1, middle}, {middle, point.end()}};
+    const auto* const x = point.bytes.data() + 1;
+    return {curve, {x, x + size}, {x + size, x + 2 * size}};
 }
 
 std::optional<EllipticCurve> readCurve(const EVP_PKEY* key) noexcept {
@@ -277,7 +269,8 @@ PublicComponents readPublicComponents(const EVP_PKEY* key) {
         return RSAPublicComponents{readComponent(key, OSSL_PKEY_PARAM_RSA_N),
                                    readComponent(key, OSSL_PKEY_PARAM_RSA_E)};
     }
-    const auto point = EVP_PKEY_is_a(key, "EC") == 1 ? readPoint(key) : ByteBuffer();
+    if (EVP_PKEY_is_a(key, "EC") != 1) throw unsupportedKeyError();
+    const auto point = readPoint(key);
     const auto curve = readCurve(key);
     if (!curve) throw unsupportedKeyError();
     return readCoordinates(key, *curve, point);

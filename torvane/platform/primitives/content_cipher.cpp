@@ -62,7 +62,7 @@ class Cipher {
 class GcmEncrypter final : public ContentEncrypter {
   public:
     GcmEncrypter(ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(fetchAesGcm(key.size()), Direction::encrypt, key, iv) {
+        : cipher_(fetchAes(AesMode::gcm, key.size()), Direction::encrypt, key, iv) {
         cipher_.addAuthenticatedData(additionalData);
     }
 
@@ -123,7 +123,7 @@ ByteView cipherHalf(ByteView key) noexcept {
 class CbcHmacEncrypter final : public ContentEncrypter {
   public:
     CbcHmacEncrypter(HashFunction hash, ByteView key, ByteView iv, ByteView additionalData)
-        : cipher_(fetchAesCbc(key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
+        : cipher_(fetchAes(AesMode::cbc, key.size() / 2), Direction::encrypt, cipherHalf(key), iv),
           mac_(hash, key, iv, additionalData) {}
 
     std::size_t update(ByteView plaintext, std::span<std::uint8_t> out) override {
@@ -184,7 +184,7 @@ std::unique_ptr<ContentEncrypter> makeCbcHmacEncrypter(HashFunction hash, ByteVi
 
 bool decryptGcm(ByteView key, ByteView iv, ByteView additionalData, ByteView tag, ByteBuffer& buffer) {
     const ErrorScope scope;
-    Cipher cipher(fetchAesGcm(key.size()), Direction::decrypt, key, iv);
+    Cipher cipher(fetchAes(AesMode::gcm, key.size()), Direction::decrypt, key, iv);
     check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_AEAD_SET_TAG, toInt(tag.size(), "set the tag"),
                               const_cast<std::uint8_t*>(tag.data())),
           "set the tag");
@@ -201,7 +201,7 @@ bool decryptCbcHmac(HashFunction hash, ByteView key, ByteView iv, ByteView addit
         wipeAndClear(buffer);
         return false;
     }
-    Cipher cipher(fetchAesCbc(key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
+    Cipher cipher(fetchAes(AesMode::cbc, key.size() / 2), Direction::decrypt, cipherHalf(key), iv);
     return decryptInPlace(cipher, buffer);
 }
 

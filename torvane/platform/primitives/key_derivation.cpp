@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t wrapOverhead = 8;
 
 CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
-    const auto* cipher = fetchAesWrap(wrappingKey.size());
+    const auto* cipher = fetchAes(AesMode::wrap, wrappingKey.size());
     CipherContext context(check(EVP_CIPHER_CTX_new(), "set up key wrap"));
     EVP_CIPHER_CTX_set_flags(context.get(), EVP_CIPHER_CTX_FLAG_WRAP_ALLOW);
     check(EVP_CipherInit_ex(context.get(), cipher, nullptr, wrappingKey.data(), nullptr, encrypt ? 1 : 0),
@@ -23,7 +23,7 @@ CipherContext makeWrapContext(ByteView wrappingKey, bool encrypt) {
 
 SecretBuffer deriveKeyByConcatKdf(ByteView sharedSecret, ByteView otherInfo, std::size_t size) {
     const ErrorScope scope;
-    const KdfContext context(check(EVP_KDF_CTX_new(fetchConcatKdf()), "set up the key derivation"));
+    const KdfContext context(check(EVP_KDF_CTX_new(fetchConcatKdf()), "derive a key"));
     std::array params{OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char*>("SHA256"), 0),
                       OSSL_PARAM_construct_octet_string(
                           OSSL_KDF_PARAM_KEY, const_cast<std::uint8_t*>(sharedSecret.data()), sharedSecret.size()),
