@@ -32,6 +32,14 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 7> unusualPa
 constexpr std::array<std::pair<std::string_view, std::size_t>, 4> signatureSizes{
     {{"ES256", 64}, {"ES384", 96}, {"ES512", 132}, {"ES256K", 64}}};
 
+// 0 for any other algorithm.
+std::size_t findSignatureSize(std::string_view algorithm) {
+    for (const auto& [name, size] : signatureSizes) {
+        if (name == algorithm) return size;
+    }
+    return 0;
+}
+
 std::string quotePrintable(std::string_view text) {
     return '"' + makePrintable(text) + '"';
 }
@@ -79,18 +87,15 @@ void readHeader(TokenView& view, Torvane::ByteView text) {
 
 // The first character that is not base64url; empty if there is none.
 std::string explainEncoding(std::string_view part) {
-    const auto isBase64url = [](char c) {
-        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
-    };
-    const auto wrong = std::ranges::find_if_not(part, isBase64url);
-    if (wrong == part.end()) return {};
-    switch (*wrong) {
+    const auto wrong = part.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_");
+    if (wrong == part.npos) return {};
+    switch (part[wrong]) {
         case '+': return R"(: it has "+", which base64url writes as "-")";
         case '/': return R"(: it has "/", which base64url writes as "_")";
         case '=': return R"(: it has "=", which base64url leaves out)";
         case '\r':
         case '\n': return ": it has a line break";
-        default: return ": it has " + quotePrintable({wrong, wrong + 1});
+        default: return ": it has " + quotePrintable(part.substr(wrong, 1));
     }
 }
 
@@ -150,15 +155,13 @@ TokenView parseToken(std::string_view token) {
 
 std::string explainSignatureSize(const TokenView& view) {
     const auto algorithm = view.readHeaderMember("alg");
-    const auto size = std::ranges::find(signatureSizes, algorithm, &std::pair<std::string_view, std::size_t>::first);
+    const auto size = findSignatureSize(algorithm);
     const auto& signature = view.parts.back().bytes;
-    if (size == signatureSizes.end() || !signature || signature->empty() || signature->size() == size->second) {
-        return {};
-    }
+    if (size == 0 || !signature || signature->empty() || signature->size() == size) return {};
     // A sequence begins with 0x30, and has a few bytes more than its two numbers.
-    const bool isDER = signature->front() == 0x30 && signature->size() > size->second;
+    const bool isDER = signature->front() == 0x30 && signature->size() > size;
     return "The signature has " + formatCount(signature->size(), "byte") + "; those of " + algorithm + " have " +
-           std::to_string(size->second) + (isDER ? ". It seems to be in DER." : ".");
+           std::to_string(size) + (isDER ? ". It seems to be in DER." : ".");
 }
 
 bool looksLikeToken(Torvane::ByteView bytes) noexcept {
