@@ -219,7 +219,7 @@ class Nested(EncryptionTest):
                 *(((), self.encrypt("public.jwks#RSA-2048", stdin=spaced), 5,
                    "The token is decrypted, but there is no signed token inside.",
                    "There is a token between white space: the sender must encrypt it without a line break.")
-                  for spaced in (signed, signed.replace("\n", "\r\n"), " " + signed.strip()))):
+                  for spaced in (signed + "\n", signed + "\r\n", " " + signed))):
             with self.subTest(arguments=arguments, error=error):
                 for more in ((), ("--json",), ("-o", "out")):
                     self.reject(code, error, "nested", "decode", "--key", self.key("private.jwks"), "--from",
