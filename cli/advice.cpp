@@ -5,6 +5,8 @@
 
 #include "cli/entry_verdict.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
+#include "cli/file_uri.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/pkcs11_uri.hpp"
@@ -38,19 +40,6 @@ std::optional<std::string> describeNeed(std::string_view algorithm) {
 
 std::size_t countModulusBits(const Zennet::Key& key) {
     return countBits(std::get<RSAPublicComponents>(key.keyRef().value().publicComponents()).modulus);
-}
-
-// The bytes at the front of a text file are enough to tell what it is.
-enum class FileKind { jwk, set, pem, der, token, other };
-
-FileKind recognise(ByteView content) {
-    const auto text = trim(asText(content));
-    if (text.starts_with("-----BEGIN ")) return FileKind::pem;
-    if (looksLikeToken(asBytes(text))) return FileKind::token;
-    if (text.starts_with('{')) return text.find("\"keys\"") != text.npos ? FileKind::set : FileKind::jwk;
-    // An ASN.1 SEQUENCE whose length takes two bytes, as keys and PKCS #12 files are.
-    if (asText(content).starts_with("\x30\x82") || asText(content).starts_with("\x30\x81")) return FileKind::der;
-    return FileKind::other;
 }
 
 // Why a key of a set cannot be used.
@@ -100,12 +89,25 @@ void explainBadSet(const std::string& path, ByteView text) {
 void explainKeyFile(const std::string& uri) {
     std::error_code none;
     if (isPkcs11URI(uri) || !std::filesystem::is_regular_file(uri, none)) return;
-    const auto kind = recognise(readInput(uri));
-    if (kind == FileKind::set || kind == FileKind::jwk) {
-        throw Failure(ExitCode::key,
-                      nameInput(uri) + (kind == FileKind::set ? " is a JWK Set" : " is a JWK") +
-                          "; a PEM, DER or PKCS #12 file is needed here.",
-                      "`torvane jwks list` and `torvane jwks check` show it, and --peer takes it.");
+    const auto kind = recogniseFile(readKeyFile(uri));
+    const bool isJWK = kind == FileKind::set || kind == FileKind::jwk;
+    if (!isJWK && kind != FileKind::token && kind != FileKind::empty) return;
+    throw Failure(
+        ExitCode::key,
+        nameInput(uri) + ' ' + std::string(describeFile(kind)) + "; a PEM, DER or PKCS #12 file is needed here.",
+        isJWK                     ? "`torvane jwks list` and `torvane jwks check` show it, and --peer takes it."
+        : kind == FileKind::token ? "`torvane inspect` shows it."
+                                  : "");
+}
+
+// A set is a key file: its errors exit with the code for keys.
+ByteBuffer readSetFile(const std::string& path) {
+    rejectURL(path);
+    try {
+        return readInput(readPath(path));
+    } catch (const Failure& failure) {
+        throw Failure(failure.code() == ExitCode::file ? ExitCode::key : failure.code(), failure.what(),
+                      failure.hint());
     }
 }
 
@@ -165,24 +167,26 @@ std::string explainMissingKey(const std::string& set, const std::vector<JsonWebK
 }
 
 ByteBuffer readSetText(const std::string& path) {
-    auto content = readInput(path);
-    const auto reject = [&](const char* what, const std::string& hint) {
-        throw Failure(ExitCode::key, nameInput(path) + " is " + what + "; a JWK Set is needed here.", hint);
-    };
-    const auto* const make = "`torvane jwks make sig=FILE` makes a set of a key file.";
-    switch (recognise(content)) {
-        case FileKind::pem: reject("a PEM file", make); break;
-        case FileKind::der: reject("a DER or PKCS #12 file", make); break;
-        case FileKind::token: reject("a token", "`torvane inspect` shows it."); break;
+    auto content = readSetFile(path);
+    const auto kind = recogniseFile(content);
+    std::string hint;
+    switch (kind) {
         case FileKind::jwk:
         case FileKind::set:
-        case FileKind::other: break;
+        case FileKind::json:
+        case FileKind::other: return content;
+        case FileKind::pem:
+        case FileKind::der: hint = "`torvane jwks make sig=FILE` makes a set of a key file."; break;
+        case FileKind::token: hint = "`torvane inspect` shows it."; break;
+        case FileKind::jsonToken:
+        case FileKind::empty: break;
     }
-    return content;
+    throw Failure(ExitCode::key,
+                  nameInput(path) + ' ' + std::string(describeFile(kind)) + "; a JWK Set is needed here.", hint);
 }
 
 JsonWebKeySet parseSet(const std::string& path, ByteView text) {
-    if (recognise(text) == FileKind::jwk) {
+    if (recogniseFile(text) == FileKind::jwk) {
         throw Failure(ExitCode::key, nameInput(path) + " is a JWK; a JWK Set is needed here.",
                       "Put it into a set: {\"keys\": [JWK]}.");
     }
@@ -200,6 +204,7 @@ std::string findKeyFile(const std::string& uri) {
         claimStandardInput();
         return "/dev/stdin";
     }
+    rejectURL(uri);
     return isPkcs11URI(uri) ? chooseDriver(uri) : uri;
 }
 
@@ -213,7 +218,7 @@ void rethrowForKey(const std::string& uri) {
     }
     const bool isNameMissing = error->errorCase() == KeyStoreError::Case::keyNotFound && !namesObject(uri);
     throw Failure(chooseExitCode(thrown), shortenLists(error->errorDescription()),
-                  isNameMissing ? "Name the key: add object=LABEL to the path of the URI." : "");
+                  isNameMissing ? "Name the key: add object=LABEL to the path of the URI." : findHint(thrown));
 }
 
 Zennet::Key openKeyFrom(const std::string& uri, KeyClass keyClass, const SecretSource& askForSecret,

@@ -1,5 +1,7 @@
 #include "cli/claim_options.hpp"
 
+#include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <torvane/platform/core/clock.hpp>
 #include <utility>
@@ -20,16 +22,27 @@ JSONValue::Object readClaims(const std::string& text) {
     const bool isFile = text.starts_with('@');
     const auto content = isFile ? readInput(text.size() == 1 ? "-" : text.substr(1)) : ByteBuffer();
     const auto reject = [&](const std::string& why) {
-        throw Failure(ExitCode::usage, "The text of --claims must be a JSON object. " + why);
+        std::error_code none;
+        const bool isPath = !isFile && std::filesystem::exists(text, none);
+        throw Failure(ExitCode::usage, "The text of --claims must be a JSON object. " + why,
+                      isPath ? "--claims @" + text + " reads the file." : "");
     };
     try {
         auto json = JSONSerialization::jsonObject(isFile ? ByteView(content) : asBytes(text));
         if (auto* object = json.as<JSONValue::Object>()) return std::move(*object);
-        reject("It is another JSON value.");
     } catch (const JSONError& error) {
         reject(error.errorDescription());
     }
+    reject("It is another JSON value.");
     return {};
+}
+
+// Base64 as base64url without padding, which URLs and file names take as it is.
+std::string toURLAlphabet(std::string text) {
+    std::ranges::replace(text, '+', '-');
+    std::ranges::replace(text, '/', '_');
+    std::erase(text, '=');
+    return text;
 }
 
 // A JSON value for an error line.
@@ -91,10 +104,23 @@ ByteBuffer makeClaims(const ClaimOptions& options) {
     if (!options.notBefore.empty()) claims.setClaim("nbf", parseTime("--not-before", options.notBefore, now));
     if (options.tokenId == randomTokenId) {
         claims.setGeneratedJwtId();
+        claims.setJwtId(toURLAlphabet(claims.getJwtId()));
     } else if (!options.tokenId.empty()) {
         claims.setJwtId(options.tokenId);
     }
     return JSONSerialization::data(claims.toDictionary());
+}
+
+void requireNoInput(const ClaimOptions& options, const std::string& input, std::string_view role) {
+    if (input.empty()) return;
+    std::error_code none;
+    const bool isFile = input == "-" || std::filesystem::exists(input, none);
+    const bool isId = options.tokenId == randomTokenId && !isFile;
+    throw Failure(
+        ExitCode::usage,
+        "The claims are the " + std::string(role) + ": \"" + input + "\" cannot be " +
+            (role == "payload" ? "signed" : "sent") + ", too.",
+        isId ? "For an id of your own: --jti=" + input : "--claims @" + input + " adds the claims of a file.");
 }
 
 ClaimsPolicy makePolicy(const PolicyOptions& options) {
@@ -137,7 +163,9 @@ Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Obj
         text += (isAhead ? "is " : "was ") + (time.empty() ? show(member->second) : time);
     }
     if (const auto wanted = describeWanted(error, options); !wanted.empty()) text += ", wanted " + wanted;
-    return {ExitCode::claims, text + '.'};
+    const bool isExpiryMissing = error.errorCase() == ClaimsError::Case::missingClaim && name == "exp" &&
+                                 std::ranges::find(options.required, name) == options.required.end();
+    return {ExitCode::claims, text + '.', isExpiryMissing ? "--allow-no-expiry accepts claims without it." : ""};
 }
 
 void warnOfUncheckedClaims(ByteView payload, std::string_view advice) {

@@ -14,6 +14,11 @@ namespace Command {
 /// @throws Failure
 Torvane::ByteBuffer makeClaims(const ClaimOptions& options);
 
+/// Rejects an input beside claims, with a hint for a file with claims and for an id after --jti.
+/// @param role of the claims, "payload" or "message".
+/// @throws Failure if there is an input.
+void requireNoInput(const ClaimOptions& options, const std::string& input, std::string_view role);
+
 /// The policy that checks what was asked for, and "exp" unless the options allow none.
 /// @throws Failure
 Torvane::ClaimsPolicy makePolicy(const PolicyOptions& options);

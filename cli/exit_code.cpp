@@ -1,9 +1,15 @@
 #include "cli/exit_code.hpp"
 
+#include <string_view>
 #include <torvane/torvane.hpp>
+
+#include "cli/terminal.hpp"
 
 namespace Command {
 namespace {
+
+// The library's text for a key of an unknown kind, which says less than the command knows.
+constexpr std::string_view unsupportedKey = "A platform key is an RSA key or an EC key on P-256, P-384 or P-521.";
 
 ExitCode chooseByCase(const Torvane::JOSEError& error) {
     using enum Torvane::JOSEError::Case;
@@ -68,7 +74,13 @@ ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept {
 
 std::string describeError(const std::exception_ptr& thrown) {
     const auto* error = Torvane::findError<Torvane::JOSEError>(thrown);
-    if (error == nullptr) return Torvane::localizedDescription(thrown);
+    if (error == nullptr) {
+        auto text = Torvane::localizedDescription(thrown);
+        return text == unsupportedKey
+                   ? "Keys of this kind, such as Ed25519 or DSA, are not supported; torvane takes RSA "
+                     "keys and EC keys on P-256, P-384, P-521 and secp256k1."
+                   : text;
+    }
     if (error->underlyingError()) return describeError(error->underlyingError());
     using enum Torvane::JOSEError::Case;
     switch (error->errorCase()) {
@@ -80,8 +92,11 @@ std::string describeError(const std::exception_ptr& thrown) {
 }
 
 std::string findHint(const std::exception_ptr& thrown) {
-    const auto* failure = Torvane::findError<Failure>(thrown);
-    return failure == nullptr ? std::string() : failure->hint();
+    if (const auto* failure = Torvane::findError<Failure>(thrown)) return failure->hint();
+    const auto* error = Torvane::findError<Torvane::KeyStoreError>(thrown);
+    const bool isSecretMissing = error != nullptr && error->errorCase() == Torvane::KeyStoreError::Case::wrongSecret &&
+                                 error->errorDescription().find(" is needed for ") != std::string::npos;
+    return isSecretMissing ? giveSecretFile : "";
 }
 
 Failure addHint(const std::exception_ptr& thrown, std::string hint) {

@@ -29,10 +29,11 @@ bool isStandardStream(const std::string& path) noexcept {
 
 enum class Access { read, write };
 
-[[noreturn]] void fail(Access access, const std::string& path, const std::string& reason) {
+[[noreturn]] void fail(Access access, const std::string& path, const std::string& reason,
+                       ExitCode code = ExitCode::file) {
     const bool isRead = access == Access::read;
     const auto name = isRead || !isStandardStream(path) ? nameInput(path) : "standard output";
-    throw Failure(ExitCode::file, (isRead ? "Cannot read " : "Cannot write ") + name + ": " + reason + '.');
+    throw Failure(code, (isRead ? "Cannot read " : "Cannot write ") + name + ": " + reason + '.');
 }
 
 System::File openStandardInput() {
@@ -41,7 +42,7 @@ System::File openStandardInput() {
 }
 
 template <class Buffer>
-Buffer readAll(const std::string& path, std::size_t maximumSize) {
+Buffer readAll(const std::string& path, std::size_t maximumSize, ExitCode code = ExitCode::file) {
     try {
         auto file = isStandardStream(path) ? openStandardInput() : System::File::openForReading(path);
         Progress progress("reading");
@@ -50,7 +51,9 @@ Buffer readAll(const std::string& path, std::size_t maximumSize) {
             if (content.size() - size < chunkSize) content.resize(size + size / 2 + chunkSize);
             const auto count = file.read(std::span(content).subspan(size, chunkSize));
             size += count;
-            if (size > maximumSize) fail(Access::read, path, "The file is longer than " + formatSize(maximumSize));
+            if (size > maximumSize) {
+                fail(Access::read, path, "The file is longer than " + formatSize(maximumSize), code);
+            }
             progress.show(size);
             if (count == 0) {
                 content.resize(size);
@@ -58,7 +61,7 @@ Buffer readAll(const std::string& path, std::size_t maximumSize) {
             }
         }
     } catch (const System::Failure& failure) {
-        fail(Access::read, path, failure.what());
+        fail(Access::read, path, failure.what(), code);
     }
 }
 
@@ -158,7 +161,7 @@ Torvane::SecretBuffer readSecretFile(const std::string& path) {
 }
 
 Torvane::SecretBuffer readKeyFile(const std::string& path) {
-    return readAll<Torvane::SecretBuffer>(path, maximumKeyFile);
+    return readAll<Torvane::SecretBuffer>(path, maximumKeyFile, ExitCode::key);
 }
 
 void writeOutput(const std::string& path, ByteView content) {

@@ -13,6 +13,13 @@ namespace {
 // Header parameters that the library sets itself.
 constexpr std::array<std::string_view, 3> reservedParameters{"alg", "enc", "kid"};
 
+// What sets a reserved parameter instead: the options of sign and encrypt, and those of encode and nested encode.
+const char* nameOption(std::string_view parameter) {
+    if (parameter == "alg") return "--alg sets it, or --jws-alg and --jwe-alg where there are two algorithms.";
+    if (parameter == "enc") return "--enc sets it, or --jwe-enc where there are two tokens.";
+    return "--kid sets it; in encode, it is the KID of --own and of the peer's key.";
+}
+
 }  // namespace
 
 Torvane::StringMap parseHeaders(const std::vector<std::string>& texts) {
@@ -23,7 +30,8 @@ Torvane::StringMap parseHeaders(const std::vector<std::string>& texts) {
         const auto reject = [&text](const char* why) { throw Failure(ExitCode::usage, '"' + text + "\" " + why); };
         if (equals == text.npos || equals == 0) reject("is not of the form NAME=VALUE.");
         if (std::ranges::find(reservedParameters, name) != reservedParameters.end()) {
-            reject("sets a parameter that another option sets.");
+            throw Failure(ExitCode::usage, '"' + text + "\" sets a parameter that another option sets.",
+                          nameOption(name));
         }
         if (!headers.emplace(name, text.substr(equals + 1)).second) reject("repeats a header parameter.");
     }

@@ -15,6 +15,16 @@ namespace {
 using namespace Torvane;
 using Zennet::KeyClass;
 
+// RSA and EC in any case; any other text as it is.
+std::string spellKeyType(std::string_view name) {
+    for (const std::string_view known : {"RSA", "EC"}) {
+        if (std::ranges::equal(known, name, {}, {}, [](char c) { return c >= 'a' ? static_cast<char>(c - 32) : c; })) {
+            return std::string(known);
+        }
+    }
+    return std::string(name);
+}
+
 JSONValue::Object makeCriteria(const SelectOptions& options) {
     JSONValue::Object criteria;
     if (!options.keyId.empty()) criteria["kid"] = options.keyId;
@@ -65,7 +75,10 @@ KnownKeys readKnownKeys(const std::vector<SetEntry>& entries) {
 
 }  // namespace
 
-void selectKeys(const SelectOptions& options) {
+void selectKeys(const SelectOptions& given) {
+    auto options = given;
+    options.algorithm = spellAlgorithm(given.algorithm);
+    options.keyType = spellKeyType(given.keyType);
     const auto criteria = makeCriteria(options);
     if (!options.thumbprint.empty()) requireThumbprint(options.thumbprint);
     const auto entries = readSetEntries(readSetText(options.input));

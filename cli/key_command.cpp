@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <functional>
 #include <iostream>
@@ -8,6 +7,8 @@
 #include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
+#include "cli/file_uri.hpp"
 #include "cli/keys.hpp"
 #include "cli/pkcs11_uri.hpp"
 #include "cli/similar.hpp"
@@ -62,26 +63,6 @@ std::string withoutQuery(const std::string& uri) {
     return Torvane::isPkcs11URI(uri) ? uri.substr(0, uri.find('?')) : uri;
 }
 
-// The path of a "file" URI, or the text itself.
-std::string readPath(std::string_view uri) {
-    constexpr std::string_view local = "//localhost/", noHost = "///";
-    const auto colon = uri.find(':');
-    if (colon == uri.npos || !isSameKind("file", uri.substr(0, colon))) return std::string(uri);
-    uri.remove_prefix(colon + 1);
-    if (uri.starts_with(local)) uri.remove_prefix(local.size() - 1);
-    if (uri.starts_with(noHost)) uri.remove_prefix(noHost.size() - 1);
-    std::string path;
-    for (std::size_t i = 0; i < uri.size(); ++i) {
-        unsigned char byte{};
-        const auto digits = uri.substr(i + 1, 2);
-        const bool isEscape = uri[i] == '%' && digits.size() == 2 &&
-                              std::from_chars(digits.data(), digits.data() + 2, byte, 16).ptr == digits.data() + 2;
-        path += isEscape ? static_cast<char>(byte) : uri[i];
-        if (isEscape) i += 2;
-    }
-    return path;
-}
-
 // Rejects what would fail after the user has typed a passphrase, or after a long generation.
 void checkDestination(const NewKeyOptions& options) {
     if (options.uri == "-") {
@@ -99,6 +80,11 @@ void checkDestination(const NewKeyOptions& options) {
                               (options.uri.find('=') < options.uri.find('?') ? ";" : "") + "object=NAME");
         }
         return;
+    }
+    rejectURL(options.uri);
+    if (const auto size = measureKeyPurpose(options.uri); size > 0) {
+        throw Failure(ExitCode::usage, "The URI of a new key stands alone, without a use and an id.",
+                      "Leave out " + inQuotes(options.uri.substr(0, size)) + "; `torvane jwks make` takes it.");
     }
     std::error_code none;
     if (std::filesystem::exists(readPath(options.uri), none)) {

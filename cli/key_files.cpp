@@ -6,6 +6,8 @@
 
 #include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
+#include "cli/file_uri.hpp"
 #include "cli/files.hpp"
 #include "cli/keys.hpp"
 #include "cli/terminal.hpp"
@@ -38,7 +40,10 @@ std::string nameFile(const std::string& file) {
     return std::string(shown) + (shown.size() < file.size() ? "..." : "");
 }
 
-KeyPath splitPath(const std::string& text) {
+KeyPath splitPath(const std::string& given) {
+    // A URI with a host is left to the library, which rejects it.
+    const auto local = readPath(given);
+    const auto text = local.starts_with("//") ? given : local;
     const auto isThere = [](const std::string& path) {
         std::error_code none;
         return path == "-" || FS::exists(path, none);
@@ -253,11 +258,12 @@ GivenKey openOther(const KeyPath& path, const std::optional<ByteView>& stream, c
     } catch (const SecurityError& error) {
         const auto& text = error.errorDescription();
         if (text.find(path.name) != text.npos) throw;
-        reject(path.name, "cannot be used. " + text);
+        reject(path.name, "cannot be used. " + describeError(std::current_exception()));
     }
 }
 
 std::vector<GivenKey> open(const std::string& text, const Opening& opening) {
+    rejectURL(text);
     const auto path = splitPath(text);
     std::error_code none;
     const auto type = FS::status(path.file, none).type();
@@ -265,6 +271,12 @@ std::vector<GivenKey> open(const std::string& text, const Opening& opening) {
                           type == FS::file_type::socket;
     if (isStream || type == FS::file_type::regular) {
         const auto content = readKeyFile(path.file);
+        const auto kind = recogniseFile(content);
+        if (kind == FileKind::empty) reject(path.name, "is empty.");
+        if (kind == FileKind::token) {
+            throw Failure(ExitCode::key, path.name + " is a token, not a key.",
+                          "Are the arguments swapped? The token is the argument without an option.");
+        }
         if (isJSON(content)) return ReadSet(path, content, opening.keyClass).choose(opening);
         if (isStream) return {openOther(path, ByteView(content), opening)};
     }

@@ -1,5 +1,6 @@
 #include "cli/keys.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/advice.hpp"
@@ -14,6 +15,19 @@ using Zennet::KeyClass;
 
 bool isSecp256k1(const Zennet::Key& key) noexcept {
     return Zennet::Secp256k1Utils::isSecp256k1Key(key);
+}
+
+char toLowerASCII(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+template <class Algorithm>
+std::vector<std::string_view> listNamesOf() {
+    std::vector<std::string_view> names;
+    for (std::size_t i = 0; i < valueTable(Algorithm{}).size(); ++i) {
+        names.push_back(JOSE::rawValue(static_cast<Algorithm>(i)));
+    }
+    return names;
 }
 
 template <class Algorithm>
@@ -36,12 +50,37 @@ JsonWebKey readKey(const JSONValue::Object& members) {
 
 }  // namespace
 
+std::size_t measureKeyPurpose(std::string_view text) {
+    const auto equals = text.find('=');
+    if (equals == text.npos) return 0;
+    const auto use = text.substr(0, text.find_first_of("/:="));
+    return fromRawValue<JWKUse>(use) ? equals + 1 : 0;
+}
+
+std::string spellAlgorithm(const std::string& name) {
+    std::string found = name;
+    const auto search = [&](auto algorithm) {
+        for (const auto known : listNamesOf<decltype(algorithm)>()) {
+            if (std::ranges::equal(known, name, {}, toLowerASCII, toLowerASCII)) found = known;
+        }
+    };
+    search(JOSE::SignatureAlgorithm{});
+    search(JOSE::KeyManagementAlgorithm{});
+    search(JOSE::ContentEncryptionAlgorithm{});
+    return found;
+}
+
 KeySpec parseKeySpec(const std::string& text) {
     const auto equals = text.find('=');
     const auto name = text.substr(0, equals);
     const auto reject = [&name](const std::string& why) {
         throw Failure(ExitCode::usage, "The key \"" + name + "\" is not of the form USE[/ALG][:KID]=URI: " + why);
     };
+    const bool isURI = equals == text.npos || isPkcs11URI(text);
+    if (isURI && !fromRawValue<JWKUse>(name.substr(0, name.find_first_of("/:")))) {
+        const std::string uri(cutPin(text));
+        reject("the use is missing, as in sig=" + uri + " or enc=" + uri + '.');
+    }
     if (equals == text.npos || equals + 1 == text.size()) reject("the URI is missing.");
     const auto colon = name.find(':');
     const auto purpose = name.substr(0, colon);
@@ -49,7 +88,7 @@ KeySpec parseKeySpec(const std::string& text) {
     const auto use = fromRawValue<JWKUse>(purpose.substr(0, slash));
     if (!use) reject("the use must be sig, enc or sig_enc.");
     KeySpec spec{name, *use, std::nullopt, std::nullopt, text.substr(equals + 1)};
-    if (slash != purpose.npos) spec.algorithm = purpose.substr(slash + 1);
+    if (slash != purpose.npos) spec.algorithm = spellAlgorithm(purpose.substr(slash + 1));
     if (spec.algorithm && !isAlgorithm(*spec.algorithm)) reject("the algorithm is unknown.");
     if (colon != name.npos) spec.keyId = name.substr(colon + 1);
     if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) reject("the key id is not text.");

@@ -4,6 +4,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <torvane/torvane.hpp>
 #include <vector>
 
@@ -20,6 +21,12 @@ struct KeySpec {
     std::optional<std::string> keyId;
     std::string uri;
 };
+
+/// The size of "USE[/ALG][:KID]=" at the front of such an argument; 0 if the text begins otherwise.
+std::size_t measureKeyPurpose(std::string_view text);
+
+/// The algorithm with this name in any case, as it is written; a name that is unknown stays as it is.
+std::string spellAlgorithm(const std::string& name);
 
 /// @throws Failure
 KeySpec parseKeySpec(const std::string& text);

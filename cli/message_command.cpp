@@ -18,6 +18,13 @@ std::optional<std::string> nothingIfEmpty(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional(text);
 }
 
+MessageOptions spellAlgorithms(MessageOptions options) {
+    options.jwsAlgorithm = spellAlgorithm(options.jwsAlgorithm);
+    options.keyManagementAlgorithm = spellAlgorithm(options.keyManagementAlgorithm);
+    options.contentEncryptionAlgorithm = spellAlgorithm(options.contentEncryptionAlgorithm);
+    return options;
+}
+
 Parties openParties(const MessageOptions& options) {
     return {openOwnKeys(options.own, options.secret), parseSet(options.peer, readSetText(options.peer))};
 }
@@ -47,7 +54,8 @@ ByteBuffer runWithProgress(std::string_view verb, std::size_t bytes, Step step) 
 
 }  // namespace
 
-void encode(const MessageOptions& options) {
+void encode(const MessageOptions& given) {
+    const auto options = spellAlgorithms(given);
     const auto parties = openParties(options);
     checkEncoding(options, parties);
     const auto helper = makeHelper(options, parties);
@@ -64,10 +72,11 @@ void encode(const MessageOptions& options) {
     writeOutput(options.output, token);
 }
 
-void decode(const MessageOptions& options) {
+void decode(const MessageOptions& given) {
+    const auto options = spellAlgorithms(given);
     const auto parties = openParties(options);
     const auto helper = makeHelper(options, parties);
-    const auto input = readInput(options.input);
+    const auto input = readTokenOrArgument(options.input);
     const auto token = findToken(asText(input));
     checkDecoding(options, parties, token);
     const auto message = runWithProgress("decoding", token.size(), [&] {

@@ -43,9 +43,7 @@ NestedToken makeNestedToken(const NestedEncodeOptions& options) {
 
 void encodeNested(const NestedEncodeOptions& options) {
     const bool hasClaims = options.claims.areGiven();
-    if (hasClaims && !options.input.empty()) {
-        throw Failure(ExitCode::usage, "The claims are the message: \"" + options.input + "\" cannot be sent, too.");
-    }
+    if (hasClaims) requireNoInput(options.claims, options.input, "message");
     auto message = hasClaims ? makeClaims(options.claims) : ByteBuffer();
     const auto nested = makeNestedToken(options);
     if (!hasClaims) message = readInput(options.input);

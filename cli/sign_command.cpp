@@ -17,9 +17,7 @@ void sign(const SignOptions& options) {
     const auto algorithm = options.algorithm.empty() ? std::nullopt : std::optional(findSignature(options.algorithm));
     const auto headers = parseHeaders(options.headers, options.type);
     const bool hasClaims = options.claims.areGiven();
-    if (hasClaims && !options.input.empty()) {
-        throw Failure(ExitCode::usage, "The claims are the payload: \"" + options.input + "\" cannot be signed, too.");
-    }
+    if (hasClaims) requireNoInput(options.claims, options.input, "payload");
     auto payload = hasClaims ? makeClaims(options.claims) : ByteBuffer();
     const auto keys = openKeys({options.key}, KeyClass::privateKey, "signing", options.secret);
     const auto choice = chooseKey(keys, "--key", algorithm, KeyClass::privateKey, listSignatures);

@@ -41,7 +41,10 @@ std::string capitalise(std::string_view text) {
 
 SecretBuffer askTwice(std::string_view description) {
     const auto terminal = System::openHiddenInput();
-    if (!terminal) throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(description) + '.');
+    if (!terminal) {
+        throw Failure(ExitCode::key, "There is no terminal to ask for " + std::string(description) + '.',
+                      giveSecretFile);
+    }
     const auto question = makePrintable(capitalise(description));
     auto first = terminal->ask(question + ": ");
     if (!first) throw Failure(ExitCode::key, "No passphrase was entered.");
@@ -67,8 +70,12 @@ Torvane::SecretSource makeSecretSource(const std::string& secretFile) {
         };
     }
     // Read once, when first needed: it may be a pipe.
-    return [secretFile, secret = std::make_shared<std::optional<SecretBuffer>>()](std::string_view) {
+    return [secretFile, secret = std::make_shared<std::optional<SecretBuffer>>()](std::string_view description) {
         if (!*secret) *secret = readFirstLine(secretFile);
+        // Unlike the passphrase of a file, a PIN is never empty, and a wrong one spends a try.
+        if ((*secret)->empty() && description.starts_with("the PIN ")) {
+            throw Failure(ExitCode::key, "The first line of " + nameInput(secretFile) + " is empty, so it is no PIN.");
+        }
         return *secret;
     };
 }

@@ -14,6 +14,9 @@ namespace Command {
 /// Colours if standard output is a terminal that supports them and NO_COLOR is not set (no-color.org); else none.
 Palette choosePalette();
 
+/// The hint when there is no terminal to ask for a passphrase or PIN.
+inline constexpr auto giveSecretFile = "Without a terminal, --secret-file FILE gives the passphrase or PIN.";
+
 /// Answers with the first line of the file or, if the file name is empty, asks on the terminal without echo. Returns
 /// nothing if there is no terminal.
 Torvane::SecretSource makeSecretSource(const std::string& secretFile);

@@ -74,11 +74,16 @@ std::size_t measureWidth(std::string_view text) noexcept {
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
-std::string formatDuration(double seconds) {
+// In the largest unit of which there is a whole one: 9.99 minutes are 9 minutes, or 10 if they are to be rounded.
+std::string formatDuration(double seconds, bool isRounded) {
     constexpr std::array<std::pair<double, const char*>, 5> units{
         {{365.25 * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}}};
-    for (const auto& [size, name] : units) {
-        if (seconds >= size) return formatCount(static_cast<std::size_t>(seconds / size), name);
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const auto [size, name] = units[i];
+        // Rounded in the next smaller unit, 59.7 minutes are an hour.
+        const auto step = i + 1 < units.size() ? units[i + 1].first : size;
+        if ((isRounded ? std::round(seconds / step) * step : seconds) < size) continue;
+        return formatCount(static_cast<std::size_t>(isRounded ? std::round(seconds / size) : seconds / size), name);
     }
     return "0 seconds";
 }
@@ -181,8 +186,8 @@ std::string formatTime(double seconds, double now) {
         text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
         static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), static_cast<int>(time.hours().count()),
         static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count())));
-    return std::string(text.data()) + (seconds > now ? " (in " + formatDuration(seconds - now) + ')'
-                                                     : " (" + formatDuration(now - seconds) + " ago)");
+    return std::string(text.data()) + (seconds > now ? " (in " + formatDuration(seconds - now, true) + ')'
+                                                     : " (" + formatDuration(now - seconds, false) + " ago)");
 }
 
 }  // namespace Command

@@ -1,5 +1,7 @@
 #include "cli/times.hpp"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -41,12 +43,42 @@ std::optional<std::int64_t> readNumber(std::string_view text) {
     return number;
 }
 
+// The unit at the front of a text, in seconds; nothing if there is none.
+std::optional<std::int64_t> takeUnit(std::string_view& text) {
+    struct Unit {
+        std::string_view name;
+        std::int64_t seconds;
+    };
+    // Longer names before those that they begin with.
+    constexpr std::array<Unit, 23> units{
+        {{"seconds", 1},    {"second", 1},    {"secs", 1},     {"sec", 1},      {"s", 1},        {"minutes", 60},
+         {"minute", 60},    {"mins", 60},     {"min", 60},     {"m", 60},       {"hours", 3600}, {"hour", 3600},
+         {"hrs", 3600},     {"hr", 3600},     {"h", 3600},     {"days", 86400}, {"day", 86400},  {"d", 86400},
+         {"weeks", 604800}, {"week", 604800}, {"wks", 604800}, {"wk", 604800},  {"w", 604800}}};
+    const auto unit = std::ranges::find_if(units, [&](const Unit& each) { return text.starts_with(each.name); });
+    if (unit == units.end()) return std::nullopt;
+    text.remove_prefix(unit->name.size());
+    return unit->seconds;
+}
+
+// Numbers with a unit each: "90s", "1h30m", "10 min".
 std::optional<std::int64_t> readDuration(std::string_view text) {
-    const auto unit = text.empty() ? '\0' : text.back();
-    const std::int64_t size = unit == 's' ? 1 : unit == 'm' ? 60 : unit == 'h' ? 3600 : unit == 'd' ? 86400 : 0;
-    const auto count = size == 0 ? std::nullopt : readNumber(text.substr(0, text.size() - 1));
-    if (!count || *count > longestDuration / size || *count < -longestDuration / size) return std::nullopt;
-    return *count * size;
+    const bool isNegative = take(text, '-');
+    if (text.empty()) return std::nullopt;
+    std::int64_t sum = 0;
+    while (!text.empty()) {
+        const auto digits = std::min(text.find_first_not_of("0123456789"), text.size());
+        const auto count = readNumber(text.substr(0, digits));
+        text.remove_prefix(digits);
+        while (take(text, ' ')) {
+        }
+        const auto size = count ? takeUnit(text) : std::nullopt;
+        if (!size || *count > (longestDuration - sum) / *size) return std::nullopt;
+        sum += *count * *size;
+        while (take(text, ' ')) {
+        }
+    }
+    return isNegative ? -sum : sum;
 }
 
 // Seconds east of UTC, from "Z" or an offset.
@@ -96,7 +128,7 @@ std::optional<std::int64_t> readDate(std::string_view text) {
 
 std::chrono::seconds parseDuration(std::string_view option, const std::string& text) {
     const auto duration = readDuration(text);
-    if (!duration) reject(option, text, "write a duration such as 30s, 10m, 1h or 2d.");
+    if (!duration) reject(option, text, "write a duration such as 30s, 10m, 1h30m, 2d or 1w.");
     return std::chrono::seconds(*duration);
 }
 
@@ -105,7 +137,7 @@ std::int64_t parseTime(std::string_view option, const std::string& text, double 
     if (const auto date = readDate(text)) return *date;
     if (const auto number = readNumber(text)) {
         if (*number >= smallestTime && *number <= largestTime) return *number;
-        reject(option, text, "is this a duration? Give its unit: s, m, h or d.");
+        reject(option, text, "is this a duration? Give its unit: s, m, h, d or w.");
     }
     reject(option, text, "write a duration such as 10m, a date such as 2026-12-01, or 2026-12-01T10:00:00Z.");
 }

@@ -8,7 +8,7 @@
 
 namespace Command {
 
-/// A duration such as "30s", "10m", "1h", "2d" or "-1m", up to 100 years.
+/// A duration such as "30s", "10 min", "1h30m", "2 days", "1w" or "-1m", up to 100 years. A month has no fixed length.
 /// @param option that the text was given to, for the error.
 /// @throws Failure
 std::chrono::seconds parseDuration(std::string_view option, const std::string& text);

@@ -5,6 +5,7 @@
 
 #include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
 #include "cli/key_choice.hpp"
 #include "cli/token_view.hpp"
 
@@ -20,7 +21,9 @@ TokenView readEncrypted(std::string_view token) {
     if (!view.isEncrypted) {
         throw Failure(ExitCode::token, "The token is signed, not encrypted (a JWS).", "`torvane verify` verifies it.");
     }
-    if (view.isMalformed) throw Failure(ExitCode::token, "The token is malformed. " + view.warnings.front());
+    if (view.isMalformed) {
+        throw Failure(ExitCode::token, "The token is malformed. " + view.warnings.front(), hintAtLineBreaks(token));
+    }
     return view;
 }
 

@@ -7,12 +7,16 @@
 
 #include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
 #include "cli/files.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"
 
 namespace Command {
 namespace {
+
+// Tokens with the numbers of their lines.
+using TokenLines = std::vector<std::pair<std::size_t, std::string_view>>;
 
 // Letters of ASCII without regard to case.
 bool startsWithWord(std::string_view text, std::string_view lowerCase) {
@@ -29,8 +33,8 @@ std::string_view removeScheme(std::string_view text) {
 }
 
 // The lines that are tokens, by number.
-std::vector<std::pair<std::size_t, std::string_view>> listTokens(std::string_view text) {
-    std::vector<std::pair<std::size_t, std::string_view>> tokens;
+TokenLines listTokens(std::string_view text) {
+    TokenLines tokens;
     for (std::size_t begin = 0, number = 1; begin < text.size(); ++number) {
         const auto end = std::min(text.find('\n', begin), text.size());
         const auto line = removeScheme(text.substr(begin, end - begin));
@@ -40,7 +44,7 @@ std::vector<std::pair<std::size_t, std::string_view>> listTokens(std::string_vie
     return tokens;
 }
 
-std::string nameLines(const std::vector<std::pair<std::size_t, std::string_view>>& tokens) {
+std::string nameLines(const TokenLines& tokens) {
     std::vector<std::string> numbers;
     for (const auto& token : tokens) numbers.push_back(std::to_string(token.first));
     return listNames(numbers);
@@ -48,9 +52,11 @@ std::string nameLines(const std::vector<std::pair<std::size_t, std::string_view>
 
 std::string_view findOnlyToken(std::string_view text, const std::string& hint, const std::string& hintEnd) {
     const auto token = removeScheme(text);
-    if (token.find('\n') == token.npos) return token;
-    const auto tokens = listTokens(text);
-    if (tokens.size() < 2) return token;
+    const auto tokens = token.find('\n') == token.npos ? TokenLines() : listTokens(text);
+    if (tokens.size() < 2) {
+        requireTokenText(token);
+        return token;
+    }
     const auto lines = nameLines(tokens);
     throw Failure(ExitCode::token,
                   "The input has " + formatCount(tokens.size(), "token") + ", in the lines " + lines + '.',

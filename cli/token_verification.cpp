@@ -6,6 +6,7 @@
 #include "cli/advice.hpp"
 #include "cli/claim_options.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_kind.hpp"
 #include "cli/files.hpp"
 #include "cli/key_choice.hpp"
 #include "cli/keys.hpp"
@@ -23,7 +24,9 @@ TokenView readSigned(std::string_view token) {
     if (view.isEncrypted) {
         throw Failure(ExitCode::token, "The token is encrypted (a JWE): use \"decrypt\", or \"nested decode\".");
     }
-    if (view.isMalformed) throw Failure(ExitCode::token, "The token is malformed. " + view.warnings.front());
+    if (view.isMalformed) {
+        throw Failure(ExitCode::token, "The token is malformed. " + view.warnings.front(), hintAtLineBreaks(token));
+    }
     return view;
 }
 

@@ -115,8 +115,9 @@ class Encryption(EncryptionTest):
                                                           "supported."),
                 ("P-256.pem", ("--header", "enc=x"), 2, '"enc=x" sets a parameter that another option sets.')):
             with self.subTest(key=key, more=more):
+                hint = "--enc sets it, or --jwe-enc where there are two tokens." if "enc=x" in more else None
                 self.reject(code, error.format(self.key(key)), "encrypt", "--key", self.key(key), *more, "-o", "out",
-                            stdin="x")
+                            stdin="x", hint=hint)
                 self.assertEqual(os.listdir(self.folder), [])
 
     def test_a_token_that_does_not_decrypt_is_rejected_without_output(self):
@@ -146,7 +147,9 @@ class Encryption(EncryptionTest):
                 (("public.jwks",), token, 4, "{} holds public keys only; decrypting needs a private one.", None),
                 (("P-256.pem",), signed, 5, "The token is signed, not encrypted (a JWS).",
                  "`torvane verify` verifies it."),
-                (("P-256.pem",), "", 5, "The input is not a compact token: it has 1 part; a JWS has 3, a JWE has 5.",
+                (("P-256.pem",), "", 5, "The input is empty, not a compact token.",
+                 "Give a token: a file, a pipe, or the token itself as the argument."),
+                (("P-256.pem",), "x", 5, "The input is not a compact token: it has 1 part; a JWS has 3, a JWE has 5.",
                  None),
                 (("P-256.pem",), ".".join([parts[0], "!", *parts[2:]]), 5,
                  "The token is malformed. The encrypted key is not base64url without padding: it has \"!\".", None),

@@ -82,7 +82,9 @@ warning: The token is not valid yet.
                                (-62167219200, "0000-01-01 00:00:00 UTC ("), (951782400, "2000-02-29 00:00:00 UTC ("),
                                (-2**31 - 1, "1901-12-13 20:45:51 UTC ("), (2**31, "2038-01-19 03:14:08 UTC (in "),
                                (2**32, "2106-02-07 06:28:16 UTC (in "),
-                               (253402300799, "9999-12-31 23:59:59 UTC (in "), (now - 90, "(1 minute ago)")):
+                               (253402300799, "9999-12-31 23:59:59 UTC (in "), (now - 90, "(1 minute ago)"),
+                               (now + 600, "(in 10 minutes)"), (now + 3600, "(in 1 hour)"),
+                               (now + 86400, "(in 1 day)")):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertIn(words, shown)
             self.assertEqual("The token has expired." in shown, seconds < now)
@@ -141,8 +143,7 @@ warning: The token is not valid yet.
                 (f"{head}.{payload[:4]}\r\n{payload[4:]}.abcd", [f"The payload {wrong}: it has a line break."]),
                 (f"{head}.{payload}.ab%3D", [f'The signature {wrong}: it has "%".']),
                 (f"{head}.{payload}.ab\x1bd", [f'The signature {wrong}: it has "\\u001b".']),
-                (f"'{head}.{payload}.abcd'", [f'The header {wrong}: it has "\'".',
-                                              f'The signature {wrong}: it has "\'".']),
+                (f"'{head}.{payload}.abcd", [f'The header {wrong}: it has "\'".']),
                 (f"{head}.{payload}.abcde", [f"The signature {wrong}."])):
             with self.subTest(text=text):
                 shown = self.reject(5, "The token is malformed.", "inspect", stdin=text, prints=None)
@@ -173,7 +174,7 @@ warning: The token is not valid yet.
         self.assert_harmless(self.run_command("inspect", "--own", EVIL).stderr.decode())
 
     def test_text_that_is_not_a_token_is_rejected_in_time(self):
-        for text, parts in (("", 1), ("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
+        for text, parts in (("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
             self.reject(5, f"The input is not a compact token: it has {parts} part{'s' * (parts != 1)}; a JWS has 3, "
                            "a JWE has 5.", "inspect", stdin=text)
         deep = b'{"alg":' + b"[" * 100_000 + b"]" * 100_000 + b"}"
@@ -218,14 +219,15 @@ warning: The token is not valid yet.
         for _ in range(8):
             nested = self.signed("RS256", "sign", "s", nested.encode())
         for arguments, stdin, code, error in (
-                (self.opening(), forged, 7, "JWSVerificationError("),
-                (self.opening(), self.encrypted(forged), 7, "JWSVerificationError("),
-                (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7, "JWSVerificationError("),
+                (self.opening(), forged, 7, "The signature does not verify.\n"),
+                (self.opening(), self.encrypted(forged), 7, "The signature does not verify.\n"),
+                (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7,
+                 "Missing required information in the JWK\n"),
                 (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be verified: its algorithm "),
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
                 (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token.\nhint: "),
-                (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "JWEDecrypterError("),
-                (("inspect", "--peer", self.key("none")), forged, 3, "Cannot read "),
+                (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "The JWE could not be decrypted.\n"),
+                (("inspect", "--peer", self.key("none")), forged, 4, "Cannot read "),
                 (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4,
                  f'No key "s" in "{self.path("empty")}"; it has none.\n'),
                 (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),

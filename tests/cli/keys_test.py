@@ -103,7 +103,8 @@ class Keys(CommandTest):
         for option in ("--secret-file=", "--encrypt"):  # an unset variable must not mean "unencrypted"
             self.assertNotEqual(self.run_command("key", "new", "P-256", "small.pem", option).returncode, 0)
         self.reject(4, "There is no terminal to ask for a new passphrase of \"secret.pem\".",
-                    "key", "new", "P-256", "secret.pem", "--encrypt")
+                    "key", "new", "P-256", "secret.pem", "--encrypt",
+                    hint="Without a terminal, --secret-file FILE gives the passphrase or PIN.")
         self.reject(4, "The passphrase is empty.", "key", "new", "P-256", "secret.pem", "--secret-file",
                     self.path("empty.txt", "\nsecond line\n"))
         self.assertEqual(sorted(os.listdir(self.folder)), ["empty.txt", "key.pem"])
@@ -119,7 +120,8 @@ class Keys(CommandTest):
         secret = self.path("secret.txt", "open sesame\r\nnot this line\n")
         self.succeed("key", "new", "secp256k1", "key.pem", "--secret-file", secret)
         self.assertEqual(self.pem("key.pem", b"open sesame").get("crv"), "secp256k1")
-        self.reject(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem")
+        self.reject(4, 'A passphrase is needed for "key.pem".', "key", "show", "key.pem",
+                    hint="Without a terminal, --secret-file FILE gives the passphrase or PIN.")
         self.reject(4, 'The passphrase does not decrypt "key.pem", or OpenSSL does not know its encryption.',
                     "key", "show", "key.pem", "--secret-file", self.path("wrong.txt", "open barley"))
         self.assertIn("private", self.text("key", "show", "key.pem", "--secret-file", secret))
@@ -207,7 +209,8 @@ class Keys(CommandTest):
             self.assertNotIn("sesame", shown)
 
     def test_a_missing_file_and_a_file_without_a_key_give_different_errors(self):
-        for content, error in ((b"", 'Expected one public key in "file", found 0 private keys, '
+        for content, error in ((b"", '"file" is empty; a PEM, DER or PKCS #12 file is needed here.'),
+                               (b"text", 'Expected one public key in "file", found 0 private keys, '
                                      "0 public keys and 0 certificates."),
                                (None, 'The file "file" cannot be read: No such file or directory.')):
             self.path("file", content) if content is not None else os.remove(self.path("file"))

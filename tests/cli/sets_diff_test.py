@@ -103,7 +103,7 @@ class SetsDiff(CommandTest):
     def test_a_set_that_cannot_be_read_is_no_difference(self):
         good = self.path("good", '{"keys": []}')
         for arguments, code, error in (
-                ((good, "none"), 3, 'Cannot read "none": No such file or directory.'),
+                ((good, "none"), 4, 'Cannot read "none": No such file or directory.'),
                 ((self.path("list", "[]"), good), 4, "The input is neither a JWK Set nor a JWK.")):
             self.reject(code, error, "jwks", "diff", *arguments)
 

@@ -86,7 +86,7 @@ class SetsRemove(CommandTest):
                  "Write the set to a file with -o."),
                 ("jwk --kid a", 4, '"jwk" is a JWK; a JWK Set is needed here.',
                  'Put it into a set: {"keys": [JWK]}.'),
-                (f"absent --thumbprint {thumb}", 3, 'Cannot read "absent": No such file or directory.', None)):
+                (f"absent --thumbprint {thumb}", 4, 'Cannot read "absent": No such file or directory.', None)):
             with self.subTest(arguments):
                 self.reject(code, error, "jwks", "remove", *arguments.split(), hint=hint)
                 self.assertEqual((self.read(), sorted(os.listdir(self.folder))), (self.content, ["jwk", "set"]))

@@ -124,7 +124,7 @@ class SetsRotate(CommandTest):
                  "Choose another id with --kid."),
                 ("both --use sig --kid both --key k", 2, 'The set has a key "both" for this use already.',
                  "Choose another id with --kid."),
-                ("none --use sig --key k", 3, 'Cannot read "none": No such file or directory.', None),
+                ("none --use sig --key k", 4, 'Cannot read "none": No such file or directory.', None),
                 ("jwk --use sig --key k", 4, '"jwk" is a JWK; a JWK Set is needed here.',
                  'Put it into a set: {"keys": [JWK]}.'),
                 ("private --use sig --key k", 4, '"private" has private keys; a set of public keys is needed here.',

@@ -137,7 +137,8 @@ class Tokens(TokenTest):
         for key, more, error in (
                 ("small.pem", (), "{} has 1024 bits, which are too few; at least 2048 are needed."),
                 ("ed.pem", (),
-                 "{} cannot be used. A platform key is an RSA key or an EC key on P-256, P-384 or P-521."),
+                 "{} cannot be used. Keys of this kind, such as Ed25519 or DSA, are not supported; torvane takes RSA keys "
+                 "and EC keys on P-256, P-384, P-521 and secp256k1."),
                 ("P-256.public.pem", (), "{} is a public key; signing needs a private one."),
                 ("P-256.public.jwk", (), "{} is a public key; signing needs a private one."),
                 ("public.jwks", (), "{} holds public keys only; signing needs a private one."),
@@ -219,7 +220,7 @@ class Tokens(TokenTest):
                 (("none",), "", 3, 'Cannot read "none": No such file or directory.'),
                 (("--alg", "none"), token, 2, 'The algorithm "none" is not one of RS256 RS384 RS512 PS256 PS384 PS512 '
                                               "ES256 ES384 ES512 ES256K."),
-                (("--leeway", "5"), token, 2, '--leeway "5": write a duration such as 30s, 10m, 1h or 2d.'),
+                (("--leeway", "5"), token, 2, '--leeway "5": write a duration such as 30s, 10m, 1h30m, 2d or 1w.'),
                 (("--max-age", "-5s"), token, 2, "--max-age must not be negative."),
                 (("--iss", "i", "--no-policy"), token, 2, "--no-policy contradicts the options that check claims.")):
             with self.subTest(arguments=arguments, stdin=stdin):
@@ -273,24 +274,29 @@ class Tokens(TokenTest):
             self.assertEqual(self.text("verify", "--key", self.key("P-256.pem"), *arguments, stdin=stdin), payload)
 
     def test_sign_rejects_wrong_options(self):
-        for arguments, error in (
-                (("--expires-in", "600"), '--expires-in "600": is this a duration? Give its unit: s, m, h or d.'),
-                (("--expires-in", "5 m"),
-                 '--expires-in "5 m": write a duration such as 10m, a date such as 2026-12-01, or '
-                 "2026-12-01T10:00:00Z."),
+        for arguments, error, hint in (
+                (("--expires-in", "600"), '--expires-in "600": is this a duration? Give its unit: s, m, h, d or w.',
+                 None),
                 *((("--not-before", text), f'--not-before "{text}": write a duration such as 10m, a date such as '
-                                           "2026-12-01, or 2026-12-01T10:00:00Z.")
-                  for text in ("2026-02-29", "2026-12-01T10:00:00", "2026-12-01T24:00:00Z", "99999999d", "x")),
-                (("--claims", "[1]"), "The text of --claims must be a JSON object. It is another JSON value."),
+                                           "2026-12-01, or 2026-12-01T10:00:00Z.", None)
+                  for text in ("2026-02-29", "2026-12-01T10:00:00", "2026-12-01T24:00:00Z", "99999999d", "x", "1h30",
+                               "10 months", "m", "-", "1h-5m", "36524d 25h")),
+                (("--claims", "[1]"), "The text of --claims must be a JSON object. It is another JSON value.", None),
                 (("--claims", "{"),
-                 "The text of --claims must be a JSON object. The text is not JSON: unexpected end at byte 2."),
-                (("--iss", "i", "file"), 'The claims are the payload: "file" cannot be signed, too.'),
-                (("--typ", "a", "--header", "typ=b"), '--typ and another option both set "typ".'),
-                (("--header", "kid=b"), '"kid=b" sets a parameter that another option sets.'),
-                (("--header", "crit=b"), 'The header\'s "crit" names extensions, and none is supported.'),
+                 "The text of --claims must be a JSON object. The text is not JSON: unexpected end at byte 2.", None),
+                (("--iss", "i", "file"), 'The claims are the payload: "file" cannot be signed, too.',
+                 "--claims @file adds the claims of a file."),
+                (("--typ", "a", "--header", "typ=b"), '--typ and another option both set "typ".', None),
+                (("--header", "kid=b"), '"kid=b" sets a parameter that another option sets.',
+                 "--kid sets it; in encode, it is the KID of --own and of the peer's key."),
+                (("--header", "crit=b"), 'The header\'s "crit" names extensions, and none is supported.', None),
                 (("--alg", "HS256"), 'The algorithm "HS256" is not one of RS256 RS384 RS512 PS256 PS384 PS512 ES256 '
-                                     "ES384 ES512 ES256K.")):
-            self.reject(2, error, "sign", "--key", self.key("P-256.pem"), *arguments, stdin="x")
+                                     "ES384 ES512 ES256K.", None)):
+            self.reject(2, error, "sign", "--key", self.key("P-256.pem"), *arguments, stdin="x", hint=hint)
+        for text, seconds in (("1h30m", 5400), ("2w", 1209600), ("10 min", 600), ("10min", 600), ("1 day 2 hours", 93600),
+                              ("90 secs", 90), ("-1h30m", -5400), ("36525d", 36525 * 86400)):
+            claims = self.payload(self.sign("P-256.pem", "--expires-in", text))
+            self.assertEqual(claims["exp"] - claims["iat"], seconds, text)
         self.reject(3, 'Cannot read "none": No such file or directory.', "sign", "--key", self.key("P-256.pem"),
                     "--claims", "@none")
 
