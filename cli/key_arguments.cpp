@@ -6,6 +6,7 @@ namespace Command {
 void addKeyCommands(CLI::App& root) {
     auto* key = root.add_subcommand("key", "Create a key pair, or show a key");
     key->require_subcommand(1);
+    key->footer("`torvane help key new` explains a command.");
     {
         auto [command, options] = addCommand(*key, "new", "Create a key pair in a file or a PKCS #11 token", newKey);
         command

@@ -40,7 +40,7 @@ void addMessageCommands(CLI::App& root) {
     }
     {
         auto [command, options] = addCommand(root, "decode", "Decrypt and verify a token from a peer", decode);
-        addInput(*command, options->input, "Token (default: standard input)");
+        addInput(*command, options->input, "Token, or a file with it (default: standard input)");
         addOwn(*command, options->own, "Your private key to decrypt with; USE is enc; repeatable");
         addMessageOptions(*command, *options);
         command->add_flag("--no-policy", options->hasNoPolicy,
@@ -52,7 +52,7 @@ void addMessageCommands(CLI::App& root) {
     }
     {
         auto [command, options] = addCommand(root, "inspect", "Show the parts, header and claims of a token", inspect);
-        addInput(*command, options->input, "Token (default: standard input)");
+        addInput(*command, options->input, "Token, or a file with it (default: standard input)");
         addOwn(*command, options->own, "Your private key to decrypt with; repeatable");
         command->add_option("--peer", options->peer, "The peer's public JWK Set to verify with")->type_name("FILE");
         addSecretOptions(*command, options->secret);

@@ -6,6 +6,7 @@ namespace Command {
 void addSetCommands(CLI::App& root) {
     auto* jwks = root.add_subcommand("jwks", "Create, list, check, compare, change or search public JWK Sets");
     jwks->require_subcommand(1);
+    jwks->footer("`torvane help jwks make` explains a command.");
     {
         auto [command, options] =
             addCommand(*jwks, "make", "Create a JWK Set from the public keys of key pairs", makeSet);

@@ -29,10 +29,10 @@ void addClaims(CLI::App& command, ClaimOptions& claims) {
     command.add_option("--iss", claims.issuer, "Claim \"iss\", the issuer")->type_name("NAME");
     addList(command, "--aud", claims.audience, "Claim \"aud\", the audience; repeatable", "NAME");
     command.add_option("--sub", claims.subject, "Claim \"sub\", the subject")->type_name("NAME");
-    command.add_option("--expires-in", claims.expiry, "Claim \"exp\": 30s, 10m, 1h, 2d, or a date")->type_name("TIME");
+    command.add_option("--expires-in", claims.expiry, "Claim \"exp\": 30s, 10m, 1h30m, 2d, or a date")
+        ->type_name("TIME");
     command.add_option("--not-before", claims.notBefore, "Claim \"nbf\": -1m, 1h, or a date")->type_name("TIME");
-    command.add_flag(std::string("--jti{") + randomTokenId + '}', claims.tokenId,
-                     "Claim \"jti\": random, or the ID of --jti=ID");
+    command.add_flag("--jti", claims.tokenId, "Claim \"jti\": random, or the ID of --jti=ID");
 }
 
 void addPolicy(CLI::App& command, PolicyOptions& policy) {
@@ -75,7 +75,7 @@ void addSign(CLI::App& root) {
 
 void addVerify(CLI::App& root) {
     auto [command, options] = addCommand(root, "verify", "Verify a signed token, and check its claims", verify);
-    addInput(*command, options->input, "Token (default: standard input)");
+    addInput(*command, options->input, "Token, or a file with it (default: standard input)");
     addList(*command, "--key", options->keys, "Public key or JWK Set; repeatable", keyType)->required();
     addList(*command, "--alg", options->algorithms, "Allowed algorithm; repeatable", "ALG");
     addPolicy(*command, options->policy);
@@ -119,7 +119,7 @@ void addEncrypt(CLI::App& root) {
 
 void addDecrypt(CLI::App& root) {
     auto [command, options] = addCommand(root, "decrypt", "Decrypt a token with your private key", decrypt);
-    addInput(*command, options->input, "Token (default: standard input)");
+    addInput(*command, options->input, "Token, or a file with it (default: standard input)");
     addList(*command, "--key", options->keys, "Private key or JWK Set; repeatable", keyType)->required();
     addList(*command, "--alg", options->algorithms, "Allowed key management algorithm; repeatable", "ALG");
     addList(*command, "--enc", options->contentEncryptions, "Allowed content encryption algorithm; repeatable", "ENC");
@@ -163,7 +163,7 @@ void addNestedEncode(CLI::App& nested) {
 
 void addNestedDecode(CLI::App& nested) {
     auto [command, options] = addCommand(nested, "decode", "Decrypt, verify, and check the claims", decodeNested);
-    addInput(*command, options->input, "Token (default: standard input)");
+    addInput(*command, options->input, "Token, or a file with it (default: standard input)");
     addList(*command, "--key", options->keys, "Your private key or JWK Set; repeatable", keyType)->required();
     addList(*command, "--from", options->senders, "The peer's public key or JWK Set; repeatable", keyType)->required();
     addList(*command, "--jws-alg", options->jwsAlgorithms, "Allowed signature algorithm; repeatable", "ALG");
@@ -190,6 +190,7 @@ void addTokenCommands(CLI::App& root) {
     addDecrypt(root);
     auto* nested = root.add_subcommand("nested", "Sign and encrypt, or decrypt and verify, with keys of any kind");
     nested->require_subcommand(1);
+    nested->footer("`torvane help nested encode` explains a command.");
     addNestedEncode(*nested);
     addNestedDecode(*nested);
 }

@@ -22,8 +22,8 @@ struct ClaimOptions {
     }
 };
 
-/// The value of --jti without an id.
-constexpr const char* randomTokenId = "*";
+/// The value of --jti without an id, as the parser sets it.
+constexpr const char* randomTokenId = "true";
 
 /// What the claims of a token must be.
 struct PolicyOptions {
