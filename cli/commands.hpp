@@ -1,6 +1,7 @@
 // The commands: a function and its options each. arguments.cpp fills the options from the command line.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <torvane/torvane.hpp>
 #include <vector>
@@ -87,6 +88,8 @@ struct MessageOptions {
     std::string signWith, encryptTo;
     std::string jwsAlgorithm, keyManagementAlgorithm, contentEncryptionAlgorithm;
     std::vector<std::string> jwsHeaders, jweHeaders;
+    /// The line with the token that decode() reads; 0 for the only one.
+    std::size_t line = 0;
     /// Whether decode() is not to say that it checks no claims.
     bool hasNoPolicy = false;
 };

@@ -42,6 +42,7 @@ void addMessageCommands(CLI::App& root) {
         auto [command, options] = addCommand(root, "decode", "Decrypt and verify a token from a peer", decode);
         addInput(*command, options->input, "Token, or a file with it (default: standard input)");
         addOwn(*command, options->own, "Your private key to decrypt with; USE is enc; repeatable");
+        addLine(*command, options->line);
         addMessageOptions(*command, *options);
         command->add_flag("--no-policy", options->hasNoPolicy,
                           "Do not say on the terminal that the claims were not checked");

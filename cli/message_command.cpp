@@ -77,7 +77,7 @@ void decode(const MessageOptions& given) {
     const auto parties = openParties(options);
     const auto helper = makeHelper(options, parties);
     const auto input = readTokenOrArgument(options.input);
-    const auto token = findToken(asText(input));
+    const auto token = findToken(asText(input), options.line);
     checkDecoding(options, parties, token);
     const auto message = runWithProgress("decoding", token.size(), [&] {
         try {

@@ -27,4 +27,10 @@ void addOwn(CLI::App& command, std::vector<std::string>& own, const char* descri
     command.add_option("--own", own, description)->type_name("USE[:KID]=URI")->allow_extra_args(false);
 }
 
+void addLine(CLI::App& command, std::size_t& line) {
+    command.add_option("--line", line, "The line to take, if the input has several tokens")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+}
+
 }  // namespace Command

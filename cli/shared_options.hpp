@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <utility>
@@ -29,6 +30,8 @@ void addJSON(CLI::App& command, bool& asJSON);
 void addInput(CLI::App& command, std::string& input, const char* description);
 /// -o.
 void addOutput(CLI::App& command, std::string& output);
+/// --line.
+void addLine(CLI::App& command, std::size_t& line);
 /// --own.
 void addOwn(CLI::App& command, std::vector<std::string>& own, const char* description);
 

@@ -13,12 +13,6 @@ CLI::Option* addList(CLI::App& command, const char* name, std::vector<std::strin
     return command.add_option(name, values, description)->type_name(type)->allow_extra_args(false);
 }
 
-void addLine(CLI::App& command, std::size_t& line) {
-    command.add_option("--line", line, "The line to take, if the input has several tokens")
-        ->type_name("N")
-        ->check(CLI::PositiveNumber);
-}
-
 void addHeaders(CLI::App& command, std::vector<std::string>& headers) {
     addList(command, "--header", headers, "Additional header parameter; repeatable", "NAME=VALUE");
 }

@@ -260,10 +260,13 @@ class Advice(CommandTest):
         token = self.signed()
         for text, count, numbers in ((f"{token}\n{token}\n", 2, "1, 2"), (f"\n{token}\r\n\nBearer {token}", 2, "2, 4"),
                                      ((token + "\n") * 8, 8, "1, 2, 3, 4, 5 and 3 more")):
-            for arguments in (("inspect", "file"), self.decoding("file")):
+            for arguments, hint in ((("inspect", "file"), "Give one of them: sed -n {}p FILE | torvane ..."),
+                                    (self.decoding("file"), "Choose one of them, as in --line {}.")):
                 self.path("file", text)
                 self.reject(5, f"The input has {count} tokens, in the lines {numbers}.", *arguments,
-                            hint=f"Give one of them: sed -n {numbers[0]}p FILE | torvane ...")
+                            hint=hint.format(numbers[0]))
+        self.path("file", f"{token}\n\n{self.encrypted(token)}\n")
+        self.assertEqual(self.text(*self.decoding("file", "--line", "3")), "message")
 
     def test_a_token_is_found_as_people_pass_it_on(self):
         token = self.signed()
