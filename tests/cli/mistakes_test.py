@@ -233,6 +233,7 @@ class Mistakes(CommandTest):
         self.reject(3, f'Cannot read "none": {missing}', "verify", "--key", "both.jwks", "none")
 
 
+@unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
 class EmptyPin(Pkcs11Test):
     def test_an_empty_secret_file_spends_no_try_of_the_pin(self):
         uri = self.uri("P-256")

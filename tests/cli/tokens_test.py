@@ -293,8 +293,8 @@ class Tokens(TokenTest):
                 (("--alg", "HS256"), 'The algorithm "HS256" is not one of RS256 RS384 RS512 PS256 PS384 PS512 ES256 '
                                      "ES384 ES512 ES256K.", None)):
             self.reject(2, error, "sign", "--key", self.key("P-256.pem"), *arguments, stdin="x", hint=hint)
-        for text, seconds in (("1h30m", 5400), ("2w", 1209600), ("10 min", 600), ("10min", 600), ("1 day 2 hours", 93600),
-                              ("90 secs", 90), ("-1h30m", -5400), ("36525d", 36525 * 86400)):
+        for text, seconds in (("1h30m", 5400), ("2w", 1209600), ("10 min", 600), ("10min", 600),
+                              ("1 day 2 hours", 93600), ("90 secs", 90), ("-1h30m", -5400), ("36525d", 36525 * 86400)):
             claims = self.payload(self.sign("P-256.pem", "--expires-in", text))
             self.assertEqual(claims["exp"] - claims["iat"], seconds, text)
         self.reject(3, 'Cannot read "none": No such file or directory.', "sign", "--key", self.key("P-256.pem"),
