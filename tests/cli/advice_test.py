@@ -177,8 +177,8 @@ class Advice(CommandTest):
                 (("--peer", "set"), self.encrypted(b"x"), "No key was given to decrypt the token.",
                  "Give your private key: --own enc:dec=URI.")):
             self.reject(4, error, "inspect", *arguments, stdin=token, prints=None, hint=hint)
-        misfit = "An error occurred while initializing verifier for JWS. Make sure the key you are using is following " \
-                 "the requirements for the signing algorithm "
+        misfit = "An error occurred while initializing verifier for JWS. Make sure the key you are using is " \
+                 "following the requirements for the signing algorithm "
         wrong, closed = "The signature does not verify.", "The JWE could not be decrypted."
         for arguments, token, code, error, hint in (
                 (("--peer", "ec-set"), self.signed(), 7, misfit + "RS256.",

@@ -175,7 +175,8 @@ class Sets(CommandTest):
     def test_text_that_is_not_a_set_is_rejected(self):
         for text, error in (("[]", "The input is neither a JWK Set nor a JWK."),
                             ('{"keys": {}}', "The input is neither a JWK Set nor a JWK."),
-                            ("", "standard input is empty; a JWK Set is needed here."), ("{\"keys\": [], \"keys\": []}", None)):
+                            ("", "standard input is empty; a JWK Set is needed here."),
+                            ("{\"keys\": [], \"keys\": []}", None)):
             done = self.run_command("jwks", "list", stdin=text)
             self.assertEqual((done.returncode, done.stdout), (4, b""), text)
             expected = error or "The key set cannot be read. "

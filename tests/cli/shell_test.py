@@ -73,7 +73,8 @@ class Shell(CommandTest):
         for arguments, error, hint in (
                 (("frobnicate",), 'Unknown command "frobnicate".', "See torvane --help."),
                 (("jwks", "build"), 'Unknown command "build".', "See torvane jwks --help."),
-                (("key", "new"), "The kind of the new key is missing, for example P-256.", "See torvane key new --help."),
+                (("key", "new"),
+                 "The kind of the new key is missing, for example P-256.", "See torvane key new --help."),
                 (("decode",), "--peer is required", "See torvane decode --help."),
                 (("inspect", "a", "b"), "The following argument was not expected: b", "See torvane inspect --help."),
                 (("inspect", "--peer"), "--peer: 1 required FILE missing", "See torvane inspect --help."),

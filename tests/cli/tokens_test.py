@@ -137,8 +137,8 @@ class Tokens(TokenTest):
         for key, more, error in (
                 ("small.pem", (), "{} has 1024 bits, which are too few; at least 2048 are needed."),
                 ("ed.pem", (),
-                 "{} cannot be used. Keys of this kind, such as Ed25519 or DSA, are not supported; torvane takes RSA keys "
-                 "and EC keys on P-256, P-384, P-521 and secp256k1."),
+                 "{} cannot be used. Keys of this kind, such as Ed25519 or DSA, are not supported; torvane takes RSA "
+                 "keys and EC keys on P-256, P-384, P-521 and secp256k1."),
                 ("P-256.public.pem", (), "{} is a public key; signing needs a private one."),
                 ("P-256.public.jwk", (), "{} is a public key; signing needs a private one."),
                 ("public.jwks", (), "{} holds public keys only; signing needs a private one."),
