@@ -60,6 +60,8 @@ struct RotateOptions {
     std::string set, output, use, keyId;
     /// Where and how the new key is made. Its kind may be empty.
     NewKeyOptions key;
+    /// The ids of the old keys; empty for those of the type of the new key.
+    std::vector<std::string> replaced;
     bool keepsOld = false, asJSON = false;
 };
 

@@ -134,7 +134,7 @@ std::vector<std::string> listPurposes(std::string_view prefix, bool takesAlgorit
 std::vector<std::string> listValues(const CLI::App& command, const std::string& name, std::string_view prefix,
                                     const Given& given) {
     if (name == "--encrypt-to") return listKeyIds(given.set, "enc");
-    if (name == "--kid") return listKeyIds(given.set, {});
+    if (name == "--kid" || name == "--replaces") return listKeyIds(given.set, {});
     if (name == "--thumbprint") return listThumbprints(given.set);
     if (name == "--sign-with") return listOwnIds(given.own);
     if ((name == "--key" && command.get_name() != "rotate") || name == "--to" || name == "--from") {

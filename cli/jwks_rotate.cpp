@@ -9,6 +9,7 @@
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/pkcs11_uri.hpp"
 #include "cli/set_entries.hpp"
 #include "cli/text.hpp"
 
@@ -30,15 +31,51 @@ bool isForBoth(const SetEntry& entry) {
     return findUse(entry).value_or(JWKUse::JWK_SIG_ENC) == JWKUse::JWK_SIG_ENC;
 }
 
+bool servesUse(const SetEntry& entry, JWKUse use) {
+    return findUse(entry) == use || isForBoth(entry);
+}
+
+using Entries = std::vector<const SetEntry*>;
+
 // The last readable key of this use; if there is none, the last one of both uses.
-const SetEntry* findNewest(const std::vector<SetEntry>& entries, JWKUse use) {
+const SetEntry* findNewest(const Entries& entries, JWKUse use) {
     const SetEntry* newest = nullptr;
-    for (const auto& entry : entries) {
-        const bool isExact = findUse(entry) == use;
-        if (!entry.key || !(isExact || isForBoth(entry))) continue;
-        if (isExact || newest == nullptr || isForBoth(*newest)) newest = &entry;
+    for (const auto* entry : entries) {
+        const bool isExact = findUse(*entry) == use;
+        if (!entry->key || !(isExact || isForBoth(*entry))) continue;
+        if (isExact || newest == nullptr || isForBoth(*newest)) newest = entry;
     }
     return newest;
+}
+
+// The keys of this use that the new one may replace: those of --replaces, or all.
+Entries findReplaceable(const RotateOptions& options, const std::vector<SetEntry>& entries, JWKUse use) {
+    Entries ofUse, found;
+    for (const auto& entry : entries) {
+        if (servesUse(entry, use)) ofUse.push_back(&entry);
+    }
+    if (options.replaced.empty()) return ofUse;
+    const auto isNamed = [&](const SetEntry* entry) {
+        return std::ranges::find(options.replaced, readMember(*entry, "kid")) != options.replaced.end();
+    };
+    std::ranges::copy_if(ofUse, std::back_inserter(found), isNamed);
+    for (const auto& id : options.replaced) {
+        if (std::ranges::any_of(found, [&](const auto* entry) { return readMember(*entry, "kid") == id; })) continue;
+        std::vector<std::string> names;
+        std::ranges::transform(ofUse, std::back_inserter(names), [](const auto* entry) { return nameEntry(*entry); });
+        throw Failure(ExitCode::key, "No key " + inQuotes(id) + " for " + options.use + " in " +
+                                         nameInput(options.set) + "; for this use it has " + listNames(names) + '.');
+    }
+    return found;
+}
+
+// Without --replaces, a new RSA key replaces RSA keys and a new EC key EC keys, if there are any.
+Entries chooseOld(const RotateOptions& options, Entries replaceable, std::string_view keyType) {
+    if (!options.replaced.empty()) return replaceable;
+    Entries sameType;
+    std::ranges::copy_if(replaceable, std::back_inserter(sameType),
+                         [&](const auto* entry) { return readMember(*entry, "kty") == keyType; });
+    return sameType.empty() ? replaceable : sameType;
 }
 
 std::string chooseKind(const RotateOptions& options, const SetEntry* newest) {
@@ -77,8 +114,7 @@ JSONValue::Object makeMembers(const JsonWebKey& key, const SetEntry* newest) {
 }
 
 // What to do when, as docs/rotate-keys.md explains.
-std::vector<std::string> listSteps(const RotateOptions& options, const std::string& keyId,
-                                   const std::vector<const SetEntry*>& old) {
+std::vector<std::string> listSteps(const RotateOptions& options, const std::string& keyId, const Entries& old) {
     std::vector<std::string> names;
     std::ranges::transform(old, std::back_inserter(names), [](const auto* entry) { return nameEntry(*entry); });
     const auto added = inQuotes(keyId), former = listNames(names);
@@ -110,7 +146,7 @@ std::vector<std::string> listSteps(const RotateOptions& options, const std::stri
 struct Rotation {
     SetEntry added{};
     std::string uri{};
-    std::vector<const SetEntry*> old{}, forBoth{};
+    Entries old{}, forBoth{};
     std::vector<std::string> steps{};
 };
 
@@ -128,7 +164,7 @@ void print(const Rotation& rotation) {
 }
 
 void printJSON(const Rotation& rotation) {
-    const auto listEntries = [](const std::vector<const SetEntry*>& entries) {
+    const auto listEntries = [](const Entries& entries) {
         JSONValue::List list;
         for (const auto* entry : entries) list.emplace_back(makeEntryJSON(*entry));
         return list;
@@ -148,8 +184,12 @@ void rotateKey(const RotateOptions& options) {
     const auto use = fromRawValue<JWKUse>(options.use);
     if (!use || *use == JWKUse::JWK_SIG_ENC) throw Failure(ExitCode::usage, "The use must be sig or enc.");
     if (!Zennet::isUTF8(asBytes(options.keyId))) throw Failure(ExitCode::usage, "The key id is not text.");
+    if (options.keepsOld && *use == JWKUse::JWK_SIG) {
+        throw Failure(ExitCode::usage, "--keep-old is for --use enc only: the old keys for signatures always stay.");
+    }
     auto set = readPublicSet(options.set);
-    const auto* newest = findNewest(set.entries, *use);
+    const auto replaceable = findReplaceable(options, set.entries, *use);
+    const auto* newest = findNewest(replaceable, *use);
     auto wanted = options.key;
     wanted.kind = chooseKind(options, newest);
     // The kind may be in capital letters; no other one begins like it.
@@ -163,13 +203,20 @@ void rotateKey(const RotateOptions& options) {
 
     const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
     const auto key = makeJsonWebKey(createKey(wanted), *use, id);
-    Rotation rotation{.added = readSetEntry(makeMembers(key, newest)), .uri = std::string(cutPin(wanted.uri))};
+    const auto isExact = [&](const auto* entry) { return findUse(*entry) == *use; };
+    Entries exact, forBoth;
+    std::ranges::partition_copy(replaceable, std::back_inserter(exact), std::back_inserter(forBoth), isExact);
+    const bool isForSigning = *use == JWKUse::JWK_SIG;
+    auto old = chooseOld(options, isForSigning ? replaceable : exact, isRSA(key.key()) ? "RSA" : "EC");
+    if (const auto* newestOld = findNewest(old, *use)) newest = newestOld;
+    Rotation rotation{.added = readSetEntry(makeMembers(key, newest)),
+                      .uri = withoutPin(wanted.uri),
+                      .old = std::move(old),
+                      .forBoth = isForSigning ? Entries() : std::move(forBoth)};
     JSONValue::List keys;
     for (const auto& entry : set.entries) {
-        const bool isOld = findUse(entry) == *use;
-        if (isOld || (*use == JWKUse::JWK_SIG && isForBoth(entry))) rotation.old.push_back(&entry);
-        if (*use == JWKUse::JWK_ENC && isForBoth(entry)) rotation.forBoth.push_back(&entry);
-        if (!isOld || *use == JWKUse::JWK_SIG || options.keepsOld) keys.push_back(entry.content);
+        const bool isOld = std::ranges::find(rotation.old, &entry) != rotation.old.end();
+        if (!isOld || isForSigning || options.keepsOld) keys.push_back(entry.content);
     }
     rotation.steps = listSteps(options, key.keyId(), rotation.old);
     keys.push_back(rotation.added.content);

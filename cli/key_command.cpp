@@ -58,11 +58,6 @@ bool isSameKind(std::string_view name, std::string_view given) {
     return std::ranges::equal(name, given, {}, lower, lower);
 }
 
-// A URI without the part that may hold a PIN.
-std::string withoutQuery(const std::string& uri) {
-    return Torvane::isPkcs11URI(uri) ? uri.substr(0, uri.find('?')) : uri;
-}
-
 // Rejects what would fail after the user has typed a passphrase, or after a long generation.
 void checkDestination(const NewKeyOptions& options) {
     if (options.uri == "-") {

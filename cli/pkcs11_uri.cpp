@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <torvane/torvane.hpp>
 
 namespace Command {
 namespace {
@@ -31,6 +32,18 @@ bool namesObject(const std::string& uri) {
         if (attribute.starts_with("object=") || attribute.starts_with("id=")) return true;
     }
     return false;
+}
+
+std::string withoutQuery(const std::string& uri) {
+    return Torvane::isPkcs11URI(uri) ? uri.substr(0, uri.find('?')) : uri;
+}
+
+std::string withoutPin(const std::string& uri) {
+    const auto shown = withoutQuery(uri);
+    if (!Torvane::isPkcs11URI(uri)) return std::string(Torvane::cutPin(shown));
+    // Of a "pkcs11:" URI, cutPin() would leave the first attribute only.
+    const auto attributes = shown.substr(shown.find(':') + 1);
+    return Torvane::cutPin(attributes).size() == attributes.size() ? shown : std::string(Torvane::cutPin(uri));
 }
 
 std::string shortenLists(const std::string& text) {

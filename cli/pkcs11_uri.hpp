@@ -14,6 +14,12 @@ std::string chooseDriver(const std::string& uri);
 /// Whether the URI names an object, by label or id.
 bool namesObject(const std::string& uri);
 
+/// A key URI without its query, which may hold a PIN. The path of a file is returned as it is.
+std::string withoutQuery(const std::string& uri);
+
+/// The same without any PIN, also a misplaced one, as by Torvane::cutPin().
+std::string withoutPin(const std::string& uri);
+
 /// An error text in which each list of names after ": " has five names at most, and says how many more there were.
 std::string shortenLists(const std::string& text);
 

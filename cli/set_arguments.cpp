@@ -79,6 +79,9 @@ void addSetCommands(CLI::App& root) {
             ->type_name("URI");
         command->add_option("--kind", options->key.kind, "Kind of key, such as P-256 (default: as the newest key)");
         command->add_option("--kid", options->keyId, "Id of the new key (default: its thumbprint)");
+        command->add_option("--replaces", options->replaced, "Id of an old key; may be repeated (default: by key type)")
+            ->type_name("KID")
+            ->allow_extra_args(false);
         command->add_flag("--keep-old", options->keepsOld, "With --use enc, keep the old public keys in the set");
         command->add_flag("--encrypt", options->key.isEncrypted, "Encrypt the key file with a passphrase");
         command->add_option("-o,--output", options->output, "Write the set to FILE instead of replacing it")
@@ -86,8 +89,9 @@ void addSetCommands(CLI::App& root) {
         addJSON(*command, options->asJSON);
         addSecretOptions(*command, options->key.secret);
         command->footer(
-            "For sig, the set keeps the old keys; for enc, the new key replaces them. Says what to publish and "
-            "when.\n\n"
+            "For sig, the set keeps the old keys; for enc, the new key replaces them. The old keys are those of "
+            "--replaces, or else the keys for the use that are RSA or EC keys as the new one is. Says what to publish "
+            "and when.\n\n"
             "Examples:\n"
             "  torvane jwks rotate public.jwks --use sig --kid 2027 --key sign-2027.pem\n"
             "  torvane jwks rotate public.jwks --use enc --kind P-256 --key 'pkcs11:token=app;object=agree'");

@@ -285,6 +285,24 @@ class Pkcs11Tokens(CommandTest):
         self.path("config/pkcs11/modules/softhsm2.module", "module: " + os.environ["SOFTHSM2_MODULE"] + "\n")
         return {**self.environment, "XDG_CONFIG_HOME": self.path("config")}
 
+    def test_rotate_names_the_new_key_of_a_pkcs11_token_without_the_pin(self):
+        self.succeed("key", "new", "P-256", "old.pem")
+        module = os.environ["SOFTHSM2_MODULE"]
+        place = "pkcs11:token=app;object={}"
+        for name, query in (("a", f"?module-path={module}&pin-value=1234"),
+                            ("b", f"?pin-value=1234&module-path={module}")):
+            self.succeed("jwks", "make", "sig:old=old.pem", "-o", "rotated")
+            done = self.run_command("jwks", "rotate", "rotated", "--use", "sig", "--kid", name, "--key",
+                                    place.format(name) + query, env=self.environment)
+            self.assertEqual((done.returncode, done.stdout, done.stderr.decode().splitlines()[0]),
+                             (0, b"", f'The new key pair "{name}" (P-256) is in "{place.format(name)}".'))
+            self.assertNotIn(b"1234", done.stderr)
+            with open(self.path("rotated"), encoding="utf-8") as file:
+                *_, added = json.load(file)["keys"]
+            shown = self.text("key", "show", "--json", place.format(name) + "?module-path=" + module, "--secret-file",
+                              self.key("pin.txt"), env=self.environment)
+            self.assertEqual(JWK(**added).thumbprint(), json.loads(shown)["thumbprint"])
+
     def test_the_certificates_that_the_system_trusts_are_not_searched(self):
         env = self.register()
         listed = subprocess.run(["p11-kit", "list-modules"], env={**ENVIRONMENT, **env}, capture_output=True, text=True,

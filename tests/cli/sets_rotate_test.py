@@ -12,6 +12,9 @@ DONE = "with `torvane jwks remove` when no signature by the old key remains to b
 TRANSIT = "when no peer uses the old set and no token for an old key is in transit."
 KEEP = "2. Keep both private keys: tokens for both arrive until every peer has read the set.\n"
 
+# The cases whose new key fits the "alg" of the old one.
+ALG_KEPT = ("signing", "signing instead of a named key")
+
 
 class SetsRotate(CommandTest):
     @classmethod
@@ -20,10 +23,11 @@ class SetsRotate(CommandTest):
             cls.make("key", "new", kind, kind + ".pem")
         cls.make("jwks", "make", "sig/ES256:s=P-256.pem", "enc:e=RSA-2048.pem", "enc:f=P-384.pem", "-o", "set")
         cls.make("jwks", "make", "sig_enc:both=RSA-2048.pem", "-o", "both")
+        cls.make("jwks", "make", "sig/ES256:p=P-256.pem", "sig:r=RSA-2048.pem", "sig:q=P-384.pem", "-o", "several")
 
     def setUp(self):
         super().setUp()
-        for name in ("set", "both"):
+        for name in ("set", "both", "several"):
             with open(self.key(name), "rb") as file:
                 self.path(name, file.read())
 
@@ -47,12 +51,30 @@ class SetsRotate(CommandTest):
          '1. Publish the set now, and keep signing with "s".\n'
          '2. Sign with "new" when every peer has read the set.\n'
          f'3. Remove "s" from the set {DONE}\n'),
-        ("encryption", "set --use enc", ["s", "new"], "P-384",
+        ("encryption, where a key of another type stays", "set --use enc", ["s", "e", "new"], "P-384",
+         '1. Publish the set now. It has "new" instead of "f".\n' + KEEP +
+         f'3. Delete the private key of "f" {TRANSIT}\n'),
+        ("encryption with another type", "set --use enc --kind RSA-2048", ["s", "f", "new"], "RSA 2048",
+         '1. Publish the set now. It has "new" instead of "e".\n' + KEEP +
+         f'3. Delete the private key of "e" {TRANSIT}\n'),
+        ("encryption with the old key", "set --use enc --keep-old", ["s", "e", "f", "new"], "P-384",
+         '1. Publish the set now. Peers must choose "new" by its id.\n' + KEEP +
+         f'3. Remove "f" from the set with `torvane jwks remove`, and delete the private key, {TRANSIT}\n'),
+        ("encryption instead of a named key", "set --use enc --replaces e", ["s", "f", "new"], "RSA 2048",
+         '1. Publish the set now. It has "new" instead of "e".\n' + KEEP +
+         f'3. Delete the private key of "e" {TRANSIT}\n'),
+        ("encryption instead of named keys", "set --use enc --replaces f --replaces e --kind P-256", ["s", "new"],
+         "P-256",
          '1. Publish the set now. It has "new" instead of "e", "f".\n' + KEEP +
          f'3. Delete the private key of "e", "f" {TRANSIT}\n'),
-        ("encryption with the old keys", "set --use enc --keep-old", ["s", "e", "f", "new"], "P-384",
-         '1. Publish the set now. Peers must choose "new" by its id.\n' + KEEP +
-         f'3. Remove "e", "f" from the set with `torvane jwks remove`, and delete the private key, {TRANSIT}\n'),
+        ("signing, where keys of another type stay", "several --use sig --kind P-256", ["p", "r", "q", "new"], "P-256",
+         '1. Publish the set now, and keep signing with "p", "q".\n'
+         '2. Sign with "new" when every peer has read the set.\n'
+         f'3. Remove "p", "q" from the set {DONE}\n'),
+        ("signing instead of a named key", "several --use sig --replaces p", ["p", "r", "q", "new"], "P-256",
+         '1. Publish the set now, and keep signing with "p".\n'
+         '2. Sign with "new" when every peer has read the set.\n'
+         f'3. Remove "p" from the set {DONE}\n'),
         ("a first key", "empty --use sig --kind P-256", ["new"], "P-256",
          '1. Publish the set now.\n2. Sign with "new" when every peer has read the set.\n'),
         ("a first key for encryption", "empty --use enc --kind P-256", ["new"], "P-256", "1. Publish the set now.\n"),
@@ -82,10 +104,10 @@ class SetsRotate(CommandTest):
                 self.assertEqual((JWK(**new).thumbprint(), pair.has_private, new["use"], "d" in new),
                                  (pair.thumbprint(), True, options[1], False))
                 self.assertEqual(stat.S_IMODE(os.stat(self.path(key)).st_mode), 0o600)
-                self.assertEqual(new.get("alg"), "ES256" if what == "signing" else None)
+                self.assertEqual(new.get("alg"), "ES256" if what in ALG_KEPT else None)
 
     def setUpSets(self):
-        for name in ("set", "both"):
+        for name in ("set", "both", "several"):
             with open(self.key(name), "rb") as file:
                 self.path(name, file.read())
         self.path("empty", '{"keys": []}')
@@ -98,7 +120,7 @@ class SetsRotate(CommandTest):
         new = found["keys"].pop()
         self.assertEqual((found, new["kid"]), (content, JWK(**new).thumbprint()))
         self.assertEqual(stat.S_IMODE(os.stat(self.path("set")).st_mode), 0o640)
-        self.assertEqual(sorted(os.listdir(self.folder)), ["both", "new.pem", "set"])
+        self.assertEqual(sorted(os.listdir(self.folder)), ["both", "new.pem", "set", "several"])
 
     def test_the_set_may_be_read_from_and_written_to_another_place(self):
         before = json.dumps(self.read())
@@ -124,6 +146,12 @@ class SetsRotate(CommandTest):
                  "Choose another id with --kid."),
                 ("both --use sig --kid both --key k", 2, 'The set has a key "both" for this use already.',
                  "Choose another id with --kid."),
+                ("set --use sig --keep-old --key k", 2,
+                 "--keep-old is for --use enc only: the old keys for signatures always stay.", None),
+                ("set --use enc --replaces s --key k", 4, 'No key "s" for enc in "set"; for this use it has "e", "f".',
+                 None),
+                ("set --use enc --replaces e --replaces x --key k", 4,
+                 'No key "x" for enc in "set"; for this use it has "e", "f".', None),
                 ("none --use sig --key k", 4, 'Cannot read "none": No such file or directory.', None),
                 ("jwk --use sig --key k", 4, '"jwk" is a JWK; a JWK Set is needed here.',
                  'Put it into a set: {"keys": [JWK]}.'),
@@ -134,6 +162,17 @@ class SetsRotate(CommandTest):
                 self.assertEqual((sorted(os.listdir(self.folder)), self.read()), (listing, before))
         self.reject(2, "The set has no key for enc that tells the kind of the new one.", "jwks", "rotate", "-", "--use",
                     "enc", "--key", "k", stdin='{"keys": []}', hint=f"Choose it with --kind: {kinds}.")
+
+    def test_private_keys_of_every_kind_are_rejected(self):
+        for kind in ({"kty": "RSA", "size": 2048}, {"kty": "EC", "crv": "P-256"}, {"kty": "EC", "crv": "secp256k1"},
+                     {"kty": "OKP", "crv": "Ed25519"}, {"kty": "oct", "size": 256}):
+            key = {**JWK.generate(**kind).export(as_dict=True, private_key=True), "use": "sig", "kid": "p", "alg": "x"}
+            for member in ({}, {"alg": "ES256K"}, {"d": "AA"}, {"d": 5, "k": 5}):
+                for options in (("--use", "sig"), ("--use", "enc", "--kind", "P-256")):
+                    self.path("private", json.dumps({"keys": [*self.read()["keys"], {**key, **member}]}))
+                    self.reject(4, '"private" has private keys; a set of public keys is needed here.', "jwks", "rotate",
+                                "private", *options, "--key", "k",
+                                hint="`torvane jwks select FILE` writes the public members of its keys.")
 
     def test_a_set_that_cannot_be_written_leaves_the_new_key(self):
         hint = 'The new key pair is in "k.pem", but in no set: delete it before you try again.'
@@ -152,9 +191,9 @@ class SetsRotate(CommandTest):
         self.assertEqual((said, told["added"]),
                          ("", {"kid": "new", "use": "enc", "kind": "P-384", "alg": "", "uri": "new.pem",
                                "thumbprint": JWK(**new).thumbprint()}))
-        self.assertEqual([(key["kid"], key["kind"]) for key in told["old"]], [("e", "RSA 2048"), ("f", "P-384")])
+        self.assertEqual([(key["kid"], key["kind"]) for key in told["old"]], [("f", "P-384")])
         self.assertEqual((told["forBoth"], told["steps"][0], len(told["steps"])),
-                         ([], 'Publish the set now. It has "new" instead of "e", "f".', 3))
+                         ([], 'Publish the set now. It has "new" instead of "f".', 3))
         told = json.loads(self.rotate("both", "--use", "enc", "--key", "other.pem", "--json")[0])
         self.assertEqual(([key["kid"] for key in told["forBoth"]], told["old"]), (["both"], []))
         for arguments in (("set", "-o", "-"), ("-",)):
