@@ -148,9 +148,7 @@ Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Obj
                 const PolicyOptions& options) {
     const auto& description = error.errorDescription();
     const auto& name = error.claim();
-    if (name.empty()) {
-        return {ExitCode::claims, "The payload is not a JSON object, so it has no claims to check."};
-    }
+    if (name.empty()) return explainMissingClaims();
     const auto view = parsePayload(payload);
     const auto& members = error.errorCase() == ClaimsError::Case::wrongType ? header : *view.claims;
     const auto member = members.find(name);
@@ -166,6 +164,10 @@ Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Obj
     const bool isExpiryMissing = error.errorCase() == ClaimsError::Case::missingClaim && name == "exp" &&
                                  std::ranges::find(options.required, name) == options.required.end();
     return {ExitCode::claims, text + '.', isExpiryMissing ? "--allow-no-expiry accepts claims without it." : ""};
+}
+
+Failure explainMissingClaims() {
+    return {ExitCode::claims, "The payload is not a JSON object, so it has no claims to check."};
 }
 
 void warnOfUncheckedClaims(ByteView payload, std::string_view advice) {

@@ -27,6 +27,9 @@ Torvane::ClaimsPolicy makePolicy(const PolicyOptions& options);
 Failure explain(const Torvane::ClaimsError& error, Torvane::ByteView payload, const Torvane::JSONValue::Object& header,
                 const PolicyOptions& options);
 
+/// What is wrong with a payload that a policy cannot check.
+Failure explainMissingClaims();
+
 /// Says on standard error that the claims were not checked, if that is a terminal and the payload has claims.
 /// @param advice says how to check them.
 void warnOfUncheckedClaims(Torvane::ByteView payload, std::string_view advice);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/commands.hpp"
+#include "cli/token_commands.hpp"
 
 namespace Command {
 
@@ -32,7 +33,12 @@ void addInput(CLI::App& command, std::string& input, const char* description);
 void addOutput(CLI::App& command, std::string& output);
 /// --line.
 void addLine(CLI::App& command, std::size_t& line);
+/// An option with a list of values, one for each time that it is given.
+CLI::Option* addList(CLI::App& command, const char* name, std::vector<std::string>& values, const char* description,
+                     const char* type);
 /// --own.
 void addOwn(CLI::App& command, std::vector<std::string>& own, const char* description);
+/// The options that check claims, from --iss to --allow-no-expiry.
+void addPolicy(CLI::App& command, PolicyOptions& policy);
 
 }  // namespace Command

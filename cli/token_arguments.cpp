@@ -7,12 +7,6 @@ namespace {
 
 constexpr const char* keyType = "FILE[#KID]";
 
-// A list of values, one for each time that the option is given.
-CLI::Option* addList(CLI::App& command, const char* name, std::vector<std::string>& values, const char* description,
-                     const char* type) {
-    return command.add_option(name, values, description)->type_name(type)->allow_extra_args(false);
-}
-
 void addHeaders(CLI::App& command, std::vector<std::string>& headers) {
     addList(command, "--header", headers, "Additional header parameter; repeatable", "NAME=VALUE");
 }
@@ -29,17 +23,8 @@ void addClaims(CLI::App& command, ClaimOptions& claims) {
     command.add_flag("--jti", claims.tokenId, "Claim \"jti\": random, or the ID of --jti=ID");
 }
 
-void addPolicy(CLI::App& command, PolicyOptions& policy) {
-    addList(command, "--iss", policy.issuers, "\"iss\" must be NAME; repeatable, any one is enough", "NAME");
-    addList(command, "--aud", policy.audiences, "\"aud\" must contain NAME; repeatable, any one is enough", "NAME");
-    command.add_option("--sub", policy.subject, "\"sub\" must be NAME")->type_name("NAME");
-    addList(command, "--require", policy.required, "The claim must be there; repeatable", "CLAIM");
-    command.add_option("--leeway", policy.leeway, "How far clocks may differ, for example 30s")->type_name("TIME");
-    command.add_option("--max-age", policy.maximumAge, "Longest time since \"iat\", for example 1h")->type_name("TIME");
-    command.add_option("--typ", policy.type, "\"typ\" of the header must be TYPE, for example at+jwt")
-        ->type_name("TYPE");
-    command.add_flag("--allow-no-expiry", policy.allowsNoExpiry, "Accept claims without \"exp\"");
-    command.add_flag("--no-policy", policy.isOff, "Check no claims, and do not say so on the terminal");
+void addNoPolicy(CLI::App& command, bool& isOff) {
+    command.add_flag("--no-policy", isOff, "Check no claims, and do not say so on the terminal");
 }
 
 void addSign(CLI::App& root) {
@@ -73,6 +58,7 @@ void addVerify(CLI::App& root) {
     addList(*command, "--key", options->keys, "Public key or JWK Set; repeatable", keyType)->required();
     addList(*command, "--alg", options->algorithms, "Allowed algorithm; repeatable", "ALG");
     addPolicy(*command, options->policy);
+    addNoPolicy(*command, options->policy.isOff);
     addLine(*command, options->line);
     addOutput(*command, options->output);
     addJSON(*command, options->asJSON);
@@ -165,6 +151,7 @@ void addNestedDecode(CLI::App& nested) {
     addList(*command, "--jwe-enc", options->contentEncryptions, "Allowed content encryption algorithm; repeatable",
             "ENC");
     addPolicy(*command, options->policy);
+    addNoPolicy(*command, options->policy.isOff);
     addLine(*command, options->line);
     addOutput(*command, options->output);
     addJSON(*command, options->asJSON);

@@ -10,6 +10,7 @@
 #include "cli/files.hpp"
 #include "cli/key_choice.hpp"
 #include "cli/keys.hpp"
+#include "cli/policy_verdict.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"
 
@@ -75,7 +76,7 @@ JSONValue::Object describeKey(const GivenKey& key) {
 
 VerifiedPayload verifyToken(std::string_view token, std::vector<GivenKey> keys,
                             const std::vector<SignatureAlgorithm>& algorithms, const PolicyOptions& options) {
-    const auto policy = makePolicy(options);
+    static_cast<void>(makePolicy(options));
     auto view = readSigned(token);
     const auto algorithm = requireAlgorithm(view, algorithms);
     const auto fitting = selectFitting(selectByKeyId(std::move(keys), *view.header), algorithm, KeyClass::publicKey);
@@ -83,10 +84,8 @@ VerifiedPayload verifyToken(std::string_view token, std::vector<GivenKey> keys,
         auto payload = tryKey(token, key, algorithm);
         if (!payload) continue;
         if (options.areGiven()) {
-            try {
-                static_cast<void>(policy.readClaims(*payload, *view.header));
-            } catch (const ClaimsError& error) {
-                throw explain(error, *payload, *view.header, options);
+            if (const auto verdict = judgeClaims(*payload, *view.header, options); verdict.rejection) {
+                throw Failure(*verdict.rejection);
             }
         }
         return {*std::move(payload), *std::move(view.header), key};
