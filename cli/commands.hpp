@@ -99,13 +99,4 @@ struct MessageOptions {
 void encode(const MessageOptions& options);
 void decode(const MessageOptions& options);
 
-struct InspectOptions {
-    std::string input, peer;
-    SecretOptions secret;
-    std::vector<std::string> own;
-    bool asJSON = false;
-};
-
-void inspect(const InspectOptions& options);
-
 }  // namespace Command

@@ -140,6 +140,10 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
     if ((name == "--key" && command.get_name() != "rotate") || name == "--to" || name == "--from") {
         return listPathsOfKeys(prefix);
     }
+    // `inspect` also takes FILE[#KID]; the shell completes files if there are no candidates.
+    if (name == "--own" && command.get_name() == "inspect" && (prefix.empty() || prefix.find('#') != prefix.npos)) {
+        return listPathsOfKeys(prefix);
+    }
     if (name == "--own") return listPurposes(prefix, false);
     if (name == "make") return listPurposes(prefix, true);
     if (name == "--alg" && command.get_name() == "select") {

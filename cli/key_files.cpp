@@ -191,13 +191,10 @@ class ReadSet {
     GivenKey describe(const JSONValue::Object& members, const JsonWebKey& key) const {
         const auto id = copyMember(members, "kid");
         const bool isNamed = isSingle_ && !path_.keyId;
-        return {isNamed ? path_.name : path_.name + '#' + id.value_or(key.thumbprint()),
-                key.key(),
-                id,
-                key.use(),
-                copyMember(members, "alg"),
-                readOperations(members),
-                path_.keyId.has_value()};
+        auto given =
+            describeEntry(isNamed ? path_.name : path_.name + '#' + id.value_or(key.thumbprint()), members, key);
+        given.isChosen = path_.keyId.has_value();
+        return given;
     }
 
     [[noreturn]] void rejectEntry(std::size_t index, const std::string& reason, const Opening& opening) const {
@@ -287,6 +284,11 @@ std::vector<GivenKey> open(const std::string& text, const Opening& opening) {
 
 std::string GivenKey::thumbprint() const {
     return JsonWebKey(key, use, {}).thumbprint();
+}
+
+GivenKey describeEntry(std::string name, const JSONValue::Object& members, const JsonWebKey& key) {
+    return {std::move(name),        key.key(), copyMember(members, "kid"), key.use(), copyMember(members, "alg"),
+            readOperations(members)};
 }
 
 std::vector<GivenKey> openKeys(const std::vector<std::string>& texts, KeyClass keyClass, std::string_view task,

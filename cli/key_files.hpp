@@ -31,6 +31,9 @@ struct GivenKey {
     std::string tokenKeyId() const { return keyId ? *keyId : thumbprint(); }
 };
 
+/// A key of a set, with what its members say of it.
+GivenKey describeEntry(std::string name, const Torvane::JSONValue::Object& members, const Torvane::JsonWebKey& key);
+
 /// Opens the keys of FILE[#KID] texts, at least one. A FILE is a path, a "file:" or "pkcs11:" URI, or "-" for standard
 /// input; its content tells the format. "#KID" chooses from a JWK Set, unless a file has the whole name. Keys of a set
 /// that cannot be read are left out.

@@ -52,18 +52,24 @@ void addMessageCommands(CLI::App& root) {
             "  torvane decode --own enc:2026-enc=decrypt.pem --peer peer.jwks token.txt");
     }
     {
-        auto [command, options] = addCommand(root, "inspect", "Show the parts, header and claims of a token", inspect);
+        auto [command, options] =
+            addCommand(root, "inspect", "Show the layers, headers and claims of a token", inspect);
         addInput(*command, options->input, "Token, or a file with it (default: standard input)");
-        addOwn(*command, options->own, "Your private key to decrypt with; repeatable");
+        addList(*command, "--own", options->own, "Your private key to decrypt with; repeatable",
+                "FILE[#KID]|USE[:KID]=URI");
         command->add_option("--peer", options->peer, "The peer's public JWK Set to verify with")->type_name("FILE");
+        addPolicy(*command, options->policy);
         addSecretOptions(*command, options->secret);
         addJSON(*command, options->asJSON);
         command->footer(
             "Without --peer nothing is verified: anybody may have written the token. With --peer the exit code is 0\n"
-            "only if the token verifies.\n\n"
+            "only if the token verifies. With any of --iss to --allow-no-expiry, the exit code is 8 if the policy\n"
+            "rejects the claims; without them, the report says what the default policy would say: \"exp\" must be\n"
+            "there, and the times must fit.\n\n"
             "Examples:\n"
             "  torvane inspect token.txt\n"
-            "  torvane inspect --own enc:2026-enc=decrypt.pem --peer peer.jwks token.txt");
+            "  torvane inspect --own private.jwks --peer peer.jwks token.txt\n"
+            "  torvane inspect --peer peer.jwks --iss https://id.example --aud https://api.example token.txt");
     }
 }
 

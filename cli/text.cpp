@@ -68,12 +68,6 @@ class JSONWriter {
     const Note& note_;
 };
 
-// Columns on the terminal, approximately: combining and wide characters are rare in key ids.
-std::size_t measureWidth(std::string_view text) noexcept {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
-}
-
 // In the largest unit of which there is a whole one: 9.99 minutes are 9 minutes, or 10 if they are to be rounded.
 std::string formatDuration(double seconds, bool isRounded) {
     constexpr std::array<std::pair<double, const char*>, 5> units{
@@ -108,6 +102,11 @@ std::string makePrintableLines(std::string_view text) {
         begin = end + 1;
     }
     return result;
+}
+
+std::size_t measureWidth(std::string_view text) noexcept {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
 std::string_view trim(std::string_view text) noexcept {

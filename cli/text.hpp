@@ -25,6 +25,9 @@ std::string makePrintable(std::string_view text);
 /// The same, but tabs and line breaks stay; a carriage return before a line break is left out.
 std::string makePrintableLines(std::string_view text);
 
+/// Columns on the terminal, approximately: combining and wide characters are rare in key ids.
+std::size_t measureWidth(std::string_view text) noexcept;
+
 /// The text without white space at either end.
 std::string_view trim(std::string_view text) noexcept;
 

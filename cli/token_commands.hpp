@@ -1,4 +1,4 @@
-// The commands that make and open single tokens with keys of any kind: a function and its options each.
+// The commands that make, open and inspect single tokens with keys of any kind: a function and its options each.
 #pragma once
 
 #include <cstddef>
@@ -94,5 +94,15 @@ struct NestedDecodeOptions {
 
 void encodeNested(const NestedEncodeOptions& options);
 void decodeNested(const NestedDecodeOptions& options);
+
+struct InspectOptions {
+    std::string input, peer;
+    std::vector<std::string> own;
+    PolicyOptions policy;
+    SecretOptions secret;
+    bool asJSON = false;
+};
+
+void inspect(const InspectOptions& options);
 
 }  // namespace Command

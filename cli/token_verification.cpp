@@ -63,7 +63,7 @@ JSONValue::Object describePayload(ByteView payload) {
     auto view = parsePayload(payload);
     if (view.claims) return {{"claims", *std::move(view.claims)}};
     if (view.text) return {{"payload", *std::move(view.text)}};
-    return {{"payloadBase64url", encodeBase64url(payload)}};
+    return {{"payloadBase64url", encodeBase64url(*view.bytes)}};
 }
 
 JSONValue::Object describeKey(const GivenKey& key) {

@@ -40,6 +40,20 @@ std::size_t findSignatureSize(std::string_view algorithm) {
     return 0;
 }
 
+constexpr std::array<std::string_view, 5> timeClaims{"exp", "nbf", "iat", "auth_time", "updated_at"};
+
+// RFC 7519 defines these; the others are from OpenID Connect, and some providers write text.
+bool isRegisteredTime(std::string_view name) noexcept {
+    return name == "exp" || name == "nbf" || name == "iat";
+}
+
+// What is wrong with the time of a claim; null if nothing is.
+const char* findFault(std::string_view name, double seconds, double now) noexcept {
+    if (name == "exp") return seconds <= now ? "The token has expired" : nullptr;
+    if (name == "nbf") return seconds > now ? "The token is not valid yet" : nullptr;
+    return name == "iat" && seconds > now ? "The token was issued in the future" : nullptr;
+}
+
 std::string quotePrintable(std::string_view text) {
     return '"' + makePrintable(text) + '"';
 }
@@ -177,32 +191,41 @@ bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept {
 }
 
 PayloadView parsePayload(Torvane::ByteView bytes) {
-    PayloadView view{bytes.size(), readObject(bytes), std::nullopt};
-    if (!view.claims && Torvane::Zennet::isUTF8(bytes)) view.text = std::string(Torvane::asText(bytes));
+    PayloadView view{bytes.size(), readObject(bytes), std::nullopt, std::nullopt};
+    if (view.claims) return view;
+    if (Torvane::Zennet::isUTF8(bytes)) {
+        view.text = std::string(Torvane::asText(bytes));
+    } else {
+        view.bytes.emplace(bytes.begin(), bytes.end());
+    }
     return view;
 }
 
 std::string describeTime(const std::string& name, const JSONValue& value, double now) {
-    const auto seconds = name == "exp" || name == "nbf" || name == "iat" ? value.to<double>() : std::nullopt;
+    const bool isTime = std::ranges::find(timeClaims, name) != timeClaims.end();
+    const auto seconds = isTime ? value.to<double>() : std::nullopt;
     return seconds ? formatTime(*seconds, now) : std::string();
 }
 
-std::vector<std::string> findTimeWarnings(const JSONValue::Object& claims, double now) {
-    std::vector<std::string> warnings;
-    const auto warn = [&](const char* name, const char* what, auto isBad) {
+std::vector<TimeWarning> findTimeWarnings(const JSONValue::Object& claims, double now) {
+    std::vector<TimeWarning> warnings;
+    for (const auto name : timeClaims) {
         const auto claim = claims.find(name);
-        if (claim == claims.end()) return;
-        const auto seconds = claim->second.to<double>();
-        if (!seconds) warnings.push_back(std::string("\"") + name + "\" is not a number.");
-        if (seconds && isBad(*seconds)) warnings.emplace_back(what);
-        if (seconds && *seconds > lastSecondOf9999) {
-            warnings.push_back(std::string("\"") + name + "\" is after the year 9999: times are in seconds, not in " +
-                               "milliseconds.");
+        const auto seconds = claim == claims.end() ? std::nullopt : claim->second.to<double>();
+        if (claim == claims.end() || (!seconds && !isRegisteredTime(name))) continue;
+        const auto quoted = quotePrintable(name);
+        if (!seconds) {
+            warnings.push_back({name, quoted + " is not a number.", true});
+        } else if (const auto* what = findFault(name, *seconds, now)) {
+            const auto time = formatTime(*seconds, now);
+            const auto when = time.empty() ? "" : ": " + quoted + (*seconds > now ? " is " : " was ") + time;
+            warnings.push_back({name, what + when + '.', true});
         }
-    };
-    warn("exp", "The token has expired.", [now](double time) { return time <= now; });
-    warn("nbf", "The token is not valid yet.", [now](double time) { return time > now; });
-    warn("iat", "The token was issued in the future.", [now](double time) { return time > now; });
+        if (seconds && *seconds > lastSecondOf9999) {
+            warnings.push_back(
+                {name, quoted + " is after the year 9999: times are in seconds, not in milliseconds.", false});
+        }
+    }
     return warnings;
 }
 

@@ -22,6 +22,8 @@ struct PayloadView {
     std::optional<Torvane::JSONValue::Object> claims;
     /// Set if the payload is other UTF-8 text.
     std::optional<std::string> text;
+    /// Set if the payload is not text.
+    std::optional<Torvane::ByteBuffer> bytes;
 };
 
 struct TokenView {
@@ -56,11 +58,19 @@ bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept;
 
 PayloadView parsePayload(Torvane::ByteView bytes);
 
-/// The time of "exp", "nbf" or "iat" in words; empty for any other member.
+/// The time of "exp", "nbf" or "iat", or of "auth_time" or "updated_at" of OpenID Connect, in words; empty for any
+/// other member, and for a value that is not a time.
 std::string describeTime(const std::string& name, const Torvane::JSONValue& value, double now);
 
-/// Warnings of a token that has expired, is not valid yet, or was issued in the future, and of times that are not in
+struct TimeWarning {
+    std::string_view claim;
+    std::string text;
+    /// Whether it says what a policy would say, too.
+    bool isRule;
+};
+
+/// Warnings of a token that has expired, is not valid yet, or was issued in the future, and of times that are not
 /// seconds.
-std::vector<std::string> findTimeWarnings(const Torvane::JSONValue::Object& claims, double now);
+std::vector<TimeWarning> findTimeWarnings(const Torvane::JSONValue::Object& claims, double now);
 
 }  // namespace Command

@@ -276,7 +276,8 @@ class Advice(CommandTest):
             self.assertEqual(self.text("inspect", stdin=text), shown, text)
             self.assertEqual(self.text("inspect", text.strip()), shown, text)
             self.assertEqual(self.text("inspect", "--peer", "set", text.strip()),
-                             shown.replace("not verified", 'verified with the peer\'s key "s"').split("\n\nNothing")[0]
+                             shown.replace("not verified", 'verified with the peer\'s key "s" (RSA 2048, RS256)')
+                             .split("\n\nNothing")[0]
                              + "\n", text)
         nested = self.encrypted(token)
         self.assertEqual(self.text(*self.decoding(), stdin=f"Bearer {nested}\n"), "message")

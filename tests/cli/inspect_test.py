@@ -1,9 +1,14 @@
 """`inspect`: what it shows of good tokens; hostile tokens neither control the terminal nor count as verified."""
 import base64
+import datetime
 import json
+import re
 import time
 import unittest
 
+from cryptography import x509
+from cryptography.hazmat.primitives.hashes import SHA256
+from cryptography.hazmat.primitives.serialization import Encoding, load_pem_private_key
 from jwcrypto.jwe import JWE
 from jwcrypto.jwk import JWK
 from jwcrypto.jws import JWS
@@ -57,12 +62,13 @@ class Inspect(CommandTest):
         self.assertRegex(shown[0], r"\AJWS, \d+ characters, not verified\n\n"
                                    r"header     28 bytes\npayload    \d+ bytes\nsignature  3 bytes\n\n\Z")
         utc = [time.strftime("%Y-%m-%d %H:%M:%S UTC", time.gmtime(moment)) for moment in (now + 7210, claims["iat"])]
+        years = int((now - 1300819380) / 86400 / 365.25)
         self.assertEqual(shown[1], f'''
   "alg": "RS256",
   "kid": "7"
 }}
 claims {{
-  "exp": 1300819380,  2011-03-22 18:43:00 UTC ({int((now - 1300819380) / 86400 / 365.25)} years ago)
+  "exp": 1300819380,  2011-03-22 18:43:00 UTC ({years} years ago)
   "iat": {claims["iat"]},  {utc[1]} (3 days ago)
   "n": [
     1,
@@ -71,8 +77,8 @@ claims {{
   "nbf": {now + 7210},  {utc[0]} (in 2 hours)
   "sub": "Ada"
 }}
-warning: The token has expired.
-warning: The token is not valid yet.
+default policy: would reject the claims. The token has expired: "exp" was 2011-03-22 18:43:00 UTC ({years} years ago).
+warning: The token is not valid yet: "nbf" is {utc[0]} (in 2 hours).
 
 {UNVERIFIED}''')
 
@@ -87,7 +93,7 @@ warning: The token is not valid yet.
                                (now + 86400, "(in 1 day)")):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertIn(words, shown)
-            self.assertEqual("The token has expired." in shown, seconds < now)
+            self.assertEqual("The token has expired: " in shown, seconds < now)
         for seconds in (253402300800, -62167219201, 2**63 - 1, -2**63, 1e300, -1e18):
             shown = self.text("inspect", stdin=token({"alg": "RS256", "kid": "7"}, {"exp": seconds}))
             self.assertNotIn("UTC", shown)
@@ -109,13 +115,14 @@ warning: The token is not valid yet.
                   '"jku" is a URL of keys: a receiver must not fetch them.',
                   '"x5u" is the URL of a certificate: a receiver must not fetch it.',
                   '"jwk" is a key that the sender chose: it proves nothing.',
-                  '"x5c" is a certificate that the sender chose: it proves nothing by itself.']),
-                ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ['"exp" is not a number.',
-                                                                              "The token was issued in the future.",
+                  '"x5c" is a certificate that the sender chose: it proves nothing by itself.',
+                  'Its "x5c" is not a list of certificates.']),
+                # The line about the policy replaces the warning about the claim that it names.
+                ({"alg": "RS256", "kid": "k"}, {"exp": "soon", "iat": 9e18}, ["The token was issued in the future.",
                                                                               '"iat"' + MILLISECONDS]),
                 ({"alg": "RS256", "kid": "k"}, {"exp": 1795422551000, "nbf": 253402300800, "iat": 1300819380000},
-                 ['"exp"' + MILLISECONDS, "The token is not valid yet.", '"nbf"' + MILLISECONDS,
-                  "The token was issued in the future.", '"iat"' + MILLISECONDS]),
+                 ['"exp"' + MILLISECONDS, '"nbf"' + MILLISECONDS, "The token was issued in the future.",
+                  '"iat"' + MILLISECONDS]),
                 ({"alg": "RS256", "kid": "k"}, {"exp": 253402300799, "other": 1795422551000}, [])):
             shown = self.text("inspect", stdin=token(header, payload))
             self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
@@ -173,6 +180,79 @@ warning: The token is not valid yet.
                 self.assert_harmless(self.text("inspect", *options, stdin=token(header, payload)))
         self.assert_harmless(self.run_command("inspect", "--own", EVIL).stderr.decode())
 
+    def test_claims_that_are_not_times_are_neither_hidden_nor_taken_for_times(self):
+        now = int(time.time())
+        day = 86400
+        issued, later = "The token was issued in the future", "The token is not valid yet"
+        in_two_days = "(in 2 days)"
+        for name, value, note, warning in (
+                ("exp", "1300819380", "", '"exp" is not a number.'), ("exp", None, "", '"exp" is not a number.'),
+                ("nbf", [1], "", '"nbf" is not a number.'), ("iat", True, "", '"iat" is not a number.'),
+                *((each, now * 1000, "", f'"{each}"' + MILLISECONDS) for each in ("exp", "auth_time", "updated_at")),
+                ("nbf", 253402300799, "(in ", later + f" in {round((253402300799 - now) / 86400 / 365.25)} years."),
+                ("nbf", now + 2 * day + 60, in_two_days, later + " in 2 days."),
+                ("iat", now + 2 * day + 60, in_two_days, issued + " in 2 days."),
+                ("exp", now - 90, "(1 minute ago)", "The token has expired 1 minute ago."),
+                ("exp", -1e308, "", "The token has expired."), ("exp", now + 2 * day + 60, in_two_days, None),
+                ("nbf", now - 90, "(1 minute ago)", None), ("auth_time", now - 7300, "(2 hours ago)", None),
+                ("updated_at", now - 7300, "(2 hours ago)", None), ("auth_time", now + 2 * day + 60, in_two_days, None),
+                ("updated_at", "2026-11-23", "", None), ("birthdate", now - 60, "", None)):
+            with self.subTest(name=name, value=value):
+                stdin = token({"alg": "RS256", "kid": "7"}, {name: value})
+                layer = json.loads(self.text("inspect", "--json", stdin=stdin))["layers"][0]
+                self.assertEqual([re.sub(rf': "{name}" (is|was) \d[^:]*:\d\d:\d\d UTC \((.*)\)\.', r" \2.", warning)
+                                  for warning in layer["warnings"]], [warning] if warning else [])
+                self.assertEqual(layer["claims"], {name: value})
+                line = next(line for line in self.text("inspect", stdin=stdin).splitlines()
+                            if line.startswith(f'  "{name}": '))
+                self.assertEqual("UTC" in line, bool(note), line)
+                self.assertIn(note, line)
+
+    def certificate(self):
+        """In base64, for the key "ec", and valid in 2099 only."""
+        private = load_pem_private_key(self.jwk("ec").export_to_pem(True, None), None)
+        name = x509.Name([x509.NameAttribute(x509.NameOID.COMMON_NAME, "leaf")])
+        builder = x509.CertificateBuilder(name, name, private.public_key(), 1, datetime.datetime(2099, 1, 1),
+                                          datetime.datetime(2099, 12, 31))
+        return base64.b64encode(builder.sign(private, SHA256()).public_bytes(Encoding.DER)).decode()
+
+    def test_header_parameters_are_explained(self):
+        leaf = self.certificate()
+        public = self.jwk("ec").export_public(as_dict=True)
+        unreadable = "not a key that torvane can read"
+        early = "is not valid before 2099-01-01 00:00:00 UTC."
+        chosen = "is a certificate that the sender chose: it proves nothing by itself."
+        for name, value, note, warnings in (
+                ("apu", part(b"Alice"), '"Alice"', []), ("apv", part(EVIL.encode()), "51 bytes, not text", []),
+                ("apv", part(b"\xff\0"), "2 bytes, not text", []), ("apu", "", "0 bytes", []),
+                ("apu", "a b", "not base64url", []), ("apu", 5, "not base64url", []), ("epk", public, "P-384", []),
+                ("epk", {"kty": "EC"}, unreadable, []), ("epk", "x", unreadable, []),
+                ("jwk", public, "P-384, thumbprint " + self.jwk("ec").thumbprint(),
+                 ['"jwk" is a key that the sender chose: it proves nothing.']),
+                ("jwk", {"kty": "oct", "k": "AA"}, unreadable,
+                 ['"jwk" is a key that the sender chose: it proves nothing.']),
+                ("x5c", [leaf], "CN=leaf, until 2099-12-31 00:00:00 UTC",
+                 ['"x5c" ' + chosen, f'Certificate 1 of its "x5c" {early}']),
+                ("x5c", [leaf, leaf], "2 certificates; the first: CN=leaf, until 2099-12-31 00:00:00 UTC",
+                 ['"x5c" ' + chosen, f'Certificate 1 of its "x5c" {early}', f'Certificate 2 of its "x5c" {early}']),
+                ("x5c", ["x" * 5000], "", ['"x5c" ' + chosen, 'Certificate 1 of its "x5c" cannot be read.']),
+                ("x5t#S256", "AA", "", ['Its "x5t#S256" is not a SHA-256 thumbprint in base64url.']),
+                ("iat", 253402300800, "", []), ("iat", 4102444800, "2100-01-01 00:00:00 UTC (in ", [])):
+            with self.subTest(name=name, value=value):
+                header = {"alg": "ECDH-ES", "enc": "A128GCM", "kid": "e", name: value}
+                stdin = ".".join((part(header), "", "AAAA", "AAAA", "AAAA"))
+                lines = self.text("inspect", stdin=stdin).splitlines()
+                begin = next(i for i, line in enumerate(lines) if line.startswith(f'  "{name}": '))
+                last = next(line for line in lines[begin:] if line[2] != " " and line[-1] not in "[{")
+                before, _, after = last[3 if last[2] in "]}" else len(f'  "{name}": '):].partition("  ")
+                self.assertEqual(after[:len(note)] if name == "iat" else after, note, last)
+                self.assertEqual(before.endswith(","), name < "kid")
+                self.assertEqual([line for line in lines if line.startswith("warning: ")],
+                                 ["warning: " + warning for warning in warnings])
+                self.assertLess(max(map(len, lines)), 110)
+                layer = json.loads(self.text("inspect", "--json", stdin=stdin))["layers"][0]
+                self.assertEqual((layer["header"], layer["warnings"]), (header, warnings))
+
     def test_text_that_is_not_a_token_is_rejected_in_time(self):
         for text, parts in (("a.b", 2), ("a.b.c.d", 4), ("." * 5_000_000, 5_000_001), ("no token", 1)):
             self.reject(5, f"The input is not a compact token: it has {parts} part{'s' * (parts != 1)}; a JWS has 3, "
@@ -186,21 +266,25 @@ warning: The token is not valid yet.
     def test_with_keys_each_layer_is_opened(self):
         inner = self.signed("RS256", "sign", "s", json.dumps({"sub": "Ada"}).encode())
         shown = self.text(*self.opening(), stdin=self.encrypted(inner))
-        self.assertRegex(shown, r'\AJWE, \d+ characters, decrypted with your key "e"\n')
-        self.assertRegex(shown, r'\ninside it, a JWS, \d+ characters, verified with the peer\'s key "s"\n')
-        self.assertTrue(shown.endswith('claims {\n  "sub": "Ada"\n}\n'), shown)
+        self.assertRegex(shown, r'\AJWE, \d+ characters, decrypted with your key "e" '
+                                r'\(P-384, ECDH-ES\+A128KW\)\n\n')
+        self.assertRegex(shown, r'\ninside it, a JWS, \d+ characters, verified with the peer\'s key "s"\n'
+                                r'\(RSA 2048, RS256\)\n\n')
+        self.assertTrue(shown.endswith('claims {\n  "sub": "Ada"\n}\ndefault policy: would reject the claims. '
+                                       'The token lacks a claim: "exp" is missing.\n'), shown)
         document = json.loads(self.text(*self.opening("--json"), stdin=self.encrypted(inner)))
         self.assertEqual([layer["key"] for layer in document["layers"]], ["e", "s"])
         self.assertEqual((document["verified"], [layer["kind"] for layer in document["layers"]],
                           document["layers"][1]["claims"]), (True, ["JWE", "JWS"], {"sub": "Ada"}))
         shown = self.text(*self.opening(), stdin=self.signed("ES256K", "k1", "k"))
-        self.assertIn("verified with the peer's key \"k\"\n", shown)
-        # The thumbprint is the id of a key without one.
+        self.assertIn("verified with the peer's key \"k\" (secp256k1, ES256K)\n", shown)
+        # A key without an id is named by its thumbprint.
         with open(self.key("set"), encoding="utf-8") as file:
             key = next(key for key in json.load(file)["keys"] if key["kid"] == "s")
         del key["kid"]
         shown = self.text("inspect", "--peer", self.path("bare", json.dumps({"keys": [key]})), stdin=inner)
-        self.assertIn(f"verified with the peer's key \"{self.jwk('sign').thumbprint()}\"\n", shown)
+        self.assertIn("verified with the peer's key\n(RSA 2048, RS256, thumbprint "
+                      f"{self.jwk('sign').thumbprint()})\n", shown)
         # Without --peer a signature is not required, and the output says so.
         shown = self.text("inspect", "--own", "enc:e=" + self.key("ec.pem"),
                           stdin=self.encrypted(inner, enc="A256CBC-HS512"))
@@ -208,7 +292,7 @@ warning: The token is not valid yet.
         self.assertIn("payload eyes. Two dots.\n",
                       self.text(*self.opening()[:3], stdin=self.encrypted(b"eyes. Two dots.")))
         # If no key has the token's key id, all keys are tried.
-        self.assertIn('with your key "e"', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
+        self.assertIn('with your key "e" (', self.text(*self.opening(), stdin=self.encrypted(inner, kid="unknown")))
 
     def test_a_token_without_a_valid_signature_is_never_called_verified(self):
         shown = self.reject(7, "The token has no signature.", *self.opening(),

@@ -200,6 +200,8 @@ class Shell(CommandTest):
                   ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
                   ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),
                   ("jwks select --kty ", ["RSA", "EC"]), ("inspect --js", ["--json"]), ("inspect --peer ", []),
+                  ("inspect --own ", []), ("inspect --own en", ["enc:"]), ("inspect --own .jwks#o", [".jwks#other"]),
+                  ("inspect --is", ["--iss"]), ("inspect --no-p", []),
                   ("key new P-256 ", []), ("decode --peer set --out", ["--output"]),
                   ("encode --peer .jwks --encrypt-to ", ["2026-enc", "other"]),
                   ("encode --peer .jwks --encrypt-to o", ["other"]),
