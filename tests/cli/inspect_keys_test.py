@@ -130,10 +130,11 @@ class InspectPolicy(TokenTest):
                 (forged, self.peer(), 7, "would accept the claims if the signature verified; checked: exp"),
                 (inner, self.peer(), 7, "would accept the claims if the signature verified; checked: exp")):
             for policy, name in (((), "default policy: "), (("--require", "exp"), "policy: ")):
-                report, document, _ = self.inspect(token, *options, *policy, code=code)
-                self.assertEqual(self.policy_lines(report), [name + line])
-                self.assertEqual((document["verified"], document["layers"][-1]["policy"]["signatureVerified"]),
-                                 (False, False))
+                with self.subTest(token=token, options=options, policy=policy):
+                    report, document, _ = self.inspect(token, *options, *policy, code=code)
+                    self.assertEqual(self.policy_lines(report), [name + line])
+                    self.assertEqual((document["verified"], document["layers"][-1]["policy"]["signatureVerified"]),
+                                     (False, False))
         # A failure to verify goes before the policy.
         self.inspect(forged, *self.peer(), "--iss", "x", code=7)
 
