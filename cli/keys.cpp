@@ -92,6 +92,10 @@ KeySpec parseKeySpec(const std::string& text) {
     if (spec.algorithm && !isAlgorithm(*spec.algorithm)) reject("the algorithm is unknown.");
     if (colon != name.npos) spec.keyId = name.substr(colon + 1);
     if (spec.keyId && (spec.keyId->empty() || !Zennet::isUTF8(asBytes(*spec.keyId)))) reject("the key id is not text.");
+    const auto last = spec.keyId ? spec.keyId->rfind('/') : std::string::npos;
+    if (last != std::string::npos && isAlgorithm(spec.keyId->substr(last + 1))) {
+        reject("the algorithm comes before the id.");
+    }
     return spec;
 }
 

@@ -53,6 +53,7 @@ class Sets(CommandTest):
                  'The key "enc:a" (secp256k1) fits no algorithm for its use.'),
                 ([f"sig:a={rsa}", f"sig:a={rsa}"], 4, 'The key "sig:a" (RSA 2048) has the id and use of another key.'),
                 ([f"sig/FOO:a={rsa}"], 2, f'The key "sig/FOO:a" {form}the algorithm is unknown.'),
+                ([f"sig:a/RS256={rsa}"], 2, f'The key "sig:a/RS256" {form}the algorithm comes before the id.'),
                 ([f"sig:={rsa}"], 2, f'The key "sig:" {form}the key id is not text.'),
                 (["sign:a=x?pin-value=1234"], 2, f'The key "sign:a" {form}the use must be sig, enc or sig_enc.'),
                 (["sig:a"], 2, f'The key "sig:a" {form}the URI is missing.'),
