@@ -110,8 +110,9 @@ bool holdsPrivateKey(ByteView content) {
 // A key that exists nowhere else is lost for good.
 void rejectOverwritingKey(const std::string& path) {
     std::error_code none;
-    if (!std::filesystem::is_regular_file(path, none) || std::filesystem::file_size(path, none) > maximumKeyFile)
+    if (!std::filesystem::is_regular_file(path, none) || std::filesystem::file_size(path, none) > maximumKeyFile) {
         return;
+    }
     try {
         if (!holdsPrivateKey(readKeyFile(path))) return;
     } catch (const Failure&) {

@@ -55,7 +55,7 @@ std::optional<std::int64_t> takeUnit(std::string_view& text) {
          {"minute", 60},    {"mins", 60},     {"min", 60},     {"m", 60},       {"hours", 3600}, {"hour", 3600},
          {"hrs", 3600},     {"hr", 3600},     {"h", 3600},     {"days", 86400}, {"day", 86400},  {"d", 86400},
          {"weeks", 604800}, {"week", 604800}, {"wks", 604800}, {"wk", 604800},  {"w", 604800}}};
-    const auto unit = std::ranges::find_if(units, [&](const Unit& each) { return text.starts_with(each.name); });
+    const auto* const unit = std::ranges::find_if(units, [&](const Unit& each) { return text.starts_with(each.name); });
     if (unit == units.end()) return std::nullopt;
     text.remove_prefix(unit->name.size());
     return unit->seconds;

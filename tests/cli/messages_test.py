@@ -153,8 +153,8 @@ class Messages(CommandTest):
                  "by a FIFO"),
                 (f"cat token | torvane decode --own enc:e={key} --peer {peer} /dev/stdin", "by a FIFO"),
                 ("torvane key show locked.pem --secret-file <(cat secret) | head -1", "family      EC\n"),
-                ("exec 3< <(true); sleep 1; torvane encode --own sig:s={} --peer {} --encrypt-to e /dev/fd/3 | grep -c ^ey"
-                 .format(self.key("sign.pem"), peer), "1\n")):
+                ("exec 3< <(true); sleep 1; torvane encode --own sig:s={} --peer {} --encrypt-to e /dev/fd/3 |"
+                 " grep -c ^ey".format(self.key("sign.pem"), peer), "1\n")):
             done = subprocess.run(["bash", "-c", script], capture_output=True, cwd=self.folder, env=ENVIRONMENT,
                                   timeout=20)
             self.assertEqual((done.stdout.decode(), done.stderr), (shown, b""), script)

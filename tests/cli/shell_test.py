@@ -11,8 +11,8 @@ from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli")
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
-            "jwks remove", "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested", "nested encode",
-            "nested decode", "encode", "decode", "inspect", "help")
+            "jwks remove", "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested",
+            "nested encode", "nested decode", "encode", "decode", "inspect", "help")
 KEY = JWK.generate(kty="EC", crv="P-256")
 LISTED = [command for command in COMMANDS if command and " " not in command]
 
