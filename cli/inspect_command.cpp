@@ -105,7 +105,7 @@ void inspect(const InspectOptions& options) {
     const bool hasPolicy = options.policy.areGiven();
     const auto keys = openInspectionKeys(options);
     const auto input = readTokenOrArgument(options.input);
-    const auto inspection = Inspector(keys, options.policy).inspect(findToken(asText(input)));
+    const auto inspection = Inspector(keys, options.policy).inspect(findToken(asText(input), options.line));
     if (inspection.layers.empty()) std::rethrow_exception(inspection.failure);
     const auto error = inspection.failure || !hasPolicy ? inspection.failure : checkPolicy(inspection);
     const auto now = Torvane::secondsSince1970();

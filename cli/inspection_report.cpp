@@ -117,13 +117,24 @@ void printPolicy(const PolicyVerdict& verdict, const Inspection& inspection, boo
     std::cout << (checked.empty() ? "; nothing to check" : "; checked: " + checked) << '\n';
 }
 
+// The beginning of a text, of whole characters.
+std::string_view cutText(std::string_view text, std::size_t bytes) noexcept {
+    if (text.size() <= bytes) return text;
+    while (bytes != 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+    return text.substr(0, bytes);
+}
+
 void printPayload(const PayloadView& payload, double now, const Palette& palette) {
+    constexpr std::size_t shownText = 4096;
     if (payload.claims) {
         std::cout << "claims " << formatJSON(*payload.claims, palette, [now](const auto& name, const auto& value) {
             return describeTime(name, value, now);
         }) << '\n';
     } else if (payload.size == 0) {
         std::cout << "payload is empty\n";
+    } else if (payload.text && payload.size > shownText) {
+        std::cout << "payload of " << formatCount(payload.size, "byte")
+                  << ", which begins: " << makePrintable(cutText(*payload.text, shownText)) << "...\n";
     } else if (payload.text) {
         std::cout << "payload " << makePrintable(*payload.text) << '\n';
     } else {

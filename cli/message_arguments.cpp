@@ -58,6 +58,7 @@ void addMessageCommands(CLI::App& root) {
         addList(*command, "--own", options->own, "Your private key to decrypt with; repeatable",
                 "FILE[#KID]|USE[:KID]=URI");
         command->add_option("--peer", options->peer, "The peer's public JWK Set to verify with")->type_name("FILE");
+        addLine(*command, options->line);
         addPolicy(*command, options->policy);
         addSecretOptions(*command, options->secret);
         addJSON(*command, options->asJSON);

@@ -98,6 +98,7 @@ void decodeNested(const NestedDecodeOptions& options);
 struct InspectOptions {
     std::string input, peer;
     std::vector<std::string> own;
+    std::size_t line = 0;
     PolicyOptions policy;
     SecretOptions secret;
     bool asJSON = false;

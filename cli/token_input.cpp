@@ -50,27 +50,22 @@ std::string nameLines(const TokenLines& tokens) {
     return listNames(numbers);
 }
 
-std::string_view findOnlyToken(std::string_view text, const std::string& hint, const std::string& hintEnd) {
+std::string_view findOnlyToken(std::string_view text) {
     const auto token = removeScheme(text);
     const auto tokens = token.find('\n') == token.npos ? TokenLines() : listTokens(text);
     if (tokens.size() < 2) {
         requireTokenText(token);
         return token;
     }
-    const auto lines = nameLines(tokens);
     throw Failure(ExitCode::token,
-                  "The input has " + formatCount(tokens.size(), "token") + ", in the lines " + lines + '.',
-                  hint + std::to_string(tokens.front().first) + hintEnd);
+                  "The input has " + formatCount(tokens.size(), "token") + ", in the lines " + nameLines(tokens) + '.',
+                  "Choose one of them, as in --line " + std::to_string(tokens.front().first) + '.');
 }
 
 }  // namespace
 
-std::string_view findToken(std::string_view text) {
-    return findOnlyToken(text, "Give one of them: sed -n ", "p FILE | torvane ...");
-}
-
 std::string_view findToken(std::string_view text, std::size_t line) {
-    if (line == 0) return findOnlyToken(text, "Choose one of them, as in --line ", ".");
+    if (line == 0) return findOnlyToken(text);
     const auto tokens = listTokens(text);
     const auto chosen = std::ranges::find(tokens, line, [](const auto& token) { return token.first; });
     if (chosen != tokens.end()) return chosen->second;

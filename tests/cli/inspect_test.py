@@ -54,6 +54,12 @@ class Inspect(CommandTest):
     def opening(self, *more, own="ec"):
         return ("inspect", "--own", "enc:e=" + self.key(own + ".pem"), "--peer", self.key("set"), *more)
 
+    def test_a_long_text_is_cut_between_characters(self):
+        for payload, shown in (("x" * 4096, "payload " + "x" * 4096 + "\n"),
+                               ("x" + "\u20ac" * 1366,
+                                "payload of 4099 bytes, which begins: x" + "\u20ac" * 1365 + "...\n")):
+            self.assertIn(shown, self.text("inspect", stdin=token({"alg": "none"}, payload.encode())))
+
     def test_a_jwt_is_shown_whole_with_its_times_in_words(self):
         now = int(time.time())
         claims = {"exp": 1300819380, "nbf": now + 7210, "iat": now - 3 * 86400 - 10, "sub": "Ada", "n": [1, {}]}
