@@ -108,9 +108,8 @@ void addDecrypt(CLI::App& root) {
     addSecretOptions(*command, options->secret);
     command->footer(
         "Without --alg, a key is used with its \"alg\" only, or with the algorithms of its kind: RSA-OAEP to\n"
-        "RSA-OAEP-512 for RSA, ECDH-ES and ECDH-ES+A128KW to ECDH-ES+A256KW for EC. The header's \"kid\" chooses "
-        "among\n"
-        "several keys. Nothing is written unless the token decrypts. It does not say from whom it is.\n\n"
+        "RSA-OAEP-512 for RSA, ECDH-ES and ECDH-ES+A128KW to ECDH-ES+A256KW for EC. The header's \"kid\" chooses\n"
+        "among several keys. Nothing is written unless the token decrypts. It does not say from whom it is.\n\n"
         "Example:\n"
         "  torvane decrypt --key 'private.jwks' report.jwe -o report.pdf");
 }

@@ -8,7 +8,7 @@ from jwcrypto.jwe import JWE
 from jwcrypto.jws import JWS
 
 from running import Terminal
-from token_keys import BINARY, Pkcs11Test, TokenTest, decode
+from token_keys import BINARY, Pkcs11KeysTest, TokenTest, decode
 
 # The keys, and the algorithms of each, the default first.
 RSA = ("RSA-OAEP-256", "RSA-OAEP", "RSA-OAEP-384", "RSA-OAEP-512")
@@ -248,7 +248,7 @@ class Nested(EncryptionTest):
 
 
 @unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
-class Pkcs11Tokens(Pkcs11Test):
+class Pkcs11Tokens(Pkcs11KeysTest):
     def test_every_algorithm_that_the_pkcs11_token_supports_decrypts(self):
         pin = ("--secret-file", self.key("pin.txt"))
         for kind, algorithms in KINDS.items():

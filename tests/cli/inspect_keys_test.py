@@ -6,7 +6,7 @@ import unittest
 
 from jwcrypto.jwe import JWE
 
-from token_keys import KINDS, Pkcs11Test, TokenTest
+from token_keys import KINDS, Pkcs11KeysTest, TokenTest
 
 UNVERIFIED = "Nothing was verified: anybody may have written this.\n"
 # The description of each kind of key, and the key management algorithms for it.
@@ -340,7 +340,7 @@ class InspectKeys(TokenTest):
 
 
 @unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
-class InspectPkcs11(Pkcs11Test):
+class InspectPkcs11(Pkcs11KeysTest):
     def test_a_uri_is_no_use_and_its_pin_is_not_shown(self):
         own = self.uri("P-256") + "&pin-value=1234"
         self.succeed("jwks", "make", "enc:e=" + own, "-o", "set", env=self.environment)

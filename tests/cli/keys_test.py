@@ -12,6 +12,7 @@ import unittest
 from jwcrypto.jwk import JWK
 
 from running import CommandTest, ENVIRONMENT, EVIL, TORVANE, Terminal
+from token_keys import Pkcs11Test
 
 KINDS = {"RSA-2048": ("RSA", "size        2048 bits"), "RSA-3072": ("RSA", "size        3072 bits"),
          "RSA-4096": ("RSA", "size        4096 bits"), "P-256": ("EC", "curve       P-256"),
@@ -225,22 +226,10 @@ class Keys(CommandTest):
 
 
 @unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
-class Pkcs11Tokens(CommandTest):
+class Pkcs11Tokens(Pkcs11Test):
     @classmethod
-    def setUpKeys(cls):
-        os.mkdir(os.path.join(cls.keys, "tokens"))
-        configuration = os.path.join(cls.keys, "softhsm2.conf")
-        with open(configuration, "w", encoding="ascii") as file:
-            file.write(f"directories.tokendir = {cls.keys}/tokens\nlog.level = ERROR\n")
-        cls.environment = {"SOFTHSM2_CONF": configuration}
-        subprocess.run(["softhsm2-util", "--init-token", "--free", "--label", "app", "--pin", "1234",
-                        "--so-pin", "5678"],
-                       env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
-        with open(os.path.join(cls.keys, "pin.txt"), "w", encoding="ascii") as file:
-            file.write("1234\n")
-
-    def uri(self, name):
-        return f"PKCS11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
+    def uri(cls, name):
+        return super().uri(name).replace("pkcs11:", "PKCS11:")
 
     def test_a_key_is_created_and_used_in_a_pkcs11_token(self):
         pin = ("--secret-file", self.key("pin.txt"))

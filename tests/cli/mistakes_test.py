@@ -5,7 +5,7 @@ import subprocess
 import unittest
 
 from running import CommandTest, ENVIRONMENT, TORVANE
-from token_keys import Pkcs11Test
+from token_keys import Pkcs11KeysTest
 
 NEEDS_SECRET = "Without a terminal, --secret-file FILE gives the passphrase or PIN."
 GIVE_TOKEN = "Give a token: a file, a pipe, or the token itself as the argument."
@@ -234,7 +234,7 @@ class Mistakes(CommandTest):
 
 
 @unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
-class EmptyPin(Pkcs11Test):
+class EmptyPin(Pkcs11KeysTest):
     def test_an_empty_secret_file_spends_no_try_of_the_pin(self):
         uri = self.uri("P-256")
         self.path("blank", "\n1234\n")

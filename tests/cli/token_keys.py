@@ -75,6 +75,8 @@ class TokenTest(CommandTest):
 
 
 class Pkcs11Test(CommandTest):
+    """Has an empty PKCS #11 token."""
+
     @classmethod
     def setUpKeys(cls):
         os.mkdir(os.path.join(cls.keys, "tokens"))
@@ -86,11 +88,19 @@ class Pkcs11Test(CommandTest):
                         "--so-pin", "5678"], env={**ENVIRONMENT, **cls.environment}, check=True, capture_output=True)
         with open(os.path.join(cls.keys, "pin.txt"), "w", encoding="ascii") as file:
             file.write("1234\n")
-        for kind in ("RSA-2048", "P-256", "P-384", "P-521"):
-            subprocess.run([TORVANE, "key", "new", kind, cls.uri(kind), "--secret-file",
-                            os.path.join(cls.keys, "pin.txt")], env={**ENVIRONMENT, **cls.environment}, check=True,
-                           stdout=subprocess.DEVNULL)
 
     @classmethod
     def uri(cls, name):
         return f"pkcs11:token=app;object={name}?module-path={os.environ['SOFTHSM2_MODULE']}"
+
+
+class Pkcs11KeysTest(Pkcs11Test):
+    """Has a PKCS #11 token with key pairs, named by their kinds."""
+
+    @classmethod
+    def setUpKeys(cls):
+        super().setUpKeys()
+        for kind in ("RSA-2048", "P-256", "P-384", "P-521"):
+            subprocess.run([TORVANE, "key", "new", kind, cls.uri(kind), "--secret-file",
+                            os.path.join(cls.keys, "pin.txt")], env={**ENVIRONMENT, **cls.environment}, check=True,
+                           stdout=subprocess.DEVNULL)

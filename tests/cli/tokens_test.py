@@ -8,7 +8,7 @@ import unittest
 from jwcrypto.jws import JWS
 
 from running import ENVIRONMENT, TORVANE
-from token_keys import BINARY, KINDS, Pkcs11Test, TokenTest
+from token_keys import BINARY, KINDS, Pkcs11KeysTest, TokenTest
 
 CHANGED = "The token was changed, or was signed with another key."
 
@@ -302,7 +302,7 @@ class Tokens(TokenTest):
 
 
 @unittest.skipUnless(os.environ.get("SOFTHSM2_MODULE"), "built without PKCS #11")
-class Pkcs11Tokens(Pkcs11Test):
+class Pkcs11Tokens(Pkcs11KeysTest):
     def test_every_algorithm_of_a_pkcs11_token_signs(self):
         pin = ("--secret-file", self.key("pin.txt"))
         for kind, algorithms in KINDS.items():
