@@ -6,7 +6,8 @@
 
 #include "cli/commands.hpp"
 #include "cli/files.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_spec.hpp"
+#include "cli/set_entry.hpp"
 #include "cli/text.hpp"
 
 namespace Command {

@@ -12,6 +12,7 @@
 #include "torvane/platform/core/clock.hpp"
 
 #include "cli/exit_code.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/set_entries.hpp"
 #include "cli/text.hpp"
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cli/entry_certificates.hpp"
-#include "cli/keys.hpp"
+#include "cli/set_entry.hpp"
 
 namespace Command {
 

@@ -3,8 +3,6 @@
 #include <string_view>
 #include <torvane/torvane.hpp>
 
-#include "cli/terminal.hpp"
-
 namespace Command {
 namespace {
 

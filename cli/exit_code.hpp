@@ -47,6 +47,9 @@ ExitCode chooseExitCode(const std::exception_ptr& thrown) noexcept;
 /// and cases around it.
 std::string describeError(const std::exception_ptr& thrown);
 
+/// The hint when there is no terminal to ask for a passphrase or PIN.
+inline constexpr auto giveSecretFile = "Without a terminal, --secret-file FILE gives the passphrase or PIN.";
+
 /// The hint of a Failure; empty for every other exception.
 std::string findHint(const std::exception_ptr& thrown);
 

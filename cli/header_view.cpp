@@ -3,7 +3,8 @@
 #include <utility>
 
 #include "cli/entry_certificates.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_algorithms.hpp"
+#include "cli/set_entry.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"
 

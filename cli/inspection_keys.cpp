@@ -5,11 +5,12 @@
 #include <iterator>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/key_choice.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_spec.hpp"
+#include "cli/set_files.hpp"
 #include "cli/text.hpp"
 
 namespace Command {

@@ -9,7 +9,7 @@
 
 #include "cli/inspection.hpp"
 #include "cli/key_files.hpp"
-#include "cli/keys.hpp"
+#include "cli/set_entry.hpp"
 #include "cli/token_commands.hpp"
 
 namespace Command {

@@ -3,12 +3,12 @@
 #include <iterator>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/header_view.hpp"
 #include "cli/inspection.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/terminal.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 namespace {

@@ -3,11 +3,13 @@
 #include <set>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/entry_verdict.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/set_entries.hpp"
+#include "cli/set_entry.hpp"
+#include "cli/set_files.hpp"
 #include "cli/terminal.hpp"
 
 namespace Command {

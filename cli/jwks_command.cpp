@@ -3,13 +3,18 @@
 #include <optional>
 #include <set>
 
-#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_algorithms.hpp"
+#include "cli/key_opening.hpp"
+#include "cli/key_spec.hpp"
+#include "cli/secrets.hpp"
 #include "cli/set_entries.hpp"
+#include "cli/set_entry.hpp"
+#include "cli/set_files.hpp"
 #include "cli/terminal.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 

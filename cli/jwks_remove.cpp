@@ -2,11 +2,12 @@
 #include <iostream>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/set_entries.hpp"
+#include "cli/set_entry.hpp"
 #include "cli/text.hpp"
 
 namespace Command {

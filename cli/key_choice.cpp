@@ -3,7 +3,7 @@
 #include <array>
 #include <iterator>
 
-#include "cli/advice.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/text.hpp"
 
 namespace Command {

@@ -4,15 +4,18 @@
 #include <iostream>
 #include <optional>
 
-#include "cli/advice.hpp"
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/file_kind.hpp"
 #include "cli/file_uri.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_algorithms.hpp"
+#include "cli/key_opening.hpp"
+#include "cli/key_spec.hpp"
 #include "cli/pkcs11_uri.hpp"
+#include "cli/secrets.hpp"
 #include "cli/similar.hpp"
 #include "cli/terminal.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 namespace {

@@ -4,13 +4,12 @@
 #include <filesystem>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/file_kind.hpp"
 #include "cli/file_uri.hpp"
 #include "cli/files.hpp"
-#include "cli/keys.hpp"
-#include "cli/terminal.hpp"
+#include "cli/secrets.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 namespace {

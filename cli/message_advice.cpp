@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
-#include "cli/keys.hpp"
+#include "cli/key_algorithms.hpp"
+#include "cli/set_files.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"
 

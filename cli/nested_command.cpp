@@ -1,6 +1,5 @@
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/claim_options.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"

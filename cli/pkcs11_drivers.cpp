@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/pkcs11_uri.hpp"
+#include "cli/text.hpp"
 
 namespace Command {
 namespace {

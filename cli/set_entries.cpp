@@ -4,9 +4,10 @@
 #include <iostream>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
+#include "cli/key_algorithms.hpp"
+#include "cli/set_files.hpp"
 #include "cli/text.hpp"
 
 namespace Command {

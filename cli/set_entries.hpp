@@ -7,7 +7,7 @@
 #include <torvane/torvane.hpp>
 #include <vector>
 
-#include "cli/keys.hpp"
+#include "cli/set_entry.hpp"
 
 namespace Command {
 

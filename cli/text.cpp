@@ -189,4 +189,16 @@ std::string formatTime(double seconds, double now) {
                                                      : " (" + formatDuration(now - seconds, false) + " ago)");
 }
 
+std::string inQuotes(std::string_view text) {
+    return '"' + std::string(text) + '"';
+}
+
+std::string listNames(const std::vector<std::string>& names) {
+    constexpr std::size_t most = 5;
+    std::string list;
+    for (std::size_t i = 0; i < std::min(names.size(), most); ++i) list += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > most) list += " and " + std::to_string(names.size() - most) + " more";
+    return list.empty() ? "none" : list;
+}
+
 }  // namespace Command

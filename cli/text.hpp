@@ -34,6 +34,12 @@ std::string_view trim(std::string_view text) noexcept;
 /// The words with spaces between them.
 std::string join(const std::vector<std::string>& words);
 
+/// A text for an error, in double quotes.
+std::string inQuotes(std::string_view text);
+
+/// Names for an error: "a, b"; of more than five, the first five and "7 more"; "none" of none.
+std::string listNames(const std::vector<std::string>& names);
+
 /// The note to print beside a member of the outermost object; empty for none.
 using Note = std::function<std::string(const std::string& name, const Torvane::JSONValue& value)>;
 

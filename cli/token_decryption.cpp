@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/file_kind.hpp"
 #include "cli/key_choice.hpp"
+#include "cli/text.hpp"
 #include "cli/token_view.hpp"
 
 namespace Command {

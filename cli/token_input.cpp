@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "cli/advice.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/file_kind.hpp"
 #include "cli/files.hpp"

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "cli/advice.hpp"
 #include "cli/claim_options.hpp"
 #include "cli/exit_code.hpp"
 #include "cli/file_kind.hpp"
 #include "cli/files.hpp"
+#include "cli/key_algorithms.hpp"
 #include "cli/key_choice.hpp"
-#include "cli/keys.hpp"
 #include "cli/policy_verdict.hpp"
 #include "cli/text.hpp"
 #include "cli/token_view.hpp"

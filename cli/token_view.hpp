@@ -56,6 +56,10 @@ bool looksLikeToken(Torvane::ByteView bytes) noexcept;
 /// Whether white space stands around what looks like a token.
 bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept;
 
+/// The hint for a token that was encrypted with the line break after it.
+inline constexpr auto removeSpace =
+    "There is a token between white space: the sender must encrypt it without a line break.";
+
 PayloadView parsePayload(Torvane::ByteView bytes);
 
 /// The time of "exp", "nbf" or "iat", or of "auth_time" or "updated_at" of OpenID Connect, in words; empty for any
