@@ -10,6 +10,7 @@
 #include "torvane/platform/system/file.hpp"
 
 #include "cli/exit_code.hpp"
+#include "cli/private_content.hpp"
 #include "cli/terminal.hpp"
 
 namespace Command {
@@ -73,37 +74,6 @@ void writeAll(Output& output, ByteView content) {
         output.write(chunk);
         written += chunk.size();
         progress.show(written);
-    }
-}
-
-bool isPrivateJWK(const Torvane::JSONValue& json) {
-    const auto* object = json.as<Torvane::JSONValue::Object>();
-    return object != nullptr && object->contains("kty") && std::ranges::any_of(*object, [](const auto& member) {
-               return Torvane::JOSE::isPrivateMember(member.first) || member.first == "k";
-           });
-}
-
-// PKCS #1, PKCS #8, SEC 1 and PKCS #12 begin with a SEQUENCE, its length, and a version; public keys have no version.
-bool beginsLikePrivateDER(std::string_view text) noexcept {
-    if (text.size() < 2 || text[0] != '\x30') return false;
-    const auto length = static_cast<unsigned char>(text[1]);
-    return text.substr(2)
-        .substr(length < 0x80 ? 0 : std::min<std::size_t>(length - 0x80, text.size() - 2))
-        .starts_with("\x02\x01");
-}
-
-bool holdsPrivateKey(ByteView content) {
-    const auto text = Torvane::asText(content);
-    if (beginsLikePrivateDER(text) || text.find("PRIVATE KEY-----") != text.npos) return true;
-    try {
-        const auto json = Torvane::JSONSerialization::secretJSONObject(content);
-        const auto* object = json.get().as<Torvane::JSONValue::Object>();
-        const auto keys = object == nullptr ? Torvane::JSONValue::Object::const_iterator() : object->find("keys");
-        const bool isSet = object != nullptr && keys != object->end();
-        const auto* list = isSet ? keys->second.as<Torvane::JSONValue::List>() : nullptr;
-        return isPrivateJWK(json.get()) || (list != nullptr && std::ranges::any_of(*list, isPrivateJWK));
-    } catch (const Torvane::Error&) {
-        return false;
     }
 }
 

@@ -67,17 +67,38 @@ class Tokens(TokenTest):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
 
     def test_no_output_replaces_a_private_key(self):
-        public = ("P-256.public.pem", "P-256.public.der", "P-256.public.jwk", "public.jwks")
-        self.path("claims", '{"d": 1, "k": "no key"}')
-        self.path("set of claims", '{"keys": [{"d": 1}]}')
-        os.symlink("P-256.pem", self.path("link"))
-        subprocess.run(["openssl", "ec", "-in", self.key("P-256.pem"), "-pubout", "-outform", "DER", "-out",
-                        self.key("P-256.public.der")], check=True, capture_output=True)
-        for name in ("P-256.pem", "P-256.der", "RSA-2048.p12", "secp256k1.jwk", "private.jwks", *public):
+        with open(self.key("P-256.jwk"), encoding="ascii") as file:
+            jwk = file.read()
+        with open(self.key("P-256.public.jwk"), encoding="ascii") as file:
+            public_jwk = file.read()
+        private = {"shared": '{"kty": "oct", "k": "AA"}', "with a byte order mark": "\ufeff" + jwk,
+                   "member twice": '{"kid": "a", "kid": "b",' + jwk[1:],
+                   "spaced": '{"kty": "oct", "k" \n: "A", "k": 1}',
+                   "cut short": jwk[:-3], "in a list": f"[{jwk}]", "in a claim": f'{{"cnf": {{"jwk": {jwk}}}}}',
+                   "in the second line": f"{public_jwk}\n{jwk}"}
+        public = {"claims": '{"d": 1, "k": "no key"}', "set of claims": '{"keys": [{"d": 1}]}',
+                  "public with a byte order mark": "\ufeff" + public_jwk, "other values": '{"kty": "d", "kty": "k"}',
+                  "claims twice": '{"d": 1, "d": 2}', "zero": "0", "zeros": "00\x04\x04", "empty": ""}
+        for name, content in (private | public).items():
+            self.path(name, content)
+        for name, arguments in (("encrypted.der", ("pkcs8", "-topk8", "-passout", "pass:x")),
+                                ("RSA-2048.encrypted.der", ("pkcs8", "-topk8", "-passout", "pass:x")),
+                                ("P-256.public.der", ("pkey", "-pubout")),
+                                ("RSA-2048.public.der", ("pkey", "-pubout")),
+                                ("PKCS1.public.der", ("rsa", "-RSAPublicKey_out")),
+                                ("certificate.der", ("req", "-x509", "-new", "-subj", "/CN=x"))):
+            key = "RSA-2048.pem" if name.startswith(("RSA", "PKCS1")) else "P-256.pem"
+            source = ("-key", self.key(key)) if name == "certificate.der" else ("-in", self.key(key))
+            subprocess.run(["openssl", *arguments, *source, "-outform", "DER", "-out", self.path(name)], check=True,
+                           capture_output=True)
+            (private if "encrypted" in name else public)[name] = None
+        for name in ("P-256.pem", "P-256.der", "RSA-2048.p12", "secp256k1.jwk", "private.jwks", "P-256.public.pem",
+                     "P-256.public.jwk", "public.jwks"):
             with open(self.key(name), "rb") as file:
                 self.path(name, file.read())
-        self.path("shared", '{"kty": "oct", "k": "AA"}')
-        private = {"P-256.pem", "P-256.der", "RSA-2048.p12", "secp256k1.jwk", "private.jwks", "shared", "link"}
+            (public if "public" in name else private)[name] = None
+        os.symlink("P-256.pem", self.path("link"))
+        private["link"] = None
         token = self.sign("P-256.pem", stdin="payload")
         for name in sorted(os.listdir(self.folder)):
             with open(self.path(name), "rb") as file:
@@ -90,7 +111,7 @@ class Tokens(TokenTest):
                 self.succeed(*verify, stdin=token)
             with open(self.path(name), "rb") as file:
                 self.assertEqual(file.read(), before if name in private else b"payload", name)
-        self.assertEqual(len(os.listdir(self.folder)), len(private) + len(public) + 2)
+        self.assertEqual(len(os.listdir(self.folder)), len(private) + len(public))
 
     def test_keys_come_from_pipes_and_a_name_with_a_hash_is_a_file(self):
         token = self.sign("P-256.jwk", "--iss", "x")
