@@ -92,11 +92,39 @@ void rejectOverwritingKey(const std::string& path) {
                   "Choose another name, or delete the key first.");
 }
 
+// The file that a link leads to, also if it does not exist yet. A link of the system, such as /dev/stdout, stands for
+// an open file that may have no name: the result is then a link.
+std::filesystem::path followLinks(std::filesystem::path file) {
+    constexpr int maximumLinks = 40;
+    std::error_code none;
+    for (int i = 0; i < maximumLinks && std::filesystem::is_symlink(file, none); ++i) {
+        const auto folder = std::filesystem::canonical(std::filesystem::absolute(file, none).parent_path(), none);
+        if (folder.empty() || folder == "/dev" || folder.string().starts_with("/proc/")) break;
+        file = folder / std::filesystem::read_symlink(file, none);
+    }
+    return file;
+}
+
+// A file that an output replaces or creates.
+struct Target {
+    std::string path;
+    unsigned mode;
+};
+
+// Nothing for a device or a pipe, which is written to.
+std::optional<Target> findTarget(const std::string& path) {
+    if (isStandardStream(path)) return std::nullopt;
+    const auto file = followLinks(path);
+    const auto mode = System::findReplacementMode(file.string());
+    if (!mode) return std::nullopt;
+    return Target{file.string(), *mode};
+}
+
 void write(const std::string& path, ByteView content) {
     const bool isFile = !isStandardStream(path);
     if (isFile) rejectOverwritingKey(path);
-    if (const auto mode = isFile ? System::findReplacementMode(path) : std::nullopt) {
-        System::NewFile file(path, *mode);
+    if (const auto target = findTarget(path)) {
+        System::NewFile file(target->path, target->mode);
         writeAll(file, content);
         return file.finish();
     }
