@@ -109,6 +109,7 @@ std::filesystem::path followLinks(std::filesystem::path file) {
 struct Target {
     std::string path;
     unsigned mode;
+    bool isNew;
 };
 
 // Nothing for a device or a pipe, which is written to.
@@ -117,14 +118,17 @@ std::optional<Target> findTarget(const std::string& path) {
     const auto file = followLinks(path);
     const auto mode = System::findReplacementMode(file.string());
     if (!mode) return std::nullopt;
-    return Target{file.string(), *mode};
+    std::error_code none;
+    return Target{file.string(), *mode, !std::filesystem::exists(file, none)};
 }
 
 void write(const std::string& path, ByteView content) {
+    constexpr unsigned ownerOnly = 0600;
     const bool isFile = !isStandardStream(path);
     if (isFile) rejectOverwritingKey(path);
     if (const auto target = findTarget(path)) {
-        System::NewFile file(target->path, target->mode);
+        const bool isSecret = target->isNew && content.size() <= maximumKeyFile && holdsPrivateKey(content);
+        System::NewFile file(target->path, isSecret ? target->mode & ownerOnly : target->mode);
         writeAll(file, content);
         return file.finish();
     }

@@ -109,6 +109,28 @@ class Outputs(CommandTest):
             os.symlink(leads_to, self.path(name))
             self.reject(3, f'Cannot write "{name}": {error}.', "jwks", "select", "set", "-o", name)
 
+    def test_only_the_owner_may_read_a_new_file_with_private_keys(self):
+        kinds = {"kty": "EC", "crv": "P-256"}, {"kty": "RSA", "size": 2048}, {"kty": "oct", "size": 256}
+        own = [{**json.loads(JWK.generate(**kind).export(private_key=True)), "kid": kind["kty"]} for kind in kinds]
+        public = self.content["keys"][0]
+        os.symlink("new", self.path("link"))
+        for keys, mode in (([own[0], public], 0o600), ([own[1]], 0o600), ([public, own[2]], 0o600), ([public], 0o644)):
+            for name in ("new", "link"):
+                self.path("sets", json.dumps({"keys": [*keys, {"kty": "x", "kid": "old"}]}))
+                self.assertEqual(self.run_command("jwks", "remove", "sets", "--kid", "old", "-o", name).returncode, 0)
+                self.assertEqual((json.loads(self.read("new")), self.mode("new")), ({"keys": keys}, mode))
+                os.remove(self.path("new"))
+        # So is a key that was sent in a token; a file that was there keeps its mode.
+        self.path("own", json.dumps(own[1]))
+        for message, mode in ((json.dumps(own[0]).encode(), 0o600), (json.dumps(public).encode(), 0o644)):
+            for there, expected in ((None, mode), (0o664, 0o664)):
+                if there:
+                    os.chmod(self.path("new", "x"), there)
+                token = self.succeed("encrypt", "--key", "own", stdin=message)
+                self.succeed("decrypt", "--key", "own", "-o", "new", stdin=token)
+                self.assertEqual((self.read("new").encode(), self.mode("new")), (message, expected))
+                os.remove(self.path("new"))
+
 
 if __name__ == "__main__":
     unittest.main()
