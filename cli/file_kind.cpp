@@ -60,6 +60,11 @@ std::string findTokenMember(std::string_view json) {
     }
 }
 
+// An ASN.1 SEQUENCE with a length in several bytes, or one that fits, as keys and PKCS #12 files are.
+bool isSequence(ByteView content) noexcept {
+    return content.size() > 2 && content[0] == 0x30 && (content[1] >= 0x80 || content[1] + 2U == content.size());
+}
+
 }  // namespace
 
 FileKind recogniseFile(ByteView content) {
@@ -71,8 +76,7 @@ FileKind recogniseFile(ByteView content) {
     // Other lines, such as the attributes that OpenSSL writes, may come before the first one of PEM.
     if (text.starts_with("-----BEGIN ") || text.find("\n-----BEGIN ") != text.npos) return FileKind::pem;
     if (text.starts_with('{') || text.starts_with('[')) return recogniseJSON(text);
-    // An ASN.1 SEQUENCE whose length takes one or two bytes, as keys and PKCS #12 files are.
-    if (asText(content).starts_with("\x30\x82") || asText(content).starts_with("\x30\x81")) return FileKind::der;
+    if (isSequence(content)) return FileKind::der;
     return FileKind::other;
 }
 

@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <exception>
-#include <iterator>
 #include <utility>
 
 #include "cli/exit_code.hpp"
 #include "cli/files.hpp"
 #include "cli/key_algorithms.hpp"
-#include "cli/key_choice.hpp"
 #include "cli/key_spec.hpp"
 #include "cli/set_files.hpp"
 #include "cli/text.hpp"
+#include "cli/token_decryption.hpp"
+#include "cli/token_verification.hpp"
 
 namespace Command {
 namespace {
@@ -65,7 +65,8 @@ void readPeer(InspectionKeys& keys, const std::string& path) {
     keys.peerName = nameInput(path);
     for (const auto& entry : readSetEntries(readSetText(path))) {
         if (const auto key = findKey(entry)) {
-            keys.peer->push_back(describeEntry(key->keyId(), entry.members, *key));
+            const auto name = (path == "-" ? "standard input" : path) + '#' + key->keyId();
+            keys.peer->push_back(describeEntry(name, entry.members, *key));
         } else {
             keys.unreadable.push_back(entry);
         }
@@ -86,85 +87,29 @@ void rejectUnreadable(const InspectionKeys& keys, const std::string& keyId) {
         "`torvane jwks check` explains what is wrong with each key.");
 }
 
-bool isFor(const TokenView& view, const GivenKey& key) noexcept {
-    return view.isEncrypted ? key.use != JWKUse::JWK_SIG && key.key.keyRef() : key.use != JWKUse::JWK_ENC;
-}
-
-bool hasKeyId(const GivenKey& key, const std::string& keyId) {
-    return !keyId.empty() && (key.keyId == keyId || key.thumbprint() == keyId);
-}
-
-std::vector<JsonWebKey> asJsonWebKeys(const std::vector<GivenKey>& keys) {
-    std::vector<JsonWebKey> all;
-    for (const auto& key : keys) all.emplace_back(key.key, key.use, key.tokenKeyId());
-    return all;
-}
-
-// What is wrong when none of the keys opens the token, and what to do.
-[[noreturn]] void explainUnopened(const TokenView& view, const InspectionKeys& keys,
-                                  const std::vector<GivenKey>& candidates, const std::exception_ptr& lastError) {
+// Throws if no key of the peer can be meant by the token's "kid".
+void requireNamedKey(const TokenView& view, const InspectionKeys& keys, const std::string& hint) {
     const auto keyId = view.readHeaderMember("kid");
-    const bool isKnown = std::ranges::any_of(candidates, [&](const auto& key) { return hasKeyId(key, keyId); });
-    if (!view.isEncrypted && !keyId.empty() && !isKnown) {
-        rejectUnreadable(keys, keyId);
-        throw Failure(ExitCode::key,
-                      explainMissingKey(keys.peerName, asJsonWebKeys(*keys.peer), keyId, JWKUse::JWK_SIG),
-                      "Ask the peer for a set with the key of this token.");
-    }
-    if (candidates.empty()) {
-        throw Failure(ExitCode::key,
-                      std::string("No key was given to ") + (view.isEncrypted ? "decrypt" : "verify") + " the token.",
-                      view.isEncrypted ? adviseToGiveKey(view) : "No key in " + keys.peerName + " is for signatures.");
-    }
-    const bool allHaveIds = std::ranges::all_of(candidates, [](const auto& key) { return key.keyId.has_value(); });
-    if (view.isEncrypted && !keyId.empty() && !isKnown && allHaveIds) {
-        std::vector<std::string> ids;
-        std::ranges::transform(candidates, std::back_inserter(ids), &GivenKey::tokenKeyId);
-        throw Failure(ExitCode::key,
-                      "The token is for " + inQuotes(keyId) + "; you gave " +
-                          (ids.size() == 1 ? inQuotes(ids[0]) : listNames(ids)) + '.',
-                      adviseToGiveKey(view));
-    }
-    const auto& last = candidates.back();
-    const auto why = explainMisfit(last.key, view.readHeaderMember("alg"));
-    throw addHint(lastError, why                ? "The key " + inQuotes(last.name) + ' ' + *why + '.'
-                             : view.isEncrypted ? "The token was changed, or was encrypted for another key."
-                                                : "The token was changed, or was signed with another key.");
+    if (keyId.empty() || std::ranges::any_of(*keys.peer, [&](const auto& key) { return key.mayHaveId(keyId); })) return;
+    rejectUnreadable(keys, keyId);
+    std::vector<JsonWebKey> all;
+    for (const auto& key : *keys.peer) all.emplace_back(key.key, key.use, key.tokenKeyId());
+    throw Failure(ExitCode::key, explainMissingKey(keys.peerName, all, keyId, JWKUse::JWK_SIG), hint);
 }
 
-// Tries the keys that have the token's key id, or all keys if none has it. Returns the key that opens it.
+// The first key that opens a token, whatever the token and its JWK say of it.
 template <class Open>
-GivenKey openWith(const InspectionKeys& keys, const TokenView& view, Open open) {
-    std::vector<GivenKey> candidates;
-    std::ranges::copy_if(view.isEncrypted ? keys.own : *keys.peer, std::back_inserter(candidates),
-                         [&](const auto& key) { return isFor(view, key); });
-    const auto isNamed = [&](const GivenKey& key) { return hasKeyId(key, view.readHeaderMember("kid")); };
-    if (std::ranges::any_of(candidates, isNamed)) {
-        std::erase_if(candidates, [&](const auto& key) { return !isNamed(key); });
-    }
-    const auto fits = [&](const GivenKey& key) { return !explainMisfit(key.key, view.readHeaderMember("alg")); };
-    // Keys of another kind cannot open the token; they only stay to explain why, if there are no others.
-    if (std::ranges::any_of(candidates, fits)) {
-        std::erase_if(candidates, [&](const auto& key) { return !fits(key); });
-    }
-    std::exception_ptr lastError;
-    for (const auto& key : candidates) {
+const GivenKey* findOpeningKey(const std::vector<GivenKey>& keys, std::string_view algorithm, Open open) {
+    for (const auto& key : keys) {
+        if (explainMisfit(key.key, algorithm)) continue;
         try {
             open(key);
-            return key;
+            return &key;
         } catch (const Error&) {
-            lastError = std::current_exception();
+            continue;
         }
     }
-    explainUnopened(view, keys, candidates, lastError);
-}
-
-// A key may open a token that its own JWK forbids.
-template <class Algorithm>
-void warnOfProhibition(Layer& layer, Algorithm algorithm, KeyClass keyClass, const char* command) {
-    const auto why = explainMisfit(*layer.key, algorithm, keyClass);
-    if (why.empty()) return;
-    layer.view.warnings.push_back("The key " + makePrintable(why) + ": `" + command + "` does not use it.");
+    return nullptr;
 }
 
 }  // namespace
@@ -176,23 +121,47 @@ InspectionKeys openInspectionKeys(const InspectOptions& options) {
 }
 
 ByteBuffer decryptLayer(Layer& layer, std::string_view token, const InspectionKeys& keys) {
-    const auto algorithm = JOSE::fromRawValue<JOSE::KeyManagementAlgorithm>(layer.view.readHeaderMember("alg")).value();
-    ByteBuffer plaintext;
-    layer.key = openWith(keys, layer.view, [&](const GivenKey& key) {
-        const JWEDecrypter decrypter(layer.view.readHeaderMember("alg"), layer.view.readHeaderMember("enc"),
-                                     key.key.keyRef().value());
-        plaintext = decrypter.decryptJWE(token);
-    });
-    warnOfProhibition(layer, algorithm, KeyClass::privateKey, "torvane decrypt");
-    return plaintext;
+    const auto& view = layer.view;
+    if (keys.own.empty()) {
+        throw Failure(ExitCode::key, "No key was given to decrypt the token.", adviseToGiveKey(view));
+    }
+    try {
+        auto decrypted = decryptToken(token, keys.own, {});
+        layer.key = std::move(decrypted.key);
+        return std::move(decrypted.plaintext);
+    } catch (const Failure& failure) {
+        const auto algorithm = view.readHeaderMember("alg");
+        ByteBuffer plaintext;
+        const auto* key = findOpeningKey(keys.own, algorithm, [&](const GivenKey& each) {
+            plaintext =
+                JWEDecrypter(algorithm, view.readHeaderMember("enc"), each.key.keyRef().value()).decryptJWE(token);
+        });
+        if (key == nullptr && failure.code() == ExitCode::key) {
+            throw addHint(std::current_exception(), adviseToGiveKey(view));
+        }
+        if (key == nullptr) throw;
+        layer.key = *key;
+        layer.view.warnings.push_back("`torvane decrypt` rejects the token. " + makePrintable(failure.what()));
+        return plaintext;
+    }
 }
 
 void verifyLayer(Layer& layer, std::string_view token, const InspectionKeys& keys) {
-    const auto algorithm = JOSE::fromRawValue<JOSE::SignatureAlgorithm>(layer.view.readHeaderMember("alg")).value();
-    layer.key = openWith(keys, layer.view, [&](const GivenKey& key) {
-        static_cast<void>(JWSVerifier(algorithm, JsonWebKey(key.key, JWKUse::JWK_SIG, {})).verifyJWS(token));
-    });
-    warnOfProhibition(layer, algorithm, KeyClass::publicKey, "torvane verify");
+    try {
+        layer.key = verifyToken(token, *keys.peer, {}, {}).key;
+    } catch (const Failure& failure) {
+        const auto algorithm = layer.view.readHeaderMember("alg");
+        const auto* key = findOpeningKey(*keys.peer, algorithm, [&](const GivenKey& each) {
+            static_cast<void>(JWSVerifier(algorithm, JsonWebKey(each.key, JWKUse::JWK_SIG, {})).verifyJWS(token));
+        });
+        const auto hint = key == nullptr ? std::string() : "The signature is by " + key->name + '.';
+        if (failure.code() == ExitCode::key) {
+            requireNamedKey(layer.view, keys,
+                            hint.empty() ? "Ask the peer for a set with the key of this token." : hint);
+        }
+        if (key == nullptr) throw;
+        throw Failure(failure.code(), failure.what(), hint);
+    }
 }
 
 std::string adviseToGiveKey(const TokenView& view) {

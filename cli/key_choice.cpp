@@ -54,7 +54,8 @@ Purpose describe(JOSE::KeyManagementAlgorithm algorithm, KeyClass keyClass) {
 // Whether the JWK permits the purpose (RFC 7517, sections 4.2 to 4.4); the reason if not.
 std::string explainProhibition(const GivenKey& key, const Purpose& purpose) {
     if (key.use != JWKUse::JWK_SIG_ENC && key.use != purpose.use) {
-        return "has the \"use\" \"" + std::string(rawValue(key.use)) + '"';
+        return std::string(key.use == JWKUse::JWK_ENC ? "is for encryption" : "is for signatures") +
+               " only, by its \"use\"";
     }
     if (key.algorithm && *key.algorithm != purpose.name) {
         return "is for " + *key.algorithm + " only, by its \"alg\", not for " + std::string(purpose.name);
@@ -87,11 +88,6 @@ std::string explain(const GivenKey& key, Algorithm algorithm, KeyClass keyClass)
 std::optional<std::string> findKeyId(const JSONValue::Object& header) {
     const auto* text = stringMember(header, "kid");
     return text == nullptr ? std::nullopt : std::optional(*text);
-}
-
-// A thumbprint names a key as well as its "kid" does: `sign` and `jwks make` write it for keys without an id.
-bool hasId(const GivenKey& key, const std::string& id) {
-    return key.keyId == id || key.thumbprint() == id;
 }
 
 }  // namespace
@@ -155,19 +151,21 @@ void rejectAmbiguity(const std::vector<const GivenKey*>& fitting, std::string_vi
 std::vector<GivenKey> selectByKeyId(std::vector<GivenKey> keys, const JSONValue::Object& header) {
     const auto id = findKeyId(header);
     if (!id) return keys;
-    const auto mayHaveId = [&](const GivenKey& key) { return key.isChosen || !key.keyId; };
     std::vector<GivenKey> found;
-    std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return hasId(key, *id); });
-    if (found.empty()) std::ranges::copy_if(keys, std::back_inserter(found), mayHaveId);
+    std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return key.hasId(*id); });
+    if (found.empty())
+        std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return key.mayHaveId(*id); });
     if (!found.empty()) return found;
     std::vector<std::string> ids;
     for (const auto& key : keys) ids.push_back('"' + key.tokenKeyId() + '"');
-    throw Failure(ExitCode::key, "The token names the key \"" + *id + "\"; you gave " + listNames(ids) + '.');
+    const bool isEncrypted = header.contains("enc");
+    throw Failure(ExitCode::key, std::string(isEncrypted ? "The token is for \"" : "The token names the key \"") + *id +
+                                     "\"; you gave " + listNames(ids) + '.');
 }
 
 std::string hintAtKeyId(const std::vector<GivenKey>& tried, const JSONValue::Object& header) {
     const auto id = findKeyId(header);
-    if (!id || std::ranges::any_of(tried, [&](const auto& key) { return hasId(key, *id); })) return {};
+    if (!id || std::ranges::any_of(tried, [&](const auto& key) { return key.hasId(*id); })) return {};
     return "The token names the key \"" + *id + "\", which may be another one.";
 }
 

@@ -273,6 +273,7 @@ std::vector<GivenKey> open(const std::string& text, const Opening& opening) {
             throw Failure(ExitCode::key, path.name + " is a token, not a key.",
                           "Are the arguments swapped? The token is the argument without an option.");
         }
+        if (kind == FileKind::other) reject(path.name, "is no PEM, DER, PKCS #12, JWK or JWK Set file.");
         if (isJSON(content)) return ReadSet(path, content, opening.keyClass).choose(opening);
         if (isStream) return {openOther(path, ByteView(content), opening)};
     }

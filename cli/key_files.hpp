@@ -29,6 +29,11 @@ struct GivenKey {
     std::string thumbprint() const;
     /// The "kid" of tokens made with the key: that of its JWK, or its thumbprint.
     std::string tokenKeyId() const { return keyId ? *keyId : thumbprint(); }
+    /// A thumbprint names a key as well as its "kid" does: `sign` and `jwks make` write it for keys without an id.
+    bool hasId(const std::string& id) const { return keyId == id || thumbprint() == id; }
+    /// Whether a token with this "kid" may be meant for the key: also any key without an id of its own, and one that
+    /// "#KID" chose.
+    bool mayHaveId(const std::string& id) const { return isChosen || !keyId || hasId(id); }
 };
 
 /// A key of a set, with what its members say of it.

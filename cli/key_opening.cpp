@@ -21,14 +21,14 @@ void explainKeyFile(const std::string& uri) {
     std::error_code none;
     if (isPkcs11URI(uri) || !std::filesystem::is_regular_file(uri, none)) return;
     const auto kind = recogniseFile(readKeyFile(uri));
+    if (kind == FileKind::pem || kind == FileKind::der) return;
     const bool isJWK = kind == FileKind::set || kind == FileKind::jwk;
-    if (!isJWK && kind != FileKind::token && kind != FileKind::empty) return;
-    throw Failure(
-        ExitCode::key,
-        nameInput(uri) + ' ' + std::string(describeFile(kind)) + "; a PEM, DER or PKCS #12 file is needed here.",
-        isJWK                     ? "`torvane jwks list` and `torvane jwks check` show it, and --peer takes it."
-        : kind == FileKind::token ? "`torvane inspect` shows it."
-                                  : "");
+    const auto what = kind == FileKind::other ? "is no key file" : describeFile(kind);
+    throw Failure(ExitCode::key,
+                  nameInput(uri) + ' ' + std::string(what) + "; a PEM, DER or PKCS #12 file is needed here.",
+                  isJWK ? "`torvane jwks list` and `torvane jwks check` show it, and --peer takes it."
+                  : kind == FileKind::token ? "`torvane inspect` shows it."
+                                            : "");
 }
 
 }  // namespace

@@ -53,7 +53,9 @@ std::optional<ByteBuffer> tryKey(std::string_view token, const GivenKey& key, Ke
         const auto* reason = error.underlying<JOSE::JOSESwiftError>();
         if (reason == nullptr) std::rethrow_exception(error.underlyingError());  // the key store failed
         if (reason->errorCase() == JOSE::JOSESwiftError::Case::decryptingFailed) return std::nullopt;
-        throw Failure(ExitCode::token, "The token is rejected. " + reason->errorDescription());
+        const auto why = reason->errorDescription();
+        throw Failure(ExitCode::token, "The token is rejected. " + why,
+                      why.find("recipient's curve") == why.npos ? "" : "The token may be encrypted for another key.");
     }
 }
 
@@ -77,7 +79,7 @@ DecryptedToken decryptToken(std::string_view token, std::vector<GivenKey> keys, 
     for (const auto& key : fitting) {
         try {
             auto plaintext = tryKey(token, key, keyManagement, contentEncryption);
-            if (plaintext) return {*std::move(plaintext), *std::move(view.header)};
+            if (plaintext) return {*std::move(plaintext), *std::move(view.header), key};
         } catch (const Failure& rejection) {
             rejections.push_back(rejection);
         }

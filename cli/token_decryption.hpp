@@ -24,6 +24,7 @@ AllowedEncryption findEncryption(const std::vector<std::string>& keyManagement,
 struct DecryptedToken {
     Torvane::ByteBuffer plaintext;
     Torvane::JSONValue::Object header;
+    GivenKey key;
 };
 
 /// Decrypts a token with the keys that fit it.

@@ -171,27 +171,23 @@ class Advice(CommandTest):
                 (("--peer", "evil"), self.signed(kid="\u009b"), 'No key "\\u009b" in "evil"; it has \\u001b[2J.',
                  ASK_FOR_KEY),
                 (("--peer", "set"), self.signed(kid="dec", key="new"),
-                 'The key "dec" in "set" is for encryption, not for signatures.', ASK_FOR_KEY),
+                 'set#dec is for encryption only, by its "use".', None),
                 (("--own", "enc:zzz=new.pem"), self.encrypted(b"x"), 'The token is for "dec"; you gave "zzz".',
                  "Give your private key: --own enc:dec=URI."),
                 (("--peer", "set"), self.encrypted(b"x"), "No key was given to decrypt the token.",
                  "Give your private key: --own enc:dec=URI.")):
             self.reject(4, error, "inspect", *arguments, stdin=token, prints=None, hint=hint)
-        misfit = "An error occurred while initializing verifier for JWS. Make sure the key you are using is " \
-                 "following the requirements for the signing algorithm "
-        wrong, closed = "The signature does not verify.", "The JWE could not be decrypted."
         for arguments, token, code, error, hint in (
-                (("--peer", "ec-set"), self.signed(), 7, misfit + "RS256.",
-                 'The key "s" is on P-256; RS256 needs an RSA key.'),
-                (("--peer", "set"), self.signed(key="ec", alg="ES256"), 7, misfit + "RS256.",
-                 'The key "s" is an RSA key; ES256 needs one on P-256.'),
-                (("--peer", "set"), self.signed(key="new"), 7, wrong,
+                (("--peer", "ec-set"), self.signed(), 4, "ec-set#s is on P-256; RS256 needs an RSA key.", None),
+                (("--peer", "set"), self.signed(key="ec", alg="ES256"), 4,
+                 "set#s is an RSA key; ES256 needs one on P-256.", None),
+                (("--peer", "set"), self.signed(key="new"), 7, "The signature does not verify with set#s.",
                  "The token was changed, or was signed with another key."),
-                (("--own", "enc:dec=new.pem"), self.encrypted(b"x"), 6, closed,
+                (("--own", "enc:dec=new.pem"), self.encrypted(b"x"), 6, "The token could not be decrypted with dec.",
                  "The token was changed, or was encrypted for another key.")):
             shown = json.loads(self.reject(code, error, "inspect", "--json", *arguments, stdin=token, prints=None,
                                            hint=hint))
-            self.assertEqual((shown["error"], shown["hint"]), (error, hint), arguments)
+            self.assertEqual((shown["error"], shown.get("hint")), (error, hint), arguments)
 
     def test_a_bad_key_of_a_set_is_named_and_so_are_the_good_ones(self):
         good = self.read_set("set")
@@ -201,15 +197,11 @@ class Advice(CommandTest):
                           'It is a symmetric key ("oct"), which does not belong in a set for peers.'),
                          (k1, 'It is on secp256k1, and has no "alg" with the value ES256K.'),
                          ({**k1, "alg": "ES256K"}, "It is on secp256k1."),
-                         ({**good[0], "n": "", "kid": "k"}, None)):
+                         ({**good[0], "n": "", "kid": "k"},
+                          'The JWK\'s "n" is not a number in base64url of the right length.')):
             self.make_set("bad", good[0], bad, good[1], {**bad, "kid": "another"})  # the first one is named
             for arguments in (self.encoding(peer="bad"), self.decoding(peer="bad")):
-                if why is None:
-                    error = self.run_command(*arguments).stderr.decode().splitlines()[0][len("torvane: "):]
-                    self.assertTrue(error.startswith('The key "k" in "bad" cannot be used: '), error)
-                else:
-                    error = f'The key "k" in "bad" cannot be used: {why}'
-                self.reject(4, error, *arguments, stdin="x", hint=take_out)
+                self.reject(4, f'The key "k" in "bad" cannot be used: {why}', *arguments, stdin="x", hint=take_out)
         short = {**JWK.generate(kty="RSA", size=1024).export_public(as_dict=True), "kid": "short"}
         self.make_set("bad", short, k1, good[0], {**good[1], "d": "AA"})
         self.reject(4, 'The key "k" in "bad" cannot be used: It is on secp256k1, and has no "alg" with the value '

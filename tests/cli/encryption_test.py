@@ -140,7 +140,7 @@ class Encryption(EncryptionTest):
                 (("P-256.pem",), self.with_header(token, enc=None), 5, 'The header has no "enc".', None),
                 (("P-256.pem",), self.with_header(token, zip="DEF"), 5,
                  'The token is rejected. The header\'s "zip" asks for compression, which is not supported.', None),
-                (("P-384.jwk",), token, 4, 'The token names the key "P-256"; you gave "P-384".', None),
+                (("P-384.jwk",), token, 4, 'The token is for "P-256"; you gave "P-384".', None),
                 (("RSA-2048.pem",), token, 4,
                  "{} is an RSA key; ECDH-ES+A256KW needs one on P-256, P-384 or P-521.", None),
                 (("P-256.public.pem",), token, 4, "{} is a public key; decrypting needs a private one.", None),
@@ -166,7 +166,8 @@ class Encryption(EncryptionTest):
         # The "epk" is not on the curve of the first key.
         self.assertEqual(self.text("decrypt", *keys, stdin=self.encrypt("P-256.public.pem", "--kid", "k")), "x")
         self.reject(5, "The token is rejected. The header's \"epk\" is not a public key on the recipient's curve.",
-                    "decrypt", *keys[:2], stdin=token.replace(parts[0], encode({**self.header(token), "kid": "k"})))
+                    "decrypt", *keys[:2], stdin=token.replace(parts[0], encode({**self.header(token), "kid": "k"})),
+                    hint="The token may be encrypted for another key.")
 
 
 class Nested(EncryptionTest):

@@ -120,13 +120,14 @@ class InspectPolicy(TokenTest):
         none = self.signed({}).split(".")
         none[0] = "eyJhbGciOiJub25lIiwia2lkIjoiayJ9"
         none = ".".join(none[:2]) + "."
-        forged = self.sign("P-384.pem", "--kid", "P-256", "--claims", claims)
+        self.succeed("key", "new", "P-256", "other.pem")
+        forged = self.sign(self.path("other.pem"), "--kid", "P-256", "--claims", claims)
         inner = self.sign("P-256.pem", "--kid", "P-256", "--header", "x=1", stdin=forged)
         for token, options, code, line in (
                 (encrypted, own, 0, "would accept the claims, but they are not signed; checked: exp"),
                 (encrypted, (*own, *self.peer()), 7, "would accept the claims, but they are not signed; checked: exp"),
                 (none, (), 0, "would accept the claims, but they are not signed; checked: exp"),
-                (none, self.peer(), 5, "would accept the claims, but they are not signed; checked: exp"),
+                (none, self.peer(), 7, "would accept the claims, but they are not signed; checked: exp"),
                 (forged, self.peer(), 7, "would accept the claims if the signature verified; checked: exp"),
                 (inner, self.peer(), 7, "would accept the claims if the signature verified; checked: exp")):
             for policy, name in (((), "default policy: "), (("--require", "exp"), "policy: ")):
@@ -206,15 +207,21 @@ class InspectKeys(TokenTest):
             for own, more, key in ((kind + ".pem", (), None), (kind + ".der", (), None), (kind + ".p12", secret, None),
                                    (kind + ".jwk", (), kind), (f"private.jwks#{kind}", (), kind),
                                    ("private.jwks", (), kind), ("enc:k=" + self.key(kind + ".pem"), (), "k"),
-                                   ("sig_enc=" + self.key(kind + ".pem"), (), thumbprint)):
+                                   ("enc=" + self.key(kind + ".pem"), (), thumbprint)):
                 with self.subTest(own=own):
                     arguments = ("--own", own if "=" in own else self.key(own), *more)
                     shown = self.text("inspect", *arguments, stdin=token[kind])
                     self.assertEqual('your key "' in shown, key is not None)
                     self.assertEqual(f", thumbprint {thumbprint})\n" in shown, key is None)
-                    self.assertTrue(shown.endswith("}\npayload x\n\n" + UNVERIFIED), shown)
+                    # A key with another id than the token names opens it only here.
+                    ids = ", ".join(f'"{each}"' for each in (KINDS if own == "private.jwks" else (key,)))
+                    warnings = ([f'`torvane decrypt` rejects the token. The token is for "elsewhere"; you gave {ids}.']
+                                if key and "#" not in own else [])
+                    warned = "".join(f"warning: {warning}\n" for warning in warnings)
+                    self.assertTrue(shown.endswith("}\npayload x\n" + warned + "\n" + UNVERIFIED), shown)
                     layer, = json.loads(self.text("inspect", "--json", *arguments, stdin=token[kind]))["layers"]
-                    self.assertEqual((layer["key"], layer["thumbprint"]), (key or thumbprint, thumbprint))
+                    self.assertEqual((layer["key"], layer["thumbprint"], layer["warnings"]),
+                                     (key or thumbprint, thumbprint, warnings))
 
     def test_a_file_is_told_from_a_use(self):
         token = self.text("encrypt", "--key", self.key("P-256.public.pem"), "--kid", "k", stdin="x")
@@ -247,27 +254,27 @@ class InspectKeys(TokenTest):
         token = self.text("encrypt", "--key", self.key("P-256.public.pem"), "--kid", "k", "--alg", "ECDH-ES+A256KW",
                           stdin="x")
         give = "Give your private key: --own enc:k=URI."
-        changed = "The token was changed, or was encrypted for another key."
+        other = "The token may be encrypted for another key."
+        epk = 'The token is rejected. The header\'s "epk" is not a public key on the recipient\'s curve.'
+        need = "ECDH-ES+A256KW needs one on P-256, P-384 or P-521."
         for own, code, error, hint in (
                 (("P-384.jwk",), 4, 'The token is for "k"; you gave "P-384".', give),
-                (("private.jwks#P-384", "P-521.jwk"), 4, 'The token is for "k"; you gave P-384, P-521.', give),
-                (("secp256k1.pem",), 4, "No key was given to decrypt the token.", give),
-                (("P-384.pem",), 6, None, changed),
-                (("RSA-2048.pem",), 4, None,
-                 f'The key "{self.key("RSA-2048.pem")}" is an RSA key; ECDH-ES+A256KW needs one on P-256, P-384 or '
-                 "P-521."),
+                (("P-384.jwk", "P-521.jwk"), 4, 'The token is for "k"; you gave "P-384", "P-521".', give),
+                (("private.jwks#P-384", "P-521.jwk"), 5, epk, other),
+                (("secp256k1.pem",), 4, f'{self.key("secp256k1.pem")} is on secp256k1; {need}', give),
+                (("P-384.pem",), 5, epk, other),
+                (("RSA-2048.pem",), 4, f'{self.key("RSA-2048.pem")} is an RSA key; {need}', give),
                 # A key of the right kind is the one to talk about.
-                (("P-384.pem", "RSA-2048.pem"), 6, None, changed)):
+                (("P-384.pem", "RSA-2048.pem"), 5, epk, other)):
             with self.subTest(own=own):
                 arguments = [word for each in own for word in ("--own", self.key(each))]
                 done = self.run_command("inspect", "--json", *arguments, stdin=token)
                 document = json.loads(done.stdout)
                 self.assertEqual((done.returncode, document.get("hint"), document["layers"][0]["state"]),
                                  (code, hint, "not decrypted"), done.stderr)
-                if error:
-                    self.assertEqual(document["error"], error)
+                self.assertEqual(document["error"], error)
 
-    def test_keys_that_forbid_the_algorithm_are_reported(self):
+    def test_inspect_verifies_with_the_keys_that_verify_takes(self):
         with open(self.key("RSA-2048.public.jwk"), encoding="utf-8") as file:
             public = json.load(file)
         token = self.sign("RSA-2048.pem", "--kid", "RSA-2048", "--alg", "RS256", stdin="x")
@@ -275,9 +282,22 @@ class InspectKeys(TokenTest):
                              ({"alg": "RS256"}, None), ({"key_ops": ["encrypt"]}, 'lacks "verify" in its "key_ops"'),
                              ({"key_ops": ["verify"]}, None)):
             peer = self.path("peer", json.dumps({**public, **members}))
-            self.assertEqual(self.run_command("verify", "--key", peer, stdin=token).returncode, 4 if why else 0)
-            layer = json.loads(self.text("inspect", "--json", "--peer", peer, stdin=token))["layers"][0]
-            self.assertEqual(layer["warnings"], [f"The key {why}: `torvane verify` does not use it."] if why else [])
+            verified = self.run_command("verify", "--key", peer, stdin=token)
+            inspected = self.run_command("inspect", "--peer", peer, stdin=token)
+            error = f"torvane: {peer}{{}} {why}.\n" if why else ""
+            self.assertEqual((verified.returncode, verified.stderr.decode()), (4 if why else 0, error.format("")))
+            self.assertEqual((inspected.returncode, inspected.stderr.decode()), (verified.returncode, error.format(
+                "#RSA-2048") + (f"hint: The signature is by {peer}#RSA-2048.\n" if why else "")))
+
+    def test_a_signature_by_another_key_of_the_set_than_the_token_names_is_explained(self):
+        peer = self.key("public.jwks")
+        for kid, code, error in (("zz", 4,
+                                  f'No key "zz" in "{peer}"; it has RSA-2048, P-256, P-384, P-521, secp256k1.'),
+                                 ("P-521", 4, f"{peer}#P-521 is on P-521; ES256 needs one on P-256.")):
+            token = self.sign("P-256.pem", "--kid", kid, stdin="x")
+            self.reject(code, error, "inspect", "--peer", peer, stdin=token, prints=None,
+                        hint=f"The signature is by {peer}#P-256.")
+            self.assertEqual(self.run_command("verify", "--key", peer, stdin=token).returncode, code)
 
     def test_a_key_of_the_peer_that_cannot_be_read_is_not_said_to_be_missing(self):
         token = self.sign("P-256.pem", "--kid", "mac", stdin="x")

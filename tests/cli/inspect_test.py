@@ -304,26 +304,30 @@ warning: The token is not valid yet: "nbf" is {utc[0]} (in 2 hours).
         shown = self.reject(7, "The token has no signature.", *self.opening(),
                             stdin=self.encrypted(b"anybody can do this"), prints=None)
         self.assertTrue(shown.endswith("payload anybody can do this\n\n" + UNVERIFIED), shown)
+        peer = self.key("set")
         forged = self.signed("RS256", "decrypt", "s")
         nested = forged
         for _ in range(8):
             nested = self.signed("RS256", "sign", "s", nested.encode())
         for arguments, stdin, code, error in (
-                (self.opening(), forged, 7, "The signature does not verify.\n"),
-                (self.opening(), self.encrypted(forged), 7, "The signature does not verify.\n"),
-                (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 7,
-                 "Missing required information in the JWK\n"),
-                (self.opening(), token({"alg": "none"}, b"x"), 5, "The token cannot be verified: its algorithm "),
+                (self.opening(), forged, 7,
+                 f"The signature does not verify with {peer}#s.\nhint: The signature is by {peer}#e.\n"),
+                (self.opening(), self.encrypted(forged), 7, f"The signature does not verify with {peer}#s.\n"),
+                (self.opening(own="k1"), self.signed("ES256K", "k1", "s"), 4,
+                 f"{peer}#s is an RSA key; ES256K needs one on secp256k1.\nhint: The signature is by {peer}#k.\n"),
+                (self.opening(), token({"alg": "none"}, b"x"), 7,
+                 'The token is not signed: its algorithm is "none".\n'),
                 (self.opening(), self.encrypted(b"x", "RSA-OAEP", "decrypt"), 4, ""),
-                (self.opening(own="k1"), self.encrypted(b"x"), 4, "No key was given to decrypt the token.\nhint: "),
-                (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "The JWE could not be decrypted.\n"),
+                (self.opening(own="k1"), self.encrypted(b"x"), 4,
+                 "e is on secp256k1; ECDH-ES+A128KW needs one on P-256, P-384 or P-521.\nhint: "),
+                (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "The token could not be decrypted with e.\n"),
                 (("inspect", "--peer", self.key("none")), forged, 4, "Cannot read "),
                 (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4,
                  f'No key "s" in "{self.path("empty")}"; it has none.\n'),
                 (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),
                 # An encryption key verifies nothing.
                 (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 4,
-                 f'The key "e" in "{self.key("set")}" is for encryption, not for signatures.\n'),
+                 f'{peer}#e is for encryption only, by its "use".\nhint: The signature is by {peer}#e.\n'),
                 (self.opening(), nested, 5, "More than 8 tokens are nested in each other.")):
             for options in ((), ("--json",)):
                 done = self.run_command(*arguments, *options, stdin=stdin)

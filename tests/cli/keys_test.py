@@ -211,8 +211,7 @@ class Keys(CommandTest):
 
     def test_a_missing_file_and_a_file_without_a_key_give_different_errors(self):
         for content, error in ((b"", '"file" is empty; a PEM, DER or PKCS #12 file is needed here.'),
-                               (b"text", 'Expected one public key in "file", found 0 private keys, '
-                                         "0 public keys and 0 certificates."),
+                               (b"text", '"file" is no key file; a PEM, DER or PKCS #12 file is needed here.'),
                                (None, 'The file "file" cannot be read: No such file or directory.')):
             self.path("file", content) if content is not None else os.remove(self.path("file"))
             self.reject(4, error, "key", "show", "file")

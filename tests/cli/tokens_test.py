@@ -202,7 +202,7 @@ class Tokens(TokenTest):
                 (es256, ["odd.jwks#ed"], '{0}#ed is a key of the kind "OKP"; torvane takes RSA and EC keys.'),
                 (es256, ["odd.jwks#point"],
                  "{0}#point cannot be used. The JWK's \"x\" is not a number in base64url of the right length."),
-                (es256, ["odd.jwks#enc"], '{0}#enc has the "use" "enc".'),
+                (es256, ["odd.jwks#enc"], '{0}#enc is for encryption only, by its "use".'),
                 (rs256, ["odd.jwks#ps"], '{0}#ps is for PS256 only, by its "alg", not for RS256.'),
                 (rs256, ["P-256.pem"], "{0} is on P-256; RS256 needs an RSA key."),
                 (es256, ["small.pem"], "{0} is an RSA key; ES256 needs one on P-256."),
