@@ -122,10 +122,10 @@ std::optional<Target> findTarget(const std::string& path) {
     return Target{file.string(), *mode, !std::filesystem::exists(file, none)};
 }
 
-void write(const std::string& path, ByteView content) {
+void write(const std::string& path, ByteView content, KeyFiles keyFiles) {
     constexpr unsigned ownerOnly = 0600;
     const bool isFile = !isStandardStream(path);
-    if (isFile) rejectOverwritingKey(path);
+    if (isFile && keyFiles == KeyFiles::keep) rejectOverwritingKey(path);
     if (const auto target = findTarget(path)) {
         const bool isSecret = target->isNew && content.size() <= maximumKeyFile && holdsPrivateKey(content);
         System::NewFile file(target->path, isSecret ? target->mode & ownerOnly : target->mode);
@@ -167,9 +167,9 @@ Torvane::SecretBuffer readKeyFile(const std::string& path) {
     return readAll<Torvane::SecretBuffer>(path, maximumKeyFile, ExitCode::key);
 }
 
-void writeOutput(const std::string& path, ByteView content) {
+void writeOutput(const std::string& path, ByteView content, KeyFiles keyFiles) {
     try {
-        write(path, content);
+        write(path, content, keyFiles);
     } catch (const System::Failure& failure) {
         fail(Access::write, path, failure.what());
     }

@@ -25,11 +25,14 @@ Torvane::SecretBuffer readSecretFile(const std::string& path);
 /// @throws Failure
 Torvane::SecretBuffer readKeyFile(const std::string& path);
 
+/// What happens to a file that holds a private key when it is an output.
+enum class KeyFiles { keep, replace };
+
 /// Writes a file, or standard output if the path is empty or "-". An existing file keeps its mode; it is replaced once
 /// all content is written, and stays as it was after a failure. So does the file that a link leads to. A new file with
 /// a private key is readable by its owner only. Devices and pipes are written to. A terminal gets the content as by
 /// makePrintableLines() and a newline at the end, everything else the exact bytes.
-/// @throws Failure, also if the path names a file with a private key.
-void writeOutput(const std::string& path, Torvane::ByteView content);
+/// @throws Failure, also if the path names a file with a private key that is to be kept.
+void writeOutput(const std::string& path, Torvane::ByteView content, KeyFiles keyFiles = KeyFiles::keep);
 
 }  // namespace Command

@@ -106,7 +106,7 @@ void removeKeys(const RemoveOptions& options) {
         if (!isRemoved[i]) keys.push_back(set.entries[i].content);
     }
     set.members["keys"] = std::move(keys);
-    writeOutput(output, asBytes(formatJSON(set.members) + '\n'));
+    writeSet(output, set.members);
     options.asJSON ? printRemovedAsJSON(removed, kept) : reportRemoved(removed);
     warnOfPrivateMembers(kept);
 }

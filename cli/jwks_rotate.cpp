@@ -189,6 +189,7 @@ void rotateKey(const RotateOptions& options) {
     if (options.keepsOld && *use == JWKUse::JWK_SIG) {
         throw Failure(ExitCode::usage, "--keep-old is for --use enc only: the old keys for signatures always stay.");
     }
+    const auto output = chooseOutput(options.set, options.output, options.asJSON);
     auto set = readPublicSet(options.set);
     const auto replaceable = findReplaceable(options, set.entries, *use);
     const auto* newest = findNewest(replaceable, *use);
@@ -199,9 +200,8 @@ void rotateKey(const RotateOptions& options) {
         throw Failure(ExitCode::usage, "A secp256k1 key is for signatures only.");
     }
     if (!options.keyId.empty()) requireNewId(set.entries, options.keyId, *use);
-    const auto output = chooseOutput(options.set, options.output, options.asJSON);
     std::error_code none;
-    const bool isOutputThere = output == "-" || std::filesystem::exists(output, none);
+    const bool isOutputThere = output.path == "-" || std::filesystem::exists(output.path, none);
 
     const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
     const auto key = makeJsonWebKey(createKey(wanted), *use, id);
@@ -224,10 +224,10 @@ void rotateKey(const RotateOptions& options) {
     keys.push_back(rotation.added.content);
     set.members["keys"] = std::move(keys);
     try {
-        if (!isOutputThere && std::filesystem::exists(output, none)) {
+        if (!isOutputThere && std::filesystem::exists(output.path, none)) {
             throw Failure(ExitCode::usage, "The output would overwrite the new key.");
         }
-        writeOutput(output, asBytes(formatJSON(set.members) + '\n'));
+        writeSet(output, set.members);
     } catch (...) {
         throw addHint(std::current_exception(), "The new key pair is in " + inQuotes(rotation.uri) +
                                                     ", but in no set: delete it before you try again.");

@@ -1,10 +1,13 @@
 #include "cli/set_entries.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 #include <utility>
 
 #include "cli/exit_code.hpp"
+#include "cli/file_uri.hpp"
 #include "cli/files.hpp"
 #include "cli/key_algorithms.hpp"
 #include "cli/set_files.hpp"
@@ -71,13 +74,22 @@ WholeSet readWholeSet(const std::string& path) {
     return set;
 }
 
-std::string chooseOutput(const std::string& set, const std::string& output, bool asJSON) {
-    const auto& chosen = output.empty() ? set : output;
-    if (asJSON && chosen == "-") {
+SetOutput chooseOutput(const std::string& set, const std::string& output, bool asJSON) {
+    const bool isFile = set != "-", isStandardOutput = output == "-" || (output.empty() && !isFile);
+    if (asJSON && isStandardOutput) {
         throw Failure(ExitCode::usage, "--json and the set cannot both be written to standard output.",
                       "Write the set to a file with -o.");
     }
-    return chosen;
+    if (isStandardOutput) return {"-", KeyFiles::keep};
+    std::error_code none;
+    const auto file = readPath(set);
+    const bool isInPlace = isFile && (output.empty() || std::filesystem::equivalent(file, output, none));
+    if (!isInPlace) return {output, KeyFiles::keep};
+    return {output.empty() ? file : output, KeyFiles::replace};
+}
+
+void writeSet(const SetOutput& output, const JSONValue::Object& members) {
+    writeOutput(output.path, asBytes(formatJSON(members) + '\n'), output.keyFiles);
 }
 
 void requireThumbprint(const std::string& text) {

@@ -7,6 +7,7 @@
 #include <torvane/torvane.hpp>
 #include <vector>
 
+#include "cli/files.hpp"
 #include "cli/set_entry.hpp"
 
 namespace Command {
@@ -44,9 +45,20 @@ struct WholeSet {
 /// @throws Failure, also for a single JWK.
 WholeSet readWholeSet(const std::string& path);
 
-/// Where a command writes a set that it has read from a file: to the file itself without an output.
+/// Where a command writes a set that it reads from a file.
+struct SetOutput {
+    std::string path;
+    /// What happens to private keys there: the set itself is replaced, even if it has some.
+    KeyFiles keyFiles;
+};
+
+/// Without an output, the set itself is replaced.
 /// @throws Failure if the set and JSON would both be written to standard output.
-std::string chooseOutput(const std::string& set, const std::string& output, bool asJSON);
+SetOutput chooseOutput(const std::string& set, const std::string& output, bool asJSON);
+
+/// Writes all members of a set.
+/// @throws Failure
+void writeSet(const SetOutput& output, const Torvane::JSONValue::Object& members);
 
 /// Rejects a text that cannot be the RFC 7638 thumbprint of a key by SHA-256.
 /// @throws Failure

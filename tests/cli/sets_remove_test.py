@@ -91,19 +91,37 @@ class SetsRemove(CommandTest):
                 self.reject(code, error, "jwks", "remove", *arguments.split(), hint=hint)
                 self.assertEqual((self.read(), sorted(os.listdir(self.folder))), (self.content, ["jwk", "set"]))
 
-    def test_a_private_key_is_taken_out_into_another_file(self):
+    def test_a_private_key_is_taken_out_of_a_set_in_place_or_into_another_file(self):
         leaked = {**json.loads(self.ec.export_private()), "kid": "leaked", "use": "sig"}
         own = {**json.loads(self.p384.export_private()), "kid": "own", "use": "sig"}
-        for keys, kept, said in (([leaked, self.content["keys"][4]], [self.content["keys"][4]], ""),
-                                 ([own, leaked], [own], "note: Keys with private members: 1 of 1. `torvane jwks "
-                                                        "select` leaves these members out.\n")):
-            self.path("private", json.dumps({"keys": keys}))
-            done = self.run_command("jwks", "remove", "private", "--kid", "leaked", "-o", "-")
-            self.assertEqual((done.returncode, json.loads(done.stdout), done.stderr.decode()),
-                             (0, {"keys": kept}, 'Removed "leaked" (P-256, sig).\n' + said))
-            self.reject(2, 'The output would overwrite the private key "private".', "jwks", "remove", "private",
-                        "--kid", "leaked", hint="Choose another name, or delete the key first.")
-            self.assertEqual(self.read("private"), {"keys": keys})
+        symmetric, public = {"kty": "oct", "kid": "leaked", "use": "sig", "k": "AAAA"}, self.content["keys"][4]
+        note = "note: Keys with private members: 1 of 1. `torvane jwks select` leaves these members out.\n"
+        os.symlink("private", self.path("link"))
+        for keys, kept, said in (([leaked, public], [public], "P-256"), ([own, leaked], [own], "P-256"),
+                                 ([public, symmetric], [public], "oct"), ([symmetric, own], [own], "oct")):
+            said = f'Removed "leaked" ({said}, sig).\n' + (note if own in kept else "")
+            for options, place in (((), "private"), (("-o", "-"), None), (("-o", "./private"), "private"),
+                                   (("-o", "link"), "private"), (("-o", "next"), "next")):
+                with self.subTest(said=said, options=options):
+                    os.chmod(self.path("private", json.dumps({"keys": keys})), 0o640)
+                    done = self.run_command("jwks", "remove", "private", "--kid", "leaked", *options)
+                    self.assertEqual((done.returncode, done.stderr.decode()), (0, said))
+                    self.assertEqual(self.read(place) if place else json.loads(done.stdout), {"keys": kept})
+                    self.assertEqual(stat.S_IMODE(os.stat(self.path("private")).st_mode), 0o640)
+                    if place != "private":
+                        self.assertEqual(self.read("private"), {"keys": keys})
+            os.remove(self.path("next"))
+
+    def test_another_file_with_private_keys_is_not_replaced(self):
+        self.path("private", json.dumps({"keys": [json.loads(self.ec.export_private())]}))
+        os.symlink("private", self.path("link"))
+        for name in ("private", "link"):
+            self.reject(2, f'The output would overwrite the private key "{name}".', "jwks", "remove", "set", "--kid",
+                        "a", "-o", name, hint="Choose another name, or delete the key first.")
+
+    def test_a_set_named_by_a_uri_is_replaced(self):
+        self.assertEqual(self.run_command("jwks", "remove", f"file:{self.path('set')}", "--kid", "b").returncode, 0)
+        self.assertEqual((self.read(), os.listdir(self.folder)), (self.without(4), ["set"]))
 
 
 if __name__ == "__main__":
