@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "torvane/platform/system/file.hpp"
+
 #include "cli/exit_code.hpp"
 #include "cli/file_uri.hpp"
 #include "cli/files.hpp"
@@ -80,12 +82,16 @@ SetOutput chooseOutput(const std::string& set, const std::string& output, bool a
         throw Failure(ExitCode::usage, "--json and the set cannot both be written to standard output.",
                       "Write the set to a file with -o.");
     }
-    if (isStandardOutput) return {"-", KeyFiles::keep};
+    if (isStandardOutput) return {"-", KeyFiles::keep, nullptr};
     std::error_code none;
     const auto file = readPath(set);
     const bool isInPlace = isFile && (output.empty() || std::filesystem::equivalent(file, output, none));
-    if (!isInPlace) return {output, KeyFiles::keep};
-    return {output.empty() ? file : output, KeyFiles::replace};
+    if (!isInPlace) return {output, KeyFiles::keep, nullptr};
+    const auto reportWaiting = [&] {
+        if (!System::File::standardError().isTerminal()) return;
+        std::cerr << makePrintable("note: Another command changes " + nameInput(set) + "; waiting for it.") << '\n';
+    };
+    return {output.empty() ? file : output, KeyFiles::replace, std::make_unique<System::FileLock>(file, reportWaiting)};
 }
 
 void writeSet(const SetOutput& output, const JSONValue::Object& members) {

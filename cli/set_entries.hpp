@@ -1,11 +1,14 @@
 // Entries of key sets as the `jwks` commands show and write them.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <torvane/torvane.hpp>
 #include <vector>
+
+#include "torvane/platform/system/file_lock.hpp"
 
 #include "cli/files.hpp"
 #include "cli/set_entry.hpp"
@@ -50,9 +53,12 @@ struct SetOutput {
     std::string path;
     /// What happens to private keys there: the set itself is replaced, even if it has some.
     KeyFiles keyFiles;
+    /// Not null if the set itself is replaced.
+    std::unique_ptr<Torvane::System::FileLock> lock;
 };
 
-/// Without an output, the set itself is replaced.
+/// Without an output, the set itself is replaced. It is then locked as long as the result exists, so call this before
+/// reading the set.
 /// @throws Failure if the set and JSON would both be written to standard output.
 SetOutput chooseOutput(const std::string& set, const std::string& output, bool asJSON);
 

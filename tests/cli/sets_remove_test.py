@@ -1,12 +1,14 @@
 """`jwks remove`."""
+import fcntl
 import json
 import os
 import stat
+import subprocess
 import unittest
 
 from jwcrypto.jwk import JWK
 
-from running import CommandTest
+from running import ENVIRONMENT, TORVANE, CommandTest, Terminal
 
 NAMES = "--kid or --thumbprint must name the keys to remove."
 
@@ -122,6 +124,35 @@ class SetsRemove(CommandTest):
     def test_a_set_named_by_a_uri_is_replaced(self):
         self.assertEqual(self.run_command("jwks", "remove", f"file:{self.path('set')}", "--kid", "b").returncode, 0)
         self.assertEqual((self.read(), os.listdir(self.folder)), (self.without(4), ["set"]))
+
+    def start(self, *arguments):
+        return subprocess.Popen([TORVANE, "jwks", "remove", *arguments], cwd=self.folder, env=ENVIRONMENT,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def test_no_key_comes_back_when_several_commands_change_a_set(self):
+        keys = [{"kty": "x", "kid": str(number)} for number in range(24)]
+        self.path("many", json.dumps({"keys": keys}))
+        os.symlink("many", self.path("link"))
+        commands = [self.start("link" if number % 2 else "many", "--kid", str(number)) for number in range(20)]
+        self.assertEqual([command.wait(60) for command in commands], [0] * 20)
+        self.assertEqual(self.read("many"), {"keys": keys[20:]})
+
+    def test_a_command_waits_for_the_set_that_another_one_writes(self):
+        with open(self.path("set"), "rb") as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            waiting = self.start("set", "--kid", "b")
+            told = Terminal("jwks", "remove", "set", "--kid", "new", folder=self.folder)
+            told.wait_for('note: Another command changes "set"; waiting for it.')
+            # What is not changed in place is not waited for.
+            for arguments in (("set", "-o", "next"), ("-",)):
+                self.assertEqual(self.run_command("jwks", "remove", *arguments, "--kid", "b",
+                                                  stdin=json.dumps(self.content)).returncode, 0)
+            with self.assertRaises(subprocess.TimeoutExpired):
+                waiting.wait(0.5)
+            added = {"kty": "x", "kid": "new"}
+            self.path("replacement", json.dumps({**self.content, "keys": [*self.content["keys"], added]}))
+            os.rename(self.path("replacement"), self.path("set"))
+        self.assertEqual((waiting.wait(60), told.finish()[0], self.read()), (0, 0, self.without(4)))
 
 
 if __name__ == "__main__":

@@ -2,11 +2,12 @@
 import json
 import os
 import stat
+import subprocess
 import unittest
 
 from jwcrypto.jwk import JWK
 
-from running import CommandTest
+from running import ENVIRONMENT, TORVANE, CommandTest
 
 DONE = "with `torvane jwks remove` when no signature by the old key remains to be verified."
 TRANSIT = "when no peer uses the old set and no token for an old key is in transit."
@@ -183,6 +184,14 @@ class SetsRotate(CommandTest):
                     "k.pem", "-o", "k.pem", hint=hint)
         with open(self.path("k.pem"), "rb") as file:
             self.assertTrue(JWK.from_pem(file.read()).has_private)
+
+    def test_no_new_key_is_lost_when_several_commands_change_a_set(self):
+        commands = [subprocess.Popen([TORVANE, "jwks", "rotate", "set", "--use", "sig", "--kid", f"new {number}", "--key",
+                                      f"{number}.pem"], cwd=self.folder, env=ENVIRONMENT, stderr=subprocess.DEVNULL)
+                    for number in range(8)]
+        self.assertEqual([command.wait(60) for command in commands], [0] * 8)
+        self.assertEqual(sorted(key["kid"] for key in self.read()["keys"]),
+                         ["e", "f", *(f"new {number}" for number in range(8)), "s"])
 
     def test_json_tells_scripts_what_was_done_and_what_is_to_be_done(self):
         printed, said = self.rotate("set", "--use", "enc", "--kid", "new", "--key", "new.pem", "--json")

@@ -8,7 +8,7 @@ from chroot import BUILDS, SOURCES, Failure
 
 # Sources that do not compile for a system, and the one that is compiled there instead.
 FOLDER = "torvane/platform/system"
-POSIX, WINDOWS = ([f"{FOLDER}/{name}_{system}.cpp" for name in ("file", "hidden_input", "process")]
+POSIX, WINDOWS = ([f"{FOLDER}/{name}_{system}.cpp" for name in ("file", "file_lock", "hidden_input", "process")]
                   for system in ("posix", "windows"))
 SUBSTITUTES = {
     "musl": dict(zip(WINDOWS, POSIX)),
