@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <system_error>
 #include <utility>
 
 #include "torvane/platform/system/file.hpp"
@@ -122,6 +123,17 @@ std::optional<Target> findTarget(const std::string& path) {
     return Target{file.string(), *mode, !std::filesystem::exists(file, none)};
 }
 
+// Makes a temporary file beside the one to be replaced, as writing does.
+void check(const std::string& path, KeyFiles keyFiles) {
+    if (isStandardStream(path)) return;
+    if (keyFiles == KeyFiles::keep) rejectOverwritingKey(path);
+    std::error_code none;
+    if (std::filesystem::is_directory(path, none)) {
+        fail(Access::write, path, std::make_error_code(std::errc::is_a_directory).message());
+    }
+    if (const auto target = findTarget(path)) const System::NewFile file(target->path, target->mode);
+}
+
 void write(const std::string& path, ByteView content, KeyFiles keyFiles) {
     constexpr unsigned ownerOnly = 0600;
     const bool isFile = !isStandardStream(path);
@@ -170,6 +182,14 @@ Torvane::SecretBuffer readKeyFile(const std::string& path) {
 void writeOutput(const std::string& path, ByteView content, KeyFiles keyFiles) {
     try {
         write(path, content, keyFiles);
+    } catch (const System::Failure& failure) {
+        fail(Access::write, path, failure.what());
+    }
+}
+
+void checkOutput(const std::string& path, KeyFiles keyFiles) {
+    try {
+        check(path, keyFiles);
     } catch (const System::Failure& failure) {
         fail(Access::write, path, failure.what());
     }

@@ -35,4 +35,8 @@ enum class KeyFiles { keep, replace };
 /// @throws Failure, also if the path names a file with a private key that is to be kept.
 void writeOutput(const std::string& path, Torvane::ByteView content, KeyFiles keyFiles = KeyFiles::keep);
 
+/// Rejects an output that writeOutput() would reject, as far as that shows before anything is written.
+/// @throws Failure
+void checkOutput(const std::string& path, KeyFiles keyFiles = KeyFiles::keep);
+
 }  // namespace Command

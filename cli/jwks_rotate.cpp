@@ -3,10 +3,12 @@
 #include <iostream>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "cli/commands.hpp"
 #include "cli/exit_code.hpp"
+#include "cli/file_uri.hpp"
 #include "cli/files.hpp"
 #include "cli/key_algorithms.hpp"
 #include "cli/key_spec.hpp"
@@ -180,6 +182,65 @@ void printJSON(const Rotation& rotation) {
     std::cout << formatJSON(document) << '\n';
 }
 
+// Rejects an output that would fail after the new key has been made.
+void requireWritable(const SetOutput& output, const std::string& newKey) {
+    checkOutput(output.path, output.keyFiles);
+    std::error_code none;
+    const auto resolve = [&](const std::string& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, none), none);
+    };
+    if (!isPkcs11URI(newKey) && output.path != "-" && resolve(readPath(newKey)) == resolve(output.path)) {
+        throw Failure(ExitCode::usage, "The output would overwrite the new key.");
+    }
+}
+
+// All that a rotation needs beside the new key.
+struct Plan {
+    SetOutput output;
+    WholeSet set;
+    JWKUse use;
+    Entries replaceable{};
+    const SetEntry* newest = nullptr;
+};
+
+// Adds the new key to the set, and writes the set.
+Rotation addKey(const RotateOptions& options, const Zennet::Key& created, Plan& plan) {
+    const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
+    const auto key = makeJsonWebKey(created, plan.use, id);
+    const auto isExact = [&](const auto* entry) { return findUse(*entry) == plan.use; };
+    Entries exact, forBoth;
+    std::ranges::partition_copy(plan.replaceable, std::back_inserter(exact), std::back_inserter(forBoth), isExact);
+    const bool isForSigning = plan.use == JWKUse::JWK_SIG;
+    auto old = chooseOld(options, isForSigning ? plan.replaceable : exact, isRSA(key.key()) ? "RSA" : "EC");
+    const auto* newest = findNewest(old, plan.use);
+    Rotation rotation{.added = readSetEntry(makeMembers(key, newest != nullptr ? newest : plan.newest)),
+                      .uri = withoutPin(options.key.uri),
+                      .old = std::move(old),
+                      .forBoth = isForSigning ? Entries() : std::move(forBoth)};
+    JSONValue::List keys;
+    for (const auto& entry : plan.set.entries) {
+        const bool isOld = std::ranges::find(rotation.old, &entry) != rotation.old.end();
+        if (!isOld || isForSigning || options.keepsOld) keys.push_back(entry.content);
+    }
+    rotation.steps = listSteps(options, key.keyId(), rotation.old);
+    keys.push_back(rotation.added.content);
+    plan.set.members["keys"] = std::move(keys);
+    writeSet(plan.output, plan.set.members);
+    return rotation;
+}
+
+// The new key is made already: the hint says where it is, even if the error has a hint of its own.
+Rotation addNewKey(const RotateOptions& options, const Zennet::Key& created, Plan& plan) {
+    try {
+        return addKey(options, created, plan);
+    } catch (...) {
+        const auto thrown = std::current_exception();
+        throw Failure(chooseExitCode(thrown), describeError(thrown),
+                      "The new key pair is in " + inQuotes(withoutPin(options.key.uri)) +
+                          ", but in no set: delete it before you try again.");
+    }
+}
+
 }  // namespace
 
 void rotateKey(const RotateOptions& options) {
@@ -189,49 +250,20 @@ void rotateKey(const RotateOptions& options) {
     if (options.keepsOld && *use == JWKUse::JWK_SIG) {
         throw Failure(ExitCode::usage, "--keep-old is for --use enc only: the old keys for signatures always stay.");
     }
-    const auto output = chooseOutput(options.set, options.output, options.asJSON);
-    auto set = readPublicSet(options.set);
-    const auto replaceable = findReplaceable(options, set.entries, *use);
-    const auto* newest = findNewest(replaceable, *use);
+    // The set is locked before it is read.
+    auto output = chooseOutput(options.set, options.output, options.asJSON);
+    Plan plan{.output = std::move(output), .set = readPublicSet(options.set), .use = *use};
+    plan.replaceable = findReplaceable(options, plan.set.entries, *use);
+    plan.newest = findNewest(plan.replaceable, *use);
     auto wanted = options.key;
-    wanted.kind = chooseKind(options, newest);
+    wanted.kind = chooseKind(options, plan.newest);
     // The kind may be in capital letters; no other one begins like it.
     if (*use == JWKUse::JWK_ENC && (wanted.kind.starts_with('s') || wanted.kind.starts_with('S'))) {
         throw Failure(ExitCode::usage, "A secp256k1 key is for signatures only.");
     }
-    if (!options.keyId.empty()) requireNewId(set.entries, options.keyId, *use);
-    std::error_code none;
-    const bool isOutputThere = output.path == "-" || std::filesystem::exists(output.path, none);
-
-    const auto id = options.keyId.empty() ? std::nullopt : std::optional(options.keyId);
-    const auto key = makeJsonWebKey(createKey(wanted), *use, id);
-    const auto isExact = [&](const auto* entry) { return findUse(*entry) == *use; };
-    Entries exact, forBoth;
-    std::ranges::partition_copy(replaceable, std::back_inserter(exact), std::back_inserter(forBoth), isExact);
-    const bool isForSigning = *use == JWKUse::JWK_SIG;
-    auto old = chooseOld(options, isForSigning ? replaceable : exact, isRSA(key.key()) ? "RSA" : "EC");
-    if (const auto* newestOld = findNewest(old, *use)) newest = newestOld;
-    Rotation rotation{.added = readSetEntry(makeMembers(key, newest)),
-                      .uri = withoutPin(wanted.uri),
-                      .old = std::move(old),
-                      .forBoth = isForSigning ? Entries() : std::move(forBoth)};
-    JSONValue::List keys;
-    for (const auto& entry : set.entries) {
-        const bool isOld = std::ranges::find(rotation.old, &entry) != rotation.old.end();
-        if (!isOld || isForSigning || options.keepsOld) keys.push_back(entry.content);
-    }
-    rotation.steps = listSteps(options, key.keyId(), rotation.old);
-    keys.push_back(rotation.added.content);
-    set.members["keys"] = std::move(keys);
-    try {
-        if (!isOutputThere && std::filesystem::exists(output.path, none)) {
-            throw Failure(ExitCode::usage, "The output would overwrite the new key.");
-        }
-        writeSet(output, set.members);
-    } catch (...) {
-        throw addHint(std::current_exception(), "The new key pair is in " + inQuotes(rotation.uri) +
-                                                    ", but in no set: delete it before you try again.");
-    }
+    if (!options.keyId.empty()) requireNewId(plan.set.entries, options.keyId, *use);
+    requireWritable(plan.output, wanted.uri);
+    const auto rotation = addNewKey(options, createKey(wanted), plan);
     options.asJSON ? printJSON(rotation) : print(rotation);
 }
 

@@ -135,6 +135,7 @@ class SetsRotate(CommandTest):
         self.path("private", json.dumps({"keys": [{"kty": "RSA", "d": "AA"}]}))
         self.path("jwk", json.dumps(self.read()["keys"][0]))
         self.path("there.pem", "x")
+        os.mkdir(self.path("folder"))
         kinds = "RSA-2048 RSA-3072 RSA-4096 P-256 P-384 P-521 secp256k1"
         listing, before = sorted(os.listdir(self.folder)), self.read()
         for arguments, code, error, hint in (
@@ -157,7 +158,15 @@ class SetsRotate(CommandTest):
                 ("jwk --use sig --key k", 4, '"jwk" is a JWK; a JWK Set is needed here.',
                  'Put it into a set: {"keys": [JWK]}.'),
                 ("private --use sig --key k", 4, '"private" has private keys; a set of public keys is needed here.',
-                 "`torvane jwks select FILE` writes the public members of its keys.")):
+                 "`torvane jwks select FILE` writes the public members of its keys."),
+                ("set --use sig --key k -o private", 2, 'The output would overwrite the private key "private".',
+                 "Choose another name, or delete the key first."),
+                ("set --use sig --key k -o none/set", 3, 'Cannot write "none/set": No such file or directory.', None),
+                ("set --use sig --key k -o /proc/set", 3, 'Cannot write "/proc/set": No such file or directory.', None),
+                ("set --use sig --key k -o folder", 3, 'Cannot write "folder": Is a directory.', None),
+                ("set --use sig --key k -o k", 2, "The output would overwrite the new key.", None),
+                ("set --use sig --key ./k -o folder/../k", 2, "The output would overwrite the new key.", None),
+                ("set --use sig --key file:k -o k", 2, "The output would overwrite the new key.", None)):
             with self.subTest(arguments):
                 self.reject(code, error, "jwks", "rotate", *arguments.split(), hint=hint)
                 self.assertEqual((sorted(os.listdir(self.folder)), self.read()), (listing, before))
@@ -175,20 +184,22 @@ class SetsRotate(CommandTest):
                                 "private", *options, "--key", "k",
                                 hint="`torvane jwks select FILE` writes the public members of its keys.")
 
-    def test_a_set_that_cannot_be_written_leaves_the_new_key(self):
-        hint = 'The new key pair is in "k.pem", but in no set: delete it before you try again.'
-        self.reject(3, 'Cannot write "none/set": No such file or directory.', "jwks", "rotate", "set", "--use", "sig",
-                    "--key", "k.pem", "-o", "none/set", hint=hint)
-        os.remove(self.path("k.pem"))
-        self.reject(2, "The output would overwrite the new key.", "jwks", "rotate", "set", "--use", "sig", "--key",
-                    "k.pem", "-o", "k.pem", hint=hint)
-        with open(self.path("k.pem"), "rb") as file:
-            self.assertTrue(JWK.from_pem(file.read()).has_private)
+    def test_a_failure_after_the_new_key_was_made_says_where_the_key_is(self):
+        os.symlink("k.pem", self.path("link"))
+        before = self.read()
+        for output, code, error in (("/dev/full", 3, 'Cannot write "/dev/full": No space left on device.'),
+                                    ("link", 2, 'The output would overwrite the private key "link".')):
+            self.reject(code, error, "jwks", "rotate", "set", "--use", "sig", "--key", "k.pem", "-o", output,
+                        hint='The new key pair is in "k.pem", but in no set: delete it before you try again.')
+            with open(self.path("k.pem"), "rb") as file:
+                self.assertTrue(JWK.from_pem(file.read()).has_private)
+            os.remove(self.path("k.pem"))
+        self.assertEqual(self.read(), before)
 
     def test_no_new_key_is_lost_when_several_commands_change_a_set(self):
-        commands = [subprocess.Popen([TORVANE, "jwks", "rotate", "set", "--use", "sig", "--kid", f"new {number}", "--key",
-                                      f"{number}.pem"], cwd=self.folder, env=ENVIRONMENT, stderr=subprocess.DEVNULL)
-                    for number in range(8)]
+        rotate = (TORVANE, "jwks", "rotate", "set", "--use", "sig")
+        commands = [subprocess.Popen([*rotate, "--kid", f"new {number}", "--key", f"{number}.pem"], cwd=self.folder,
+                                     env=ENVIRONMENT, stderr=subprocess.DEVNULL) for number in range(8)]
         self.assertEqual([command.wait(60) for command in commands], [0] * 8)
         self.assertEqual(sorted(key["kid"] for key in self.read()["keys"]),
                          ["e", "f", *(f"new {number}" for number in range(8)), "s"])
