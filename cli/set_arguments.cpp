@@ -64,7 +64,9 @@ void addSetCommands(CLI::App& root) {
             ->type_name("FILE");
         addJSON(*command, options->asJSON);
         command->footer(
-            "Everything else in the set stays. If one of the ids or thumbprints is not there, nothing is removed.\n\n"
+            "Everything else in the set stays, but numbers may be written differently. If one of the ids or "
+            "thumbprints "
+            "is not there, nothing is removed.\n\n"
             "Examples:\n"
             "  torvane jwks remove public.jwks --kid 2026\n"
             "  torvane jwks remove public.jwks --kid a --kid b --use enc -o smaller.jwks");

@@ -63,6 +63,17 @@ class SetsRemove(CommandTest):
         self.assertEqual([key["kid"] for key in found["kept"]], ["a", "", "ed", "b", ""])
         self.assertEqual((self.read("next"), self.read()), (self.without(0), self.content))
 
+    def test_numbers_are_rounded_only_if_they_are_too_long(self):
+        kept, rounded = "9223372036854775807, -9223372036854775808, 0.1, 1.5e-300, 123456789012345", (
+            ("-0.0", "0"), ("1.50", "1.5"), ("1E2", "100"), ("12345678901234567890", "12345678901234567168"),
+            ("0.1234567890123456789", "0.12345678901234568"))
+        text = '{"keys": [{"kid": "a"}], "z": %s, "more": [%s]}'
+        self.path("numbers", text % ("true", ", ".join([kept, *(before for before, _ in rounded)])))
+        done = self.run_command("jwks", "remove", "numbers", "--kid", "a", "-o", "-")
+        written = ", ".join([kept, *(after for _, after in rounded)])
+        self.assertEqual("".join(done.stdout.decode().split()),
+                         ('{"keys":[],"more":[%s],"z":true}' % written).replace(" ", ""))
+
     def test_the_set_may_come_from_standard_input(self):
         done = self.run_command("jwks", "remove", "-", "--kid", "b", stdin=json.dumps(self.content))
         self.assertEqual((done.returncode, json.loads(done.stdout), done.stderr.decode()),
