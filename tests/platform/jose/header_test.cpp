@@ -101,7 +101,7 @@ TEST(Header, NoTokenPublishesAPrivateJwk) {
     makeTokens("d");  // a text, which is accepted as before, is no JWK
 
     const auto isPrivate = JOSESwiftError::parsingFailed("The header's \"jwk\" holds a private key.");
-    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "oth", "k"}) {
+    for (const auto* name : {"d", "p", "q", "dp", "dq", "qi", "oth", "k", "priv"}) {
         auto members = *published.as<JSONValue::Object>();
         members[name] = "AQ";
         EXPECT_ERROR(JOSE::JWS(JWSHeader(RS256, {{"jwk", members}}, std::nullopt), {}, signer), isPrivate) << name;

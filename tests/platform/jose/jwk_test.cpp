@@ -93,7 +93,7 @@ TEST(JWK, KeepsOnlyPublicStringMembers) {
 
 TEST(JWK, DropsPrivateAdditionalParameters) {
     const StringMap additional{{"d", "1"},  {"p", "1"}, {"q", "1"},   {"dp", "1"},   {"dq", "1"},
-                               {"qi", "1"}, {"k", "1"}, {"oth", "1"}, {"use", "sig"}};
+                               {"qi", "1"}, {"k", "1"}, {"oth", "1"}, {"priv", "1"}, {"use", "sig"}};
     const JOSE::RSAPublicKey rsa(publicKey(rsaSig), additional);
     const JOSE::ECPublicKey ec(publicKey(ecP256), additional);
     EXPECT_EQ(namesOf(rsa), (std::vector<std::string>{"e", "kty", "n", "use"}));

@@ -154,7 +154,7 @@ StringMap makeECParameters(const SecKey& key, StringMap parameters) {
 }  // namespace
 
 bool isPrivateMember(std::string_view name) noexcept {
-    constexpr std::array<std::string_view, 8> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
+    constexpr std::array<std::string_view, 9> privateMembers{"d", "p", "q", "dp", "dq", "qi", "oth", "k", "priv"};
     return std::ranges::find(privateMembers, name) != privateMembers.end();
 }
 
