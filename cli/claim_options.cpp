@@ -148,7 +148,7 @@ Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Obj
                 const PolicyOptions& options) {
     const auto& description = error.errorDescription();
     const auto& name = error.claim();
-    if (name.empty()) return explainMissingClaims();
+    if (name.empty()) return explainMissingClaims(payload);
     const auto view = parsePayload(payload);
     const auto& members = error.errorCase() == ClaimsError::Case::wrongType ? header : *view.claims;
     const auto member = members.find(name);
@@ -166,7 +166,10 @@ Failure explain(const ClaimsError& error, ByteView payload, const JSONValue::Obj
     return {ExitCode::claims, text + '.', isExpiryMissing ? "--allow-no-expiry accepts claims without it." : ""};
 }
 
-Failure explainMissingClaims() {
+Failure explainMissingClaims(ByteView payload) {
+    if (const auto why = explainUnreadableClaims(payload); !why.empty()) {
+        return {ExitCode::claims, "The claims cannot be read. " + why};
+    }
     return {ExitCode::claims, "The payload is not a JSON object, so it has no claims to check."};
 }
 

@@ -28,7 +28,7 @@ Failure explain(const Torvane::ClaimsError& error, Torvane::ByteView payload, co
                 const PolicyOptions& options);
 
 /// What is wrong with a payload that a policy cannot check.
-Failure explainMissingClaims();
+Failure explainMissingClaims(Torvane::ByteView payload);
 
 /// Says on standard error that the claims were not checked, if that is a terminal and the payload has claims.
 /// @param advice says how to check them.

@@ -67,7 +67,7 @@ std::vector<std::string> listKeyIds(const std::string& set, std::string_view use
     std::error_code none;
     if (!std::filesystem::is_regular_file(set, none)) return ids;
     try {
-        for (const auto& entry : readSetEntries(readInput(set))) {
+        for (const auto& entry : readSetEntries(readInput(set), nameInput(set))) {
             const auto* keyId = Torvane::stringMember(entry.members, "kid");
             const auto* ownUse = Torvane::stringMember(entry.members, "use");
             const bool fits = use.empty() || (ownUse != nullptr && *ownUse == use);
@@ -84,7 +84,7 @@ std::vector<std::string> listThumbprints(const std::string& set) {
     std::error_code none;
     if (!std::filesystem::is_regular_file(set, none)) return thumbprints;
     try {
-        for (const auto& entry : readSetEntries(readInput(set))) {
+        for (const auto& entry : readSetEntries(readInput(set), nameInput(set))) {
             if (entry.key) thumbprints.push_back(entry.thumbprint);
         }
     } catch (const std::exception&) {

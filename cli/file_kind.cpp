@@ -18,10 +18,11 @@ bool hasName(std::string_view json, const char* name) {
 }
 
 FileKind recogniseJSON(std::string_view text) {
-    if (hasName(text, "keys")) return FileKind::set;
-    if (hasName(text, "kty")) return FileKind::jwk;
+    // Before the keys: the header of a token may hold one.
     const bool isJWS = hasName(text, "payload") && (hasName(text, "signature") || hasName(text, "signatures"));
-    return isJWS || hasName(text, "ciphertext") ? FileKind::jsonToken : FileKind::json;
+    if (isJWS || hasName(text, "ciphertext")) return FileKind::jsonToken;
+    if (hasName(text, "keys")) return FileKind::set;
+    return hasName(text, "kty") ? FileKind::jwk : FileKind::json;
 }
 
 // The hint for an input that is no token.
@@ -42,6 +43,13 @@ std::string nameCommandFor(FileKind kind) {
 
 bool isToken(std::string_view text) {
     return looksLikeToken(asBytes(text));
+}
+
+// Whether a shell and jq take the text as it is.
+bool isPlainName(std::string_view text) noexcept {
+    return std::ranges::all_of(text, [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+    });
 }
 
 // The first member that is a token, such as "access_token"; empty if there is none.
@@ -101,7 +109,8 @@ void requireTokenText(std::string_view text) {
     if (kind == FileKind::json) {
         if (const auto member = findTokenMember(text); !member.empty()) {
             throw Failure(ExitCode::token, "The input is JSON with a token in \"" + member + "\".",
-                          "Give the token alone: jq -r ." + member + " FILE | torvane ...");
+                          isPlainName(member) ? "Give the token alone: jq -r ." + member + " FILE | torvane ..."
+                                              : "Give the token alone.");
         }
     }
     if (kind != FileKind::other) {

@@ -56,6 +56,9 @@ class Inspector {
 
     void notePayload(Layer& layer, ByteView payload) const {
         layer.payload = parsePayload(payload);
+        if (const auto why = explainUnreadableClaims(payload); !why.empty()) {
+            layer.view.warnings.push_back("The payload cannot be read as claims. " + makePrintable(why));
+        }
         if (!layer.payload->claims || layer.view.isMalformed) return;
         layer.policy = judgeClaims(payload, *layer.view.header, policy_);
     }
@@ -83,7 +86,9 @@ std::exception_ptr checkPolicy(const Inspection& inspection) {
                                                "The token is not decrypted, so its claims cannot be checked.",
                                                adviseToGiveKey(innermost.view)));
     }
-    return std::make_exception_ptr(explainMissingClaims());
+    const auto& payload = innermost.payload;
+    return std::make_exception_ptr(
+        explainMissingClaims(payload && payload->text ? asBytes(*payload->text) : ByteView()));
 }
 
 }  // namespace

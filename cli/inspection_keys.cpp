@@ -63,7 +63,7 @@ std::optional<JsonWebKey> findKey(const SetEntry& entry) {
 void readPeer(InspectionKeys& keys, const std::string& path) {
     keys.peer.emplace();
     keys.peerName = nameInput(path);
-    for (const auto& entry : readSetEntries(readSetText(path))) {
+    for (const auto& entry : readSetEntries(readSetText(path), keys.peerName)) {
         if (const auto key = findKey(entry)) {
             const auto name = (path == "-" ? "standard input" : path) + '#' + key->keyId();
             keys.peer->push_back(describeEntry(name, entry.members, *key));

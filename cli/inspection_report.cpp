@@ -117,13 +117,6 @@ void printPolicy(const PolicyVerdict& verdict, const Inspection& inspection, boo
     std::cout << (checked.empty() ? "; nothing to check" : "; checked: " + checked) << '\n';
 }
 
-// The beginning of a text, of whole characters.
-std::string_view cutText(std::string_view text, std::size_t bytes) noexcept {
-    if (text.size() <= bytes) return text;
-    while (bytes != 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
-    return text.substr(0, bytes);
-}
-
 void printPayload(const PayloadView& payload, double now, const Palette& palette) {
     constexpr std::size_t shownText = 4096;
     if (payload.claims) {

@@ -83,7 +83,7 @@ bool isPrivate(const Verdict& verdict) {
 
 void checkSet(const ReadSetOptions& options) {
     const auto text = readSetText(options.input);
-    const auto entries = readSetEntries(text);
+    const auto entries = readSetEntries(text, nameInput(options.input));
     const auto verdicts = checkEntries(entries);
     const auto sharedIds = findSharedIds(entries);
     JSONValue::List list;

@@ -51,7 +51,7 @@ void makeSet(const MakeSetOptions& options) {
 }
 
 void listSet(const ReadSetOptions& options) {
-    const auto entries = readSetEntries(readSetText(options.input));
+    const auto entries = readSetEntries(readSetText(options.input), nameInput(options.input));
     warnOfPrivateMembers(entries);
     if (options.asJSON) {
         JSONValue::List list;

@@ -212,8 +212,8 @@ void print(const SetDifference& difference, const Palette& palette) {
 }  // namespace
 
 void compareSets(const CompareSetsOptions& options) {
-    const auto before = readSetEntries(readSetText(options.before));
-    const auto after = readSetEntries(readSetText(options.after));
+    const auto before = readSetEntries(readSetText(options.before), nameInput(options.before));
+    const auto after = readSetEntries(readSetText(options.after), nameInput(options.after));
     const auto difference = compare(before, after);
     if (options.asJSON) {
         printJSON(difference);

@@ -83,7 +83,7 @@ void selectKeys(const SelectOptions& given) {
     options.keyType = spellKeyType(given.keyType);
     const auto criteria = makeCriteria(options);
     if (!options.thumbprint.empty()) requireThumbprint(options.thumbprint);
-    const auto entries = readSetEntries(readSetText(options.input));
+    const auto entries = readSetEntries(readSetText(options.input), nameInput(options.input));
     const auto known = readKnownKeys(entries);
     // Searches one key at a time, so that matching entries are written as they were read, apart from private members.
     JSONValue::List found;

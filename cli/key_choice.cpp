@@ -132,7 +132,10 @@ std::string explainMisfit(const GivenKey& key, JOSE::KeyManagementAlgorithm algo
 }
 
 void rejectMisfits(const std::vector<GivenKey>& keys, const std::vector<std::string>& misfits) {
-    if (keys.size() == 1) throw Failure(ExitCode::key, keys.front().name + ' ' + misfits.front() + '.');
+    const auto hint = misfits.front().ends_with("\"key_ops\"")
+                          ? "Its owner corrects \"key_ops\", which lists what the key is for, or leaves it out."
+                          : "";
+    if (keys.size() == 1) throw Failure(ExitCode::key, keys.front().name + ' ' + misfits.front() + '.', hint);
     std::vector<std::string> reasons;
     for (std::size_t i = 0; i < keys.size(); ++i) {
         reasons.push_back(keys[i].name + ' ' + misfits[i]);

@@ -74,7 +74,7 @@ void checkDestination(const NewKeyOptions& options) {
         }
         if (!namesObject(options.uri)) {
             throw Failure(ExitCode::usage, "The new key needs a name in the PKCS #11 token.",
-                          "Add one to the URI: " + withoutQuery(options.uri) +
+                          "Add one to the URI: " + withoutPin(options.uri) +
                               (options.uri.find('=') < options.uri.find('?') ? ";" : "") + "object=NAME");
         }
         return;
@@ -196,11 +196,11 @@ void newKey(const NewKeyOptions& options) {
     const auto rows = describeKey(key);
     if (options.asJSON) {
         auto object = asJSON(rows);
-        object["uri"] = withoutQuery(options.uri);
+        object["uri"] = withoutPin(options.uri);
         std::cout << formatJSON(object) << '\n';
         return;
     }
-    std::cout << "Created " << makePrintable(withoutQuery(options.uri)) << ": " << describeKind(key) << ", thumbprint "
+    std::cout << "Created " << makePrintable(withoutPin(options.uri)) << ": " << describeKind(key) << ", thumbprint "
               << std::ranges::find(rows, "thumbprint", &Rows::value_type::first)->second << '\n';
 }
 

@@ -48,6 +48,13 @@ Outcome runCommand(int count, char** arguments) {
     return {};
 }
 
+// A "kid" may be as long as its token.
+void printLine(std::string_view before, std::string_view text) {
+    constexpr std::size_t most = 4096;
+    const auto shown = Command::cutText(text, most);
+    std::cerr << before << Command::makePrintable(shown) << (shown.size() < text.size() ? "...\n" : "\n");
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -56,8 +63,8 @@ int main(int count, char** arguments) {
     // Whoever reads incomplete output has to know, so this error takes precedence.
     if (!std::cout.flush()) outcome = {ExitCode::file, "Cannot write standard output."};
     if (!outcome.error.empty()) {
-        std::cerr << "torvane: " << Command::makePrintable(outcome.error) << '\n';
-        if (!outcome.hint.empty()) std::cerr << "hint: " << Command::makePrintable(outcome.hint) << '\n';
+        printLine("torvane: ", outcome.error);
+        if (!outcome.hint.empty()) printLine("hint: ", outcome.hint);
     }
     return static_cast<int>(outcome.code);
 }

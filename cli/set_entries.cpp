@@ -66,7 +66,7 @@ std::string nameEntry(const SetEntry& entry) {
 
 WholeSet readWholeSet(const std::string& path) {
     const auto text = readSetText(path);
-    WholeSet set{{}, readSetEntries(text)};
+    WholeSet set{{}, readSetEntries(text, nameInput(path))};
     const auto json = JSONSerialization::jsonObject(text);
     if (const auto* members = json.as<JSONValue::Object>()) set.members = *members;
     if (!set.members.contains("keys")) {

@@ -34,18 +34,18 @@ SetEntry readSetEntry(const JSONValue& element) {
     return entry;
 }
 
-std::vector<SetEntry> readSetEntries(ByteView text) {
+std::vector<SetEntry> readSetEntries(ByteView text, const std::string& name) {
     JSONValue json;
     try {
         json = JSONSerialization::jsonObject(text);
     } catch (const JSONError& error) {
-        throw Failure(ExitCode::key, "The key set cannot be read. " + error.errorDescription());
+        throw Failure(ExitCode::key, "Cannot read the key set " + name + ": " + error.errorDescription());
     }
     const auto* object = json.as<JSONValue::Object>();
     const auto keys = object == nullptr ? JSONValue::Object::const_iterator() : object->find("keys");
     const auto* list = object == nullptr || keys == object->end() ? nullptr : keys->second.as<JSONValue::List>();
     if (list == nullptr && (object == nullptr || !object->contains("kty"))) {
-        throw Failure(ExitCode::key, "The input is neither a JWK Set nor a JWK.");
+        throw Failure(ExitCode::key, name + " is neither a JWK Set nor a JWK.");
     }
     std::vector<SetEntry> entries;
     for (const auto& element : list != nullptr ? *list : JSONValue::List::of(json)) {

@@ -27,7 +27,8 @@ struct SetEntry {
 SetEntry readSetEntry(const Torvane::JSONValue& element);
 
 /// Reads each entry of a JWK Set by itself, secp256k1 keys included. A single JWK is read as a set of one.
+/// @param name of the set for errors, as from nameInput().
 /// @throws Failure if the text is neither a JWK Set nor a JWK.
-std::vector<SetEntry> readSetEntries(Torvane::ByteView text);
+std::vector<SetEntry> readSetEntries(Torvane::ByteView text, const std::string& name);
 
 }  // namespace Command

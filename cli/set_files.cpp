@@ -35,7 +35,7 @@ std::string explainBadEntry(const SetEntry& entry, const std::exception_ptr& err
 void explainBadSet(const std::string& path, ByteView text) {
     std::vector<std::string> good;
     std::optional<std::string> bad;
-    const auto entries = readSetEntries(text);
+    const auto entries = readSetEntries(text, nameInput(path));
     const auto verdicts = checkEntries(entries);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const auto& entry = entries[i];
@@ -117,7 +117,8 @@ std::string explainMissingKey(const std::string& set, const std::vector<JsonWebK
     const auto found = std::ranges::find(keys, keyId, &JsonWebKey::keyId);
     const bool isSigning = use == JWKUse::JWK_SIG;
     if (found == keys.end()) {
-        return "No key " + inQuotes(keyId) + " in " + set + "; it has " + listNames(listIds(keys)) + '.';
+        return "No key " + inQuotes(keyId) + " in " + set + "; it has " +
+               (keys.empty() ? "no keys" : listNames(listIds(keys))) + '.';
     }
     const auto name = "The key " + inQuotes(keyId) + " in " + set;
     if (found->use() == JWKUse::JWK_SIG_ENC) {

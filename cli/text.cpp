@@ -189,6 +189,12 @@ std::string formatTime(double seconds, double now) {
                                                      : " (" + formatDuration(now - seconds, false) + " ago)");
 }
 
+std::string_view cutText(std::string_view text, std::size_t bytes) noexcept {
+    if (text.size() <= bytes) return text;
+    while (bytes != 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) --bytes;
+    return text.substr(0, bytes);
+}
+
 std::string inQuotes(std::string_view text) {
     return '"' + std::string(text) + '"';
 }

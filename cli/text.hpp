@@ -34,6 +34,9 @@ std::string_view trim(std::string_view text) noexcept;
 /// The words with spaces between them.
 std::string join(const std::vector<std::string>& words);
 
+/// The beginning of a UTF-8 text, of whole characters and at most so many bytes.
+std::string_view cutText(std::string_view text, std::size_t bytes) noexcept;
+
 /// A text for an error, in double quotes.
 std::string inQuotes(std::string_view text);
 

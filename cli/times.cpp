@@ -93,14 +93,14 @@ std::optional<int> takeOffset(std::string_view& text) {
     return sign * (*hours * 3600 + *minutes * 60);
 }
 
-// The time of day, in seconds of UTC.
+// The time of day, in whole seconds of UTC.
 std::optional<int> takeTimeOfDay(std::string_view& text) {
     const auto hours = takeDigits(text, 2);
     if (!hours || !take(text, ':')) return std::nullopt;
     const auto minutes = takeDigits(text, 2);
-    if (!minutes || !take(text, ':')) return std::nullopt;
-    const auto seconds = takeDigits(text, 2);
-    if (!seconds || *hours > 23 || *minutes > 59 || *seconds > 59) return std::nullopt;
+    const auto seconds = take(text, ':') ? takeDigits(text, 2) : 0;
+    if (take(text, '.')) text.remove_prefix(std::min(text.find_first_not_of("0123456789"), text.size()));
+    if (!minutes || !seconds || *hours > 23 || *minutes > 59 || *seconds > 59) return std::nullopt;
     const auto offset = takeOffset(text);
     if (!offset) return std::nullopt;
     return *hours * 3600 + *minutes * 60 + *seconds - *offset;

@@ -75,7 +75,8 @@ std::string_view findToken(std::string_view text, std::size_t line) {
 Torvane::ByteBuffer readTokenOrArgument(const std::string& path) {
     std::error_code none;
     const auto token = removeScheme(path);
-    if (token.starts_with("eyJ") && token.find('.') != token.npos && !std::filesystem::exists(path, none)) {
+    if (((token.starts_with("eyJ") && token.find('.') != token.npos) || looksLikeToken(Torvane::asBytes(token))) &&
+        !std::filesystem::exists(path, none)) {
         const auto bytes = Torvane::asBytes(token);
         return {bytes.begin(), bytes.end()};
     }

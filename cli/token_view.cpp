@@ -178,14 +178,19 @@ std::string explainSignatureSize(const TokenView& view) {
            std::to_string(size) + (isDER ? ". It seems to be in DER." : ".");
 }
 
-bool looksLikeToken(Torvane::ByteView bytes) noexcept {
+bool looksLikeToken(Torvane::ByteView bytes) {
     const auto text = Torvane::asText(bytes);
     const auto dots = std::ranges::count(text, '.');
-    // "{" and a quotation mark begin with "ey" in base64url.
-    return text.starts_with("ey") && (dots == 2 || dots == 4) && text.find_first_of(" \t\r\n\"") == text.npos;
+    if ((dots != 2 && dots != 4) || text.find_first_of(" \t\r\n\"") != text.npos) return false;
+    // "{" and a quotation mark begin with "ey" in base64url; white space may come before and between them.
+    if (text.starts_with("ey")) return true;
+    constexpr std::size_t examined = 64;
+    const auto header = text.substr(0, text.find('.'));
+    const auto beginning = Torvane::decodeBase64url(header.substr(0, examined));
+    return beginning && trim(Torvane::asText(*beginning)).starts_with('{');
 }
 
-bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept {
+bool looksLikeTokenInSpace(Torvane::ByteView bytes) {
     const auto inside = trim(Torvane::asText(bytes));
     return inside.size() < bytes.size() && looksLikeToken(Torvane::asBytes(inside));
 }
@@ -199,6 +204,16 @@ PayloadView parsePayload(Torvane::ByteView bytes) {
         view.bytes.emplace(bytes.begin(), bytes.end());
     }
     return view;
+}
+
+std::string explainUnreadableClaims(Torvane::ByteView payload) {
+    if (!trim(Torvane::asText(payload)).starts_with('{')) return {};
+    try {
+        static_cast<void>(Torvane::JSONSerialization::jsonObject(payload));
+        return {};
+    } catch (const Torvane::JSONError& error) {
+        return error.errorDescription();
+    }
 }
 
 std::string describeTime(const std::string& name, const JSONValue& value, double now) {

@@ -51,16 +51,19 @@ TokenView parseToken(std::string_view token);
 std::string explainSignatureSize(const TokenView& view);
 
 /// Whether a payload looks like a token itself.
-bool looksLikeToken(Torvane::ByteView bytes) noexcept;
+bool looksLikeToken(Torvane::ByteView bytes);
 
 /// Whether white space stands around what looks like a token.
-bool looksLikeTokenInSpace(Torvane::ByteView bytes) noexcept;
+bool looksLikeTokenInSpace(Torvane::ByteView bytes);
 
 /// The hint for a token that was encrypted with the line break after it.
 inline constexpr auto removeSpace =
     "There is a token between white space: the sender must encrypt it without a line break.";
 
 PayloadView parsePayload(Torvane::ByteView bytes);
+
+/// Why a payload that begins as a JSON object is none, such as a duplicate name; empty for any other payload.
+std::string explainUnreadableClaims(Torvane::ByteView payload);
 
 /// The time of "exp", "nbf" or "iat", or of "auth_time" or "updated_at" of OpenID Connect, in words; empty for any
 /// other member, and for a value that is not a time.

@@ -32,14 +32,20 @@ constexpr std::array optionAliases{Alias{"--issuer", "--iss"},
                                    Alias{"--pin", "--secret-file"},
                                    Alias{"--passphrase", "--secret-file"},
                                    Alias{"--password", "--secret-file"},
+                                   Alias{"--peer", "--key"},
+                                   Alias{"--peer", "--from"},
+                                   Alias{"--to", "--key"},
+                                   Alias{"--from", "--key"},
+                                   Alias{"--key", "--own"},
                                    Alias{"--out", "--output"},
                                    Alias{"-k", "--key"}};
 
 constexpr std::array commandAliases{
-    Alias{"gen", "key new"},    Alias{"generate", "key new"}, Alias{"keygen", "key new"},
-    Alias{"genkey", "key new"}, Alias{"generate", "new"},     Alias{"gen", "new"},
-    Alias{"create", "new"},     Alias{"create", "make"},      Alias{"create", "key new"},
-    Alias{"show", "list"},      Alias{"print", "inspect"},    Alias{"version", "--version"}};
+    Alias{"gen", "key new"},    Alias{"generate", "key new"}, Alias{"keygen", "key new"}, Alias{"genkey", "key new"},
+    Alias{"generate", "new"},   Alias{"gen", "new"},          Alias{"create", "new"},     Alias{"create", "make"},
+    Alias{"create", "key new"}, Alias{"show", "list"},        Alias{"print", "inspect"},  Alias{"version", "--version"},
+    Alias{"rm", "remove"},      Alias{"delete", "remove"},    Alias{"compare", "diff"},   Alias{"public", "show"},
+    Alias{"export", "show"},    Alias{"export", "jwks make"}};
 
 // The name among the known ones that a table gives for a word; empty if there is none.
 template <std::size_t size>

@@ -34,6 +34,7 @@ class Claims(TokenTest):
         for each in ids:
             self.assertRegex(each, r"\A[A-Za-z0-9_-]{22}\Z")
         for text, seconds in (("2026-12-01", 1796083200), ("2026-12-01T10:00:00Z", 1796119200),
+                              ("2026-12-01T10:00Z", 1796119200), ("2026-12-01T10:00:00.999Z", 1796119200),
                               ("1800000000", 1800000000),
                               ("2026-12-01T10:00:00+02:00", 1796112000), ("2028-02-29", 1835395200)):
             self.assertEqual(self.payload(self.sign("P-256.pem", "--expires-in", text))["exp"], seconds)

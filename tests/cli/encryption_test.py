@@ -8,7 +8,7 @@ from jwcrypto.jwe import JWE
 from jwcrypto.jws import JWS
 
 from running import Terminal
-from token_keys import BINARY, Pkcs11KeysTest, TokenTest, decode
+from token_keys import BINARY, KEY_OPS, Pkcs11KeysTest, TokenTest, decode
 
 # The keys, and the algorithms of each, the default first.
 RSA = ("RSA-OAEP-256", "RSA-OAEP", "RSA-OAEP-384", "RSA-OAEP-512")
@@ -116,6 +116,7 @@ class Encryption(EncryptionTest):
                 ("P-256.pem", ("--header", "enc=x"), 2, '"enc=x" sets a parameter that another option sets.')):
             with self.subTest(key=key, more=more):
                 hint = "--enc sets it, or --jwe-enc where there are two tokens." if "enc=x" in more else None
+                hint = KEY_OPS if "key_ops" in error else hint
                 self.reject(code, error.format(self.key(key)), "encrypt", "--key", self.key(key), *more, "-o", "out",
                             stdin="x", hint=hint)
                 self.assertEqual(os.listdir(self.folder), [])

@@ -6,7 +6,7 @@ import unittest
 
 from jwcrypto.jwe import JWE
 
-from token_keys import KINDS, Pkcs11KeysTest, TokenTest
+from token_keys import KEY_OPS, KINDS, Pkcs11KeysTest, TokenTest
 
 UNVERIFIED = "Nothing was verified: anybody may have written this.\n"
 # The description of each kind of key, and the key management algorithms for it.
@@ -143,9 +143,10 @@ class InspectPolicy(TokenTest):
         private = self.key("P-256.pem")
         jws, jwe = self.sign("P-256.pem", stdin="text"), self.text("encrypt", "--key", self.key("P-256.public.jwk"),
                                                                    "--kid", "k", stdin="[1]")
+        twice = "The claims cannot be read. The text is not JSON: a member is given twice."
         none = "The payload is not a JSON object, so it has no claims to check."
         for token, options, code, error, hint in (
-                (jws, (), 8, none, None), (self.sign("P-256.pem", stdin='{"a":1,"a":2}'), (), 8, none, None),
+                (jws, (), 8, none, None), (self.sign("P-256.pem", stdin='{"a":1,"a":2}'), (), 8, twice, None),
                 (self.sign("P-256.pem", stdin="[]"), (), 8, none, None), (jwe, ("--own", private), 8, none, None),
                 (jwe, (), 4, "The token is not decrypted, so its claims cannot be checked.",
                  "Give your private key: --own enc:k=URI.")):
@@ -284,10 +285,12 @@ class InspectKeys(TokenTest):
             peer = self.path("peer", json.dumps({**public, **members}))
             verified = self.run_command("verify", "--key", peer, stdin=token)
             inspected = self.run_command("inspect", "--peer", peer, stdin=token)
-            error = f"torvane: {peer}{{}} {why}.\n" if why else ""
-            self.assertEqual((verified.returncode, verified.stderr.decode()), (4 if why else 0, error.format("")))
-            self.assertEqual((inspected.returncode, inspected.stderr.decode()), (verified.returncode, error.format(
-                "#RSA-2048") + (f"hint: The signature is by {peer}#RSA-2048.\n" if why else "")))
+            hint = f"hint: {KEY_OPS}\n" if "key_ops" in members else ""
+            self.assertEqual((verified.returncode, verified.stderr.decode()),
+                             (4, f"torvane: {peer} {why}.\n{hint}") if why else (0, ""))
+            self.assertEqual((inspected.returncode, inspected.stderr.decode()),
+                             (4, f"torvane: {peer}#RSA-2048 {why}.\nhint: The signature is by {peer}#RSA-2048.\n")
+                             if why else (0, ""))
 
     def test_a_signature_by_another_key_of_the_set_than_the_token_names_is_explained(self):
         peer = self.key("public.jwks")

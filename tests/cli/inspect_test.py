@@ -179,6 +179,16 @@ warning: The token is not valid yet: "nbf" is {utc[0]} (in 2 hours).
                 shown = self.text("inspect", stdin=token({"alg": algorithm, "kid": "k"}, b"x", signature))
                 self.assertEqual([line[9:] for line in shown.splitlines() if line.startswith("warning: ")], warnings)
 
+    def test_a_header_that_begins_with_white_space_is_that_of_a_token(self):
+        jws = JWS(b"payload")
+        jws.add_signature(self.jwk("sign"), "RS256", '{\n  "alg": "RS256", "kid": "s"\n}')
+        inner = jws.serialize(compact=True)
+        self.assertTrue(inner.startswith("ewog"))
+        self.assertIn("verified with the peer's key \"s\"", self.text(*self.opening(), stdin=self.encrypted(inner)))
+        self.assertIn("JWS, ", self.text("inspect", inner))
+        self.reject(5, "The input has 2 tokens, in the lines 1, 2.", "inspect", stdin=f"{inner}\n{inner}\n",
+                    hint="Choose one of them, as in --line 1.")
+
     def test_no_token_controls_the_terminal(self):
         header = {"alg": "RS256", "kid": EVIL, EVIL: EVIL}
         for payload in (EVIL.encode(), {EVIL: EVIL}, b"\xff\x1b[2J", b"\x9b2J", b"\xc1\x9b", b"\xe0\x80\x9b2J"):
@@ -323,7 +333,7 @@ warning: The token is not valid yet: "nbf" is {utc[0]} (in 2 hours).
                 (self.opening(), self.encrypted(b"x")[:-4] + "AAAA", 6, "The token could not be decrypted with e.\n"),
                 (("inspect", "--peer", self.key("none")), forged, 4, "Cannot read "),
                 (("inspect", "--peer", self.path("empty", '{"keys": []}')), forged, 4,
-                 f'No key "s" in "{self.path("empty")}"; it has none.\n'),
+                 f'No key "s" in "{self.path("empty")}"; it has no keys.\n'),
                 (("inspect", "--peer", self.key("set")), self.encrypted(b"x"), 4, "No key was given to decrypt "),
                 # An encryption key verifies nothing.
                 (("inspect", "--peer", self.key("set")), self.signed("RS256", "decrypt", "e"), 4,

@@ -230,6 +230,16 @@ class Pkcs11Tokens(Pkcs11Test):
     def uri(cls, name):
         return super().uri(name).replace("pkcs11:", "PKCS11:")
 
+    def test_the_pin_of_a_new_key_is_not_shown(self):
+        for name, pin in (("a", ";pin-value=1234"), ("b", "?pin-value=1234&")):
+            module = "module-path=" + os.environ["SOFTHSM2_MODULE"]
+            uri = f"pkcs11:token=app;object={name}{pin}" + (module if "?" in pin else "?" + module)
+            for more in ((), ("--json",)):
+                done = self.run_command("key", "new", "P-256", uri, "--secret-file", self.key("pin.txt"), *more,
+                                        env=self.environment)
+                self.assertNotIn(b"1234", done.stdout + done.stderr)
+                uri = uri.replace("object=", "object=json-")
+
     def test_a_key_is_created_and_used_in_a_pkcs11_token(self):
         pin = ("--secret-file", self.key("pin.txt"))
         for name in ("sign", "decrypt"):

@@ -59,6 +59,10 @@ class Mistakes(CommandTest):
                  show_keys),
                 (command, in_json, "The input is a token in JSON serialization, not a compact token.", compact),
                 (command, encrypted, "The input is a token in JSON serialization, not a compact token.", compact),
+                (command, json.dumps({"protected": "e30", "header": {"epk": {"kty": "EC"}}, "ciphertext": "x"}),
+                 "The input is a token in JSON serialization, not a compact token.", compact),
+                (command, json.dumps({"x; rm ~ #": self.token}), 'The input is JSON with a token in "x; rm ~ #".',
+                 "Give the token alone."),
                 (command, '{"a": 1}', "The input is other JSON, not a compact token.", GIVE_TOKEN),
                 (command, json.dumps({"token_type": "Bearer", "access_token": self.token}),
                  'The input is JSON with a token in "access_token".',
@@ -137,12 +141,15 @@ class Mistakes(CommandTest):
                 (sign, "--not_before", "--not-before"), (sign, "--pin", "--secret-file"),
                 (sign, "--passphrase", "--secret-file"), (sign, "--password", "--secret-file"),
                 (verify, "--issuer", "--iss"), (("verify",), "--jwks", "--key"), (("verify",), "-k", "--key"),
-                (("decode",), "--jwks", "--peer")):
+                (("decode",), "--jwks", "--peer"), (("decode",), "--key", "--own"), (("inspect",), "--key", "--own"),
+                (("verify",), "--peer", "--key"), (("encrypt",), "--to", "--key")):
             self.reject(2, f'Unknown option "{word}".', *command, word, "x",
                         hint=f'Did you mean "{meant}"? See torvane {command[0]} --help.')
         for words, meant, helping in ((("gen",), "key new", ""), (("generate",), "key new", ""),
                                       (("keygen", "x"), "key new", ""), (("version",), "--version", ""),
-                                      (("jwks", "show", "x"), "list", " jwks"), (("key", "generate"), "new", " key"),
+                                      (("jwks", "show", "x"), "list", " jwks"),
+                                      (("jwks", "rm"), "remove", " jwks"), (("jwks", "compare"), "diff", " jwks"),
+                                      (("key", "export"), "show", " key"), (("key", "generate"), "new", " key"),
                                       (("show", "x"), "key show", "")):
             word = words[1] if helping else words[0]
             self.reject(2, f'Unknown command "{word}".', *words,

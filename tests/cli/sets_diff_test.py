@@ -104,7 +104,7 @@ class SetsDiff(CommandTest):
         good = self.path("good", '{"keys": []}')
         for arguments, code, error in (
                 ((good, "none"), 4, 'Cannot read "none": No such file or directory.'),
-                ((self.path("list", "[]"), good), 4, "The input is neither a JWK Set nor a JWK.")):
+                ((self.path("list", "[]"), good), 4, f'"{self.path("list")}" is neither a JWK Set nor a JWK.')):
             self.reject(code, error, "jwks", "diff", *arguments)
 
     def test_no_set_controls_the_terminal(self):

@@ -13,6 +13,7 @@ KINDS = {"RSA-2048": ("PS256", "PS384", "PS512", "RS256", "RS384", "RS512"), "P-
          "P-521": ("ES512",), "secp256k1": ("ES256K",)}
 # Bytes that are neither text nor end in a newline.
 BINARY = bytes(range(256)) * 4096
+KEY_OPS = 'Its owner corrects "key_ops", which lists what the key is for, or leaves it out.'
 
 
 def decode(part):

@@ -8,7 +8,7 @@ import unittest
 from jwcrypto.jws import JWS
 
 from running import ENVIRONMENT, TORVANE
-from token_keys import BINARY, KINDS, Pkcs11KeysTest, TokenTest
+from token_keys import BINARY, KEY_OPS, KINDS, Pkcs11KeysTest, TokenTest
 
 CHANGED = "The token was changed, or was signed with another key."
 
@@ -190,7 +190,8 @@ class Tokens(TokenTest):
                 name = path if key in ("none.pem", "P-256.public.pem") else path.split("#")[0]
                 expected = error.format(path if "#" in key and error.startswith("{} is a public") else name)
                 for output in ((), ("-o", self.path("out"))):
-                    self.reject(4, expected, "sign", "--key", path, *more, *output, stdin="x")
+                    self.reject(4, expected, "sign", "--key", path, *more, *output, stdin="x",
+                                hint=KEY_OPS if "key_ops" in error else None)
                 self.assertFalse(os.path.exists(self.path("out")))
 
     def test_a_key_that_cannot_verify_is_named_with_the_reason(self):
