@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <optional>
@@ -56,7 +57,8 @@ const SetEntry* findNewest(const Entries& entries, JWKUse use) {
 Entries findReplaceable(const RotateOptions& options, const std::vector<SetEntry>& entries, JWKUse use) {
     Entries ofUse, found;
     for (const auto& entry : entries) {
-        if (servesUse(entry, use)) ofUse.push_back(&entry);
+        // What is no JSON object is no key.
+        if (!entry.members.empty() && servesUse(entry, use)) ofUse.push_back(&entry);
     }
     if (options.replaced.empty()) return ofUse;
     const auto isNamed = [&](const SetEntry* entry) {
@@ -82,8 +84,27 @@ Entries chooseOld(const RotateOptions& options, Entries replaceable, std::string
     return sameType.empty() ? replaceable : sameType;
 }
 
-std::string chooseKind(const RotateOptions& options, const SetEntry* newest) {
+// RSA keys of any size are of one family, EC keys of each curve are.
+std::string nameFamily(const SetEntry& entry) {
+    return isRSA(entry.key->key()) ? "RSA" : describeKind(entry);
+}
+
+// Whoever has an RSA key and an EC key says which one to replace.
+void requireOneFamily(const RotateOptions& options, const Entries& replaceable) {
+    std::vector<std::string> families, names;
+    for (const auto* entry : replaceable) {
+        if (!entry->key) continue;
+        families.push_back(nameFamily(*entry));
+        names.push_back(nameEntry(*entry) + " (" + describeKind(*entry) + ')');
+    }
+    if (std::ranges::adjacent_find(families, std::not_equal_to()) == families.end()) return;
+    throw Failure(ExitCode::usage, "The keys for " + options.use + " are of different kinds: " + listNames(names) + '.',
+                  "Name the old key with --replaces, or the kind of the new one with --kind.");
+}
+
+std::string chooseKind(const RotateOptions& options, const Entries& replaceable, const SetEntry* newest) {
     if (!options.key.kind.empty()) return options.key.kind;
+    requireOneFamily(options, replaceable);
     const auto hint = "Choose it with --kind: " + join(listKeyKinds()) + '.';
     if (newest == nullptr) {
         throw Failure(ExitCode::usage, "The set has no key for " + options.use + " that tells the kind of the new one.",
@@ -256,7 +277,7 @@ void rotateKey(const RotateOptions& options) {
     plan.replaceable = findReplaceable(options, plan.set.entries, *use);
     plan.newest = findNewest(plan.replaceable, *use);
     auto wanted = options.key;
-    wanted.kind = chooseKind(options, plan.newest);
+    wanted.kind = chooseKind(options, plan.replaceable, plan.newest);
     // The kind may be in capital letters; no other one begins like it.
     if (*use == JWKUse::JWK_ENC && (wanted.kind.starts_with('s') || wanted.kind.starts_with('S'))) {
         throw Failure(ExitCode::usage, "A secp256k1 key is for signatures only.");

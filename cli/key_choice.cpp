@@ -156,8 +156,9 @@ std::vector<GivenKey> selectByKeyId(std::vector<GivenKey> keys, const JSONValue:
     if (!id) return keys;
     std::vector<GivenKey> found;
     std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return key.hasId(*id); });
-    if (found.empty())
+    if (found.empty()) {
         std::ranges::copy_if(keys, std::back_inserter(found), [&](const auto& key) { return key.mayHaveId(*id); });
+    }
     if (!found.empty()) return found;
     std::vector<std::string> ids;
     for (const auto& key : keys) ids.push_back('"' + key.tokenKeyId() + '"');

@@ -50,8 +50,9 @@ KeySpec parseKeySpec(const std::string& text) {
 
 JsonWebKey makeJsonWebKey(const Zennet::Key& key, JWKUse use, const std::optional<std::string>& keyId) {
     auto id = keyId ? *keyId : JsonWebKey(key, use, {}).thumbprint();
-    if (Zennet::Secp256k1Utils::isSecp256k1Key(key) && !key.isPublicKey())
+    if (Zennet::Secp256k1Utils::isSecp256k1Key(key) && !key.isPublicKey()) {
         return {key, use, std::move(id), key.publicKey()};
+    }
     return {key, use, std::move(id)};
 }
 

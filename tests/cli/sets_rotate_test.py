@@ -52,13 +52,13 @@ class SetsRotate(CommandTest):
          '1. Publish the set now, and keep signing with "s".\n'
          '2. Sign with "new" when every peer has read the set.\n'
          f'3. Remove "s" from the set {DONE}\n'),
-        ("encryption, where a key of another type stays", "set --use enc", ["s", "e", "new"], "P-384",
+        ("encryption, where a key of another type stays", "set --use enc --kind P-384", ["s", "e", "new"], "P-384",
          '1. Publish the set now. It has "new" instead of "f".\n' + KEEP +
          f'3. Delete the private key of "f" {TRANSIT}\n'),
         ("encryption with another type", "set --use enc --kind RSA-2048", ["s", "f", "new"], "RSA 2048",
          '1. Publish the set now. It has "new" instead of "e".\n' + KEEP +
          f'3. Delete the private key of "e" {TRANSIT}\n'),
-        ("encryption with the old key", "set --use enc --keep-old", ["s", "e", "f", "new"], "P-384",
+        ("encryption with the old key", "set --use enc --keep-old --replaces f", ["s", "e", "f", "new"], "P-384",
          '1. Publish the set now. Peers must choose "new" by its id.\n' + KEEP +
          f'3. Remove "f" from the set with `torvane jwks remove`, and delete the private key, {TRANSIT}\n'),
         ("encryption instead of a named key", "set --use enc --replaces e", ["s", "f", "new"], "RSA 2048",
@@ -150,6 +150,8 @@ class SetsRotate(CommandTest):
                  "Choose another id with --kid."),
                 ("set --use sig --keep-old --key k", 2,
                  "--keep-old is for --use enc only: the old keys for signatures always stay.", None),
+                ("set --use enc --key k", 2, 'The keys for enc are of different kinds: "e" (RSA 2048), "f" (P-384).',
+                 "Name the old key with --replaces, or the kind of the new one with --kind."),
                 ("set --use enc --replaces s --key k", 4, 'No key "s" for enc in "set"; for this use it has "e", "f".',
                  None),
                 ("set --use enc --replaces e --replaces x --key k", 4,
@@ -205,7 +207,8 @@ class SetsRotate(CommandTest):
                          ["e", "f", *(f"new {number}" for number in range(8)), "s"])
 
     def test_json_tells_scripts_what_was_done_and_what_is_to_be_done(self):
-        printed, said = self.rotate("set", "--use", "enc", "--kid", "new", "--key", "new.pem", "--json")
+        printed, said = self.rotate("set", "--use", "enc", "--replaces", "f", "--kid", "new", "--key",
+                                    "new.pem", "--json")
         told = json.loads(printed)
         new = self.read()["keys"][-1]
         self.assertEqual((said, told["added"]),
