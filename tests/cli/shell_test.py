@@ -227,15 +227,6 @@ class Shell(CommandTest):
         self.path(".jwks", json.dumps({"keys": [*({"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys),
                                                 readable]}))
 
-    def test_bash_completes(self):
-        self.make_set()
-        script = f'. "{SOURCE}/completions/torvane.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _torvane; ' \
-                 'printf "%s\\n" "${COMPREPLY[@]}"'
-        for line, expected in self.CANDIDATES:
-            done = subprocess.run(["bash", "-c", script, "bash", "torvane", *line.split(" ")], capture_output=True,
-                                  text=True, cwd=self.folder, env=ENVIRONMENT, check=True)
-            self.assertEqual((done.stdout.split(), done.stderr), (expected, ""), line)
-
     def test_fish_completes(self):
         self.make_set()
         for line, expected in self.CANDIDATES:
