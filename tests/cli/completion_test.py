@@ -1,11 +1,16 @@
-"""Shell completion on a terminal."""
+"""Shell completion: the candidates, and what bash, fish and zsh make of them on a terminal."""
 import json
 import os
 import unittest
 
+from jwcrypto.jwk import JWK
+
 from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
 SCRIPTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli", "completions")
+KEY = JWK.generate(kty="EC", crv="P-256")
+COMMANDS = ["key", "jwks", "sign", "verify", "encrypt", "decrypt", "nested", "encode", "decode", "inspect", "help"]
+
 # In place of the command: it completes words, and otherwise only records its arguments.
 RECORDER = f"""#!/bin/sh
 [ "$1" = complete ] && exec '{TORVANE}' "$@"
@@ -17,7 +22,49 @@ echo recorded
 # The program, its arguments, and the file that it reads at its start.
 SHELLS = {
     "bash": (("--noprofile", "--rcfile", "start", "-i"), "start",
-             f"PS1='ready> '; set +o history; . '{SCRIPTS}/torvane.bash'")}
+             f"PS1='ready> '; set +o history; . '{SCRIPTS}/torvane.bash'"),
+    "fish": (("--no-config", "-i", "-C", "source start"), "start",
+             f"function fish_prompt; echo -n 'ready> '; end; source '{SCRIPTS}/torvane.fish'"),
+    "zsh": (("-d", "-i"), ".zshrc",
+            f"PS1='ready> '; fpath=('{SCRIPTS}' $fpath); autoload -U compinit; compinit -u -d dump")}
+
+
+class Candidates(CommandTest):
+    ROWS = (("key n", ["new"]), ("", COMMANDS), ("help jw", ["jwks"]), ("help jwks m", ["make"]),
+            ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
+            ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),
+            ("jwks select --kty ", ["RSA", "EC"]), ("inspect --js", ["--json"]), ("inspect --peer ", []),
+            ("inspect --own ", []), ("inspect --own en", ["enc:"]), ("inspect --own .jwks#o", [".jwks#other"]),
+            ("inspect --is", ["--iss"]), ("inspect --no-p", []),
+            ("key new P-256 ", []), ("decode --peer set --out", ["--output"]),
+            ("encode --peer .jwks --encrypt-to ", ["2026-enc", "other"]),
+            ("encode --peer .jwks --encrypt-to o", ["other"]),
+            ("encode --peer none --encrypt-to ", []),
+            ("encode --own sig:a=x --own enc:b=y --own sig_enc:c=z --sign-with ", ["a", "c"]),
+            ("jwks remove .jwks --kid o", ["other"]), ("jwks remove .jwks --thumbprint ", [KEY.thumbprint()]),
+            ("jwks select .jwks --kid ", ["2026-sig", "2026-enc", "other"]),
+            ("decode --own e", ["enc:"]), ("encode --own sig", ["sig:", "sig_enc:"]),
+            ("jwks make sig/ES25", ["sig/ES256:", "sig/ES256K:"]),
+            ("jwks make sig:a=x enc/RSA-OAEP-3", ["enc/RSA-OAEP-384:"]),
+            ("jwks select --alg ES256", ["ES256", "ES256K"]),
+            ("sign --alg ES", ["ES256", "ES384", "ES512", "ES256K"]), ("verify --alg PS3", ["PS384"]),
+            ("encrypt --alg ECDH-ES+A1", ["ECDH-ES+A128KW", "ECDH-ES+A192KW"]),
+            ("decrypt --enc A2", ["A256CBC-HS512", "A256GCM"]),
+            ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []),
+            ("sign --key .jwks#2", [".jwks#2026-sig", ".jwks#2026-enc"]),
+            ("nested decode --from .jwks#o", [".jwks#other"]), ("verify --key none#", []),
+            ("jwks rotate .jwks --key .jwks#", []), ("jwks select .jwks --thumbprint ", [KEY.thumbprint()]))
+
+    def candidates(self, *words):
+        return [line.split("\t")[0] for line in self.text("complete", "--", *words).splitlines()]
+
+    def test_the_last_word_has_wrong_candidates(self):
+        keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))
+        readable = {name: KEY.export_public(as_dict=True)[name] for name in ("kty", "crv", "x", "y")}
+        self.path(".jwks", json.dumps({"keys": [*({"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys),
+                                                readable]}))
+        for line, expected in self.ROWS:
+            self.assertEqual(self.candidates(*line.split(" ")), expected, line)
 
 
 class Shells(CommandTest):
@@ -81,12 +128,12 @@ class Shells(CommandTest):
         self.assertEqual((end, os.path.exists(self.path("pwned"))), ("", False), line)
         return arguments[-1]
 
-    def check(self, shell):
+    def check(self, shell, **not_offered):
         terminal = self.start(shell)
         found = [self.complete(terminal, keyIds, line) for keyIds, line, _ in self.LINES]
         self.assertEqual(found, [expected for _, _, expected in self.LINES])
         found = [self.complete(terminal, [keyId], "encode --peer set.jwks --encrypt-to ") for keyId in self.KEY_IDS]
-        self.assertEqual(found, list(self.KEY_IDS))
+        self.assertEqual(found, [not_offered.get(keyId, keyId) for keyId in self.KEY_IDS])
         os.write(terminal.master, b"exit\n")
         self.assertEqual(terminal.finish()[0], 0)
 
@@ -96,6 +143,12 @@ class Shells(CommandTest):
     def test_bash_runs_a_key_id_between_double_quotes(self):
         terminal = self.start("bash")
         self.assertEqual(self.complete(terminal, ["$(touch pwned)"], 'encode --peer set.jwks --encrypt-to "\t" x'), "x")
+
+    def test_fish_passes_on_another_word_than_the_candidate(self):
+        self.check("fish", **{"~": "--encrypt-to"})
+
+    def test_zsh_passes_on_another_word_than_the_candidate(self):
+        self.check("zsh")
 
 
 if __name__ == "__main__":

@@ -1,11 +1,8 @@
-"""Help, usage errors, shell completion, and the manual page."""
-import json
+"""Help, usage errors, and the manual page."""
 import os
 import re
 import subprocess
 import unittest
-
-from jwcrypto.jwk import JWK
 
 from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
 
@@ -13,8 +10,6 @@ SOURCE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "c
 COMMANDS = ("", "key", "key new", "key show", "jwks", "jwks make", "jwks list", "jwks check", "jwks diff",
             "jwks remove", "jwks rotate", "jwks select", "sign", "verify", "encrypt", "decrypt", "nested",
             "nested encode", "nested decode", "encode", "decode", "inspect", "help")
-KEY = JWK.generate(kty="EC", crv="P-256")
-LISTED = [command for command in COMMANDS if command and " " not in command]
 
 
 class Shell(CommandTest):
@@ -195,58 +190,6 @@ class Shell(CommandTest):
             self.assertTrue(shown.startswith("torvane: " + error), (arguments, shown))
             self.assertNotIn("8642", re.sub(r"\W", "", shown), arguments)
         self.assertEqual(sorted(os.listdir(self.folder)), ["key.pem", "locked.pem", "secret", "set.jwks"])
-
-    CANDIDATES = (("key n", ["new"]), ("", LISTED), ("help jw", ["jwks"]), ("help jwks m", ["make"]),
-                  ("key new P-", ["P-256", "P-384", "P-521"]), ("encode --jwe-alg RSA-OAEP-2", ["RSA-OAEP-256"]),
-                  ("encode --own sig:a=x --jwe-enc A256", ["A256CBC-HS512", "A256GCM"]),
-                  ("jwks select --kty ", ["RSA", "EC"]), ("inspect --js", ["--json"]), ("inspect --peer ", []),
-                  ("inspect --own ", []), ("inspect --own en", ["enc:"]), ("inspect --own .jwks#o", [".jwks#other"]),
-                  ("inspect --is", ["--iss"]), ("inspect --no-p", []),
-                  ("key new P-256 ", []), ("decode --peer set --out", ["--output"]),
-                  ("encode --peer .jwks --encrypt-to ", ["2026-enc", "other"]),
-                  ("encode --peer .jwks --encrypt-to o", ["other"]),
-                  ("encode --peer none --encrypt-to ", []),
-                  ("encode --own sig:a=x --own enc:b=y --own sig_enc:c=z --sign-with ", ["a", "c"]),
-                  ("jwks remove .jwks --kid o", ["other"]), ("jwks remove .jwks --thumbprint ", [KEY.thumbprint()]),
-                  ("jwks select .jwks --kid ", ["2026-sig", "2026-enc", "other"]),
-                  ("decode --own e", ["enc:"]), ("encode --own sig", ["sig:", "sig_enc:"]),
-                  ("jwks make sig/ES25", ["sig/ES256:", "sig/ES256K:"]),
-                  ("jwks make sig:a=x enc/RSA-OAEP-3", ["enc/RSA-OAEP-384:"]),
-                  ("jwks select --alg ES256", ["ES256", "ES256K"]),
-                  ("sign --alg ES", ["ES256", "ES384", "ES512", "ES256K"]), ("verify --alg PS3", ["PS384"]),
-                  ("encrypt --alg ECDH-ES+A1", ["ECDH-ES+A128KW", "ECDH-ES+A192KW"]),
-                  ("decrypt --enc A2", ["A256CBC-HS512", "A256GCM"]),
-                  ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []),
-                  ("sign --key .jwks#2", [".jwks#2026-sig", ".jwks#2026-enc"]),
-                  ("nested decode --from .jwks#o", [".jwks#other"]), ("verify --key none#", []),
-                  ("jwks rotate .jwks --key .jwks#", []), ("jwks select .jwks --thumbprint ", [KEY.thumbprint()]))
-
-    def make_set(self):
-        keys = (("2026-sig", "sig"), ("2026-enc", "enc"), ("other", "enc"), ("evil\u001b[2J", "enc"))
-        readable = {name: KEY.export_public(as_dict=True)[name] for name in ("kty", "crv", "x", "y")}
-        self.path(".jwks", json.dumps({"keys": [*({"kty": "RSA", "kid": keyId, "use": use} for keyId, use in keys),
-                                                readable]}))
-
-    def test_fish_completes(self):
-        self.make_set()
-        for line, expected in self.CANDIDATES:
-            done = subprocess.run(["fish", "--no-config", "-c", f"source '{SOURCE}/completions/torvane.fish'; "
-                                   f"complete -C 'torvane {line}'"], capture_output=True, text=True, cwd=self.folder,
-                                  env={**ENVIRONMENT, "HOME": self.folder})
-            found = [row.split("\t")[0] for row in done.stdout.splitlines()]
-            self.assertEqual((sorted(found), done.stderr), (sorted(expected), ""), line)
-
-    def test_zsh_completes(self):
-        self.make_set()
-        # Stands in for the completion functions of zsh, which need a terminal.
-        script = f'compdef() {{ }}; compset() {{ }}; _describe() {{ print -rl -- ${{(P)2}}; }}; ' \
-                 '_files() { print files; }; ' \
-                 f'words=("$@"); CURRENT=$#; . "{SOURCE}/completions/_torvane"'
-        for line, expected in self.CANDIDATES:
-            done = subprocess.run(["zsh", "-f", "-c", script, "zsh", "torvane", *line.split(" ")], capture_output=True,
-                                  text=True, cwd=self.folder, env=ENVIRONMENT)
-            found = [re.split(r"(?<!\\):", row)[0].replace("\\:", ":") for row in done.stdout.splitlines()]
-            self.assertEqual((found, done.stderr), (expected or ["files"], ""), line)
 
 
 if __name__ == "__main__":
