@@ -71,7 +71,7 @@ std::vector<std::string> listKeyIds(const std::string& set, std::string_view use
             const auto* keyId = Torvane::stringMember(entry.members, "kid");
             const auto* ownUse = Torvane::stringMember(entry.members, "use");
             const bool fits = use.empty() || (ownUse != nullptr && *ownUse == use);
-            if (keyId != nullptr && fits && makePrintable(*keyId) == *keyId) ids.push_back(*keyId);
+            if (keyId != nullptr && fits) ids.push_back(*keyId);
         }
     } catch (const std::exception&) {
         // An unreadable set has no completions.
@@ -208,7 +208,9 @@ std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<st
             for (auto& value : listValues(*app, app->get_name(), prefix, given)) all.push_back({std::move(value), {}});
         }
     }
-    std::erase_if(all, [&](const Candidate& candidate) { return !candidate.word.starts_with(prefix); });
+    std::erase_if(all, [&](const Candidate& candidate) {
+        return !candidate.word.starts_with(prefix) || makePrintable(candidate.word) != candidate.word;
+    });
     return all;
 }
 

@@ -12,7 +12,7 @@ struct Candidate {
 };
 
 /// Completions of the last word, which may be empty. Returns none where a file name is expected: the shell completes
-/// that.
+/// that. Key ids may contain any printable text, which the shell has to quote.
 std::vector<Candidate> findCandidates(const CLI::App& root, const std::vector<std::string>& words);
 
 }  // namespace Command

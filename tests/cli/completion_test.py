@@ -5,7 +5,7 @@ import unittest
 
 from jwcrypto.jwk import JWK
 
-from running import CommandTest, ENVIRONMENT, TORVANE, Terminal
+from running import CommandTest, ENVIRONMENT, EVIL, TORVANE, Terminal
 
 SCRIPTS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "cli", "completions")
 KEY = JWK.generate(kty="EC", crv="P-256")
@@ -65,6 +65,19 @@ class Candidates(CommandTest):
                                                 readable]}))
         for line, expected in self.ROWS:
             self.assertEqual(self.candidates(*line.split(" ")), expected, line)
+
+    def test_a_candidate_has_control_or_invisible_characters(self):
+        evil = ["a" + character for character in EVIL + "\n\t" if character not in "]0;x2J"]
+        names = [keyId + ".jwks" for keyId in evil] + ["good.jwks"]
+        for name in names:
+            self.path(name, json.dumps({"keys": [{"kid": keyId, "use": "enc"} for keyId in (*evil, "good")]}))
+        for words, expected in ((("encode", "--peer", "good.jwks", "--encrypt-to", ""), ["good"]),
+                                (("jwks", "remove", "good.jwks", "--kid", "a"), []),
+                                (("sign", "--key", "good.jwks#"), ["good.jwks#good"]),
+                                *((("sign", "--key", name + "#good"), []) for name in names[:-1]),
+                                (("encode", *(word for keyId in evil for word in ("--own", f"sig:{keyId}=k.pem")),
+                                  "--own", "sig:good=k.pem", "--sign-with", ""), ["good"])):
+            self.assertEqual(self.candidates(*words), expected, words)
 
 
 class Shells(CommandTest):
