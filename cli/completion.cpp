@@ -48,6 +48,7 @@ std::vector<std::string> listValues(const CLI::App& command, const std::string& 
     if (name == "--jwe-enc" || name == "--enc") {
         return listAlgorithmNames<Torvane::JOSE::ContentEncryptionAlgorithm>([](const auto&) { return true; });
     }
+    if (name == "--use" && commandName == "rotate") return {"sig", "enc"};
     if (name == "--use") return {"sig", "enc", "sig_enc"};
     if (name == "--kty") return {"RSA", "EC"};
     return {};
@@ -135,7 +136,9 @@ std::vector<std::string> listPurposes(std::string_view prefix, bool takesAlgorit
 std::vector<std::string> listValues(const CLI::App& command, const std::string& name, std::string_view prefix,
                                     const Given& given) {
     if (name == "--encrypt-to") return listKeyIds(given.set, "enc");
-    if (name == "--kid" || name == "--replaces") return listKeyIds(given.set, {});
+    // Other commands take a new id.
+    const bool takesOldId = command.get_name() == "remove" || command.get_name() == "select";
+    if ((name == "--kid" && takesOldId) || name == "--replaces") return listKeyIds(given.set, {});
     if (name == "--thumbprint") return listThumbprints(given.set);
     if (name == "--sign-with") return listOwnIds(given.own);
     if ((name == "--key" && command.get_name() != "rotate") || name == "--to" || name == "--from") {

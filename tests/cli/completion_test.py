@@ -53,7 +53,10 @@ class Candidates(CommandTest):
             ("nested encode --jws-alg ES2", ["ES256", "ES256K"]), ("encode --jws-alg E", []),
             ("sign --key .jwks#2", [".jwks#2026-sig", ".jwks#2026-enc"]),
             ("nested decode --from .jwks#o", [".jwks#other"]), ("verify --key none#", []),
-            ("jwks rotate .jwks --key .jwks#", []), ("jwks select .jwks --thumbprint ", [KEY.thumbprint()]))
+            ("jwks rotate .jwks --key .jwks#", []), ("jwks rotate .jwks --kid ", []),
+            ("jwks rotate .jwks --replaces o", ["other"]), ("jwks rotate .jwks --use ", ["sig", "enc"]),
+            ("jwks remove .jwks --use ", ["sig", "enc", "sig_enc"]), ("sign .jwks --kid ", []),
+            ("jwks select .jwks --thumbprint ", [KEY.thumbprint()]))
 
     def candidates(self, *words):
         return [line.split("\t")[0] for line in self.text("complete", "--", *words).splitlines()]
