@@ -158,13 +158,22 @@ void checkPurpose(const SetEntry& entry, Verdict& verdict) {
     if (stringMember(entry.members, "kid") == nullptr) verdict.addRemark("no-kid", "It has no \"kid\".");
 }
 
+std::string explainUnreadable(const SetEntry& entry) {
+    auto text = describeError(entry.error);
+    // The library's text for numbers that are well-formed, but make no key.
+    const bool isNoPoint = readMember(entry, "kty") == "EC" && text == "Failed to build a key from its components.";
+    return isNoPoint ? "Its \"x\" and \"y\" are no point on its curve." : makePrintable(text);
+}
+
 // The faults that keep every reader, or this one, from using the key.
 void checkKey(const SetEntry& entry, Verdict& verdict) {
     checkRSA(entry, verdict);
     if (auto text = entry.error ? explainKind(entry) : std::nullopt) {
         verdict.addFault("unknown-kind", *std::move(text));
+    } else if (entry.error && readMember(entry, "crv") == "secp256k1" && !entry.members.contains("alg")) {
+        verdict.addFault("secp256k1-without-alg", "It is on secp256k1, and has no \"alg\" with the value ES256K.");
     } else if (entry.error && verdict.faults.empty() && readMember(entry, "kty") != "oct") {
-        verdict.addFault("unreadable", makePrintable(describeError(entry.error)));
+        verdict.addFault("unreadable", explainUnreadable(entry));
     }
     if (readMember(entry, "kty") == "oct") {
         verdict.addFault("private", "It is a shared secret, which no set may publish.");

@@ -210,8 +210,9 @@ void explainDecoding(const MessageOptions& options, const Parties& parties, std:
         explainInside(options, parties, asText(*inside), thrown);
     }
     rejectOtherAlgorithms(*view, options, thrown);
-    throw addHint(thrown,
-                  "The token was changed, or was encrypted for another key; `torvane inspect` shows its parts.");
+    const auto keyId = view->readHeaderMember("kid");
+    throw addHint(thrown, (keyId.empty() ? "The token" : "The token names the key " + inQuotes(keyId) + ". It") +
+                              " was changed, or was encrypted for another key; `torvane inspect` shows its parts.");
 }
 
 std::string explainAlgorithm(const MessageOptions& options) {

@@ -23,9 +23,8 @@ std::string explainBadEntry(const SetEntry& entry, const std::exception_ptr& err
     if (type != nullptr && *type == "oct") {
         return "It is a symmetric key (\"oct\"), which does not belong in a set for peers.";
     }
-    if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE) {
-        return std::string("It is on secp256k1") +
-               (entry.members.contains("alg") ? "." : ", and has no \"alg\" with the value ES256K.");
+    if (curve != nullptr && *curve == Zennet::Secp256k1Utils::SECP256K1CURVE && entry.members.contains("alg")) {
+        return "It is on secp256k1.";
     }
     const auto why = explainUnusable(entry);
     return why ? *why : describeError(error);

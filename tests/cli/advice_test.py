@@ -150,7 +150,8 @@ class Advice(CommandTest):
                 (self.signed(), 6, "The token is signed, but not encrypted.",
                  "Use `torvane verify`, or `torvane inspect --peer`."),
                 (changed, 6, "The JWE could not be decrypted.",
-                 "The token was changed, or was encrypted for another key; `torvane inspect` shows its parts."),
+                 'The token names the key "dec". It was changed, or was encrypted for another key; `torvane inspect` '
+                 "shows its parts."),
                 (self.encrypted(self.signed(), enc="A256GCM", alg="RSA-OAEP"), 6,
                  "The token is encrypted with RSA-OAEP, not RSA-OAEP-256, and A256GCM, not A128CBC-HS256.",
                  "If you accept that, give --jwe-alg RSA-OAEP --jwe-enc A256GCM."),
