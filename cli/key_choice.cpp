@@ -132,9 +132,9 @@ std::string explainMisfit(const GivenKey& key, JOSE::KeyManagementAlgorithm algo
 }
 
 void rejectMisfits(const std::vector<GivenKey>& keys, const std::vector<std::string>& misfits) {
-    const auto hint = misfits.front().ends_with("\"key_ops\"")
-                          ? "Its owner corrects \"key_ops\", which lists what the key is for, or leaves it out."
-                          : "";
+    const auto* const hint = misfits.front().ends_with("\"key_ops\"")
+                                 ? "Its owner corrects \"key_ops\", which lists what the key is for, or leaves it out."
+                                 : "";
     if (keys.size() == 1) throw Failure(ExitCode::key, keys.front().name + ' ' + misfits.front() + '.', hint);
     std::vector<std::string> reasons;
     for (std::size_t i = 0; i < keys.size(); ++i) {
