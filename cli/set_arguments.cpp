@@ -12,8 +12,8 @@ void addSetCommands(CLI::App& root) {
             addCommand(*jwks, "make", "Create a JWK Set from the public keys of key pairs", makeSet);
         command
             ->add_option("keys", options->keys,
-                         "Use (sig, enc or sig_enc), algorithm, key id and URI of each key; without a key id,\n"
-                         "the key's thumbprint is its id")
+                         "Use (sig, enc or sig_enc), algorithm, key id and URI of each key;\n"
+                         "without a key id, the key's thumbprint is its id")
             ->required()
             ->type_name("USE[/ALG][:KID]=URI");
         addOutput(*command, options->output);
@@ -45,10 +45,11 @@ void addSetCommands(CLI::App& root) {
         command->add_option("new", options->after, "Set as it is")->required()->type_name("FILE");
         addJSON(*command, options->asJSON);
         command->footer(
-            "One of the files may be - for standard input. The exit code is 0 if the sets have the same keys, and 1 "
-            "if they differ.\n\n"
-            "Examples:\n  torvane jwks diff old.jwks new.jwks\n  curl -s https://example.com/jwks | torvane jwks "
-            "diff public.jwks -");
+            "One of the files may be - for standard input. The exit code is 0 if the sets have the same keys,\n"
+            "and 1 if they differ.\n\n"
+            "Examples:\n"
+            "  torvane jwks diff old.jwks new.jwks\n"
+            "  curl -s https://example.com/jwks | torvane jwks diff public.jwks -");
     }
     {
         auto [command, options] = addCommand(*jwks, "remove", "Take keys out of a set", removeKeys);
@@ -64,9 +65,8 @@ void addSetCommands(CLI::App& root) {
             ->type_name("FILE");
         addJSON(*command, options->asJSON);
         command->footer(
-            "Everything else in the set stays, but numbers may be written differently. If one of the ids or "
-            "thumbprints "
-            "is not there, nothing is removed.\n\n"
+            "Everything else in the set stays, but numbers may be written differently. If one of the ids\n"
+            "or thumbprints is not there, nothing is removed.\n\n"
             "Examples:\n"
             "  torvane jwks remove public.jwks --kid 2026\n"
             "  torvane jwks remove public.jwks --kid a --kid b --use enc -o smaller.jwks");
@@ -91,9 +91,9 @@ void addSetCommands(CLI::App& root) {
         addJSON(*command, options->asJSON);
         addSecretOptions(*command, options->key.secret);
         command->footer(
-            "For sig, the set keeps the old keys; for enc, the new key replaces them. The old keys are those of "
-            "--replaces, or else the keys for the use that are RSA or EC keys as the new one is. Says what to publish "
-            "and when.\n\n"
+            "For sig, the set keeps the old keys; for enc, the new key replaces them. The old keys are those\n"
+            "of --replaces, or else the keys for the use that are RSA or EC keys as the new one is. If these\n"
+            "are of different kinds, --replaces or --kind has to choose. Says what to publish and when.\n\n"
             "Examples:\n"
             "  torvane jwks rotate public.jwks --use sig --kid 2027 --key sign-2027.pem\n"
             "  torvane jwks rotate public.jwks --use enc --kind P-256 --key 'pkcs11:token=app;object=agree'");

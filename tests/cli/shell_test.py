@@ -23,6 +23,7 @@ class Shell(CommandTest):
         for command in COMMANDS:
             options |= set(re.findall(r"--([a-z-]+)", self.help(command)))
             self.assertIn(command.split(" ")[0], page)
+            self.assertLessEqual(max(map(len, self.help(command).splitlines())), 110, command)
             if " " in command:
                 self.assertRegex(page, rf"\.(It )?Cm .*\b{command}\b")
         self.assertGreaterEqual(len(options), 20)
